@@ -1,0 +1,12 @@
+# Libraries, header, CMake package and pkg-config file.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS zep3 zep3_static EXPORT zep3-targets PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zep3)
+install(EXPORT zep3-targets NAMESPACE zep3:: FILE zep3-config.cmake DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/zep3-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/zep3-config-version.cmake DESTINATION ${package_dir})
+
+configure_file(cmake/zep3.pc.in ${PROJECT_BINARY_DIR}/zep3.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/zep3.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,9 @@
+# Strict in this project's own builds (ZEP3_WERROR is on in every preset), never forced on a project that embeds it.
+function(zep3_warnings target)
+  if(MSVC)
+    target_compile_options(${target} PRIVATE /W4 $<$<BOOL:${ZEP3_WERROR}>:/WX>)
+  else()
+    target_compile_options(${target} PRIVATE
+      -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wdouble-promotion $<$<BOOL:${ZEP3_WERROR}>:-Werror>)
+  endif()
+endfunction()

@@ -1,0 +1,296 @@
+/*
+ * zep3.h: automatic exposure and colour correction of scanned images.
+ *
+ * A caller describes a pre-scan (ZEP3_BmpInfo) and the kind of original (ZEP3_PARA), calls ZEP3, and finds in the
+ * same record the proposed correction: per channel an input and an output highlight point, an input and an output
+ * shadow point and a gamma. MakeZEP3LUT turns the completed record, together with the user's brightness, contrast,
+ * colour balance and tone curves, into three tables of 256 bytes to push the final scan through.
+ *
+ * Scales. A level stands on one of three, and every field below names its own:
+ *   linear level   0..255 at gamma 1.8: pixels, and the input side of a table. Fractional inside the engine.
+ *   display level  0..255 in the display's gamma G (lScreenGamma / 10): the output side of a table, the points of tone
+ *                  curves, and picked colours. A linear level v shows as 255 * (v / 255)^(1.8 / G).
+ *   16-bit level   0..65535, 257 times a display level: the points of the record.
+ *
+ * Channels are red, green, blue (index 0, 1, 2) throughout.
+ *
+ * Calls keep no state and share none: calls on distinct records may run at the same time, two calls on one record must
+ * not. No call prints, logs or throws. Every call returns 1 or 0 (ValueOfScreenGammaConv returns its value).
+ *
+ * For every value of every field and argument each call returns, reads only the records, tone records and pixels that
+ * it is given, and writes only what is documented. A null for a required pointer gives 0 and nothing is written. What
+ * lies outside a field's range is defined: a conversion whose result is not a number, or lies outside 32 bits, yields
+ * -2147483648, and a table entry that is not a number yields 0. The engine cannot know how long the pixel buffer is:
+ * width, height, stride and pixel format must describe memory that exists.
+ *
+ * Plain C99, also C++. The records are binary interface: little-endian, 8-byte alignment, 64-bit pointers.
+ */
+#ifndef ZEP3_H
+#define ZEP3_H
+
+#include <stdint.h>
+
+#if defined(_WIN32)
+#if defined(ZEP3_BUILDING)
+#define ZEP3_API __declspec(dllexport)
+#else
+#define ZEP3_API
+#endif
+#elif defined(__GNUC__)
+#define ZEP3_API __attribute__((visibility("default")))
+#else
+#define ZEP3_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- codes ------------------------------------------------------------------------------------------------------ */
+
+/* ZEP3_PARA::wDocType, the kind of original; compared as signed 16 bits. */
+enum {
+  ZEP3_DOC_NEGATIVE = 0,   /* colour negative film */
+  ZEP3_DOC_POSITIVE = 1,   /* positive film, slides */
+  ZEP3_DOC_REFLECTIVE = 2, /* reflective original on a flatbed: print, document */
+  ZEP3_DOC_NEGATIVE_BW = 3 /* monochrome negative film */
+};
+
+/* ZEP3_PARA::wSubMode. Films know only ZEP3_SUB_RESTORATION; any other value is their normal calculator. */
+enum {
+  ZEP3_SUB_PHOTO = 0,
+  ZEP3_SUB_DOCUMENT = 1,
+  ZEP3_SUB_RESTORATION = 2,         /* faded original */
+  ZEP3_SUB_BACKGROUND_REMOVAL = 3,  /* paper to white, neutral */
+  ZEP3_SUB_GROUND_COLOR_REMOVAL = 4 /* each channel's own paper level to white */
+};
+
+/* ZEP3_PARA::wDocOption: 1 selects the plainer handling; any other value is the normal case. */
+enum { ZEP3_OPTION_PLAIN = 1, ZEP3_OPTION_NORMAL = 2 };
+
+/* ZEP3_IC::wHlCurveType, the highlight end of the curve. Any other value: left as the base curve has it. */
+enum {
+  ZEP3_HL_HARD_CLIP = 0,
+  ZEP3_HL_NONE = 1,
+  ZEP3_HL_ROLL_OFF = 2, /* smooth shoulder up to 255 */
+  ZEP3_HL_AUTO = 6      /* resolved and written back: roll-off for negatives, none for the others */
+};
+
+/* ZEP3_IC::wSdCurveType, the shadow end of the curve. Any other value: left as the base curve has it. */
+enum {
+  ZEP3_SD_HARD_CLIP = 3,
+  ZEP3_SD_NONE = 4,
+  ZEP3_SD_TOE = 5, /* smooth toe down to 0 */
+  ZEP3_SD_AUTO = 7 /* resolved and written back: toe for negatives, none for the others */
+};
+
+/* ZEP3_BmpInfo::wPixelFormat, the bytes of a pixel. Any other value is read as ZEP3_PIXEL_BGR. */
+enum { ZEP3_PIXEL_RGB = 0, ZEP3_PIXEL_BGR = 1, ZEP3_PIXEL_XRGB = 2 };
+
+/* A point field that is not set. A channel with one of its five fields unset counts as unset as a whole. */
+enum { ZEP3_UNSET = -1 };
+
+/* Room for control points in a tone curve. */
+enum { ZEP3_TONE_POINTS = 16 };
+
+/* ---- records ---------------------------------------------------------------------------------------------------- */
+
+/* A pixel position (x to the right, y downwards), or a control point of a tone curve. 16 bytes. */
+typedef struct LPOINT {
+  int64_t x;
+  int64_t y;
+} LPOINT;
+
+/*
+ * One tone curve. 264 bytes.
+ *
+ * The table builder lays a natural cubic spline through the points; outside of them the curve is flat. A point whose
+ * input is not above the input of the point kept before it is left out; with one point left the curve is that output.
+ */
+typedef struct ZEP3_TONE {
+  int16_t wPointNum;               /* points in use, 2..16; 0 or less: no curve; above 16: the first 16 */
+  LPOINT ptCtrl[ZEP3_TONE_POINTS]; /* x: input display level, strictly rising; y: output display level, 0..255 */
+} ZEP3_TONE;
+
+/*
+ * The correction of one channel: the input level lHlIn maps to lHlOut, lSdIn to lSdOut, and the power curve
+ * out = b * (in - a)^(1 / gamma) runs through both. For the negative types (0 and 3) the input points are given on the
+ * inverted scale, that of the positive picture. 40 bytes; -1 in any field: the channel is not set.
+ */
+typedef struct ZEP3_POINTS {
+  int64_t lHlIn;  /* highlight input, 16-bit level */
+  int64_t lSdIn;  /* shadow input, 16-bit level */
+  int64_t lHlOut; /* highlight output, 16-bit level */
+  int64_t lSdOut; /* shadow output, 16-bit level; must differ from lHlOut */
+  int64_t lGamma; /* gamma times 100: 100 is 1.00; above 0 */
+} ZEP3_POINTS;
+
+/* The image correction: what the analysis proposes and what the user adds. 184 bytes. */
+typedef struct ZEP3_IC {
+  ZEP3_POINTS ch[3];      /* red, green, blue; written by ZEP3 and GetGrayBalance, lGamma also by GetGamma */
+  uint16_t wHlCurveType;  /* ZEP3_HL_...; written by ZEP3 and, where automatic, by the table builder */
+  uint16_t wSdCurveType;  /* ZEP3_SD_...; likewise */
+  int64_t lBrightness;    /* user: density shift of the input points in steps of 0.003, signed; 0: none */
+  int64_t lContrast;      /* user: percent of the way from the points to their midpoint; read as -99..99; 0: none */
+  int64_t lColorBalanceR; /* user: added to lBrightness for red */
+  int64_t lColorBalanceG; /* user: added to lBrightness for green */
+  int64_t lColorBalanceB; /* user: added to lBrightness for blue */
+  ZEP3_TONE* pMasterTone; /* user: tone curve of all channels; null: none. Not owned. */
+  ZEP3_TONE* pRGBTone;    /* user: three tone curves, red, green, blue; null: none. Applied first. Not owned. */
+} ZEP3_IC;
+
+/* The parameter record, the whole exchange between caller and engine. 248 bytes. */
+typedef struct ZEP3_PARA {
+  uint16_t wDocType;     /* in: ZEP3_DOC_... */
+  uint16_t wSubMode;     /* in: ZEP3_SUB_... */
+  uint16_t wDocOption;   /* in: ZEP3_OPTION_... */
+  uint16_t wReserved;    /* 0; read by nobody */
+  int64_t lScreenGamma;  /* in: display gamma times 10; 22 is 2.2. Not 0. */
+  ZEP3_IC ic;            /* in and out */
+  int64_t lSaturation;   /* out: proposed saturation change, signed, 0: none. Never applied by the engine; the table
+                            builder sets it back to 0. */
+  int64_t lLevelFlag;    /* out: 1 when lCorrectLevel lies above the calculator's base level and a master curve was
+                            proposed, else 0 */
+  int64_t lCorrectLevel; /* in: strength of the correction, 0..4, default 4; above the calculator's base level (4 for
+                            photos and slides, 7 for documents, 2 for monochrome negatives) an emphasis is added. Below
+                            0 acts as 0 where a table is indexed and is extrapolated elsewhere. */
+  int64_t lAgainstLight; /* in: strength of the backlight correction, read as signed 32 bits; 0 or less: off */
+  ZEP3_TONE* pOutMasterTone; /* out: proposed master tone curve, identity when there is none. Not null, not owned. */
+  ZEP3_TONE* pOutRGBTone;    /* out: three proposed tone curves, red, green, blue. Not null, not owned. The two may
+                                point to the same records as ic.pMasterTone and ic.pRGBTone: the table builder then
+                                applies what the analysis proposed. */
+} ZEP3_PARA;
+
+/*
+ * The analysis area: the four corners of a rectangle that may be rotated, in pixels. 64 bytes.
+ *
+ * An upright rectangle has ptLeft = ptTop = its top left corner and ptRight = ptBottom = its bottom right corner. A
+ * rotated one has four distinct corners in their places and no vertical edge. The analysis leaves a margin out: 5 % of
+ * width and height in total.
+ */
+typedef struct AREA {
+  LPOINT ptLeft;   /* smallest x */
+  LPOINT ptTop;    /* smallest y */
+  LPOINT ptRight;  /* largest x */
+  LPOINT ptBottom; /* largest y */
+} AREA;
+
+/* The image to analyse. 112 bytes. */
+typedef struct ZEP3_BmpInfo {
+  uint8_t* pBits;        /* linear levels; first byte of the first line, read only. Not owned. */
+  int64_t lWidth;        /* pixels per line */
+  int64_t lHeight;       /* lines */
+  int64_t lBytesPerLine; /* bytes from a line to the next; negative for images stored bottom-up (pBits is then the
+                            first byte of the top line, which lies last) */
+  int64_t lBitCount;     /* 24, whatever wPixelFormat says; anything else is refused */
+  AREA area;             /* analysis area; clipped to the image */
+  uint16_t wPixelFormat; /* ZEP3_PIXEL_RGB three bytes R G B, ZEP3_PIXEL_XRGB four bytes with the first unused,
+                            anything else three bytes B G R */
+} ZEP3_BmpInfo;
+
+/*
+ * A gray-balance request. 32 bytes, passed by value. A picked colour is what the scan shows before the correction, as
+ * display levels; of a negative, what the inverted scan shows.
+ */
+typedef struct ZEP3_GrayBalance {
+  int64_t lRed; /* the picked colour, display levels; below 0.1 counts as 0.1 */
+  int64_t lGreen;
+  int64_t lBlue;
+  int64_t lIntensity; /* strength in percent, 0..100 */
+} ZEP3_GrayBalance;
+
+/* ---- analysis --------------------------------------------------------------------------------------------------- */
+
+/*
+ * Analyses the image and writes the proposed correction into the record.
+ *
+ * bmp            the pre-scan; null counts as a refused image.
+ * para           in and out; null, or a null pOutMasterTone or pOutRGBTone, gives 0 with nothing written.
+ * pdColorMatrix  3x3 colour matrix, nine doubles, row-major, element [row][col] at 3 * row + col. Needed for colour
+ *                negatives outside restoration, otherwise unread and may be null.
+ *
+ * Returns 1 when the record holds a usable correction, 0 otherwise. Written on success: ic.ch (points and gammas), both
+ * curve types, lSaturation, lLevelFlag, and the tone records at pOutMasterTone and pOutRGBTone (count and points in
+ * use). An image whose levels are unusable (blank, clipped) is no failure: fixed default points are written; likewise
+ * for a document type outside 0..3, which takes the defaults of negatives. A reflective original with an unknown
+ * sub-mode, and default points in sub-modes 2 and 4, leave the caller's points, converted to the display gamma as they
+ * stand.
+ *
+ * Returns 0 when the image is refused (null, lBitCount not 24, corners out of order, no pixel inside the area, null
+ * pixels, lines that overlap because lBytesPerLine is shorter than a line), when a colour matrix is needed and missing,
+ * or when the kind of original has no calculator yet. lLevelFlag is then 0 and the tone records are identity; the rest
+ * of the record may be partly written.
+ */
+ZEP3_API int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix);
+
+/* Stores the version, 3 and 9. Returns 1; 0 with nothing written when a pointer is null. */
+ZEP3_API int GetZEP3Version(int64_t* plMajor, int64_t* plMinor);
+
+/*
+ * Converts one 16-bit level from the engine's gamma of 1.8 to the display gamma, as ZEP3 converts input points: for the
+ * negative types the result is also inverted. Reads wDocType and lScreenGamma. With x = lValue / 257 / 255 and
+ * e = 1.8 / (lScreenGamma / 10) it is 65535 * x^e, for negatives 257 * (255 - 255 * x^e), truncated toward zero.
+ * Null record: 0.
+ */
+ZEP3_API int64_t ValueOfScreenGammaConv(int64_t lValue, ZEP3_PARA* para);
+
+/* ---- tables ----------------------------------------------------------------------------------------------------- */
+
+/*
+ * Builds the three tables of a completed record.
+ *
+ * para   read; written: points and gamma of unset channels (defaults of the kind of original), automatic curve types,
+ *        lSaturation = 0.
+ * table  768 bytes of the caller's: red at 0, green at 256, blue at 512; byte i is the display level for linear level
+ * i. Untouched on failure.
+ *
+ * Returns 1; 0 with nothing written when a pointer is null. Same as MakeZEP3LUTEx without a matrix.
+ */
+ZEP3_API int MakeZEP3LUT(ZEP3_PARA* para, uint8_t* table);
+
+/*
+ * The same with a colour matrix (nine doubles, row-major; null: none), of which the diagonal is read, for colour
+ * negatives only: it scales brightness and colour balance per channel. An identity diagonal stands for the built-in
+ * gains 0.807, 0.97, 1.009 of film.
+ */
+ZEP3_API int MakeZEP3LUTEx(ZEP3_PARA* para, double* pdColorMatrix, uint8_t* table);
+
+/*
+ * Converts a colour matrix through the correction of a completed record: off-diagonal entries shrink with the slopes of
+ * the two channels they mix, diagonal entries are set so that each row sums to 1.
+ *
+ * in, out   nine doubles each, row-major, may be the same. The record is read only.
+ * Returns 1; 0 with nothing written when a pointer is null.
+ */
+ZEP3_API int ColorMatrixConv(ZEP3_PARA* para, double* in, double* out);
+
+/* ---- pipettes --------------------------------------------------------------------------------------------------- */
+
+/*
+ * Gray balance: moves the input points of each channel so that the picked colour comes out as a common gray (red and
+ * blue counted once, green three times). Writes lHlIn and lSdIn of every channel and, where a highlight would leave the
+ * scale on an original that is not a negative, lHlOut. The record must hold a completed analysis.
+ * Returns 1; 0 with nothing written when the record is null.
+ */
+ZEP3_API int GetGrayBalance(ZEP3_PARA* para, ZEP3_GrayBalance gb);
+
+/*
+ * Pipette gamma: sets the three gammas so that the picked colour (three display levels, red, green, blue) comes out
+ * gray. Writes lGamma of every channel, or nothing when the colour does not lie strictly inside every channel's range:
+ * that too returns 1. The record must hold a completed analysis. Returns 0 with nothing written when a pointer is null.
+ */
+ZEP3_API int GetGamma(int64_t* plColor, ZEP3_PARA* para);
+
+/*
+ * Palette adjustment: is to move the input points so that the displayed colour plSource becomes plTarget (three
+ * display levels each). pdNegaCoef: nine doubles, read for the negative types; pdColorMatrix: the 3x3 colour matrix.
+ * Not available yet: returns 0 and writes nothing.
+ */
+ZEP3_API int AdjustSpecifiedColor(ZEP3_PARA* para, const int64_t* plSource, const int64_t* plTarget,
+                                  const double* pdNegaCoef, const double* pdColorMatrix);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ZEP3_H */
