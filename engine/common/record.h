@@ -1,0 +1,28 @@
+// Reading the parameter record: kind of original, unset channels, user values.
+#pragma once
+
+#include <cstdint>
+
+#include "engine/zep3.h"
+
+inline int16_t DocType(const ZEP3_PARA& para) { return static_cast<int16_t>(para.wDocType); }
+
+// The types whose input points are stored inverted. A type outside 0..3 is none of them.
+inline bool IsNegative(const ZEP3_PARA& para) {
+  return DocType(para) == ZEP3_DOC_NEGATIVE || DocType(para) == ZEP3_DOC_NEGATIVE_BW;
+}
+
+inline bool IsPlain(const ZEP3_PARA& para) { return para.wDocOption == ZEP3_OPTION_PLAIN; }
+
+// One unset field makes the whole channel unset.
+inline bool IsUnset(const ZEP3_POINTS& p) {
+  return p.lGamma == ZEP3_UNSET || p.lHlIn == ZEP3_UNSET || p.lHlOut == ZEP3_UNSET || p.lSdIn == ZEP3_UNSET ||
+         p.lSdOut == ZEP3_UNSET;
+}
+
+// Writes the identity into the record: count and points in use, nothing else.
+inline void SetIdentity(ZEP3_TONE& tone) {
+  tone.wPointNum = 2;
+  tone.ptCtrl[0] = {0, 0};
+  tone.ptCtrl[1] = {255, 255};
+}

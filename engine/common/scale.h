@@ -1,0 +1,62 @@
+// The scales that levels live on, and the ways between them.
+//
+// Inside the engine a level is linear: 0..255 at gamma 1.8. A record's points are 16-bit levels in display gamma G
+// (ZEP3_PARA::lScreenGamma / 10). Density is -log10 of the light that a linear level stands for.
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+
+#include "engine/common/convert.h"
+#include "engine/zep3.h"
+
+// Levels and ranges never fall below this, so that logarithms and ratios of them stay finite.
+inline constexpr double kLevelFloor = 0.1;
+
+// As a comparison: what is not a number stays so.
+inline double AtLeast(double floor, double v) { return v < floor ? floor : v; }
+inline double AtMost(double cap, double v) { return v > cap ? cap : v; }
+
+// ---- display gamma ----
+
+inline double DisplayExponent(const ZEP3_PARA& para) { return 1.8 / (static_cast<double>(para.lScreenGamma) / 10.0); }
+inline double LinearExponent(const ZEP3_PARA& para) { return (static_cast<double>(para.lScreenGamma) / 10.0) / 1.8; }
+
+// A linear level times 257 to a 16-bit level in display gamma; inverted for the input points of negatives.
+inline int32_t EncodePoint(int64_t level, double displayExponent, bool inverted) {
+  const double y = std::pow(static_cast<double>(level) / 257.0 / 255.0, displayExponent);
+  return ToInt32(inverted ? 257.0 * (255.0 - 255.0 * y) : 65535.0 * y);
+}
+
+// A fractional linear level to a 16-bit level in display gamma. The two differ in last places: one multiplies by 65535,
+// the other by 255 and then by 257.
+inline int32_t EncodeLevel(double level, double displayExponent) {
+  return ToInt32(std::pow(level / 255.0, displayExponent) * 65535.0);
+}
+inline int32_t EncodeLevelInSteps(double level, double displayExponent) {
+  return ToInt32(257.0 * (255.0 * std::pow(level / 255.0, displayExponent)));
+}
+
+// A fractional linear level to the 16-bit input point of a negative.
+inline int32_t EncodeNegativeInput(double level, double displayExponent) {
+  return ToInt32(257.0 * (255.0 - 255.0 * std::pow(level / 255.0, displayExponent)));
+}
+
+// A record's point to a linear level, at least kLevelFloor.
+inline double DecodePoint(int64_t level16, double linearExponent, bool inverted) {
+  const double display = static_cast<double>(level16) / 257.0;
+  const double share = inverted ? (255.0 - display) / 255.0 : display / 255.0;
+  return AtLeast(kLevelFloor, 255.0 * std::pow(share, linearExponent));
+}
+
+// ---- light and density ----
+
+// log10 of the light of a linear level, 0 at level 255.
+inline double LogLight(double level) { return std::log10(std::pow(level / 255.0, 1.8)); }
+inline double LevelOfLogLight(double logLight) { return 255.0 * std::pow(10.0, logLight / 1.8); }
+
+inline double Density(double level) { return -LogLight(level); }
+
+// The other way round in the reciprocal form, which differs from LevelOfLogLight in last places.
+inline constexpr double kInverseGamma = 0.5555555555555556;
+inline double LevelOfDensity(double density) { return 255.0 * std::pow(10.0, -density * kInverseGamma); }

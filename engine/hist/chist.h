@@ -1,0 +1,118 @@
+// CHIST: what one analysis learns from the image. Histograms of the pixels inside the analysis area, and the statistics
+// that the calculators read.
+#pragma once
+
+#include <cstdint>
+
+#include "engine/zep3.h"
+
+// The pixels begin..end-1 of a line; empty when begin >= end.
+struct PixelSpan {
+  int begin;
+  int end;
+};
+
+class CHIST {
+ public:
+  CHIST();
+  virtual ~CHIST();
+  CHIST(const CHIST&) = delete;
+  CHIST& operator=(const CHIST&) = delete;
+
+  // ---- histograms (sampling.cpp) ----
+
+  // Fills the histograms from the image inside its analysis area, shrunk by `margin` percent of its extent. False when
+  // the image is null, not 24 bits, not readable as its fields say, its area is refused, or no sample was counted.
+  bool MakeHistogram(ZEP3_BmpInfo* image, int margin, ZEP3_PARA* para);
+
+  // ---- analysis area (area.cpp) ----
+
+  // Validates the area, shrinks it by `margin` percent (above 90: 90; 0 or less: none) and sets up the inside test:
+  // m_bRotatedArea and either m_nAreaRect or the four edge lines. A rectangle of less than 40 pixels with a margin
+  // keeps m_nAreaRect as it is. False when the corners are out of order or an edge of a rotated area is vertical.
+  bool CalcLineEquation(AREA* area, int margin);
+  // The validation alone; sets m_bRotatedArea.
+  bool AreaCheck(AREA* area);
+  // The line through two points. Equal x (as 32 bits): slope and intercept 0, false.
+  bool CalcLineCoefficient(LPOINT* a, LPOINT* b, double* slope, double* intercept);
+  // Rotates (x, y) by the angle, or by minus the angle when direction < 0.
+  void RotateCoordinate(double x, double y, double* outX, double* outY, double cosine, double sine, int direction);
+  // Whether the pixel lies inside the area; pixels on an edge do.
+  bool IsInnerPoint(int x, int y);
+  // The pixels of line y inside the area, within `row`.
+  PixelSpan InnerSpan(int y, PixelSpan row) const;
+
+  // ---- statistics (statistics.cpp) ----
+
+  // Despite its name true when the levels are usable: at most m_dOutRangeLimit of the samples, summed over the three
+  // channels, lie outside the level bounds of the document type.
+  bool IsOutRange(ZEP3_PARA para);
+  // m_pdHistAve: mean linear level per channel, and their sum. False without samples.
+  bool CalcHistAverage(ZEP3_PARA para);
+  // The level up to which the fraction `ratio` of all samples lies, walking up from `from`; `to` itself is not
+  // examined. Channels 0..2, or 3 for the sums. 0.0: not found.
+  double DetectMinValue(int channel, int from, int to, double ratio);
+  // The same from the top, walking down from `to`; `from` is examined.
+  double DetectMaxValue(int channel, int from, int to, double ratio);
+  // m_pdHistMin at the three fractions, at least 0.1 level apart. False when a reflective original has an empty
+  // channel.
+  bool CalcHistMinValue(ZEP3_PARA para);
+  // m_pdHistMax likewise. Returns the number of the last entry computed: 2, or 3 with the sums.
+  int CalcHistMaxValue(ZEP3_PARA para);
+
+  // ---- colour negatives, range and slope (nega_statistics.cpp) ----
+
+  // Rebuilds m_nHist through a matrix that undoes the dyes' cross-talk. False when nothing was counted.
+  bool PreviewImageColorCorrection(ZEP3_BmpInfo* image);
+  // The same through a given matrix: nine doubles, row-major, output channel by input channel.
+  bool MakeHistogramOfColorCorrectedImage(ZEP3_BmpInfo* image, double* matrix);
+  // m_pdNegaMin from the rebuilt histograms.
+  void CalcNegaMinValue();
+  // m_dAnlRange: levels between the 0.5 % points.
+  void CalcAnlRangeValue();
+  // m_dAnlSlope: hundreds of samples per level between the 0.5 % and the 5 % points of the highlights.
+  void CalcAnlSlopeValue();
+
+  // ---- settings ----
+
+  int m_nAreaMargin = 5;                // percent of the area's extent left out, 0..90
+  int m_nSampleTargetPosi = 30000;      // samples aimed at, positives and reflective
+  int m_nSampleTargetNega = 10000;      // samples aimed at, negatives
+  int m_nLevelLow = 1;                  // lowest level counted, positives and reflective
+  int m_nNegaLevelLow[3] = {16, 12, 8}; // lowest level counted, colour negative: film is never darker than its scanner
+  int m_nNegaBWLevelLow = 4;            // lowest level counted, monochrome negative
+  int m_nFBLevelHigh = 255;             // highest level counted, reflective
+  int m_nPosiLevelHigh = 241;           // highest level counted, positive: above is the light beside the film
+  int m_nNegaLevelHigh = 241;           // highest level counted, colour negative
+  int m_nNegaBWLevelHigh = 241;         // highest level counted, monochrome negative
+  double m_dMinRatio[3] = {0.001, 0.005, 0.05}; // fractions of the samples below the three minimum levels
+  double m_dMaxRatio[3] = {0.001, 0.005, 0.05}; // fractions of the samples above the three maximum levels
+  double m_dPreviewCorrection = 0.075;          // share of each other channel in the preview correction, 0..0.5
+  double m_dOutRangeLimit = 0.3; // share of samples outside the bounds, summed over channels, that is accepted
+
+  // ---- area: y = slope * x + intercept of the edges upper left, upper right, lower right, lower left ----
+
+  double m_dLineSlope[4] = {};
+  double m_dLineIntercept[4] = {};
+  int m_nAreaRect[4] = {}; // left, right, top, bottom, all inclusive
+  bool m_bRotatedArea = false;
+
+  // ---- results; index 3 is all channels, on the scale of R+G+B (0..765) ----
+
+  double* m_pdNegaMin[3] = {};      // [fraction][channel], from the corrected histograms
+  double* m_pdHistMax[3] = {};      // [fraction][channel or 3]
+  double* m_pdHistMin[3] = {};      // [fraction][channel or 3]
+  double* m_pdHistAve = nullptr;    // [channel], [3] is their sum
+  uint32_t m_nHistSum[768] = {};    // samples by R+G+B
+  uint32_t m_nHist[3][256] = {};    // samples by channel and level
+  uint32_t m_nHistOrg[3][256] = {}; // m_nHist as first built, kept through the rebuild
+  int32_t m_nPixelCount = 0;        // samples counted
+  double m_dAnlRange[4] = {};
+  double m_dAnlSlope[3] = {};
+
+ private:
+  struct WithoutResults {};
+  explicit CHIST(WithoutResults) {}
+
+  bool IsBeyondEdge(int edge, int x, int y) const;
+};

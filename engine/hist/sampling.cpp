@@ -1,0 +1,88 @@
+// The scan rectangle and the sampling of it, and the histograms of the image as it is.
+#include "engine/hist/sampling.h"
+
+#include <cmath>
+#include <cstring>
+
+#include "engine/common/record.h"
+
+namespace {
+
+PixelSpan Clip(int64_t from, int64_t to, int64_t size) {
+  const auto clamp = [](int64_t v) { return static_cast<int>(std::clamp<int64_t>(v, 0, INT32_MAX)); };
+  const PixelSpan span{clamp(from), clamp(std::min(to, size))};
+  return span.begin < span.end ? span : PixelSpan{0, 0};
+}
+
+uint64_t Magnitude(int64_t v) { return v < 0 ? 0 - static_cast<uint64_t>(v) : static_cast<uint64_t>(v); }
+
+} // namespace
+
+AreaSampler::AreaSampler(const CHIST& hist, const ZEP3_BmpInfo& image, int target)
+    : m_hist(hist), m_pBits(image.pBits), m_nStride(image.lBytesPerLine) {
+  if (image.wPixelFormat == ZEP3_PIXEL_RGB) {
+    m_nRed = 0;
+    m_nBlue = 2;
+  } else if (image.wPixelFormat == ZEP3_PIXEL_XRGB) {
+    m_nBytes = 4;
+    m_nRed = 1;
+    m_nGreen = 2;
+    m_nBlue = 3;
+  }
+  m_columns = Clip(image.area.ptLeft.x, image.area.ptRight.x, image.lWidth);
+  m_lines = Clip(image.area.ptTop.y, image.area.ptBottom.y, image.lHeight);
+  if (!IsReadable()) return;
+
+  int64_t pixels = 0;
+  for (int y = m_lines.begin; y < m_lines.end; y++) {
+    const PixelSpan inside = InnerSpan(y);
+    pixels += std::max(0, inside.end - inside.begin);
+  }
+  m_bBlocks = pixels > 2 * static_cast<int64_t>(target);
+  if (!m_bBlocks) return;
+
+  const double pixelsPerSample = static_cast<double>(pixels) / target;
+  m_nBlockHeight = ToInt32(std::sqrt(pixelsPerSample));
+  if (m_nBlockHeight < 1) m_nBlockHeight = 1;
+  m_nBlockWidth = ToInt32(pixelsPerSample / static_cast<double>(m_nBlockHeight));
+  if (m_nBlockWidth < 1) m_nBlockWidth = 1;
+}
+
+bool AreaSampler::IsReadable() const {
+  if (m_columns.begin == m_columns.end || m_lines.begin == m_lines.end) return true;
+  if (m_pBits == nullptr) return false;
+  const uint64_t line = static_cast<uint64_t>(m_columns.end) * static_cast<uint64_t>(m_nBytes);
+  const uint64_t linesBefore = static_cast<uint64_t>(m_lines.end) - 1;
+  if (linesBefore == 0) return true;
+  const uint64_t stride = Magnitude(m_nStride);
+  return stride >= line && stride <= (static_cast<uint64_t>(PTRDIFF_MAX) - line) / linesBefore;
+}
+
+bool CHIST::MakeHistogram(ZEP3_BmpInfo* image, int margin, ZEP3_PARA* para) {
+  if (image == nullptr) return false;
+  // What a rectangle too small for its margin keeps: itself.
+  const auto low32 = [](int64_t v) { return static_cast<int>(static_cast<uint32_t>(v)); };
+  const AREA& area = image->area;
+  m_nAreaRect[0] = low32(area.ptLeft.x);
+  m_nAreaRect[1] = low32(area.ptRight.x);
+  m_nAreaRect[2] = low32(area.ptTop.y);
+  m_nAreaRect[3] = low32(area.ptBottom.y);
+  if (!CalcLineEquation(&image->area, margin) || image->lBitCount != 24) return false;
+
+  std::memset(m_nHist, 0, sizeof m_nHist);
+  std::memset(m_nHistOrg, 0, sizeof m_nHistOrg);
+  std::memset(m_nHistSum, 0, sizeof m_nHistSum);
+  m_nPixelCount = 0;
+
+  const AreaSampler sampler(*this, *image, IsNegative(*para) ? m_nSampleTargetNega : m_nSampleTargetPosi);
+  if (!sampler.IsReadable()) return false;
+  m_nPixelCount = static_cast<int32_t>(sampler.VisitSamples([this](int r, int g, int b) {
+    m_nHist[0][r]++;
+    m_nHist[1][g]++;
+    m_nHist[2][b]++;
+    m_nHistSum[r + g + b]++;
+  }));
+  if (m_nPixelCount < 1) return false;
+  std::memcpy(m_nHistOrg, m_nHist, sizeof m_nHist);
+  return true;
+}
