@@ -1,0 +1,65 @@
+#include "engine/calc/steps/level_tone.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "engine/calc/steps/correct_level.h"
+#include "engine/calc/steps/points.h"
+#include "engine/common/convert.h"
+#include "engine/common/scale.h"
+
+double MeanOutput(const LevelTone& tone, const PowerCurve& curve, const std::array<double, 256>& input,
+                  const uint32_t (&histogram)[256]) {
+  uint64_t count = 0;
+  double sum = 0.0;
+  for (size_t i = 0; i < 256; i++) {
+    const double out = curve.At(input[i]);
+    if (tone.meanLow <= out && out <= tone.meanHigh) {
+      count += histogram[i];
+      sum += histogram[i] * out;
+    }
+  }
+  return count >= 1 ? sum / static_cast<double>(count) : 128.0;
+}
+
+void ProposeLevelTone(const LevelTone& tone, const double (&mean)[3], ZEP3_PARA& para) {
+  double mix = 0.2 * mean[0] + 0.6 * mean[1] + 0.2 * mean[2];
+  mix = AtMost(tone.mixMax, AtLeast(tone.mixMin, mix));
+  const double dark = mix < tone.darkRef ? (tone.darkRef - mix) / tone.darkRef : 0.0;
+  // The cap keeps the light inner point's output density above 0.
+  const double contrast =
+      std::min(1.0 / (1.0 - 1.0 / tone.toneSd), 1.0 + tone.contrastStep * (CorrectLevel(para) - tone.levelRef));
+  const double d = Density(mix);
+  const double lift = std::min(tone.brightMax, (d - d / contrast) * dark);
+
+  // Input and output densities, from dark to light.
+  const double inner[3][2] = {
+      {tone.toneHl * d + lift, d + (tone.toneHl - 1.0) * d * contrast},
+      {d + lift, d},
+      {d / tone.toneSd + lift, d + (d / tone.toneSd - d) * contrast},
+  };
+  const double displayGamma = static_cast<double>(para.lScreenGamma) / 10.0;
+  const auto displayLevel = [displayGamma](double density) {
+    return ToInt32(255.0 * std::pow(10.0, -density / displayGamma));
+  };
+  ZEP3_TONE& out = *para.pOutMasterTone;
+  out.wPointNum = 5;
+  out.ptCtrl[0] = {0, 0};
+  for (int i = 0; i < 3; i++) out.ptCtrl[1 + i] = {displayLevel(inner[i][0]), displayLevel(inner[i][1])};
+  out.ptCtrl[4] = {255, 255};
+}
+
+void ProposeLevelTone(const LevelTone& tone, const uint32_t (&histogram)[3][256], ZEP3_PARA& para) {
+  std::array<double, 256> levels;
+  for (size_t i = 0; i < 256; i++) levels[i] = static_cast<double>(i);
+  double mean[3];
+  for (int c = 0; c < 3; c++) {
+    const ZEP3_POINTS& p = para.ic.ch[c];
+    const double outRatio = static_cast<double>(p.lHlOut) / static_cast<double>(p.lSdOut);
+    const double gamma = static_cast<double>(p.lGamma) / 100.0;
+    const PowerCurve curve =
+        MatchCurve(Level8(p.lSdIn), Level8(p.lHlIn), outRatio, Level8(p.lHlOut), gamma, NearOffset::kAsItIs);
+    mean[c] = MeanOutput(tone, curve, levels, histogram[c]);
+  }
+  ProposeLevelTone(tone, mean, para);
+}
