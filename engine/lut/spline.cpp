@@ -1,0 +1,80 @@
+// The natural cubic spline through a tone curve's control points (tridiagonal solution for its second derivatives, e.g.
+// de Boor, A Practical Guide to Splines, chapter IV).
+#include <memory>
+#include <new>
+
+#include "engine/common/scale.h"
+#include "engine/lut/clut.h"
+
+namespace {
+
+// End slopes above this ask for a natural end, with no curvature.
+constexpr double kNaturalAbove = 9.9e29;
+constexpr double kNatural = 1e30;
+
+} // namespace
+
+bool CLUT::Spline(const double* x, const double* y, int n, double yp1, double ypn, double* y2) {
+  if (n < 2) {
+    if (n == 1) y2[1] = 0.0;
+    return true;
+  }
+  const std::unique_ptr<double[]> work(new (std::nothrow) double[static_cast<size_t>(n) + 1]);
+  if (work == nullptr) return false;
+  double* u = work.get();
+
+  if (yp1 > kNaturalAbove) {
+    y2[1] = u[1] = 0.0;
+  } else {
+    y2[1] = -0.5;
+    u[1] = (3.0 / (x[2] - x[1])) * ((y[2] - y[1]) / (x[2] - x[1]) - yp1);
+  }
+  for (int i = 2; i <= n - 1; i++) {
+    const double sig = (x[i] - x[i - 1]) / (x[i + 1] - x[i - 1]);
+    const double p = sig * y2[i - 1] + 2.0;
+    y2[i] = (sig - 1.0) / p;
+    const double bend = (y[i + 1] - y[i]) / (x[i + 1] - x[i]) - (y[i] - y[i - 1]) / (x[i] - x[i - 1]);
+    u[i] = (6.0 * bend / (x[i + 1] - x[i - 1]) - sig * u[i - 1]) / p;
+  }
+  double qn = 0.0;
+  double un = 0.0;
+  if (!(ypn > kNaturalAbove)) {
+    qn = 0.5;
+    un = (3.0 / (x[n] - x[n - 1])) * (ypn - (y[n] - y[n - 1]) / (x[n] - x[n - 1]));
+  }
+  y2[n] = (un - qn * u[n - 1]) / (qn * y2[n - 1] + 1.0);
+  for (int k = n - 1; k >= 1; k--) y2[k] = y2[k] * y2[k + 1] + u[k];
+  return true;
+}
+
+bool CLUT::CalcApproximateValue(const double* x, const double* y, const double* y2, int n, double v, double* out) {
+  int lo = 1;
+  int hi = n;
+  while (hi - lo > 1) {
+    const int k = (hi + lo) / 2;
+    (x[k] > v ? hi : lo) = k;
+  }
+  const double h = x[hi] - x[lo];
+  const double a = (x[hi] - v) / h;
+  const double b = (v - x[lo]) / h;
+  *out = a * y[lo] + b * y[hi] + ((a * a * a - a) * y2[lo] + (b * b * b - b) * y2[hi]) * (h * h) / 6.0;
+  return true;
+}
+
+bool CLUT::GetGammaCurve(const double* x, const double* y, int n, double* table) {
+  if (table == nullptr || n < 1) return false;
+  if (n > ZEP3_TONE_POINTS) n = ZEP3_TONE_POINTS;
+  double y2[ZEP3_TONE_POINTS + 1];
+  if (!Spline(x, y, n, kNatural, kNatural, y2)) return false;
+  for (int i = 0; i < 256; i++) {
+    double value = y[1];
+    if (n > 1) {
+      CalcApproximateValue(x, y, y2, n, i, &value);
+      value = AtMost(255.0, AtLeast(0.0, value));
+      if (i < x[1]) value = y[1];
+      if (i > x[n]) value = y[n];
+    }
+    table[i] = value;
+  }
+  return true;
+}
