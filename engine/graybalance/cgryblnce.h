@@ -1,0 +1,67 @@
+// CGRYBLNCE: what a picked colour does to a completed record, and the primitives that run colours backwards through
+// tables and matrices.
+//
+// Levels are linear (0..255 as doubles), at least 0.1; the input points of negatives are inverted. The record must hold
+// a completed analysis: unset fields are not looked for.
+#pragma once
+
+#include <cstdint>
+
+#include "engine/common/nega_gain.h"
+#include "engine/common/power_curve.h"
+#include "engine/zep3.h"
+
+class CGRYBLNCE {
+ public:
+  explicit CGRYBLNCE(ZEP3_PARA* para);
+
+  // ---- pipettes ----
+
+  // gray_balance.cpp: moves the input points so that the picked colour becomes a common gray. Writes lHlIn and lSdIn
+  // and, for originals that are not negatives, lHlOut where a highlight would leave the scale. False in every case.
+  bool GBIntensity(ZEP3_PARA* para, ZEP3_GrayBalance gb);
+  // pipette_gamma.cpp: sets the gammas so that the picked colour (three 8-bit display levels) becomes gray, or nothing
+  // when it does not lie inside every channel's range. False in every case.
+  bool MakePipetteGmm(const int64_t* plColor, ZEP3_PARA* para);
+
+  // ---- colour conversion (colour_conversion.cpp) ----
+
+  // Replaces each channel of the colour by the fractional input level that a rising table of 256 outputs maps to it;
+  // the last matching segment counts. bMaster: all channels in the first table, else channel c in table c. Above the
+  // table 254.9; below it, and on its very top, 0.1.
+  void ConvNewColor(const double* pdLut, double* pdColor, bool bMaster);
+  // The same for falling tables, one per channel.
+  void ConvNewColorNega(const double* pdLut, double* pdColor);
+  // Solves matrix * out = color (3x3, row-major). False, with nothing written, for a determinant below 0.01: nearly
+  // singular and orientation-reversing matrices are refused.
+  bool ConvInverseMatrix(const double* pdMatrix, const int64_t* plColor, double* pdOut);
+  // The three density gains of colour negatives that a colour matrix (or null) stands for.
+  void CheckCoefOfNega(const double* pdMatrix, double* pdCoef);
+
+  // ---- palette adjustment (palette_colour.cpp): not available yet, each refuses and writes nothing ----
+
+  bool ConvPaletteColorFBP(ZEP3_PARA* para, const int64_t* source, const int64_t* target, const double* matrix);
+  bool ConvPaletteColorNega(ZEP3_PARA* para, const int64_t* source, const int64_t* target, const double* negaCoef,
+                            const double* matrix);
+
+  // ---- members, all by channel ----
+
+  double m_dNegaCoef[3] = {kFilmGain[0], kFilmGain[1], kFilmGain[2]}; // built-in density gains of colour negatives
+  double m_dCoefA[3] = {}; // offset of the power curve out = B * (in - A)^(1 / gamma)
+  double m_dCoefB[3] = {}; // scale of the power curve
+  double m_dSdOut[3];      // shadow output
+  double m_dSdIn[3];       // shadow input
+  double m_dHlIn[3];       // highlight input
+  double m_dHlOut[3];      // highlight output
+  double m_dGamma[3];      // gamma
+
+ private:
+  // The channel's curve from `lo` to `hi` for its shadow and highlight output; 0 everywhere when its offset lies above
+  // `hi`.
+  PowerCurve CurveThrough(int c, double lo, double hi, double gamma) const;
+  // Its curve through the points; those of negatives rise from the highlight to the shadow input.
+  PowerCurve CurveOf(int c, double gamma, bool negative) const;
+};
+
+// The gray that three outputs are brought to: green counts three times.
+inline double CommonGray(const double (&out)[3]) { return (out[0] + 3.0 * out[1] + out[2]) / 5.0; }

@@ -1,0 +1,65 @@
+// Gray balance: a density shift of each channel's input points that brings the picked colour to a common gray.
+#include <cmath>
+
+#include "engine/common/record.h"
+#include "engine/common/scale.h"
+#include "engine/graybalance/cgryblnce.h"
+
+bool CGRYBLNCE::GBIntensity(ZEP3_PARA* para, ZEP3_GrayBalance gb) {
+  const bool negative = IsNegative(*para);
+  const double toLinear = LinearExponent(*para);
+  const double toDisplay = DisplayExponent(*para);
+  const int64_t pick[3] = {gb.lRed, gb.lGreen, gb.lBlue};
+
+  // Where the picked colour stands in each channel, and what the current curve makes of it.
+  PowerCurve curve[3];
+  double picked[3];
+  double out[3];
+  for (int c = 0; c < 3; c++) {
+    curve[c] = CurveOf(c, m_dGamma[c], negative);
+    const double display = AtLeast(0.1, static_cast<double>(pick[c]));
+    const double level = 255.0 * std::pow((negative ? 255.0 - display : display) / 255.0, toLinear);
+    picked[c] = AtLeast(kLevelFloor, level);
+    double in = picked[c];
+    if (negative) {
+      in = m_dSdIn[c] * m_dHlIn[c] / picked[c];
+    } else if (level < kLevelFloor && curve[c].a >= level) {
+      // Judged before the level is raised: a curve that starts in between gives 0.
+      out[c] = 0.0;
+      continue;
+    }
+    out[c] = 0.0;
+    if (in > curve[c].a) {
+      out[c] = curve[c].b * std::pow(AtLeast(kLevelFloor, in) - curve[c].a, 1.0 / m_dGamma[c]);
+      if (negative) out[c] = AtMost(255.0, out[c]);
+    }
+  }
+  const double gray = CommonGray(out);
+
+  for (int c = 0; c < 3; c++) {
+    // The input that the current curve maps to the gray; for negatives back on the film's side.
+    double target = curve[c].InputFor(gray);
+    if (negative) {
+      target = LevelOfLogLight(LogLight(m_dSdIn[c]) - LogLight(AtLeast(kLevelFloor, target)) + LogLight(m_dHlIn[c]));
+    }
+    const double shift = -(LogLight(picked[c]) - LogLight(target)) * static_cast<double>(gb.lIntensity) / 100.0;
+    double hl = AtLeast(kLevelFloor, LevelOfLogLight(LogLight(m_dHlIn[c]) - shift));
+    const double sd = AtMost(255.0, AtLeast(kLevelFloor, LevelOfLogLight(LogLight(m_dSdIn[c]) - shift)));
+
+    ZEP3_POINTS& p = para->ic.ch[c];
+    if (negative) {
+      p.lHlIn = EncodeNegativeInput(hl, toDisplay);
+      p.lSdIn = EncodeNegativeInput(sd, toDisplay);
+      continue;
+    }
+    if (hl > 255.0) {
+      // The highlight input stops at the top of the scale; its output falls to where the shifted curve is there.
+      const PowerCurve shifted = CurveThrough(c, sd, hl, m_dGamma[c]);
+      p.lHlOut = ToInt32(257.0 * shifted.b * std::pow(255.0 - shifted.a, 1.0 / m_dGamma[c]));
+      hl = 255.0;
+    }
+    p.lHlIn = EncodeLevelInSteps(hl, toDisplay);
+    p.lSdIn = EncodeLevelInSteps(sd, toDisplay);
+  }
+  return false;
+}
