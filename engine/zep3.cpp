@@ -1,0 +1,115 @@
+// The analysis call, its conversion to the display gamma, and the version.
+#include "engine/zep3.h"
+
+#include <memory>
+
+#include "engine/calc/czep.h"
+#include "engine/common/record.h"
+#include "engine/common/scale.h"
+#include "engine/hist/chist.h"
+
+namespace {
+
+constexpr int64_t kVersionMajor = 3;
+constexpr int64_t kVersionMinor = 9;
+
+enum class Outcome { kFailed, kDefaults, kCalculated };
+
+bool RunCalculator(CZEP& zep, const ZEP3_PARA& para, double* colorMatrix) {
+  const bool faded = para.wSubMode == ZEP3_SUB_RESTORATION;
+  switch (DocType(para)) {
+    case ZEP3_DOC_NEGATIVE:
+      return faded ? zep.CalcRestorationNega() : zep.CalcParamNega(colorMatrix);
+    case ZEP3_DOC_POSITIVE:
+      return faded ? zep.CalcRestorationFBP() : zep.CalcParamPosi();
+    case ZEP3_DOC_NEGATIVE_BW:
+      return faded ? zep.CalcRestorationNegaBW() : zep.CalcParamNegaBW();
+    case ZEP3_DOC_REFLECTIVE:
+      break;
+    default:
+      return false;
+  }
+  switch (para.wSubMode) {
+    case ZEP3_SUB_PHOTO:
+      return zep.CalcParamFBPhoto();
+    case ZEP3_SUB_DOCUMENT:
+      return zep.CalcParamFBDoc();
+    case ZEP3_SUB_RESTORATION:
+      return zep.CalcRestorationFBP();
+    case ZEP3_SUB_BACKGROUND_REMOVAL:
+      return zep.CalcBackgroundRemove();
+    case ZEP3_SUB_GROUND_COLOR_REMOVAL:
+      return zep.CalcGroundColorRemove();
+    default: // the points stay as they are, and the call goes on
+      return true;
+  }
+}
+
+// Statistics, then one calculator or the fixed defaults; points are left at gamma 1.8.
+Outcome Analyse(CHIST& hist, CZEP& zep, ZEP3_BmpInfo* bmp, ZEP3_PARA& para, double* colorMatrix) {
+  if (!hist.MakeHistogram(bmp, hist.m_nAreaMargin, &para)) return Outcome::kFailed;
+  if (!hist.IsOutRange(para)) {
+    // SetDefault looks at type and sub-mode only; the sequence of calls is kept all the same.
+    zep.SetDefault(&para);
+    if (IsPlain(para)) zep.SetDefault(&para);
+    zep.SetDefault(&para);
+    return Outcome::kDefaults;
+  }
+  hist.CalcHistAverage(para);
+  if (!hist.CalcHistMinValue(para)) {
+    zep.SetDefault(&para);
+    return Outcome::kDefaults;
+  }
+  hist.CalcHistMaxValue(para);
+  if (DocType(para) == ZEP3_DOC_NEGATIVE) {
+    if (!hist.PreviewImageColorCorrection(bmp)) return Outcome::kFailed;
+    hist.CalcNegaMinValue();
+  }
+  hist.CalcAnlRangeValue();
+  hist.CalcAnlSlopeValue();
+  return RunCalculator(zep, para, colorMatrix) ? Outcome::kCalculated : Outcome::kFailed;
+}
+
+void ConvertToDisplayGamma(ZEP3_PARA& para) {
+  const double exponent = DisplayExponent(para);
+  const bool inverted = IsNegative(para);
+  for (ZEP3_POINTS& p : para.ic.ch) {
+    p.lHlIn = EncodePoint(p.lHlIn, exponent, inverted);
+    p.lSdIn = EncodePoint(p.lSdIn, exponent, inverted);
+    p.lHlOut = EncodePoint(p.lHlOut, exponent, false);
+    p.lSdOut = EncodePoint(p.lSdOut, exponent, false);
+  }
+}
+
+} // namespace
+
+int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix) try {
+  if (para == nullptr || para->pOutMasterTone == nullptr || para->pOutRGBTone == nullptr) return 0;
+  para->lLevelFlag = 0;
+  SetIdentity(*para->pOutMasterTone);
+  for (int c = 0; c < 3; c++) SetIdentity(para->pOutRGBTone[c]);
+
+  const auto hist = std::make_unique<CHIST>();
+  const auto zep = std::make_unique<CZEP>();
+  zep->SetParam(hist.get(), para);
+  const Outcome outcome = Analyse(*hist, *zep, bmp, *para, pdColorMatrix);
+  if (outcome == Outcome::kFailed) return 0;
+  ConvertToDisplayGamma(*para);
+  const int32_t againstLight = static_cast<int32_t>(static_cast<uint32_t>(para->lAgainstLight));
+  if (outcome == Outcome::kCalculated && againstLight > 0) zep->CalcAgainstLight(para->lAgainstLight);
+  return 1;
+} catch (...) { // out of memory: an exception must not reach a C caller
+  return 0;
+}
+
+int GetZEP3Version(int64_t* plMajor, int64_t* plMinor) {
+  if (plMajor == nullptr || plMinor == nullptr) return 0;
+  *plMajor = kVersionMajor;
+  *plMinor = kVersionMinor;
+  return 1;
+}
+
+int64_t ValueOfScreenGammaConv(int64_t lValue, ZEP3_PARA* para) {
+  if (para == nullptr) return 0;
+  return EncodePoint(lValue, DisplayExponent(*para), IsNegative(*para));
+}
