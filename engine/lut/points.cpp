@@ -65,7 +65,7 @@ void CLUT::FillUnsetChannels(ZEP3_PARA& para) {
     } else {
       p.lHlIn = EncodeLevel(d.hlIn, exponent);
       p.lSdIn = EncodeLevel(d.sdIn, exponent);
-      p.lHlOut = d.hlOut == 255.0 ? 65535 : EncodeLevel(d.hlOut, exponent);
+      p.lHlOut = EncodeLevel(d.hlOut, exponent); // 255 gives 65535 at every gamma
       p.lSdOut = EncodeLevel(d.sdOut, exponent);
     }
     // The curve types are the whole record's: one unset channel sets them.

@@ -1,0 +1,127 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <random>
+
+#include "engine/hist/chist.h"
+#include "support.h"
+
+namespace {
+
+AREA Rectangle(int64_t left, int64_t top, int64_t right, int64_t bottom) {
+  return {{left, top}, {left, top}, {right, bottom}, {right, bottom}};
+}
+
+// Corners at 45 degrees: the edges have slopes -1 and 1 and pass through pixels.
+const AREA kDiamond = {{0, 50}, {50, 0}, {100, 50}, {50, 100}};
+
+TEST(Area, RectanglesShrinkByTheMargin) {
+  struct Row {
+    const char* why;
+    AREA area;
+    int margin;
+    int rect[4]; // left, right, top, bottom
+  };
+  const Row rows[] = {
+      {"2.5 is truncated", Rectangle(10, 20, 110, 120), 5, {12, 108, 22, 118}},
+      {"no margin", Rectangle(10, 20, 110, 120), 0, {10, 110, 20, 120}},
+      {"negative as none", Rectangle(10, 20, 110, 120), -3, {10, 110, 20, 120}},
+      {"above 90 as 90", Rectangle(10, 20, 110, 120), 120, {55, 65, 65, 75}},
+      {"35 pixels keep what the object holds", Rectangle(10, 20, 15, 27), 5, {-1, -1, -1, -1}},
+      {"35 pixels without a margin do not", Rectangle(10, 20, 15, 27), 0, {10, 15, 20, 27}},
+      {"39 pixels keep it, too", Rectangle(0, 0, 39, 1), 5, {-1, -1, -1, -1}},
+      {"40 pixels shrink", Rectangle(0, 0, 40, 1), 5, {1, 39, 0, 1}},
+      {"extents multiply beyond 32 bits", Rectangle(0, 0, 65536, 65536), 5, {1638, 63898, 1638, 63898}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.why);
+    CHIST hist;
+    for (int& edge : hist.m_nAreaRect) edge = -1;
+    AREA area = row.area;
+    EXPECT_TRUE(hist.CalcLineEquation(&area, row.margin));
+    EXPECT_FALSE(hist.m_bRotatedArea);
+    for (int k = 0; k < 4; k++) EXPECT_EQ(hist.m_nAreaRect[k], row.rect[k]) << k;
+  }
+}
+
+TEST(Area, RefusesCornersOutOfOrderAndVerticalEdges) {
+  struct Row {
+    const char* why;
+    AREA area;
+    bool checkPasses = false; // refused by the lines only
+    int margin = 5;
+  };
+  const Row rows[] = {
+      {"left right of top", {{51, 50}, {50, 0}, {100, 50}, {50, 100}}},
+      {"bottom right of right", {{0, 50}, {50, 0}, {100, 50}, {101, 100}}},
+      {"top below right", {{0, 50}, {50, 51}, {100, 50}, {50, 100}}},
+      {"left below bottom", {{0, 101}, {50, 0}, {100, 50}, {50, 100}}},
+      {"right below bottom", {{0, 50}, {50, 0}, {100, 101}, {50, 100}}},
+      {"half a rectangle", {{0, 0}, {0, 0}, {100, 50}, {50, 100}}},
+      {"the other half", {{0, 50}, {50, 0}, {100, 100}, {100, 100}}},
+      {"vertical left edge", {{0, 50}, {0, 0}, {100, 50}, {50, 100}}, true, 0},
+      {"vertical right edge", {{0, 50}, {100, 0}, {100, 50}, {50, 100}}, true},
+      {"corners at the ends of 64 bits", Rectangle(INT64_MIN, INT64_MIN, INT64_MAX, INT64_MAX), true},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.why);
+    CHIST hist;
+    AREA area = row.area;
+    EXPECT_EQ(hist.AreaCheck(&area), row.checkPasses);
+    EXPECT_FALSE(hist.CalcLineEquation(&area, row.margin));
+  }
+}
+
+TEST(Area, RotatedAreasShrinkAlongTheirEdges) {
+  struct Row {
+    int margin;
+    double slope[4], intercept[4];
+  };
+  // Margin 20 takes a tenth of the sides off each end: the corners move 10 inwards.
+  const Row rows[] = {{0, {-1, 1, -1, 1}, {50, -50, 150, 50}}, {20, {-1, 1, -1, 1}, {60, -40, 140, 40}}};
+  for (const Row& row : rows) {
+    CHIST hist;
+    AREA area = kDiamond;
+    ASSERT_TRUE(hist.CalcLineEquation(&area, row.margin));
+    EXPECT_TRUE(hist.m_bRotatedArea);
+    for (int k = 0; k < 4; k++) {
+      EXPECT_EQ(hist.m_dLineSlope[k], row.slope[k]) << row.margin;
+      EXPECT_EQ(hist.m_dLineIntercept[k], row.intercept[k]) << row.margin;
+    }
+  }
+}
+
+TEST(Area, PixelsOnAnEdgeAreInside) {
+  CHIST hist;
+  AREA area = kDiamond;
+  ASSERT_TRUE(hist.CalcLineEquation(&area, 0));
+  const int inside[][2] = {{25, 25}, {75, 25}, {25, 75}, {75, 75}, {0, 50}, {50, 0}, {100, 50}, {50, 100}};
+  const int outside[][2] = {{24, 25}, {76, 25}, {24, 75}, {76, 75}, {-1, 50}, {50, -1}};
+  for (const auto& p : inside) EXPECT_TRUE(hist.IsInnerPoint(p[0], p[1])) << p[0] << "," << p[1];
+  for (const auto& p : outside) EXPECT_FALSE(hist.IsInnerPoint(p[0], p[1])) << p[0] << "," << p[1];
+}
+
+// A row's span is a short cut for testing each of its pixels.
+TEST(Area, SpansHoldExactlyTheInnerPixels) {
+  int rotated = 0;
+  std::mt19937 random(1);
+  const auto upTo = [&](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };
+  for (int n = 0; n < 2000; n++) {
+    AREA area = Rectangle(upTo(20) - 5, upTo(20) - 5, upTo(60), upTo(60));
+    if (n % 4 != 0) {
+      area = {{upTo(20) - 5, upTo(60)}, {upTo(50), upTo(20) - 5}, {30 + upTo(30), upTo(60)}, {upTo(50), 30 + upTo(30)}};
+    }
+    CHIST hist;
+    if (!hist.CalcLineEquation(&area, upTo(40))) continue;
+    rotated += hist.m_bRotatedArea;
+    for (int y = -3; y < 60; y++) {
+      const PixelSpan span = hist.InnerSpan(y, {0, 55});
+      for (int x = 0; x < 55; x++) {
+        ASSERT_EQ(hist.IsInnerPoint(x, y), span.begin <= x && x < span.end) << n << " " << x << "," << y;
+      }
+    }
+  }
+  EXPECT_GT(rotated, 200);
+}
+
+} // namespace

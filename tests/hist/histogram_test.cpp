@@ -1,0 +1,296 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <cstring>
+
+#include "engine/hist/chist.h"
+#include "support.h"
+
+namespace {
+
+uint32_t Sum(const uint32_t (&histogram)[256]) {
+  uint32_t sum = 0;
+  for (const uint32_t n : histogram) sum += n;
+  return sum;
+}
+
+TEST(Histogram, SamplesByPixelOrByBlock) {
+  struct Row {
+    const char* why;
+    int width, height, target, samples;
+  };
+  const Row rows[] = {
+      {"twice the target: every pixel", 10, 10, 50, 100},
+      // q = 2.2: 1 line by 2 columns; 9 lines, starts 0, 2, 4, 6, 8.
+      {"more: blocks, and none that ends on the far edge", 11, 10, 50, 45},
+      // q = 33.33: 5 lines by 6 columns; 199 block lines of 166.
+      {"a million pixels", 1000, 1000, 30000, 33034},
+      // q = 9: 3 by 3; lines 0, 3; columns 0, 3, ... 24.
+      {"square blocks", 30, 9, 30, 18},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.why);
+    Image image(row.width, row.height);
+    Record r;
+    CHIST hist;
+    hist.m_nSampleTargetPosi = row.target;
+    ASSERT_TRUE(hist.MakeHistogram(&image.bmp, 0, &r.para));
+    EXPECT_EQ(hist.m_nPixelCount, row.samples);
+    for (const auto& channel : hist.m_nHist) EXPECT_EQ(Sum(channel), static_cast<uint32_t>(row.samples));
+  }
+}
+
+TEST(Histogram, BlockMeansAreRoundedPerChannel) {
+  // 1 x 2 blocks of (10, 11), (20, 21) ... : means 10.5 -> 11, 20.5 -> 21; green 2 apart, blue constant.
+  Image image(11, 10);
+  image.Fill([](int x, int, int c) { return c == 0 ? x / 2 * 10 + 10 + x % 2 : c == 1 ? x / 2 * 10 + x % 2 * 2 : 7; });
+  Record r;
+  CHIST hist;
+  hist.m_nSampleTargetPosi = 50;
+  ASSERT_TRUE(hist.MakeHistogram(&image.bmp, 0, &r.para));
+  for (int block = 0; block < 5; block++) {
+    EXPECT_EQ(hist.m_nHist[0][11 + 10 * block], 9u);
+    EXPECT_EQ(hist.m_nHist[1][1 + 10 * block], 9u);
+    EXPECT_EQ(hist.m_nHistSum[19 + 20 * block], 9u);
+  }
+  EXPECT_EQ(hist.m_nHist[2][7], 45u);
+}
+
+TEST(Histogram, PixelOrdersAndStridesAgree) {
+  const auto color = [](int x, int y, int c) { return Noise(3 * (97 * y + x) + c, 1); };
+  Image plain(97, 61);
+  plain.Fill(color);
+  Record r;
+  for (const int target : {30000, 40}) { // every pixel, blocks
+    CHIST expected;
+    expected.m_nSampleTargetPosi = target;
+    ASSERT_TRUE(expected.MakeHistogram(&plain.bmp, 5, &r.para));
+    for (const int format : {0, 1, 2, 7}) {
+      for (const int padding : {0, 5}) {
+        for (const bool bottomUp : {false, true}) {
+          Image image(97, 61, format, padding);
+          image.Fill([&](int x, int y, int c) { return color(x, bottomUp ? 60 - y : y, c); });
+          if (bottomUp) {
+            image.bmp.pBits += 60 * image.stride;
+            image.bmp.lBytesPerLine = -image.stride;
+          }
+          CHIST hist;
+          hist.m_nSampleTargetPosi = target;
+          ASSERT_TRUE(hist.MakeHistogram(&image.bmp, 5, &r.para));
+          EXPECT_EQ(std::memcmp(hist.m_nHist, expected.m_nHist, sizeof hist.m_nHist), 0) << format << " " << padding;
+          EXPECT_EQ(std::memcmp(hist.m_nHistSum, expected.m_nHistSum, sizeof hist.m_nHistSum), 0);
+        }
+      }
+    }
+  }
+}
+
+TEST(Histogram, RefusesWhatItCannotRead) {
+  struct Row {
+    const char* why;
+    void (*spoil)(ZEP3_BmpInfo&);
+  };
+  const Row rows[] = {
+      {"32 bits, even with four bytes a pixel", [](ZEP3_BmpInfo& b) { b.lBitCount = 32, b.wPixelFormat = 2; }},
+      {"no pixels", [](ZEP3_BmpInfo& b) { b.pBits = nullptr; }},
+      {"lines overlap", [](ZEP3_BmpInfo& b) { b.lBytesPerLine = 29; }},
+      {"lines overlap upwards", [](ZEP3_BmpInfo& b) { b.lBytesPerLine = -29; }},
+      {"stride 0", [](ZEP3_BmpInfo& b) { b.lBytesPerLine = 0; }},
+      {"three-byte lines read as four-byte pixels", [](ZEP3_BmpInfo& b) { b.wPixelFormat = 2; }},
+      {"stride at the end of 64 bits", [](ZEP3_BmpInfo& b) { b.lBytesPerLine = INT64_MIN; }},
+      {"lines beyond the address space", [](ZEP3_BmpInfo& b) { b.lBytesPerLine = INT64_MAX / 4; }},
+      {"no width", [](ZEP3_BmpInfo& b) { b.lWidth = 0; }},
+      {"negative height", [](ZEP3_BmpInfo& b) { b.lHeight = -1; }},
+      {"area beside the image",
+       [](ZEP3_BmpInfo& b) {
+         b.area = {{10, 0}, {10, 0}, {20, 10}, {20, 10}};
+       }},
+      {"refused area", [](ZEP3_BmpInfo& b) { b.area.ptRight.x = -5; }},
+  };
+  Record r;
+  CHIST hist;
+  EXPECT_FALSE(hist.MakeHistogram(nullptr, 5, &r.para));
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.why);
+    Image image(10, 10);
+    row.spoil(image.bmp);
+    EXPECT_FALSE(hist.MakeHistogram(&image.bmp, 5, &r.para));
+  }
+  Image line(10, 1);
+  line.bmp.lBytesPerLine = 0; // not needed for one line
+  EXPECT_TRUE(hist.MakeHistogram(&line.bmp, 5, &r.para));
+}
+
+// 1000 samples per channel: 1 at level 10, 9 at 12, 990 at 100.
+void FillSteps(CHIST& hist) {
+  hist.m_nPixelCount = 1000;
+  for (auto& channel : hist.m_nHist) channel[10] = 1, channel[12] = 9, channel[100] = 990;
+  hist.m_nHistSum[30] = 1, hist.m_nHistSum[36] = 9, hist.m_nHistSum[300] = 990;
+}
+
+TEST(Statistics, LevelsAtFractions) {
+  CHIST hist;
+  FillSteps(hist);
+  struct Row {
+    const char* why;
+    bool max;
+    int channel, from, to;
+    double ratio, level;
+  };
+  const Row rows[] = {
+      {"a fraction met exactly is not exceeded", false, 0, 1, 255, 0.001, 11.0},
+      {"inside the second step: 11 + 0.004 / 0.009", false, 0, 1, 255, 0.005, 11.0 + 4.0 / 9.0},
+      {"sums", false, 3, 3, 765, 0.005, 35.0 + 4.0 / 9.0},
+      {"the first bin exceeds at once: clamped", false, 0, 100, 255, 0.005, 100.0},
+      {"the upper bound is not examined", false, 0, 13, 100, 0.005, 0.0},
+      {"one level is no range", false, 0, 100, 100, 0.005, 0.0},
+      {"never reached", false, 0, 1, 255, 1.0, 0.0},
+      {"unknown channel", false, 4, 1, 255, 0.005, 0.0},
+      {"from above: clamped", true, 0, 1, 100, 0.005, 100.0},
+      {"from above: 101 - 0.005 / 0.99", true, 0, 1, 255, 0.005, 101.0 - 0.005 / 0.99},
+      {"walked down to the lower bound", true, 0, 100, 255, 0.005, 101.0 - 0.005 / 0.99},
+      {"the lower bound is examined", true, 0, 100, 100, 0.005, 100.0},
+      {"from above, past 990: 13 - 0.002 / 0.009", true, 0, 1, 255, 0.992, 13.0 - 2.0 / 9.0},
+      {"nothing in the range", true, 0, 13, 99, 0.005, 0.0},
+      {"outside of the histogram", true, 0, -1, 256, 0.005, 0.0},
+  };
+  for (const Row& row : rows) {
+    const double level = row.max ? hist.DetectMaxValue(row.channel, row.from, row.to, row.ratio)
+                                 : hist.DetectMinValue(row.channel, row.from, row.to, row.ratio);
+    EXPECT_NEAR(level, row.level, 1e-9) << row.why;
+  }
+  hist.m_nPixelCount = 0;
+  EXPECT_EQ(hist.DetectMinValue(0, 1, 255, 0.001), 0.0);
+  EXPECT_EQ(hist.DetectMaxValue(0, 1, 255, 0.001), 0.0);
+}
+
+TEST(Statistics, EntriesKeepApart) {
+  for (const int type : {0, 1, 2, 3, 5}) {
+    SCOPED_TRACE(type);
+    CHIST hist;
+    hist.m_nPixelCount = 100;
+    for (auto& channel : hist.m_nHist) channel[100] = 100;
+    hist.m_nHistSum[300] = 100;
+    Record r(type);
+    EXPECT_TRUE(hist.CalcHistMinValue(r.para));
+    EXPECT_EQ(hist.CalcHistMaxValue(r.para), type == 0 || type == 3 ? 2 : 3);
+    const bool computed = type <= 3; // of an unknown type only the separation is done
+    EXPECT_NEAR(hist.m_pdHistMin[0][1], computed ? 99.001 : 0.0, 1e-9);
+    for (int c = 0; c < 3; c++) {
+      for (int k = 0; k < 2; k++) {
+        EXPECT_GE(hist.m_pdHistMin[k + 1][c], hist.m_pdHistMin[k][c] + 0.1);
+        EXPECT_LE(hist.m_pdHistMax[k + 1][c], hist.m_pdHistMax[k][c] - 0.1);
+      }
+    }
+    EXPECT_EQ(hist.m_pdHistMin[1][3] != 0.0, type != 0 && type != 3);
+  }
+}
+
+TEST(Statistics, UsableRange) {
+  struct Row {
+    const char* why;
+    int type, level, inside; // of 10 samples of red, the others inside
+    bool usable;
+  };
+  const Row rows[] = {
+      {"0.3 outside is accepted", 2, 0, 7, true},       {"0.4 is not", 2, 0, 6, false},
+      {"white counts on paper", 2, 255, 0, true},       {"but not beside film", 1, 242, 6, false},
+      {"red film starts at 16", 0, 15, 6, false},       {"and holds it", 0, 16, 6, true},
+      {"monochrome starts at 4", 3, 3, 6, false},       {"and holds it", 3, 4, 6, true},
+      {"no bounds, nothing inside", 5, 100, 10, false},
+  };
+  for (const Row& row : rows) {
+    CHIST hist;
+    hist.m_nPixelCount = 10;
+    hist.m_nHist[0][row.level] += static_cast<uint32_t>(10 - row.inside);
+    hist.m_nHist[0][100] += static_cast<uint32_t>(row.inside);
+    hist.m_nHist[1][100] = hist.m_nHist[2][100] = 10;
+    EXPECT_EQ(hist.IsOutRange(Record(row.type).para), row.usable) << row.why;
+  }
+  CHIST quarter; // a share without a rounding: the limit itself is accepted
+  quarter.m_nPixelCount = 4;
+  quarter.m_dOutRangeLimit = 0.25;
+  for (auto& channel : quarter.m_nHist) channel[100] = 4;
+  quarter.m_nHist[1][100] = 3;
+  EXPECT_TRUE(quarter.IsOutRange(Record().para));
+}
+
+TEST(Statistics, MeansAreTakenInLightOverAllSamples) {
+  CHIST hist;
+  hist.m_nPixelCount = 4;
+  for (auto& channel : hist.m_nHist) channel[200] = 2, channel[242] = 2;
+  const double half = 200.0 * std::pow(0.5, 1.0 / 1.8); // two of four samples outside the bounds count as black
+  ASSERT_TRUE(hist.CalcHistAverage(Record(1).para));
+  for (int c = 0; c < 3; c++) EXPECT_NEAR(hist.m_pdHistAve[c], half, 1e-10);
+  EXPECT_NEAR(hist.m_pdHistAve[3], 3.0 * half, 1e-9);
+  ASSERT_TRUE(hist.CalcHistAverage(Record(3).para));
+  EXPECT_EQ(hist.m_pdHistAve[0], 0.0);
+  hist.m_nPixelCount = 0;
+  EXPECT_FALSE(hist.CalcHistAverage(Record(2).para));
+}
+
+TEST(Statistics, ReflectiveOriginalsNeedEveryChannel) {
+  for (const int type : {1, 2}) {
+    CHIST hist;
+    FillSteps(hist);
+    std::memset(hist.m_nHist[1], 0, sizeof hist.m_nHist[1]);
+    hist.m_pdHistMin[0][2] = 77.0;
+    EXPECT_EQ(hist.CalcHistMinValue(Record(type).para), type == 1);
+    EXPECT_EQ(hist.m_pdHistMin[0][2] == 77.0, type == 2) << "channels behind the empty one stay as they were";
+  }
+}
+
+TEST(NegaStatistics, PreviewCorrectionMixesAndKeepsTheFirstHistograms) {
+  Image image(20, 10);
+  image.Fill([](int x, int, int c) { return x < 5 ? 255 : x < 10 ? 128 : 100 + 10 * c; });
+  Record r(ZEP3_DOC_NEGATIVE);
+  CHIST hist;
+  ASSERT_TRUE(hist.MakeHistogram(&image.bmp, 0, &r.para));
+  for (int c = 0; c < 3; c++) hist.m_pdHistMin[1][c] = 40.0; // equal: 217 and 19 of 256
+  ASSERT_TRUE(hist.PreviewImageColorCorrection(&image.bmp));
+  EXPECT_EQ(hist.m_nPixelCount, 200);
+  for (int c = 0; c < 3; c++) {
+    EXPECT_EQ(hist.m_nHist[c][254], 50u); // (217 + 19 + 19) * 255 + 128 over 256
+    EXPECT_EQ(hist.m_nHist[c][128], 50u); // 255 * 128 + 128 is 128 * 256 exactly
+    EXPECT_EQ(hist.m_nHistOrg[c][255], 50u);
+  }
+  // (217 * 100 + 19 * (110 + 120) + 128) / 256 = 102.3; green 110.1; blue 117.8
+  EXPECT_EQ(hist.m_nHist[0][102], 100u);
+  EXPECT_EQ(hist.m_nHist[1][110], 100u);
+  EXPECT_EQ(hist.m_nHist[2][117], 100u);
+  EXPECT_EQ(hist.m_nHistSum[765], 50u);
+  hist.CalcNegaMinValue();
+  // Half of the samples lie at level 102: 101 + ratio / 0.5, and 0.1 apart where that is closer.
+  EXPECT_NEAR(hist.m_pdNegaMin[0][0], 101.002, 1e-9);
+  EXPECT_NEAR(hist.m_pdNegaMin[1][0], 101.102, 1e-9);
+  EXPECT_NEAR(hist.m_pdNegaMin[2][0], 101.202, 1e-9);
+}
+
+TEST(NegaStatistics, PreviewCorrectionScalesWithTheClearFilm) {
+  Image image(20, 10);
+  image.Fill([](int, int, int) { return 100; });
+  Record r(ZEP3_DOC_NEGATIVE);
+  CHIST hist;
+  ASSERT_TRUE(hist.MakeHistogram(&image.bmp, 0, &r.para));
+  const double min[3] = {40, 20, 80};
+  for (int c = 0; c < 3; c++) hist.m_pdHistMin[1][c] = min[c];
+  ASSERT_TRUE(hist.PreviewImageColorCorrection(&image.bmp));
+  EXPECT_EQ(hist.m_nHist[0][103], 200u); // 0.85, 0.15, 0.0375: 217 + 38 + 9
+  EXPECT_EQ(hist.m_nHist[1][90], 200u);  // 0.0375, 0.85, 0.01875: 9 + 217 + 4
+  EXPECT_EQ(hist.m_nHist[2][129], 200u); // 0.15, 0.3, 0.85: 38 + 76 + 217
+}
+
+TEST(NegaStatistics, RangeAndSlope) {
+  CHIST hist;
+  hist.m_nPixelCount = 2000;
+  for (int k = 0; k < 4; k++) hist.m_pdHistMax[1][k] = 200.0 + k, hist.m_pdHistMin[1][k] = 20.0;
+  for (int k = 0; k < 4; k++) hist.m_pdHistMax[2][k] = 190.0;
+  hist.CalcAnlRangeValue();
+  hist.CalcAnlSlopeValue();
+  EXPECT_EQ(hist.m_dAnlRange[3], 183.0);
+  EXPECT_NEAR(hist.m_dAnlSlope[0], 0.045 * 2000 / 10 / 100, 1e-12);
+  EXPECT_NEAR(hist.m_dAnlSlope[2], 0.045 * 2000 / 12 / 100, 1e-12);
+}
+
+} // namespace

@@ -1,0 +1,288 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <limits>
+
+#include "engine/lut/clut.h"
+#include "support.h"
+
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr ZEP3_POINTS kPhotoPoints = {63424, 4630, 63424, 4630, 100};
+constexpr ZEP3_POINTS kNegativePoints = {54157, 11813, 53721, 4630, 150};
+
+using Table = std::array<uint8_t, 768>;
+
+Table TableOf(Record& r) {
+  Table table;
+  table.fill(99);
+  EXPECT_EQ(MakeZEP3LUT(&r.para, table.data()), 1);
+  return table;
+}
+
+// With display gamma 2.2 the defaults come out as the display conversion of 8-bit levels, which is known by hand:
+// 10 -> 4630, 200 -> 53721, 245 -> 63424; inverted 30 -> 54157, 200 -> 11813.
+TEST(UnsetChannels, TakeTheDefaultsOfTheOriginal) {
+  struct Row {
+    int type, subMode, option;
+    ZEP3_POINTS points;
+    int hl, sd;
+  };
+  const int64_t level230 = 60229; // 65535 * (230 / 255)^(1.8 / 2.2)
+  const int64_t level35 = 12906;  // the same of 35
+  const int64_t level9 = 4248;    // the same of 9
+  const Row rows[] = {
+      {0, 0, 2, kNegativePoints, 2, 5},
+      {3, 1, 1, kNegativePoints, 2, 5},
+      {2, 0, 2, kPhotoPoints, 1, 4},
+      {1, 2, 2, kPhotoPoints, 1, 4},
+      {2, 3, 1, {level230, level35, 65535, 4630, 107}, 1, 4},
+      {2, 1, 2, {level230, level35, 65535, 4630, 107}, 1, 5},
+      {1, 4, 2, {level230, level35, 65535, 4630, 107}, 1, 5},
+      {2, 4, 1, {level230, level9, 65535, 4630, 100}, 1, 4},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(testing::Message() << row.type << " " << row.subMode << " " << row.option);
+    Record r(row.type, row.subMode, row.option);
+    r.para.lSaturation = 7;
+    const Table unset = TableOf(r);
+    Record expected;
+    expected.SetPoints(row.points);
+    EXPECT_EQ(r.Points(), expected.Points());
+    EXPECT_EQ(r.para.ic.wHlCurveType, row.hl);
+    EXPECT_EQ(r.para.ic.wSdCurveType, row.sd);
+    EXPECT_EQ(r.para.lSaturation, 0);
+    // The user's values do not reach an unset channel.
+    Record user(row.type, row.subMode, row.option);
+    user.para.ic.lBrightness = 40;
+    user.para.ic.lContrast = -30;
+    EXPECT_EQ(TableOf(user), unset);
+  }
+}
+
+TEST(UnsetChannels, OneFieldMakesTheChannelUnsetAndLeavesTheOthers) {
+  for (const int field : {0, 1, 2, 3, 4}) {
+    Record plain;
+    Record user;
+    for (Record* r : {&plain, &user}) {
+      r->SetPoints({60000, 6000, 62000, 4000, 120});
+      (&r->para.ic.ch[0].lHlIn)[field] = ZEP3_UNSET;
+    }
+    user.para.ic.lBrightness = 30;
+    const Table before = TableOf(plain);
+    const Table after = TableOf(user);
+    EXPECT_TRUE(std::equal(before.begin(), before.begin() + 256, after.begin())) << "red is unset";
+    EXPECT_FALSE(std::equal(before.begin() + 256, before.end(), after.begin() + 256)) << "the others move";
+    EXPECT_EQ(plain.para.ic.ch[0].lHlIn, kPhotoPoints.lHlIn);
+    EXPECT_EQ(plain.para.ic.ch[1].lHlIn, 60000);
+    EXPECT_EQ(plain.para.ic.wSdCurveType, 4);
+  }
+}
+
+TEST(Tables, UserCurvesApplyByChannelFirst) {
+  Record r;
+  r.SetPoints(kPhotoPoints);
+  const Table plain = TableOf(r); // identity curves
+  r.para.ic.pMasterTone = nullptr;
+  r.para.ic.pRGBTone = nullptr;
+  EXPECT_EQ(TableOf(r), plain);
+  // Channel curve to at most 128, then a master curve that halves it: 64. The other way round it would be 127.
+  r.para.ic.pMasterTone = &r.master;
+  r.para.ic.pRGBTone = r.rgb;
+  r.rgb[1].ptCtrl[1] = {255, 128};
+  r.master.ptCtrl[1] = {254, 127};
+  const Table both = TableOf(r);
+  EXPECT_EQ(both[255], plain[255] / 2);
+  EXPECT_EQ(both[256 + 255], (plain[255] * 128 + 255) / 510);
+}
+
+TEST(Tables, RecordsOutsideTheirRangeStillGiveTables) {
+  struct Row {
+    const char* why;
+    void (*spoil)(Record&);
+    int byte; // of red, at every level; -1: any
+  };
+  const Row rows[] = {
+      {"equal outputs", [](Record& r) { r.para.ic.ch[0].lSdOut = r.para.ic.ch[0].lHlOut; }, 0},
+      {"gamma 0", [](Record& r) { r.para.ic.ch[0].lGamma = 0; }, -1},
+      {"point above the scale on a negative", [](Record& r) { r.para.wDocType = 0, r.para.ic.ch[0].lHlIn = 70000; }, 0},
+      {"negative point", [](Record& r) { r.para.ic.ch[0].lHlIn = -2; }, 0},
+      {"the most negative level",
+       [](Record& r) {
+         r.SetPoints({INT64_MIN, INT64_MIN, INT64_MIN, INT64_MIN, INT64_MIN});
+       },
+       0},
+      {"the largest",
+       [](Record& r) {
+         r.SetPoints({INT64_MAX, INT64_MAX, INT64_MAX, INT64_MAX, INT64_MAX});
+       },
+       -1},
+      {"screen gamma 0", [](Record& r) { r.para.lScreenGamma = 0; }, -1},
+      {"negative screen gamma", [](Record& r) { r.para.lScreenGamma = -22; }, -1},
+      {"brightness and balance beyond 64 bits",
+       [](Record& r) { r.para.ic.lBrightness = r.para.ic.lColorBalanceR = INT64_MAX; }, -1},
+      {"tone points at the ends of 64 bits",
+       [](Record& r) {
+         r.rgb[0].ptCtrl[0] = {INT64_MIN, INT64_MIN}, r.rgb[0].ptCtrl[1] = {INT64_MAX, INT64_MAX};
+       },
+       -1},
+      {"32767 points: the first 16", [](Record& r) { r.master.wPointNum = INT16_MAX; }, -1},
+      {"one point: its output",
+       [](Record& r) {
+         r.master.wPointNum = 1, r.master.ptCtrl[0] = {9, 50};
+       },
+       50},
+      {"a repeated input is left out",
+       [](Record& r) {
+         r.master.wPointNum = 2, r.master.ptCtrl[0] = {9, 50}, r.master.ptCtrl[1] = {9, 70};
+       },
+       50},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.why);
+    Record r;
+    r.SetPoints(kPhotoPoints);
+    row.spoil(r);
+    const Table table = TableOf(r);
+    if (row.byte < 0) continue;
+    for (size_t i = 0; i < 256; i++) ASSERT_EQ(table[i], row.byte) << i;
+  }
+  for (const int16_t count : {int16_t{0}, int16_t{-1}, int16_t{INT16_MIN}}) {
+    Record r;
+    r.SetPoints(kPhotoPoints);
+    const Table plain = TableOf(r);
+    r.master = {count, {{0, 200}, {255, 200}}};
+    EXPECT_EQ(TableOf(r), plain) << "no curve";
+  }
+}
+
+// Level 0 of an original that is not a negative: the curve and the toe stand at 0.1, the hard clip counts twice.
+TEST(Shaping, LevelZero) {
+  Record r;
+  r.para.lScreenGamma = 18; // linear levels are record levels
+  const auto curveAt = [&](const ZEP3_POINTS& points, uint16_t type, int level) {
+    r.SetPoints(points);
+    r.para.ic.wHlCurveType = ZEP3_HL_NONE;
+    r.para.ic.wSdCurveType = type;
+    CLUT lut(&r.para);
+    EXPECT_TRUE(lut.MakeLUT(&r.para, nullptr, false));
+    return lut.m_dCurve[0][level];
+  };
+  // Gamma 1: a line of slope 160 / 150 through (50, 60) and (200, 220); the toe's foot lies at -62.5.
+  const ZEP3_POINTS line = {200 * 257, 50 * 257, 220 * 257, 60 * 257, 100};
+  EXPECT_NEAR(curveAt(line, ZEP3_SD_TOE, 0), 60.0 * std::pow(62.6 / 112.5, 2.0), 1e-9);
+  EXPECT_NEAR(curveAt(line, ZEP3_SD_TOE, 1), 60.0 * std::pow(63.5 / 112.5, 2.0), 1e-9);
+  EXPECT_NEAR(curveAt(line, ZEP3_SD_NONE, 0), 60.0 - 49.9 * 160.0 / 150.0, 1e-9);
+  // Slope 200 / (200 - p) through (p, 20) and (200, 220).
+  const double p = 128.0 / 257.0;
+  const double clipped = 20.0 - (p - 0.1) * 200.0 / (200.0 - p) - std::pow(p, 3.0) - std::pow(p - 0.1, 3.0);
+  EXPECT_NEAR(curveAt({200 * 257, 128, 220 * 257, 20 * 257, 100}, ZEP3_SD_HARD_CLIP, 0), clipped, 1e-9);
+}
+
+TEST(Spline, CurvesThroughPoints) {
+  double table[256];
+  const double x2[] = {0, 0, 255};
+  ASSERT_TRUE(CLUT::GetGammaCurve(x2, x2, 2, table));
+  for (int i = 0; i < 256; i++) EXPECT_NEAR(table[i], i, 1e-12);
+
+  const double x[] = {0, 64, 192};
+  const double y[] = {0, 32, 224};
+  ASSERT_TRUE(CLUT::GetGammaCurve(x, y, 2, table));
+  EXPECT_EQ(table[0], 32.0);
+  EXPECT_EQ(table[63], 32.0);
+  EXPECT_NEAR(table[128], 128.0, 1e-12);
+  EXPECT_EQ(table[193], 224.0);
+
+  // Natural spline through (0,0), (100,200), (200,0): second derivatives 0, -0.06, 0; at 50: 100 + 0.375 * 0.06 *
+  // 1e4 / 6.
+  const double x3[] = {0, 0, 100, 200};
+  const double y3[] = {0, 0, 200, 0};
+  double y2[4];
+  ASSERT_TRUE(CLUT::Spline(x3, y3, 3, 1e30, 1e30, y2));
+  EXPECT_NEAR(y2[2], -0.06, 1e-15);
+  double value = 0.0;
+  ASSERT_TRUE(CLUT::CalcApproximateValue(x3, y3, y2, 3, 50.0, &value));
+  EXPECT_NEAR(value, 137.5, 1e-12);
+  // Ends held at slopes 2 and -2: 2 a + b = 0 and 2 a + 4 b = -0.24.
+  ASSERT_TRUE(CLUT::Spline(x3, y3, 3, 2.0, -2.0, y2));
+  EXPECT_NEAR(y2[1], 0.04, 1e-12);
+  EXPECT_NEAR(y2[2], -0.08, 1e-12);
+
+  const double high[] = {0, 100, 250, 250, 100};
+  const double wide[] = {0, 0, 100, 155, 255};
+  ASSERT_TRUE(CLUT::GetGammaCurve(wide, high, 4, table));
+  EXPECT_EQ(table[128], 255.0) << "an overshoot is cut off";
+  EXPECT_FALSE(CLUT::GetGammaCurve(x, y, 2, nullptr));
+  EXPECT_FALSE(CLUT::GetGammaCurve(x, y, 0, table));
+}
+
+TEST(Tone, InterpolatesAndKeepsWhatIsNoNumber) {
+  Record r;
+  CLUT lut(&r.para);
+  r.master = {3, {{0, 10}, {254, 10}, {255, 110}}};
+  double table[256];
+  double rgb[768];
+  ASSERT_TRUE(CLUT::MakeToneCurvLUT(&r.para.ic, table, rgb));
+  for (int i = 0; i < 768; i++) EXPECT_NEAR(rgb[i], i % 256, 1e-12);
+  lut.m_dCurve[0][0] = 254.5;
+  lut.m_dCurve[0][1] = 255.0;
+  lut.m_dCurve[0][2] = kNaN;
+  lut.m_dCurve[0][3] = -1e300;
+  lut.ApplyMasterTone(&r.master);
+  EXPECT_NEAR(lut.m_dCurve[0][0], (table[254] + 110.0) / 2.0, 1e-12);
+  EXPECT_EQ(lut.m_dCurve[0][1], 110.0);
+  EXPECT_TRUE(std::isnan(lut.m_dCurve[0][2]));
+  EXPECT_EQ(lut.m_dCurve[0][3], 10.0);
+}
+
+TEST(UCRound, HalvesGoAwayFromZero) {
+  const double rows[][2] = {{0.5, 1}, {-0.5, -1}, {254.5, 255}, {254.49, 254}, {-3.5, -4}, {0.0, 0}, {kNaN, INT32_MIN}};
+  for (const auto& row : rows) EXPECT_EQ(CLUT::UCRound(row[0]), static_cast<int32_t>(row[1])) << row[0];
+}
+
+TEST(AgainstLight, BareCurveOfPositivesStartsAtZero) {
+  Record r;
+  r.para.lScreenGamma = 18;
+  r.SetPoints({200 * 257, 50 * 257, 220 * 257, 30 * 257, 100});
+  r.para.ic.wHlCurveType = ZEP3_HL_ROLL_OFF;
+  CLUT lut(&r.para);
+  ASSERT_TRUE(lut.MakeLUTForAgainstLight(&r.para));
+  EXPECT_NEAR(lut.m_dCurve[0][210], 220.0 + 10.0 * 190.0 / 150.0, 1e-9) << "no shoulder";
+  Record n(ZEP3_DOC_NEGATIVE);
+  n.SetPoints(kNegativePoints);
+  CLUT nega(&n.para);
+  ASSERT_TRUE(nega.MakeLUTForAgainstLight(&n.para));
+  EXPECT_EQ(n.para.ic.wHlCurveType, ZEP3_HL_ROLL_OFF);
+  EXPECT_NEAR(nega.NegaToPosi(0.0, 0), nega.m_dSdIn[0] * nega.m_dHlIn[0] / 0.1, 1e-9);
+}
+
+TEST(ConvVal, FactorsFromTheSlopesInLight) {
+  Record r;
+  r.para.lScreenGamma = 18;
+  r.SetPoints({200 * 257, 50 * 257, 200 * 257, 50 * 257, 100});
+  r.para.ic.ch[1].lHlOut = 100 * 257;
+  double factor[3];
+  CLUT(&r.para).ApplyConvVal(&r.para, nullptr, factor);
+  const auto light = [](double level) { return std::pow(level / 255.0, 1.8); };
+  const double flat = (light(100) - light(50)) / (light(200) - light(50));
+  EXPECT_NEAR(factor[0], flat, 1e-12);
+  EXPECT_NEAR(factor[1], 1.0, 1e-12);
+
+  Record film(ZEP3_DOC_NEGATIVE);
+  film.SetPoints(kNegativePoints);
+  const double noRed[9] = {0, 0, 0, 0, 1.2, 0, 0, 0, 1.1};
+  CLUT(&film.para).ApplyConvVal(&film.para, noRed, factor);
+  EXPECT_EQ(factor[0], 1.0) << "a channel without a gain takes no part";
+  EXPECT_TRUE(factor[1] == 1.0 || factor[2] == 1.0);
+
+  film.para.wDocType = ZEP3_DOC_NEGATIVE_BW;
+  double in[9] = {0.9, 0.3, -0.2, 0.1, 0.8, 0.1, -0.1, 0.2, 0.9};
+  double out[9];
+  ASSERT_EQ(ColorMatrixConv(&film.para, in, out), 1);
+  const double expected[9] = {0.9, 0.3, -0.2, 0.1, 0.8, 0.1, -0.1, 0.2, 0.9}; // rows that sum to 1 stay
+  for (int i = 0; i < 9; i++) EXPECT_NEAR(out[i], expected[i], 1e-15);
+}
+
+} // namespace
