@@ -1,0 +1,21 @@
+#!/bin/sh
+# Installs what building, testing and the samples need from Debian's packages; does nothing where it is all there.
+set -eu
+
+packages="g++ clang libclang-rt-dev clang-format cmake ninja-build libgtest-dev python3 libvips-tools"
+
+missing=""
+for package in $packages; do
+  case $(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null) in
+    installed) ;;
+    *) missing="$missing $package" ;;
+  esac
+done
+[ -n "$missing" ] || exit 0
+
+as_root=""
+[ "$(id -u)" = 0 ] || as_root=sudo
+export DEBIAN_FRONTEND=noninteractive
+$as_root apt-get update -q
+# shellcheck disable=SC2086
+$as_root apt-get install -q -y --no-install-recommends $missing

@@ -1,0 +1,25 @@
+#!/bin/sh
+# Sets up, builds with GCC and with Clang, runs all tests on both, on a build for processors with fused multiply-add
+# (nothing may move), and under AddressSanitizer and UndefinedBehaviorSanitizer.
+set -eu
+cd "$(dirname "$0")/.."
+
+sh scripts/setup.sh
+sh scripts/lint.sh
+
+# check NAME PRESET C-COMPILER C++-COMPILER FLAGS...
+check() {
+  name=$1 preset=$2 cc=$3 cxx=$4
+  shift 4
+  printf '\n==== %s ====\n' "$name"
+  cmake --preset "$preset" -B "build/test-$name" -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" "$@" >/dev/null
+  cmake --build "build/test-$name" >"build/test-$name/build.log" || { cat "build/test-$name/build.log"; exit 1; }
+  ctest --test-dir "build/test-$name" --output-on-failure --no-tests=error -j "$(nproc)"
+}
+
+check gcc release gcc g++
+check clang release clang clang++
+if grep -q ' avx2 .* fma\| fma .* avx2 ' /proc/cpuinfo; then
+  check gcc-v3 release gcc g++ -DCMAKE_CXX_FLAGS=-march=x86-64-v3
+fi
+check sanitize sanitize gcc g++
