@@ -8,5 +8,7 @@ install(EXPORT zep3-targets NAMESPACE zep3:: FILE zep3-config.cmake DESTINATION 
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/zep3-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/zep3-config-version.cmake DESTINATION ${package_dir})
 
+# The pkg-config file finds its prefix from where it lies, so that an installation can be moved.
+file(RELATIVE_PATH pc_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/zep3.pc.in ${PROJECT_BINARY_DIR}/zep3.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zep3.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
