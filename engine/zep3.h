@@ -18,10 +18,11 @@
  * not. No call prints, logs or throws. Every call returns 1 or 0 (ValueOfScreenGammaConv returns its value).
  *
  * For every value of every field and argument each call returns, reads only the records, tone records and pixels that
- * it is given, and writes only what is documented. A null for a required pointer gives 0 and nothing is written. What
- * lies outside a field's range is defined: a conversion whose result is not a number, or lies outside 32 bits, yields
- * -2147483648, and a table entry that is not a number yields 0. The engine cannot know how long the pixel buffer is:
- * width, height, stride and pixel format must describe memory that exists.
+ * it is given, and writes only what is documented. A null for a required pointer, and a lack of memory, give 0; with a
+ * null nothing is written. What lies outside a field's range is defined: a conversion whose result is not a number, or
+ * lies outside 32 bits, yields -2147483648; a table entry that is not a number yields 0, and one outside 0..255 its low
+ * 8 bits. The engine cannot know how long the pixel buffer is: width, height, stride and pixel format must describe
+ * memory that exists.
  *
  * Plain C99, also C++. The records are binary interface: little-endian, 8-byte alignment, 64-bit pointers.
  */
@@ -102,10 +103,11 @@ typedef struct LPOINT {
 } LPOINT;
 
 /*
- * One tone curve. 264 bytes.
+ * One tone curve, on display levels. 264 bytes.
  *
- * The table builder lays a natural cubic spline through the points; outside of them the curve is flat. A point whose
- * input is not above the input of the point kept before it is left out; with one point left the curve is that output.
+ * The table builder lays a natural cubic spline through the points, held within 0..255; outside of the points the curve
+ * is flat at their outputs. Between two levels it is read linearly. A point whose input is not above the input of the
+ * point kept before it is left out; with one point left the curve is that output.
  */
 typedef struct ZEP3_TONE {
   int16_t wPointNum;               /* points in use, 2..16; 0 or less: no curve; above 16: the first 16 */
@@ -114,8 +116,9 @@ typedef struct ZEP3_TONE {
 
 /*
  * The correction of one channel: the input level lHlIn maps to lHlOut, lSdIn to lSdOut, and the power curve
- * out = b * (in - a)^(1 / gamma) runs through both. For the negative types (0 and 3) the input points are given on the
- * inverted scale, that of the positive picture. 40 bytes; -1 in any field: the channel is not set.
+ * out = b * (in - a)^(1 / gamma), laid on linear levels, runs through both. For the negative types (0 and 3) the input
+ * points are given on the inverted scale, that of the positive picture. 40 bytes; -1 in any field: the channel is not
+ * set.
  */
 typedef struct ZEP3_POINTS {
   int64_t lHlIn;  /* highlight input, 16-bit level */
@@ -127,8 +130,10 @@ typedef struct ZEP3_POINTS {
 
 /* The image correction: what the analysis proposes and what the user adds. 184 bytes. */
 typedef struct ZEP3_IC {
-  ZEP3_POINTS ch[3];      /* red, green, blue; written by ZEP3 and GetGrayBalance, lGamma also by GetGamma */
-  uint16_t wHlCurveType;  /* ZEP3_HL_...; written by ZEP3 and, where automatic, by the table builder */
+  ZEP3_POINTS
+      ch[3]; /* red, green, blue; written by ZEP3, in part by the pipettes, and by the table builder where not set */
+  uint16_t
+      wHlCurveType; /* ZEP3_HL_...; written by ZEP3, and by the table builder where automatic or a channel is not set */
   uint16_t wSdCurveType;  /* ZEP3_SD_...; likewise */
   int64_t lBrightness;    /* user: density shift of the input points in steps of 0.003, signed; 0: none */
   int64_t lContrast;      /* user: percent of the way from the points to their midpoint; read as -99..99; 0: none */
@@ -145,7 +150,7 @@ typedef struct ZEP3_PARA {
   uint16_t wSubMode;     /* in: ZEP3_SUB_... */
   uint16_t wDocOption;   /* in: ZEP3_OPTION_... */
   uint16_t wReserved;    /* 0; read by nobody */
-  int64_t lScreenGamma;  /* in: display gamma times 10; 22 is 2.2. Not 0. */
+  int64_t lScreenGamma;  /* in: display gamma times 10; 22 is 2.2. Above 0. */
   ZEP3_IC ic;            /* in and out */
   int64_t lSaturation;   /* out: proposed saturation change, signed, 0: none. Never applied by the engine; the table
                             builder sets it back to 0. */
@@ -239,7 +244,8 @@ ZEP3_API int64_t ValueOfScreenGammaConv(int64_t lValue, ZEP3_PARA* para);
 /*
  * Builds the three tables of a completed record.
  *
- * para   read; written: points and gamma of unset channels (defaults of the kind of original), automatic curve types,
+ * para   read; written: points and gamma of channels that are not set, by the defaults of the kind of original (which
+ *        ignore brightness, balance and contrast), and with them both curve types; automatic curve types, resolved;
  *        lSaturation = 0.
  * table  768 bytes of the caller's: red at 0, green at 256, blue at 512; byte i is the display level for linear level
  * i. Untouched on failure.
@@ -249,15 +255,17 @@ ZEP3_API int64_t ValueOfScreenGammaConv(int64_t lValue, ZEP3_PARA* para);
 ZEP3_API int MakeZEP3LUT(ZEP3_PARA* para, uint8_t* table);
 
 /*
- * The same with a colour matrix (nine doubles, row-major; null: none), of which the diagonal is read, for colour
- * negatives only: it scales brightness and colour balance per channel. An identity diagonal stands for the built-in
- * gains 0.807, 0.97, 1.009 of film.
+ * The same with a colour matrix (nine doubles, row-major), of which the diagonal is read, for colour negatives only: it
+ * scales brightness and colour balance per channel. A diagonal that is 1, 1, 1 to four decimals stands for the built-in
+ * gains 0.807, 0.97, 1.009 of film; without a matrix (null) the gains are 1.
  */
 ZEP3_API int MakeZEP3LUTEx(ZEP3_PARA* para, double* pdColorMatrix, uint8_t* table);
 
 /*
- * Converts a colour matrix through the correction of a completed record: off-diagonal entries shrink with the slopes of
- * the two channels they mix, diagonal entries are set so that each row sums to 1.
+ * Converts a colour matrix through the correction of a completed record, its brightness, balance and contrast included:
+ * off-diagonal entries shrink by the factors of the two channels they mix (the smallest slope over the channel's own,
+ * in light), diagonal entries are set so that each row sums to 1. The diagonal of the input is read for colour
+ * negatives, as gains. A channel without a slope (equal points) has the factor 1.
  *
  * in, out   nine doubles each, row-major, may be the same. The record is read only.
  * Returns 1; 0 with nothing written when a pointer is null.
@@ -269,15 +277,19 @@ ZEP3_API int ColorMatrixConv(ZEP3_PARA* para, double* in, double* out);
 /*
  * Gray balance: moves the input points of each channel so that the picked colour comes out as a common gray (red and
  * blue counted once, green three times). Writes lHlIn and lSdIn of every channel and, where a highlight would leave the
- * scale on an original that is not a negative, lHlOut. The record must hold a completed analysis.
+ * scale on an original that is not a negative, lHlOut. The record must hold a completed analysis. A pick so dark that a
+ * channel's curve never gives the common gray has no answer there: that channel's input points become -2147483648, so
+ * keep a copy of the record.
  * Returns 1; 0 with nothing written when the record is null.
  */
 ZEP3_API int GetGrayBalance(ZEP3_PARA* para, ZEP3_GrayBalance gb);
 
 /*
- * Pipette gamma: sets the three gammas so that the picked colour (three display levels, red, green, blue) comes out
- * gray. Writes lGamma of every channel, or nothing when the colour does not lie strictly inside every channel's range:
- * that too returns 1. The record must hold a completed analysis. Returns 0 with nothing written when a pointer is null.
+ * Pipette gamma: sets the three gammas so that the picked colour (three display levels, red, green, blue; of a negative
+ * what the inverted scan shows) comes out gray. Writes lGamma of every channel, or nothing when the colour does not lie
+ * strictly inside every channel's range, or when it or the common gray would come out at or below a channel's shadow
+ * output: that too returns 1. The record must hold a completed analysis. Returns 0 with nothing written when a pointer
+ * is null.
  */
 ZEP3_API int GetGamma(int64_t* plColor, ZEP3_PARA* para);
 

@@ -53,7 +53,11 @@ int main(int argc, char** argv) {
     fputs("tables: the image cannot be analysed\n", stderr);
     return 1;
   }
-  for (size_t i = 0; i < bytes; i++) pixels[i] = table[256 * (i % 3) + pixels[i]];
+  for (uint8_t* p = pixels; p != pixels + bytes; p += 3) {
+    p[0] = table[p[0]];
+    p[1] = table[256 + p[1]];
+    p[2] = table[512 + p[2]];
+  }
   const int written = fwrite(pixels, 1, bytes, stdout) == bytes && fflush(stdout) == 0;
   free(pixels);
   if (!written) fputs("tables: standard output cannot be written\n", stderr);

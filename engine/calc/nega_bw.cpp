@@ -54,7 +54,7 @@ bool CZEP::CalcParamNegaBW() {
     const PowerCurve curve =
         MatchCurve(dense[c], clear[c], m_dNegaBWHlRef / m_dNegaBWSdRef, m_dNegaBWHlRef, gamma, NearOffset::kFloor);
     const auto mirroredInput = [&](int64_t out) {
-      return dense[c] * clear[c] / AtLeast(kLevelFloor, curve.InputFor(Level8(out)));
+      return Mirrored(AtLeast(kLevelFloor, curve.InputFor(Level8(out))), dense[c], clear[c]);
     };
     p.lHlIn = ClampToLevel16(mirroredInput(p.lHlOut));
     p.lSdIn = ClampToLevel16(mirroredInput(p.lSdOut));
@@ -81,7 +81,7 @@ bool CZEP::CalcParamNegaBW() {
     const PowerCurve curve =
         MatchCurve(hlIn, sdIn, outRatio, Level8(p.lHlOut), static_cast<double>(p.lGamma) / 100.0, NearOffset::kAsItIs);
     std::array<double, 256> mirrored{};
-    for (size_t i = 1; i < 256; i++) mirrored[i] = hlIn * sdIn / static_cast<double>(i);
+    for (size_t i = 1; i < 256; i++) mirrored[i] = Mirrored(static_cast<double>(i), hlIn, sdIn);
     mean[c] = MeanOutput(tone, curve, mirrored, hist.m_nHistOrg[c]);
   }
   ProposeLevelTone(tone, mean, para);

@@ -10,8 +10,11 @@ struct PowerCurve {
   double b = 0.0;
   double gamma = 1.0;
 
+  // The formula as it stands, for inputs above the offset.
+  double Unlimited(double in) const { return b * std::pow(in - a, 1.0 / gamma); }
+
   // 0 at or below the offset, at most 255.
-  double At(double in) const { return in <= a ? 0.0 : AtMost(255.0, b * std::pow(in - a, 1.0 / gamma)); }
+  double At(double in) const { return in <= a ? 0.0 : AtMost(255.0, Unlimited(in)); }
 
   // The input that the curve maps to `out`, without limits.
   double InputFor(double out) const { return std::pow(out / b, gamma) + a; }
@@ -30,7 +33,7 @@ enum class NearOffset {
 // Lays the curve through (lo, outHi / outRatio) and (hi, outHi). outRatio is the ratio of the two outputs, given by the
 // caller because it may come from integers on another scale.
 //   P = outRatio^gamma;  a = (lo * P - hi) / (P - 1);  b = outHi / (hi - a)^(1 / gamma)
-// Equal outputs (P = 1) give a curve that is not a number.
+// Equal outputs or a gamma of 0 (P = 1) give no curve: its values are 0 or not a number.
 inline PowerCurve MatchCurve(double lo, double hi, double outRatio, double outHi, double gamma, NearOffset guard) {
   const double p = std::pow(outRatio, gamma);
   PowerCurve curve;

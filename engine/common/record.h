@@ -1,4 +1,4 @@
-// Reading the parameter record: kind of original, unset channels, user values.
+// The parameter record: kind of original, unset channels, identity curves.
 #pragma once
 
 #include <cstdint>

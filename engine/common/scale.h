@@ -10,7 +10,7 @@
 #include "engine/common/convert.h"
 #include "engine/zep3.h"
 
-// Levels and ranges never fall below this, so that logarithms and ratios of them stay finite.
+// What points and divisors are raised to where a rule says so, to keep logarithms and ratios finite.
 inline constexpr double kLevelFloor = 0.1;
 
 // As a comparison: what is not a number stays so.
@@ -21,12 +21,6 @@ inline double AtMost(double cap, double v) { return v > cap ? cap : v; }
 
 inline double DisplayExponent(const ZEP3_PARA& para) { return 1.8 / (static_cast<double>(para.lScreenGamma) / 10.0); }
 inline double LinearExponent(const ZEP3_PARA& para) { return (static_cast<double>(para.lScreenGamma) / 10.0) / 1.8; }
-
-// A linear level times 257 to a 16-bit level in display gamma; inverted for the input points of negatives.
-inline int32_t EncodePoint(int64_t level, double displayExponent, bool inverted) {
-  const double y = std::pow(static_cast<double>(level) / 257.0 / 255.0, displayExponent);
-  return ToInt32(inverted ? 257.0 * (255.0 - 255.0 * y) : 65535.0 * y);
-}
 
 // A fractional linear level to a 16-bit level in display gamma. The two differ in last places: one multiplies by 65535,
 // the other by 255 and then by 257.
@@ -42,17 +36,28 @@ inline int32_t EncodeNegativeInput(double level, double displayExponent) {
   return ToInt32(257.0 * (255.0 - 255.0 * std::pow(level / 255.0, displayExponent)));
 }
 
+// A linear level times 257, as a calculator leaves it, to the 16-bit level of a record.
+inline int32_t EncodePoint(int64_t level, double displayExponent, bool inverted) {
+  const double linear = static_cast<double>(level) / 257.0;
+  return inverted ? EncodeNegativeInput(linear, displayExponent) : EncodeLevel(linear, displayExponent);
+}
+
+// A display level to a linear level; inverted for what is given on the scale of the positive picture.
+inline double LinearLevel(double display, double linearExponent, bool inverted) {
+  return 255.0 * std::pow((inverted ? 255.0 - display : display) / 255.0, linearExponent);
+}
+
 // A record's point to a linear level, at least kLevelFloor.
 inline double DecodePoint(int64_t level16, double linearExponent, bool inverted) {
-  const double display = static_cast<double>(level16) / 257.0;
-  const double share = inverted ? (255.0 - display) / 255.0 : display / 255.0;
-  return AtLeast(kLevelFloor, 255.0 * std::pow(share, linearExponent));
+  return AtLeast(kLevelFloor, LinearLevel(static_cast<double>(level16) / 257.0, linearExponent, inverted));
 }
 
 // ---- light and density ----
 
-// log10 of the light of a linear level, 0 at level 255.
-inline double LogLight(double level) { return std::log10(std::pow(level / 255.0, 1.8)); }
+// The light that a linear level stands for, 1 at level 255.
+inline double Light(double level) { return std::pow(level / 255.0, 1.8); }
+
+inline double LogLight(double level) { return std::log10(Light(level)); }
 inline double LevelOfLogLight(double logLight) { return 255.0 * std::pow(10.0, logLight / 1.8); }
 
 inline double Density(double level) { return -LogLight(level); }
@@ -60,3 +65,9 @@ inline double Density(double level) { return -LogLight(level); }
 // The other way round in the reciprocal form, which differs from LevelOfLogLight in last places.
 inline constexpr double kInverseGamma = 0.5555555555555556;
 inline double LevelOfDensity(double density) { return 255.0 * std::pow(10.0, -density * kInverseGamma); }
+
+// ---- negatives ----
+
+// Swaps the two ends of a negative's range: `end` becomes `otherEnd` and the other way round, levels in between keep
+// their ratios.
+inline double Mirrored(double level, double end, double otherEnd) { return end * otherEnd / level; }

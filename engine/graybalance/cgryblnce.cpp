@@ -18,7 +18,7 @@ CGRYBLNCE::CGRYBLNCE(ZEP3_PARA* para) {
 }
 
 PowerCurve CGRYBLNCE::CurveThrough(int c, double lo, double hi, double gamma) const {
-  const double sdOut = m_dSdOut[c] == 0.0 ? 0.1 : m_dSdOut[c];
+  const double sdOut = m_dSdOut[c] == 0.0 ? kLevelFloor : m_dSdOut[c];
   return MatchCurve(lo, hi, m_dHlOut[c] / sdOut, m_dHlOut[c], gamma, NearOffset::kZeroScale);
 }
 

@@ -1,8 +1,8 @@
 // CGRYBLNCE: what a picked colour does to a completed record, and the primitives that run colours backwards through
 // tables and matrices.
 //
-// Levels are linear (0..255 as doubles), at least 0.1; the input points of negatives are inverted. The record must hold
-// a completed analysis: unset fields are not looked for.
+// Levels are linear (0..255 as doubles), at least 0.1; those of negatives, which the record gives inverted, are levels
+// of the film here. The record must hold a completed analysis: unset fields are not looked for.
 #pragma once
 
 #include <cstdint>
@@ -20,23 +20,24 @@ class CGRYBLNCE {
   // gray_balance.cpp: moves the input points so that the picked colour becomes a common gray. Writes lHlIn and lSdIn
   // and, for originals that are not negatives, lHlOut where a highlight would leave the scale. False in every case.
   bool GBIntensity(ZEP3_PARA* para, ZEP3_GrayBalance gb);
-  // pipette_gamma.cpp: sets the gammas so that the picked colour (three 8-bit display levels) becomes gray, or nothing
-  // when it does not lie inside every channel's range. False in every case.
+  // pipette_gamma.cpp: sets the gammas so that the picked colour (three display levels) becomes gray, or nothing when
+  // it does not lie inside every channel's range or would come out below a channel's shadow output. False in every
+  // case.
   bool MakePipetteGmm(const int64_t* plColor, ZEP3_PARA* para);
 
   // ---- colour conversion (colour_conversion.cpp) ----
 
   // Replaces each channel of the colour by the fractional input level that a rising table of 256 outputs maps to it;
   // the last matching segment counts. bMaster: all channels in the first table, else channel c in table c. Above the
-  // table 254.9; below it, and on its very top, 0.1.
+  // table 254.9; anywhere else without a segment (below it, and on its very top), and for levels below 0.1, 0.1.
   void ConvNewColor(const double* pdLut, double* pdColor, bool bMaster);
-  // The same for falling tables, one per channel.
+  // The same for falling tables, one per channel. Below the table 254.9; its last output belongs to the last segment.
   void ConvNewColorNega(const double* pdLut, double* pdColor);
-  // Solves matrix * out = color (3x3, row-major). False, with nothing written, for a determinant below 0.01: nearly
-  // singular and orientation-reversing matrices are refused.
+  // Solves matrix * out = color (3x3, row-major). False, with nothing written, for a determinant below 0.01 or not a
+  // number: nearly singular and orientation-reversing matrices are refused.
   bool ConvInverseMatrix(const double* pdMatrix, const int64_t* plColor, double* pdOut);
   // The three density gains of colour negatives that a colour matrix (or null) stands for.
-  void CheckCoefOfNega(const double* pdMatrix, double* pdCoef);
+  void CheckCoefOfNega(const double* pdMatrix, double* pdCoef) const;
 
   // ---- palette adjustment (palette_colour.cpp): not available yet, each refuses and writes nothing ----
 

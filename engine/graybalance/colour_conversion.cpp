@@ -44,7 +44,7 @@ bool CGRYBLNCE::ConvInverseMatrix(const double* pdMatrix, const int64_t* plColor
   const double* m = pdMatrix;
   const double det = m[3] * m[7] * m[2] + m[0] * m[4] * m[8] + m[6] * m[1] * m[5] - m[0] * m[7] * m[5] -
                      m[4] * m[6] * m[2] - m[8] * m[3] * m[1];
-  if (!(det >= 0.01)) return false;
+  if (!(det >= 0.01)) return false; // also when it is not a number
   const double r = static_cast<double>(plColor[0]);
   const double g = static_cast<double>(plColor[1]);
   const double b = static_cast<double>(plColor[2]);
@@ -57,4 +57,6 @@ bool CGRYBLNCE::ConvInverseMatrix(const double* pdMatrix, const int64_t* plColor
   return true;
 }
 
-void CGRYBLNCE::CheckCoefOfNega(const double* pdMatrix, double* pdCoef) { NegaGains(pdMatrix, m_dNegaCoef, pdCoef); }
+void CGRYBLNCE::CheckCoefOfNega(const double* pdMatrix, double* pdCoef) const {
+  NegaGains(pdMatrix, m_dNegaCoef, pdCoef);
+}

@@ -17,27 +17,22 @@ bool CGRYBLNCE::GBIntensity(ZEP3_PARA* para, ZEP3_GrayBalance gb) {
   double out[3];
   for (int c = 0; c < 3; c++) {
     curve[c] = CurveOf(c, m_dGamma[c], negative);
-    const double display = AtLeast(0.1, static_cast<double>(pick[c]));
-    const double level = 255.0 * std::pow((negative ? 255.0 - display : display) / 255.0, toLinear);
+    const double level = LinearLevel(AtLeast(0.1, static_cast<double>(pick[c])), toLinear, negative);
     picked[c] = AtLeast(kLevelFloor, level);
-    double in = picked[c];
-    if (negative) {
-      in = m_dSdIn[c] * m_dHlIn[c] / picked[c];
-    } else if (level < kLevelFloor && curve[c].a >= level) {
-      // Judged before the level is raised: a curve that starts in between gives 0.
-      out[c] = 0.0;
-      continue;
-    }
+    const double in = negative ? Mirrored(picked[c], m_dSdIn[c], m_dHlIn[c]) : picked[c];
     out[c] = 0.0;
+    // Judged before the level is raised, too: a curve that starts in between gives 0.
+    if (!negative && curve[c].a >= level) continue;
     if (in > curve[c].a) {
-      out[c] = curve[c].b * std::pow(AtLeast(kLevelFloor, in) - curve[c].a, 1.0 / m_dGamma[c]);
+      out[c] = curve[c].Unlimited(AtLeast(kLevelFloor, in));
       if (negative) out[c] = AtMost(255.0, out[c]);
     }
   }
   const double gray = CommonGray(out);
 
   for (int c = 0; c < 3; c++) {
-    // The input that the current curve maps to the gray; for negatives back on the film's side.
+    // The input that the current curve maps to the gray; for negatives back on the film's side. The others have no
+    // floor here: a gray below all that a channel's curve gives has no input, and its points become no number.
     double target = curve[c].InputFor(gray);
     if (negative) {
       target = LevelOfLogLight(LogLight(m_dSdIn[c]) - LogLight(AtLeast(kLevelFloor, target)) + LogLight(m_dHlIn[c]));

@@ -20,13 +20,11 @@ bool CGRYBLNCE::MakePipetteGmm(const int64_t* plColor, ZEP3_PARA* para) {
 
   double in[3];
   for (int c = 0; c < 3; c++) {
-    const double display = static_cast<double>(plColor[c]);
-    const double picked =
-        AtLeast(kLevelFloor, 255.0 * std::pow((negative ? 255.0 - display : display) / 255.0, toLinear));
+    const double picked = AtLeast(kLevelFloor, LinearLevel(static_cast<double>(plColor[c]), toLinear, negative));
     const double lo = negative ? m_dHlIn[c] : m_dSdIn[c];
     const double hi = negative ? m_dSdIn[c] : m_dHlIn[c];
     if (lo >= picked || picked >= hi) return false;
-    in[c] = negative ? m_dHlIn[c] * m_dSdIn[c] / picked : picked;
+    in[c] = negative ? Mirrored(picked, m_dHlIn[c], m_dSdIn[c]) : picked;
   }
 
   // Evaluates the channel's curve with a gamma; the members hold the last curve laid.
@@ -35,15 +33,14 @@ bool CGRYBLNCE::MakePipetteGmm(const int64_t* plColor, ZEP3_PARA* para) {
     m_dCoefA[c] = curve.a;
     m_dCoefB[c] = curve.b;
     if (curve.a >= in[c]) return 0.0;
-    const double out = curve.b * std::pow(in[c] - curve.a, 1.0 / gamma);
-    return negative ? AtMost(255.0, out) : out;
+    return negative ? AtMost(255.0, curve.Unlimited(in[c])) : curve.Unlimited(in[c]);
   };
   double out[3];
   for (int c = 0; c < 3; c++) out[c] = outputWith(c, m_dGamma[c]);
   for (int c = 0; c < 3; c++) {
-    if (out[c] == 0.0 || !(out[c] > m_dSdOut[c])) return false;
+    if (!(out[c] > m_dSdOut[c])) return false;
   }
-  const double gray = CommonGray(out);
+  const double gray = CommonGray(out); // of the first gammas; the rounds do not move it
   for (const double sdOut : m_dSdOut) {
     if (!(sdOut < gray)) return false;
   }

@@ -8,14 +8,14 @@ void CLUT::CalcParamAB(const ZEP3_PARA* para) {
   for (int c = 0; c < 3; c++) {
     const double lo = negative ? m_dHlIn[c] : m_dSdIn[c];
     const double hi = negative ? m_dSdIn[c] : m_dHlIn[c];
-    const double sdOut = m_dSdOut[c] == 0.0 ? 0.1 : m_dSdOut[c];
+    const double sdOut = m_dSdOut[c] == 0.0 ? kLevelFloor : m_dSdOut[c];
     const PowerCurve curve = MatchCurve(lo, hi, m_dHlOut[c] / sdOut, m_dHlOut[c], m_dGamma[c], NearOffset::kFloor);
     m_dCoefA[c] = curve.a;
     m_dCoefB[c] = curve.b;
   }
 }
 
-double CLUT::NegaToPosi(double x, int c) const { return m_dSdIn[c] * m_dHlIn[c] / AtLeast(kLevelFloor, x); }
+double CLUT::NegaToPosi(double x, int c) const { return Mirrored(AtLeast(kLevelFloor, x), m_dSdIn[c], m_dHlIn[c]); }
 
 void CLUT::RunBaseCurve(bool negative, double inputOfZero) {
   for (int c = 0; c < 3; c++) {

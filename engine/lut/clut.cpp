@@ -12,7 +12,7 @@ CLUT::CLUT(ZEP3_PARA* para) {
   for (int c = 0; c < 3; c++) {
     const ZEP3_POINTS& p = para->ic.ch[c];
     if (IsUnset(p)) {
-      SetDefaultLevels(*para, c);
+      SetDefaults(*para, c);
       continue;
     }
     m_dHlIn[c] = DecodePoint(p.lHlIn, exponent, inverted);
@@ -30,7 +30,7 @@ bool CLUT::MakeLUT(ZEP3_PARA* para, const double* coef, bool withTone) {
   // After the user's values: an unset channel ignores them.
   FillUnsetChannels(*para);
   CalcParamAB(para);
-  RunBaseCurve(IsNegative(*para), 0.1);
+  RunBaseCurve(IsNegative(*para), kLevelFloor);
   if (!CalcHlCurve(para) || !CalcSdCurve(para)) return false;
 
   const double exponent = DisplayExponent(*para);

@@ -1,8 +1,9 @@
 // CLUT: from a completed record to three working curves of 256 output levels, and to the values derived from its
 // points.
 //
-// Points are linear levels (0..255 as doubles) at least 0.1; the input points of negatives are inverted. An object
-// serves one call: MakeLUT, ApplyConvVal and MakeLUTForAgainstLight adjust the members in place.
+// Points are linear levels (0..255 as doubles), decoded from the record to at least 0.1; those of negatives, which the
+// record gives inverted, are levels of the film here. An object serves one call: MakeLUT, ApplyConvVal and
+// MakeLUTForAgainstLight adjust the members in place.
 #pragma once
 
 #include <cstdint>
@@ -17,11 +18,12 @@ class CLUT {
 
   // ---- tables (clut.cpp) ----
 
-  // Builds m_dCurve: display level 0..255 by display level. coef: 3x3 colour matrix or null, of which the diagonal
+  // Builds m_dCurve: display level 0..255 by linear level. coef: 3x3 colour matrix or null, of which the diagonal
   // counts, for colour negatives. withTone: apply the record's user curves. Writes defaults of unset channels and
   // resolved curve types into the record and clears its lSaturation. True when complete.
   bool MakeLUT(ZEP3_PARA* para, const double* coef, bool withTone);
-  // The bare base curve on linear levels, for negatives with highlight and shadow shaping.
+  // The bare base curve on linear levels; for negatives with highlight and shadow shaping, which resolves automatic
+  // curve types in the record.
   bool MakeLUTForAgainstLight(ZEP3_PARA* para);
   // Rounds half away from zero.
   static int32_t UCRound(double v);
@@ -49,10 +51,11 @@ class CLUT {
   // Second derivatives y2[1..n] of the cubic spline; an end slope above 9.9e29 means a natural end. False only when its
   // work array cannot be had.
   static bool Spline(const double* x, const double* y, int n, double yp1, double ypn, double* y2);
-  // The spline at v. Always true.
+  // The spline at v; with fewer than two points their output, or 0. Always true.
   static bool CalcApproximateValue(const double* x, const double* y, const double* y2, int n, double v, double* out);
   // 256 entries of the natural spline, clamped to 0..255 and flat outside of the points. At most the first 16 points; a
-  // single point gives a constant. False, with the table untouched, when the table is null or n is below 1.
+  // single point gives a constant; the flat ends are not clamped. False, with the table untouched, when the table is
+  // null or n is below 1.
   static bool GetGammaCurve(const double* x, const double* y, int n, double* table);
 
   // ---- user tone curves (tone.cpp) ----
@@ -66,7 +69,8 @@ class CLUT {
 
   // ---- conversion values (conv_val.cpp) ----
 
-  // Channel factors of the colour-matrix conversion: 1 for the flattest channel, below 1 for steeper ones.
+  // Channel factors of the colour-matrix conversion, after brightness, colour balance and contrast: the smallest slope
+  // over the channel's own, so 1 for the flattest channel and less for steeper ones. A channel without a slope has 1.
   void ApplyConvVal(const ZEP3_PARA* para, const double* coef, double* factor);
 
   // ---- members, all by channel ----
@@ -82,7 +86,7 @@ class CLUT {
   double m_dGamma[3];      // gamma of the base curve
 
  private:
-  void SetDefaultLevels(const ZEP3_PARA& para, int c);
+  void SetDefaults(const ZEP3_PARA& para, int c);
   void FillUnsetChannels(ZEP3_PARA& para);
   void RunBaseCurve(bool negative, double inputOfZero);
   // The input that shaping and base curve see at a level.

@@ -2,20 +2,14 @@
 #include <cmath>
 
 #include "engine/common/record.h"
+#include "engine/common/scale.h"
 #include "engine/lut/clut.h"
-
-namespace {
-
-// Light of a linear level, on 0..255.
-double Light(double level) { return 255.0 * std::pow(level / 255.0, 1.8); }
-
-} // namespace
 
 void CLUT::ApplyConvVal(const ZEP3_PARA* para, const double* coef, double* factor) {
   ApplyBrightnessColorBalance(para, coef);
   ApplyContrast(para);
   for (int c = 0; c < 3; c++) {
-    if (IsUnset(para->ic.ch[c])) SetDefaultLevels(*para, c);
+    if (IsUnset(para->ic.ch[c])) SetDefaults(*para, c);
   }
 
   double gain[3];
@@ -28,15 +22,15 @@ void CLUT::ApplyConvVal(const ZEP3_PARA* para, const double* coef, double* facto
       known[c] = true;
       continue;
     }
-    const double hlIn = Light(m_dHlIn[c]);
-    const double sdIn = Light(m_dSdIn[c]);
+    const double hlIn = 255.0 * Light(m_dHlIn[c]);
+    const double sdIn = 255.0 * Light(m_dSdIn[c]);
     double run = hlIn - sdIn;
     if (DocType(*para) == ZEP3_DOC_NEGATIVE) {
       if (hlIn == 0.0 || gain[c] == 0.0) continue;
       run = (std::pow(sdIn / hlIn, 1.0 / gain[c]) - 1.0) * hlIn;
     }
     if (run == 0.0) continue;
-    slope[c] = (Light(m_dHlOut[c]) - Light(m_dSdOut[c])) / run;
+    slope[c] = (255.0 * Light(m_dHlOut[c]) - 255.0 * Light(m_dSdOut[c])) / run;
     known[c] = true;
   }
 

@@ -40,7 +40,7 @@ const ChannelDefaults& DefaultsOf(const ZEP3_PARA& para) {
 
 void CLUT::CheckCoefOfNega(const double* coef, double* gain) const { NegaGains(coef, m_dNegaCoef, gain); }
 
-void CLUT::SetDefaultLevels(const ZEP3_PARA& para, int c) {
+void CLUT::SetDefaults(const ZEP3_PARA& para, int c) {
   const ChannelDefaults& d = DefaultsOf(para);
   m_dHlIn[c] = d.hlIn;
   m_dHlOut[c] = d.hlOut;
@@ -55,7 +55,7 @@ void CLUT::FillUnsetChannels(ZEP3_PARA& para) {
   for (int c = 0; c < 3; c++) {
     ZEP3_POINTS& p = para.ic.ch[c];
     if (!IsUnset(p)) continue;
-    SetDefaultLevels(para, c);
+    SetDefaults(para, c);
     p.lGamma = d.gamma100;
     if (IsNegative(para)) {
       p.lHlIn = EncodeNegativeInput(d.hlIn, exponent);
@@ -83,7 +83,7 @@ void CLUT::ApplyBrightnessColorBalance(const ZEP3_PARA* para, const double* coef
   for (int c = 0; c < 3; c++) {
     const double steps = static_cast<double>(ic.lBrightness) + static_cast<double>(balance[c]);
     double shift = steps * (kDensityStep * gain[c]);
-    // Brighter: negatives let more light through the film, the others answer earlier.
+    // Brighter: the points of a negative move up on the film's levels, those of the others down.
     if (!IsNegative(*para)) shift = -shift;
     m_dHlIn[c] = AtLeast(kLevelFloor, LevelOfLogLight(LogLight(m_dHlIn[c]) + shift));
     m_dSdIn[c] = AtLeast(kLevelFloor, LevelOfLogLight(LogLight(m_dSdIn[c]) + shift));

@@ -37,12 +37,13 @@ struct ShadowShape {
     if (!(x < pivot)) return y;
     if (type == ZEP3_SD_HARD_CLIP) {
       y -= std::pow(pivot - x, 3.0);
-      if (x == 0.0) y -= std::pow(pivot - 0.1, 3.0);
+      if (x == 0.0) y -= std::pow(pivot - kLevelFloor, 3.0);
       return AtLeast(0.0, y);
     }
-    if (!(x > foot)) return 0.0;
-    // The curve itself is never evaluated at 0 but at 0.1, and so is the toe.
-    const double t = ((x == 0.0 ? 0.1 : x) - foot) / (pivot - foot);
+    if (x <= foot) return 0.0;
+    if (!(x > foot)) return y; // no foot
+    // A table's curve stands at 0.1 for level 0, and so does the toe.
+    const double t = ((x == 0.0 ? kLevelFloor : x) - foot) / (pivot - foot);
     return sdOut * (t * t);
   }
 };

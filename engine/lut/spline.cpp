@@ -19,9 +19,14 @@ bool CLUT::Spline(const double* x, const double* y, int n, double yp1, double yp
     if (n == 1) y2[1] = 0.0;
     return true;
   }
-  const std::unique_ptr<double[]> work(new (std::nothrow) double[static_cast<size_t>(n) + 1]);
-  if (work == nullptr) return false;
-  double* u = work.get();
+  // A tone curve's points fit here, so that its table never fails.
+  double few[ZEP3_TONE_POINTS + 1];
+  std::unique_ptr<double[]> many;
+  if (n > ZEP3_TONE_POINTS) {
+    many.reset(new (std::nothrow) double[static_cast<size_t>(n) + 1]);
+    if (many == nullptr) return false;
+  }
+  double* u = many != nullptr ? many.get() : few;
 
   if (yp1 > kNaturalAbove) {
     y2[1] = u[1] = 0.0;
@@ -48,6 +53,10 @@ bool CLUT::Spline(const double* x, const double* y, int n, double yp1, double yp
 }
 
 bool CLUT::CalcApproximateValue(const double* x, const double* y, const double* y2, int n, double v, double* out) {
+  if (n < 2) {
+    *out = n == 1 ? y[1] : 0.0;
+    return true;
+  }
   int lo = 1;
   int hi = n;
   while (hi - lo > 1) {
@@ -67,14 +76,11 @@ bool CLUT::GetGammaCurve(const double* x, const double* y, int n, double* table)
   double y2[ZEP3_TONE_POINTS + 1];
   if (!Spline(x, y, n, kNatural, kNatural, y2)) return false;
   for (int i = 0; i < 256; i++) {
-    double value = y[1];
-    if (n > 1) {
-      CalcApproximateValue(x, y, y2, n, i, &value);
-      value = AtMost(255.0, AtLeast(0.0, value));
-      if (i < x[1]) value = y[1];
-      if (i > x[n]) value = y[n];
-    }
-    table[i] = value;
+    CalcApproximateValue(x, y, y2, n, i, &table[i]);
+    table[i] = AtMost(255.0, AtLeast(0.0, table[i]));
+    // The flat ends are the points' outputs as they stand.
+    if (i < x[1]) table[i] = y[1];
+    if (i > x[n]) table[i] = y[n];
   }
   return true;
 }

@@ -1,6 +1,7 @@
 // The user's tone curves: tables of the control points, and the working curve mapped through them.
 #include <algorithm>
 
+#include "engine/common/convert.h"
 #include "engine/lut/clut.h"
 
 namespace {
@@ -27,7 +28,7 @@ double MapThrough(const double* table, double v) {
   if (v >= 255.0) return table[255];
   if (v < 0.0) return table[0];
   if (v != v) return v;
-  const int n = static_cast<int>(v);
+  const int n = ToInt32(v);
   return table[n] + (v - n) * (table[n + 1] - table[n]);
 }
 

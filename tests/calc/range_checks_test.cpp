@@ -5,7 +5,13 @@
 
 namespace {
 
-using Triple = double[3];
+// Three channels' values, all alike or one by one.
+struct Triple {
+  double v[3];
+  Triple(double all = 0.0) : v{all, all, all} {}
+  Triple(double r, double g, double b) : v{r, g, b} {}
+  double operator[](int i) const { return v[i]; }
+};
 
 void ExpectNear(const double* actual, const Triple& expected, const char* what) {
   for (int i = 0; i < 3; i++) EXPECT_NEAR(actual[i], expected[i], 1e-12) << what << " " << i;
@@ -30,9 +36,9 @@ TEST(RangeBalance, RaisesNarrowRangesInOrder) {
   for (const Row& row : rows) {
     double lower[3];
     const double upper[3] = {2, 2.5, 3};
-    double expected[3];
-    for (int i = 0; i < 3; i++) lower[i] = upper[i] - row.range[i], expected[i] = upper[i] - row.expected[i];
-    CZEP().RangeBalanceIntensity(lower, upper, row.a, row.b);
+    Triple expected;
+    for (int i = 0; i < 3; i++) lower[i] = upper[i] - row.range[i], expected.v[i] = upper[i] - row.expected[i];
+    CZEP().RangeBalanceIntensity(lower, upper, row.a.v, row.b.v);
     ExpectNear(lower, expected, row.why);
   }
 }
@@ -45,69 +51,21 @@ TEST(RangeNarrow, WidensBelowTheTarget) {
     Triple lower, upper;
   };
   const Row rows[] = {
-      {"above the target nothing moves",
-       {0.5, 0.4, 0.6},
-       {0.1, 0.1, 0.1},
-       {1, 1, 1},
-       0,
-       0,
-       0.5,
-       {0, 0, 0},
-       {0.5, 0.4, 0.6}},
+      {"above the target", {0.5, 0.4, 0.6}, 0.1, 1, 0, 0, 0.5, 0, {0.5, 0.4, 0.6}},
       // Mean 0.3 below the knee 0.375: target 0.425, common part 0.125, split at the middle.
-      {"equal ranges",
-       {0.3, 0.3, 0.3},
-       {0.15, 0.15, 0.15},
-       {0.2, 0.2, 0.2},
-       0,
-       0,
-       0.4,
-       {-0.0625, -0.0625, -0.0625},
-       {0.3625, 0.3625, 0.3625}},
-      {"the share goes below at least",
-       {0.3, 0.3, 0.3},
-       {0.15, 0.15, 0.15},
-       {0.5, 0.7, 0.9},
-       0,
-       0,
-       0.4,
-       {-0.0875, -0.0875, -0.0875},
-       {0.3375, 0.3375, 0.3375}},
+      {"equal ranges", 0.3, 0.15, 0.2, 0, 0, 0.4, -0.0625, 0.3625},
+      {"the share goes below at least", 0.3, 0.15, {0.5, 0.7, 0.9}, 0, 0, 0.4, -0.0875, 0.3375},
       // On the knee: mean 0.425, target 0.425 + 0.05^2 * 5 = 0.4375; common part 0.0125.
-      {"on the knee",
-       {0.425, 0.425, 0.425},
-       {0, 0, 0},
-       {1, 1, 1},
-       0,
-       0,
-       0,
-       {-0.0125, -0.0125, -0.0125},
-       {0.425, 0.425, 0.425}},
+      {"on the knee", 0.425, 0, 1, 0, 0, 0, -0.0125, 0.425},
       // Target lowered by 0.1 * 0.5 + 0.2 * 0.5 = 0.15 to 0.325; mean 0.325 meets it exactly.
-      {"cuts lower the target",
-       {0.325, 0.325, 0.325},
-       {0, 0, 0},
-       {1, 1, 1},
-       0.5,
-       0.5,
-       0,
-       {0, 0, 0},
-       {0.325, 0.325, 0.325}},
+      {"cuts lower the target", 0.325, 0, 1, 0.5, 0.5, 0, 0, 0.325},
       // Target 0.425, blend 0.625: widths 0.371875, 0.425, 0.478125; own parts 0.09375, 0.046875, 0; common 0.078125.
-      {"own part by c, all of the common part below",
-       {0.2, 0.3, 0.4},
-       {0, 0, 0},
-       {1, 1, 1},
-       0,
-       0,
-       0.4,
-       {-0.134375, -0.10625, -0.078125},
-       {0.2375, 0.31875, 0.4}},
+      {"own part by c", {0.2, 0.3, 0.4}, 0, 1, 0, 0, 0.4, {-0.134375, -0.10625, -0.078125}, {0.2375, 0.31875, 0.4}},
   };
   for (const Row& row : rows) {
     double lower[3] = {};
     double upper[3] = {row.range[0], row.range[1], row.range[2]};
-    CZEP().CheckRangeNarrow(lower, upper, row.mid, row.share, row.a, row.b, row.c);
+    CZEP().CheckRangeNarrow(lower, upper, row.mid.v, row.share.v, row.a, row.b, row.c);
     ExpectNear(lower, row.lower, row.why);
     ExpectNear(upper, row.upper, row.why);
   }
@@ -121,65 +79,35 @@ TEST(RangeWide, CompressesEqualisesAndLifts) {
     Triple own, above, expected; // above: lower points above the reference at entry; expected: final ranges
   };
   const Row rows[] = {
-      {"narrow ranges stay", {0.3, 0.4, 0.5}, 0, 0, 0, 0, 0, 0, {}, {}, {0.3, 0.4, 0.5}},
-      {"knee: 0.75 - 0.2^2 * 1.25", {0.75, 0.75, 0.75}, 0, 0, 0, 0, 0, 0, {}, {}, {0.7, 0.7, 0.7}},
-      {"fixed target", {1.2, 1.2, 1.2}, 0, 0, 0, 0, 0, 0, {}, {}, {0.75, 0.75, 0.75}},
+      {"narrow ranges stay", {0.3, 0.4, 0.5}, 0, 0, 0, 0, 0, 0, 0, 0, {0.3, 0.4, 0.5}},
+      {"knee: 0.75 - 0.2^2 * 1.25", 0.75, 0, 0, 0, 0, 0, 0, 0, 0, 0.7},
+      {"fixed target", 1.2, 0, 0, 0, 0, 0, 0, 0, 0, 0.75},
       // Target 0.75, scaled 0.6, 0.75, 0.9; spread 0.3 -> 1, mean 1 -> 1; strength capped at 0.4.
-      {"unequal ranges pull together", {0.8, 1, 1.2}, 0, 0, 0, 0, 0, 0, {}, {}, {0.66, 0.75, 0.84}},
+      {"unequal ranges pull together", {0.8, 1, 1.2}, 0, 0, 0, 0, 0, 0, 0, 0, {0.66, 0.75, 0.84}},
       // The same at strength 1 * 0.5 * 0.5 - 0.05 = 0.2.
-      {"arguments weaken", {0.8, 1, 1.2}, 0, 0.5, 0, 0.5, 0, 0, {}, {}, {0.63, 0.75, 0.87}},
-      // c and f count half: 1 * 0.75 * 0.5 * ... = 1 * (1 - 0.25) * (1 - 0.5) - 0.05 = 0.325.
-      {"c counts half", {0.8, 1, 1.2}, 0, 0, 0.5, 0, 0.5, 0, {}, {}, {0.64875, 0.75, 0.85125}},
+      {"arguments weaken", {0.8, 1, 1.2}, 0, 0.5, 0, 0.5, 0, 0, 0, 0, {0.63, 0.75, 0.87}},
+      // c counts half: 1 * (1 - 0.25) * (1 - 0.5) - 0.05 = 0.325.
+      {"c counts half", {0.8, 1, 1.2}, 0, 0, 0.5, 0, 0.5, 0, 0, 0, {0.64875, 0.75, 0.85125}},
       // Mean 0.4: only the least strength 0.25 - 0.05 = 0.2 acts; 0.2 -> 0.24 would grow and keeps half: 0.22.
-      {"a channel that would grow keeps its own share",
-       {0.2, 0.4, 0.6},
-       0.25,
-       0,
-       0,
-       0,
-       0,
-       0,
-       {0.5, 1, 1},
-       {},
-       {0.22, 0.4, 0.56}},
+      {"a growing channel keeps its share", {0.2, 0.4, 0.6}, 0.25, 0, 0, 0, 0, 0, {0.5, 1, 1}, 0, {0.22, 0.4, 0.56}},
       // Allowance 1 * 0.06 * 0.4 = 0.024; lower points 0.004 above the reference: 0.02 is lifted.
-      {"lift", {0.4, 0.4, 0.4}, 0, 0, 0, 0, 0, 1, {}, {0.004, 0.004, 0.004}, {0.38, 0.38, 0.38}},
-      {"lift of points below the reference",
-       {0.4, 0.4, 0.4},
-       0,
-       0,
-       0,
-       0,
-       0,
-       1,
-       {},
-       {-0.3, -0.3, -0.3},
-       {0.376, 0.376, 0.376}},
+      {"lift", 0.4, 0, 0, 0, 0, 0, 1, 0, 0.004, 0.38},
+      {"lift of points below the reference", 0.4, 0, 0, 0, 0, 0, 1, 0, -0.3, 0.376},
       // Spread 0.06 of 0.12: half of 0.024.
-      {"lift falls with the spread",
-       {0.4, 0.4, 0.4},
-       0,
-       0,
-       0,
-       0,
-       0,
-       1,
-       {},
-       {-0.06, -0.03, -0.0},
-       {0.388, 0.388, 0.388}},
-      {"no lift high above the reference", {0.4, 0.4, 0.4}, 0, 0, 0, 0, 0, 1, {}, {0.1, 0.1, 0.1}, {0.4, 0.4, 0.4}},
+      {"lift falls with the spread", 0.4, 0, 0, 0, 0, 0, 1, 0, {-0.06, -0.03, -0.0}, 0.388},
+      {"no lift high above the reference", 0.4, 0, 0, 0, 0, 0, 1, 0, 0.1, 0.4},
   };
   for (const Row& row : rows) {
     double lower[3];
     double reference[3];
-    double expected[3];
+    Triple expected;
     const double upper[3] = {2, 2.25, 2.5};
     for (int i = 0; i < 3; i++) {
       lower[i] = upper[i] - row.range[i];
       reference[i] = lower[i] - row.above[i];
-      expected[i] = upper[i] - row.expected[i];
+      expected.v[i] = upper[i] - row.expected[i];
     }
-    EXPECT_TRUE(CZEP().CheckRangeWide(lower, upper, row.a, row.b, row.c, row.own, row.d, row.e, row.f, reference));
+    EXPECT_TRUE(CZEP().CheckRangeWide(lower, upper, row.a, row.b, row.c, row.own.v, row.d, row.e, row.f, reference));
     ExpectNear(lower, expected, row.why);
   }
 }
@@ -199,13 +127,13 @@ TEST(RangeNarrowForBW, MovesTheEndThatTheGreenLevelNames) {
     double upper[3];
     for (int i = 0; i < 3; i++) upper[i] = row.before, lower[i] = row.before / 1.25;
     CZEP().CheckRangeNarrowForBW(lower, upper, 2.5);
-    ExpectNear(lower, {row.lower, row.lower, row.lower}, row.why);
-    ExpectNear(upper, {row.upper, row.upper, row.upper}, row.why);
+    ExpectNear(lower, row.lower, row.why);
+    ExpectNear(upper, row.upper, row.why);
   }
   double lower[3] = {40, 40, 40};
   double upper[3] = {80, 80, 80};
   CZEP().CheckRangeNarrowForBW(lower, upper, 2.0);
-  ExpectNear(lower, {40, 40, 40}, "a sufficient ratio changes nothing");
+  ExpectNear(lower, 40, "a sufficient ratio changes nothing");
 }
 
 TEST(Exposure, OverFromDensePiledUpEnds) {
@@ -218,7 +146,7 @@ TEST(Exposure, OverFromDensePiledUpEnds) {
   for (const Row& row : rows) {
     double val[3], weight[3], diff[3];
     for (int i = 0; i < 3; i++) val[i] = row.ref[i] + row.diff[i];
-    const double mean = CZEP().ExposureOver(row.ref, val, weight, diff);
+    const double mean = CZEP().ExposureOver(row.ref.v, val, weight, diff);
     for (int i = 0; i < 3; i++) EXPECT_NEAR(weight[i], row.weight[i], 1e-9);
     EXPECT_NEAR(mean, (row.weight[0] + row.weight[1] + row.weight[2]) / 3.0, 1e-9);
     for (int i = 0; i < 3; i++) EXPECT_NEAR(diff[i], row.diff[i], 1e-12);
@@ -244,7 +172,7 @@ TEST(Exposure, UnderIsLedByTheNarrowestChannel) {
   for (const Row& row : rows) {
     double b[3], c[3], weight[3], diff1[3], diff2[3];
     for (int i = 0; i < 3; i++) b[i] = row.a[i] - row.diff1[i], c[i] = row.a[i] - row.diff2[i];
-    CZEP().ExposureUnder(row.a, b, weight, c, diff1, diff2);
+    CZEP().ExposureUnder(row.a.v, b, weight, c, diff1, diff2);
     for (int i = 0; i < 3; i++) EXPECT_NEAR(weight[i], row.weight[i], 1e-9) << row.why << " " << i;
     for (int i = 0; i < 3; i++) EXPECT_NEAR(diff1[i], row.diff1[i], 1e-12) << row.why;
   }

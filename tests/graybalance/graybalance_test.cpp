@@ -152,6 +152,12 @@ TEST(NegaGains, IdentityWithinFourDecimalsStandsForFilm) {
   EXPECT_EQ(gain[2], 1.009);
   g.CheckCoefOfNega(own, gain);
   EXPECT_EQ(gain[0], 1.00006);
+  for (const int entry : {0, 4, 8}) { // each of the three counts
+    double one[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    one[entry] = 1.2;
+    g.CheckCoefOfNega(one, gain);
+    EXPECT_EQ(gain[entry / 4], 1.2);
+  }
   g.CheckCoefOfNega(broken, gain);
   EXPECT_EQ(gain[0], inf);
 }

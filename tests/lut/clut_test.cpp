@@ -134,6 +134,11 @@ TEST(Tables, RecordsOutsideTheirRangeStillGiveTables) {
          r.master.wPointNum = 1, r.master.ptCtrl[0] = {9, 50};
        },
        50},
+      {"outputs beyond the scale keep their low 8 bits",
+       [](Record& r) {
+         r.master.wPointNum = 1, r.master.ptCtrl[0] = {-1, 300};
+       },
+       44},
       {"a repeated input is left out",
        [](Record& r) {
          r.master.wPointNum = 2, r.master.ptCtrl[0] = {9, 50}, r.master.ptCtrl[1] = {9, 70};
@@ -149,6 +154,21 @@ TEST(Tables, RecordsOutsideTheirRangeStillGiveTables) {
     if (row.byte < 0) continue;
     for (size_t i = 0; i < 256; i++) ASSERT_EQ(table[i], row.byte) << i;
   }
+  // Sixteen points count, one that lies before its neighbour does not, and those behind it do.
+  Record sixteen;
+  Record more;
+  for (Record* r : {&sixteen, &more}) {
+    r->SetPoints(kPhotoPoints);
+    for (int i = 0; i < 16; i++) r->master.ptCtrl[i] = {17 * i, i % 2 ? 17 * i : 15 * i};
+    r->master.wPointNum = 16;
+  }
+  more.master.wPointNum = 17;
+  EXPECT_EQ(TableOf(more), TableOf(sixteen));
+  Record out;
+  out.SetPoints(kPhotoPoints);
+  const Table identity = TableOf(out);
+  out.master = {4, {{0, 0}, {100, 100}, {50, 200}, {255, 255}}};
+  EXPECT_EQ(TableOf(out), identity);
   for (const int16_t count : {int16_t{0}, int16_t{-1}, int16_t{INT16_MIN}}) {
     Record r;
     r.SetPoints(kPhotoPoints);
@@ -181,6 +201,21 @@ TEST(Shaping, LevelZero) {
   EXPECT_NEAR(curveAt({200 * 257, 128, 220 * 257, 20 * 257, 100}, ZEP3_SD_HARD_CLIP, 0), clipped, 1e-9);
 }
 
+TEST(Shaping, RollOffLeavesItsExactEnd) {
+  Record r;
+  r.para.lScreenGamma = 18;
+  r.SetPoints({200 * 257, 50 * 257, 245 * 257, 30 * 257, 100});
+  r.para.ic.wHlCurveType = ZEP3_HL_ROLL_OFF;
+  CLUT lut(&r.para);
+  lut.m_dCoefB[0] = 1.0; // out = in: slope 1 at 200, so 255 is reached at 200 + 10 * 2
+  for (int i = 0; i < 256; i++) lut.m_dCurve[0][i] = i;
+  ASSERT_TRUE(lut.CalcHlCurve(&r.para));
+  EXPECT_EQ(lut.m_dCurve[0][200], 200.0);
+  EXPECT_NEAR(lut.m_dCurve[0][210], 255.0 - 10.0 * 0.25, 1e-12);
+  EXPECT_EQ(lut.m_dCurve[0][220], 220.0) << "the end itself keeps the base curve";
+  EXPECT_EQ(lut.m_dCurve[0][221], 255.0);
+}
+
 TEST(Spline, CurvesThroughPoints) {
   double table[256];
   const double x2[] = {0, 0, 255};
@@ -205,10 +240,11 @@ TEST(Spline, CurvesThroughPoints) {
   double value = 0.0;
   ASSERT_TRUE(CLUT::CalcApproximateValue(x3, y3, y2, 3, 50.0, &value));
   EXPECT_NEAR(value, 137.5, 1e-12);
-  // Ends held at slopes 2 and -2: 2 a + b = 0 and 2 a + 4 b = -0.24.
-  ASSERT_TRUE(CLUT::Spline(x3, y3, 3, 2.0, -2.0, y2));
-  EXPECT_NEAR(y2[1], 0.04, 1e-12);
-  EXPECT_NEAR(y2[2], -0.08, 1e-12);
+  // Ends held at slope 0: 2 a + b = 0.12 and 2 a + 4 b = -0.24.
+  ASSERT_TRUE(CLUT::Spline(x3, y3, 3, 0.0, 0.0, y2));
+  EXPECT_NEAR(y2[1], 0.12, 1e-12);
+  EXPECT_NEAR(y2[2], -0.12, 1e-12);
+  EXPECT_NEAR(y2[3], 0.12, 1e-12);
 
   const double high[] = {0, 100, 250, 250, 100};
   const double wide[] = {0, 0, 100, 155, 255};
@@ -242,20 +278,28 @@ TEST(UCRound, HalvesGoAwayFromZero) {
   for (const auto& row : rows) EXPECT_EQ(CLUT::UCRound(row[0]), static_cast<int32_t>(row[1])) << row[0];
 }
 
-TEST(AgainstLight, BareCurveOfPositivesStartsAtZero) {
+TEST(AgainstLight, BareCurveStartsAtZeroAndOnlyNegativesAreShaped) {
   Record r;
   r.para.lScreenGamma = 18;
-  r.SetPoints({200 * 257, 50 * 257, 220 * 257, 30 * 257, 100});
+  r.SetPoints({200 * 257, 50 * 257, 220 * 257, 60 * 257, 100});
   r.para.ic.wHlCurveType = ZEP3_HL_ROLL_OFF;
+  r.para.ic.lContrast = 50; // not applied
   CLUT lut(&r.para);
   ASSERT_TRUE(lut.MakeLUTForAgainstLight(&r.para));
-  EXPECT_NEAR(lut.m_dCurve[0][210], 220.0 + 10.0 * 190.0 / 150.0, 1e-9) << "no shoulder";
+  EXPECT_NEAR(lut.m_dCurve[0][0], 60.0 - 50.0 * 160.0 / 150.0, 1e-9);
+  EXPECT_NEAR(lut.m_dCurve[0][210], 220.0 + 10.0 * 160.0 / 150.0, 1e-9);
   Record n(ZEP3_DOC_NEGATIVE);
-  n.SetPoints(kNegativePoints);
-  CLUT nega(&n.para);
-  ASSERT_TRUE(nega.MakeLUTForAgainstLight(&n.para));
+  n.para.lScreenGamma = 18;
+  n.SetPoints({225 * 257, 55 * 257, 200 * 257, 10 * 257, 100}); // film levels 30 (white) and 200 (black)
+  CLUT film(&n.para);
+  ASSERT_TRUE(film.MakeLUTForAgainstLight(&n.para));
   EXPECT_EQ(n.para.ic.wHlCurveType, ZEP3_HL_ROLL_OFF);
-  EXPECT_NEAR(nega.NegaToPosi(0.0, 0), nega.m_dSdIn[0] * nega.m_dHlIn[0] / 0.1, 1e-9);
+  EXPECT_EQ(n.para.ic.wSdCurveType, ZEP3_SD_TOE);
+  EXPECT_NEAR(film.m_dCurve[0][30], 200.0, 1e-9);
+  EXPECT_NEAR(film.m_dCurve[0][200], 10.0, 1e-9);
+  // Slope 190 / 170: the toe's foot lies at 30 - 20 * 170 / 190; level 255 enters as 6000 / 255.
+  const double foot = 30.0 - 20.0 * 170.0 / 190.0;
+  EXPECT_NEAR(film.m_dCurve[0][255], 10.0 * std::pow((6000.0 / 255.0 - foot) / (30.0 - foot), 2.0), 1e-9);
 }
 
 TEST(ConvVal, FactorsFromTheSlopesInLight) {
@@ -269,20 +313,23 @@ TEST(ConvVal, FactorsFromTheSlopesInLight) {
   const double flat = (light(100) - light(50)) / (light(200) - light(50));
   EXPECT_NEAR(factor[0], flat, 1e-12);
   EXPECT_NEAR(factor[1], 1.0, 1e-12);
+  r.para.ic.ch[0].lHlIn = r.para.ic.ch[0].lSdIn;
+  CLUT(&r.para).ApplyConvVal(&r.para, nullptr, factor);
+  EXPECT_EQ(factor[0], 1.0) << "equal inputs: no slope";
 
   Record film(ZEP3_DOC_NEGATIVE);
   film.SetPoints(kNegativePoints);
   const double noRed[9] = {0, 0, 0, 0, 1.2, 0, 0, 0, 1.1};
   CLUT(&film.para).ApplyConvVal(&film.para, noRed, factor);
   EXPECT_EQ(factor[0], 1.0) << "a channel without a gain takes no part";
-  EXPECT_TRUE(factor[1] == 1.0 || factor[2] == 1.0);
 
   film.para.wDocType = ZEP3_DOC_NEGATIVE_BW;
-  double in[9] = {0.9, 0.3, -0.2, 0.1, 0.8, 0.1, -0.1, 0.2, 0.9};
-  double out[9];
-  ASSERT_EQ(ColorMatrixConv(&film.para, in, out), 1);
+  const auto points = film.Points();
+  double matrix[9] = {0.9, 0.3, -0.2, 0.1, 0.8, 0.1, -0.1, 0.2, 0.9};
   const double expected[9] = {0.9, 0.3, -0.2, 0.1, 0.8, 0.1, -0.1, 0.2, 0.9}; // rows that sum to 1 stay
-  for (int i = 0; i < 9; i++) EXPECT_NEAR(out[i], expected[i], 1e-15);
+  ASSERT_EQ(ColorMatrixConv(&film.para, matrix, matrix), 1);
+  for (int i = 0; i < 9; i++) EXPECT_NEAR(matrix[i], expected[i], 1e-15);
+  EXPECT_EQ(film.Points(), points);
 }
 
 } // namespace

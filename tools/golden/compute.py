@@ -83,13 +83,13 @@ def run_tables(rec, f):
 
 def run_pipette(rec, f):
     if "convert" in f:
-        return {"matrix": convert_matrix(rec)}
+        return {"return": [1], "points": sum(rec.points, []), "matrix": convert_matrix(rec)}
     if "gray" in f:
         *rgb, intensity = [int(v) for v in f["gray"].split()]
         gray_balance(rec, rgb, intensity)
     else:
         pipette_gamma(rec, [int(v) for v in f["gamma"].split()])
-    return {"points": sum(rec.points, [])}
+    return {"return": [1], "points": sum(rec.points, [])}
 
 
 def expected_lines(run, f):
