@@ -130,8 +130,7 @@ typedef struct ZEP3_POINTS {
 
 /* The image correction: what the analysis proposes and what the user adds. 184 bytes. */
 typedef struct ZEP3_IC {
-  ZEP3_POINTS
-      ch[3]; /* red, green, blue; written by ZEP3, in part by the pipettes, and by the table builder where not set */
+  ZEP3_POINTS ch[3]; /* red, green, blue; written by ZEP3, the pipettes, and where not set by the table builder */
   uint16_t
       wHlCurveType; /* ZEP3_HL_...; written by ZEP3, and by the table builder where automatic or a channel is not set */
   uint16_t wSdCurveType;  /* ZEP3_SD_...; likewise */
@@ -156,9 +155,10 @@ typedef struct ZEP3_PARA {
                             builder sets it back to 0. */
   int64_t lLevelFlag;    /* out: 1 when lCorrectLevel lies above the calculator's base level and a master curve was
                             proposed, else 0 */
-  int64_t lCorrectLevel; /* in: strength of the correction, 0..4, default 4; above the calculator's base level (4 for
-                            photos and slides, 7 for documents, 2 for monochrome negatives) an emphasis is added. Below
-                            0 acts as 0 where a table is indexed and is extrapolated elsewhere. */
+  int64_t lCorrectLevel; /* in: strength of the correction, 0..4, default 4. Above the reference of the calculator (4
+                            for photos, slides and restoration, 2 for monochrome negatives) a master curve is proposed;
+                            documents, whose reference is 7, follow it in both directions. Below 0 acts as 0 where a
+                            table is indexed and is extrapolated elsewhere. */
   int64_t lAgainstLight; /* in: strength of the backlight correction, read as signed 32 bits; 0 or less: off */
   ZEP3_TONE* pOutMasterTone; /* out: proposed master tone curve, identity when there is none. Not null, not owned. */
   ZEP3_TONE* pOutRGBTone;    /* out: three proposed tone curves, red, green, blue. Not null, not owned. The two may

@@ -52,7 +52,9 @@ bool CZEP::CalcBackgroundRemove() {
   }
   for (ZEP3_POINTS& p : ic.ch) {
     p.lSdIn = ToLevel16(std::min(Level8(p.lHlIn) / ratio, m_dBgSdMax));
-    const double slope = static_cast<double>(p.lHlIn) * 65278.0 / static_cast<double>(p.lHlIn - p.lSdIn) / 65535.0;
+    // The slope of DocGamma with its divisions in another order, which differs in last places.
+    const double slope =
+        static_cast<double>(p.lHlIn) * (65535.0 - 257.0) / static_cast<double>(p.lHlIn - p.lSdIn) / 65535.0;
     p.lGamma = ToInt32(((slope - 1.0) * m_dBgGammaWeight + 1.0) * 100.0 + 0.5);
   }
   return true;

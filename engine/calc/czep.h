@@ -5,11 +5,12 @@
 //
 // The second half of this file is the tuning sheet: one headed block per calculator or check, in the order in which the
 // blocks have always stood. Units and ranges, where a line says nothing else: levels are linear, 0..255; "sum" is the
-// scale of R+G+B, 0..765; colour spread is the sum of the channels' highlights minus the highlight of the sums, 0..765;
-// ratios are highlight over shadow or channel over channel, from 1; gains and gammas are factors above 0; shares and
-// weights are 0..1; densities are log10 of light, from 0. k is the block's reference level minus the record's
-// lCorrectLevel. "working" marks a member that the calculator recomputes before use as its ...Base (the value at k = 0)
-// plus its ...Step (the change per unit of k, that is per level below the reference) times k.
+// scale of R+G+B, 0..765; colour spread is the sum of the channels' highlights minus the highlight of the sums, about 0
+// for neutral originals; ratios are highlight over shadow or channel over channel, from 1; gains and gammas are factors
+// above 0; shares and weights are 0..1; densities are minus log10 of light, from 0. k is the block's reference level
+// minus the record's lCorrectLevel. "working" marks a member that the calculator sets before use to its ...Base (the
+// value at k = 0) plus its ...Step (the change per level below the reference) times k; photos, slides, monochrome
+// negatives and restoration keep its default above the reference.
 #pragma once
 
 #include <cstdint>
@@ -36,7 +37,8 @@ class CZEP {
   double LimitHlinSdin(double v);
 
   // ---- calculators: read the linked statistics, write points (linear level times 257), gammas, curve types,
-  //      lSaturation, lLevelFlag and, above the reference level, the record at pOutMasterTone; true on success ----
+  //      lSaturation, lLevelFlag, and those that follow a level tone curve the record at pOutMasterTone; true on
+  //      success ----
 
   bool CalcParamFBPhoto();      // fb_photo.cpp: reflective photo
   bool CalcParamFBDoc();        // fb_doc.cpp: reflective document
@@ -69,12 +71,13 @@ class CZEP {
   // Brings the mean of upper / lower up to minRatio (monochrome negatives; levels).
   void CheckRangeNarrowForBW(double* lower, double* upper, double minRatio);
 
-  // ---- exposure judgements of colour negatives (exposure.cpp): weights 0..1 per channel, returns their mean ----
+  // ---- exposure judgements of colour negatives (exposure.cpp): weights per channel from 0, returns their mean ----
 
   // Over-exposure from log10 levels: `ref` low and `val` close to it. Writes weight and diff = val - ref.
   double ExposureOver(const double* ref, const double* val, double* weight, double* diff);
   // Under-exposure: `a` high and `b` close to it. Writes weight, diff1 = a - b and diff2 = a - c, by which the channels
-  // whose weight exceeds that of the narrowest are pulled down.
+  // whose weight exceeds that of the narrowest are brought near it: up to (2 - m_dExpUnderShare) times, which may be
+  // above 1.
   double ExposureUnder(const double* a, const double* b, double* weight, const double* c, double* diff1, double* diff2);
 
   // ================================================ tuning sheet =================================================
@@ -86,13 +89,14 @@ class CZEP {
   double m_dFBPhotoHlHigh = 650.0;    // sum: from here on, own highlights in full
   double m_dFBPhotoSpreadLow = 3.0;   // colour spread up to which channels keep their own highlights in full
   double m_dFBPhotoSpreadHigh = 10.0; // colour spread from which one highlight serves all channels
-  double m_dFBPhotoHlStretch = 1.2;   // stretch of the 5 % highlight in the gain limit; larger: brighter highlights
+  double m_dFBPhotoHlStretch = 1.2;   // stretch of the highlight shoulder in the gain limit; larger: darker pictures
   double m_dFBPhotoHlGainMax = 1.03;  // working: highest highlight gain; larger: darker pictures
   // Lowest highlight input (8-bit level) at levels 0, 1, 2, 3, and 4 and above; element 0 takes the value chosen.
   int32_t m_nFBPhotoHlMin[5] = {135, 200, 179, 157, 135};
   double m_dFBPhotoRangeMin = 3.5;  // working: lowest highlight to shadow ratio; larger: softer
   double m_dFBPhotoRangeMax = 18.0; // highest highlight to shadow ratio; smaller: harder shadows
-  double m_dFBPhotoGammaMin = 1.0;  // lowest gamma
+  double m_dFBPhotoGammaMin =
+      1.0; // lowest gamma; below it a gamma becomes 1. The ratio limits keep it above as it stands
 
   // ---- CalcParamFBDoc and CalcGroundColorRemove, first block ----
 
@@ -119,7 +123,7 @@ class CZEP {
   double m_dPosiHlHigh = 600.0;     // sum
   double m_dPosiSpreadLow = 3.0;    // colour spread
   double m_dPosiSpreadHigh = 10.0;  // colour spread
-  double m_dPosiHlStretch = 0.9;    // stretch of the 5 % highlight in the gain limit
+  double m_dPosiHlStretch = 0.9;    // stretch of the highlight shoulder in the gain limit
   int32_t m_nPosiHlMin = 71;        // lowest highlight input at every level, 8-bit level: slides may be dark
   double m_dPosiRangeMin = 3.5;     // working: lowest highlight to shadow ratio
   double m_dPosiRangeMax = 25.0;    // highest ratio: film reaches deeper shadows than paper
@@ -151,30 +155,31 @@ class CZEP {
 
   // ---- CalcParamNegaBW, first block ----
 
-  double m_dNegaBWMinRatio = 1.67;    // smallest mean ratio of the film's ends; larger: flat film prints harder
+  double m_dNegaBWMinRatio = 1.67;    // smallest mean ratio of the film's ends; larger: flat film prints softer
   double m_dNegaBWGammaFactor = 1.45; // factor of the logarithmic gamma; larger: lighter mid-tones
 
   // ---- CalcRestorationFBP, first block ----
 
-  double m_dRestFBPSdRatioMin = 1.3;  // smallest accepted highlight to shadow ratio of a channel
-  double m_dRestFBPGammaMax = 2.0;    // cap of the first gamma
-  double m_dRestFBPHlRef = 255.0;     // working: output of the measured highlight, first curve
-  double m_dRestFBPHlTarget = 255.0;  // working: output of the highlight, later curves
-  double m_dRestFBPSdRef = 3.0;       // working: output of the measured shadow, first curve
-  double m_dRestFBPSdTarget = 5.0;    // working: output of the shadow, later curves
-  double m_dRestFBPMeanLow = 120.0;   // lowest channel mean taken as the common target unchanged
-  double m_dRestFBPMeanHigh = 255.0;  // highest channel mean taken so
-  double m_dRestFBPMeanPull = 0.5;    // share by which a mean outside that band is pulled back to it
+  double m_dRestFBPSdRatioMin = 1.3; // smallest accepted highlight to shadow ratio of a channel
+  double m_dRestFBPGammaMax = 2.0;   // cap of the first gamma; out of reach while the ratio is at least 1.3
+  double m_dRestFBPHlRef = 255.0;    // working: output of the measured highlight, first curve
+  double m_dRestFBPHlTarget = 255.0; // working: output of the highlight, later curves
+  double m_dRestFBPSdRef = 3.0;      // working: output of the measured shadow, first curve
+  double m_dRestFBPSdTarget = 5.0;   // working: output of the shadow, later curves
+  double m_dRestFBPMeanLow = 120.0;  // lowest channel mean taken as the common target unchanged
+  double m_dRestFBPMeanHigh = 255.0; // highest channel mean taken so; out of reach at 255
+  double m_dRestFBPMeanPull = 0.5; // share of its distance that a mean outside that band keeps; smaller: pulled harder
   double m_dRestFBPMeanFloor = 0.943; // the target is at least this fraction of the average channel mean
   double m_dRestFBPBalanceLow = 1.4;  // gamma spread below which the re-balanced gammas are kept in full
   double m_dRestFBPUnused = 0.0;      // holds a place in the block; read by nobody
   double m_dRestFBPBalanceHigh = 1.7; // gamma spread above which the first gammas stay
-  double m_dRestFBPGammaPower = 1.5;  // exponent of the largest first gamma in the spread; larger: more tolerance
-  double m_dRestFBPSatSpread = 10.0;  // saturation for unequal channel slopes
-  double m_dRestFBPSatGamma = 30.0;   // saturation per unit of mean gamma above 1
-  double m_dRestFBPSatRatio = 12.0;   // saturation for compressed channel ranges
-  double m_dRestFBPRatioRef = 7.0;    // highlight to shadow ratio below which a channel counts as compressed
-  double m_dRestFBPSatMax = 50.0;     // cap of the saturation score
+  double m_dRestFBPGammaPower =
+      1.5; // exponent of the largest first gamma in the spread; larger: more of steep ones is kept
+  double m_dRestFBPSatSpread = 10.0; // saturation for unequal channel slopes
+  double m_dRestFBPSatGamma = 30.0;  // saturation per unit of mean gamma above 1
+  double m_dRestFBPSatRatio = 12.0;  // saturation for compressed channel ranges
+  double m_dRestFBPRatioRef = 7.0;   // highlight to shadow ratio below which a channel counts as compressed
+  double m_dRestFBPSatMax = 50.0;    // cap of the saturation score
 
   // ---- CalcParamFBPhoto, second block: level interpolation and tone curve ----
 
@@ -276,7 +281,7 @@ class CZEP {
   // ---- CalcParamNegaBW, second block ----
 
   double m_dNegaBWLevelRef = 2.0;  // reference level
-  double m_dNegaBWRatioMax = 8.79; // working: largest ratio of the film's ends; smaller: highlights open up
+  double m_dNegaBWRatioMax = 8.79; // working: largest ratio of the film's ends; smaller: dense highlights are cut
   double m_dNegaBWRatioMaxBase = 8.79;
   double m_dNegaBWRatioMaxStep = 4.13;
   double m_dNegaBWHlRef = 270.0; // working: output of the white end in the curve matching
@@ -299,7 +304,7 @@ class CZEP {
   // ---- ExposureUnder, second block ----
 
   double m_dExpUnderCap = 1.3;   // cap of any weight, as a multiple of the largest
-  double m_dExpUnderShare = 0.6; // how far a weight above that of the narrowest channel is pulled down, 0..1
+  double m_dExpUnderShare = 0.6; // how close a weight above that of the narrowest channel is brought to it
 
   // ---- RangeBalanceIntensity, second block ----
 

@@ -1,4 +1,4 @@
-// How strongly a colour negative looks over- or under-exposed, from log10 levels at its ends. Weights 0..1.
+// How strongly a colour negative looks over- or under-exposed, from log10 levels at its ends.
 #include <algorithm>
 
 #include "engine/calc/czep.h"
@@ -53,7 +53,7 @@ double CZEP::ExposureUnder(const double* a, const double* b, double* weight, con
     if (!(weight[k] > leading)) continue;
     if (m_dExpUnderShare * diff2[k] > narrowest) {
       weight[k] = leading;
-    } else if (diff2[k] == 0.0) {
+    } else if (diff2[k] == 0.0) { // only for a share that is not finite: 0 lies above every narrower range
       weight[k] = (1.0 - m_dExpUnderShare) * leading;
     } else {
       weight[k] = (narrowest / diff2[k] + 1.0 - m_dExpUnderShare) * leading;

@@ -56,8 +56,8 @@ bool CZEP::CalcParamFBPhoto() {
   }
 
   const double ratio =
-      std::min(m_dFBPhotoRangeMax,
-               std::max(m_dFBPhotoRangeMin, LargestRatio(hist, {ic.ch[0].lHlIn, ic.ch[1].lHlIn, ic.ch[2].lHlIn})));
+      AtMost(m_dFBPhotoRangeMax,
+             AtLeast(m_dFBPhotoRangeMin, LargestRatio(hist, {ic.ch[0].lHlIn, ic.ch[1].lHlIn, ic.ch[2].lHlIn})));
   for (ZEP3_POINTS& p : ic.ch) {
     p.lSdIn = ToLevel16(Level8(p.lHlIn) / ratio);
     p.lGamma = SlopeGamma(p);
@@ -84,7 +84,7 @@ bool CZEP::CalcParamFBPhoto() {
                       .toneHl = m_dFBPhotoToneHl,
                       .toneSd = m_dFBPhotoToneSd,
                       .brightMax = m_dFBPhotoBrightMax},
-                     hist.m_nHist, para);
+                     hist.m_nHist, false, para);
   }
   return true;
 }

@@ -8,6 +8,7 @@
 #include "engine/calc/steps/correct_level.h"
 #include "engine/calc/steps/level_tone.h"
 #include "engine/calc/steps/points.h"
+#include "engine/hist/chist.h"
 
 bool CZEP::CalcParamNegaBW() {
   ZEP3_PARA& para = *m_pPara;
@@ -71,19 +72,6 @@ bool CZEP::CalcParamNegaBW() {
                           .toneHl = m_dNegaBWToneHl,
                           .toneSd = m_dNegaBWToneSd,
                           .brightMax = m_dNegaBWBrightMax};
-  double mean[3];
-  for (int c = 0; c < 3; c++) {
-    const ZEP3_POINTS& p = ic.ch[c];
-    const double hlIn = Level8(p.lHlIn);
-    const double sdIn = Level8(p.lSdIn);
-    const double outRatio = static_cast<double>(p.lHlOut) / static_cast<double>(p.lSdOut);
-    // On mirrored levels the shadow input is the upper end.
-    const PowerCurve curve =
-        MatchCurve(hlIn, sdIn, outRatio, Level8(p.lHlOut), static_cast<double>(p.lGamma) / 100.0, NearOffset::kAsItIs);
-    std::array<double, 256> mirrored{};
-    for (size_t i = 1; i < 256; i++) mirrored[i] = Mirrored(static_cast<double>(i), hlIn, sdIn);
-    mean[c] = MeanOutput(tone, curve, mirrored, hist.m_nHistOrg[c]);
-  }
-  ProposeLevelTone(tone, mean, para);
+  ProposeLevelTone(tone, hist.m_nHistOrg, true, para);
   return true;
 }

@@ -45,8 +45,8 @@ bool CZEP::CalcParamPosi() {
     ic.ch[c].lHlIn = GainedHighlight(balance.Highlight16(hist.m_pdHistMax[1][c]), gain, m_nPosiHlMin);
   }
 
-  const double ratio = std::min(
-      m_dPosiRangeMax, std::max(m_dPosiRangeMin, LargestRatio(hist, {ic.ch[0].lHlIn, ic.ch[1].lHlIn, ic.ch[2].lHlIn})));
+  const double ratio = AtMost(
+      m_dPosiRangeMax, AtLeast(m_dPosiRangeMin, LargestRatio(hist, {ic.ch[0].lHlIn, ic.ch[1].lHlIn, ic.ch[2].lHlIn})));
   for (ZEP3_POINTS& p : ic.ch) {
     p.lSdIn = ToLevel16(Level8(p.lHlIn) / ratio);
     p.lGamma = SlopeGamma(p);
@@ -71,7 +71,7 @@ bool CZEP::CalcParamPosi() {
                       .toneHl = m_dPosiToneHl,
                       .toneSd = m_dPosiToneSd,
                       .brightMax = m_dPosiBrightMax},
-                     hist.m_nHist, para);
+                     hist.m_nHist, false, para);
   }
   return true;
 }

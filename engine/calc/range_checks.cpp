@@ -1,15 +1,13 @@
 // Four checks on the ranges (upper minus lower point) of the three channels. Pure arithmetic on the caller's scale; the
 // callers keep ranges and lower points above 0.
 #include <algorithm>
-#include <cmath>
 
 #include "engine/calc/czep.h"
+#include "engine/common/scale.h"
 
 namespace {
 
 double Mean(const double (&v)[3]) { return (v[0] + v[1] + v[2]) / 3.0; }
-double Largest(const double (&v)[3]) { return std::max({v[0], v[1], v[2]}); }
-double Smallest(const double (&v)[3]) { return std::min({v[0], v[1], v[2]}); }
 
 } // namespace
 

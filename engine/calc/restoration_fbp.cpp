@@ -8,15 +8,11 @@
 #include "engine/calc/steps/correct_level.h"
 #include "engine/calc/steps/level_tone.h"
 #include "engine/calc/steps/points.h"
+#include "engine/hist/chist.h"
 
 namespace {
 
 constexpr double kGammaFloor = 0.1;
-// The mean of a channel without samples, as in the level tone curve.
-constexpr double kEmptyMean = 128.0;
-
-double Largest(const double (&v)[3]) { return std::max({v[0], v[1], v[2]}); }
-double Smallest(const double (&v)[3]) { return std::min({v[0], v[1], v[2]}); }
 
 // One channel under restoration.
 struct Channel {
@@ -95,7 +91,8 @@ bool CZEP::CalcRestorationFBP() {
   ic.wSdCurveType = ZEP3_SD_TOE;
   SetOutputs(ic, 61680, 3855);
 
-  // First gamma: equal slope of light at the highlight before and after. First curve, and its mean output.
+  // First gamma: the mean slope of light between the ends, relative to the highlight, before over after. First curve,
+  // and its mean output.
   Channel channel[3];
   for (int c = 0; c < 3; c++) {
     Channel& ch = channel[c];
@@ -184,7 +181,7 @@ bool CZEP::CalcRestorationFBP() {
   const double meanGamma = (channel[0].gamma + channel[1].gamma + channel[2].gamma) / 3.0;
   const double gammaTerm = meanGamma > 1.0 ? m_dRestFBPSatGamma * (meanGamma - 1.0) : 0.0;
   const double twoLargest = (deficit[0] + deficit[1] + deficit[2]) - Smallest(deficit);
-  const double score = std::min(
+  const double score = AtMost(
       m_dRestFBPSatMax, twoLargest * m_dRestFBPSatRatio * 0.5 + gammaTerm + m_dRestFBPSatSpread * (1.0 - evenness));
   para.lSaturation = ToInt32(0.5 + score * level * m_dRestFBPSatScale);
 
@@ -199,7 +196,7 @@ bool CZEP::CalcRestorationFBP() {
                       .toneHl = m_dRestFBPToneHl,
                       .toneSd = m_dRestFBPToneSd,
                       .brightMax = m_dRestFBPToneBrightMax},
-                     hist.m_nHist, para);
+                     hist.m_nHist, false, para);
   }
   return true;
 }

@@ -25,7 +25,7 @@ struct PowerCurve {
 
 // What the scale b is laid on when the upper input lies hardly above the offset.
 enum class NearOffset {
-  kAsItIs,   // no guard: the caller's levels keep them apart
+  kAsItIs,   // no guard: not a number when they are the wrong way round
   kFloor,    // the distance counts as kLevelFloor when it is below
   kZeroScale // b = 0 when the offset lies above the upper input: the curve is 0 everywhere
 };

@@ -4,6 +4,7 @@
 // (ZEP3_PARA::lScreenGamma / 10). Density is -log10 of the light that a linear level stands for.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 
@@ -16,6 +17,10 @@ inline constexpr double kLevelFloor = 0.1;
 // As a comparison: what is not a number stays so.
 inline double AtLeast(double floor, double v) { return v < floor ? floor : v; }
 inline double AtMost(double cap, double v) { return v > cap ? cap : v; }
+
+// Of three channels.
+inline double Largest(const double (&v)[3]) { return std::max({v[0], v[1], v[2]}); }
+inline double Smallest(const double (&v)[3]) { return std::min({v[0], v[1], v[2]}); }
 
 // ---- display gamma ----
 

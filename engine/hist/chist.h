@@ -79,7 +79,7 @@ class CHIST {
   int m_nSampleTargetPosi = 30000;      // samples aimed at, positives and reflective
   int m_nSampleTargetNega = 10000;      // samples aimed at, negatives
   int m_nLevelLow = 1;                  // lowest level counted, positives and reflective
-  int m_nNegaLevelLow[3] = {16, 12, 8}; // lowest level counted, colour negative: film is never darker than its scanner
+  int m_nNegaLevelLow[3] = {16, 12, 8}; // lowest level counted, colour negative: darker is dust and the scanner's floor
   int m_nNegaBWLevelLow = 4;            // lowest level counted, monochrome negative
   int m_nFBLevelHigh = 255;             // highest level counted, reflective
   int m_nPosiLevelHigh = 241;           // highest level counted, positive: above is the light beside the film

@@ -57,8 +57,8 @@ TEST(RangeNarrow, WidensBelowTheTarget) {
       {"the share goes below at least", 0.3, 0.15, {0.5, 0.7, 0.9}, 0, 0, 0.4, -0.0875, 0.3375},
       // On the knee: mean 0.425, target 0.425 + 0.05^2 * 5 = 0.4375; common part 0.0125.
       {"on the knee", 0.425, 0, 1, 0, 0, 0, -0.0125, 0.425},
-      // Target lowered by 0.1 * 0.5 + 0.2 * 0.5 = 0.15 to 0.325; mean 0.325 meets it exactly.
-      {"cuts lower the target", 0.325, 0, 1, 0.5, 0.5, 0, 0, 0.325},
+      // Target lowered by 0.1 * 0.5 + 0.2 * 0.25 = 0.1 to 0.375, knee 0.275: 0.325 + 0.025^2 * 5 = 0.328125.
+      {"cuts lower the target", 0.3, 0, 1, 0.5, 0.25, 0, -0.028125, 0.3},
       // Target 0.425, blend 0.625: widths 0.371875, 0.425, 0.478125; own parts 0.09375, 0.046875, 0; common 0.078125.
       {"own part by c", {0.2, 0.3, 0.4}, 0, 1, 0, 0, 0.4, {-0.134375, -0.10625, -0.078125}, {0.2375, 0.31875, 0.4}},
   };
@@ -84,8 +84,9 @@ TEST(RangeWide, CompressesEqualisesAndLifts) {
       {"fixed target", 1.2, 0, 0, 0, 0, 0, 0, 0, 0, 0.75},
       // Target 0.75, scaled 0.6, 0.75, 0.9; spread 0.3 -> 1, mean 1 -> 1; strength capped at 0.4.
       {"unequal ranges pull together", {0.8, 1, 1.2}, 0, 0, 0, 0, 0, 0, 0, 0, {0.66, 0.75, 0.84}},
-      // The same at strength 1 * 0.5 * 0.5 - 0.05 = 0.2.
-      {"arguments weaken", {0.8, 1, 1.2}, 0, 0.5, 0, 0.5, 0, 0, 0, 0, {0.63, 0.75, 0.87}},
+      // The same at strength (1 - 0.5) * (1 - 0.25) - 0.05 = 0.325; c and f count half.
+      {"b and d weaken", {0.8, 1, 1.2}, 0, 0.5, 0, 0.25, 0, 0, 0, 0, {0.64875, 0.75, 0.85125}},
+      {"d and half of f weaken", {0.8, 1, 1.2}, 0, 0, 0, 0.5, 0, 0.5, 0, 0, {0.64875, 0.75, 0.85125}},
       // c counts half: 1 * (1 - 0.25) * (1 - 0.5) - 0.05 = 0.325.
       {"c counts half", {0.8, 1, 1.2}, 0, 0, 0.5, 0, 0.5, 0, 0, 0, {0.64875, 0.75, 0.85125}},
       // Mean 0.4: only the least strength 0.25 - 0.05 = 0.2 acts; 0.2 -> 0.24 would grow and keeps half: 0.22.
@@ -172,9 +173,11 @@ TEST(Exposure, UnderIsLedByTheNarrowestChannel) {
   for (const Row& row : rows) {
     double b[3], c[3], weight[3], diff1[3], diff2[3];
     for (int i = 0; i < 3; i++) b[i] = row.a[i] - row.diff1[i], c[i] = row.a[i] - row.diff2[i];
-    CZEP().ExposureUnder(row.a.v, b, weight, c, diff1, diff2);
+    const double mean = CZEP().ExposureUnder(row.a.v, b, weight, c, diff1, diff2);
+    EXPECT_NEAR(mean, (row.weight[0] + row.weight[1] + row.weight[2]) / 3.0, 1e-9) << row.why;
     for (int i = 0; i < 3; i++) EXPECT_NEAR(weight[i], row.weight[i], 1e-9) << row.why << " " << i;
-    for (int i = 0; i < 3; i++) EXPECT_NEAR(diff1[i], row.diff1[i], 1e-12) << row.why;
+    ExpectNear(diff1, row.diff1, row.why);
+    ExpectNear(diff2, row.diff2, row.why);
   }
 }
 

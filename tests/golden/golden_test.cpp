@@ -131,7 +131,7 @@ void Check(const Case& c, Result& result) {
     for (size_t i = 0; i < expected.size(); i++) ASSERT_NEAR(actual[i], expected[i], tolerance) << key << " " << i;
   }
   // No five-point curve expected: the identity stays.
-  if (!c.expected.count("master") && c.Has("image")) {
+  if (!c.expected.count("master")) {
     EXPECT_EQ(result.values["master"][0], 2.0);
   }
 }
@@ -166,9 +166,13 @@ Result RunCalculator(const Case& c) {
   const auto spans = c.Integers("hist"); // channel, lowest, highest; three times
   for (size_t k = 0; k < spans.size(); k += 3) {
     for (int64_t i = spans[k + 1]; i <= spans[k + 2]; i++) {
-      hist.m_nHist[spans[k]][i] = hist.m_nHistOrg[spans[k]][i] = uint32_t(1 + (i * 7 + spans[k] * 13) % 11);
+      hist.m_nHistOrg[spans[k]][i] = uint32_t(1 + (i * 7 + spans[k] * 13) % 11);
     }
   }
+  // Negatives read the histograms as first built, whatever the working ones hold.
+  if (r->para.wDocType != ZEP3_DOC_NEGATIVE_BW) std::memcpy(hist.m_nHist, hist.m_nHistOrg, sizeof hist.m_nHist);
+  r->para.lSaturation = 777; // what an earlier analysis left
+  r->para.lLevelFlag = 9;
   CZEP zep;
   zep.SetParam(&hist, &r->para);
   using Method = bool (CZEP::*)();
@@ -228,9 +232,9 @@ void RunFile(const std::string& file, size_t least, Result (*run)(const Case&)) 
   }
 }
 
-TEST(Golden, Scans) { RunFile("scans.txt", 20, RunScan); }
-TEST(Golden, Calculators) { RunFile("calculators.txt", 20, RunCalculator); }
-TEST(Golden, Tables) { RunFile("tables.txt", 15, RunTables); }
-TEST(Golden, Pipette) { RunFile("pipette.txt", 10, RunPipette); }
+TEST(Golden, Scans) { RunFile("scans.txt", 38, RunScan); }
+TEST(Golden, Calculators) { RunFile("calculators.txt", 42, RunCalculator); }
+TEST(Golden, Tables) { RunFile("tables.txt", 27, RunTables); }
+TEST(Golden, Pipette) { RunFile("pipette.txt", 21, RunPipette); }
 
 } // namespace

@@ -1,7 +1,5 @@
 #include "engine/calc/steps/document.h"
 
-#include <algorithm>
-
 #include "engine/calc/steps/correct_level.h"
 #include "engine/calc/steps/points.h"
 
@@ -49,8 +47,8 @@ DocHighlights BalanceDocHighlights(const CZEP& zep) {
 int64_t PlainDocShadow(int64_t hl16) { return ToInt32(static_cast<double>(hl16) / kHlOut * kSdOut + 0.5); }
 
 double DocRatio(const CZEP& zep, const int64_t (&hl16)[3]) {
-  return std::min(zep.m_dDocRangeMax,
-                  std::max(zep.m_dDocRangeMin, zep.m_dDocRangeScale * LargestRatio(*zep.m_pHist, hl16)));
+  return AtMost(zep.m_dDocRangeMax,
+                AtLeast(zep.m_dDocRangeMin, zep.m_dDocRangeScale * LargestRatio(*zep.m_pHist, hl16)));
 }
 
 int64_t DocGamma(int64_t hl16, int64_t sd16, double weight) {

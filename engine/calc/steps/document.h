@@ -1,4 +1,4 @@
-// Steps that the document, background-removal and ground-colour-removal calculators take alike.
+// Steps that the document and the ground-colour-removal calculator take alike.
 #pragma once
 
 #include "engine/calc/czep.h"

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "engine/common/convert.h"
+#include "engine/common/scale.h"
 
 int32_t HlBalance::Highlight16(double highlight) const { return ToLevel16(own * highlight + common * largest); }
 
@@ -43,21 +44,37 @@ double PhotoHighlightGain(const CHIST& hist, double gainMax, double stretch) {
   const double top = hist.m_pdHistMax[0][3];
   const double hl = hist.m_pdHistMax[1][3];
   const double shoulder = hist.m_pdHistMax[2][3];
+  // 245 of 255: the output highlight of both.
   const double stretched = ((hl - shoulder) * stretch + hl) * 245.0 / 255.0 / hl;
-  return std::min({gainMax, top / hl, std::max(shoulder / hl, stretched)});
+  return AtMost(gainMax, AtMost(top / hl, AtLeast(shoulder / hl, stretched)));
 }
 
 double DocumentHighlightGain(const HlBalance& balance, const CastGain& gain) {
   // Only the spread's part is floored at 0, so that a negative factor counts in full.
-  const double cast = std::max(0.0, (balance.spread - gain.spreadLow) / (gain.spreadHigh - gain.spreadLow)) +
+  const double cast = AtLeast(0.0, (balance.spread - gain.spreadLow) / (gain.spreadHigh - gain.spreadLow)) +
                       (balance.ratio - 1.0) * gain.castFactor;
-  return gain.neutral + std::min(1.0, cast) * (gain.coloured - gain.neutral);
+  return gain.neutral + AtMost(1.0, cast) * (gain.coloured - gain.neutral);
 }
 
 double LargestRatio(const CHIST& hist, const int64_t (&hl16)[3]) {
   double largest = 0.0;
   for (int c = 0; c < 3; c++) {
-    largest = std::max(largest, static_cast<double>(hl16[c]) / 257.0 / hist.m_pdHistMin[1][c]);
+    largest = std::max(largest, Level8(hl16[c]) / hist.m_pdHistMin[1][c]);
   }
   return largest;
+}
+
+double HighlightStepFactor(const CHIST& hist, int rangeLow, int rangeHigh) {
+  const bool midRange = rangeLow <= hist.m_dAnlRange[3] && hist.m_dAnlRange[3] < rangeHigh;
+  // The slope of the channel with the highest 0.5 % highlight; the first of equals.
+  double slope = 0.0;
+  double highest = 0.0;
+  for (int c = 0; c < 3; c++) {
+    if (hist.m_pdHistMax[1][c] > highest) {
+      highest = hist.m_pdHistMax[1][c];
+      slope = hist.m_dAnlSlope[c];
+    }
+  }
+  if (!midRange || !(slope < 1.0)) return 1.0;
+  return slope <= 0.5 ? 2.0 : 1.0 / slope;
 }

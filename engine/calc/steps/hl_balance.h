@@ -15,8 +15,8 @@ struct HlBalanceLimits {
 };
 
 struct HlBalance {
-  double own;     // share of a channel's own highlight, 0..1
-  double common;  // share of the largest highlight
+  double own;     // share of a channel's own highlight, 0..1 at levels from 0
+  double common;  // share of the largest highlight, the rest
   double largest; // of the three highlights
   double ratio;   // largest / smallest
   double spread;  // sum of the highlights minus the highlight of the sums: 0 for a neutral original
@@ -50,3 +50,7 @@ double DocumentHighlightGain(const HlBalance& balance, const CastGain& gain);
 // The largest highlight to shadow ratio of the three channels: highlights are 16-bit input points (at least the
 // calculator's lowest highlight, so positive), shadows the 0.5 % minimum levels.
 double LargestRatio(const CHIST& hist, const int64_t (&hl16)[3]);
+
+// The highlight step of photos and slides follows the shoulder: stretched by this factor while a mid-range picture has
+// a soft one. [rangeLow, rangeHigh) is the mid range of the all-channel spread (sum scale).
+double HighlightStepFactor(const CHIST& hist, int rangeLow, int rangeHigh);

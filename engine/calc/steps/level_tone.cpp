@@ -8,25 +8,38 @@
 #include "engine/common/convert.h"
 #include "engine/common/scale.h"
 
-double MeanOutput(const LevelTone& tone, const PowerCurve& curve, const std::array<double, 256>& input,
-                  const uint32_t (&histogram)[256]) {
+namespace {
+
+// The mean output of one channel over its histogram; outputs outside of meanLow..meanHigh are left out.
+double MeanOutput(const LevelTone& tone, const ZEP3_POINTS& p, const uint32_t (&histogram)[256], bool mirrored) {
+  const double hlIn = Level8(p.lHlIn);
+  const double sdIn = Level8(p.lSdIn);
+  const double outRatio = static_cast<double>(p.lHlOut) / static_cast<double>(p.lSdOut);
+  const double gamma = static_cast<double>(p.lGamma) / 100.0;
+  // On mirrored levels the shadow input is the upper end.
+  const PowerCurve curve = MatchCurve(mirrored ? hlIn : sdIn, mirrored ? sdIn : hlIn, outRatio, Level8(p.lHlOut), gamma,
+                                      NearOffset::kAsItIs);
   uint64_t count = 0;
   double sum = 0.0;
-  for (size_t i = 0; i < 256; i++) {
-    const double out = curve.At(input[i]);
+  for (int i = 0; i < 256; i++) {
+    const double out = curve.At(mirrored && i > 0 ? Mirrored(i, hlIn, sdIn) : i);
     if (tone.meanLow <= out && out <= tone.meanHigh) {
       count += histogram[i];
       sum += histogram[i] * out;
     }
   }
-  return count >= 1 ? sum / static_cast<double>(count) : 128.0;
+  return count >= 1 ? sum / static_cast<double>(count) : kEmptyMean;
 }
 
-void ProposeLevelTone(const LevelTone& tone, const double (&mean)[3], ZEP3_PARA& para) {
+} // namespace
+
+void ProposeLevelTone(const LevelTone& tone, const uint32_t (&histogram)[3][256], bool mirrored, ZEP3_PARA& para) {
+  double mean[3];
+  for (int c = 0; c < 3; c++) mean[c] = MeanOutput(tone, para.ic.ch[c], histogram[c], mirrored);
   double mix = 0.2 * mean[0] + 0.6 * mean[1] + 0.2 * mean[2];
   mix = AtMost(tone.mixMax, AtLeast(tone.mixMin, mix));
   const double dark = mix < tone.darkRef ? (tone.darkRef - mix) / tone.darkRef : 0.0;
-  // The cap keeps the light inner point's output density above 0.
+  // The cap keeps the light inner point's output density from falling below 0.
   const double contrast =
       std::min(1.0 / (1.0 - 1.0 / tone.toneSd), 1.0 + tone.contrastStep * (CorrectLevel(para) - tone.levelRef));
   const double d = Density(mix);
@@ -47,19 +60,4 @@ void ProposeLevelTone(const LevelTone& tone, const double (&mean)[3], ZEP3_PARA&
   out.ptCtrl[0] = {0, 0};
   for (int i = 0; i < 3; i++) out.ptCtrl[1 + i] = {displayLevel(inner[i][0]), displayLevel(inner[i][1])};
   out.ptCtrl[4] = {255, 255};
-}
-
-void ProposeLevelTone(const LevelTone& tone, const uint32_t (&histogram)[3][256], ZEP3_PARA& para) {
-  std::array<double, 256> levels;
-  for (size_t i = 0; i < 256; i++) levels[i] = static_cast<double>(i);
-  double mean[3];
-  for (int c = 0; c < 3; c++) {
-    const ZEP3_POINTS& p = para.ic.ch[c];
-    const double outRatio = static_cast<double>(p.lHlOut) / static_cast<double>(p.lSdOut);
-    const double gamma = static_cast<double>(p.lGamma) / 100.0;
-    const PowerCurve curve =
-        MatchCurve(Level8(p.lSdIn), Level8(p.lHlIn), outRatio, Level8(p.lHlOut), gamma, NearOffset::kAsItIs);
-    mean[c] = MeanOutput(tone, curve, levels, histogram[c]);
-  }
-  ProposeLevelTone(tone, mean, para);
 }

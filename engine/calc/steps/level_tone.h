@@ -2,10 +2,8 @@
 // adds contrast around the mean level and lifts dark pictures.
 #pragma once
 
-#include <array>
 #include <cstdint>
 
-#include "engine/common/power_curve.h"
 #include "engine/zep3.h"
 
 struct LevelTone {
@@ -21,13 +19,10 @@ struct LevelTone {
   double brightMax;    // largest lift, in density
 };
 
-// The mean output of one channel: curve.At(input[i]) over the histogram's levels i, outputs outside of
-// meanLow..meanHigh left out; 128 when none is left.
-double MeanOutput(const LevelTone& tone, const PowerCurve& curve, const std::array<double, 256>& input,
-                  const uint32_t (&histogram)[256]);
+// The mean output of a channel without samples.
+inline constexpr double kEmptyMean = 128.0;
 
-// Writes the five-point curve for the three channels' mean outputs into the record at pOutMasterTone.
-void ProposeLevelTone(const LevelTone& tone, const double (&mean)[3], ZEP3_PARA& para);
-
-// Both, for originals that are not negatives: through the final points and the given histograms.
-void ProposeLevelTone(const LevelTone& tone, const uint32_t (&histogram)[3][256], ZEP3_PARA& para);
+// Runs the channels' curves through their final points over the histograms, and writes the five-point curve for the
+// mean outputs into the record at pOutMasterTone. mirrored: the points are film levels of a negative, and a level i
+// enters the curve as highlight * shadow / i (0 for level 0).
+void ProposeLevelTone(const LevelTone& tone, const uint32_t (&histogram)[3][256], bool mirrored, ZEP3_PARA& para);

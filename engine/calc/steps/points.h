@@ -9,8 +9,6 @@
 #include "engine/common/record.h"
 #include "engine/zep3.h"
 
-inline double Level8(int64_t level16) { return static_cast<double>(level16) / 257.0; }
-
 inline void SetOutputs(ZEP3_IC& ic, int64_t hlOut, int64_t sdOut) {
   for (ZEP3_POINTS& p : ic.ch) {
     p.lHlOut = hlOut;
