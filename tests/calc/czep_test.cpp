@@ -98,6 +98,18 @@ TEST(Calculators, TakeEveryLevelAndKeepNeutralPicturesNeutral) {
   }
 }
 
+// Far below the levels in use the references turn negative: what is not a number must not pass for the highest score.
+TEST(Restoration, AScoreThatIsNoNumberIsNotCapped) {
+  Record r(ZEP3_DOC_REFLECTIVE, ZEP3_SUB_RESTORATION);
+  r.para.lCorrectLevel = -80;
+  CHIST hist;
+  FillNeutral(hist);
+  CZEP zep;
+  zep.SetParam(&hist, &r.para);
+  ASSERT_TRUE(zep.CalcRestorationFBP());
+  EXPECT_EQ(r.para.lSaturation, INT32_MIN);
+}
+
 TEST(Calculators, ThoseNotAvailableRefuseAndWriteNothing) {
   Record r(ZEP3_DOC_NEGATIVE);
   CHIST hist;
