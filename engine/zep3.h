@@ -130,7 +130,8 @@ typedef struct ZEP3_POINTS {
 
 /* The image correction: what the analysis proposes and what the user adds. 184 bytes. */
 typedef struct ZEP3_IC {
-  ZEP3_POINTS ch[3]; /* red, green, blue; written by ZEP3, the pipettes, and where not set by the table builder */
+  ZEP3_POINTS ch[3]; /* red, green, blue; written by ZEP3, the pipettes, the palette adjustment, and where not set by
+                        the table builder */
   uint16_t
       wHlCurveType; /* ZEP3_HL_...; written by ZEP3, and by the table builder where automatic or a channel is not set */
   uint16_t wSdCurveType;  /* ZEP3_SD_...; likewise */
@@ -294,9 +295,27 @@ ZEP3_API int GetGrayBalance(ZEP3_PARA* para, ZEP3_GrayBalance gb);
 ZEP3_API int GetGamma(int64_t* plColor, ZEP3_PARA* para);
 
 /*
- * Palette adjustment: is to move the input points so that the displayed colour plSource becomes plTarget (three
- * display levels each). pdNegaCoef: nine doubles, read for the negative types; pdColorMatrix: the 3x3 colour matrix.
- * Not available yet: returns 0 and writes nothing.
+ * Palette adjustment: moves the input points of each channel so that the displayed colour plSource becomes plTarget.
+ *
+ * para           a completed analysis, with both user curve pointers set. Written: lHlIn and lSdIn of each channel that
+ *                moves and, where a highlight would leave the scale on an original that is not a negative, lHlOut.
+ *                Brightness, contrast, colour balance and user curves count and stay.
+ * plSource,      three display levels each, red, green, blue, held within 0..255: colours as they show behind the
+ * plTarget       tables and the colour matrix. Equal colours: 1, nothing moves. A target beyond what a table gives
+ *                counts as the table's end.
+ * pdNegaCoef     nine doubles, row-major, or null: the matrix of MakeZEP3LUTEx, for colour negatives only.
+ * pdColorMatrix  nine doubles, row-major, or null: the colour matrix applied behind the tables.
+ *
+ * One call shifts a channel by a density of at most 0.6 (two stops), for colour negatives times the channel's gain;
+ * another call goes on from there. The target is met within a display level, in steep shadows within a few; less well
+ * where that limit or the end of the scale holds a point back, where a highlight reaches the end while brightness or
+ * contrast is set, and beyond points with a hard clip.
+ *
+ * Returns 1 when the points moved. Returns 0 with nothing written when a record, colour or user curve pointer is null;
+ * for a document type outside 0..3; when lScreenGamma is not above 0, or a point or gamma is not set or outside
+ * 0..65535; for a matrix with a determinant below 0.01 or not a number; when the source lies where no scan level shows
+ * it; when a curve does not run from one end to the other (user curves that fall or are level, equal points or
+ * outputs); for a colour negative's gain not above 0; and when a shadow point would not stay below its highlight point.
  */
 ZEP3_API int AdjustSpecifiedColor(ZEP3_PARA* para, const int64_t* plSource, const int64_t* plTarget,
                                   const double* pdNegaCoef, const double* pdColorMatrix);

@@ -1,6 +1,7 @@
 // The pipettes, and the palette adjustment.
 #include <memory>
 
+#include "engine/common/record.h"
 #include "engine/graybalance/cgryblnce.h"
 #include "engine/zep3.h"
 
@@ -20,7 +21,15 @@ int GetGamma(int64_t* plColor, ZEP3_PARA* para) try {
   return 0;
 }
 
-int AdjustSpecifiedColor(ZEP3_PARA* /*para*/, const int64_t* /*plSource*/, const int64_t* /*plTarget*/,
-                         const double* /*pdNegaCoef*/, const double* /*pdColorMatrix*/) {
+int AdjustSpecifiedColor(ZEP3_PARA* para, const int64_t* plSource, const int64_t* plTarget, const double* pdNegaCoef,
+                         const double* pdColorMatrix) try {
+  if (para == nullptr || plSource == nullptr || plTarget == nullptr) return 0;
+  if (para->ic.pMasterTone == nullptr || para->ic.pRGBTone == nullptr) return 0;
+  const auto palette = std::make_unique<CGRYBLNCE>(para);
+  const bool moved = IsNegative(*para)
+                         ? palette->ConvPaletteColorNega(para, plSource, plTarget, pdNegaCoef, pdColorMatrix)
+                         : palette->ConvPaletteColorFBP(para, plSource, plTarget, pdColorMatrix);
+  return moved ? 1 : 0;
+} catch (...) {
   return 0;
 }

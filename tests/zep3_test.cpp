@@ -154,7 +154,10 @@ TEST(Calls, NullsGiveZeroAndWriteNothing) {
   EXPECT_EQ(ColorMatrixConv(nullptr, matrix, matrix) + ColorMatrixConv(&r.para, nullptr, matrix), 0);
   EXPECT_EQ(ColorMatrixConv(&r.para, matrix, nullptr), 0);
   EXPECT_EQ(GetGrayBalance(nullptr, {1, 2, 3, 4}) + GetGamma(nullptr, &r.para) + GetGamma(pick, nullptr), 0);
-  EXPECT_EQ(AdjustSpecifiedColor(&r.para, pick, pick, matrix, matrix), 0) << "not available yet";
+  EXPECT_EQ(AdjustSpecifiedColor(nullptr, pick, pick, matrix, matrix), 0);
+  r.SetPoints({63424, 4630, 63424, 4630, 100});
+  EXPECT_EQ(AdjustSpecifiedColor(&r.para, nullptr, pick, matrix, matrix), 0);
+  EXPECT_EQ(AdjustSpecifiedColor(&r.para, pick, nullptr, matrix, matrix), 0);
   for (const bool master : {false, true}) {
     Record broken;
     broken.para.lLevelFlag = 5;
@@ -215,6 +218,8 @@ TEST(Calls, HostileRecordsAreDefined) {
       GetGrayBalance(&r.para, {draw(), draw(), draw(), intensity});
       int64_t pick[3] = {draw(), draw(), draw()};
       GetGamma(pick, &r.para);
+      const int64_t target[3] = {draw(), draw(), draw()};
+      AdjustSpecifiedColor(&r.para, pick, target, matrix, matrix);
       table.fill(static_cast<uint8_t>(&table - tables));
       ASSERT_EQ(MakeZEP3LUTEx(&r.para, matrix, table.data()), 1);
       double converted[9];

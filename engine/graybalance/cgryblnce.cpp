@@ -1,5 +1,7 @@
-// Construction from a record, and the channel curves.
+// Construction from a record, the channel curves, and input points back into the record.
 #include "engine/graybalance/cgryblnce.h"
+
+#include <cmath>
 
 #include "engine/common/record.h"
 #include "engine/common/scale.h"
@@ -24,4 +26,14 @@ PowerCurve CGRYBLNCE::CurveThrough(int c, double lo, double hi, double gamma) co
 
 PowerCurve CGRYBLNCE::CurveOf(int c, double gamma, bool negative) const {
   return negative ? CurveThrough(c, m_dHlIn[c], m_dSdIn[c], gamma) : CurveThrough(c, m_dSdIn[c], m_dHlIn[c], gamma);
+}
+
+double CGRYBLNCE::OutputAtTop(int c, double sd, double hl, double unit) const {
+  const PowerCurve curve = CurveThrough(c, sd, hl, m_dGamma[c]);
+  return unit * curve.b * std::pow(255.0 - curve.a, 1.0 / m_dGamma[c]);
+}
+
+void WriteInputs(ZEP3_POINTS& points, double hl, double sd, double displayExponent, bool negative) {
+  points.lHlIn = negative ? EncodeNegativeInput(hl, displayExponent) : EncodeLevelInSteps(hl, displayExponent);
+  points.lSdIn = negative ? EncodeNegativeInput(sd, displayExponent) : EncodeLevelInSteps(sd, displayExponent);
 }

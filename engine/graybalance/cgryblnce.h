@@ -2,7 +2,7 @@
 // tables and matrices.
 //
 // Levels are linear (0..255 as doubles), at least 0.1; those of negatives, which the record gives inverted, are levels
-// of the film here. The record must hold a completed analysis: unset fields are not looked for.
+// of the film here. The record must hold a completed analysis: only the palette adjustment looks for unset fields.
 #pragma once
 
 #include <cstdint>
@@ -39,9 +39,15 @@ class CGRYBLNCE {
   // The three density gains of colour negatives that a colour matrix (or null) stands for.
   void CheckCoefOfNega(const double* pdMatrix, double* pdCoef) const;
 
-  // ---- palette adjustment (palette_colour.cpp): not available yet, each refuses and writes nothing ----
+  // ---- palette adjustment (palette_colour.cpp) ----
 
+  // Moves the input points so that the displayed colour source becomes target (three display levels each), by at most
+  // two stops a call. Written: lHlIn and lSdIn of each channel that moves and lHlOut where a highlight would leave the
+  // scale. matrix: 3x3, applied behind the tables, or null. False, with nothing written, where one of the colours has
+  // no scan level or the points would not stay in order; see AdjustSpecifiedColor. FBP serves positive film and
+  // reflective originals, Nega negatives, each refuses the others.
   bool ConvPaletteColorFBP(ZEP3_PARA* para, const int64_t* source, const int64_t* target, const double* matrix);
+  // negaCoef: the colour matrix whose diagonal gives the gains of colour negatives, or null for gains of 1.
   bool ConvPaletteColorNega(ZEP3_PARA* para, const int64_t* source, const int64_t* target, const double* negaCoef,
                             const double* matrix);
 
@@ -62,7 +68,19 @@ class CGRYBLNCE {
   PowerCurve CurveThrough(int c, double lo, double hi, double gamma) const;
   // Its curve through the points; those of negatives rise from the highlight to the shadow input.
   PowerCurve CurveOf(int c, double gamma, bool negative) const;
+  // Where the channel's curve through `sd` and a highlight input `hl` above the scale stands at its top, times `unit`.
+  double OutputAtTop(int c, double sd, double hl, double unit) const;
+  // What the palette adjustments of all types share.
+  bool MovePoints(ZEP3_PARA* para, const int64_t* source, const int64_t* target, const double* negaCoef,
+                  const double* matrix);
 };
+
+// Linear input levels into the record.
+void WriteInputs(ZEP3_POINTS& points, double hl, double sd, double displayExponent, bool negative);
+
+// What the inverse look-ups give for a value without a segment: above the table, and anywhere else.
+inline constexpr double kLevelAbove = 254.9;
+inline constexpr double kLevelNotFound = 0.1;
 
 // The gray that three outputs are brought to: green counts three times.
 inline double CommonGray(const double (&out)[3]) { return (out[0] + 3.0 * out[1] + out[2]) / 5.0; }

@@ -1,17 +1,12 @@
 // Running colours backwards: through rising and falling tables, and through a colour matrix.
-#include "engine/common/scale.h"
 #include "engine/graybalance/cgryblnce.h"
 
 namespace {
 
-// Substitutes for a value without a segment: above the table, and anywhere else.
-constexpr double kAbove = 254.9;
-constexpr double kNotFound = 0.1;
-
 // `outside` says that the value lies beyond the table's last entry. A level below 0.1 counts as not found, too.
 double Substitute(double level, bool outside) {
-  if (!(level < kNotFound)) return level;
-  return outside ? kAbove : kNotFound;
+  if (!(level < kLevelNotFound)) return level;
+  return outside ? kLevelAbove : kLevelNotFound;
 }
 
 double InverseRising(const double* table, double v) {

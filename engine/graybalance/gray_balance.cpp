@@ -1,6 +1,4 @@
 // Gray balance: a density shift of each channel's input points that brings the picked colour to a common gray.
-#include <cmath>
-
 #include "engine/common/record.h"
 #include "engine/common/scale.h"
 #include "engine/graybalance/cgryblnce.h"
@@ -42,19 +40,12 @@ bool CGRYBLNCE::GBIntensity(ZEP3_PARA* para, ZEP3_GrayBalance gb) {
     const double sd = AtMost(255.0, AtLeast(kLevelFloor, LevelOfLogLight(LogLight(m_dSdIn[c]) - shift)));
 
     ZEP3_POINTS& p = para->ic.ch[c];
-    if (negative) {
-      p.lHlIn = EncodeNegativeInput(hl, toDisplay);
-      p.lSdIn = EncodeNegativeInput(sd, toDisplay);
-      continue;
-    }
-    if (hl > 255.0) {
+    if (!negative && hl > 255.0) {
       // The highlight input stops at the top of the scale; its output falls to where the shifted curve is there.
-      const PowerCurve shifted = CurveThrough(c, sd, hl, m_dGamma[c]);
-      p.lHlOut = ToInt32(257.0 * shifted.b * std::pow(255.0 - shifted.a, 1.0 / m_dGamma[c]));
+      p.lHlOut = ToInt32(OutputAtTop(c, sd, hl, 257.0));
       hl = 255.0;
     }
-    p.lHlIn = EncodeLevelInSteps(hl, toDisplay);
-    p.lSdIn = EncodeLevelInSteps(sd, toDisplay);
+    WriteInputs(p, hl, sd, toDisplay, negative);
   }
   return false;
 }

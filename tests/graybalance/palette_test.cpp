@@ -1,0 +1,365 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <random>
+
+#include "engine/common/record.h"
+#include "engine/common/scale.h"
+#include "engine/graybalance/cgryblnce.h"
+#include "engine/lut/clut.h"
+#include "support.h"
+
+namespace {
+
+constexpr double kIdentity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+constexpr ZEP3_POINTS kPrint = {63424, 4630, 63424, 4630, 100};
+constexpr ZEP3_POINTS kFilm = {54157, 11813, 53721, 4630, 150};
+
+bool IsFilm(int type) { return type == 0 || type == 3; }
+
+// Automatic curve types: none for prints, roll-off and toe for negatives.
+void Complete(Record& r) { r.SetPoints(IsFilm(r.para.wDocType) ? kFilm : kPrint); }
+
+TEST(Palette, WorkedExamples) {
+  struct Row {
+    int type;
+    int64_t source[3], target[3];
+    const double* matrix;
+    ZEP3_POINTS expected[3];
+  };
+  const ZEP3_POINTS limited = {33847, 2470, 63424, 4630, 100};
+  const Row rows[] = {
+      {2,
+       {100, 120, 140},
+       {110, 120, 130},
+       kIdentity,
+       {{57658, 4209, 63424, 4630, 100}, kPrint, {65535, 4986, 60853, 4630, 100}}},
+      {1,
+       {100, 120, 140},
+       {110, 120, 130},
+       nullptr,
+       {{57658, 4209, 63424, 4630, 100}, kPrint, {65535, 4986, 60853, 4630, 100}}},
+      {0,
+       {100, 120, 140},
+       {110, 120, 130},
+       nullptr,
+       {{53078, 6719, 53721, 4630, 150}, kFilm, {55046, 16013, 53721, 4630, 150}}},
+      {3,
+       {100, 120, 140},
+       {110, 120, 130},
+       kIdentity,
+       {{53078, 6719, 53721, 4630, 150}, kFilm, {55046, 16013, 53721, 4630, 150}}},
+      {2, {60, 60, 60}, {200, 200, 200}, nullptr, {limited, limited, limited}},
+      // The limit of colour negatives follows the gains, here those of film, and only theirs.
+      {0,
+       {200, 200, 200},
+       {60, 60, 60},
+       kIdentity,
+       {{58680, 33171, 53721, 4630, 150}, {59347, 36319, 53721, 4630, 150}, {59497, 37026, 53721, 4630, 150}}},
+      {3,
+       {200, 200, 200},
+       {60, 60, 60},
+       kIdentity,
+       {{59462, 36865, 53721, 4630, 150}, {59462, 36865, 53721, 4630, 150}, {59462, 36865, 53721, 4630, 150}}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(&row - rows);
+    Record r(row.type);
+    Complete(r);
+    ASSERT_EQ(AdjustSpecifiedColor(&r.para, row.source, row.target, row.matrix, row.matrix), 1);
+    Record expected;
+    for (int c = 0; c < 3; c++) expected.para.ic.ch[c] = row.expected[c];
+    EXPECT_EQ(r.Points(), expected.Points());
+  }
+}
+
+// On a print that keeps its levels 60 is level 43.5 of the scan, 255 * (60 / 255)^(2.2 / 1.8).
+TEST(Palette, ASecondCallGoesOnFromTheLimit) {
+  Record r;
+  Complete(r);
+  const int64_t target[3] = {200, 200, 200};
+  for (const int shown : {60, 112, 200}) {
+    std::array<uint8_t, 768> table;
+    ASSERT_EQ(MakeZEP3LUT(&r.para, table.data()), 1);
+    EXPECT_NEAR((table[43] + table[44]) / 2.0, shown, 1);
+    const int64_t source[3] = {shown, shown, shown};
+    ASSERT_EQ(AdjustSpecifiedColor(&r.para, source, target, nullptr, nullptr), 1);
+  }
+}
+
+TEST(Palette, EqualColoursMoveNothing) {
+  const int64_t source[3] = {300, -5, 100};
+  const int64_t target[3] = {255, INT64_MIN, 100};
+  const double singular[9] = {};
+  Record r;
+  Complete(r);
+  const auto before = r.Points();
+  EXPECT_EQ(AdjustSpecifiedColor(&r.para, source, target, nullptr, singular), 1);
+  EXPECT_EQ(r.Points(), before);
+}
+
+TEST(Palette, RefusalsWriteNothing) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  struct Call {
+    Record r;
+    int64_t source[3] = {100, 120, 140};
+    int64_t target[3] = {110, 120, 130};
+    double coef[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    double matrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    explicit Call(int type) : r(type) { Complete(r); }
+    ZEP3_POINTS& Green() { return r.para.ic.ch[1]; }
+  };
+  struct Row {
+    const char* why;
+    int type;
+    std::function<void(Call&)> spoil;
+  };
+  const Row rows[] = {
+      {"not set", 2, [](Call& k) { k.Green().lSdOut = -1; }},
+      {"above the scale", 2, [](Call& k) { k.r.para.ic.ch[0].lHlIn = 65536; }},
+      {"gamma below the scale", 3, [](Call& k) { k.Green().lGamma = INT64_MIN; }},
+      {"gamma 0", 2, [](Call& k) { k.Green().lGamma = 0; }},
+      {"gamma without a curve", 1, [](Call& k) { k.Green().lGamma = 65535; }},
+      {"equal outputs", 2, [](Call& k) { k.Green().lSdOut = k.Green().lHlOut; }},
+      {"outputs swapped", 0, [](Call& k) { std::swap(k.Green().lSdOut, k.Green().lHlOut); }},
+      {"inputs swapped", 2, [](Call& k) { std::swap(k.Green().lSdIn, k.Green().lHlIn); }},
+      {"screen gamma 0", 2, [](Call& k) { k.r.para.lScreenGamma = 0; }},
+      {"screen gamma negative", 0, [](Call& k) { k.r.para.lScreenGamma = -22; }},
+      {"type above", 2, [](Call& k) { k.r.para.wDocType = 4; }},
+      {"type -1", 2, [](Call& k) { k.r.para.wDocType = 0xFFFF; }},
+      {"no master curve", 2, [](Call& k) { k.r.para.ic.pMasterTone = nullptr; }},
+      {"no channel curves", 2, [](Call& k) { k.r.para.ic.pRGBTone = nullptr; }},
+      {"falling master curve", 2, [](Call& k) { k.r.master.ptCtrl[0].y = 255, k.r.master.ptCtrl[1].y = 0; }},
+      {"level channel curve", 0, [](Call& k) { k.r.rgb[2].ptCtrl[0].y = 255; }},
+      {"singular matrix", 2, [](Call& k) { k.matrix[0] = 0; }},
+      {"matrix not a number", 0, [=](Call& k) { k.matrix[1] = nan; }},
+      {"colour behind the matrix not a number", 3, [](Call& k) { k.matrix[4] = k.matrix[8] = 1e200; }},
+      {"gain 0", 0, [](Call& k) { k.coef[0] = 0; }},
+      {"gain negative", 0, [](Call& k) { k.coef[4] = -1; }},
+      {"gain not a number", 0, [=](Call& k) { k.coef[8] = nan; }},
+      {"darker than the scan shows", 2, [](Call& k) { k.source[1] = 0; }},
+      {"shadow pushed to the highlight at the top", 2,
+       [](Call& k) {
+         k.Green().lHlIn = 65500;
+         k.Green().lSdIn = 65000;
+         k.source[1] = 255;
+         k.target[1] = 0;
+       }},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.why);
+    Call k(row.type);
+    ASSERT_EQ(AdjustSpecifiedColor(&k.r.para, k.source, k.target, k.coef, k.matrix), 1) << "sound as it stands";
+    Call spoilt(row.type);
+    row.spoil(spoilt);
+    const ZEP3_PARA before = spoilt.r.para;
+    EXPECT_EQ(AdjustSpecifiedColor(&spoilt.r.para, spoilt.source, spoilt.target, spoilt.coef, spoilt.matrix), 0);
+    EXPECT_EQ(std::memcmp(&spoilt.r.para, &before, sizeof before), 0);
+  }
+  for (const int type : {0, 1, 2, 3}) {
+    Call k(type);
+    CGRYBLNCE member(&k.r.para);
+    EXPECT_EQ(member.ConvPaletteColorFBP(&k.r.para, k.source, k.target, nullptr), !IsFilm(type));
+    EXPECT_EQ(member.ConvPaletteColorNega(&k.r.para, k.source, k.target, nullptr, nullptr), IsFilm(type));
+  }
+}
+
+// From scan levels to the display, nothing rounded.
+struct Forward {
+  double curve[768], rgb[768], master[256];
+
+  Forward(const Record& r, const double* coef) {
+    ZEP3_PARA copy = r.para;
+    CLUT lut(&copy);
+    lut.MakeLUT(&copy, coef, false);
+    std::memcpy(curve, lut.m_dCurve, sizeof curve);
+    CLUT::MakeToneCurvLUT(&r.para.ic, master, rgb);
+  }
+  static double At(const double* table, double v) {
+    const int n = std::clamp(static_cast<int>(v), 0, 254);
+    return table[n] + (v - n) * (table[n + 1] - table[n]);
+  }
+  std::array<double, 3> Show(const double* scan, const double* matrix) const {
+    double t[3];
+    for (int c = 0; c < 3; c++) t[c] = At(master, At(rgb + 256 * c, At(curve + 256 * c, scan[c])));
+    std::array<double, 3> shown;
+    for (size_t i = 0; i < 3; i++)
+      shown[i] = matrix[3 * i] * t[0] + matrix[3 * i + 1] * t[1] + matrix[3 * i + 2] * t[2];
+    return shown;
+  }
+};
+
+bool Reaches(const std::array<double, 3>& shown, const int64_t* color, double tolerance) {
+  for (size_t c = 0; c < 3; c++) {
+    if (!(std::abs(shown[c] - static_cast<double>(color[c])) <= tolerance)) return false;
+  }
+  return true;
+}
+
+// Whether two records differ in nothing but the fields that the adjustment may write.
+bool OnlyInputsMoved(const ZEP3_PARA& before, const ZEP3_PARA& after) {
+  ZEP3_PARA undone = after;
+  for (int c = 0; c < 3; c++) {
+    undone.ic.ch[c].lHlIn = before.ic.ch[c].lHlIn;
+    undone.ic.ch[c].lSdIn = before.ic.ch[c].lSdIn;
+    if (!IsNegative(before)) undone.ic.ch[c].lHlOut = before.ic.ch[c].lHlOut;
+  }
+  return std::memcmp(&undone, &before, sizeof before) == 0;
+}
+
+TEST(Palette, TheSourcesScanLevelShowsTheTarget) {
+  std::mt19937 random(5);
+  const auto between = [&](int lo, int hi) {
+    return lo + static_cast<int>(random() % static_cast<unsigned>(hi - lo + 1));
+  };
+  int met[4] = {};
+  int stopped = 0; // highlights at the top of the scale
+  for (int n = 0; n < 1200; n++) {
+    SCOPED_TRACE(n);
+    const int type = n % 4;
+    const bool film = IsFilm(type);
+    Record r(type);
+    r.para.lScreenGamma = between(18, 24);
+    const double toDisplay = DisplayExponent(r.para);
+    const auto input = [&](int level) {
+      return film ? EncodeNegativeInput(level, toDisplay) : EncodeLevel(level, toDisplay);
+    };
+    for (ZEP3_POINTS& p : r.para.ic.ch) {
+      p.lHlIn = input(film ? between(30, 60) : between(190, 250));
+      p.lSdIn = input(film ? between(120, 200) : between(4, 30));
+      p.lHlOut = EncodeLevel(between(200, 250), toDisplay);
+      p.lSdOut = EncodeLevel(between(4, 15), toDisplay);
+      p.lGamma = film ? between(100, 150) : between(80, 130);
+    }
+    r.para.ic.wHlCurveType = static_cast<uint16_t>(n % 3 == 0 ? ZEP3_HL_AUTO : between(ZEP3_HL_NONE, ZEP3_HL_ROLL_OFF));
+    r.para.ic.wSdCurveType = static_cast<uint16_t>(n % 3 == 0 ? ZEP3_SD_AUTO : between(ZEP3_SD_NONE, ZEP3_SD_TOE));
+    r.para.ic.lBrightness = between(-30, 30);
+    r.para.ic.lColorBalanceB = between(-20, 20);
+    r.para.ic.lContrast = n % 8 < 4 ? 0 : between(-30, 30);
+    for (ZEP3_TONE* tone : {&r.master, &r.rgb[0], &r.rgb[1], &r.rgb[2]}) {
+      *tone = {3, {{0, 0}, {between(100, 150), between(110, 145)}, {255, 255}}};
+    }
+    double coef[9] = {};
+    double matrix[9];
+    for (int i = 0; i < 3; i++) {
+      coef[4 * i] = between(80, 120) / 100.0;
+      matrix[3 * i + (i + 1) % 3] = between(-20, 10) / 100.0;
+      matrix[3 * i + (i + 2) % 3] = between(-20, 10) / 100.0;
+      matrix[4 * i] = 1.0 - matrix[3 * i + (i + 1) % 3] - matrix[3 * i + (i + 2) % 3];
+    }
+    int64_t source[3];
+    int64_t target[3];
+    for (int c = 0; c < 3; c++) {
+      source[c] = between(50, 205);
+      target[c] = std::clamp<int64_t>(source[c] + between(-30, 30), 40, 215);
+    }
+
+    const ZEP3_PARA before = r.para;
+    ASSERT_EQ(AdjustSpecifiedColor(&r.para, source, source, coef, matrix), 1);
+    ASSERT_EQ(std::memcmp(&r.para, &before, sizeof before), 0);
+
+    // Without a matrix each channel is on its own.
+    const int64_t redOnly[3] = {target[0], source[1], source[2]};
+    ASSERT_EQ(AdjustSpecifiedColor(&r.para, source, redOnly, coef, nullptr), 1);
+    ASSERT_EQ(std::memcmp(&r.para.ic.ch[1], &before.ic.ch[1], 2 * sizeof before.ic.ch[1]), 0);
+    r.para = before;
+
+    const Forward old(r, coef);
+    CGRYBLNCE g(&r.para);
+    const auto scan = [&](const int64_t* color, double* level) {
+      ASSERT_TRUE(g.ConvInverseMatrix(matrix, color, level));
+      g.ConvNewColor(old.master, level, true);
+      g.ConvNewColor(old.rgb, level, false);
+      film ? g.ConvNewColorNega(old.curve, level) : g.ConvNewColor(old.curve, level, false);
+    };
+    double from[3];
+    double to[3];
+    scan(source, from);
+    scan(target, to);
+    // Not every colour can be shown.
+    if (!Reaches(old.Show(from, matrix), source, 1e-6) || !Reaches(old.Show(to, matrix), target, 1e-6)) continue;
+
+    bool limited = false;
+    bool atTop = false;
+    for (int c = 0; c < 3; c++) {
+      const double q = from[c] / to[c];
+      const double gain = type == 0 ? coef[4 * c] : 1.0;
+      limited |= std::abs(1.8 * std::log10(q)) >= 0.6 * gain || (film && g.m_dSdIn[c] * q > 255.0);
+      atTop |= !film && g.m_dHlIn[c] * q > 255.0;
+    }
+    limited |= atTop && (r.para.ic.lContrast != 0 || r.para.ic.lBrightness > 0);
+    ASSERT_EQ(AdjustSpecifiedColor(&r.para, source, target, coef, matrix), 1);
+    ASSERT_TRUE(OnlyInputsMoved(before, r.para));
+    if (limited) continue;
+    const auto shown = Forward(r, coef).Show(from, matrix);
+    EXPECT_TRUE(Reaches(shown, target, 0.1))
+        << type << ": " << shown[0] - target[0] << " " << shown[1] - target[1] << " " << shown[2] - target[2];
+    met[type]++;
+    stopped += atTop;
+  }
+  for (const int count : met) EXPECT_GT(count, 100);
+  EXPECT_GT(stopped, 50);
+}
+
+// Whatever the record, curves and matrices: refused with nothing written, or points in order on the scale.
+TEST(Palette, HostileCallsAreRefusedOrInOrder) {
+  const int64_t levels[] = {0, 1, 25, 255, 257, 4630, 11813, 30000, 54157, 63424, 65534, 65535};
+  const int64_t gammas[] = {0, 1, 30, 100, 150, 500, 65535};
+  const int64_t extremes[] = {0, 0, 0, 1, -1, 40, 255, 300, INT32_MAX, INT64_MAX, INT64_MIN};
+  const double doubles[] = {0,
+                            1,
+                            1,
+                            1,
+                            -1,
+                            0.3,
+                            1e300,
+                            1e-300,
+                            std::numeric_limits<double>::infinity(),
+                            std::numeric_limits<double>::quiet_NaN()};
+  std::mt19937 random(9);
+  const auto one = [&](const auto& from) { return from[random() % std::size(from)]; };
+  int served = 0;
+  for (int n = 0; n < 6000; n++) {
+    Record r(n % 4);
+    Complete(r);
+    if (n % 3 == 0) r.para.lScreenGamma = one(std::array<int64_t, 6>{1, 10, 18, 100, 100000, INT64_MAX});
+    for (ZEP3_POINTS& p : r.para.ic.ch) {
+      if (random() % 2) (&p.lHlIn)[random() % 4] = one(levels);
+      if (random() % 4 == 0) p.lGamma = one(gammas);
+    }
+    r.para.ic.wHlCurveType = static_cast<uint16_t>(random() % 8);
+    r.para.ic.wSdCurveType = static_cast<uint16_t>(random() % 8);
+    if (n % 5 == 0)
+      for (int k = 0; k < 5; k++) (&r.para.ic.lBrightness)[k] = one(extremes);
+    if (n % 7 == 0)
+      for (ZEP3_TONE* tone : {&r.master, &r.rgb[n % 3]}) {
+        tone->wPointNum = static_cast<int16_t>(one(std::array{INT16_MIN, -1, 0, 1, 2, 3, 16, 17, INT16_MAX}));
+        for (LPOINT& point : tone->ptCtrl) point = {one(extremes), one(extremes)};
+      }
+    double coef[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    double matrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    if (n % 2) coef[random() % 9] = one(doubles);
+    if (n % 2) matrix[random() % 9] = one(doubles);
+    const int64_t colors[] = {INT64_MIN, -1, 0, 1, 60, 100, 128, 200, 254, 255, 256, INT64_MAX};
+    const int64_t source[3] = {one(colors), one(colors), one(colors)};
+    const int64_t target[3] = {one(colors), one(colors), one(colors)};
+    const ZEP3_PARA before = r.para;
+    if (AdjustSpecifiedColor(&r.para, source, target, coef, matrix) == 0) {
+      ASSERT_EQ(std::memcmp(&r.para, &before, sizeof before), 0) << n;
+      continue;
+    }
+    if (std::memcmp(&r.para, &before, sizeof before) == 0) continue; // equal colours
+    served++;
+    ASSERT_TRUE(OnlyInputsMoved(before, r.para)) << n;
+    for (const ZEP3_POINTS& p : r.para.ic.ch) {
+      ASSERT_TRUE(0 <= p.lSdIn && p.lSdIn < p.lHlIn && p.lHlIn <= 65535) << n;
+      ASSERT_TRUE(0 <= p.lSdOut && p.lSdOut < p.lHlOut && p.lHlOut <= 65535) << n;
+    }
+  }
+  EXPECT_GT(served, 300);
+}
+
+} // namespace
