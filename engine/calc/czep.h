@@ -48,11 +48,14 @@ class CZEP {
   bool CalcParamNegaBW();       // nega_bw.cpp: monochrome negative
   bool CalcRestorationFBP();    // restoration_fbp.cpp: faded print or slide
 
-  // Not available yet (unavailable.cpp): each refuses and writes nothing.
-  bool CalcParamNega(double* colorMatrix); // colour negative
-  bool CalcRestorationNega();              // faded colour negative
-  bool CalcRestorationNegaBW();            // faded monochrome negative
-  bool CalcAgainstLight(int64_t level);    // backlight, on converted points
+  bool CalcRestorationNega();   // restoration_nega.cpp: faded colour negative
+  bool CalcRestorationNegaBW(); // restoration_nega_bw.cpp: faded monochrome negative
+  // nega.cpp: colour negative. The matrix (nine doubles, row-major) tells by its diagonal the channels' density
+  // contrasts; its other entries are not used. False, with nothing written, without one.
+  bool CalcParamNega(const double* colorMatrix);
+
+  // Not available yet (unavailable.cpp): refuses and writes nothing.
+  bool CalcAgainstLight(int64_t level); // backlight, on converted points
 
   // ---- range checks (range_checks.cpp): pure arithmetic on three channels of lower and upper points ----
 
@@ -130,6 +133,19 @@ class CZEP {
   double m_dPosiHlGainMax = 1.03;   // working: highest highlight gain
   double m_dPosiGammaMin = 1.05;    // lowest gamma
 
+  // ---- CalcParamNega, first block: the ends of the film, and the film; levels and ranges as log10 of levels ----
+
+  double m_dNegaRangeMin = 0.05;     // smallest range of a channel
+  double m_dNegaRangeFloor = 0.1;    // smallest range after the checks
+  double m_dNegaRangeDefault = 0.65; // range of a channel that shows no dense end: mean of normal pictures
+  double m_dNegaAveMargin = 0.02;    // distance of the mean from both ends
+  double m_dNegaGainMin = 0.7;       // a channel's density contrast relative to the mean of the three, at least ...
+  double m_dNegaGainMax = 1.4;       // ... and at most: limits what a colour matrix can say
+  double m_dNegaSlope[3] = {0.61, 0.59, 0.64}; // density per log10 exposure; larger: softer prints
+  double m_dNegaToe = 0.3;        // width of the film's toe, log10 exposure; larger: deeper blacks on thin film
+  double m_dNegaBalanceR = -0.11; // exposure of a neutral by daylight, red against green; larger: colder prints
+  double m_dNegaBalanceB = 0.08;  // blue against green; larger: warmer prints
+
   // ---- RangeBalanceIntensity, first block: shares of another channel's range that a channel has at least ----
 
   double m_dBalanceGFromR = 0.81; // green of red
@@ -180,6 +196,45 @@ class CZEP {
   double m_dRestFBPSatRatio = 12.0;  // saturation for compressed channel ranges
   double m_dRestFBPRatioRef = 7.0;   // highlight to shadow ratio below which a channel counts as compressed
   double m_dRestFBPSatMax = 50.0;    // cap of the saturation score
+
+  // ---- CalcRestorationNega, first block: as the like-named members of CalcParamNega; further: ----
+
+  double m_dRestNegaRatioMin = 1.3; // smallest accepted ratio of the film's ends
+  double m_dRestNegaRangeDefault = 0.58;
+  double m_dRestNegaSlope[3] = {0.5, 0.59, 0.72};
+  double m_dRestNegaToe = 0.3;
+  double m_dRestNegaBalanceR = -0.085;
+  double m_dRestNegaBalanceB = 0.075;
+  double m_dRestNegaTrust = 0.72;
+  double m_dRestNegaRedFree = 0.25;
+  double m_dRestNegaShade = 0.2;
+  double m_dRestNegaLamp = 0.0;
+  double m_dRestNegaSlopeShare = 1.0;  // an unequal density of the whites is lost dye rather than light
+  double m_dRestNegaSlopeLimit = 0.58; // 1.8 times
+  double m_dRestNegaSlopeSure = 1.0;
+  double m_dRestNegaSatRange = 40.0;  // saturation for compressed ranges
+  double m_dRestNegaRangeRef = 0.58;  // range, by density contrast, below which a channel counts as compressed
+  double m_dRestNegaSatSpread = 10.0; // saturation for unequal ranges
+  double m_dRestNegaSatMax = 50.0;    // cap of the saturation score
+
+  // ---- CalcRestorationNegaBW, first block: likewise ----
+
+  double m_dRestNegaBWRatioMin = 1.3;
+  double m_dRestNegaBWRangeDefault = 0.58;
+  double m_dRestNegaBWSlope = 0.4; // of all channels: faded silver is softer
+  double m_dRestNegaBWToe = 0.23;
+  double m_dRestNegaBWSatSpread = 80.0; // what stain remains grows with the inequality of the ranges
+  double m_dRestNegaBWSatMax = 50.0;
+
+  // ---- CalcParamNega, second block: the print by correction level ----
+
+  double m_dNegaLevelRef = 4.0; // reference level
+  double m_dNegaPrint = 0.96;   // working: contrast of the print; 1: the scene's own
+  double m_dNegaPrintBase = 0.96;
+  double m_dNegaPrintStep = -0.03;
+  double m_dNegaWhite = 0.04; // working: distance of paper white above the scene's whites, log10 exposure
+  double m_dNegaWhiteBase = 0.04;
+  double m_dNegaWhiteStep = 0.01;
 
   // ---- CalcParamFBPhoto, second block: level interpolation and tone curve ----
 
@@ -301,10 +356,75 @@ class CZEP {
   double m_dNegaBWToneSd = 2.5;
   double m_dNegaBWBrightMax = 0.06;
 
-  // ---- ExposureUnder, second block ----
+  // ---- CalcRestorationNegaBW, second block: the print, as the like-named members of CalcParamNega; further: ----
 
-  double m_dExpUnderCap = 1.3;   // cap of any weight, as a multiple of the largest
-  double m_dExpUnderShare = 0.6; // how close a weight above that of the narrowest channel is brought to it
+  double m_dRestNegaBWLevelRef = 4.0; // reference level
+  double m_dRestNegaBWPrint = 1.1;   // working
+  double m_dRestNegaBWPrintBase = 1.1;
+  double m_dRestNegaBWPrintStep = -0.03;
+  double m_dRestNegaBWWhite = 0.06; // working
+  double m_dRestNegaBWWhiteBase = 0.06;
+  double m_dRestNegaBWWhiteStep = 0.01;
+  double m_dRestNegaBWRangeNormal = 1.57; // exposure range of a usual picture ...
+  double m_dRestNegaBWRangeShare = 0.6; // ... and how far an unusual one is put down to the fading
+  double m_dRestNegaBWWhiteNormal = 2.1;  // exposure of the whites on normally exposed film ...
+  double m_dRestNegaBWWhitePull = 0.1; // ... and the share of its distance that is taken back
+  double m_dRestNegaBWMeanShare = -0.04;
+  double m_dRestNegaBWFlare = 0.01;
+  double m_dRestNegaBWSatScale = 0.25;    // saturation per unit of score and correction level
+  double m_dRestNegaBWSatLevelMax = 10.0; // correction level from which saturation grows no further
+  double m_dRestNegaBWMeanLow = 10.0;     // tone curve, as the like-named members of CalcParamFBPhoto
+  double m_dRestNegaBWMeanHigh = 200.0;
+  double m_dRestNegaBWMixMin = 64.0;
+  double m_dRestNegaBWMixMax = 192.0;
+  double m_dRestNegaBWDarkRef = 90.0;
+  double m_dRestNegaBWContrastStep = 0.05;
+  double m_dRestNegaBWToneHl = 1.8;
+  double m_dRestNegaBWToneSd = 2.5;
+  double m_dRestNegaBWBrightMax = 0.06;
+
+  // ---- CalcRestorationNega, second block: the print, as the like-named members of CalcParamNega; further: ----
+
+  double m_dRestNegaLevelRef = 4.0; // reference level
+  double m_dRestNegaPrint = 1.21;   // working
+  double m_dRestNegaPrintBase = 1.21;
+  double m_dRestNegaPrintStep = -0.03;
+  double m_dRestNegaWhite = -0.01; // working
+  double m_dRestNegaWhiteBase = -0.01;
+  double m_dRestNegaWhiteStep = 0.01;
+  double m_dRestNegaRangeNormal = 1.86; // exposure range of a usual picture ...
+  double m_dRestNegaRangeShare = 0.29;  // ... and how far an unusual one is put down to the fading
+  double m_dRestNegaWhiteNormal = 1.6;  // exposure of the whites on normally exposed film ...
+  double m_dRestNegaWhitePull = 0.136; // ... and the share of its distance that is taken back
+  double m_dRestNegaMeanShare = 0.06;
+  double m_dRestNegaFlare = 0.002;
+  double m_dRestNegaSatScale = 0.25;    // saturation per unit of score and correction level
+  double m_dRestNegaSatLevelMax = 10.0; // correction level from which saturation grows no further
+  double m_dRestNegaMeanLow = 10.0;     // tone curve, as the like-named members of CalcParamFBPhoto
+  double m_dRestNegaMeanHigh = 200.0;
+  double m_dRestNegaMixMin = 64.0;
+  double m_dRestNegaMixMax = 192.0;
+  double m_dRestNegaDarkRef = 90.0;
+  double m_dRestNegaContrastStep = 0.05;
+  double m_dRestNegaToneHl = 1.8;
+  double m_dRestNegaToneSd = 2.5;
+  double m_dRestNegaBrightMax = 0.06;
+
+  // ---- CalcParamNega, third block, with the ExposureUnder second block inside: what the checks are told ----
+
+  double m_dNegaNarrowShare = 0.5;      // least share of the common widening at the dense end; thin film: 1
+  double m_dNegaNarrowUpper = 0.3;      // share of a channel's own widening at the clear end; thin film: 0
+  double m_dExpUnderCap = 1.3;          // cap of any weight, as a multiple of the largest
+  double m_dExpUnderShare = 0.6;        // how close a weight above that of the narrowest channel is brought to it
+  double m_dNegaWideLevelStep = 0.1;    // least equalising per level below the reference
+  double m_dNegaWideNeutralLow = 0.005; // log10 levels that the preview correction moves the whites: neutral ...
+  double m_dNegaWideNeutralHigh = 0.03; // ... to coloured; neutral whites make the ranges credible
+  double m_dNegaWideCastLow = 0.05;     // difference of the means' positions in their ranges: balanced ...
+  double m_dNegaWideCastHigh = 0.2;     // ... to cast
+  double m_dNegaWideDarkLow = 0.15;     // mean position from the clear end: a dark scene ...
+  double m_dNegaWideDarkHigh = 0.35;    // ... to a usual one
+  double m_dNegaLiftRange = 0.65;       // range of a usual scene, against which the whites of a dark one are lifted
+  double m_dNegaWideShare = 0.25;       // share of the compression that is made; in full it burns highlights
 
   // ---- RangeBalanceIntensity, second block ----
 
@@ -338,6 +458,28 @@ class CZEP {
   double m_dWideFactorF = 0.5;         // how far argument f weakens the strength
   double m_dWideLiftSpread = 0.12;     // spread of the lower points against the reference above which none is lifted
   double m_dWideLiftFactor = 0.06;     // lift per unit of f and of the mean range
+
+  // ---- CalcParamNega, fourth block: how far the whites are believed, and the print ----
+
+  double m_dNegaTrust = 0.45;  // exposure by which the whites' colour deviates from the film's own balance when they
+                               // are believed half; larger: colour casts go, and dominant colours with them
+  double m_dNegaRedFree = 0.3; // lack of red in the whites that counts as none: scanners take red first
+  double m_dNegaShade = 0.3;   // deviation along the line of incandescent light that counts as none, to open shade ...
+  double m_dNegaLamp = 0.3;    // ... and to a household lamp
+  double m_dNegaSlopeShare = 0.7;  // share of the whites' unequal density that is put down to the film's slopes
+  double m_dNegaSlopeLimit = 0.12; // largest change of a slope, natural logarithm
+  double m_dNegaSlopeSure = 0.0;   // share of that change made whatever the whites are believed
+  double m_dNegaMeanShare = 0.09;  // share of an unusual mean exposure that is taken back; larger: evener brightness
+  double m_dNegaFlare = 0.004;     // light of the camera's flare, taken off; larger: deeper blacks
+  double m_dNegaMeanLow = 10.0;    // tone curve, as the like-named members of CalcParamFBPhoto
+  double m_dNegaMeanHigh = 200.0;
+  double m_dNegaMixMin = 64.0;
+  double m_dNegaMixMax = 192.0;
+  double m_dNegaDarkRef = 90.0;
+  double m_dNegaContrastStep = 0.05;
+  double m_dNegaToneHl = 1.8;
+  double m_dNegaToneSd = 2.5;
+  double m_dNegaBrightMax = 0.06;
 
   // ---- CalcBackgroundRemove: as the like-named members of CalcParamFBDoc ----
 

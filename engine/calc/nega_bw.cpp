@@ -25,9 +25,7 @@ bool CZEP::CalcParamNegaBW() {
   } else {
     para.lLevelFlag = 1;
   }
-  ic.wHlCurveType = ZEP3_HL_ROLL_OFF;
-  ic.wSdCurveType = ZEP3_SD_TOE;
-  SetOutputs(ic, 51400, 2570);
+  SetNegativeHeader(ic);
   para.lSaturation = 0;
 
   double clear[3];

@@ -16,6 +16,13 @@ inline void SetOutputs(ZEP3_IC& ic, int64_t hlOut, int64_t sdOut) {
   }
 }
 
+// What the calculators of negatives fix: shaped ends, outputs 200 and 10.
+inline void SetNegativeHeader(ZEP3_IC& ic) {
+  ic.wHlCurveType = ZEP3_HL_ROLL_OFF;
+  ic.wSdCurveType = ZEP3_SD_TOE;
+  SetOutputs(ic, 51400, 2570);
+}
+
 // The shadow curve of reflective and positive originals: a toe, unless the plain handling is asked for.
 inline uint16_t ShadowCurveType(const ZEP3_PARA& para) { return IsPlain(para) ? ZEP3_SD_NONE : ZEP3_SD_TOE; }
 

@@ -1,0 +1,80 @@
+// Faded colour negative: each dye loses a share of what is there, so a channel's range and contrast shrink by one
+// factor; stain adds a density to all of it. Both go with the channel's own ends. Unlike for sound film the range
+// checks are left out: a narrow channel is the damage to undo, and they would keep it. Proposes a saturation for
+// compressed ranges: a stretch of channels does not return the chroma in full, as the unwanted absorptions fade with
+// their dye. Outputs 200 and 10.
+#include <cmath>
+
+#include "engine/calc/czep.h"
+#include "engine/calc/steps/correct_level.h"
+#include "engine/calc/steps/film.h"
+#include "engine/calc/steps/level_tone.h"
+#include "engine/calc/steps/points.h"
+#include "engine/common/nega_gain.h"
+#include "engine/common/scale.h"
+#include "engine/hist/chist.h"
+
+bool CZEP::CalcRestorationNega() {
+  ZEP3_PARA& para = *m_pPara;
+  ZEP3_IC& ic = para.ic;
+  const CHIST& hist = *m_pHist;
+  const double level = CorrectLevelFromZero(para);
+  const double below = AtLeast(0.0, m_dRestNegaLevelRef - level);
+
+  m_dRestNegaPrint = m_dRestNegaPrintBase + m_dRestNegaPrintStep * below;
+  m_dRestNegaWhite = m_dRestNegaWhiteBase + m_dRestNegaWhiteStep * below;
+  para.lLevelFlag = level > m_dRestNegaLevelRef ? 1 : 0;
+  SetNegativeHeader(ic);
+
+  const FilmEnds ends = MeasureFilmEnds(hist, hist.m_nNegaLevelLow, hist.m_nNegaLevelHigh,
+                                        std::log10(m_dRestNegaRatioMin), m_dRestNegaRangeDefault);
+  FilmTraits traits = {{}, m_dRestNegaToe};
+  for (int c = 0; c < 3; c++) traits.slope[c] = m_dRestNegaSlope[c];
+  const Film film = JudgeColourFilm(ends, traits,
+                                    {.balance = {m_dRestNegaBalanceR, 0.0, m_dRestNegaBalanceB},
+                                     .scatter = m_dRestNegaTrust,
+                                     .redFree = m_dRestNegaRedFree,
+                                     .shade = m_dRestNegaShade,
+                                     .lamp = m_dRestNegaLamp,
+                                     .slopeShare = m_dRestNegaSlopeShare,
+                                     .slopeLimit = m_dRestNegaSlopeLimit,
+                                     .slopeSure = m_dRestNegaSlopeSure});
+  PrintFilm(film, ends,
+            {.contrast = m_dRestNegaPrint,
+             .rangeNormal = m_dRestNegaRangeNormal,
+             .rangeShare = m_dRestNegaRangeShare,
+             .white = m_dRestNegaWhite,
+             .whiteNormal = m_dRestNegaWhiteNormal,
+             .whitePull = m_dRestNegaWhitePull,
+             .meanShare = m_dRestNegaMeanShare,
+             .flare = m_dRestNegaFlare},
+            hist.m_nHistOrg, ic);
+
+  // Ranges by the channels' density contrasts, as a neutral scene would show them alike.
+  const double meanGain = (kFilmGain[0] + kFilmGain[1] + kFilmGain[2]) / 3.0;
+  double range[3];
+  double deficit[3];
+  for (int c = 0; c < 3; c++) {
+    range[c] = (ends.clear[c] - ends.dense[c]) / (kFilmGain[c] / meanGain);
+    deficit[c] = AtLeast(0.0, m_dRestNegaRangeRef / range[c] - 1.0);
+  }
+  const double twoLargest = deficit[0] + deficit[1] + deficit[2] - Smallest(deficit);
+  const double score = AtMost(m_dRestNegaSatMax, twoLargest / 2.0 * m_dRestNegaSatRange +
+                                                     m_dRestNegaSatSpread * (1.0 - Smallest(range) / Largest(range)));
+  para.lSaturation = ToInt32(0.5 + score * AtMost(m_dRestNegaSatLevelMax, level) * m_dRestNegaSatScale);
+
+  if (para.lLevelFlag == 1) {
+    ProposeLevelTone({.levelRef = m_dRestNegaLevelRef,
+                      .meanLow = m_dRestNegaMeanLow,
+                      .meanHigh = m_dRestNegaMeanHigh,
+                      .mixMin = m_dRestNegaMixMin,
+                      .mixMax = m_dRestNegaMixMax,
+                      .darkRef = m_dRestNegaDarkRef,
+                      .contrastStep = m_dRestNegaContrastStep,
+                      .toneHl = m_dRestNegaToneHl,
+                      .toneSd = m_dRestNegaToneSd,
+                      .brightMax = m_dRestNegaBrightMax},
+                     hist.m_nHistOrg, true, para);
+  }
+  return true;
+}

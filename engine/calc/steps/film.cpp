@@ -1,0 +1,266 @@
+#include "engine/calc/steps/film.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "engine/calc/steps/points.h"
+#include "engine/common/scale.h"
+
+namespace {
+
+// One 8-bit step at the base; what lies closer to it is the scanner's noise.
+constexpr double kLeastDensity = 0.01;
+// Below this the whites of a channel tell nothing about its slope.
+constexpr double kLeastWhite = 0.05;
+
+// Direction, in exposures of red and blue relative to green, in which incandescent light moves a neutral: black bodies
+// of 3200 K against 5500 K at 640, 545 and 450 nm, normalised.
+constexpr double kLampLine[2] = {0.22 / 0.380, -0.31 / 0.380};
+
+// Mean exposure of a usual picture, relative to its whites.
+constexpr double kUsualMean = -0.9;
+
+double Clamp(double v, double lo, double hi) { return AtMost(hi, AtLeast(lo, v)); }
+
+double Exposure(double density, double slope, double toe) {
+  return toe * std::log(std::expm1(AtLeast(kLeastDensity, density) / slope / toe));
+}
+
+// How far whites that deviate from a neutral by these exposures are believed, 0..1. A deviation along the line of
+// incandescent light is free from open shade to a household lamp.
+double Belief(double red, double blue, const WhiteTrust& trust) {
+  if (red < 0.0) red = AtMost(0.0, red + trust.redFree);
+  const double along = red * kLampLine[0] + blue * kLampLine[1];
+  const double across = std::hypot(red - along * kLampLine[0], blue - along * kLampLine[1]);
+  const double off = std::hypot(across, along - Clamp(along, -trust.shade, trust.lamp)) / trust.scatter;
+  return 1.0 / (1.0 + off * off * off * off);
+}
+
+struct Exposures {
+  double at[3][256];
+  double white; // of the densest channel's whites
+  double black; // of its blacks
+  double mean;  // over all samples and channels, relative to white; the usual one without samples
+};
+
+Exposures ExposuresOf(const Film& film, const FilmEnds& ends, const uint32_t (&histogram)[3][256]) {
+  Exposures x;
+  double white[3];
+  double black[3];
+  double sum = 0.0;
+  uint64_t samples = 0;
+  for (int c = 0; c < 3; c++) {
+    white[c] = film.ExposureAt(c, ends.dense[c]);
+    black[c] = film.ExposureAt(c, ends.black[c]);
+    for (int i = 0; i < 256; i++) {
+      x.at[c][i] = film.ExposureAt(c, std::log10(AtLeast(kLevelFloor, i)));
+      sum += histogram[c][i] * x.at[c][i];
+      samples += histogram[c][i];
+    }
+  }
+  x.white = Largest(white);
+  x.black = Largest(black);
+  x.mean = samples > 0 ? sum / static_cast<double>(samples) - x.white : kUsualMean;
+  return x;
+}
+
+// Samples laid along a channel's range.
+constexpr int kAlong = 32;
+
+// The curve of a negative's table, out^gamma = scale / level - offset, is for a given gamma a straight line in
+// 1 / level. Its weighted regression on the wanted outputs (0..1).
+class CurveFit {
+ public:
+  void Add(double level, double wanted, double weight) {
+    m_reciprocal[m_count] = 1.0 / AtLeast(kLevelFloor, level);
+    m_logWanted[m_count] = std::log(wanted);
+    m_weight[m_count] = weight;
+    m_count++;
+  }
+
+  struct Line {
+    double scale;
+    double offset;
+    double error; // weighted square of the display error
+  };
+
+  // Weights make an error on the curve's scale one on the display: a display level is out^(1.8 / 2.2).
+  Line Regress(double gamma) const {
+    double sum = 0.0;
+    double sumX = 0.0;
+    double sumY = 0.0;
+    double y[kSize];
+    double w[kSize];
+    for (int i = 0; i < m_count; i++) {
+      y[i] = std::exp(gamma * m_logWanted[i]);
+      w[i] = m_weight[i] * std::exp(2.0 * (1.8 / 2.2 - gamma) * m_logWanted[i]);
+      sum += w[i];
+      sumX += w[i] * m_reciprocal[i];
+      sumY += w[i] * y[i];
+    }
+    const double meanX = sumX / sum;
+    const double meanY = sumY / sum;
+    double xx = 0.0;
+    double xy = 0.0;
+    double yy = 0.0;
+    for (int i = 0; i < m_count; i++) {
+      const double dx = m_reciprocal[i] - meanX;
+      const double dy = y[i] - meanY;
+      xx += w[i] * dx * dx;
+      xy += w[i] * dx * dy;
+      yy += w[i] * dy * dy;
+    }
+    const double scale = xy / xx;
+    return {scale, scale * meanX - meanY, (yy - scale * xy) / (gamma * gamma)};
+  }
+
+  // The gamma of least error, by golden section on its logarithm.
+  double BestGamma() const {
+    constexpr double kGolden = 0.6180339887498949;
+    double lo = std::log(kGammaMin);
+    double hi = std::log(kGammaMax);
+    double left = hi - kGolden * (hi - lo);
+    double right = lo + kGolden * (hi - lo);
+    double errorLeft = Regress(std::exp(left)).error;
+    double errorRight = Regress(std::exp(right)).error;
+    for (int i = 0; i < kSections; i++) {
+      if (errorLeft < errorRight) {
+        hi = right;
+        right = left;
+        errorRight = errorLeft;
+        left = hi - kGolden * (hi - lo);
+        errorLeft = Regress(std::exp(left)).error;
+      } else {
+        lo = left;
+        left = right;
+        errorLeft = errorRight;
+        right = lo + kGolden * (hi - lo);
+        errorRight = Regress(std::exp(right)).error;
+      }
+    }
+    return std::exp(0.5 * (lo + hi));
+  }
+
+ private:
+  static constexpr double kGammaMin = 0.3;
+  static constexpr double kGammaMax = 2.2;
+  static constexpr int kSections = 12; // leaves a gamma known to within 0.5 %
+
+  static constexpr int kSize = 256 + kAlong + 1;
+
+  double m_reciprocal[kSize];
+  double m_logWanted[kSize];
+  double m_weight[kSize];
+  int m_count = 0;
+};
+
+} // namespace
+
+FilmEnds MeasureFilmEnds(const CHIST& hist, const int (&lowest)[3], int highest, double rangeMin, double rangeDefault) {
+  const auto logLevel = [](double level) { return std::log10(AtLeast(kLevelFloor, level)); };
+  FilmEnds ends;
+  for (int c = 0; c < 3; c++) {
+    const bool clearFound = hist.m_pdHistMax[0][c] >= lowest[c];
+    ends.clear[c] = logLevel(clearFound ? hist.m_pdHistMax[0][c] : highest);
+    ends.black[c] = clearFound ? AtMost(ends.clear[c], logLevel(hist.m_pdHistMax[1][c])) : ends.clear[c];
+    // Both fractions: the first alone sees dust, the second misses small whites.
+    const bool denseFound = hist.m_pdHistMin[0][c] >= lowest[c] && hist.m_pdHistMin[1][c] >= lowest[c];
+    ends.dense[c] = denseFound ? 0.5 * (logLevel(hist.m_pdHistMin[0][c]) + logLevel(hist.m_pdHistMin[1][c]))
+                               : ends.clear[c] - rangeDefault;
+    ends.dense[c] = AtMost(ends.clear[c] - rangeMin, ends.dense[c]);
+  }
+  return ends;
+}
+
+double Film::ExposureAt(int c, double logLevel) const {
+  return Exposure(1.8 * (clear[c] - logLevel), slope[c], toe) - balance[c];
+}
+
+Film JudgeColourFilm(const FilmEnds& ends, const FilmTraits& traits, const WhiteTrust& trust) {
+  Film film;
+  film.toe = traits.toe;
+  double white[3];
+  const auto exposeWhites = [&] {
+    for (int c = 0; c < 3; c++) white[c] = Exposure(AtLeast(kLeastWhite, ends.Density(c)), film.slope[c], film.toe);
+  };
+  for (int c = 0; c < 3; c++) {
+    film.clear[c] = ends.clear[c];
+    film.slope[c] = traits.slope[c];
+  }
+  exposeWhites();
+  const double belief = Belief(white[0] - white[1] - trust.balance[0], white[2] - white[1] - trust.balance[2], trust);
+
+  // Whites of unequal density: in part the channel's contrast is another than the film's.
+  const auto logContrast = [&](int c) { return std::log(AtLeast(kLeastWhite, ends.Density(c)) / traits.slope[c]); };
+  const double believed = trust.slopeSure + (1.0 - trust.slopeSure) * belief;
+  for (int c = 0; c < 3; c++) {
+    const double change =
+        Clamp(trust.slopeShare * (logContrast(c) - logContrast(1)), -trust.slopeLimit, trust.slopeLimit);
+    film.slope[c] *= std::exp(change * believed);
+  }
+  // What then is left is the light's.
+  exposeWhites();
+  for (int c = 0; c < 3; c++) {
+    film.balance[c] = trust.balance[c] + belief * (white[c] - white[1] - trust.balance[c]);
+  }
+  return film;
+}
+
+Film JudgeMonochromeFilm(const FilmEnds& ends, const FilmTraits& traits) {
+  Film film;
+  film.toe = traits.toe;
+  double sum = 0.0;
+  double common = 0.0;
+  for (int c = 0; c < 3; c++) {
+    const double light = Clamp(std::pow(10.0, ends.clear[c]) / 60.0, 0.05, 1.0);
+    sum += light * light;
+    common += light * light * ends.Density(c);
+  }
+  common = AtLeast(kLeastWhite, common / sum);
+  for (int c = 0; c < 3; c++) {
+    film.clear[c] = ends.clear[c];
+    film.slope[c] = traits.slope[c] * AtLeast(kLeastWhite, ends.Density(c)) / common;
+    film.balance[c] = 0.0;
+  }
+  return film;
+}
+
+void PrintFilm(const Film& film, const FilmEnds& ends, const PrintRule& rule, const uint32_t (&histogram)[3][256],
+               ZEP3_IC& ic) {
+  const Exposures x = ExposuresOf(film, ends, histogram);
+  const double range = AtLeast(0.05, x.white - x.black);
+  const double contrast = rule.contrast * Clamp(std::pow(rule.rangeNormal / range, rule.rangeShare), 0.7, 2.0);
+  const double white = x.white + rule.white - rule.whitePull * Clamp(x.white - rule.whiteNormal, -1.0, 1.0) +
+                       rule.meanShare * (x.mean - kUsualMean);
+
+  // Blacks and whites of the print are left to the toe and the roll-off of the table.
+  constexpr double kDarkest = 4.0 / 255.0;
+  constexpr double kLightest = 248.0 / 255.0;
+  for (int c = 0; c < 3; c++) {
+    CurveFit fit;
+    const auto want = [&](double level, double exposure, double samples) {
+      const double light = (std::pow(10.0, (exposure - white) * contrast) - rule.flare) / (1.0 - rule.flare);
+      const double wanted = std::pow(Clamp(light, 0.0, 1.0), 1.0 / 1.8);
+      if (kDarkest < wanted && wanted < kLightest) fit.Add(level, wanted, samples);
+    };
+    for (int i = 0; i < 256; i++) {
+      if (histogram[c][i] > 0) want(i, x.at[c][i], histogram[c][i]);
+    }
+    // A few samples along the range keep the curve defined where the picture has hardly a level.
+    for (int i = 0; i <= kAlong; i++) {
+      const double logLevel = ends.dense[c] + (film.clear[c] - ends.dense[c]) * i / kAlong;
+      want(std::pow(10.0, logLevel), film.ExposureAt(c, logLevel), 1.0);
+    }
+    ZEP3_POINTS& p = ic.ch[c];
+    const double gamma = fit.BestGamma();
+    const CurveFit::Line line = fit.Regress(gamma);
+    const auto levelFor = [&](int64_t out16) {
+      return line.scale / AtLeast(line.scale / 255.0, std::pow(Level8(out16) / 255.0, gamma) + line.offset);
+    };
+    const double sdIn = levelFor(p.lSdOut);
+    const double hlIn = AtMost(0.98 * sdIn, levelFor(p.lHlOut));
+    p.lHlIn = ClampToLevel16(hlIn);
+    p.lSdIn = ClampToLevel16(sdIn);
+    p.lGamma = ToInt32(100.0 * gamma + 0.5);
+  }
+}
