@@ -40,8 +40,7 @@ struct ShadowShape {
       if (x == 0.0) y -= std::pow(pivot - kLevelFloor, 3.0);
       return AtLeast(0.0, y);
     }
-    if (x <= foot) return 0.0;
-    if (!(x > foot)) return y; // no foot
+    if (!(x > foot)) return 0.0; // likewise where a curve without numbers has no foot
     // A table's curve stands at 0.1 for level 0, and so does the toe.
     const double t = ((x == 0.0 ? kLevelFloor : x) - foot) / (pivot - foot);
     return sdOut * (t * t);
