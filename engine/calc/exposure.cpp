@@ -2,23 +2,7 @@
 #include <algorithm>
 
 #include "engine/calc/czep.h"
-
-namespace {
-
-// 1 at or below lo, 0 at or above hi, linear in between.
-double RampDown(double x, double lo, double hi) {
-  if (x <= lo) return 1.0;
-  if (x >= hi) return 0.0;
-  return (hi - x) / (hi - lo);
-}
-
-double RampUp(double x, double lo, double hi) {
-  if (x <= lo) return 0.0;
-  if (x >= hi) return 1.0;
-  return (x - lo) / (hi - lo);
-}
-
-} // namespace
+#include "engine/calc/steps/ramp.h"
 
 double CZEP::ExposureOver(const double* ref, const double* val, double* weight, double* diff) {
   for (int k = 0; k < 3; k++) {
