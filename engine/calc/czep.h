@@ -52,7 +52,12 @@ class CZEP {
   bool CalcParamNega(double* colorMatrix); // colour negative
   bool CalcRestorationNega();              // faded colour negative
   bool CalcRestorationNegaBW();            // faded monochrome negative
-  bool CalcAgainstLight(int64_t level);    // backlight, on converted points
+
+  // against_light.cpp: backlight. Reads the record after its conversion to the display gamma and the histograms as
+  // scanned; writes six-point curves, the same three times, at pOutRGBTone, lSaturation and lLevelFlag. `level`:
+  // strength in eighths. False, with nothing written, when it asks for nothing, on pages (sub-modes other than photo
+  // and restoration), when points or gammas are no curve to judge by, and when the picture is not backlit.
+  bool CalcAgainstLight(int64_t level);
 
   // ---- range checks (range_checks.cpp): pure arithmetic on three channels of lower and upper points ----
 
@@ -339,6 +344,31 @@ class CZEP {
   double m_dWideLiftSpread = 0.12;     // spread of the lower points against the reference above which none is lifted
   double m_dWideLiftFactor = 0.06;     // lift per unit of f and of the mean range
 
+  // ---- CalcAgainstLight: display levels; the six pairs weigh the evidence for a backlit picture, which is 0 at one
+  // end
+  //      of a pair and complete at the other ----
+
+  double m_dAgainstLevelStep = 0.125;    // strength per backlight level; 1, at level 8, is full
+  double m_dAgainstDarkShareLow = 0.10;  // share of the dark class at which the evidence begins
+  double m_dAgainstDarkShareHigh = 0.30; // share from which it is complete; larger: small subjects are left alone
+  double m_dAgainstDarkOnlyLow = 0.85;   // share above which a picture begins to count as dark all over
+  double m_dAgainstDarkOnlyHigh = 0.95;  // share from which it does: night, no backlight
+  double m_dAgainstGapLow = 60.0;        // distance of the classes' means at which the evidence begins
+  double m_dAgainstGapHigh = 95.0;       // distance from which it is complete
+  double m_dAgainstDarkLow = 80.0;       // mean of the dark class up to which the evidence is complete
+  double m_dAgainstDarkHigh = 115.0;     // mean from which there is none
+  double m_dAgainstBrightLow = 130.0;    // mean of the bright class at which the evidence begins
+  double m_dAgainstBrightHigh = 180.0;   // mean from which it is complete
+  double m_dAgainstSplitLow = 0.60;      // share of the variance between the classes at which the evidence begins
+  double m_dAgainstSplitHigh = 0.78;     // share from which it is complete; normal pictures have 0.6 to 0.7
+  double m_dAgainstTarget = 105.0;       // level that the dark class is lifted toward: between zones IV and V at 2.2
+  double m_dAgainstAmountMin = 0.01;     // lift below which nothing is done; lifts are fractions of 255 at level 64
+  double m_dAgainstAmountMax = 0.30;     // largest lift; above, the curve's slope in the mid-tones falls below 0.3
+  double m_dAgainstSatScale = 0.5;       // saturation per percent of chroma lost and share of the dark class
+  double m_dAgainstSatMax = 50.0;        // cap of the saturation; one above it is kept
+  int32_t m_nAgainstX[4] = {16, 48, 104,
+                            176}; // inputs of the curve's inner points, at which its spline follows the lift
+
   // ---- CalcBackgroundRemove: as the like-named members of CalcParamFBDoc ----
 
   double m_dBgLevelRef = 7.0;   // reference level
@@ -382,4 +412,19 @@ class CZEP {
 
   ZEP3_PARA* m_pPara = nullptr; // the caller's record; results are written through it
   CHIST* m_pHist = nullptr;     // the histogram object of the same call
+
+ private:
+  // ---- steps of CalcAgainstLight ----
+
+  struct Backlight {
+    double amount = 0.0;    // of the lift, 0..m_dAgainstAmountMax
+    double darkShare = 0.0; // of the samples in the dark class
+    double darkLevel = 0.0; // its mean, as a fraction of 255
+  };
+  // What the record displays: samples by display level, weighted over the channels.
+  void AgainstLightHistogram(double (&histogram)[256]) const;
+  // How far the two classes of the histogram ask for a lift; an amount of 0: not at all.
+  Backlight AgainstLightJudge(const double (&histogram)[256], int64_t level) const;
+  // Writes curves, saturation and flag.
+  void AgainstLightCurve(const Backlight& light);
 };

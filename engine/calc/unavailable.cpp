@@ -6,5 +6,3 @@ bool CZEP::CalcParamNega(double* /*colorMatrix*/) { return false; }
 bool CZEP::CalcRestorationNega() { return false; }
 
 bool CZEP::CalcRestorationNegaBW() { return false; }
-
-bool CZEP::CalcAgainstLight(int64_t /*level*/) { return false; }
