@@ -146,10 +146,10 @@ void CZEP::AgainstLightCurve(const Backlight& light) {
   }
 
   // Lifting takes chroma: a small difference of the channels at t is scaled by f'(t) while the level is scaled by
-  // f(t) / t.
+  // f(t) / t, which is more, because f(t) / t falls.
   const double t = light.darkLevel;
   const double chroma = t * (1.0 + a * LiftSlope(t)) / (t + a * Lift(t));
-  const double add = std::max(0.0, (1.0 - chroma) * 100.0 * light.darkShare * m_dAgainstSatScale);
+  const double add = (1.0 - chroma) * 100.0 * light.darkShare * m_dAgainstSatScale;
   const int64_t before = m_pPara->lSaturation;
   const double after =
       std::min(m_dAgainstSatMax, static_cast<double>(CLUT::UCRound(static_cast<double>(before) + add)));

@@ -344,9 +344,7 @@ class CZEP {
   double m_dWideLiftSpread = 0.12;     // spread of the lower points against the reference above which none is lifted
   double m_dWideLiftFactor = 0.06;     // lift per unit of f and of the mean range
 
-  // ---- CalcAgainstLight: display levels; the six pairs weigh the evidence for a backlit picture, which is 0 at one
-  // end
-  //      of a pair and complete at the other ----
+  // ---- CalcAgainstLight: display levels. Six pairs weigh the evidence for a backlit picture ----
 
   double m_dAgainstLevelStep = 0.125;    // strength per backlight level; 1, at level 8, is full
   double m_dAgainstDarkShareLow = 0.10;  // share of the dark class at which the evidence begins
@@ -355,19 +353,19 @@ class CZEP {
   double m_dAgainstDarkOnlyHigh = 0.95;  // share from which it does: night, no backlight
   double m_dAgainstGapLow = 60.0;        // distance of the classes' means at which the evidence begins
   double m_dAgainstGapHigh = 95.0;       // distance from which it is complete
-  double m_dAgainstDarkLow = 80.0;       // mean of the dark class up to which the evidence is complete
-  double m_dAgainstDarkHigh = 115.0;     // mean from which there is none
-  double m_dAgainstBrightLow = 130.0;    // mean of the bright class at which the evidence begins
+  double m_dAgainstDarkLow = 110.0;      // mean of the dark class up to which the evidence is complete
+  double m_dAgainstDarkHigh = 150.0;     // mean from which there is none
+  double m_dAgainstBrightLow = 140.0;    // mean of the bright class at which the evidence begins
   double m_dAgainstBrightHigh = 180.0;   // mean from which it is complete
   double m_dAgainstSplitLow = 0.60;      // share of the variance between the classes at which the evidence begins
-  double m_dAgainstSplitHigh = 0.78;     // share from which it is complete; normal pictures have 0.6 to 0.7
-  double m_dAgainstTarget = 105.0;       // level that the dark class is lifted toward: between zones IV and V at 2.2
-  double m_dAgainstAmountMin = 0.01;     // lift below which nothing is done; lifts are fractions of 255 at level 64
-  double m_dAgainstAmountMax = 0.30;     // largest lift; above, the curve's slope in the mid-tones falls below 0.3
-  double m_dAgainstSatScale = 0.5;       // saturation per percent of chroma lost and share of the dark class
-  double m_dAgainstSatMax = 50.0;        // cap of the saturation; one above it is kept
-  int32_t m_nAgainstX[4] = {16, 48, 104,
-                            176}; // inputs of the curve's inner points, at which its spline follows the lift
+  double m_dAgainstSplitHigh = 0.78;     // share from which it is complete; a normal heap of tones has 0.64
+  double m_dAgainstTarget = 150.0;   // mean of the dark class that needs no lift; up to about 90 it takes the largest
+  double m_dAgainstAmountMin = 0.01; // lift below which nothing is done; lifts are fractions of 255 at level 64
+  double m_dAgainstAmountMax = 0.28; // largest lift; above 0.295 the slope at level 128 is below 0.3: a gray veil
+  double m_dAgainstSatScale = 0.5;   // saturation per percent of chroma lost and share of the dark class
+  double m_dAgainstSatMax = 50.0;    // cap of the saturation; one above it is kept
+  // Inputs of the curve's inner points, through which its spline stays within 1.3 levels of the formula.
+  int32_t m_nAgainstX[4] = {16, 48, 104, 176};
 
   // ---- CalcBackgroundRemove: as the like-named members of CalcParamFBDoc ----
 
