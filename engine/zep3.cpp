@@ -95,8 +95,8 @@ int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix) try {
   const Outcome outcome = Analyse(*hist, *zep, bmp, *para, pdColorMatrix);
   if (outcome == Outcome::kFailed) return 0;
   ConvertToDisplayGamma(*para);
-  const int32_t againstLight = static_cast<int32_t>(static_cast<uint32_t>(para->lAgainstLight));
-  if (outcome == Outcome::kCalculated && againstLight > 0) zep->CalcAgainstLight(para->lAgainstLight);
+  // On the converted points: it judges what is displayed.
+  if (outcome == Outcome::kCalculated) zep->CalcAgainstLight(para->lAgainstLight);
   return 1;
 } catch (...) { // out of memory: an exception must not reach a C caller
   return 0;

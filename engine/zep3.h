@@ -152,19 +152,26 @@ typedef struct ZEP3_PARA {
   uint16_t wReserved;    /* 0; read by nobody */
   int64_t lScreenGamma;  /* in: display gamma times 10; 22 is 2.2. Above 0. */
   ZEP3_IC ic;            /* in and out */
-  int64_t lSaturation;   /* out: proposed saturation change, signed, 0: none. Never applied by the engine; the table
-                            builder sets it back to 0. */
+  int64_t lSaturation;   /* out: proposed saturation change, signed, 0: none. The backlight correction raises it, up to
+                            50, for the chroma that its lift takes. Never applied by the engine; the table builder sets
+                            it back to 0. */
   int64_t lLevelFlag;    /* out: 1 when lCorrectLevel lies above the calculator's base level and a master curve was
-                            proposed, else 0 */
+                            proposed, else 0; 3 instead of 1, and 2 instead of 0, when the backlight correction wrote
+                            curves */
   int64_t lCorrectLevel; /* in: strength of the correction, 0..4, default 4. Above the reference of the calculator (4
                             for photos, slides and restoration, 2 for monochrome negatives) a master curve is proposed;
                             documents, whose reference is 7, follow it in both directions. Below 0 acts as 0 where a
                             table is indexed and is extrapolated elsewhere. */
-  int64_t lAgainstLight; /* in: strength of the backlight correction, read as signed 32 bits; 0 or less: off */
+  int64_t lAgainstLight; /* in: strength of the backlight correction, in eighths: 4 is half, 8 and above full. 0 or
+                            less, as it stands or in its low 32 bits read as signed: off. It lifts a dark subject
+                            before a bright background by tone curves and leaves white and all points as they are.
+                            Nothing happens to default points, to reflective originals in sub-modes other than photo
+                            and restoration, and to pictures without two such parts. */
   ZEP3_TONE* pOutMasterTone; /* out: proposed master tone curve, identity when there is none. Not null, not owned. */
-  ZEP3_TONE* pOutRGBTone;    /* out: three proposed tone curves, red, green, blue. Not null, not owned. The two may
-                                point to the same records as ic.pMasterTone and ic.pRGBTone: the table builder then
-                                applies what the analysis proposed. */
+  ZEP3_TONE* pOutRGBTone;    /* out: three proposed tone curves, red, green, blue: identity, or six points from the
+                                backlight correction, the same for all channels. Not null, not owned. The two may point
+                                to the same records as ic.pMasterTone and ic.pRGBTone: the table builder then applies
+                                what the analysis proposed. */
 } ZEP3_PARA;
 
 /*

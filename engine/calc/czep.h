@@ -54,8 +54,11 @@ class CZEP {
   // contrasts; its other entries are not used. False, with nothing written, without one.
   bool CalcParamNega(const double* colorMatrix);
 
-  // Not available yet (unavailable.cpp): refuses and writes nothing.
-  bool CalcAgainstLight(int64_t level); // backlight, on converted points
+  // against_light.cpp: backlight. Reads the record after its conversion to the display gamma and the histograms as
+  // scanned; writes six-point curves, the same three times, at pOutRGBTone, lSaturation and lLevelFlag. `level`:
+  // strength in eighths. False, with nothing written, when it asks for nothing, on pages (sub-modes other than photo
+  // and restoration), when points or gammas are no curve to judge by, and when the picture is not backlit.
+  bool CalcAgainstLight(int64_t level);
 
   // ---- range checks (range_checks.cpp): pure arithmetic on three channels of lower and upper points ----
 
@@ -359,16 +362,16 @@ class CZEP {
   // ---- CalcRestorationNegaBW, second block: the print, as the like-named members of CalcParamNega; further: ----
 
   double m_dRestNegaBWLevelRef = 4.0; // reference level
-  double m_dRestNegaBWPrint = 1.1;   // working
+  double m_dRestNegaBWPrint = 1.1;    // working
   double m_dRestNegaBWPrintBase = 1.1;
   double m_dRestNegaBWPrintStep = -0.03;
   double m_dRestNegaBWWhite = 0.06; // working
   double m_dRestNegaBWWhiteBase = 0.06;
   double m_dRestNegaBWWhiteStep = 0.01;
   double m_dRestNegaBWRangeNormal = 1.57; // exposure range of a usual picture ...
-  double m_dRestNegaBWRangeShare = 0.6; // ... and how far an unusual one is put down to the fading
+  double m_dRestNegaBWRangeShare = 0.6;   // ... and how far an unusual one is put down to the fading
   double m_dRestNegaBWWhiteNormal = 2.1;  // exposure of the whites on normally exposed film ...
-  double m_dRestNegaBWWhitePull = 0.1; // ... and the share of its distance that is taken back
+  double m_dRestNegaBWWhitePull = 0.1;    // ... and the share of its distance that is taken back
   double m_dRestNegaBWMeanShare = -0.04;
   double m_dRestNegaBWFlare = 0.01;
   double m_dRestNegaBWSatScale = 0.25;    // saturation per unit of score and correction level
@@ -395,7 +398,7 @@ class CZEP {
   double m_dRestNegaRangeNormal = 1.86; // exposure range of a usual picture ...
   double m_dRestNegaRangeShare = 0.29;  // ... and how far an unusual one is put down to the fading
   double m_dRestNegaWhiteNormal = 1.6;  // exposure of the whites on normally exposed film ...
-  double m_dRestNegaWhitePull = 0.136; // ... and the share of its distance that is taken back
+  double m_dRestNegaWhitePull = 0.136;  // ... and the share of its distance that is taken back
   double m_dRestNegaMeanShare = 0.06;
   double m_dRestNegaFlare = 0.002;
   double m_dRestNegaSatScale = 0.25;    // saturation per unit of score and correction level
@@ -481,6 +484,29 @@ class CZEP {
   double m_dNegaToneSd = 2.5;
   double m_dNegaBrightMax = 0.06;
 
+  // ---- CalcAgainstLight: display levels. Six pairs weigh the evidence for a backlit picture ----
+
+  double m_dAgainstLevelStep = 0.125;    // strength per backlight level; 1, at level 8, is full
+  double m_dAgainstDarkShareLow = 0.10;  // share of the dark class at which the evidence begins
+  double m_dAgainstDarkShareHigh = 0.30; // share from which it is complete; larger: small subjects are left alone
+  double m_dAgainstDarkOnlyLow = 0.85;   // share above which a picture begins to count as dark all over
+  double m_dAgainstDarkOnlyHigh = 0.95;  // share from which it does: night, no backlight
+  double m_dAgainstGapLow = 60.0;        // distance of the classes' means at which the evidence begins
+  double m_dAgainstGapHigh = 95.0;       // distance from which it is complete
+  double m_dAgainstDarkLow = 110.0;      // mean of the dark class up to which the evidence is complete
+  double m_dAgainstDarkHigh = 150.0;     // mean from which there is none
+  double m_dAgainstBrightLow = 140.0;    // mean of the bright class at which the evidence begins
+  double m_dAgainstBrightHigh = 180.0;   // mean from which it is complete
+  double m_dAgainstSplitLow = 0.60;      // share of the variance between the classes at which the evidence begins
+  double m_dAgainstSplitHigh = 0.78;     // share from which it is complete; a normal heap of tones has 0.64
+  double m_dAgainstTarget = 150.0;   // mean of the dark class that needs no lift; up to about 90 it takes the largest
+  double m_dAgainstAmountMin = 0.01; // lift below which nothing is done; lifts are fractions of 255 at level 64
+  double m_dAgainstAmountMax = 0.28; // largest lift; above 0.295 the slope at level 128 is below 0.3: a gray veil
+  double m_dAgainstSatScale = 0.5;   // saturation per percent of chroma lost and share of the dark class
+  double m_dAgainstSatMax = 50.0;    // cap of the saturation; one above it is kept
+  // Inputs of the curve's inner points, through which its spline stays within 1.3 levels of the formula.
+  int32_t m_nAgainstX[4] = {16, 48, 104, 176};
+
   // ---- CalcBackgroundRemove: as the like-named members of CalcParamFBDoc ----
 
   double m_dBgLevelRef = 7.0;   // reference level
@@ -524,4 +550,19 @@ class CZEP {
 
   ZEP3_PARA* m_pPara = nullptr; // the caller's record; results are written through it
   CHIST* m_pHist = nullptr;     // the histogram object of the same call
+
+ private:
+  // ---- steps of CalcAgainstLight ----
+
+  struct Backlight {
+    double amount = 0.0;    // of the lift, 0..m_dAgainstAmountMax
+    double darkShare = 0.0; // of the samples in the dark class
+    double darkLevel = 0.0; // its mean, as a fraction of 255
+  };
+  // What the record displays: samples by display level, weighted over the channels.
+  void AgainstLightHistogram(double (&histogram)[256]) const;
+  // How far the two classes of the histogram ask for a lift; an amount of 0: not at all.
+  Backlight AgainstLightJudge(const double (&histogram)[256], int64_t level) const;
+  // Writes curves, saturation and flag.
+  void AgainstLightCurve(const Backlight& light);
 };

@@ -20,6 +20,12 @@ inline bool IsUnset(const ZEP3_POINTS& p) {
          p.lSdOut == ZEP3_UNSET;
 }
 
+// A backlight level that asks for a correction. It counts by its low 32 bits; a negative 64-bit value asks for none
+// either.
+inline bool IsBacklightLevel(int64_t level) {
+  return level > 0 && static_cast<int32_t>(static_cast<uint32_t>(level)) > 0;
+}
+
 // Writes the identity into the record: count and points in use, nothing else.
 inline void SetIdentity(ZEP3_TONE& tone) {
   tone.wPointNum = 2;

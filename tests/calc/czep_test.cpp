@@ -120,7 +120,6 @@ TEST(Calculators, ThoseNotAvailableRefuseAndWriteNothing) {
   EXPECT_FALSE(zep.CalcParamNega(matrix));
   EXPECT_FALSE(zep.CalcRestorationNega());
   EXPECT_FALSE(zep.CalcRestorationNegaBW());
-  EXPECT_FALSE(zep.CalcAgainstLight(4));
   EXPECT_EQ(r.Points(), before);
 }
 
