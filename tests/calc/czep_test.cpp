@@ -110,17 +110,4 @@ TEST(Restoration, AScoreThatIsNoNumberIsNotCapped) {
   EXPECT_EQ(r.para.lSaturation, INT32_MIN);
 }
 
-TEST(Calculators, ThoseNotAvailableRefuseAndWriteNothing) {
-  Record r(ZEP3_DOC_NEGATIVE);
-  CHIST hist;
-  CZEP zep;
-  zep.SetParam(&hist, &r.para);
-  const auto before = r.Points();
-  double matrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-  EXPECT_FALSE(zep.CalcParamNega(matrix));
-  EXPECT_FALSE(zep.CalcRestorationNega());
-  EXPECT_FALSE(zep.CalcRestorationNegaBW());
-  EXPECT_EQ(r.Points(), before);
-}
-
 } // namespace

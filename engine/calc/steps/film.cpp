@@ -64,15 +64,15 @@ Exposures ExposuresOf(const Film& film, const FilmEnds& ends, const uint32_t (&h
   return x;
 }
 
-// Samples laid along a channel's range.
-constexpr int kAlong = 32;
+// Samples laid along the print.
+constexpr int kAlong = 33;
 
 // The curve of a negative's table, out^gamma = scale / level - offset, is for a given gamma a straight line in
 // 1 / level. Its weighted regression on the wanted outputs (0..1).
 class CurveFit {
  public:
   void Add(double level, double wanted, double weight) {
-    m_reciprocal[m_count] = 1.0 / AtLeast(kLevelFloor, level);
+    m_reciprocal[m_count] = 1.0 / level;
     m_logWanted[m_count] = std::log(wanted);
     m_weight[m_count] = weight;
     m_count++;
@@ -146,7 +146,7 @@ class CurveFit {
   static constexpr double kGammaMax = 2.2;
   static constexpr int kSections = 12; // leaves a gamma known to within 0.5 %
 
-  static constexpr int kSize = 256 + kAlong + 1;
+  static constexpr int kSize = 256 + kAlong;
 
   double m_reciprocal[kSize];
   double m_logWanted[kSize];
@@ -174,6 +174,11 @@ FilmEnds MeasureFilmEnds(const CHIST& hist, const int (&lowest)[3], int highest,
 
 double Film::ExposureAt(int c, double logLevel) const {
   return Exposure(1.8 * (clear[c] - logLevel), slope[c], toe) - balance[c];
+}
+
+double Film::LevelAt(int c, double exposure) const {
+  const double density = slope[c] * toe * std::log1p(std::exp((exposure + balance[c]) / toe));
+  return std::pow(10.0, clear[c] - density / 1.8);
 }
 
 Film JudgeColourFilm(const FilmEnds& ends, const FilmTraits& traits, const WhiteTrust& trust) {
@@ -238,18 +243,17 @@ void PrintFilm(const Film& film, const FilmEnds& ends, const PrintRule& rule, co
   constexpr double kLightest = 248.0 / 255.0;
   for (int c = 0; c < 3; c++) {
     CurveFit fit;
-    const auto want = [&](double level, double exposure, double samples) {
-      const double light = (std::pow(10.0, (exposure - white) * contrast) - rule.flare) / (1.0 - rule.flare);
-      const double wanted = std::pow(Clamp(light, 0.0, 1.0), 1.0 / 1.8);
-      if (kDarkest < wanted && wanted < kLightest) fit.Add(level, wanted, samples);
-    };
     for (int i = 0; i < 256; i++) {
-      if (histogram[c][i] > 0) want(i, x.at[c][i], histogram[c][i]);
+      if (histogram[c][i] == 0) continue;
+      const double light = (std::pow(10.0, (x.at[c][i] - white) * contrast) - rule.flare) / (1.0 - rule.flare);
+      const double wanted = std::pow(Clamp(light, 0.0, 1.0), 1.0 / 1.8);
+      if (kDarkest < wanted && wanted < kLightest) fit.Add(AtLeast(kLevelFloor, i), wanted, histogram[c][i]);
     }
-    // A few samples along the range keep the curve defined where the picture has hardly a level.
-    for (int i = 0; i <= kAlong; i++) {
-      const double logLevel = ends.dense[c] + (film.clear[c] - ends.dense[c]) * i / kAlong;
-      want(std::pow(10.0, logLevel), film.ExposureAt(c, logLevel), 1.0);
+    // A sample each of prints between the two keep the curve defined where the picture has hardly a level.
+    for (int i = 0; i < kAlong; i++) {
+      const double wanted = kDarkest + (kLightest - kDarkest) * i / (kAlong - 1);
+      const double light = std::pow(wanted, 1.8) * (1.0 - rule.flare) + rule.flare;
+      fit.Add(film.LevelAt(c, white + std::log10(light) / contrast), wanted, 1.0);
     }
     ZEP3_POINTS& p = ic.ch[c];
     const double gamma = fit.BestGamma();
@@ -257,7 +261,7 @@ void PrintFilm(const Film& film, const FilmEnds& ends, const PrintRule& rule, co
     const auto levelFor = [&](int64_t out16) {
       return line.scale / AtLeast(line.scale / 255.0, std::pow(Level8(out16) / 255.0, gamma) + line.offset);
     };
-    const double sdIn = levelFor(p.lSdOut);
+    const double sdIn = AtLeast(2.0 * kLevelFloor, levelFor(p.lSdOut));
     const double hlIn = AtMost(0.98 * sdIn, levelFor(p.lHlOut));
     p.lHlIn = ClampToLevel16(hlIn);
     p.lSdIn = ClampToLevel16(sdIn);

@@ -62,8 +62,9 @@ struct Film {
   double toe;
   double balance[3]; // exposure of a neutral, relative to green
 
-  // Exposure of a level as a neutral would need it in green.
+  // Exposure of a level as a neutral would need it in green, and the level of an exposure.
   double ExposureAt(int c, double logLevel) const;
+  double LevelAt(int c, double exposure) const;
 };
 
 Film JudgeColourFilm(const FilmEnds& ends, const FilmTraits& traits, const WhiteTrust& trust);
