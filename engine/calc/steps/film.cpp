@@ -19,6 +19,17 @@ constexpr double kLampLine[2] = {0.22 / 0.380, -0.31 / 0.380};
 
 // Mean exposure of a usual picture, relative to its whites.
 constexpr double kUsualMean = -0.9;
+// Exposure range of the flattest picture that is told from the film.
+constexpr double kRangeMin = 0.05;
+// How far the contrast of a print follows an unusual range.
+constexpr double kContrastMin = 0.7;
+constexpr double kContrastMax = 2.0;
+// How far whites may lie from those of normally exposed film to count: about three stops.
+constexpr double kWhiteMax = 1.0;
+
+// Monochrome film: level of the base from which a channel counts in full, and the share that it counts at least.
+constexpr double kFullLight = 60.0;
+constexpr double kLeastLight = 0.05;
 
 double Clamp(double v, double lo, double hi) { return AtMost(hi, AtLeast(lo, v)); }
 
@@ -62,6 +73,31 @@ Exposures ExposuresOf(const Film& film, const FilmEnds& ends, const uint32_t (&h
   x.black = Largest(black);
   x.mean = samples > 0 ? sum / static_cast<double>(samples) - x.white : kUsualMean;
   return x;
+}
+
+// What the print of an exposure is, on the curve's scale 0..1, and the other way round.
+struct Paper {
+  double white;
+  double contrast;
+  double flare;
+
+  double OutputOf(double exposure) const {
+    const double light = (std::pow(10.0, (exposure - white) * contrast) - flare) / (1.0 - flare);
+    return std::pow(Clamp(light, 0.0, 1.0), 1.0 / 1.8);
+  }
+  double ExposureFor(double output) const {
+    const double light = std::pow(output, 1.8) * (1.0 - flare) + flare;
+    return white + std::log10(light) / contrast;
+  }
+};
+
+Paper PaperFor(const Exposures& x, const PrintRule& rule) {
+  const double range = AtLeast(kRangeMin, x.white - x.black);
+  const double unusual = Clamp(std::pow(rule.rangeNormal / range, rule.rangeShare), kContrastMin, kContrastMax);
+  return {.white = x.white + rule.white - rule.whitePull * Clamp(x.white - rule.whiteNormal, -kWhiteMax, kWhiteMax) +
+                   rule.meanShare * (x.mean - kUsualMean),
+          .contrast = rule.contrast * unusual,
+          .flare = rule.flare};
 }
 
 // Samples laid along the print.
@@ -217,7 +253,7 @@ Film JudgeMonochromeFilm(const FilmEnds& ends, const FilmTraits& traits) {
   double sum = 0.0;
   double common = 0.0;
   for (int c = 0; c < 3; c++) {
-    const double light = Clamp(std::pow(10.0, ends.clear[c]) / 60.0, 0.05, 1.0);
+    const double light = Clamp(std::pow(10.0, ends.clear[c]) / kFullLight, kLeastLight, 1.0);
     sum += light * light;
     common += light * light * ends.Density(c);
   }
@@ -233,10 +269,7 @@ Film JudgeMonochromeFilm(const FilmEnds& ends, const FilmTraits& traits) {
 void PrintFilm(const Film& film, const FilmEnds& ends, const PrintRule& rule, const uint32_t (&histogram)[3][256],
                ZEP3_IC& ic) {
   const Exposures x = ExposuresOf(film, ends, histogram);
-  const double range = AtLeast(0.05, x.white - x.black);
-  const double contrast = rule.contrast * Clamp(std::pow(rule.rangeNormal / range, rule.rangeShare), 0.7, 2.0);
-  const double white = x.white + rule.white - rule.whitePull * Clamp(x.white - rule.whiteNormal, -1.0, 1.0) +
-                       rule.meanShare * (x.mean - kUsualMean);
+  const Paper paper = PaperFor(x, rule);
 
   // Blacks and whites of the print are left to the toe and the roll-off of the table.
   constexpr double kDarkest = 4.0 / 255.0;
@@ -245,15 +278,13 @@ void PrintFilm(const Film& film, const FilmEnds& ends, const PrintRule& rule, co
     CurveFit fit;
     for (int i = 0; i < 256; i++) {
       if (histogram[c][i] == 0) continue;
-      const double light = (std::pow(10.0, (x.at[c][i] - white) * contrast) - rule.flare) / (1.0 - rule.flare);
-      const double wanted = std::pow(Clamp(light, 0.0, 1.0), 1.0 / 1.8);
+      const double wanted = paper.OutputOf(x.at[c][i]);
       if (kDarkest < wanted && wanted < kLightest) fit.Add(AtLeast(kLevelFloor, i), wanted, histogram[c][i]);
     }
     // A sample each of prints between the two keep the curve defined where the picture has hardly a level.
     for (int i = 0; i < kAlong; i++) {
       const double wanted = kDarkest + (kLightest - kDarkest) * i / (kAlong - 1);
-      const double light = std::pow(wanted, 1.8) * (1.0 - rule.flare) + rule.flare;
-      fit.Add(film.LevelAt(c, white + std::log10(light) / contrast), wanted, 1.0);
+      fit.Add(film.LevelAt(c, paper.ExposureFor(wanted)), wanted, 1.0);
     }
     ZEP3_POINTS& p = ic.ch[c];
     const double gamma = fit.BestGamma();
