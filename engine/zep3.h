@@ -152,17 +152,18 @@ typedef struct ZEP3_PARA {
   uint16_t wReserved;    /* 0; read by nobody */
   int64_t lScreenGamma;  /* in: display gamma times 10; 22 is 2.2. Above 0. */
   ZEP3_IC ic;            /* in and out */
-  int64_t lSaturation;   /* out: proposed saturation change, 0: none. Restoration of colour proposes 0..125, of
-                            monochrome negatives, where colour is stain, -125..0. The backlight correction raises it, up to
-                            50, for the chroma that its lift takes. Never applied by the engine; the table builder sets
-                            it back to 0. */
+  int64_t lSaturation;   /* out: proposed saturation change, signed, 0: none. Restoration proposes more of it, for
+                            monochrome negatives, where colour is stain, less: 0..125 and -125..0 for negatives. The
+                            backlight correction raises it, up to 50, for the chroma that its lift takes. Never applied
+                            by the engine; the table builder sets it back to 0. */
   int64_t lLevelFlag;    /* out: 1 when lCorrectLevel lies above the calculator's base level and a master curve was
                             proposed, else 0; 3 instead of 1, and 2 instead of 0, when the backlight correction wrote
                             curves */
   int64_t lCorrectLevel; /* in: strength of the correction, 0..4, default 4. Above the reference of the calculator (4
-                            for photos, slides, colour negatives and restoration, 2 for monochrome negatives) a master curve is proposed;
-                            documents, whose reference is 7, follow it in both directions. Below 0 acts as 0 where a
-                            table is indexed and is extrapolated elsewhere. */
+                            for photos, slides, colour negatives and restoration, 2 for monochrome negatives) a master
+                            curve is proposed; documents, whose reference is 7, follow it in both directions. Below 0
+                            acts as 0 for colour and faded negatives and where a table is indexed, and is extrapolated
+                            elsewhere. */
   int64_t lAgainstLight; /* in: strength of the backlight correction, in eighths: 4 is half, 8 and above full. 0 or
                             less, as it stands or in its low 32 bits read as signed: off. It lifts a dark subject
                             before a bright background by tone curves and leaves white and all points as they are.
@@ -233,8 +234,8 @@ typedef struct ZEP3_GrayBalance {
  * stand.
  *
  * Returns 0 when the image is refused (null, lBitCount not 24, corners out of order, no pixel inside the area, null
- * pixels, lines that overlap because lBytesPerLine is shorter than a line) and when a colour matrix is needed and missing.
- * lLevelFlag is then 0 and the tone records are identity; the rest of the record may be partly written.
+ * pixels, lines that overlap because lBytesPerLine is shorter than a line) and when a colour matrix is needed and
+ * missing. lLevelFlag is then 0 and the tone records are identity; the rest of the record may be partly written.
  */
 ZEP3_API int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix);
 
