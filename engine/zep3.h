@@ -180,8 +180,9 @@ typedef struct ZEP3_PARA {
  * The analysis area: the four corners of a rectangle that may be rotated, in pixels. 64 bytes.
  *
  * An upright rectangle has ptLeft = ptTop = its top left corner and ptRight = ptBottom = its bottom right corner. A
- * rotated one has four distinct corners in their places and no vertical edge. The analysis leaves a margin out: 5 % of
- * width and height in total.
+ * rotated one has four distinct corners in their places and no vertical edge: such an area is refused, or after the
+ * margin's shrinking covers other pixels than it should. The analysis leaves a margin out: 5 % of width and height in
+ * total.
  */
 typedef struct AREA {
   LPOINT ptLeft;   /* smallest x */
@@ -233,9 +234,11 @@ typedef struct ZEP3_GrayBalance {
  * sub-mode, and default points in sub-modes 2 and 4, leave the caller's points, converted to the display gamma as they
  * stand.
  *
- * Returns 0 when the image is refused (null, lBitCount not 24, corners out of order, no pixel inside the area, null
- * pixels, lines that overlap because lBytesPerLine is shorter than a line) and when a colour matrix is needed and
- * missing. lLevelFlag is then 0 and the tone records are identity; the rest of the record may be partly written.
+ * Returns 0 when the image is refused (null, lBitCount not 24, corners out of order, a vertical edge of a rotated
+ * area, no pixel inside the area, a large area of less than about two blocks' width or height, null pixels, lines that
+ * overlap because lBytesPerLine is shorter than what is read of a line, or reach beyond the address space) and when a
+ * colour matrix is needed and missing. lLevelFlag is then 0 and the tone records are identity; the rest of the record
+ * may be partly written.
  */
 ZEP3_API int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix);
 

@@ -3,10 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <limits>
 #include <random>
 
+#include "engine/calc/czep.h"
+#include "engine/hist/chist.h"
 #include "support.h"
 
 namespace {
@@ -43,25 +46,21 @@ TEST(ScreenGamma, ConvertsLevels) {
   EXPECT_EQ(ValueOfScreenGammaConv(-1, &r.para), INT32_MIN) << "the power of a negative number";
 }
 
-TEST(Analysis, EveryKindOfOriginalIsServedOrFails) {
-  struct Row {
-    int type, subMode;
-    bool served;
-  };
-  const Row rows[] = {{0, 0, true}, {0, 2, true}, {1, 0, true}, {1, 2, true}, {1, 9, true},
-                      {2, 0, true}, {2, 1, true}, {2, 2, true}, {2, 3, true}, {2, 4, true},
-                      {2, 5, true}, {3, 0, true}, {3, 2, true}, {5, 0, true}, {0xFFFF, 0, true}};
+TEST(Analysis, EveryKindOfOriginalIsServed) {
+  // The types beyond the last take the defaults.
+  const int rows[][2] = {{0, 0}, {0, 2}, {1, 0}, {1, 2}, {1, 9}, {2, 0}, {2, 1},     {2, 2},
+                         {2, 3}, {2, 4}, {2, 5}, {3, 0}, {3, 2}, {5, 0}, {0xFFFF, 0}};
   Image image(120, 90);
   FillPicture(image);
   double matrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(testing::Message() << row.type << " " << row.subMode);
-    Record r(row.type, row.subMode);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::Message() << row[0] << " " << row[1]);
+    Record r(row[0], row[1]);
     r.para.lCorrectLevel = 2; // below every reference: no tone curve
     r.para.lLevelFlag = 9;
     r.outMaster.wPointNum = 7;
     r.outRgb[2].ptCtrl[1] = {3, 3};
-    EXPECT_EQ(ZEP3(&image.bmp, &r.para, matrix), row.served);
+    EXPECT_EQ(ZEP3(&image.bmp, &r.para, matrix), 1);
     EXPECT_EQ(r.para.lLevelFlag, 0);
     EXPECT_EQ(r.outMaster.wPointNum, 2);
     EXPECT_EQ(r.outRgb[2].ptCtrl[1].x, 255);
@@ -73,6 +72,33 @@ TEST(Analysis, EveryKindOfOriginalIsServedOrFails) {
   Record expected;
   expected.SetPoints({63424, 4630, INT32_MIN, 0, 123});
   EXPECT_EQ(r.Points(), expected.Points());
+}
+
+// The statistics of a colour negative, in their order, from the image to the calculator.
+TEST(Analysis, ColourNegativesAreReadThroughThePreviewCorrection) {
+  Image image(120, 90);
+  FillPicture(image);
+  image.Fill([&](int x, int y, int c) { return 40 + (x + 30 * c) % 120 + Noise(y * 120 + x, c) / 8; });
+  double matrix[9] = {0.9, 0, 0, 0, 1, 0, 0, 0, 1.2};
+  Record expected(ZEP3_DOC_NEGATIVE);
+  expected.para.lScreenGamma = 18; // the conversion is then an inversion alone
+  CHIST hist;
+  ASSERT_TRUE(hist.MakeHistogram(&image.bmp, 5, &expected.para));
+  ASSERT_TRUE(hist.CalcHistAverage(expected.para) && hist.CalcHistMinValue(expected.para));
+  hist.CalcHistMaxValue(expected.para);
+  ASSERT_TRUE(hist.PreviewImageColorCorrection(&image.bmp));
+  hist.CalcNegaMinValue();
+  CZEP zep;
+  zep.SetParam(&hist, &expected.para);
+  ASSERT_TRUE(zep.CalcParamNega(matrix));
+  Record r(ZEP3_DOC_NEGATIVE);
+  r.para.lScreenGamma = 18;
+  ASSERT_EQ(ZEP3(&image.bmp, &r.para, matrix), 1);
+  for (int c = 0; c < 3; c++) {
+    EXPECT_NEAR(double(r.para.ic.ch[c].lHlIn), double(65535 - expected.para.ic.ch[c].lHlIn), 1.0);
+    EXPECT_NEAR(double(r.para.ic.ch[c].lSdIn), double(65535 - expected.para.ic.ch[c].lSdIn), 1.0);
+    EXPECT_EQ(r.para.ic.ch[c].lGamma, expected.para.ic.ch[c].lGamma);
+  }
 }
 
 TEST(Analysis, UnusableImagesGetTheDefaults) {
@@ -120,7 +146,6 @@ TEST(Analysis, GrayPicturesStayGray) {
   image.Fill([&](int x, int y, int) { return 30 + x + Noise(y * 200 + x, 3) / 16; });
   for (const int type : {1, 2, 3}) {
     for (const int subMode : {0, 1, 2, 3, 4}) {
-      if (type == 3 && subMode == 2) continue;
       for (const int64_t level : {0, 1, 4, 6, 9}) {
         Record r(type, subMode);
         r.para.lCorrectLevel = level;
@@ -169,6 +194,37 @@ TEST(Calls, NullsGiveZeroAndWriteNothing) {
 
 // Records with every field drawn from its extremes run through every call; the sanitizers look on. What comes out is in
 // 32 bits, all table bytes are written, and a second run gives the same.
+// Areas, sizes and strides of every kind on a buffer of exactly the bytes that its fields promise; the sanitizers look
+// on.
+TEST(Calls, HostileImagesAreDefined) {
+  const int64_t edges[] = {0,         1,         5,          20,          39,         40,        41,        -1,
+                           INT32_MAX, INT32_MIN, 2147483698, -2147483699, 4294967296, INT64_MAX, INT64_MIN, 100};
+  std::mt19937 random(4);
+  const auto draw = [&] { return edges[random() % std::size(edges)]; };
+  double matrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+  int served = 0;
+  for (int n = 0; n < 20000; n++) {
+    Image image(40 - n % 2 * 39, 1 + n % 50, n % 3, n % 4);
+    Record r(n % 5, n % 6);
+    // The buffer is the caller's promise: sizes only shrink.
+    if (n % 8 == 0) image.bmp.lWidth = std::min(image.bmp.lWidth, draw());
+    if (n % 8 == 1) image.bmp.lHeight = std::min(image.bmp.lHeight, draw());
+    if (n % 16 == 2) image.bmp.lBytesPerLine = std::clamp<int64_t>(draw(), 0, image.stride);
+    if (n % 2 == 0) {
+      const int64_t left = draw(), top = draw(), right = draw(), bottom = draw();
+      image.SetArea({left, top}, {left, top}, {right, bottom}, {right, bottom});
+      if (n % 4 == 0) image.SetArea({left, draw()}, {draw(), top}, {right, draw()}, {draw(), bottom});
+    }
+    served += ZEP3(&image.bmp, &r.para, matrix);
+  }
+  EXPECT_GT(served, 1000);
+  // Left and right that pass each other in the low 32 bits.
+  Image image(100, 100);
+  image.SetArea({-2147483699, 0}, {-2147483699, 0}, {2147483698, 100}, {2147483698, 100});
+  Record r;
+  EXPECT_EQ(ZEP3(&image.bmp, &r.para, nullptr), 0);
+}
+
 TEST(Calls, HostileRecordsAreDefined) {
   const int64_t extremes[] = {0,     -1,        1,         4,         22,        255,   257,  65535,
                               65536, INT32_MAX, INT32_MIN, INT64_MAX, INT64_MIN, 62965, 2570, 100};

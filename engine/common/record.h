@@ -20,8 +20,8 @@ inline bool IsUnset(const ZEP3_POINTS& p) {
          p.lSdOut == ZEP3_UNSET;
 }
 
-// A backlight level that asks for a correction. It counts by its low 32 bits; a negative 64-bit value asks for none
-// either.
+// A backlight level that asks for a correction. Its low 32 bits decide, read as signed; a negative 64-bit value asks
+// for none either. How strong it is, the whole value says.
 inline bool IsBacklightLevel(int64_t level) {
   return level > 0 && static_cast<int32_t>(static_cast<uint32_t>(level)) > 0;
 }

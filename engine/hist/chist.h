@@ -29,7 +29,8 @@ class CHIST {
 
   // Validates the area, shrinks it by `margin` percent (above 90: 90; 0 or less: none) and sets up the inside test:
   // m_bRotatedArea and either m_nAreaRect or the four edge lines. A rectangle of less than 40 pixels with a margin
-  // keeps m_nAreaRect as it is. False when the corners are out of order or an edge of a rotated area is vertical.
+  // keeps m_nAreaRect as it is. False when the corners are out of order or an edge of a rotated area is vertical after
+  // the shrinking, which moves one that was vertical before.
   bool CalcLineEquation(AREA* area, int margin);
   // The validation alone; sets m_bRotatedArea.
   bool AreaCheck(AREA* area);

@@ -36,7 +36,7 @@ AreaSampler::AreaSampler(const CHIST& hist, const ZEP3_BmpInfo& image, int targe
   int64_t pixels = 0;
   for (int y = m_lines.begin; y < m_lines.end; y++) {
     const PixelSpan inside = InnerSpan(y);
-    pixels += std::max(0, inside.end - inside.begin);
+    pixels += std::max<int64_t>(0, int64_t{inside.end} - inside.begin);
   }
   m_bBlocks = pixels > 2 * static_cast<int64_t>(target);
   if (!m_bBlocks) return;
@@ -55,7 +55,8 @@ bool AreaSampler::IsReadable() const {
   const uint64_t linesBefore = static_cast<uint64_t>(m_lines.end) - 1;
   if (linesBefore == 0) return true;
   const uint64_t stride = Magnitude(m_nStride);
-  return stride >= line && stride <= (static_cast<uint64_t>(PTRDIFF_MAX) - line) / linesBefore;
+  if (stride < line && m_lines.end - m_lines.begin > 1) return false;
+  return stride <= (static_cast<uint64_t>(PTRDIFF_MAX) - line) / linesBefore;
 }
 
 bool CHIST::MakeHistogram(ZEP3_BmpInfo* image, int margin, ZEP3_PARA* para) {

@@ -53,8 +53,8 @@ class AreaSampler {
     int64_t samples = 0;
     for (int64_t y = m_lines.begin; y < m_lines.end - m_nBlockHeight; y += m_nBlockHeight) {
       const PixelSpan inside = InnerSpan(static_cast<int>(y));
-      const int64_t first = CeilDivide(inside.begin - m_columns.begin, m_nBlockWidth);
-      const int64_t last = std::min(perLine, CeilDivide(inside.end - m_columns.begin, m_nBlockWidth));
+      const int64_t first = CeilDivide(int64_t{inside.begin} - m_columns.begin, m_nBlockWidth);
+      const int64_t last = std::min(perLine, CeilDivide(int64_t{inside.end} - m_columns.begin, m_nBlockWidth));
       if (first >= last) continue;
       // Line by line over all blocks: the image is read in the order in which it lies in memory.
       std::fill(sums.begin(), sums.end(), 0);

@@ -57,10 +57,14 @@ TEST(Area, RefusesCornersOutOfOrderAndVerticalEdges) {
       {"top below right", {{0, 50}, {50, 51}, {100, 50}, {50, 100}}},
       {"left below bottom", {{0, 101}, {50, 0}, {100, 50}, {50, 100}}},
       {"right below bottom", {{0, 50}, {50, 0}, {100, 101}, {50, 100}}},
+      {"left right of bottom", {{51, 50}, {60, 0}, {100, 50}, {50, 100}}},
+      {"top right of right", {{0, 50}, {101, 0}, {100, 50}, {50, 100}}},
+      {"top below left", {{0, 50}, {50, 51}, {100, 60}, {50, 100}}},
       {"half a rectangle", {{0, 0}, {0, 0}, {100, 50}, {50, 100}}},
       {"the other half", {{0, 50}, {50, 0}, {100, 100}, {100, 100}}},
       {"vertical left edge", {{0, 50}, {0, 0}, {100, 50}, {50, 100}}, true, 0},
       {"vertical right edge", {{0, 50}, {100, 0}, {100, 50}, {50, 100}}, true},
+      {"vertical in the low 32 bits", {{0, 50}, {int64_t{1} << 32, 0}, {int64_t{1} << 33, 50}, {50, 100}}, true, 0},
       {"corners at the ends of 64 bits", Rectangle(INT64_MIN, INT64_MIN, INT64_MAX, INT64_MAX), true},
   };
   for (const Row& row : rows) {

@@ -194,10 +194,15 @@ TEST(Statistics, UsableRange) {
     bool usable;
   };
   const Row rows[] = {
-      {"0.3 outside is accepted", 2, 0, 7, true},       {"0.4 is not", 2, 0, 6, false},
-      {"white counts on paper", 2, 255, 0, true},       {"but not beside film", 1, 242, 6, false},
-      {"red film starts at 16", 0, 15, 6, false},       {"and holds it", 0, 16, 6, true},
-      {"monochrome starts at 4", 3, 3, 6, false},       {"and holds it", 3, 4, 6, true},
+      {"0.3 outside is accepted", 2, 0, 7, true},
+      {"0.4 is not", 2, 0, 6, false},
+      {"white counts on paper", 2, 255, 0, true},
+      {"but not beside film", 1, 242, 6, false},
+      {"red film starts at 16", 0, 15, 6, false},
+      {"and holds it", 0, 16, 6, true},
+      {"light beside it does not count", 0, 242, 6, false},
+      {"monochrome starts at 4", 3, 3, 6, false},
+      {"and holds it", 3, 4, 6, true},
       {"no bounds, nothing inside", 5, 100, 10, false},
   };
   for (const Row& row : rows) {
@@ -207,6 +212,17 @@ TEST(Statistics, UsableRange) {
     hist.m_nHist[0][100] += static_cast<uint32_t>(row.inside);
     hist.m_nHist[1][100] = hist.m_nHist[2][100] = 10;
     EXPECT_EQ(hist.IsOutRange(Record(row.type).para), row.usable) << row.why;
+  }
+  const int lowest[3] = {16, 12, 8};
+  for (int c = 0; c < 3; c++) {
+    for (const int below : {0, 1}) {
+      CHIST hist;
+      hist.m_nPixelCount = 10;
+      for (auto& channel : hist.m_nHist) channel[100] = 10;
+      hist.m_nHist[c][100] = 6;
+      hist.m_nHist[c][lowest[c] - below] = 4;
+      EXPECT_EQ(hist.IsOutRange(Record(0).para), below == 0) << c;
+    }
   }
   CHIST quarter; // a share without a rounding: the limit itself is accepted
   quarter.m_nPixelCount = 4;
@@ -265,6 +281,21 @@ TEST(NegaStatistics, PreviewCorrectionMixesAndKeepsTheFirstHistograms) {
   EXPECT_NEAR(hist.m_pdNegaMin[0][0], 101.002, 1e-9);
   EXPECT_NEAR(hist.m_pdNegaMin[1][0], 101.102, 1e-9);
   EXPECT_NEAR(hist.m_pdNegaMin[2][0], 101.202, 1e-9);
+}
+
+TEST(NegaStatistics, PreviewCorrectionReadsLargeImagesByBlocks) {
+  // 9 pixels a sample: 3 by 3, and none that ends on the far edge.
+  Image image(303, 300);
+  image.Fill([](int, int, int c) { return c == 0 ? 250 : 40; });
+  Record r(ZEP3_DOC_NEGATIVE);
+  CHIST hist;
+  ASSERT_TRUE(hist.MakeHistogram(&image.bmp, 0, &r.para));
+  const double min[3] = {10, 40, 40};
+  for (int c = 0; c < 3; c++) hist.m_pdHistMin[1][c] = min[c];
+  ASSERT_TRUE(hist.PreviewImageColorCorrection(&image.bmp));
+  EXPECT_EQ(hist.m_nPixelCount, 99 * 100);
+  EXPECT_EQ(hist.m_nHist[0][213], 9900u); // 0.85, 0.01875, 0.01875: (217 * 250 + 4 * 40 + 4 * 40 + 128) / 256
+  EXPECT_EQ(hist.m_nHist[1][111], 9900u); // 0.3, 0.85, 0.075: (76 * 250 + 217 * 40 + 19 * 40 + 128) / 256
 }
 
 TEST(NegaStatistics, PreviewCorrectionScalesWithTheClearFilm) {

@@ -1,4 +1,5 @@
 // Runs the engine once on a raw pixel file and prints the three tables: a tool for people who know the engine.
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <iostream>
@@ -55,10 +56,13 @@ int main(int argc, char** argv) {
   if (mode == 1) para.wSubMode = ZEP3_SUB_GROUND_COLOR_REMOVAL;
   if (mode == 0) para.wSubMode = ZEP3_SUB_BACKGROUND_REMOVAL;
 
+  // The size before and after loading: a file that changes in between is read no further than it was loaded.
+  const int64_t sizeBefore = GetFileSize(path);
   char* file = LoadFileToMemory(path);
   uint8_t* pixels = reinterpret_cast<uint8_t*>(file);
   const bool complete =
-      image.IsEmpty() || (file != nullptr && image.Bytes() <= static_cast<int32_t>(GetFileSize(path)));
+      image.IsEmpty() ||
+      (file != nullptr && image.Bytes() <= static_cast<int32_t>(std::min(sizeBefore, GetFileSize(path))));
   std::vector<uint8_t> expanded;
   if (image.gray && complete && !image.IsEmpty()) {
     expanded = ExpandGray(pixels, image.Bytes());
