@@ -1,7 +1,7 @@
 """Statistics to proposed points of colour negatives and faded negatives.
 The ends of a channel's range are log10 of film levels: the clear end is film base, the dense end the scene's
 whites. Exposures are log10; a density is 1.8 times a distance of levels, because levels are light to 1 / 1.8."""
-from math import exp, isfinite, log, log10, log1p, pow
+from math import exp, hypot, isfinite, log, log10, log1p, pow
 from types import SimpleNamespace
 
 from calculators import level_tone, mirrored_outputs
@@ -123,11 +123,11 @@ def contrasts(matrix):
 
 
 def ends(st, t, least):
-    """Clear, black and dense ends; a statistic below the lowest level counted was not found."""
+    """Clear, black and dense ends; what lies below the lowest level counted was not found."""
     clear, black, dense = [], [], []
     for c in range(3):
         clear.append(lg(st.max0[c] if st.max0[c] >= t.low[c] else 241))
-        black.append(lg(st.max1[c]) if st.max1[c] >= t.low[c] else clear[c])
+        black.append(min(clear[c], lg(st.max1[c])) if st.max0[c] >= t.low[c] else clear[c])
         found = st.min0[c] >= t.low[c] and st.min1[c] >= t.low[c]
         dense.append((lg(st.min0[c]) + lg(st.min1[c])) / 2 if found else clear[c] - t.default)
         dense[c] = min(dense[c], clear[c] - least)
@@ -138,7 +138,7 @@ def checked(st, k, clear, dense, contrast):
     """The ends after the judgements and checks."""
     mean = [clamp(lg(st.ave[c]), dense[c] + 0.02, clear[c] - 0.02) for c in range(3)]
     over, overs = exposure_over([lg(v) for v in st.min0], [lg(v) for v in st.min1])
-    under, unders = exposure_under([lg(v) for v in st.max0], [lg(v) for v in st.max1], dense)
+    under, unders = exposure_under(clear, [lg(v) for v in st.max1], dense)
     dense = balance_ranges(dense, clear, overs, unders)
     lower = [clear[c] - (clear[c] - dense[c]) / contrast[c] for c in range(3)]
     mid = [clear[c] - (clear[c] - mean[c]) / contrast[c] for c in range(3)]
@@ -172,9 +172,10 @@ def whites(t, n, slopes):
     red, _, blue = seen()
     red = red if red > 0 else min(0.0, red + t.red)
     lamp = (0.22 / 0.380, -0.31 / 0.380)
-    along, across = red * lamp[0] + blue * lamp[1], red * lamp[1] - blue * lamp[0]
+    along = red * lamp[0] + blue * lamp[1]
+    across = hypot(red - along * lamp[0], blue - along * lamp[1])
     along = max(0.0, along - t.lamp) if along > 0 else min(0.0, along + t.shade)
-    belief = 1 / (1 + pow(pow(along * along + across * across, 0.5) / t.trust, 4))
+    belief = 1 / (1 + pow(hypot(along, across) / t.trust, 4))
     part = [log(max(0.01, n[c]) / slopes[c]) for c in range(3)]
     sure = t.sure + (1 - t.sure) * belief
     slopes = [slopes[c] * exp(clamp(t.share * (part[c] - part[1]), -t.limit, t.limit) * sure) for c in range(3)]
@@ -233,8 +234,10 @@ def develop(rec, st, t, k, clear, black, dense, slopes, balance):
         levels = [(st.hist[c][i], max(0.1, i)) for i in range(256) if st.hist[c][i]]
         levels += [(1, pow(10, dense[c] + (clear[c] - dense[c]) * i / 32)) for i in range(33)]
         scale, offset, gamma = curve([(n, v, 255 * pow(light(c, log10(v)), 1 / 1.8)) for n, v in levels])
-        rec.points.append([store16(scale / (pow(out, gamma) + offset)) for out in (200.0, 10.0)]
-                          + [51400, 2570, trunc32(100 * gamma + 0.5, "points")])
+        # a curve that comes down to 10 beyond full scale, or not at all, ends there
+        high, low = [scale / max(scale / 255, pow(out, gamma) + offset) for out in (200.0, 10.0)]
+        rec.points.append([store16(min(0.98 * low, high)), store16(low), 51400, 2570,
+                           trunc32(100 * gamma + 0.5, "points")])
     rec.curves, rec.flag = [2, 5], int(rec.level > 4)
     if rec.flag:
         level_tone(rec, mirrored_outputs(rec), st.hist, 4.0, 0.05, 200.0)
