@@ -1,6 +1,7 @@
 // Runs the golden rows: text files with input records and the results that compute.py, a separate computation, expects.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <map>
@@ -155,6 +156,15 @@ Result RunScan(const Case& c) {
   return result;
 }
 
+void FillHistogram(CHIST& hist, const Case& c) {
+  const auto spans = c.Integers("hist"); // channel, lowest, highest; repeated
+  for (size_t k = 0; k < spans.size(); k += 3) {
+    for (int64_t i = spans[k + 1]; i <= spans[k + 2]; i++) {
+      hist.m_nHistOrg[spans[k]][i] = uint32_t(1 + (i * 7 + spans[k] * 13) % 11);
+    }
+  }
+}
+
 Result RunCalculator(const Case& c) {
   const auto r = RecordOf(c);
   CHIST hist;
@@ -163,12 +173,7 @@ Result RunCalculator(const Case& c) {
   for (int k = 0; k < 4; k++) std::memcpy(rows[k], c.Doubles(names[k]).data(), 4 * sizeof(double));
   hist.m_dAnlRange[3] = c.Doubles("range3")[0];
   std::memcpy(hist.m_dAnlSlope, c.Doubles("slopes").data(), sizeof hist.m_dAnlSlope);
-  const auto spans = c.Integers("hist"); // channel, lowest, highest; three times
-  for (size_t k = 0; k < spans.size(); k += 3) {
-    for (int64_t i = spans[k + 1]; i <= spans[k + 2]; i++) {
-      hist.m_nHistOrg[spans[k]][i] = uint32_t(1 + (i * 7 + spans[k] * 13) % 11);
-    }
-  }
+  FillHistogram(hist, c);
   // Negatives read the histograms as first built, whatever the working ones hold.
   if (r->para.wDocType != ZEP3_DOC_NEGATIVE_BW) std::memcpy(hist.m_nHist, hist.m_nHistOrg, sizeof hist.m_nHist);
   r->para.lSaturation = 777; // what an earlier analysis left
@@ -185,6 +190,34 @@ Result RunCalculator(const Case& c) {
   }
   Result result;
   result.values["return"] = {double((zep.*method)())};
+  result.TakeRecord(*r);
+  return result;
+}
+
+Result RunNegative(const Case& c) {
+  const auto r = RecordOf(c);
+  CHIST hist;
+  double* rows[6] = {hist.m_pdHistMin[0], hist.m_pdHistMin[1], hist.m_pdHistMax[0],
+                     hist.m_pdHistMax[1], hist.m_pdNegaMin[1], hist.m_pdHistAve};
+  const char* names[6] = {"min0", "min1", "max0", "max1", "nega1", "ave"};
+  for (int k = 0; k < 6; k++) std::memcpy(rows[k], c.Doubles(names[k]).data(), 3 * sizeof(double));
+  FillHistogram(hist, c);
+  // The working histograms are those of the corrected image: of no use for the film.
+  for (auto& channel : hist.m_nHist) std::fill(std::begin(channel), std::end(channel), 3u);
+  r->para.lSaturation = 777; // what an earlier analysis left
+  r->para.lLevelFlag = 9;
+  CZEP zep;
+  zep.SetParam(&hist, &r->para);
+  Result result;
+  bool done = false;
+  if (r->para.wDocType == ZEP3_DOC_NEGATIVE_BW) {
+    done = zep.CalcRestorationNegaBW();
+  } else if (r->para.wSubMode == ZEP3_SUB_RESTORATION) {
+    done = zep.CalcRestorationNega();
+  } else {
+    done = zep.CalcParamNega(c.Has("matrix") ? c.Doubles("matrix").data() : nullptr);
+  }
+  result.values["return"] = {double(done)};
   result.TakeRecord(*r);
   return result;
 }
@@ -234,6 +267,7 @@ void RunFile(const std::string& file, size_t least, Result (*run)(const Case&)) 
 
 TEST(Golden, Scans) { RunFile("scans.txt", 38, RunScan); }
 TEST(Golden, Calculators) { RunFile("calculators.txt", 42, RunCalculator); }
+TEST(Golden, Negatives) { RunFile("negatives.txt", 42, RunNegative); }
 TEST(Golden, Tables) { RunFile("tables.txt", 27, RunTables); }
 TEST(Golden, Pipette) { RunFile("pipette.txt", 21, RunPipette); }
 

@@ -33,6 +33,16 @@ def point_outputs(rec):
     return outs
 
 
+def mirrored_outputs(rec):
+    """The same of a negative, whose film levels are mirrored in the range: x -> HI * SI / x."""
+    outs = []
+    for hi, si, ho, so, gm in rec.points:
+        a, b = fit(hi / 257, si / 257, so / 257, ho / 257, gm / 100)
+        mirrored = [0.0] + [hi / 257 * (si / 257) / i for i in range(1, 256)]
+        outs.append([bent(x, a, b, gm / 100) for x in mirrored])
+    return outs
+
+
 def balance(h, limit, low, high):
     """Share (percent) of the channels' own highlights, colour ratio and colour spread."""
     ratio = max(h[:3]) / min(h[:3])
@@ -170,13 +180,8 @@ def mono_negative(rec, st):
         gm = trunc32(g * 100 + 0.5, "points")
         rec.points.append([store16(ends[0]), store16(ends[1]), 51400, 2570, gm])
     rec.curves, rec.sat, rec.flag = [2, 5], 0, int(rec.level > 2)
-    if rec.flag:                              # film levels are mirrored in the range: x -> HI * SI / x
-        outs = []
-        for hi, si, ho, so, gm in rec.points:
-            a, b = fit(hi / 257, si / 257, so / 257, ho / 257, gm / 100)
-            mirrored = [0.0] + [hi / 257 * (si / 257) / i for i in range(1, 256)]
-            outs.append([bent(x, a, b, gm / 100) for x in mirrored])
-        level_tone(rec, outs, st.hist, 2.0, 0.05, 200.0)
+    if rec.flag:
+        level_tone(rec, mirrored_outputs(rec), st.hist, 2.0, 0.05, 200.0)
 
 
 def restoration(rec, st):

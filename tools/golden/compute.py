@@ -2,7 +2,7 @@
 """A second computation of the engine's results, kept apart from the C++ sources so that a slip in one of the
 two shows as a difference. It reads the cases of the golden rows in tests/golden and writes the expected values
 behind them; with --check it changes nothing and fails where a row differs. The computation is in numeric.py
-(arithmetic), histogram.py, calculators.py and tables.py; here are the runs, the reader and the writer.
+(arithmetic), histogram.py, calculators.py, negatives.py and tables.py; here are the runs, the reader and the writer.
 
 A case is a comment that says why it is there, `case NAME`, and lines `key value ...`: first its input, then
 the expected keys, which begin with `=`. To add a case, write its input and run this program.
@@ -15,6 +15,7 @@ from types import SimpleNamespace
 sys.dont_write_bytecode = True                # set before the imports: no cache directory in the tree
 from calculators import calculate, fixed_defaults, to_display
 from histogram import histograms, statistics
+from negatives import negative
 from numeric import edges
 from tables import convert_matrix, gray_balance, make_tables, pipette_gamma
 
@@ -56,13 +57,22 @@ def run_scan(rec, f):
 
 def run_calculator(rec, f):
     numbers = {key: [float(v) for v in f[key].split()] for key in ("max0", "max1", "max2", "min1", "slopes")}
+    calculate(rec, SimpleNamespace(hist=made_histogram(f), range3=float(f["range3"]), **numbers))
+    return proposal(rec)
+
+
+def run_negative(rec, f):
+    numbers = {key: [float(v) for v in f[key].split()] for key in ("min0", "min1", "max0", "max1", "nega1", "ave")}
+    return proposal(rec) if negative(rec, SimpleNamespace(hist=made_histogram(f), **numbers)) else {"return": [0]}
+
+
+def made_histogram(f):
     hist = [[0] * 256 for _ in range(3)]
-    spans = [int(v) for v in f["hist"].split()]           # channel, lowest and highest level; three times
+    spans = [int(v) for v in f["hist"].split()]           # channel, lowest and highest level; repeated
     for c, lo, hi in zip(spans[0::3], spans[1::3], spans[2::3]):
         for i in range(lo, hi + 1):
             hist[c][i] = 1 + (i * 7 + c * 13) % 11
-    calculate(rec, SimpleNamespace(hist=hist, range3=float(f["range3"]), **numbers))
-    return proposal(rec)
+    return hist
 
 
 def proposal(rec):
@@ -118,8 +128,8 @@ def computed(text, run):
 if __name__ == "__main__":
     folder = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "tests", "golden")
     different = []
-    for name, run in (("scans", run_scan), ("calculators", run_calculator), ("tables", run_tables),
-                      ("pipette", run_pipette)):
+    for name, run in (("scans", run_scan), ("calculators", run_calculator), ("negatives", run_negative),
+                      ("tables", run_tables), ("pipette", run_pipette)):
         path = os.path.join(folder, name + ".txt")
         with open(path) as rows:
             old = rows.read()
