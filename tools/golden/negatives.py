@@ -268,7 +268,7 @@ def negative(rec, st):
     ranges = [clear[c] - dense[c] for c in range(3)]
     n = [1.8 * v for v in ranges]
     if t is MONO:
-        weights = [clamp(pow(10, v) / 60, 0.05, 1.0) ** 2 for v in clear]
+        weights = [min(1.0, pow(10, v) / 60) ** 2 for v in clear]
         common = sum(w * v for w, v in zip(weights, n)) / sum(weights)
         slopes, balance = [0.4 * v / common for v in n], [0.0] * 3
         score = min(50.0, 80.0 * (1 - min(ranges) / max(ranges)))

@@ -10,11 +10,9 @@ namespace {
 
 // One 8-bit step at the base; what lies closer to it is the scanner's noise.
 constexpr double kLeastDensity = 0.01;
-// Below this the whites of a channel tell nothing about its slope.
-constexpr double kLeastWhite = 0.05;
 
 // Direction, in exposures of red and blue relative to green, in which incandescent light moves a neutral: black bodies
-// of 3200 K against 5500 K at 640, 545 and 450 nm, normalised.
+// of 3200 K against 5500 K at 640, 545 and 450 nm, over their length.
 constexpr double kLampLine[2] = {0.22 / 0.380, -0.31 / 0.380};
 
 // Mean exposure of a usual picture, relative to its whites.
@@ -27,9 +25,8 @@ constexpr double kContrastMax = 2.0;
 // How far whites may lie from those of normally exposed film to count: about three stops.
 constexpr double kWhiteMax = 1.0;
 
-// Monochrome film: level of the base from which a channel counts in full, and the share that it counts at least.
+// Monochrome film: level of the base from which a channel counts in full.
 constexpr double kFullLight = 60.0;
-constexpr double kLeastLight = 0.05;
 
 double Clamp(double v, double lo, double hi) { return AtMost(hi, AtLeast(lo, v)); }
 
@@ -222,7 +219,7 @@ Film JudgeColourFilm(const FilmEnds& ends, const FilmTraits& traits, const White
   film.toe = traits.toe;
   double white[3];
   const auto exposeWhites = [&] {
-    for (int c = 0; c < 3; c++) white[c] = Exposure(AtLeast(kLeastWhite, ends.Density(c)), film.slope[c], film.toe);
+    for (int c = 0; c < 3; c++) white[c] = Exposure(ends.Density(c), film.slope[c], film.toe);
   };
   for (int c = 0; c < 3; c++) {
     film.clear[c] = ends.clear[c];
@@ -232,7 +229,7 @@ Film JudgeColourFilm(const FilmEnds& ends, const FilmTraits& traits, const White
   const double belief = Belief(white[0] - white[1] - trust.balance[0], white[2] - white[1] - trust.balance[2], trust);
 
   // Whites of unequal density: in part the channel's contrast is another than the film's.
-  const auto logContrast = [&](int c) { return std::log(AtLeast(kLeastWhite, ends.Density(c)) / traits.slope[c]); };
+  const auto logContrast = [&](int c) { return std::log(ends.Density(c) / traits.slope[c]); };
   const double believed = trust.slopeSure + (1.0 - trust.slopeSure) * belief;
   for (int c = 0; c < 3; c++) {
     const double change =
@@ -253,14 +250,14 @@ Film JudgeMonochromeFilm(const FilmEnds& ends, const FilmTraits& traits) {
   double sum = 0.0;
   double common = 0.0;
   for (int c = 0; c < 3; c++) {
-    const double light = Clamp(std::pow(10.0, ends.clear[c]) / kFullLight, kLeastLight, 1.0);
+    const double light = AtMost(1.0, std::pow(10.0, ends.clear[c]) / kFullLight);
     sum += light * light;
     common += light * light * ends.Density(c);
   }
-  common = AtLeast(kLeastWhite, common / sum);
+  common /= sum;
   for (int c = 0; c < 3; c++) {
     film.clear[c] = ends.clear[c];
-    film.slope[c] = traits.slope[c] * AtLeast(kLeastWhite, ends.Density(c)) / common;
+    film.slope[c] = traits.slope[c] * ends.Density(c) / common;
     film.balance[c] = 0.0;
   }
   return film;
