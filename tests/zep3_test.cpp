@@ -275,7 +275,16 @@ TEST(Calls, HostileRecordsAreDefined) {
       int64_t pick[3] = {draw(), draw(), draw()};
       GetGamma(pick, &r.para);
       const int64_t target[3] = {draw(), draw(), draw()};
-      AdjustSpecifiedColor(&r.para, pick, target, matrix, matrix);
+      // Refused with nothing written, or equal colours, or points in order on the scale.
+      const ZEP3_PARA before = r.para;
+      const bool adjusted = AdjustSpecifiedColor(&r.para, pick, target, matrix, matrix) == 1;
+      if (adjusted && std::memcmp(&r.para, &before, sizeof before) != 0) {
+        for (const ZEP3_POINTS& p : r.para.ic.ch) {
+          ASSERT_TRUE(0 <= p.lSdIn && p.lSdIn < p.lHlIn && p.lHlIn <= 65535 && p.lSdOut < p.lHlOut) << seed;
+        }
+      } else {
+        ASSERT_EQ(std::memcmp(&r.para, &before, sizeof before), 0) << seed;
+      }
       table.fill(static_cast<uint8_t>(&table - tables));
       ASSERT_EQ(MakeZEP3LUTEx(&r.para, matrix, table.data()), 1);
       double converted[9];
