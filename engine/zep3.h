@@ -276,6 +276,16 @@ ZEP3_API int MakeZEP3LUT(ZEP3_PARA* para, uint8_t* table);
 ZEP3_API int MakeZEP3LUTEx(ZEP3_PARA* para, double* pdColorMatrix, uint8_t* table);
 
 /*
+ * The same for scans of 16 bits: the curves of MakeZEP3LUTEx at 65536 levels.
+ *
+ * table  3 * 65536 entries of the caller's, red, green, blue; entry i is the 16-bit display level for the 16-bit linear
+ *        level i, so the curve at level i / 257. Entry 257 * v is 257 times what MakeZEP3LUTEx rounds to byte v, here
+ *        rounded to 16 bits; what lies outside 0..65535, which only user curves can give, is held within. Not a number:
+ * 0.
+ */
+ZEP3_API int MakeZEP3LUT16(ZEP3_PARA* para, const double* pdColorMatrix, uint16_t* table);
+
+/*
  * Converts a colour matrix through the correction of a completed record, its brightness, balance and contrast included:
  * off-diagonal entries shrink by the factors of the two channels they mix (the smallest slope over the channel's own,
  * in light), diagonal entries are set so that each row sums to 1. The diagonal of the input is read for colour

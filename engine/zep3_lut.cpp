@@ -1,7 +1,9 @@
 // The table builder and the colour-matrix conversion.
+#include <algorithm>
 #include <memory>
 
 #include "engine/lut/clut.h"
+#include "engine/lut/sampler.h"
 #include "engine/zep3.h"
 
 int MakeZEP3LUT(ZEP3_PARA* para, uint8_t* table) { return MakeZEP3LUTEx(para, nullptr, table); }
@@ -15,6 +17,21 @@ int MakeZEP3LUTEx(ZEP3_PARA* para, double* pdColorMatrix, uint8_t* table) try {
   }
   return 1;
 } catch (...) { // out of memory: an exception must not reach a C caller
+  return 0;
+}
+
+int MakeZEP3LUT16(ZEP3_PARA* para, const double* pdColorMatrix, uint16_t* table) try {
+  if (para == nullptr || table == nullptr) return 0;
+  const auto lut = std::make_unique<CLUT>(para);
+  if (!lut->MakeLUT(para, pdColorMatrix, false)) return 0;
+  const auto sampler = std::make_unique<CurveSampler>(*lut, *para);
+  for (int c = 0; c < 3; c++) {
+    for (int i = 0; i < 65536; i++) {
+      *table++ = static_cast<uint16_t>(std::clamp(CLUT::UCRound(257.0 * sampler->At(c, i / 257.0)), 0, 65535));
+    }
+  }
+  return 1;
+} catch (...) {
   return 0;
 }
 

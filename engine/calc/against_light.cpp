@@ -74,7 +74,7 @@ void CZEP::AgainstLightHistogram(double (&histogram)[256]) const {
   std::fill(histogram, histogram + 256, 0.0);
   for (int c = 0; c < 3; c++) {
     for (int i = 0; i < 256; i++) {
-      const double shown = 255.0 * std::pow(AtMost(255.0, lut.m_dCurve[c][i]) / 255.0, exponent);
+      const double shown = DisplayLevel(AtMost(255.0, lut.m_dCurve[c][i]), exponent);
       // What is no number counts as black, as in a table.
       const int bin = std::clamp(ToInt32(shown + 0.5), 0, 255);
       // The histogram as scanned: that is what the table acts on.

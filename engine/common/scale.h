@@ -27,6 +27,11 @@ inline double Smallest(const double (&v)[3]) { return std::min({v[0], v[1], v[2]
 inline double DisplayExponent(const ZEP3_PARA& para) { return 1.8 / (static_cast<double>(para.lScreenGamma) / 10.0); }
 inline double LinearExponent(const ZEP3_PARA& para) { return (static_cast<double>(para.lScreenGamma) / 10.0) / 1.8; }
 
+// A linear level to a display level, both with their fractions.
+inline double DisplayLevel(double level, double displayExponent) {
+  return 255.0 * std::pow(level / 255.0, displayExponent);
+}
+
 // A fractional linear level to a 16-bit level in display gamma. The two differ in last places: one multiplies by 65535,
 // the other by 255 and then by 257.
 inline int32_t EncodeLevel(double level, double displayExponent) {

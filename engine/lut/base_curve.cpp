@@ -17,11 +17,11 @@ void CLUT::CalcParamAB(const ZEP3_PARA* para) {
 
 double CLUT::NegaToPosi(double x, int c) const { return Mirrored(AtLeast(kLevelFloor, x), m_dSdIn[c], m_dHlIn[c]); }
 
-void CLUT::RunBaseCurve(bool negative, double inputOfZero) {
+void CLUT::RunBaseCurve(bool negative, double least) {
   for (int c = 0; c < 3; c++) {
     const PowerCurve curve = {m_dCoefA[c], m_dCoefB[c], m_dGamma[c]};
     for (int i = 0; i < 256; i++) {
-      m_dCurve[c][i] = curve.At(!negative && i == 0 ? inputOfZero : InputOf(i, c, negative));
+      m_dCurve[c][i] = curve.At(AtLeast(negative ? 0.0 : least, InputOf(i, c, negative)));
     }
   }
 }

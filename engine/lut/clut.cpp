@@ -1,8 +1,6 @@
 // Construction from a record, and the build of the three curves as a list of its stages.
 #include "engine/lut/clut.h"
 
-#include <cmath>
-
 #include "engine/common/record.h"
 #include "engine/common/scale.h"
 
@@ -35,7 +33,7 @@ bool CLUT::MakeLUT(ZEP3_PARA* para, const double* coef, bool withTone) {
 
   const double exponent = DisplayExponent(*para);
   for (auto& curve : m_dCurve) {
-    for (double& y : curve) y = 255.0 * std::pow(y / 255.0, exponent);
+    for (double& y : curve) y = DisplayLevel(y, exponent);
   }
   if (withTone) {
     if (para->ic.pRGBTone != nullptr) ApplyRGBTone(para->ic.pRGBTone);

@@ -11,6 +11,9 @@
 #include "engine/common/nega_gain.h"
 #include "engine/zep3.h"
 
+struct HighlightShape;
+struct ShadowShape;
+
 class CLUT {
  public:
   // Decodes the points of the record; an unset channel takes the defaults of the kind of original.
@@ -66,6 +69,8 @@ class CLUT {
   void ApplyRGBTone(const ZEP3_TONE* rgb);
   // The curves themselves: 256 entries, and 3 * 256 red, green, blue. No curve is the identity. Always true.
   static bool MakeToneCurvLUT(const ZEP3_IC* ic, double* master, double* rgb);
+  // A level through a table of 256, interpolated linearly; what is not a number stays so and indexes nothing.
+  static double MapThrough(const double* table, double v);
 
   // ---- conversion values (conv_val.cpp) ----
 
@@ -86,9 +91,15 @@ class CLUT {
   double m_dGamma[3];      // gamma of the base curve
 
  private:
+  friend class CurveSampler;
+
   void SetDefaults(const ZEP3_PARA& para, int c);
   void FillUnsetChannels(ZEP3_PARA& para);
-  void RunBaseCurve(bool negative, double inputOfZero);
+  // least: what an input that is not a negative's is raised to.
+  void RunBaseCurve(bool negative, double least);
+  // shaping.cpp: the ends for the record's types, which must be resolved.
+  HighlightShape HlShapeOf(const ZEP3_PARA& para, int c) const;
+  ShadowShape SdShapeOf(const ZEP3_PARA& para, int c) const;
   // The input that shaping and base curve see at a level.
-  double InputOf(int level, int c, bool negative) const { return negative ? NegaToPosi(level, c) : level; }
+  double InputOf(double level, int c, bool negative) const { return negative ? NegaToPosi(level, c) : level; }
 };

@@ -23,20 +23,11 @@ bool ToneTable(const ZEP3_TONE& tone, double* table) {
   return CLUT::GetGammaCurve(x, y, kept, table);
 }
 
-// Linear interpolation; what is not a number stays so and indexes nothing.
-double MapThrough(const double* table, double v) {
-  if (v >= 255.0) return table[255];
-  if (v < 0.0) return table[0];
-  if (v != v) return v;
-  const int n = ToInt32(v);
-  return table[n] + (v - n) * (table[n + 1] - table[n]);
-}
-
 void MapCurve(const ZEP3_TONE& tone, double (*curve)[256], int channels) {
   double table[256];
   if (!ToneTable(tone, table)) return;
   for (int c = 0; c < channels; c++) {
-    for (double& y : curve[c]) y = MapThrough(table, y);
+    for (double& y : curve[c]) y = CLUT::MapThrough(table, y);
   }
 }
 
@@ -46,6 +37,14 @@ void ToneTableOrIdentity(const ZEP3_TONE* tone, double* table) {
 }
 
 } // namespace
+
+double CLUT::MapThrough(const double* table, double v) {
+  if (v >= 255.0) return table[255];
+  if (v < 0.0) return table[0];
+  if (v != v) return v;
+  const int n = ToInt32(v);
+  return table[n] + (v - n) * (table[n + 1] - table[n]);
+}
 
 void CLUT::ApplyMasterTone(const ZEP3_TONE* master) { MapCurve(*master, m_dCurve, 3); }
 

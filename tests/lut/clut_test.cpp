@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <limits>
+#include <random>
 
 #include "engine/lut/clut.h"
 #include "support.h"
@@ -176,6 +178,72 @@ TEST(Tables, RecordsOutsideTheirRangeStillGiveTables) {
     r.master = {count, {{0, 200}, {255, 200}}};
     EXPECT_EQ(TableOf(r), plain) << "no curve";
   }
+}
+
+// At every 257th level the fine tables are the working curves, between them they run on; the record is written alike.
+TEST(FineTables, AgreeAtWholeLevelsAndRunOnBetween) {
+  std::mt19937 random(6);
+  const auto between = [&](int lo, int hi) {
+    return lo + static_cast<int>(random() % static_cast<unsigned>(hi - lo + 1));
+  };
+  std::vector<uint16_t> fine(3 * 65536);
+  double matrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+  for (int n = 0; n < 60; n++) {
+    SCOPED_TRACE(n);
+    const int type = n % 4;
+    const bool film = type == 0 || type == 3;
+    Record r(type, n % 5);
+    r.para.lScreenGamma = between(15, 25);
+    for (ZEP3_POINTS& p : r.para.ic.ch) {
+      p = film ? ZEP3_POINTS{between(45000, 60000), between(8000, 20000), between(50000, 60000), between(2000, 6000),
+                             between(50, 180)}
+               : ZEP3_POINTS{between(50000, 65535), between(0, 6000), between(50000, 65535), between(500, 6000),
+                             between(60, 180)};
+    }
+    if (n % 7 == 0) r.para.ic.ch[1].lGamma = ZEP3_UNSET;
+    r.para.ic.wHlCurveType = static_cast<uint16_t>(n % 3 == 0 ? ZEP3_HL_AUTO : between(0, 2));
+    r.para.ic.wSdCurveType = static_cast<uint16_t>(n % 3 == 0 ? ZEP3_SD_AUTO : between(3, 5));
+    r.para.ic.lBrightness = between(-40, 40);
+    r.para.ic.lContrast = between(-40, 40);
+    const bool curves = n % 2 == 0;
+    if (curves) r.master = {3, {{0, 10}, {between(90, 160), between(90, 160)}, {255, 250}}};
+    if (curves) r.rgb[2] = {2, {{0, 0}, {200, 255}}};
+    if (n % 4 == 2) r.para.ic.pRGBTone = nullptr;
+    r.para.lSaturation = 9;
+    ZEP3_PARA copy = r.para;
+    ASSERT_EQ(MakeZEP3LUT16(&copy, matrix, fine.data()), 1);
+    CLUT lut(&r.para);
+    ASSERT_TRUE(lut.MakeLUT(&r.para, matrix, true));
+    EXPECT_EQ(std::memcmp(&copy, &r.para, sizeof copy), 0);
+    int largest = 0;
+    for (size_t c = 0; c < 3; c++) {
+      for (size_t i = 0; i < 256; i++) {
+        ASSERT_EQ(fine[65536 * c + 257 * i], CLUT::UCRound(257.0 * lut.m_dCurve[c][i])) << c << " " << i;
+      }
+      for (size_t i = 1; i < 65536 && r.para.ic.wSdCurveType != ZEP3_SD_HARD_CLIP; i++) {
+        const int step = fine[65536 * c + i] - fine[65536 * c + i - 1];
+        ASSERT_TRUE(film ? step <= 0 : step >= 0) << c << " " << i;
+        if (i > 26) largest = std::max(largest, std::abs(step));
+      }
+    }
+    EXPECT_TRUE(curves || largest < 2000) << largest;
+  }
+  Record r;
+  EXPECT_EQ(MakeZEP3LUT16(nullptr, matrix, fine.data()), 0);
+  EXPECT_EQ(MakeZEP3LUT16(&r.para, matrix, nullptr), 0);
+  // Half a 16-bit step rounds as a whole level does: 0.5 of 255 at gamma 1.8 through straight points.
+  r.para.lScreenGamma = 18;
+  r.SetPoints({65535, 2570, 65535, 2570, 100});
+  ASSERT_EQ(MakeZEP3LUT16(&r.para, nullptr, fine.data()), 1);
+  for (const size_t i : {size_t{3000}, size_t{30000}, size_t{65534}}) EXPECT_EQ(fine[i], i);
+  // Outputs beyond the scale are held within, what is no number is 0.
+  r.master = {1, {{0, 300}}};
+  ASSERT_EQ(MakeZEP3LUT16(&r.para, nullptr, fine.data()), 1);
+  EXPECT_EQ(fine[40000], 65535);
+  r.para.ic.ch[0].lGamma = 0;
+  r.master.wPointNum = 0;
+  ASSERT_EQ(MakeZEP3LUT16(&r.para, nullptr, fine.data()), 1);
+  EXPECT_EQ(fine[40000], 0);
 }
 
 // Level 0 of an original that is not a negative: the curve and the toe stand at 0.1, the hard clip counts twice.
