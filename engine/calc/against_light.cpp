@@ -14,8 +14,6 @@
 
 namespace {
 
-// Channel weights of a displayed level, as in the mean of the level tone curve.
-constexpr double kWeight[3] = {0.2, 0.6, 0.2};
 // Share of the samples below which a side of the cut is no class: stray pixels.
 constexpr double kClassMin = 1e-4;
 // Brings the largest value of t * (1 - t)^3, at t = 1/4, to 1.
@@ -26,14 +24,15 @@ constexpr double kLiftPeak = 256.0 / 27.0;
 double Lift(double t) { return t * ((1.0 - t) * (1.0 - t) * (1.0 - t)) * kLiftPeak; }
 double LiftSlope(double t) { return (1.0 - t) * (1.0 - t) * (1.0 - 4.0 * t) * kLiftPeak; }
 
-bool IsLevel16(int64_t v) { return 0 <= v && v <= 65535; }
+// A backlight level that asks for a correction. Its low 32 bits decide, read as signed; a negative 64-bit value asks
+// for none either. How strong it is, the whole value says.
+bool IsBacklightLevel(int64_t level) { return level > 0 && static_cast<int32_t>(static_cast<uint32_t>(level)) > 0; }
 
 // Whether the points describe a curve to judge by.
 bool HasCurve(const ZEP3_PARA& para) {
   if (para.lScreenGamma <= 0) return false;
   for (const ZEP3_POINTS& p : para.ic.ch) {
-    if (!IsLevel16(p.lHlIn) || !IsLevel16(p.lSdIn) || !IsLevel16(p.lHlOut) || !IsLevel16(p.lSdOut)) return false;
-    if (p.lGamma <= 0) return false;
+    if (!HasLevelsOnScale(p) || p.lGamma <= 0) return false;
   }
   return true;
 }
@@ -78,7 +77,7 @@ void CZEP::AgainstLightHistogram(double (&histogram)[256]) const {
       // What is no number counts as black, as in a table.
       const int bin = std::clamp(ToInt32(shown + 0.5), 0, 255);
       // The histogram as scanned: that is what the table acts on.
-      histogram[bin] += kWeight[c] * m_pHist->m_nHistOrg[c][i];
+      histogram[bin] += kChannelWeight[c] * m_pHist->m_nHistOrg[c][i];
     }
   }
 }

@@ -47,7 +47,6 @@ class CZEP {
   bool CalcParamPosi();         // posi.cpp: positive film
   bool CalcParamNegaBW();       // nega_bw.cpp: monochrome negative
   bool CalcRestorationFBP();    // restoration_fbp.cpp: faded print or slide
-
   bool CalcRestorationNega();   // restoration_nega.cpp: faded colour negative
   bool CalcRestorationNegaBW(); // restoration_nega_bw.cpp: faded monochrome negative
   // nega.cpp: colour negative. The matrix (nine doubles, row-major) tells by its diagonal the channels' density

@@ -3,8 +3,8 @@
 // is fitted to the print. Outputs 200 and 10.
 //
 // The checks and judgements work on log10 of levels: a level is transmittance to the power 1 / 1.8, so this is density
-// but for sign and scale. They see the channels normalised by their density contrasts, as a neutral scene would show in
-// all of them alike.
+// but for sign and scale. The checks for narrow and wide ranges see the channels normalised by their density contrasts,
+// as a neutral scene would show in all of them alike.
 #include <algorithm>
 #include <cmath>
 
@@ -17,20 +17,6 @@
 #include "engine/common/nega_gain.h"
 #include "engine/common/scale.h"
 #include "engine/hist/chist.h"
-
-namespace {
-
-double LogLevel(double level) { return std::log10(AtLeast(kLevelFloor, level)); }
-
-// The channels' density contrasts relative to their mean. Gains that are not finite or have no sum above 0 count as
-// equal.
-void RelativeContrasts(const double (&gain)[3], double least, double most, double (&contrast)[3]) {
-  const double mean = (gain[0] + gain[1] + gain[2]) / 3.0;
-  const bool usable = std::isfinite(mean) && mean > 0.0;
-  for (int c = 0; c < 3; c++) contrast[c] = usable ? AtMost(most, AtLeast(least, gain[c] / mean)) : 1.0;
-}
-
-} // namespace
 
 bool CZEP::CalcParamNega(const double* colorMatrix) {
   if (colorMatrix == nullptr) return false;
@@ -46,15 +32,13 @@ bool CZEP::CalcParamNega(const double* colorMatrix) {
   SetNegativeHeader(ic);
   para.lSaturation = 0;
 
-  FilmEnds ends =
-      MeasureFilmEnds(hist, hist.m_nNegaLevelLow, hist.m_nNegaLevelHigh, m_dNegaRangeMin, m_dNegaRangeDefault);
+  FilmEnds ends = MeasureFilmEnds(hist, ZEP3_DOC_NEGATIVE, m_dNegaRangeMin, m_dNegaRangeDefault);
   double mid[3];
   double densest[3];
   double dense[3];
   double clearer[3];
   for (int c = 0; c < 3; c++) {
-    mid[c] = AtMost(ends.clear[c] - m_dNegaAveMargin,
-                    AtLeast(ends.dense[c] + m_dNegaAveMargin, LogLevel(hist.m_pdHistAve[c])));
+    mid[c] = Clamp(LogLevel(hist.m_pdHistAve[c]), ends.dense[c] + m_dNegaAveMargin, ends.clear[c] - m_dNegaAveMargin);
     densest[c] = LogLevel(hist.m_pdHistMin[0][c]);
     dense[c] = LogLevel(hist.m_pdHistMin[1][c]);
     clearer[c] = LogLevel(hist.m_pdHistMax[1][c]);
@@ -73,14 +57,16 @@ bool CZEP::CalcParamNega(const double* colorMatrix) {
   double contrast[3];
   double ownContrast[3];
   NegaGains(colorMatrix, kFilmGain, gain);
-  RelativeContrasts(gain, m_dNegaGainMin, m_dNegaGainMax, contrast);
-  RelativeContrasts(kFilmGain, m_dNegaGainMin, m_dNegaGainMax, ownContrast);
+  RelativeGains(gain, contrast);
+  RelativeGains(kFilmGain, ownContrast);
   double lower[3];
   double upper[3];
   double center[3];
   double belowShare[3];
   double ownShare[3];
   for (int c = 0; c < 3; c++) {
+    contrast[c] = Clamp(contrast[c], m_dNegaGainMin, m_dNegaGainMax);
+    ownContrast[c] = Clamp(ownContrast[c], m_dNegaGainMin, m_dNegaGainMax);
     upper[c] = ends.clear[c];
     lower[c] = upper[c] - (ends.clear[c] - ends.dense[c]) / contrast[c];
     center[c] = upper[c] - (ends.clear[c] - mid[c]) / contrast[c];
@@ -125,7 +111,7 @@ bool CZEP::CalcParamNega(const double* colorMatrix) {
                                      .slopeShare = m_dNegaSlopeShare,
                                      .slopeLimit = m_dNegaSlopeLimit,
                                      .slopeSure = m_dNegaSlopeSure});
-  PrintFilm(film, ends,
+  PrintFilm(film,
             {.contrast = m_dNegaPrint,
              .rangeNormal = 1.0,
              .rangeShare = 0.0,

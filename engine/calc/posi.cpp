@@ -45,8 +45,8 @@ bool CZEP::CalcParamPosi() {
     ic.ch[c].lHlIn = GainedHighlight(balance.Highlight16(hist.m_pdHistMax[1][c]), gain, m_nPosiHlMin);
   }
 
-  const double ratio = AtMost(
-      m_dPosiRangeMax, AtLeast(m_dPosiRangeMin, LargestRatio(hist, {ic.ch[0].lHlIn, ic.ch[1].lHlIn, ic.ch[2].lHlIn})));
+  const double ratio =
+      Clamp(LargestRatio(hist, {ic.ch[0].lHlIn, ic.ch[1].lHlIn, ic.ch[2].lHlIn}), m_dPosiRangeMin, m_dPosiRangeMax);
   for (ZEP3_POINTS& p : ic.ch) {
     p.lSdIn = ToLevel16(Level8(p.lHlIn) / ratio);
     p.lGamma = SlopeGamma(p);

@@ -26,8 +26,8 @@ bool CZEP::CalcRestorationNega() {
   para.lLevelFlag = level > m_dRestNegaLevelRef ? 1 : 0;
   SetNegativeHeader(ic);
 
-  const FilmEnds ends = MeasureFilmEnds(hist, hist.m_nNegaLevelLow, hist.m_nNegaLevelHigh,
-                                        std::log10(m_dRestNegaRatioMin), m_dRestNegaRangeDefault);
+  const FilmEnds ends =
+      MeasureFilmEnds(hist, ZEP3_DOC_NEGATIVE, std::log10(m_dRestNegaRatioMin), m_dRestNegaRangeDefault);
   FilmTraits traits = {{}, m_dRestNegaToe};
   for (int c = 0; c < 3; c++) traits.slope[c] = m_dRestNegaSlope[c];
   const Film film = JudgeColourFilm(ends, traits,
@@ -39,7 +39,7 @@ bool CZEP::CalcRestorationNega() {
                                      .slopeShare = m_dRestNegaSlopeShare,
                                      .slopeLimit = m_dRestNegaSlopeLimit,
                                      .slopeSure = m_dRestNegaSlopeSure});
-  PrintFilm(film, ends,
+  PrintFilm(film,
             {.contrast = m_dRestNegaPrint,
              .rangeNormal = m_dRestNegaRangeNormal,
              .rangeShare = m_dRestNegaRangeShare,
@@ -51,11 +51,12 @@ bool CZEP::CalcRestorationNega() {
             hist.m_nHistOrg, ic);
 
   // Ranges by the channels' density contrasts, as a neutral scene would show them alike.
-  const double meanGain = (kFilmGain[0] + kFilmGain[1] + kFilmGain[2]) / 3.0;
+  double contrast[3];
+  RelativeGains(kFilmGain, contrast);
   double range[3];
   double deficit[3];
   for (int c = 0; c < 3; c++) {
-    range[c] = (ends.clear[c] - ends.dense[c]) / (kFilmGain[c] / meanGain);
+    range[c] = (ends.clear[c] - ends.dense[c]) / contrast[c];
     deficit[c] = AtLeast(0.0, m_dRestNegaRangeRef / range[c] - 1.0);
   }
   const double twoLargest = deficit[0] + deficit[1] + deficit[2] - Smallest(deficit);

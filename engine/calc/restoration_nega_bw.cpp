@@ -23,12 +23,12 @@ bool CZEP::CalcRestorationNegaBW() {
   para.lLevelFlag = level > m_dRestNegaBWLevelRef ? 1 : 0;
   SetNegativeHeader(ic);
 
-  const int lowest[3] = {hist.m_nNegaBWLevelLow, hist.m_nNegaBWLevelLow, hist.m_nNegaBWLevelLow};
-  const FilmEnds ends = MeasureFilmEnds(hist, lowest, hist.m_nNegaBWLevelHigh, std::log10(m_dRestNegaBWRatioMin),
-                                        m_dRestNegaBWRangeDefault);
-  FilmTraits traits = {.slope = {m_dRestNegaBWSlope, m_dRestNegaBWSlope, m_dRestNegaBWSlope}, .toe = m_dRestNegaBWToe};
+  const FilmEnds ends =
+      MeasureFilmEnds(hist, ZEP3_DOC_NEGATIVE_BW, std::log10(m_dRestNegaBWRatioMin), m_dRestNegaBWRangeDefault);
+  const FilmTraits traits = {.slope = {m_dRestNegaBWSlope, m_dRestNegaBWSlope, m_dRestNegaBWSlope},
+                             .toe = m_dRestNegaBWToe};
   const Film film = JudgeMonochromeFilm(ends, traits);
-  PrintFilm(film, ends,
+  PrintFilm(film,
             {.contrast = m_dRestNegaBWPrint,
              .rangeNormal = m_dRestNegaBWRangeNormal,
              .rangeShare = m_dRestNegaBWRangeShare,

@@ -20,10 +20,11 @@ inline bool IsUnset(const ZEP3_POINTS& p) {
          p.lSdOut == ZEP3_UNSET;
 }
 
-// A backlight level that asks for a correction. Its low 32 bits decide, read as signed; a negative 64-bit value asks
-// for none either. How strong it is, the whole value says.
-inline bool IsBacklightLevel(int64_t level) {
-  return level > 0 && static_cast<int32_t>(static_cast<uint32_t>(level)) > 0;
+inline bool IsLevel16(int64_t v) { return 0 <= v && v <= 65535; }
+
+// Whether the four points, leaving the gamma aside, are 16-bit levels.
+inline bool HasLevelsOnScale(const ZEP3_POINTS& p) {
+  return IsLevel16(p.lHlIn) && IsLevel16(p.lSdIn) && IsLevel16(p.lHlOut) && IsLevel16(p.lSdOut);
 }
 
 // Writes the identity into the record: count and points in use, nothing else.

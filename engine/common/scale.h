@@ -17,10 +17,14 @@ inline constexpr double kLevelFloor = 0.1;
 // As a comparison: what is not a number stays so.
 inline double AtLeast(double floor, double v) { return v < floor ? floor : v; }
 inline double AtMost(double cap, double v) { return v > cap ? cap : v; }
+inline double Clamp(double v, double floor, double cap) { return AtMost(cap, AtLeast(floor, v)); }
 
 // Of three channels.
 inline double Largest(const double (&v)[3]) { return std::max({v[0], v[1], v[2]}); }
 inline double Smallest(const double (&v)[3]) { return std::min({v[0], v[1], v[2]}); }
+
+// What the channels weigh in the level of a picture.
+inline constexpr double kChannelWeight[3] = {0.2, 0.6, 0.2};
 
 // ---- display gamma ----
 
@@ -71,6 +75,10 @@ inline double LogLight(double level) { return std::log10(Light(level)); }
 inline double LevelOfLogLight(double logLight) { return 255.0 * std::pow(10.0, logLight / 1.8); }
 
 inline double Density(double level) { return -LogLight(level); }
+
+// log10 of a level itself, at least kLevelFloor: a level is light to the power 1 / 1.8, so 1.8 times a difference of
+// two is a density.
+inline double LogLevel(double level) { return std::log10(AtLeast(kLevelFloor, level)); }
 
 // The other way round in the reciprocal form, which differs from LevelOfLogLight in last places.
 inline constexpr double kInverseGamma = 0.5555555555555556;

@@ -37,7 +37,7 @@ bool CGRYBLNCE::GBIntensity(ZEP3_PARA* para, ZEP3_GrayBalance gb) {
     }
     const double shift = -(LogLight(picked[c]) - LogLight(target)) * static_cast<double>(gb.lIntensity) / 100.0;
     double hl = AtLeast(kLevelFloor, LevelOfLogLight(LogLight(m_dHlIn[c]) - shift));
-    const double sd = AtMost(255.0, AtLeast(kLevelFloor, LevelOfLogLight(LogLight(m_dSdIn[c]) - shift)));
+    const double sd = Clamp(LevelOfLogLight(LogLight(m_dSdIn[c]) - shift), kLevelFloor, 255.0);
 
     ZEP3_POINTS& p = para->ic.ch[c];
     if (!negative && hl > 255.0) {

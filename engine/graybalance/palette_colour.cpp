@@ -30,12 +30,7 @@ struct Tables {
   double curve[768];
 };
 
-bool IsOnScale(const ZEP3_POINTS& p) {
-  for (const int64_t v : {p.lHlIn, p.lSdIn, p.lHlOut, p.lSdOut, p.lGamma}) {
-    if (v < 0 || v > 65535) return false;
-  }
-  return true;
-}
+bool IsOnScale(const ZEP3_POINTS& p) { return HasLevelsOnScale(p) && IsLevel16(p.lGamma); }
 
 bool IsInOrder(const ZEP3_POINTS& p) { return IsOnScale(p) && p.lSdIn < p.lHlIn && p.lSdOut < p.lHlOut; }
 
@@ -53,7 +48,7 @@ bool ClampInto(const double* table, bool falling, double& v) {
   const double bottom = table[lowest] + kInset;
   const double top = table[highest] - kInset;
   if ((highest < lowest) != falling || !(bottom < top)) return false;
-  v = AtMost(top, AtLeast(bottom, v));
+  v = Clamp(v, bottom, top);
   return true;
 }
 
@@ -127,12 +122,12 @@ bool CGRYBLNCE::MovePoints(ZEP3_PARA* para, const int64_t* source, const int64_t
     if (from[c] == kLevelNotFound || from[c] == kLevelAbove) return false;
     if (!(gain[c] > 0.0)) return false;
     const double limit = kShiftMax * gain[c];
-    const double shift = AtMost(limit, AtLeast(-limit, 1.8 * std::log10(from[c] / to[c])));
+    const double shift = Clamp(1.8 * std::log10(from[c] / to[c]), -limit, limit);
     ZEP3_POINTS& p = moved[c] = para->ic.ch[c];
     if (shift != 0.0) { // else not even by the rounding of a way there and back
       const double q = std::pow(10.0, shift / 1.8);
       double hl = AtLeast(kLevelFloor, m_dHlIn[c] * q);
-      const double sd = AtMost(255.0, AtLeast(kLevelFloor, m_dSdIn[c] * q));
+      const double sd = Clamp(m_dSdIn[c] * q, kLevelFloor, 255.0);
       // A negative's highlight lies below its shadow on the film: above the scale it is out of order.
       if (!negative && hl > 255.0) {
         // Unlike gray balance, the output goes back in display gamma.

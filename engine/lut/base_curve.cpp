@@ -17,11 +17,15 @@ void CLUT::CalcParamAB(const ZEP3_PARA* para) {
 
 double CLUT::NegaToPosi(double x, int c) const { return Mirrored(AtLeast(kLevelFloor, x), m_dSdIn[c], m_dHlIn[c]); }
 
+PowerCurve CLUT::BaseCurveOf(int c) const { return {m_dCoefA[c], m_dCoefB[c], m_dGamma[c]}; }
+
+double CLUT::BaseInputOf(double level, int c, bool negative, double least) const {
+  return negative ? NegaToPosi(level, c) : AtLeast(least, level);
+}
+
 void CLUT::RunBaseCurve(bool negative, double least) {
   for (int c = 0; c < 3; c++) {
-    const PowerCurve curve = {m_dCoefA[c], m_dCoefB[c], m_dGamma[c]};
-    for (int i = 0; i < 256; i++) {
-      m_dCurve[c][i] = curve.At(AtLeast(negative ? 0.0 : least, InputOf(i, c, negative)));
-    }
+    const PowerCurve curve = BaseCurveOf(c);
+    for (int i = 0; i < 256; i++) m_dCurve[c][i] = curve.At(BaseInputOf(i, c, negative, least));
   }
 }

@@ -12,6 +12,7 @@
 #include "engine/zep3.h"
 
 struct HighlightShape;
+struct PowerCurve;
 struct ShadowShape;
 
 class CLUT {
@@ -95,11 +96,13 @@ class CLUT {
 
   void SetDefaults(const ZEP3_PARA& para, int c);
   void FillUnsetChannels(ZEP3_PARA& para);
-  // least: what an input that is not a negative's is raised to.
   void RunBaseCurve(bool negative, double least);
   // shaping.cpp: the ends for the record's types, which must be resolved.
   HighlightShape HlShapeOf(const ZEP3_PARA& para, int c) const;
   ShadowShape SdShapeOf(const ZEP3_PARA& para, int c) const;
-  // The input that shaping and base curve see at a level.
+  PowerCurve BaseCurveOf(int c) const;
+  // The input that shaping sees at a level, and the one of the base curve, which raises that of originals that are not
+  // negatives to `least`.
   double InputOf(double level, int c, bool negative) const { return negative ? NegaToPosi(level, c) : level; }
+  double BaseInputOf(double level, int c, bool negative, double least) const;
 };

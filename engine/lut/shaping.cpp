@@ -13,7 +13,7 @@ constexpr double kSlopeDistance = 0.1;
 
 HighlightShape CLUT::HlShapeOf(const ZEP3_PARA& para, int c) const {
   const bool negative = IsNegative(para);
-  const PowerCurve curve = {m_dCoefA[c], m_dCoefB[c], m_dGamma[c]};
+  const PowerCurve curve = BaseCurveOf(c);
   HighlightShape shape = {para.ic.wHlCurveType, negative ? m_dSdIn[c] : m_dHlIn[c], 0.0, m_dHlOut[c],
                           negative ? 8.0 : 2.0};
   shape.end = shape.pivot;
@@ -24,7 +24,7 @@ HighlightShape CLUT::HlShapeOf(const ZEP3_PARA& para, int c) const {
 }
 
 ShadowShape CLUT::SdShapeOf(const ZEP3_PARA& para, int c) const {
-  const PowerCurve curve = {m_dCoefA[c], m_dCoefB[c], m_dGamma[c]};
+  const PowerCurve curve = BaseCurveOf(c);
   ShadowShape shape = {para.ic.wSdCurveType, IsNegative(para) ? m_dHlIn[c] : m_dSdIn[c], 0.0, m_dSdOut[c]};
   if (shape.type == ZEP3_SD_TOE) {
     if (shape.pivot - curve.a < kSlopeDistance) {

@@ -77,7 +77,7 @@ bool CLUT::GetGammaCurve(const double* x, const double* y, int n, double* table)
   if (!Spline(x, y, n, kNatural, kNatural, y2)) return false;
   for (int i = 0; i < 256; i++) {
     CalcApproximateValue(x, y, y2, n, i, &table[i]);
-    table[i] = AtMost(255.0, AtLeast(0.0, table[i]));
+    table[i] = Clamp(table[i], 0.0, 255.0);
     // The flat ends are the points' outputs as they stand.
     if (i < x[1]) table[i] = y[1];
     if (i > x[n]) table[i] = y[n];

@@ -156,6 +156,7 @@ TEST(NegaPrint, AFlatSceneIsNotStretched) {
 
 // A denser base or a weaker lamp is a factor on all levels: the points go along, the gammas stay.
 TEST(NegaPrint, ABaseDensityShiftsThePoints) {
+  std::array<int64_t, 15> first{};
   for (double factor : {1.0, 0.94, 0.88}) {
     CHIST hist;
     for (int c = 0; c < 3; c++) {
@@ -169,7 +170,6 @@ TEST(NegaPrint, ABaseDensityShiftsThePoints) {
         hist.m_nHistOrg[c][static_cast<int>(factor * (ends[0] + (ends[2] - ends[0]) * i / 2000) + 0.5)] += 5;
       }
     }
-    static std::array<int64_t, 15> first;
     Record r(0);
     CZEP zep;
     zep.SetParam(&hist, &r.para);
@@ -187,10 +187,9 @@ TEST(NegaPrint, ABaseDensityShiftsThePoints) {
 
 // ---- statistics of generated histograms ----
 
-// Fills the histograms with `shape` of heaps and runs the statistics that the analysis would.
+// Fills the histograms with a few heaps a channel and runs the statistics that the analysis would.
 void FillRandom(CHIST& hist, int type, std::mt19937& random) {
   const auto below = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
-  uint32_t total = 0;
   for (int c = 0; c < 3; c++) {
     uint32_t left = 10000;
     const int heaps = 1 + below(6);
@@ -204,10 +203,9 @@ void FillRandom(CHIST& hist, int type, std::mt19937& random) {
       hist.m_nHist[c][at] += share % static_cast<uint32_t>(spread);
       left -= share;
     }
-    total = 10000;
   }
   std::memcpy(hist.m_nHistOrg, hist.m_nHist, sizeof hist.m_nHist);
-  hist.m_nPixelCount = static_cast<int32_t>(total);
+  hist.m_nPixelCount = 10000;
   Record r(type);
   hist.CalcHistAverage(r.para);
   hist.CalcHistMinValue(r.para);

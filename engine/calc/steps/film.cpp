@@ -5,6 +5,7 @@
 
 #include "engine/calc/steps/points.h"
 #include "engine/common/scale.h"
+#include "engine/hist/level_bounds.h"
 
 namespace {
 
@@ -28,8 +29,6 @@ constexpr double kWhiteMax = 1.0;
 // Monochrome film: level of the base from which a channel counts in full.
 constexpr double kFullLight = 60.0;
 
-double Clamp(double v, double lo, double hi) { return AtMost(hi, AtLeast(lo, v)); }
-
 double Exposure(double density, double slope, double toe) {
   return toe * std::log(std::expm1(AtLeast(kLeastDensity, density) / slope / toe));
 }
@@ -51,17 +50,17 @@ struct Exposures {
   double mean;  // over all samples and channels, relative to white; the usual one without samples
 };
 
-Exposures ExposuresOf(const Film& film, const FilmEnds& ends, const uint32_t (&histogram)[3][256]) {
+Exposures ExposuresOf(const Film& film, const uint32_t (&histogram)[3][256]) {
   Exposures x;
   double white[3];
   double black[3];
   double sum = 0.0;
   uint64_t samples = 0;
   for (int c = 0; c < 3; c++) {
-    white[c] = film.ExposureAt(c, ends.dense[c]);
-    black[c] = film.ExposureAt(c, ends.black[c]);
+    white[c] = film.ExposureAt(c, film.ends.dense[c]);
+    black[c] = film.ExposureAt(c, film.ends.black[c]);
     for (int i = 0; i < 256; i++) {
-      x.at[c][i] = film.ExposureAt(c, std::log10(AtLeast(kLevelFloor, i)));
+      x.at[c][i] = film.ExposureAt(c, LogLevel(i));
       sum += histogram[c][i] * x.at[c][i];
       samples += histogram[c][i];
     }
@@ -189,16 +188,16 @@ class CurveFit {
 
 } // namespace
 
-FilmEnds MeasureFilmEnds(const CHIST& hist, const int (&lowest)[3], int highest, double rangeMin, double rangeDefault) {
-  const auto logLevel = [](double level) { return std::log10(AtLeast(kLevelFloor, level)); };
+FilmEnds MeasureFilmEnds(const CHIST& hist, int16_t docType, double rangeMin, double rangeDefault) {
+  const LevelBounds bounds = BoundsOf(hist, docType);
   FilmEnds ends;
   for (int c = 0; c < 3; c++) {
-    const bool clearFound = hist.m_pdHistMax[0][c] >= lowest[c];
-    ends.clear[c] = logLevel(clearFound ? hist.m_pdHistMax[0][c] : highest);
-    ends.black[c] = clearFound ? AtMost(ends.clear[c], logLevel(hist.m_pdHistMax[1][c])) : ends.clear[c];
+    const bool clearFound = hist.m_pdHistMax[0][c] >= bounds.low[c];
+    ends.clear[c] = LogLevel(clearFound ? hist.m_pdHistMax[0][c] : bounds.high);
+    ends.black[c] = clearFound ? AtMost(ends.clear[c], LogLevel(hist.m_pdHistMax[1][c])) : ends.clear[c];
     // Both fractions: the first alone sees dust, the second misses small whites.
-    const bool denseFound = hist.m_pdHistMin[0][c] >= lowest[c] && hist.m_pdHistMin[1][c] >= lowest[c];
-    ends.dense[c] = denseFound ? 0.5 * (logLevel(hist.m_pdHistMin[0][c]) + logLevel(hist.m_pdHistMin[1][c]))
+    const bool denseFound = hist.m_pdHistMin[0][c] >= bounds.low[c] && hist.m_pdHistMin[1][c] >= bounds.low[c];
+    ends.dense[c] = denseFound ? 0.5 * (LogLevel(hist.m_pdHistMin[0][c]) + LogLevel(hist.m_pdHistMin[1][c]))
                                : ends.clear[c] - rangeDefault;
     ends.dense[c] = AtMost(ends.clear[c] - rangeMin, ends.dense[c]);
   }
@@ -206,25 +205,23 @@ FilmEnds MeasureFilmEnds(const CHIST& hist, const int (&lowest)[3], int highest,
 }
 
 double Film::ExposureAt(int c, double logLevel) const {
-  return Exposure(1.8 * (clear[c] - logLevel), slope[c], toe) - balance[c];
+  return Exposure(1.8 * (ends.clear[c] - logLevel), slope[c], toe) - balance[c];
 }
 
 double Film::LevelAt(int c, double exposure) const {
   const double density = slope[c] * toe * std::log1p(std::exp((exposure + balance[c]) / toe));
-  return std::pow(10.0, clear[c] - density / 1.8);
+  return std::pow(10.0, ends.clear[c] - density / 1.8);
 }
 
 Film JudgeColourFilm(const FilmEnds& ends, const FilmTraits& traits, const WhiteTrust& trust) {
   Film film;
+  film.ends = ends;
   film.toe = traits.toe;
   double white[3];
   const auto exposeWhites = [&] {
     for (int c = 0; c < 3; c++) white[c] = Exposure(ends.Density(c), film.slope[c], film.toe);
   };
-  for (int c = 0; c < 3; c++) {
-    film.clear[c] = ends.clear[c];
-    film.slope[c] = traits.slope[c];
-  }
+  for (int c = 0; c < 3; c++) film.slope[c] = traits.slope[c];
   exposeWhites();
   const double belief = Belief(white[0] - white[1] - trust.balance[0], white[2] - white[1] - trust.balance[2], trust);
 
@@ -246,6 +243,7 @@ Film JudgeColourFilm(const FilmEnds& ends, const FilmTraits& traits, const White
 
 Film JudgeMonochromeFilm(const FilmEnds& ends, const FilmTraits& traits) {
   Film film;
+  film.ends = ends;
   film.toe = traits.toe;
   double sum = 0.0;
   double common = 0.0;
@@ -256,16 +254,14 @@ Film JudgeMonochromeFilm(const FilmEnds& ends, const FilmTraits& traits) {
   }
   common /= sum;
   for (int c = 0; c < 3; c++) {
-    film.clear[c] = ends.clear[c];
     film.slope[c] = traits.slope[c] * ends.Density(c) / common;
     film.balance[c] = 0.0;
   }
   return film;
 }
 
-void PrintFilm(const Film& film, const FilmEnds& ends, const PrintRule& rule, const uint32_t (&histogram)[3][256],
-               ZEP3_IC& ic) {
-  const Exposures x = ExposuresOf(film, ends, histogram);
+void PrintFilm(const Film& film, const PrintRule& rule, const uint32_t (&histogram)[3][256], ZEP3_IC& ic) {
+  const Exposures x = ExposuresOf(film, histogram);
   const Paper paper = PaperFor(x, rule);
 
   // Blacks and whites of the print are left to the toe and the roll-off of the table.

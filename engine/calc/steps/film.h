@@ -20,9 +20,9 @@ struct FilmEnds {
   double Density(int c) const { return 1.8 * (clear[c] - dense[c]); }
 };
 
-// `lowest` and `highest` are the level bounds of the statistics. What they hold no level for is replaced: the clear end
-// by `highest`, the dense end by `rangeDefault` below the clear one. A range is at least rangeMin.
-FilmEnds MeasureFilmEnds(const CHIST& hist, const int (&lowest)[3], int highest, double rangeMin, double rangeDefault);
+// What the statistics hold no level for, within the bounds of the document type, is replaced: the clear end by the
+// highest level, the dense end by `rangeDefault` below the clear one. A range is at least rangeMin.
+FilmEnds MeasureFilmEnds(const CHIST& hist, int16_t docType, double rangeMin, double rangeDefault);
 
 // What is known of the film before the picture is seen.
 struct FilmTraits {
@@ -57,7 +57,7 @@ struct PrintRule {
 
 // The film of one frame.
 struct Film {
-  double clear[3]; // log10 level of the base
+  FilmEnds ends; // the clear one is the base
   double slope[3];
   double toe;
   double balance[3]; // exposure of a neutral, relative to green
@@ -75,5 +75,4 @@ Film JudgeMonochromeFilm(const FilmEnds& ends, const FilmTraits& traits);
 
 // Writes input points and gammas of the curves that come closest to the print, for the output points that the channels
 // hold. `histogram`: samples by channel and film level.
-void PrintFilm(const Film& film, const FilmEnds& ends, const PrintRule& rule, const uint32_t (&histogram)[3][256],
-               ZEP3_IC& ic);
+void PrintFilm(const Film& film, const PrintRule& rule, const uint32_t (&histogram)[3][256], ZEP3_IC& ic);

@@ -36,8 +36,8 @@ double MeanOutput(const LevelTone& tone, const ZEP3_POINTS& p, const uint32_t (&
 void ProposeLevelTone(const LevelTone& tone, const uint32_t (&histogram)[3][256], bool mirrored, ZEP3_PARA& para) {
   double mean[3];
   for (int c = 0; c < 3; c++) mean[c] = MeanOutput(tone, para.ic.ch[c], histogram[c], mirrored);
-  double mix = 0.2 * mean[0] + 0.6 * mean[1] + 0.2 * mean[2];
-  mix = AtMost(tone.mixMax, AtLeast(tone.mixMin, mix));
+  double mix = kChannelWeight[0] * mean[0] + kChannelWeight[1] * mean[1] + kChannelWeight[2] * mean[2];
+  mix = Clamp(mix, tone.mixMin, tone.mixMax);
   const double dark = mix < tone.darkRef ? (tone.darkRef - mix) / tone.darkRef : 0.0;
   // The cap keeps the light inner point's output density from falling below 0.
   const double contrast =
