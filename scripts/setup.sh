@@ -2,7 +2,9 @@
 # Installs what building, testing and the samples need from Debian's packages; does nothing where it is all there.
 set -eu
 
-packages="g++ clang libclang-rt-dev clang-format cmake ninja-build libgtest-dev python3 libvips-tools"
+packages="g++ clang libclang-rt-dev clang-format cmake ninja-build pkg-config
+  libvips-dev libtiff-dev liblcms2-dev libcli11-dev nlohmann-json3-dev gnuplot-nox help2man
+  libgtest-dev python3 libvips-tools libtiff-tools libimage-exiftool-perl"
 
 missing=""
 for package in $packages; do

@@ -1,49 +1,15 @@
 // The driver as a user runs it: arguments and a raw file in, three lines, messages and a status out.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "shell.h"
+
 namespace {
 
-struct Outcome {
-  int status;
-  std::string out, err;
-};
-
-class Driver : public testing::Test {
+class Driver : public Shell {
  protected:
-  void SetUp() override {
-    std::string pattern = (std::filesystem::temp_directory_path() / "zep3_driver_XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    m_folder = pattern;
-  }
-  void TearDown() override { std::filesystem::remove_all(m_folder); }
-
-  std::string File(const std::string& name, const std::string& bytes) const {
-    std::ofstream(m_folder / name, std::ios::binary) << bytes;
-    return (m_folder / name).string();
-  }
-
-  Outcome RunDriver(const std::string& arguments) const {
-    const auto read = [&](const char* name) {
-      std::ostringstream text;
-      text << std::ifstream(m_folder / name).rdbuf();
-      return text.str();
-    };
-    const std::string command = std::string(ZEP3_DRIVER) + " " + arguments + " >" + (m_folder / "out").string() +
-                                " 2>" + (m_folder / "err").string();
-    const int status = std::system(command.c_str());
-    return {WEXITSTATUS(status), read("out"), read("err")};
-  }
-
-  std::filesystem::path m_folder;
+  Outcome RunDriver(const std::string& arguments) const { return Run(std::string(ZEP3_DRIVER) + " " + arguments); }
 };
 
 // A ramp with a little texture, one byte a pixel; and the same as R = G = B.

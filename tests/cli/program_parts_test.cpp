@@ -1,0 +1,214 @@
+// The program's parts that a whole run does not show well: arguments, scales, tables, workers.
+#include <gtest/gtest.h>
+#include <lcms2.h>
+
+#include <cmath>
+#include <csignal>
+#include <string>
+#include <vector>
+#include <vips/vips8>
+
+#include "arguments.h"
+#include "encoding.h"
+#include "failure.h"
+#include "formats.h"
+#include "tables.h"
+#include "workers.h"
+
+namespace {
+
+// ---- arguments ----
+
+TEST(Arguments, GoodOnesAreRead) {
+  const AreaArgument area = ParseArea("10,20%,30.5,40%");
+  EXPECT_EQ(area.corners[0].x.Pixels(1000), 10);
+  EXPECT_EQ(area.corners[0].y.Pixels(1000), 200);
+  EXPECT_EQ(area.corners[1].x.Pixels(1000), 30.5);
+  EXPECT_EQ(ParseCorners("1,2,3,4,5,6,7,8").corners[3].y.value, 8);
+  EXPECT_EQ(ParsePipette("5,6", true).strength, 100);
+  EXPECT_EQ(ParsePipette("5,6,40", true).strength, 40);
+  const ZEP3_TONE tone = ParseCurve("0:10,+128:140,255:250");
+  EXPECT_EQ(tone.wPointNum, 3);
+  EXPECT_EQ(tone.ptCtrl[1].x, 128);
+  EXPECT_EQ(tone.ptCtrl[2].y, 250);
+  EXPECT_EQ(ParseMatrix("1,0,0,0,1e0,0,0,0,-.5")[8], -0.5);
+  EXPECT_EQ(ParseBalance("-5,0,+7"), (std::array<int64_t, 3>{-5, 0, 7}));
+  EXPECT_EQ(ParseGamma("2.2"), 22);
+  EXPECT_EQ(ParseGamma("1"), 10);
+}
+
+TEST(Arguments, BadOnesAreRefused) {
+  const auto refused = [](auto parse, std::vector<std::string> texts) {
+    for (const std::string& text : texts) EXPECT_THROW(parse(text), UsageError) << text;
+  };
+  refused(ParseArea, {"", "1,2,3", "1,2,3,4,5", "1,2,0,4", "1,2,3,-4", "1,2,3,4x", "a,2,3,4", "1,,3,4", "nan,1,1,1",
+                      "1,2,inf,4", "1e10,2,3,4", "1,2,3,4,", "1,2,3 ,4", "%,2,3,4", "1%%,2,3,4"});
+  refused(ParseCorners, {"1,2,3,4", "1,2,3,4,5,6,7", "1,2,3,4,5,6,7,8,9"});
+  refused([](const std::string& text) { return ParsePipette(text, true); }, {"1", "1,2,101", "1,2,-1", "1,2,3,4"});
+  refused([](const std::string& text) { return ParsePipette(text, false); }, {"1,2,50"});
+  refused(ParseCurve, {"", "0:0", "0:0,0:255", "10:0,5:255", "0:0,256:0", "0:-1,255:255", "0:0,255", "0:0:0,255:255",
+                       "0:0,1:1,2:2,3:3,4:4,5:5,6:6,7:7,8:8,9:9,10:10,11:11,12:12,13:13,14:14,15:15,16:16"});
+  refused(ParseMatrix, {"1,0,0,0,1,0,0,0", "1,0,0,0,1,0,0,0,1,0", "1,0,0,0,1,0,0,0,x", "1,0,0,0,1,0,0,0,1e7"});
+  refused(ParseBalance, {"1,2", "1,2,3,4", "1,2,1001", "1.5,2,3"});
+  refused(ParseGamma, {"", "0.4", "5.1", "2.25", "2,2", "x"});
+}
+
+TEST(Arguments, BracketsBehindANameAreOptions) {
+  const struct {
+    const char *text, *name, *options;
+  } cases[] = {{"a.tif", "a.tif", ""},
+               {"a.tif[page=2]", "a.tif", "[page=2]"},
+               {"d[1]/a.tif", "d[1]/a.tif", ""},
+               {"[a]", "[a]", ""},
+               {"a[b].tif[c,d=1]", "a[b].tif", "[c,d=1]"}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(SplitOptions(c.text).name, c.name);
+    EXPECT_EQ(SplitOptions(c.text).options, c.options);
+  }
+  EXPECT_EQ(JoinOptions({{"a", "1"}, {"b", "2"}}, "[b=3,c]"), "[a=1,b=3,c]");
+  EXPECT_EQ(JoinOptions({}, ""), "[]");
+  EXPECT_EQ(FormatOfName("A.TIFF")->name, "tiff");
+  EXPECT_EQ(FormatOfName("scan"), nullptr);
+}
+
+// ---- scales ----
+
+class Scales : public testing::Test {
+ protected:
+  static void SetUpTestSuite() { ASSERT_EQ(VIPS_INIT("parts_test"), 0); }
+
+  // One pixel with a profile attached.
+  static vips::VImage With(cmsHPROFILE profile, int bands) {
+    cmsUInt32Number size = 0;
+    cmsSaveProfileToMem(profile, nullptr, &size);
+    std::vector<uint8_t> bytes(size);
+    cmsSaveProfileToMem(profile, bytes.data(), &size);
+    cmsCloseProfile(profile);
+    vips::VImage image = vips::VImage::black(1, 1, vips::VImage::option()->set("bands", bands)).copy();
+    vips_image_set_blob_copy(image.get_image(), VIPS_META_ICC_NAME, bytes.data(), size);
+    return image;
+  }
+  static cmsHPROFILE Rgb(double gamma) {
+    const cmsCIExyY white = {0.3127, 0.3290, 1};
+    const cmsCIExyYTRIPLE primaries = {{0.64, 0.33, 1}, {0.21, 0.71, 1}, {0.15, 0.06, 1}};
+    cmsToneCurve* curve = cmsBuildGamma(nullptr, gamma);
+    cmsToneCurve* curves[] = {curve, curve, curve};
+    const cmsHPROFILE profile = cmsCreateRGBProfile(&white, &primaries, curves);
+    cmsFreeToneCurve(curve);
+    return profile;
+  }
+  static cmsHPROFILE GrayProfile(double gamma) {
+    cmsToneCurve* curve = cmsBuildGamma(nullptr, gamma);
+    const cmsHPROFILE profile = cmsCreateGrayProfile(cmsD50_xyY(), curve);
+    cmsFreeToneCurve(curve);
+    return profile;
+  }
+};
+
+TEST_F(Scales, TheGammaIsTheProfiles) {
+  const struct {
+    const char* name;
+    vips::VImage image;
+    int gamma;
+  } cases[] = {{"sRGB", With(cmsCreate_sRGBProfile(), 3), 22},
+               {"1.0", With(Rgb(1.0), 3), 10},
+               {"1.8", With(Rgb(1.8), 3), 18},
+               {"2.19921875", With(Rgb(563 / 256.0), 3), 22},
+               {"gray 2.2", With(GrayProfile(2.2), 1), 22},
+               {"gray 1.0", With(GrayProfile(1.0), 1), 10},
+               {"Lab", With(cmsCreateLab4Profile(nullptr), 3), 22}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(FindEncoding(c.image, {}, {}).input, c.gamma) << c.name;
+    EXPECT_EQ(FindEncoding(c.image, {}, {}).output, c.gamma) << c.name;
+    EXPECT_EQ(FindEncoding(c.image, 15, 20).input, 15) << c.name;
+    EXPECT_EQ(FindEncoding(c.image, 15, 20).output, 20) << c.name;
+  }
+  vips::VImage broken = vips::VImage::black(1, 1).copy();
+  vips_image_set_blob_copy(broken.get_image(), VIPS_META_ICC_NAME, "no profile", 10);
+  EXPECT_EQ(FindEncoding(broken, {}, {}).input, 22);
+}
+
+// Another gamma in the profile, the same primaries.
+TEST_F(Scales, ProfilesAreFitted) {
+  for (const double gamma : {1.0, 2.4}) {
+    Encoding encoding = FindEncoding(With(Rgb(2.2), 3), {}, static_cast<int>(std::lround(gamma * 10)));
+    const vips::VImage fitted = FitProfile(With(Rgb(2.2), 3), encoding);
+    EXPECT_EQ(FindEncoding(fitted, {}, {}).input, encoding.output);
+    size_t size = 0;
+    const void* data = fitted.get_blob(VIPS_META_ICC_NAME, &size);
+    const cmsHPROFILE profile = cmsOpenProfileFromMem(data, static_cast<cmsUInt32Number>(size));
+    const cmsHPROFILE was = Rgb(2.2);
+    for (const auto tag : {cmsSigRedColorantTag, cmsSigGreenColorantTag, cmsSigBlueColorantTag}) {
+      const auto* now = static_cast<cmsCIEXYZ*>(cmsReadTag(profile, tag));
+      const auto* before = static_cast<cmsCIEXYZ*>(cmsReadTag(was, tag));
+      EXPECT_NEAR(now->Y, before->Y, 1e-4);
+      EXPECT_NEAR(now->X, before->X, 1e-4);
+    }
+    cmsCloseProfile(profile);
+    cmsCloseProfile(was);
+  }
+  EXPECT_THROW(FitProfile(With(cmsCreateLab4Profile(nullptr), 3), {22, 18, ""}), Failure);
+}
+
+// What is not corrected comes out as it went in, whatever its gamma: the points at the ends, gamma 1.
+TEST_F(Scales, ACorrectionOfNothingChangesNothing) {
+  for (const int gamma : {10, 14, 18, 22, 26}) {
+    Correction correction;
+    ZEP3_PARA& para = correction.record.para;
+    para.lScreenGamma = correction.encoding.input = correction.encoding.output = gamma;
+    para.ic.wHlCurveType = ZEP3_HL_NONE;
+    para.ic.wSdCurveType = ZEP3_SD_NONE;
+    for (ZEP3_POINTS& points : para.ic.ch) points = {65535, 0, 65535, 0, 100};
+    const Tables shallow = MakeTables(correction, 256);
+    const Tables deep = MakeTables(correction, 65536);
+    // The engine takes levels below 0.1 for that.
+    const double foot = std::pow(0.1 / 255, 18.0 / gamma);
+    int wrong = 0;
+    int farthest = 0;
+    for (size_t i = 0; i < 256; i++) {
+      const bool dark = LinearLevel(static_cast<double>(i) / 255, gamma) < 0.1;
+      wrong += ToByte(shallow[1][i]) != (dark ? std::lround(255 * foot) : static_cast<long>(i));
+    }
+    for (int i = 0; i < 65536; i++) farthest = std::max(farthest, std::abs(deep[1][static_cast<size_t>(i)] - i));
+    EXPECT_EQ(wrong, 0) << gamma;
+    EXPECT_LE(farthest, std::lround(65535 * foot) + 1) << gamma;
+  }
+}
+
+// ---- workers ----
+
+TEST(Workers, AnswersComeInOrderAndACrashCostsOneJob) {
+  const int count = 40;
+  int given = 0;
+  std::vector<std::string> told;
+  std::vector<std::string> cleaned;
+  WorkerEvents events;
+  events.next = [&]() -> std::optional<Message> {
+    if (given == count) return std::nullopt;
+    return Message{std::to_string(given++), std::string("any\0bytes\n", 10)};
+  };
+  events.done = [&](const Message& job, const std::optional<Message>& answer, const std::string& death) {
+    told.push_back(answer ? answer->at(0) : "dead " + job.at(0));
+    if (!answer) EXPECT_NE(death.find(job.at(0) == "7" ? "Killed" : "status 3"), std::string::npos) << death;
+  };
+  events.stop = [] { return false; };
+  events.cleanUp = [&](const Message& job, int) { cleaned.push_back(job.at(0)); };
+  RunInWorkers(
+      3,
+      [](const Message& job) -> Message {
+        const int number = std::stoi(job.at(0));
+        if (number == 7) ::raise(SIGKILL);
+        if (number == 39) ::_exit(3);
+        ::usleep(static_cast<useconds_t>(2000 * (number % 5))); // later jobs are often done first
+        return {job.at(0) + std::to_string(job.at(1).size())};
+      },
+      events);
+  ASSERT_EQ(told.size(), static_cast<size_t>(count));
+  for (int i = 0; i < count; i++) {
+    const std::string number = std::to_string(i);
+    EXPECT_EQ(told[static_cast<size_t>(i)], i == 7 || i == 39 ? "dead " + number : number + "10");
+  }
+  EXPECT_EQ(cleaned.size(), 2u);
+}
+
+} // namespace

@@ -1,0 +1,141 @@
+// TIFF files taken apart: what a whole run of the program does not reach. That tags are kept is tested with the
+// program.
+#include <tiffio.h>
+
+#include <array>
+#include <cstring>
+#include <vector>
+
+#include "failure.h"
+#include "shell.h"
+#include "tiff_fractions.h"
+#include "tiff_pages.h"
+
+namespace {
+
+class TiffPages : public Shell {
+ protected:
+  // A gray page of 16 bits, a strip a line, with a fraction that has no exact floating point.
+  std::string Write(const std::string& name, const char* mode, uint16_t bits = 16) const {
+    TIFF* tiff = TIFFOpen(Path(name).c_str(), mode);
+    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 16);
+    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 4);
+    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, bits);
+    TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
+    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 1);
+    TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 72.009);
+    TIFFSetField(tiff, TIFFTAG_ARTIST, "Someone");
+    for (uint32_t line = 0; line < 4; line++) {
+      std::vector<uint16_t> values(16, static_cast<uint16_t>(1000 * line + 7));
+      TIFFWriteEncodedStrip(tiff, line, values.data(), 2 * bits);
+    }
+    TIFFClose(tiff);
+    return Path(name);
+  }
+};
+
+TEST_F(TiffPages, PagesAreAppendedAsTheyAre) {
+  const std::string source = Write("source.tif", "wl");
+  for (const bool big : {false, true}) {
+    const std::string target = Path(big ? "big.tif" : "classic.tif");
+    AppendTiffPage(source, 0, target, big);
+    AppendTiffPage(source, 0, target, big);
+    const std::vector<TiffLayout> layouts = ReadTiffLayouts(target);
+    ASSERT_EQ(layouts.size(), 2u);
+    EXPECT_EQ(layouts[1].big, big);
+    EXPECT_EQ(layouts[1].rowsPerStrip, 1u);
+    EXPECT_EQ(layouts[1].bitsPerSample, 16);
+    TIFF* tiff = TIFFOpen(target.c_str(), "r");
+    TIFFSetDirectory(tiff, 1);
+    std::vector<uint16_t> values(16);
+    EXPECT_EQ(TIFFReadEncodedStrip(tiff, 3, values.data(), 32), 32);
+    EXPECT_EQ(values[5], 3007);
+    char* artist = nullptr;
+    EXPECT_EQ(TIFFGetField(tiff, TIFFTAG_ARTIST, &artist), 1);
+    EXPECT_STREQ(artist, "Someone");
+    TIFFClose(tiff);
+  }
+}
+
+// Values of several bytes have an order; those of one have none.
+TEST_F(TiffPages, TheOtherByteOrderIsRefusedWhereItMatters) {
+  AppendTiffPage(Write("first.tif", "wl"), 0, Path("target.tif"), false);
+  EXPECT_THROW(AppendTiffPage(Write("deep.tif", "wb"), 0, Path("target.tif"), false), Failure);
+  EXPECT_NO_THROW(AppendTiffPage(Write("shallow.tif", "wb", 8), 0, Path("target.tif"), false));
+  EXPECT_EQ(ReadTiffLayouts(Path("target.tif")).back().bitsPerSample, 8);
+}
+
+// The numbers of a fraction come over from a file of either order and kind.
+TEST_F(TiffPages, FractionsKeepTheirNumbers) {
+  // What libtiff makes of 72.009, and twice that: the same value in numbers that it would not choose.
+  const std::string text = Run("exiftool -v3 " + Write("plain.tif", "wl") + " | grep XResolution").out;
+  const size_t bracket = text.find('(');
+  ASSERT_NE(bracket, std::string::npos);
+  const std::array<uint32_t, 2> numbers = {static_cast<uint32_t>(std::stoul(text.substr(bracket + 1))),
+                                           static_cast<uint32_t>(std::stoul(text.substr(text.find('/') + 1)))};
+  const auto packed = [&](uint32_t factor, bool bigEndian) {
+    std::string bytes;
+    for (const uint32_t number : numbers) {
+      for (int i = 0; i < 4; i++) bytes += static_cast<char>(number * factor >> 8 * (bigEndian ? 3 - i : i));
+    }
+    return bytes;
+  };
+  const auto directory = [](const std::string& path) {
+    TIFF* tiff = TIFFOpen(path.c_str(), "r");
+    const uint64_t offset = TIFFCurrentDirOffset(tiff);
+    TIFFClose(tiff);
+    return offset;
+  };
+  for (const std::string mode : {"wl", "wb", "wl8", "wb8"}) {
+    const std::string source = Write("source.tif", mode.c_str());
+    std::string bytes = Read("source.tif");
+    const size_t at = bytes.find(packed(1, mode[1] == 'b'));
+    ASSERT_NE(at, std::string::npos) << mode;
+    File("source.tif", bytes.replace(at, 8, packed(2, mode[1] == 'b')));
+    for (const std::string targetMode : {"wl", "wb", "wl8", "wb8"}) {
+      const std::string target = Write("target.tif", targetMode.c_str());
+      const std::string before = Read("target.tif");
+      CopyFractions(source, target, {{directory(source), directory(target)}});
+      const std::string after = Read("target.tif");
+      const size_t place = after.find(packed(2, targetMode[1] == 'b'));
+      ASSERT_NE(place, std::string::npos) << mode << " " << targetMode;
+      EXPECT_EQ(place, before.find(packed(1, targetMode[1] == 'b')));
+      EXPECT_EQ(std::string(after).erase(place, 8), std::string(before).erase(place, 8));
+    }
+  }
+}
+
+TEST_F(TiffPages, DamagedFilesAreRefused) {
+  const std::string whole = (Write("whole.tif", "wl"), Read("whole.tif"));
+  EXPECT_THROW(ReadTiffLayouts(File("empty.tif", "")), Failure);
+  EXPECT_THROW(ReadTiffLayouts(File("text.tif", "II*no directory here")), Failure);
+  EXPECT_THROW(ReadTiffLayouts(Path("nowhere.tif")), Failure);
+  EXPECT_THROW(CopyTiffTags(File("head.tif", whole.substr(0, 60)), 0, Path("whole.tif")), Failure);
+  EXPECT_EQ(Read("whole.tif"), whole);
+  // A strip that is said to be larger than the file.
+  std::string liar = whole;
+  TIFF* tiff = TIFFOpen(Path("whole.tif").c_str(), "r");
+  const auto lines = static_cast<uint32_t>(TIFFGetStrileByteCount(tiff, 2));
+  TIFFClose(tiff);
+  ASSERT_EQ(lines, 32u);
+  for (size_t i = 0; i + 8 <= liar.size(); i += 2) {
+    const uint16_t counts[] = {32, 32, 32, 32};
+    if (std::memcmp(&liar[i], counts, 8) == 0) liar[i + 5] = '\x7f';
+  }
+  ASSERT_NE(liar, whole);
+  EXPECT_THROW(AppendTiffPage(File("liar.tif", liar), 0, Path("copy.tif"), false), Failure);
+  // Whatever the directories hold: an answer or a refusal.
+  for (size_t i = 0; i < whole.size(); i += 3) {
+    std::string spoiled = whole;
+    spoiled[i] = static_cast<char>(~spoiled[i]);
+    try {
+      ReadTiffLayouts(File("spoiled.tif", spoiled));
+      AppendTiffPage(Path("spoiled.tif"), 0, Path("out.tif"), false);
+    } catch (const Failure&) {
+    }
+    std::filesystem::remove(m_folder / "out.tif");
+  }
+}
+
+} // namespace

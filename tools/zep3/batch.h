@@ -1,0 +1,7 @@
+// All scans of a run: one in this process, several in worker processes; messages, JSON lines, the summary.
+#pragma once
+
+#include "options.h"
+
+// The program's exit status: 0; 1 when a scan failed; 130 when interrupted. Throws UsageError.
+int RunBatch(const Options& options);

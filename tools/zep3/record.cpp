@@ -1,0 +1,17 @@
+#include "record.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "driver.h"
+
+Record::Record() { Reset(&para, &master, rgb); }
+
+Record& Record::operator=(const Record& other) {
+  para = other.para;
+  master = other.master;
+  std::copy(std::begin(other.rgb), std::end(other.rgb), rgb);
+  para.ic.pMasterTone = para.pOutMasterTone = &master;
+  para.ic.pRGBTone = para.pOutRGBTone = rgb;
+  return *this;
+}

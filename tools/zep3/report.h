@@ -1,0 +1,27 @@
+// One self-contained HTML page that shows a scan before and after, its histograms, the curves and the numbers.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <vips/vips8>
+
+// What the report shows of one page of a scan.
+struct ReportPage {
+  std::string title;
+  vips::VImage before, after; // small pictures of 8 bits, gray or RGB, in memory, profile attached
+  // Pixels per file value 0..255 of red, green, blue.
+  std::array<std::array<int64_t, 256>, 3> histogramBefore{}, histogramAfter{};
+  // The tables as applied: file value 0..255 in, file value out. Red, green, blue.
+  std::array<std::array<uint8_t, 256>, 3> tables{};
+  // Name and value, in the order to be shown.
+  std::vector<std::pair<std::string, std::string>> numbers;
+};
+
+// The whole page as text, with the pictures as JPEG and gnuplot's plots as SVG inside. A scan whose histograms and
+// tables have three equal channels is gray: one line each. Needs VIPS_INIT. Throws Failure: gnuplot is missing or
+// fails, or libvips cannot make a picture.
+std::string MakeReport(const std::string& scanName, const std::vector<ReportPage>& pages);

@@ -1,0 +1,19 @@
+// A page into a file that is laid out as the scan's: compression, tiles, depth, profile, metadata.
+#pragma once
+
+#include <string>
+
+#include <vips/vips8>
+
+#include "formats.h"
+#include "scan.h"
+
+// What is asked of the result's file.
+struct SaveOptions {
+  const Format* format = nullptr; // of the result
+  std::string saver;              // options for libvips in brackets, from the user
+  bool strip = false;             // no EXIF, IPTC, XMP and text
+};
+
+// Writes page `page` of `scan`, as `image`, to `path`, which has the format's extension.
+void Save(const vips::VImage& image, const Scan& scan, int page, const SaveOptions& options, const std::string& path);

@@ -1,0 +1,46 @@
+// A scan file: what it is, its pages, and how to open one of them.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <vips/vips8>
+
+#include "formats.h"
+#include "tiff_pages.h"
+
+class Scan {
+ public:
+  // Reads the file's head. `name` may end in options for libvips in brackets. Throws Failure for what is no image.
+  explicit Scan(const std::string& name);
+
+  // Page `page`, to be read from top to bottom once; small ones are held in memory, so that they are decoded once.
+  // Damage in the file is an error, not a gray patch. Throws Failure for pictures that no table can correct.
+  vips::VImage Open(int page) const;
+
+  int Pages() const { return m_pages; }
+  const std::string& Path() const { return m_path; }
+  const std::string& Loader() const { return m_loader; }
+  // Null when results cannot be written in the scan's format.
+  const Format* FileFormat() const { return FormatOfLoader(m_loader); }
+  bool IsTiff() const { return !m_layouts.empty(); }
+  // The page in the file that Open(page) reads; TIFF only.
+  const TiffLayout& Layout(int page) const { return m_layouts.at(static_cast<size_t>(FilePage(page))); }
+  int FilePage(int page) const { return m_firstPage + page; }
+  // Black and white only: kept as it is.
+  bool IsBilevel(int page) const { return IsTiff() && Layout(page).IsBilevel(); }
+
+ private:
+  vips::VImage Load(const std::vector<std::pair<std::string, std::string>>& options) const;
+
+  std::string m_path;
+  std::string m_options;
+  std::string m_loader;
+  int m_firstPage = 0; // where the user asks for one
+  int m_pages = 1;
+  std::vector<TiffLayout> m_layouts;
+};
+
+// What libvips or its codecs say, in one line without repetitions.
+std::string LibraryReason(const vips::VError& error);

@@ -1,0 +1,349 @@
+#include "scan_job.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <vips/vips8>
+
+#include "encoding.h"
+#include "failure.h"
+#include "finish.h"
+#include "log.h"
+#include "output.h"
+#include "report.h"
+#include "save.h"
+#include "scan.h"
+#include "sidecar.h"
+#include "tables.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+volatile std::sig_atomic_t interrupted = 0;
+
+// ---- one page ----
+
+// A page with its correction, and what the report shows of it.
+struct PageWork {
+  CorrectedPage corrected;
+  SmallScan small;
+};
+
+// A page's correction: repeated from the sidecar, or found.
+PageWork Decide(const Scan& scan, int page, const vips::VImage& image, const Options& options,
+                const std::vector<CorrectedPage>& sidecar) {
+  PageWork work;
+  work.small = TakePrescan(image);
+  CorrectedPage& corrected = work.corrected;
+  if (sidecar.empty()) {
+    const Encoding encoding = FindEncoding(image, options.inputGamma, options.outputGamma);
+    corrected.correction = Analyse(work.small, options.analysis, options.user, encoding);
+    corrected.chroma = ChromaFactor(corrected.correction.record);
+  } else {
+    if (sidecar.size() > 1 && sidecar.size() != static_cast<size_t>(scan.Pages())) {
+      throw Failure("has " + std::to_string(scan.Pages()) + " pages, the sidecar " + std::to_string(sidecar.size()));
+    }
+    corrected = sidecar[sidecar.size() > 1 ? static_cast<size_t>(page) : 0];
+    ApplyUserOptions(options.user, corrected.correction.record);
+    MeasurePrescan(work.small, corrected.correction);
+  }
+  if (!options.saturation) corrected.chroma = 1;
+  corrected.page = scan.FilePage(page);
+  corrected.bands = image.bands();
+  corrected.bits = image.format() == VIPS_FORMAT_USHORT ? 16 : 8;
+  return work;
+}
+
+std::vector<PageWork> DecideAll(const Scan& scan, const Options& options, const std::vector<CorrectedPage>& sidecar) {
+  std::vector<PageWork> pages;
+  for (int page = 0; page < scan.Pages(); page++) {
+    if (scan.IsBilevel(page)) continue;
+    pages.push_back(Decide(scan, page, scan.Open(page), options, sidecar));
+  }
+  if (pages.empty()) throw Failure("is black and white only; there is nothing to correct");
+  return pages;
+}
+
+// ---- side files ----
+
+std::vector<CorrectedPage> Corrections(const std::vector<PageWork>& pages) {
+  std::vector<CorrectedPage> corrections;
+  for (const PageWork& page : pages) corrections.push_back(page.corrected);
+  return corrections;
+}
+
+std::string Decimal(double value, int places) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%.*f", places, value);
+  return text;
+}
+
+// What the report's numbers are called and look like.
+std::vector<std::pair<std::string, std::string>> Numbers(const CorrectedPage& page) {
+  const Correction& correction = page.correction;
+  const ZEP3_PARA& para = correction.record.para;
+  const auto tenth = [](int64_t tenths) { return Decimal(static_cast<double>(tenths) / 10, 1); };
+  const auto all = [&](auto value) {
+    std::string text;
+    for (const ZEP3_POINTS& points : para.ic.ch) text += (text.empty() ? "" : " / ") + value(points);
+    return text;
+  };
+  const auto level = [](int64_t level16) { return Decimal(static_cast<double>(level16) / 257, 1); };
+  const Kind* kind = FindKind(para.wDocType, para.wSubMode);
+  std::vector<std::pair<std::string, std::string>> numbers = {
+      {"Kind of original", kind == nullptr ? "" : std::string(kind->name)},
+      {"Size", std::to_string(correction.prescan.scanWidth) + " x " + std::to_string(correction.prescan.scanHeight) +
+                   ", " + std::to_string(page.bits) + " bits"},
+      {"Gamma of the scan", tenth(correction.encoding.input) + " (" + correction.encoding.source + ")"},
+      {"Gamma of the result", tenth(para.lScreenGamma)},
+      {"Highlight in (R / G / B)", all([&](const ZEP3_POINTS& points) { return level(points.lHlIn); })},
+      {"Highlight out", all([&](const ZEP3_POINTS& points) { return level(points.lHlOut); })},
+      {"Shadow in", all([&](const ZEP3_POINTS& points) { return level(points.lSdIn); })},
+      {"Shadow out", all([&](const ZEP3_POINTS& points) { return level(points.lSdOut); })},
+      {"Gamma", all([](const ZEP3_POINTS& points) { return Decimal(static_cast<double>(points.lGamma) / 100, 2); })},
+      {"Saturation", std::to_string(para.lSaturation) + " (chroma x " + Decimal(page.chroma, 2) + ")"},
+      {"Level, backlight", std::to_string(para.lCorrectLevel) + ", " + std::to_string(para.lAgainstLight)},
+      {"Brightness, contrast", std::to_string(para.ic.lBrightness) + ", " + std::to_string(para.ic.lContrast)},
+      {"Colour balance (R / G / B)", std::to_string(para.ic.lColorBalanceR) + " / " +
+                                         std::to_string(para.ic.lColorBalanceG) + " / " +
+                                         std::to_string(para.ic.lColorBalanceB)},
+  };
+  return numbers;
+}
+
+// The longer side of the report's pictures.
+constexpr double kReportSide = 800;
+
+std::array<std::array<int64_t, 256>, 3> Histograms(const vips::VImage& image) {
+  std::array<std::array<int64_t, 256>, 3> histograms = {};
+  const vips::VImage counts = image.hist_find().cast(VIPS_FORMAT_UINT);
+  size_t size = 0;
+  auto* values = static_cast<uint32_t*>(counts.write_to_memory(&size));
+  for (int level = 0; level < counts.width(); level++) {
+    for (int c = 0; c < 3; c++) {
+      const int band = std::min(c, counts.bands() - 1);
+      histograms[static_cast<size_t>(c)][static_cast<size_t>(level)] = values[level * counts.bands() + band];
+    }
+  }
+  g_free(values);
+  return histograms;
+}
+
+ReportPage ToReport(const PageWork& work, size_t count) {
+  const vips::VImage after =
+      FitProfile(ApplyCorrection(work.small.image, work.corrected.correction, work.corrected.chroma),
+                 work.corrected.correction.encoding);
+  const auto bytes = [](const vips::VImage& image) {
+    return image.format() == VIPS_FORMAT_USHORT ? (image * (1 / 257.0) + 0.5).cast(VIPS_FORMAT_UCHAR) : image;
+  };
+  const auto picture = [&](const vips::VImage& image) {
+    const double scale = kReportSide / std::max(image.width(), image.height());
+    const auto space = image.bands() >= 3 ? VIPS_INTERPRETATION_sRGB : VIPS_INTERPRETATION_B_W;
+    const vips::VImage shown = bytes(image).copy(vips::VImage::option()->set("interpretation", space));
+    return (scale < 1 ? shown.resize(scale) : shown).copy_memory();
+  };
+  ReportPage page;
+  if (count > 1) page.title = "Page " + std::to_string(work.corrected.page + 1);
+  page.before = picture(work.small.image);
+  page.after = picture(after);
+  page.histogramBefore = Histograms(bytes(work.small.image));
+  page.histogramAfter = Histograms(bytes(after));
+  const Tables tables = MakeTables(work.corrected.correction, 256);
+  for (size_t c = 0; c < 3; c++) {
+    const size_t channel = work.small.image.bands() == 1 ? 1 : c; // see ApplyCorrection
+    std::transform(tables[channel].begin(), tables[channel].end(), page.tables[c].begin(), ToByte);
+  }
+  page.numbers = Numbers(work.corrected);
+  return page;
+}
+
+void WriteSideFiles(const Job& job, const Options& options, const std::vector<PageWork>& pages) {
+  // They belong to the result, which is not there yet or is to be replaced: so are they.
+  if (options.sidecar) {
+    const auto json = CorrectionToJson(job.scan, Corrections(pages));
+    WriteWhole(job.result + ".zep3.json", ToText(json, 1) + '\n', true);
+  }
+  if (options.report) {
+    std::vector<ReportPage> shown;
+    for (const PageWork& page : pages) shown.push_back(ToReport(page, pages.size()));
+    WriteWhole(job.result + ".zep3.html", MakeReport(fs::path(job.scan).filename().string(), shown), true);
+  }
+}
+
+// ---- the result ----
+
+const Format& ResultFormat(const Job& job, const Options& options, const Scan& scan) {
+  if (options.format != nullptr) return *options.format;
+  const Format* byName = FormatOfName(job.result);
+  const Format* byContent = scan.FileFormat();
+  if (job.named) {
+    if (byName == nullptr)
+      throw Failure("the name " + job.result +
+                    " says no format that results are written in (.tif, .png, .jpg, .webp, .ppm)");
+    return *byName;
+  }
+  if (byContent == nullptr) throw Failure("results are not written in its format; --format tif takes another");
+  if (byName != nullptr && byName != byContent) {
+    throw Failure("is a " + std::string(byContent->name) + " file by its content, though its name says " +
+                  std::string(byName->name) + "; rename it, or name the result");
+  }
+  return *byContent;
+}
+
+void ShowProgress(VipsImage*, VipsProgress* progress, void* image) {
+  if (interrupted) vips_image_set_kill(static_cast<VipsImage*>(image), TRUE);
+  // Only what takes long, and only where someone is looking.
+  if (::isatty(STDERR_FILENO) && progress->run > 1) std::fprintf(stderr, "\rzep3: writing, %d %% ", progress->percent);
+}
+
+void EndProgress(VipsImage*, VipsProgress* progress, void*) {
+  if (::isatty(STDERR_FILENO) && progress->run > 1) std::fprintf(stderr, "\r\033[K");
+}
+
+vips::VImage Watched(vips::VImage image, bool quiet) {
+  VipsImage* watched = image.get_image();
+  vips_image_set_progress(watched, TRUE);
+  g_signal_connect(watched, "eval", G_CALLBACK(ShowProgress), watched);
+  if (!quiet) g_signal_connect(watched, "posteval", G_CALLBACK(EndProgress), watched);
+  return image;
+}
+
+// Writes all pages into `path` and returns what was decided for them.
+std::vector<PageWork> WritePages(const Scan& scan, const Job& job, const Options& options, const SaveOptions& save,
+                                 const std::string& path, const std::string& suffix) {
+  const std::vector<CorrectedPage> sidecar =
+      options.useSidecar.empty() ? std::vector<CorrectedPage>() : ReadSidecar(options.useSidecar);
+  const bool tiff = save.format->name == "tiff" && scan.IsTiff();
+  if (scan.Pages() > 1 && !tiff) {
+    throw Failure("has " + std::to_string(scan.Pages()) + " pages, which only TIFF files keep; " + job.scan +
+                  "[page=0] names one");
+  }
+  std::vector<PageWork> pages;
+  for (int page = 0; page < scan.Pages(); page++) {
+    if (tiff && scan.IsBilevel(page)) { // nothing to correct: kept as it is stored
+      AppendTiffPage(scan.Path(), static_cast<unsigned>(scan.FilePage(page)), path, scan.Layout(page).big);
+      continue;
+    }
+    const vips::VImage image = scan.Open(page);
+    // A thumbnail or pyramid layer is corrected as the page that it shows.
+    const bool again = scan.IsTiff() && scan.Layout(page).reduced && !pages.empty();
+    if (!again) pages.push_back(Decide(scan, page, image, options, sidecar));
+    const CorrectedPage& corrected = pages.back().corrected;
+    // A scan that is too large to be held is read a second time.
+    const bool held = vips_image_get_typeof(image.get_image(), VIPS_META_SEQUENTIAL) == 0;
+    const vips::VImage result =
+        FitProfile(ApplyCorrection(held ? image : scan.Open(page), corrected.correction, corrected.chroma),
+                   corrected.correction.encoding);
+    if (scan.Pages() == 1) {
+      Save(Watched(result, options.quiet), scan, page, save, path);
+    } else {
+      const PendingFile single(job.result == "-" ? fs::temp_directory_path() / "page" : fs::path(job.result), suffix);
+      Save(Watched(result, options.quiet), scan, page, save, single.Path());
+      AppendTiffPage(single.Path(), 0, path, scan.Layout(page).big);
+    }
+    if (tiff && scan.Layout(page).subImages) Say(job.scan + ": sub-images of a page are left out");
+  }
+  return pages;
+}
+
+Outcome Correct(const Job& job, const Options& options) {
+  const bool toOutput = job.result == "-";
+  const std::string backup = options.inPlace && !options.noBackup ? job.result + "_original" : "";
+  std::string source = job.scan == "-" ? SpoolStandardInput() : job.scan;
+  if (!backup.empty() && fs::exists(backup)) {
+    if (!options.overwrite) return {Status::kSkipped, backup + " exists: it is corrected already", "", 0};
+    source = backup; // once more from the original, not on top of the first correction
+  } else if (!options.inPlace && !toOutput && !options.overwrite && fs::exists(fs::symlink_status(job.result))) {
+    if (job.named) throw Failure(job.result + " exists; --overwrite replaces it");
+    return {Status::kSkipped, job.result + " exists", "", 0};
+  }
+  if (options.dryRun) {
+    const Scan scan(source);
+    ResultFormat(job, options, scan);
+    return {Status::kPlanned, "would become " + (toOutput ? std::string("standard output") : job.result), "", 0};
+  }
+
+  const Scan scan(source);
+  const Format& format = ResultFormat(job, options, scan);
+  const SaveOptions save = {&format, options.saver, options.strip};
+  const std::string suffix = FormatOfName(job.result) == &format ? fs::path(job.result).extension().string()
+                                                                 : std::string(format.extensions.front());
+  const fs::path target = toOutput ? fs::temp_directory_path() / "zep3" : fs::path(job.result);
+  if (target.has_parent_path()) fs::create_directories(target.parent_path());
+  PendingFile pending(target, suffix);
+  const std::vector<PageWork> pages = WritePages(scan, job, options, save, pending.Path(), suffix);
+  if (interrupted) return {Status::kInterrupted, "interrupted", "", 0};
+  WriteSideFiles(job, options, pages);
+  if (toOutput) {
+    CopyToStandardOutput(pending.Path());
+  } else if (options.inPlace) {
+    pending.CommitInPlace(backup);
+  } else {
+    pending.Commit(options.overwrite);
+  }
+  return {Status::kCorrected, pages.empty() ? "is black and white only; kept as it is" : "", "", 0};
+}
+
+// ---- the other commands ----
+
+Outcome Analyse(const Job& job, const Options& options) {
+  const Scan scan(job.scan == "-" ? SpoolStandardInput() : job.scan);
+  const auto pages = DecideAll(scan, options, {});
+  const auto json = CorrectionToJson(job.scan, Corrections(pages));
+  return {Status::kCorrected, "", ToText(json, options.json ? -1 : 1) + '\n', 0};
+}
+
+Outcome PrintTables(const Job& job, const Options& options) {
+  const Scan scan(job.scan == "-" ? SpoolStandardInput() : job.scan);
+  const auto sidecar = options.useSidecar.empty() ? std::vector<CorrectedPage>() : ReadSidecar(options.useSidecar);
+  const auto pages = DecideAll(scan, options, sidecar);
+  const Tables tables = MakeTables(pages.front().corrected.correction, 256);
+  const std::string& form = options.tableForm;
+  const std::string text = form == "csv"         ? TablesAsCsv(tables)
+                           : form == "json"      ? TablesAsJson(tables)
+                           : form == "png"       ? TablesAsPng(tables)
+                           : form == "scanimage" ? TablesForScanimage(tables)
+                                                 : TablesAsText(tables);
+  if (job.result.empty() || job.result == "-") return {Status::kCorrected, "", text, 0};
+  WriteWhole(job.result, text, options.overwrite);
+  return {Status::kCorrected, "", "", 0};
+}
+
+Outcome Dispatch(const Job& job, const Options& options) {
+  if (!job.refusal.empty()) throw Failure(job.refusal);
+  switch (options.command) {
+    case Command::kAnalyse:
+      return Analyse(job, options);
+    case Command::kTables:
+      return PrintTables(job, options);
+    case Command::kCorrect:
+      break;
+  }
+  return Correct(job, options);
+}
+
+} // namespace
+
+Outcome RunJob(const Job& job, const Options& options) {
+  const auto begin = std::chrono::steady_clock::now();
+  Outcome outcome;
+  try {
+    outcome = Dispatch(job, options);
+  } catch (const vips::VError& error) {
+    outcome.message = LibraryReason(error);
+  } catch (const fs::filesystem_error& error) {
+    outcome.message = error.path1().string() + ": " + error.code().message();
+  } catch (const std::exception& error) {
+    outcome.message = error.what();
+  }
+  if (interrupted && outcome.status == Status::kFailed) outcome.status = Status::kInterrupted;
+  outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  return outcome;
+}
+
+void Interrupt() { interrupted = 1; }
+
+bool IsInterrupted() { return interrupted != 0; }

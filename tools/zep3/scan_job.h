@@ -1,0 +1,23 @@
+// The work on one scan, from the file to its result.
+#pragma once
+
+#include <string>
+
+#include "options.h"
+#include "plan.h"
+
+enum class Status { kCorrected, kSkipped, kFailed, kPlanned, kInterrupted };
+
+struct Outcome {
+  Status status = Status::kFailed;
+  std::string message; // why it failed or was skipped, what would be done
+  std::string text;    // analysis or tables, for standard output
+  double seconds = 0;
+};
+
+// Never throws: a fault ends the scan, not the run. Nothing is left half-written.
+Outcome RunJob(const Job& job, const Options& options);
+
+// Ends the work at hand soon; called from a signal handler.
+void Interrupt();
+bool IsInterrupted();

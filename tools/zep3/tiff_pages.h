@@ -1,0 +1,40 @@
+// What libvips does not carry from TIFF to TIFF: the layout, most tags, and pages of different kinds in one file.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// How one page (directory) of a TIFF file is laid out, as far as the result shall look alike.
+struct TiffLayout {
+  uint16_t compression = 1; // COMPRESSION_... of tiff.h
+  uint16_t predictor = 1;   // PREDICTOR_... of tiff.h; 1: none
+  bool tiled = false;
+  uint32_t tileWidth = 0; // pixels; 0 when not tiled
+  uint32_t tileHeight = 0;
+  uint32_t rowsPerStrip = 0; // 0 when tiled
+  uint64_t stripBytes = 0;   // of one strip, decoded
+  uint16_t bitsPerSample = 1;
+  uint16_t samplesPerPixel = 1;
+  bool luminanceChroma = false; // Y Cb Cr, as JPEG has it
+  bool separatePlanes = false;
+  bool reduced = false;   // a thumbnail or pyramid layer of the page before it
+  bool subImages = false; // has SubIFDs
+  bool big = false;       // the file is a BigTIFF; the same for all pages
+
+  // Black and white: nothing that a table could correct.
+  bool IsBilevel() const { return bitsPerSample == 1 && samplesPerPixel == 1; }
+};
+
+// The layouts of all pages, in order. Throws Failure with libtiff's reason.
+std::vector<TiffLayout> ReadTiffLayouts(const std::string& path);
+
+// Gives the only page of `result` every descriptive tag of page `page` of `source`: text tags, resolution, orientation,
+// position, IPTC, XMP, private tags, and the EXIF and GPS directories. What describes the stored pixels (size, depth,
+// compression, offsets, ICC profile) stays as `result` has it. Rewrites the directory in place; pixels are not touched.
+// Throws Failure.
+void CopyTiffTags(const std::string& source, unsigned page, const std::string& result);
+
+// Appends page `page` of `source` to `target` (created when missing; `big` then makes it a BigTIFF): the stored strips
+// or tiles as they are, not decoded, and all tags. Throws Failure.
+void AppendTiffPage(const std::string& source, unsigned page, const std::string& target, bool big);

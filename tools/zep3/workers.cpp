@@ -1,0 +1,223 @@
+#include "workers.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <map>
+
+#include "failure.h"
+
+namespace {
+
+// ---- messages: a count of texts, then each with its length before it ----
+
+bool WriteFully(int file, const void* data, size_t size) {
+  const char* bytes = static_cast<const char*>(data);
+  while (size > 0) {
+    const ssize_t written = ::send(file, bytes, size, MSG_NOSIGNAL);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    bytes += written;
+    size -= static_cast<size_t>(written);
+  }
+  return true;
+}
+
+bool ReadFully(int file, void* data, size_t size) {
+  char* bytes = static_cast<char*>(data);
+  while (size > 0) {
+    const ssize_t got = ::read(file, bytes, size);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return false;
+    bytes += got;
+    size -= static_cast<size_t>(got);
+  }
+  return true;
+}
+
+bool Send(int file, const Message& message) {
+  const uint64_t count = message.size();
+  bool sent = WriteFully(file, &count, sizeof count);
+  for (const std::string& text : message) {
+    const uint64_t size = text.size();
+    sent = sent && WriteFully(file, &size, sizeof size) && WriteFully(file, text.data(), text.size());
+  }
+  return sent;
+}
+
+std::optional<Message> Receive(int file) {
+  uint64_t count = 0;
+  if (!ReadFully(file, &count, sizeof count)) return std::nullopt;
+  Message message(count);
+  for (std::string& text : message) {
+    uint64_t size = 0;
+    if (!ReadFully(file, &size, sizeof size)) return std::nullopt;
+    text.resize(size);
+    if (!ReadFully(file, text.data(), text.size())) return std::nullopt;
+  }
+  return message;
+}
+
+// ---- workers ----
+
+struct Worker {
+  pid_t pid = -1;
+  int channel = -1;
+  std::optional<size_t> job; // the number of the job that it works on
+};
+
+std::string HowItEnded(pid_t pid) {
+  int status = 0;
+  while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) continue;
+  if (WIFSIGNALED(status)) return std::string("the image library crashed on it (") + strsignal(WTERMSIG(status)) + ")";
+  return "its worker process ended with status " + std::to_string(WEXITSTATUS(status));
+}
+
+class Pool {
+ public:
+  Pool(int count, const std::function<Message(const Message&)>& work, const WorkerEvents& events)
+      : m_workers(static_cast<size_t>(count)), m_work(work), m_events(events) {}
+
+  ~Pool() {
+    for (Worker& worker : m_workers) {
+      if (worker.pid < 0) continue;
+      ::close(worker.channel); // the worker sees the end of its jobs
+      HowItEnded(worker.pid);
+    }
+  }
+
+  void Run() {
+    while (Feed() || !m_exhausted) Collect();
+  }
+
+ private:
+  struct Running {
+    Message job;
+    bool finished = false;
+    std::optional<Message> answer;
+    std::string death;
+  };
+
+  // Gives every idle worker a job. False when nothing is under way any more.
+  bool Feed() {
+    bool working = false;
+    for (Worker& worker : m_workers) {
+      // A list that arrives slowly must not hold back the answers.
+      if (!worker.job && !m_exhausted && !AnswerWaits()) {
+        const std::optional<Message> job = m_events.stop() ? std::nullopt : m_events.next();
+        m_exhausted = !job;
+        if (job) Begin(worker, *job);
+      }
+      working = working || worker.job;
+    }
+    return working;
+  }
+
+  void Begin(Worker& worker, const Message& job) {
+    const size_t number = m_next++;
+    m_running[number] = {job, false, std::nullopt, ""};
+    if (worker.pid < 0) Start(worker);
+    worker.job = number;
+    if (!Send(worker.channel, job)) Lost(worker);
+  }
+
+  void Start(Worker& worker) {
+    int channel[2];
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, channel) != 0)
+      throw UsageError("no worker can be started");
+    const pid_t pid = ::fork();
+    if (pid < 0) throw UsageError(std::string("no worker can be started: ") + std::strerror(errno));
+    if (pid == 0) {
+      ::close(channel[0]);
+      for (const Worker& other : m_workers) {
+        if (other.pid >= 0) ::close(other.channel);
+      }
+      while (const std::optional<Message> job = Receive(channel[1])) {
+        if (!Send(channel[1], m_work(*job))) break;
+      }
+      ::_exit(0); // the parent's buffers and objects are the parent's
+    }
+    ::close(channel[1]);
+    worker.pid = pid;
+    worker.channel = channel[0];
+  }
+
+  std::vector<pollfd> Channels() const {
+    std::vector<pollfd> channels;
+    for (const Worker& worker : m_workers) channels.push_back({worker.job ? worker.channel : -1, POLLIN, 0});
+    return channels;
+  }
+
+  bool AnswerWaits() const {
+    std::vector<pollfd> channels = Channels();
+    return ::poll(channels.data(), channels.size(), 0) > 0;
+  }
+
+  // Waits for an answer and takes those that are there. Without a worker at work (they died) there is none to wait for.
+  void Collect() {
+    std::vector<pollfd> channels = Channels();
+    const bool working =
+        std::any_of(m_workers.begin(), m_workers.end(), [](const Worker& worker) { return worker.job; });
+    const int ready = ::poll(channels.data(), channels.size(), working ? -1 : 0);
+    if (m_events.stop() && !m_told) {
+      m_told = true; // the signal may have been for this process alone
+      for (const Worker& worker : m_workers) {
+        if (worker.pid >= 0) ::kill(worker.pid, SIGTERM);
+      }
+    }
+    if (ready <= 0) return;
+    for (size_t i = 0; i < channels.size(); i++) {
+      if (channels[i].revents == 0) continue;
+      Worker& worker = m_workers[i];
+      std::optional<Message> answer = Receive(worker.channel);
+      if (!answer) {
+        Lost(worker);
+        continue;
+      }
+      Running& running = m_running[*worker.job];
+      running.finished = true;
+      running.answer = std::move(answer);
+      worker.job.reset();
+    }
+    Report();
+  }
+
+  void Lost(Worker& worker) {
+    ::close(worker.channel);
+    Running& running = m_running[*worker.job];
+    running.finished = true;
+    running.death = HowItEnded(worker.pid);
+    m_events.cleanUp(running.job, worker.pid);
+    worker = Worker();
+    Report();
+  }
+
+  void Report() {
+    while (!m_running.empty() && m_running.begin()->second.finished) {
+      const Running running = std::move(m_running.begin()->second);
+      m_running.erase(m_running.begin());
+      m_events.done(running.job, running.answer, running.death);
+    }
+  }
+
+  std::vector<Worker> m_workers;
+  const std::function<Message(const Message&)>& m_work;
+  const WorkerEvents& m_events;
+  std::map<size_t, Running> m_running; // by the jobs' order
+  size_t m_next = 0;
+  bool m_exhausted = false;
+  bool m_told = false;
+};
+
+} // namespace
+
+void RunInWorkers(int count, const std::function<Message(const Message&)>& work, const WorkerEvents& events) {
+  Pool(count, work, events).Run();
+}

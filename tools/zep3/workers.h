@@ -1,0 +1,25 @@
+// A pool of worker processes. A decoder that crashes on a damaged scan takes its worker along and nothing else, and the
+// image library's error texts, which are the process's, stay with the scan that they are about.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+// What goes to a worker and comes back: texts of any bytes.
+using Message = std::vector<std::string>;
+
+struct WorkerEvents {
+  // The next job; nothing when there is none.
+  std::function<std::optional<Message>()> next;
+  // A job's answer, in the order of the jobs. No answer: the worker died, `death` says how.
+  std::function<void(const Message& job, const std::optional<Message>& answer, const std::string& death)> done;
+  // Asked before each job: no more jobs are begun when true.
+  std::function<bool()> stop;
+  // A worker of this process number died at this job.
+  std::function<void(const Message& job, int pid)> cleanUp;
+};
+
+// Runs `work` in up to `count` worker processes until the jobs are done. Throws UsageError when none can be started.
+void RunInWorkers(int count, const std::function<Message(const Message&)>& work, const WorkerEvents& events);
