@@ -13,6 +13,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/analysis.cpp
   tools/zep3/arguments.cpp
   tools/zep3/batch.cpp
+  tools/zep3/box_mean.cpp
   tools/zep3/command_line.cpp
   tools/zep3/encoding.cpp
   tools/zep3/finish.cpp

@@ -14,21 +14,10 @@ PixelSpan Clip(int64_t from, int64_t to, int64_t size) {
   return span.begin < span.end ? span : PixelSpan{0, 0};
 }
 
-uint64_t Magnitude(int64_t v) { return v < 0 ? 0 - static_cast<uint64_t>(v) : static_cast<uint64_t>(v); }
-
 } // namespace
 
 AreaSampler::AreaSampler(const CHIST& hist, const ZEP3_BmpInfo& image, int target)
-    : m_hist(hist), m_pBits(image.pBits), m_nStride(image.lBytesPerLine) {
-  if (image.wPixelFormat == ZEP3_PIXEL_RGB) {
-    m_nRed = 0;
-    m_nBlue = 2;
-  } else if (image.wPixelFormat == ZEP3_PIXEL_XRGB) {
-    m_nBytes = 4;
-    m_nRed = 1;
-    m_nGreen = 2;
-    m_nBlue = 3;
-  }
+    : m_hist(hist), m_image(image), m_pixel(LayoutOf(image)) {
   m_columns = Clip(image.area.ptLeft.x, image.area.ptRight.x, image.lWidth);
   m_lines = Clip(image.area.ptTop.y, image.area.ptBottom.y, image.lHeight);
   if (!IsReadable()) return;
@@ -50,13 +39,7 @@ AreaSampler::AreaSampler(const CHIST& hist, const ZEP3_BmpInfo& image, int targe
 
 bool AreaSampler::IsReadable() const {
   if (m_columns.begin == m_columns.end || m_lines.begin == m_lines.end) return true;
-  if (m_pBits == nullptr) return false;
-  const uint64_t line = static_cast<uint64_t>(m_columns.end) * static_cast<uint64_t>(m_nBytes);
-  const uint64_t linesBefore = static_cast<uint64_t>(m_lines.end) - 1;
-  if (linesBefore == 0) return true;
-  const uint64_t stride = Magnitude(m_nStride);
-  if (stride < line && m_lines.end - m_lines.begin > 1) return false;
-  return stride <= (static_cast<uint64_t>(PTRDIFF_MAX) - line) / linesBefore;
+  return IsAddressable(m_image, m_columns.end, m_lines.begin, m_lines.end);
 }
 
 bool CHIST::MakeHistogram(ZEP3_BmpInfo* image, int margin, ZEP3_PARA* para) {

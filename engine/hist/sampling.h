@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "engine/common/convert.h"
+#include "engine/common/image.h"
 #include "engine/hist/chist.h"
 
 class AreaSampler {
@@ -26,7 +27,9 @@ class AreaSampler {
   }
 
  private:
-  const uint8_t* Pixel(int64_t x, int64_t y) const { return m_pBits + (y * m_nStride + x * m_nBytes); }
+  const uint8_t* Pixel(int64_t x, int64_t y) const {
+    return m_image.pBits + (y * m_image.lBytesPerLine + x * m_pixel.bytes);
+  }
   PixelSpan InnerSpan(int y) const { return m_hist.InnerSpan(y, m_columns); }
 
   template <class Visit>
@@ -36,7 +39,8 @@ class AreaSampler {
       const PixelSpan span = InnerSpan(y);
       if (span.begin >= span.end) continue;
       const uint8_t* p = Pixel(span.begin, y);
-      for (int x = span.begin; x < span.end; x++, p += m_nBytes) visit(p[m_nRed], p[m_nGreen], p[m_nBlue]);
+      for (int x = span.begin; x < span.end; x++, p += m_pixel.bytes)
+        visit(p[m_pixel.red], p[m_pixel.green], p[m_pixel.blue]);
       samples += span.end - span.begin;
     }
     return samples;
@@ -62,10 +66,10 @@ class AreaSampler {
         const uint8_t* p = Pixel(m_columns.begin + first * m_nBlockWidth, line);
         for (int64_t block = first; block < last; block++) {
           uint64_t* sum = &sums[static_cast<size_t>(3 * block)];
-          for (int64_t x = 0; x < m_nBlockWidth; x++, p += m_nBytes) {
-            sum[0] += p[m_nRed];
-            sum[1] += p[m_nGreen];
-            sum[2] += p[m_nBlue];
+          for (int64_t x = 0; x < m_nBlockWidth; x++, p += m_pixel.bytes) {
+            sum[0] += p[m_pixel.red];
+            sum[1] += p[m_pixel.green];
+            sum[2] += p[m_pixel.blue];
           }
         }
       }
@@ -83,12 +87,8 @@ class AreaSampler {
   static int64_t Steps(PixelSpan span, int64_t step) { return CeilDivide(span.end - step - span.begin, step); }
 
   const CHIST& m_hist;
-  const uint8_t* m_pBits;
-  int64_t m_nStride;
-  int m_nBytes = 3; // of a pixel
-  int m_nRed = 2;   // byte offsets inside a pixel
-  int m_nGreen = 1;
-  int m_nBlue = 0;
+  const ZEP3_BmpInfo& m_image;
+  PixelLayout m_pixel;
   PixelSpan m_columns{0, 0}; // scan rectangle: the raw corners clipped to the image, far ends excluded
   PixelSpan m_lines{0, 0};
   bool m_bBlocks = false;

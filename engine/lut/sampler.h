@@ -7,7 +7,7 @@
 
 class CurveSampler {
  public:
-  // `lut` after MakeLUT with this record. Its user curves apply.
+  // `lut` after MakeLUT with this record, of which a copy is kept. The record's user curves apply.
   CurveSampler(const CLUT& lut, const ZEP3_PARA& para);
 
   // The display level 0..255 of a linear level 0..255. At whole levels it is what MakeLUT leaves in m_dCurve; below 0.1
@@ -15,7 +15,7 @@ class CurveSampler {
   double At(int c, double level) const;
 
  private:
-  const CLUT& m_lut;
+  CLUT m_lut;
   bool m_negative;
   double m_displayExponent;
   PowerCurve m_base[3];

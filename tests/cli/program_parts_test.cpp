@@ -1,14 +1,20 @@
 // The program's parts that a whole run does not show well: arguments, scales, tables, workers.
 #include <gtest/gtest.h>
 #include <lcms2.h>
+#include <tiffio.h>
 
 #include <cmath>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
 #include <string>
 #include <vector>
 #include <vips/vips8>
 
 #include "arguments.h"
+#include "box_mean.h"
 #include "encoding.h"
 #include "failure.h"
 #include "formats.h"
@@ -173,6 +179,83 @@ TEST_F(Scales, ACorrectionOfNothingChangesNothing) {
     EXPECT_EQ(wrong, 0) << gamma;
     EXPECT_LE(farthest, std::lround(65535 * foot) + 1) << gamma;
   }
+}
+
+// ---- pre-scan ----
+
+// Means of squares by the plain formula, whatever the depth, the bands and the reader; edges are means of what is
+// there.
+TEST_F(Scales, BoxMeansAreMeans) {
+  char folder[] = "/tmp/zep3_parts_XXXXXX";
+  ASSERT_NE(mkdtemp(folder), nullptr);
+  const std::string path = std::string(folder) + "/scan.tif";
+  std::mt19937 random(5);
+  for (const bool deep : {false, true}) {
+    for (const int bands : {1, 2, 3, 4}) {
+      const int width = 103;
+      const int height = 71;
+      std::vector<uint16_t> values(static_cast<size_t>(width * height * bands));
+      for (uint16_t& value : values) value = static_cast<uint16_t>(deep ? random() : random() % 256);
+      vips::VImage image =
+          vips::VImage::new_from_memory(values.data(), values.size() * 2, width, height, bands, VIPS_FORMAT_USHORT);
+      if (!deep) image = image.cast(VIPS_FORMAT_UCHAR);
+      const auto space = bands < 3 ? (deep ? VIPS_INTERPRETATION_GREY16 : VIPS_INTERPRETATION_B_W)
+                                   : (deep ? VIPS_INTERPRETATION_RGB16 : VIPS_INTERPRETATION_sRGB);
+      image = image.copy(vips::VImage::option()->set("interpretation", space));
+      image.write_to_file((path + "[tile-height=6]").c_str());
+      for (const int64_t side : {2, 7, 50, 300}) {
+        SCOPED_TRACE(testing::Message() << deep << " " << bands << " " << side);
+        const int colours = bands >= 3 ? 3 : 1;
+        const vips::VImage plain = BoxMeanOfPlainTiff(path, 0, colours, side);
+        const vips::VImage all = BoxMean(image, side);
+        ASSERT_FALSE(plain.is_null());
+        ASSERT_EQ(plain.bands(), colours);
+        ASSERT_EQ(all.width(), (width + side - 1) / side);
+        ASSERT_EQ(all.height(), (height + side - 1) / side);
+        EXPECT_EQ((plain - all.extract_band(0, vips::VImage::option()->set("n", colours))).abs().max(), 0);
+        for (const auto& [x, y] : {std::pair{0, 0}, std::pair{all.width() - 1, all.height() - 1}}) {
+          for (int band = 0; band < bands; band++) {
+            uint64_t sum = 0;
+            uint64_t count = 0;
+            for (int64_t line = y * side; line < std::min<int64_t>((y + 1) * side, height); line++) {
+              for (int64_t column = x * side; column < std::min<int64_t>((x + 1) * side, width); column++, count++) {
+                sum += values[static_cast<size_t>((line * width + column) * bands + band)];
+              }
+            }
+            const double mean = static_cast<double>(sum) / static_cast<double>(count);
+            EXPECT_EQ(all.getpoint(x, y)[static_cast<size_t>(band)], std::floor(mean + 0.5));
+          }
+        }
+      }
+    }
+  }
+  // Stored otherwise: for libvips.
+  for (const char* options : {"[compression=lzw]", "[tile]", "[compression=jpeg]"}) {
+    vips::VImage::black(64, 64, vips::VImage::option()->set("bands", 3)).write_to_file((path + options).c_str());
+    EXPECT_TRUE(BoxMeanOfPlainTiff(path, 0, 3, 4).is_null()) << options;
+  }
+  // The other byte order, and damage.
+  TIFF* tiff = TIFFOpen(path.c_str(), "wb");
+  TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 4);
+  TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 2);
+  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 16);
+  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+  TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 2);
+  uint16_t line[8] = {1000, 1000, 1000, 1000, 2000, 2000, 2000, 2000};
+  TIFFWriteEncodedStrip(tiff, 0, line, sizeof line);
+  TIFFClose(tiff);
+  EXPECT_EQ(BoxMeanOfPlainTiff(path, 0, 1, 2).getpoint(1, 0)[0], 1500);
+  vips::VImage::black(64, 64, vips::VImage::option()->set("bands", 3))
+      .write_to_file((path + "[tile-height=8]").c_str());
+  std::string bytes;
+  {
+    std::ifstream file(path, std::ios::binary);
+    bytes.assign(std::istreambuf_iterator<char>(file), {});
+  }
+  const size_t directory = static_cast<unsigned char>(bytes[4]) + 256u * static_cast<unsigned char>(bytes[5]);
+  std::ofstream(path, std::ios::binary) << bytes.substr(0, 8) << bytes.substr(directory); // no longer where it was
+  EXPECT_THROW(BoxMeanOfPlainTiff(path, 0, 3, 4), Failure);
+  std::filesystem::remove_all(folder);
 }
 
 // ---- workers ----

@@ -210,7 +210,8 @@ TEST(FineTables, AgreeAtWholeLevelsAndRunOnBetween) {
     if (curves) r.rgb[2] = {2, {{0, 0}, {200, 255}}};
     if (n % 4 == 2) r.para.ic.pRGBTone = nullptr;
     r.para.lSaturation = 9;
-    ZEP3_PARA copy = r.para;
+    const ZEP3_PARA fresh = r.para;
+    ZEP3_PARA copy = fresh;
     ASSERT_EQ(MakeZEP3LUT16(&copy, matrix, fine.data()), 1);
     CLUT lut(&r.para);
     ASSERT_TRUE(lut.MakeLUT(&r.para, matrix, true));
@@ -227,8 +228,28 @@ TEST(FineTables, AgreeAtWholeLevelsAndRunOnBetween) {
       }
     }
     EXPECT_TRUE(curves || largest < 2000) << largest;
+    // At any levels, in any order: the same curves, not rounded.
+    const std::vector<double> levels = {200.0, 0.0, 3000 / 257.0, 255.0, 65534 / 257.0, -3.0, 1e300, std::nan("")};
+    std::vector<double> display(3 * levels.size());
+    copy = fresh;
+    ASSERT_EQ(MakeZEP3LUTAt(&copy, matrix, levels.data(), static_cast<int64_t>(levels.size()), display.data()), 1);
+    for (size_t c = 0; c < 3; c++) {
+      const double* at = &display[levels.size() * c];
+      const double* curve = lut.m_dCurve[c];
+      EXPECT_TRUE(at[0] == curve[200] && at[1] == curve[0] && at[3] == curve[255]);
+      EXPECT_TRUE(at[5] == curve[0] && at[6] == curve[255] && std::isnan(at[7]));
+      EXPECT_EQ(CLUT::UCRound(257 * at[2]), fine[65536 * c + 3000]);
+      EXPECT_EQ(CLUT::UCRound(257 * at[4]), fine[65536 * c + 65534]);
+    }
   }
   Record r;
+  double one = 1;
+  EXPECT_EQ(MakeZEP3LUTAt(nullptr, matrix, &one, 1, &one), 0);
+  EXPECT_EQ(MakeZEP3LUTAt(&r.para, matrix, nullptr, 1, &one), 0);
+  EXPECT_EQ(MakeZEP3LUTAt(&r.para, matrix, &one, 1, nullptr), 0);
+  EXPECT_EQ(MakeZEP3LUTAt(&r.para, matrix, &one, -1, &one), 0);
+  EXPECT_EQ(MakeZEP3LUTAt(&r.para, matrix, &one, 0, &one), 1);
+  EXPECT_EQ(one, 1);
   EXPECT_EQ(MakeZEP3LUT16(nullptr, matrix, fine.data()), 0);
   EXPECT_EQ(MakeZEP3LUT16(&r.para, matrix, nullptr), 0);
   // Half a 16-bit step rounds as a whole level does: 0.5 of 255 at gamma 1.8 through straight points.

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "box_mean.h"
 #include "encoding.h"
 #include "failure.h"
 
@@ -35,6 +36,17 @@ Pixels ToEngineScale(const vips::VImage& scan, int gamma) {
   Pixels pixels = {std::vector<uint8_t>(memory, memory + size), scan.width(), scan.height()};
   g_free(memory);
   return pixels;
+}
+
+// The report shows it, so that it must look like the scan.
+vips::VImage WithProfileOf(const vips::VImage& scan, const vips::VImage& means) {
+  vips::VImage image = means.copy(vips::VImage::option()->set("interpretation", scan.interpretation()));
+  if (scan.get_typeof(VIPS_META_ICC_NAME) != 0) {
+    size_t size = 0;
+    const void* profile = scan.get_blob(VIPS_META_ICC_NAME, &size);
+    vips_image_set_blob_copy(image.get_image(), VIPS_META_ICC_NAME, profile, size);
+  }
+  return image;
 }
 
 LPOINT ToPrescan(const Position& position, const SmallScan& scan) {
@@ -169,20 +181,23 @@ int ChannelStatistics::Percentile(double percent) const {
 
 int ColourBands(const vips::VImage& image) { return image.bands() >= 3 ? 3 : 1; }
 
-SmallScan TakePrescan(const vips::VImage& image) {
+SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain) {
   SmallScan small;
   small.scanWidth = image.width();
   small.scanHeight = image.height();
   small.shrink = (std::max(small.scanWidth, small.scanHeight) + kPrescanSide - 1) / kPrescanSide;
-  vips::VImage colour = image;
-  if (image.bands() != ColourBands(image))
-    colour = image.extract_band(0, vips::VImage::option()->set("n", ColourBands(image)));
-  if (small.shrink > 1) {
-    // A scan narrower than a block keeps one pixel.
-    const auto factor = [&](int64_t side) { return static_cast<double>(std::min(small.shrink, side)); };
-    colour = colour.shrink(factor(small.scanWidth), factor(small.scanHeight));
+  const int bands = ColourBands(image);
+  const auto colours = [&] {
+    return image.bands() == bands ? image : image.extract_band(0, vips::VImage::option()->set("n", bands));
+  };
+  vips::VImage means(nullptr);
+  if (small.shrink == 1) {
+    means = colours().copy_memory();
+  } else {
+    if (plain) means = plain(small.shrink);
+    if (means.is_null()) means = BoxMean(colours(), small.shrink);
   }
-  small.image = colour.copy_memory();
+  small.image = WithProfileOf(image, means);
   return small;
 }
 

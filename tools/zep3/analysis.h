@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <optional>
 
 #include <vips/vips8>
@@ -43,7 +44,10 @@ int ColourBands(const vips::VImage& image);
 // The longer side of a pre-scan, at most.
 constexpr int64_t kPrescanSide = 1250;
 
-SmallScan TakePrescan(const vips::VImage& image);
+// `plain`, where it says so, reads the page from its file without a decoder: side of a block to its means, or null.
+using PlainReader = std::function<vips::VImage(int64_t side)>;
+
+SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain = {});
 
 // Throws Failure when the engine refuses the scan, or a pipette its place or colour.
 Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const UserOptions& user,

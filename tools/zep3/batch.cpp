@@ -64,7 +64,8 @@ class Reporter {
       WriteToStandardOutput(job.scan + " -> " + job.result + '\n');
     }
     const bool failed = outcome.status == Status::kFailed;
-    const bool notable = !outcome.message.empty() && outcome.status != Status::kPlanned;
+    const bool expected = outcome.status == Status::kPlanned || (outcome.status == Status::kSkipped && m_many);
+    const bool notable = !outcome.message.empty() && !expected;
     if (failed || (notable && !m_options.quiet)) {
       Say(job.scan + ": " + outcome.message);
     } else if (m_options.verbose) {

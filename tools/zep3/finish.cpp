@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <vector>
 
 #include "analysis.h"
@@ -47,6 +48,40 @@ vips::VImage ScaleChroma(const vips::VImage& image, double chroma) {
   return image.recomb(matrix);
 }
 
+// ---- bytes of three channels, by the engine's own call ----
+
+int ApplyToRegion(VipsRegion* out, void* sequence, void*, void* table, gboolean*) {
+  auto* in = static_cast<VipsRegion*>(sequence);
+  const VipsRect& area = out->valid;
+  if (vips_region_prepare(in, &area) != 0) return -1;
+  for (int y = area.top; y < VIPS_RECT_BOTTOM(&area); y++) {
+    std::memcpy(VIPS_REGION_ADDR(out, area.left, y), VIPS_REGION_ADDR(in, area.left, y), VIPS_REGION_SIZEOF_LINE(out));
+  }
+  ZEP3_BmpInfo bmp = {};
+  bmp.pBits = VIPS_REGION_ADDR(out, area.left, area.top);
+  bmp.lWidth = area.width;
+  bmp.lHeight = area.height;
+  bmp.lBytesPerLine = VIPS_REGION_LSKIP(out);
+  bmp.lBitCount = 24;
+  bmp.wPixelFormat = ZEP3_PIXEL_RGB;
+  return ApplyZEP3LUT(&bmp, static_cast<uint8_t*>(table)) ? 0 : -1;
+}
+
+vips::VImage ApplyToBytes(const vips::VImage& image, const Tables& tables) {
+  const vips::VImage out(vips_image_new());
+  VipsImage* to = out.get_image();
+  // Both live as long as the result.
+  auto* table = static_cast<uint8_t*>(vips_malloc(VIPS_OBJECT(to), 768));
+  for (const std::vector<uint16_t>& channel : tables)
+    table = std::transform(channel.begin(), channel.end(), table, ToByte);
+  g_object_set_data_full(G_OBJECT(to), "zep3-scan", g_object_ref(image.get_image()), g_object_unref);
+  if (vips_image_pipelinev(to, VIPS_DEMAND_STYLE_THINSTRIP, image.get_image(), nullptr) != 0 ||
+      vips_image_generate(to, vips_start_one, ApplyToRegion, vips_stop_one, image.get_image(), table - 768) != 0) {
+    throw vips::VError();
+  }
+  return out;
+}
+
 } // namespace
 
 double ChromaFactor(const Record& record) {
@@ -69,5 +104,6 @@ vips::VImage ApplyCorrection(const vips::VImage& image, const Correction& correc
         .copy(vips::VImage::option()->set("interpretation", image.interpretation()));
   }
   if (deep) return image.maplut(lut16());
+  if (image.bands() == 3) return ApplyToBytes(image, tables);
   return image.maplut(MakeLut<uint8_t>(tables, image.bands(), colours, VIPS_FORMAT_UCHAR, ToByte));
 }

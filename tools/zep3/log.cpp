@@ -11,7 +11,9 @@ void Say(const std::string& message) {
 }
 
 void RouteLibraryMessages(bool verbose) {
-  const GLogFunc say = [](const gchar* domain, GLogLevelFlags, const gchar* message, gpointer) {
+  const GLogFunc say = [](const gchar* domain, GLogLevelFlags level, const gchar* message, gpointer) {
+    // Below warnings libraries talk to their own developers.
+    if ((level & G_LOG_LEVEL_MASK) > G_LOG_LEVEL_WARNING) return;
     Say(std::string(domain == nullptr ? "library" : domain) + ": " + message);
   };
   const GLogFunc drop = [](const gchar*, GLogLevelFlags, const gchar*, gpointer) {};

@@ -141,3 +141,5 @@ vips::VImage Scan::Open(int page) const {
 vips::VImage Scan::Load(const std::vector<std::pair<std::string, std::string>>& options) const {
   return vips::VImage::new_from_file((m_path + JoinOptions(options, m_options)).c_str());
 }
+
+bool IsHeld(const vips::VImage& page) { return page.get_typeof(VIPS_META_SEQUENTIAL) == 0; }

@@ -42,5 +42,8 @@ class Scan {
   std::vector<TiffLayout> m_layouts;
 };
 
+// Whether an opened page is in memory and can be read again.
+bool IsHeld(const vips::VImage& page);
+
 // What libvips or its codecs say, in one line without repetitions.
 std::string LibraryReason(const vips::VError& error);

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <vips/vips8>
 
+#include "box_mean.h"
 #include "encoding.h"
 #include "failure.h"
 #include "finish.h"
@@ -36,7 +37,14 @@ struct PageWork {
 PageWork Decide(const Scan& scan, int page, const vips::VImage& image, const Options& options,
                 const std::vector<CorrectedPage>& sidecar) {
   PageWork work;
-  work.small = TakePrescan(image);
+  // A repeated correction needs none, but what is told about it does.
+  const bool measured = sidecar.empty() || options.sidecar || options.report;
+  if (measured) {
+    work.small = TakePrescan(image, [&](int64_t side) {
+      if (!scan.IsTiff() || IsHeld(image)) return vips::VImage(nullptr);
+      return BoxMeanOfPlainTiff(scan.Path(), static_cast<unsigned>(scan.FilePage(page)), ColourBands(image), side);
+    });
+  }
   CorrectedPage& corrected = work.corrected;
   if (sidecar.empty()) {
     const Encoding encoding = FindEncoding(image, options.inputGamma, options.outputGamma);
@@ -48,7 +56,7 @@ PageWork Decide(const Scan& scan, int page, const vips::VImage& image, const Opt
     }
     corrected = sidecar[sidecar.size() > 1 ? static_cast<size_t>(page) : 0];
     ApplyUserOptions(options.user, corrected.correction.record);
-    MeasurePrescan(work.small, corrected.correction);
+    if (measured) MeasurePrescan(work.small, corrected.correction);
   }
   if (!options.saturation) corrected.chroma = 1;
   corrected.page = scan.FilePage(page);
@@ -233,9 +241,8 @@ std::vector<PageWork> WritePages(const Scan& scan, const Job& job, const Options
     if (!again) pages.push_back(Decide(scan, page, image, options, sidecar));
     const CorrectedPage& corrected = pages.back().corrected;
     // A scan that is too large to be held is read a second time.
-    const bool held = vips_image_get_typeof(image.get_image(), VIPS_META_SEQUENTIAL) == 0;
     const vips::VImage result =
-        FitProfile(ApplyCorrection(held ? image : scan.Open(page), corrected.correction, corrected.chroma),
+        FitProfile(ApplyCorrection(IsHeld(image) ? image : scan.Open(page), corrected.correction, corrected.chroma),
                    corrected.correction.encoding);
     if (scan.Pages() == 1) {
       Save(Watched(result, options.quiet), scan, page, save, path);
@@ -339,7 +346,7 @@ Outcome RunJob(const Job& job, const Options& options) {
   } catch (const std::exception& error) {
     outcome.message = error.what();
   }
-  if (interrupted && outcome.status == Status::kFailed) outcome.status = Status::kInterrupted;
+  if (interrupted && outcome.status == Status::kFailed) outcome = {Status::kInterrupted, "interrupted", "", 0};
   outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   return outcome;
 }

@@ -13,12 +13,18 @@ namespace {
 constexpr const char* kNames[] = {"red", "green", "blue"};
 constexpr int kEngineGamma = 18;
 
-// Where a scan's value lies among the engine's 65536 linear levels.
-double LinearLevel16(size_t i, size_t entries, int gamma) {
+// The linear level of a scan's value.
+double LevelOf(size_t i, size_t entries, int gamma) {
   const double last = static_cast<double>(entries - 1);
   // On the engine's own scale exactly, so that its tables come out to the last bit.
-  if (gamma == kEngineGamma) return static_cast<double>(i) * (65535 / last);
-  return 257 * LinearLevel(static_cast<double>(i) / last, gamma);
+  if (gamma == kEngineGamma) return static_cast<double>(i) / (last / 255);
+  return LinearLevel(static_cast<double>(i) / last, gamma);
+}
+
+// A display level as 16 bits. What is not a number is black.
+uint16_t ToValue(double display) {
+  if (!(display > 0)) return 0;
+  return static_cast<uint16_t>(std::min(257 * display + 0.5, 65535.0));
 }
 
 std::string Line(const std::vector<uint16_t>& table, bool commaAtEnd) {
@@ -32,21 +38,16 @@ std::string Line(const std::vector<uint16_t>& table, bool commaAtEnd) {
 
 Tables MakeTables(const Correction& correction, size_t entries) {
   Record record = correction.record; // the table builder writes into it
-  std::vector<uint16_t> levels(3 * 65536);
-  if (!MakeZEP3LUT16(&record.para, correction.matrix ? correction.matrix->data() : nullptr, levels.data())) {
+  std::vector<double> levels(entries);
+  for (size_t i = 0; i < entries; i++) levels[i] = LevelOf(i, entries, correction.encoding.input);
+  std::vector<double> display(3 * entries);
+  if (!MakeZEP3LUTAt(&record.para, correction.matrix ? correction.matrix->data() : nullptr, levels.data(),
+                     static_cast<int64_t>(entries), display.data())) {
     throw Failure("not enough memory for the tables");
   }
   Tables tables;
-  for (std::vector<uint16_t>& table : tables) table.reserve(entries);
-  for (size_t i = 0; i < entries; i++) {
-    const double at = LinearLevel16(i, entries, correction.encoding.input);
-    const size_t below = std::min<size_t>(static_cast<size_t>(at), 65534);
-    for (size_t c = 0; c < 3; c++) {
-      const double left = levels[65536 * c + below];
-      const double right = levels[65536 * c + below + 1];
-      const double value = left + (right - left) * (at - static_cast<double>(below));
-      tables[c].push_back(static_cast<uint16_t>(std::lround(value)));
-    }
+  for (size_t c = 0; c < 3; c++) {
+    for (size_t i = 0; i < entries; i++) tables[c].push_back(ToValue(display[entries * c + i]));
   }
   return tables;
 }

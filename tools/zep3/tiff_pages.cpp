@@ -325,7 +325,61 @@ TiffLayout LayoutOf(TIFF* tiff) {
   return layout;
 }
 
+class PlainTiffLines : public PlainLines {
+ public:
+  PlainTiffLines(const std::string& path, unsigned page) : m_tiff(path, "rm") {
+    m_tiff.Check(TIFFSetDirectory(m_tiff, static_cast<tdir_t>(page)) != 0, "cannot be read");
+    m_layout = LayoutOf(m_tiff);
+    m_height = Get<uint32_t>(m_tiff, TIFFTAG_IMAGELENGTH, 0);
+    m_width = Get<uint32_t>(m_tiff, TIFFTAG_IMAGEWIDTH, 0);
+  }
+
+  bool IsPlain() const {
+    const uint16_t photometric = Get<uint16_t>(m_tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
+    const bool colours = (photometric == PHOTOMETRIC_RGB && m_layout.samplesPerPixel >= 3) ||
+                         (photometric == PHOTOMETRIC_MINISBLACK && m_layout.samplesPerPixel <= 2);
+    return colours && !m_layout.tiled && !m_layout.separatePlanes && m_layout.compression == COMPRESSION_NONE &&
+           (m_layout.bitsPerSample == 8 || m_layout.bitsPerSample == 16) && m_layout.stripBytes <= kStripMost &&
+           Get<uint16_t>(m_tiff, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT) == SAMPLEFORMAT_UINT;
+  }
+
+  int64_t Height() const override { return m_height; }
+  int64_t Samples() const override { return int64_t{m_width} * m_layout.samplesPerPixel; }
+  int64_t Bands() const override { return m_layout.samplesPerPixel; }
+  bool IsDeep() const override { return m_layout.bitsPerSample == 16; }
+
+  void Read(int64_t begin, int64_t end, const std::function<void(const void*, int64_t)>& take) override {
+    const int64_t lineBytes = Samples() * (IsDeep() ? 2 : 1);
+    m_strip.resize(m_layout.stripBytes);
+    for (int64_t line = begin; line < end;) {
+      const int64_t strip = line / m_layout.rowsPerStrip;
+      const int64_t first = strip * m_layout.rowsPerStrip;
+      const int64_t next = std::min<int64_t>(first + m_layout.rowsPerStrip, m_height);
+      const auto size = static_cast<tmsize_t>((next - first) * lineBytes);
+      m_tiff.Check(TIFFReadEncodedStrip(m_tiff, static_cast<uint32_t>(strip), m_strip.data(), size) == size,
+                   "cannot be read");
+      take(m_strip.data() + (line - first) * lineBytes, std::min(next, end) - line);
+      line = next;
+    }
+  }
+
+ private:
+  // A strip is read at a time; scans in one strip are left to others.
+  static constexpr uint64_t kStripMost = 16 << 20;
+
+  Tiff m_tiff;
+  TiffLayout m_layout;
+  uint32_t m_width, m_height;
+  std::vector<uint8_t> m_strip;
+};
+
 } // namespace
+
+std::unique_ptr<PlainLines> PlainLines::Open(const std::string& path, unsigned page) {
+  auto lines = std::make_unique<PlainTiffLines>(path, page);
+  if (!lines->IsPlain()) return nullptr;
+  return lines;
+}
 
 std::vector<TiffLayout> ReadTiffLayouts(const std::string& path) {
   const Tiff tiff(path, "rm");
