@@ -169,6 +169,21 @@ TEST_F(Program, EveryModeComesOutAsItWentIn) {
   EXPECT_GT((steps.hist_find() > 0).avg() * 65536 / 255, 5000);
 }
 
+// A gray scan is analysed as three equal channels.
+TEST_F(Program, GrayIsThreeEqualChannels) {
+  const VImage gray = Gray().zoom(5, 5);
+  Save(gray, "gray.png");
+  Save(VImage::bandjoin(std::vector<VImage>(3, gray))
+           .copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB)),
+       "rgb.png");
+  for (const char* kind : {"photo", "bw-negative", "background"}) {
+    const auto page = [&](const char* name) {
+      return nlohmann::json::parse(Zep3("analyse -k " + std::string(kind) + " " + name).out)["pages"][0];
+    };
+    for (const char* part : {"record", "prescan", "tables"}) EXPECT_EQ(page("gray.png")[part], page("rgb.png")[part]);
+  }
+}
+
 // A scan larger than the pre-scan, and one that is not held in memory.
 TEST_F(Program, LargeScansAreReadTwice) {
   Save(Sample(), "small.tif[compression=deflate]");

@@ -30,7 +30,7 @@ Pixels ToEngineScale(const vips::VImage& scan, int gamma) {
   const vips::VImage lut =
       vips::VImage::new_from_memory(table.data(), table.size(), static_cast<int>(entries), 1, 1, VIPS_FORMAT_UCHAR);
   vips::VImage levels = scan.maplut(lut);
-  if (levels.bands() == 1) levels = levels.bandjoin({levels, levels});
+  if (levels.bands() == 1) levels = vips::VImage::bandjoin(std::vector<vips::VImage>(3, levels));
   size_t size = 0;
   auto* memory = static_cast<uint8_t*>(levels.write_to_memory(&size));
   Pixels pixels = {std::vector<uint8_t>(memory, memory + size), scan.width(), scan.height()};

@@ -61,7 +61,7 @@ int ApplyToRegion(VipsRegion* out, void* sequence, void*, void* table, gboolean*
   bmp.pBits = VIPS_REGION_ADDR(out, area.left, area.top);
   bmp.lWidth = area.width;
   bmp.lHeight = area.height;
-  bmp.lBytesPerLine = VIPS_REGION_LSKIP(out);
+  bmp.lBytesPerLine = static_cast<int64_t>(VIPS_REGION_LSKIP(out));
   bmp.lBitCount = 24;
   bmp.wPixelFormat = ZEP3_PIXEL_RGB;
   return ApplyZEP3LUT(&bmp, static_cast<uint8_t*>(table)) ? 0 : -1;
