@@ -65,6 +65,8 @@ class Tiff {
   TIFF* m_tiff = nullptr;
 };
 
+using Tags = std::vector<uint32_t>;
+
 // ---- single tags ----
 
 template <typename T>
@@ -176,23 +178,23 @@ bool DescribesStorage(uint32_t tag) {
   return oldJpeg || codecSetting || std::find(kStorage.begin(), kStorage.end(), tag) != kStorage.end();
 }
 
-std::vector<uint32_t> CustomTags(TIFF* tiff) {
-  std::vector<uint32_t> tags;
+Tags CustomTags(TIFF* tiff) {
+  Tags tags;
   for (int i = 0; i < TIFFGetTagListCount(tiff); i++) tags.push_back(TIFFGetTagListEntry(tiff, i));
   return tags;
 }
 
 void CopyDescription(TIFF* from, TIFF* to) {
-  for (const uint32_t tag : {TIFFTAG_XRESOLUTION, TIFFTAG_YRESOLUTION, TIFFTAG_XPOSITION, TIFFTAG_YPOSITION}) {
+  for (const uint32_t tag : Tags{TIFFTAG_XRESOLUTION, TIFFTAG_YRESOLUTION, TIFFTAG_XPOSITION, TIFFTAG_YPOSITION}) {
     CopyValue<float>(from, to, tag);
   }
-  for (const uint32_t tag : {TIFFTAG_RESOLUTIONUNIT, TIFFTAG_ORIENTATION, TIFFTAG_THRESHHOLDING}) {
+  for (const uint32_t tag : Tags{TIFFTAG_RESOLUTIONUNIT, TIFFTAG_ORIENTATION, TIFFTAG_THRESHHOLDING}) {
     CopyValue<uint16_t>(from, to, tag);
   }
   CopyValue<uint32_t>(from, to, TIFFTAG_SUBFILETYPE);
   CopyPair(from, to, TIFFTAG_PAGENUMBER);
   CopyPair(from, to, TIFFTAG_HALFTONEHINTS);
-  const std::vector<uint32_t> tags = CustomTags(from);
+  const Tags tags = CustomTags(from);
   for (const uint32_t tag : CustomTags(to)) {
     const bool inSource = std::find(tags.begin(), tags.end(), tag) != tags.end();
     if (!inSource && !DescribesStorage(tag)) TIFFUnsetField(to, tag);
@@ -203,13 +205,13 @@ void CopyDescription(TIFF* from, TIFF* to) {
 }
 
 void CopyStorage(TIFF* from, TIFF* to) {
-  for (const uint32_t tag : {TIFFTAG_IMAGEWIDTH, TIFFTAG_IMAGELENGTH}) CopyValue<uint32_t>(from, to, tag);
-  for (const uint32_t tag : {TIFFTAG_BITSPERSAMPLE, TIFFTAG_SAMPLESPERPIXEL, TIFFTAG_PLANARCONFIG, TIFFTAG_COMPRESSION,
-                             TIFFTAG_PHOTOMETRIC, TIFFTAG_FILLORDER, TIFFTAG_SAMPLEFORMAT}) {
+  for (const uint32_t tag : Tags{TIFFTAG_IMAGEWIDTH, TIFFTAG_IMAGELENGTH}) CopyValue<uint32_t>(from, to, tag);
+  for (const uint32_t tag : Tags{TIFFTAG_BITSPERSAMPLE, TIFFTAG_SAMPLESPERPIXEL, TIFFTAG_PLANARCONFIG,
+                                 TIFFTAG_COMPRESSION, TIFFTAG_PHOTOMETRIC, TIFFTAG_FILLORDER, TIFFTAG_SAMPLEFORMAT}) {
     CopyValue<uint16_t>(from, to, tag);
   }
-  for (const uint32_t tag : TIFFIsTiled(from) ? std::vector<uint32_t>{TIFFTAG_TILEWIDTH, TIFFTAG_TILELENGTH}
-                                              : std::vector<uint32_t>{TIFFTAG_ROWSPERSTRIP}) {
+  for (const uint32_t tag :
+       TIFFIsTiled(from) ? Tags{TIFFTAG_TILEWIDTH, TIFFTAG_TILELENGTH} : Tags{TIFFTAG_ROWSPERSTRIP}) {
     CopyValue<uint32_t>(from, to, tag);
   }
   CopyCounted<uint16_t>(from, to, TIFFTAG_EXTRASAMPLES);
