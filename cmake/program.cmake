@@ -24,12 +24,13 @@ add_library(zep3_program_parts STATIC
   tools/zep3/plan.cpp
   tools/zep3/record.cpp
   tools/zep3/report.cpp
+  tools/zep3/report_page.cpp
   tools/zep3/save.cpp
   tools/zep3/scan.cpp
   tools/zep3/scan_job.cpp
   tools/zep3/sidecar.cpp
   tools/zep3/tables.cpp
-  tools/zep3/tiff_fractions.cpp
+  tools/zep3/tiff_directory.cpp
   tools/zep3/tiff_pages.cpp
   tools/zep3/workers.cpp
 )

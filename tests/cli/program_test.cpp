@@ -304,7 +304,8 @@ TEST_F(Program, TiffTagsAreKept) {
   make("big.tif", "bigtiff,compression=packbits" + profile, Gray());
   make("jpeg.tif", "compression=jpeg,tile,tile-width=32,tile-height=32" + profile, Sample());
   for (const char* name : {"classic.tif", "tiled.tif"}) {
-    ASSERT_EQ(Run(std::string("exiftool -q -overwrite_original -ExposureTime=1/50 -GPSLatitude=48.2 -GPSLatitudeRef=N "
+    ASSERT_EQ(Run(std::string("exiftool -q -overwrite_original -ExposureTime=1/50 -InteropIndex=R98 -GPSLatitude=48.2 "
+                              "-GPSLatitudeRef=N "
                               "-XMP:Title=Title -IPTC:Keywords=archive ") +
                   name)
                   .status,
@@ -346,6 +347,10 @@ TEST_F(Program, TiffTagsAreKept) {
     EXPECT_EQ(changed, "");
     EXPECT_GT(before.size(), 25u);
   }
+  // Also the pages' corrections can be repeated, though one of them has none.
+  ASSERT_EQ(Zep3("pages.tif -o again.tif --sidecar").status, 0);
+  ASSERT_EQ(Zep3("pages.tif -o repeated.tif --use-sidecar again.tif.zep3.json").status, 0);
+  EXPECT_EQ(Read("again.tif"), Read("repeated.tif"));
   EXPECT_EQ(Difference(Load("out/pages.tif[page=3]"), Load("pages.tif[page=3]")), 0);
   EXPECT_GT(Difference(Load("out/pages.tif[page=2]"), Load("pages.tif[page=2]")), 0);
 }

@@ -13,7 +13,7 @@
 #include "finish.h"
 #include "log.h"
 #include "output.h"
-#include "report.h"
+#include "report_page.h"
 #include "save.h"
 #include "scan.h"
 #include "sidecar.h"
@@ -33,6 +33,15 @@ struct PageWork {
   SmallScan small;
 };
 
+// A sidecar of one page serves all pages; one of several, each its own.
+const CorrectedPage& PageOf(const std::vector<CorrectedPage>& sidecar, int page) {
+  if (sidecar.size() == 1) return sidecar.front();
+  for (const CorrectedPage& corrected : sidecar) {
+    if (corrected.page == page) return corrected;
+  }
+  throw Failure("the sidecar holds nothing for page " + std::to_string(page + 1));
+}
+
 // A page's correction: repeated from the sidecar, or found.
 PageWork Decide(const Scan& scan, int page, const vips::VImage& image, const Options& options,
                 const std::vector<CorrectedPage>& sidecar) {
@@ -51,10 +60,7 @@ PageWork Decide(const Scan& scan, int page, const vips::VImage& image, const Opt
     corrected.correction = Analyse(work.small, options.analysis, options.user, encoding);
     corrected.chroma = ChromaFactor(corrected.correction.record);
   } else {
-    if (sidecar.size() > 1 && sidecar.size() != static_cast<size_t>(scan.Pages())) {
-      throw Failure("has " + std::to_string(scan.Pages()) + " pages, the sidecar " + std::to_string(sidecar.size()));
-    }
-    corrected = sidecar[sidecar.size() > 1 ? static_cast<size_t>(page) : 0];
+    corrected = PageOf(sidecar, scan.FilePage(page));
     ApplyUserOptions(options.user, corrected.correction.record);
     if (measured) MeasurePrescan(work.small, corrected.correction);
   }
@@ -83,91 +89,6 @@ std::vector<CorrectedPage> Corrections(const std::vector<PageWork>& pages) {
   return corrections;
 }
 
-std::string Decimal(double value, int places) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%.*f", places, value);
-  return text;
-}
-
-// What the report's numbers are called and look like.
-std::vector<std::pair<std::string, std::string>> Numbers(const CorrectedPage& page) {
-  const Correction& correction = page.correction;
-  const ZEP3_PARA& para = correction.record.para;
-  const auto tenth = [](int64_t tenths) { return Decimal(static_cast<double>(tenths) / 10, 1); };
-  const auto all = [&](auto value) {
-    std::string text;
-    for (const ZEP3_POINTS& points : para.ic.ch) text += (text.empty() ? "" : " / ") + value(points);
-    return text;
-  };
-  const auto level = [](int64_t level16) { return Decimal(static_cast<double>(level16) / 257, 1); };
-  const Kind* kind = FindKind(para.wDocType, para.wSubMode);
-  std::vector<std::pair<std::string, std::string>> numbers = {
-      {"Kind of original", kind == nullptr ? "" : std::string(kind->name)},
-      {"Size", std::to_string(correction.prescan.scanWidth) + " x " + std::to_string(correction.prescan.scanHeight) +
-                   ", " + std::to_string(page.bits) + " bits"},
-      {"Gamma of the scan", tenth(correction.encoding.input) + " (" + correction.encoding.source + ")"},
-      {"Gamma of the result", tenth(para.lScreenGamma)},
-      {"Highlight in (R / G / B)", all([&](const ZEP3_POINTS& points) { return level(points.lHlIn); })},
-      {"Highlight out", all([&](const ZEP3_POINTS& points) { return level(points.lHlOut); })},
-      {"Shadow in", all([&](const ZEP3_POINTS& points) { return level(points.lSdIn); })},
-      {"Shadow out", all([&](const ZEP3_POINTS& points) { return level(points.lSdOut); })},
-      {"Gamma", all([](const ZEP3_POINTS& points) { return Decimal(static_cast<double>(points.lGamma) / 100, 2); })},
-      {"Saturation", std::to_string(para.lSaturation) + " (chroma x " + Decimal(page.chroma, 2) + ")"},
-      {"Level, backlight", std::to_string(para.lCorrectLevel) + ", " + std::to_string(para.lAgainstLight)},
-      {"Brightness, contrast", std::to_string(para.ic.lBrightness) + ", " + std::to_string(para.ic.lContrast)},
-      {"Colour balance (R / G / B)", std::to_string(para.ic.lColorBalanceR) + " / " +
-                                         std::to_string(para.ic.lColorBalanceG) + " / " +
-                                         std::to_string(para.ic.lColorBalanceB)},
-  };
-  return numbers;
-}
-
-// The longer side of the report's pictures.
-constexpr double kReportSide = 800;
-
-std::array<std::array<int64_t, 256>, 3> Histograms(const vips::VImage& image) {
-  std::array<std::array<int64_t, 256>, 3> histograms = {};
-  const vips::VImage counts = image.hist_find().cast(VIPS_FORMAT_UINT);
-  size_t size = 0;
-  auto* values = static_cast<uint32_t*>(counts.write_to_memory(&size));
-  for (int level = 0; level < counts.width(); level++) {
-    for (int c = 0; c < 3; c++) {
-      const int band = std::min(c, counts.bands() - 1);
-      histograms[static_cast<size_t>(c)][static_cast<size_t>(level)] = values[level * counts.bands() + band];
-    }
-  }
-  g_free(values);
-  return histograms;
-}
-
-ReportPage ToReport(const PageWork& work, size_t count) {
-  const vips::VImage after =
-      FitProfile(ApplyCorrection(work.small.image, work.corrected.correction, work.corrected.chroma),
-                 work.corrected.correction.encoding);
-  const auto bytes = [](const vips::VImage& image) {
-    return image.format() == VIPS_FORMAT_USHORT ? (image * (1 / 257.0) + 0.5).cast(VIPS_FORMAT_UCHAR) : image;
-  };
-  const auto picture = [&](const vips::VImage& image) {
-    const double scale = kReportSide / std::max(image.width(), image.height());
-    const auto space = image.bands() >= 3 ? VIPS_INTERPRETATION_sRGB : VIPS_INTERPRETATION_B_W;
-    const vips::VImage shown = bytes(image).copy(vips::VImage::option()->set("interpretation", space));
-    return (scale < 1 ? shown.resize(scale) : shown).copy_memory();
-  };
-  ReportPage page;
-  if (count > 1) page.title = "Page " + std::to_string(work.corrected.page + 1);
-  page.before = picture(work.small.image);
-  page.after = picture(after);
-  page.histogramBefore = Histograms(bytes(work.small.image));
-  page.histogramAfter = Histograms(bytes(after));
-  const Tables tables = MakeTables(work.corrected.correction, 256);
-  for (size_t c = 0; c < 3; c++) {
-    const size_t channel = work.small.image.bands() == 1 ? 1 : c; // see ApplyCorrection
-    std::transform(tables[channel].begin(), tables[channel].end(), page.tables[c].begin(), ToByte);
-  }
-  page.numbers = Numbers(work.corrected);
-  return page;
-}
-
 void WriteSideFiles(const Job& job, const Options& options, const std::vector<PageWork>& pages) {
   // They belong to the result, which is not there yet or is to be replaced: so are they.
   if (options.sidecar) {
@@ -176,7 +97,7 @@ void WriteSideFiles(const Job& job, const Options& options, const std::vector<Pa
   }
   if (options.report) {
     std::vector<ReportPage> shown;
-    for (const PageWork& page : pages) shown.push_back(ToReport(page, pages.size()));
+    for (const PageWork& page : pages) shown.push_back(ToReport(page.corrected, page.small, pages.size()));
     WriteWhole(job.result + ".zep3.html", MakeReport(fs::path(job.scan).filename().string(), shown), true);
   }
 }

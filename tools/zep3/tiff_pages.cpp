@@ -1,325 +1,100 @@
 #include "tiff_pages.h"
 
-#include <tiffio.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstdio>
 #include <filesystem>
-#include <type_traits>
+#include <initializer_list>
+
+#include <tiffio.h>
 
 #include "failure.h"
-#include "tiff_fractions.h"
+#include "tiff_directory.h"
 
 namespace {
 
-// An open file, and what libtiff said about it. Handlers of its own: libtiff's are the process's, and libvips has them.
-class Tiff {
+// What a fuzzed size may make us or libtiff allocate at once, in bytes.
+constexpr int64_t kLargestAllocation = int64_t{1} << 30;
+
+bool IsOneOf(unsigned value, std::initializer_list<unsigned> values) {
+  return std::find(values.begin(), values.end(), value) != values.end();
+}
+
+// ---- pixels: by libtiff ----
+
+// A file opened by libtiff. Its messages stay with the handle: libtiff's global handlers are shared by all threads and
+// belong to libvips. Warnings are dropped.
+class TiffHandle {
  public:
-  Tiff(const std::string& path, const char* mode) : m_path(path) {
+  TiffHandle(const std::string& path, const char* mode) : m_path(path) {
     TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
-    TIFFOpenOptionsSetErrorHandlerExtR(options, Collect, this);
+    TIFFOpenOptionsSetMaxSingleMemAlloc(options, kLargestAllocation);
+    TIFFOpenOptionsSetErrorHandlerExtR(options, &TiffHandle::KeepReason, this);
     TIFFOpenOptionsSetWarningHandlerExtR(
         options, [](TIFF*, void*, const char*, const char*, va_list) { return 1; }, nullptr);
     m_tiff = TIFFOpenExt(path.c_str(), mode, options);
     TIFFOpenOptionsFree(options);
-    if (m_tiff == nullptr) Fail("cannot be opened");
+    if (m_tiff == nullptr) Fail("cannot be opened as TIFF");
   }
-  ~Tiff() {
-    if (m_tiff != nullptr) TIFFClose(m_tiff);
+  TiffHandle(const std::string& path, unsigned page) : TiffHandle(path, "rm") { // m: a truncated map would raise SIGBUS
+    if (page != 0 && TIFFSetDirectory(m_tiff, page) == 0) Fail("page " + std::to_string(page + 1) + " cannot be read");
   }
-  Tiff(const Tiff&) = delete;
-  Tiff& operator=(const Tiff&) = delete;
+  TiffHandle(const TiffHandle&) = delete;
+  TiffHandle& operator=(const TiffHandle&) = delete;
+  ~TiffHandle() { TIFFClose(m_tiff); }
 
   operator TIFF*() const { return m_tiff; }
 
-  const std::string& Errors() const { return m_errors; }
+  template <typename Value>
+  Value Get(uint32_t tag, Value otherwise) const {
+    Value value = otherwise;
+    return TIFFGetFieldDefaulted(m_tiff, tag, &value) != 0 ? value : otherwise;
+  }
 
   [[noreturn]] void Fail(const std::string& what) const {
-    throw Failure("TIFF file " + m_path + " " + what + (m_errors.empty() ? "" : ": " + m_errors));
-  }
-  void Check(bool good, const char* what) const {
-    if (!good) Fail(what);
-  }
-
-  // Ends the writing: only now is it known to have gone well.
-  void Close() {
-    Check(TIFFFlush(m_tiff) != 0, "cannot be written");
-    TIFFClose(m_tiff);
-    m_tiff = nullptr;
+    std::string reason = m_reason.data();
+    if (reason.starts_with(m_path + ": ")) reason.erase(0, m_path.size() + 2);
+    throw Failure(m_path + ": " + what + (reason.empty() ? "" : ": " + reason));
   }
 
  private:
-  static int Collect(TIFF*, void* self, const char*, const char* format, va_list arguments) {
-    char text[512];
-    std::vsnprintf(text, sizeof text, format, arguments);
-    std::string& errors = static_cast<Tiff*>(self)->m_errors;
-    if (errors.size() < 2000 && errors.find(text) == std::string::npos)
-      errors += (errors.empty() ? "" : "; ") + std::string(text);
-    return 1;
+  static int KeepReason(TIFF*, void* self, const char*, const char* format, va_list arguments) {
+    auto& reason = static_cast<TiffHandle*>(self)->m_reason;
+    std::vsnprintf(reason.data(), reason.size(), format, arguments);
+    return 1; // not to the global handler
   }
 
   std::string m_path;
-  std::string m_errors;
+  std::array<char, 512> m_reason{};
   TIFF* m_tiff = nullptr;
 };
 
-using Tags = std::vector<uint32_t>;
-
-// ---- single tags ----
-
-template <typename T>
-T Get(TIFF* tiff, uint32_t tag, T otherwise) {
-  T value = otherwise;
-  return TIFFGetFieldDefaulted(tiff, tag, &value) != 0 ? value : otherwise;
-}
-
-// Sets what the source has and takes away what it has not.
-template <typename T>
-void CopyValue(TIFF* from, TIFF* to, uint32_t tag) {
-  T value = {};
-  if (TIFFGetField(from, tag, &value) == 0) {
-    TIFFUnsetField(to, tag);
-  } else if constexpr (std::is_same_v<T, float>) {
-    TIFFSetField(to, tag, static_cast<double>(value));
-  } else {
-    TIFFSetField(to, tag, value);
-  }
-}
-
-void CopyPair(TIFF* from, TIFF* to, uint32_t tag) {
-  uint16_t first = 0;
-  uint16_t second = 0;
-  if (TIFFGetField(from, tag, &first, &second) != 0) TIFFSetField(to, tag, first, second);
-}
-
-template <typename Count>
-void CopyCounted(TIFF* from, TIFF* to, uint32_t tag) {
-  Count count = 0;
-  void* data = nullptr;
-  if (TIFFGetField(from, tag, &count, &data) != 0 && count > 0 && data != nullptr) TIFFSetField(to, tag, count, data);
-}
-
-// A tag that neither file need know: unknown ones are taken over as the source describes them.
-void CopyAnyTag(TIFF* from, TIFF* to, uint32_t tag) {
-  const TIFFField* field = TIFFFindField(from, tag, TIFF_ANY);
-  if (field == nullptr) return;
-  if (TIFFFindField(to, tag, TIFF_ANY) == nullptr) {
-    std::string name = "Tag " + std::to_string(tag);
-    const TIFFFieldInfo info = {tag,
-                                static_cast<short>(TIFFFieldReadCount(field)),
-                                static_cast<short>(TIFFFieldWriteCount(field)),
-                                TIFFFieldDataType(field),
-                                FIELD_CUSTOM,
-                                1,
-                                static_cast<unsigned char>(TIFFFieldPassCount(field)),
-                                name.data()};
-    TIFFMergeFieldInfo(to, &info, 1);
-  }
-  if (TIFFFieldPassCount(field)) {
-    if (TIFFFieldSetGetCountSize(field) == 4) return CopyCounted<uint32_t>(from, to, tag);
-    return CopyCounted<uint16_t>(from, to, tag);
-  }
-  if (TIFFFieldDataType(field) == TIFF_ASCII || TIFFFieldReadCount(field) != 1) return CopyValue<void*>(from, to, tag);
-  const bool fraction = TIFFFieldDataType(field) == TIFF_RATIONAL || TIFFFieldDataType(field) == TIFF_SRATIONAL ||
-                        TIFFFieldDataType(field) == TIFF_FLOAT || TIFFFieldDataType(field) == TIFF_DOUBLE;
-  switch (TIFFFieldSetGetSize(field)) {
-    case 1:
-      return CopyValue<uint8_t>(from, to, tag);
-    case 2:
-      return CopyValue<uint16_t>(from, to, tag);
-    case 4:
-      return fraction ? CopyValue<float>(from, to, tag) : CopyValue<uint32_t>(from, to, tag);
-    case 8:
-      return fraction ? CopyValue<double>(from, to, tag) : CopyValue<uint64_t>(from, to, tag);
-    default:
-      return;
-  }
-}
-
-// ---- groups of tags ----
-
-// Tags that say how pixels are stored or where other data lies: they hold for one file only.
-bool DescribesStorage(uint32_t tag) {
-  constexpr auto kStorage = std::to_array<uint32_t>({TIFFTAG_ICCPROFILE,
-                                                     TIFFTAG_EXIFIFD,
-                                                     TIFFTAG_GPSIFD,
-                                                     TIFFTAG_INTEROPERABILITYIFD,
-                                                     TIFFTAG_SUBIFD,
-                                                     TIFFTAG_JPEGTABLES,
-                                                     TIFFTAG_PREDICTOR,
-                                                     TIFFTAG_COLORMAP,
-                                                     TIFFTAG_EXTRASAMPLES,
-                                                     TIFFTAG_SAMPLEFORMAT,
-                                                     TIFFTAG_TRANSFERFUNCTION,
-                                                     TIFFTAG_YCBCRCOEFFICIENTS,
-                                                     TIFFTAG_YCBCRSUBSAMPLING,
-                                                     TIFFTAG_YCBCRPOSITIONING,
-                                                     TIFFTAG_REFERENCEBLACKWHITE,
-                                                     TIFFTAG_GRAYRESPONSEUNIT,
-                                                     TIFFTAG_GRAYRESPONSECURVE,
-                                                     TIFFTAG_GROUP3OPTIONS,
-                                                     TIFFTAG_GROUP4OPTIONS,
-                                                     TIFFTAG_BADFAXLINES,
-                                                     TIFFTAG_CLEANFAXDATA,
-                                                     TIFFTAG_CONSECUTIVEBADFAXLINES,
-                                                     TIFFTAG_LERC_PARAMETERS,
-                                                     TIFFTAG_MINSAMPLEVALUE,
-                                                     TIFFTAG_MAXSAMPLEVALUE,
-                                                     TIFFTAG_SMINSAMPLEVALUE,
-                                                     TIFFTAG_SMAXSAMPLEVALUE,
-                                                     TIFFTAG_FREEOFFSETS,
-                                                     TIFFTAG_FREEBYTECOUNTS,
-                                                     TIFFTAG_IMAGEDEPTH,
-                                                     TIFFTAG_TILEDEPTH});
-  const bool oldJpeg = tag >= TIFFTAG_JPEGPROC && tag <= TIFFTAG_JPEGACTABLES;
-  const bool codecSetting = tag > 65535;
-  return oldJpeg || codecSetting || std::find(kStorage.begin(), kStorage.end(), tag) != kStorage.end();
-}
-
-Tags CustomTags(TIFF* tiff) {
-  Tags tags;
-  for (int i = 0; i < TIFFGetTagListCount(tiff); i++) tags.push_back(TIFFGetTagListEntry(tiff, i));
-  return tags;
-}
-
-void CopyDescription(TIFF* from, TIFF* to) {
-  for (const uint32_t tag : Tags{TIFFTAG_XRESOLUTION, TIFFTAG_YRESOLUTION, TIFFTAG_XPOSITION, TIFFTAG_YPOSITION}) {
-    CopyValue<float>(from, to, tag);
-  }
-  for (const uint32_t tag : Tags{TIFFTAG_RESOLUTIONUNIT, TIFFTAG_ORIENTATION, TIFFTAG_THRESHHOLDING}) {
-    CopyValue<uint16_t>(from, to, tag);
-  }
-  CopyValue<uint32_t>(from, to, TIFFTAG_SUBFILETYPE);
-  CopyPair(from, to, TIFFTAG_PAGENUMBER);
-  CopyPair(from, to, TIFFTAG_HALFTONEHINTS);
-  const Tags tags = CustomTags(from);
-  for (const uint32_t tag : CustomTags(to)) {
-    const bool inSource = std::find(tags.begin(), tags.end(), tag) != tags.end();
-    if (!inSource && !DescribesStorage(tag)) TIFFUnsetField(to, tag);
-  }
-  for (const uint32_t tag : tags) {
-    if (!DescribesStorage(tag)) CopyAnyTag(from, to, tag);
-  }
-}
-
-void CopyStorage(TIFF* from, TIFF* to) {
-  for (const uint32_t tag : Tags{TIFFTAG_IMAGEWIDTH, TIFFTAG_IMAGELENGTH}) CopyValue<uint32_t>(from, to, tag);
-  for (const uint32_t tag : Tags{TIFFTAG_BITSPERSAMPLE, TIFFTAG_SAMPLESPERPIXEL, TIFFTAG_PLANARCONFIG,
-                                 TIFFTAG_COMPRESSION, TIFFTAG_PHOTOMETRIC, TIFFTAG_FILLORDER, TIFFTAG_SAMPLEFORMAT}) {
-    CopyValue<uint16_t>(from, to, tag);
-  }
-  for (const uint32_t tag :
-       TIFFIsTiled(from) ? Tags{TIFFTAG_TILEWIDTH, TIFFTAG_TILELENGTH} : Tags{TIFFTAG_ROWSPERSTRIP}) {
-    CopyValue<uint32_t>(from, to, tag);
-  }
-  CopyCounted<uint16_t>(from, to, TIFFTAG_EXTRASAMPLES);
-  uint16_t* map[3] = {};
-  if (TIFFGetField(from, TIFFTAG_COLORMAP, &map[0], &map[1], &map[2]) != 0) {
-    TIFFSetField(to, TIFFTAG_COLORMAP, map[0], map[1], map[2]);
-  }
-  switch (Get<uint16_t>(from, TIFFTAG_COMPRESSION, COMPRESSION_NONE)) {
-    case COMPRESSION_LZW:
-    case COMPRESSION_DEFLATE:
-    case COMPRESSION_ADOBE_DEFLATE:
-    case COMPRESSION_ZSTD:
-    case COMPRESSION_LZMA:
-      CopyValue<uint16_t>(from, to, TIFFTAG_PREDICTOR);
-      break;
-    case COMPRESSION_CCITTFAX3:
-      CopyValue<uint32_t>(from, to, TIFFTAG_GROUP3OPTIONS);
-      break;
-    case COMPRESSION_CCITTFAX4:
-      CopyValue<uint32_t>(from, to, TIFFTAG_GROUP4OPTIONS);
-      break;
-    case COMPRESSION_JPEG:
-      CopyCounted<uint32_t>(from, to, TIFFTAG_JPEGTABLES);
-      break;
-    default:
-      break;
-  }
-  if (Get<uint16_t>(from, TIFFTAG_PHOTOMETRIC, 0) == PHOTOMETRIC_YCBCR) {
-    CopyPair(from, to, TIFFTAG_YCBCRSUBSAMPLING);
-    CopyValue<uint16_t>(from, to, TIFFTAG_YCBCRPOSITIONING);
-    CopyValue<void*>(from, to, TIFFTAG_YCBCRCOEFFICIENTS);
-    CopyValue<void*>(from, to, TIFFTAG_REFERENCEBLACKWHITE);
-  }
-  CopyCounted<uint32_t>(from, to, TIFFTAG_ICCPROFILE);
-}
-
-// ---- directories beside the page's own ----
-
-struct SubDirectory {
-  uint32_t pointer; // the tag that says where it lies
-  int (*read)(TIFF*, toff_t);
-  int (*create)(TIFF*);
-};
-constexpr SubDirectory kSubDirectories[] = {{TIFFTAG_EXIFIFD, TIFFReadEXIFDirectory, TIFFCreateEXIFDirectory},
-                                            {TIFFTAG_GPSIFD, TIFFReadGPSDirectory, TIFFCreateGPSDirectory}};
-
-// A copied directory: the tag that points to it, and where it lies in both files.
-struct Placed {
-  uint32_t pointer;
-  uint64_t source, target;
-};
-
-// Writes copies of the page's EXIF and GPS directories and returns where they lie. Leaves `to` without a directory.
-std::vector<Placed> CopySubDirectories(const Tiff& from, unsigned page, const Tiff& to) {
-  std::vector<Placed> placed;
-  for (const SubDirectory& directory : kSubDirectories) {
-    uint64_t offset = 0;
-    if (TIFFGetField(from, directory.pointer, &offset) == 0) continue;
-    // One that is damaged is left out: the picture is worth more.
-    if (directory.read(from, offset) != 0 && directory.create(to) == 0) {
-      for (const uint32_t tag : CustomTags(from)) {
-        if (!DescribesStorage(tag)) CopyAnyTag(from, to, tag);
-      }
-      uint64_t written = 0;
-      to.Check(TIFFWriteCustomDirectory(to, &written) != 0, "cannot be written");
-      placed.push_back({directory.pointer, offset, written});
-    }
-    from.Check(TIFFSetDirectory(from, static_cast<tdir_t>(page)) != 0, "cannot be read");
-  }
-  return placed;
-}
-
-void PointTo(const std::vector<Placed>& placed, TIFF* tiff) {
-  for (const Placed& directory : placed) TIFFSetField(tiff, directory.pointer, directory.target);
-}
-
-// The last page of `target` and the directories beside it get the fractions of the page that `from` stands at.
-void CopyPageFractions(const Tiff& from, const std::string& source, const std::string& target,
-                       const std::vector<Placed>& placed) {
-  std::vector<std::pair<uint64_t, uint64_t>> directories;
-  for (const Placed& directory : placed) directories.emplace_back(directory.source, directory.target);
-  {
-    const Tiff to(target, "rm");
-    to.Check(TIFFSetDirectory(to, static_cast<tdir_t>(TIFFNumberOfDirectories(to) - 1)) != 0, "cannot be read");
-    directories.emplace_back(TIFFCurrentDirOffset(from), TIFFCurrentDirOffset(to));
-  }
-  CopyFractions(source, target, directories);
-}
-
-TiffLayout LayoutOf(TIFF* tiff) {
-  TiffLayout layout;
-  layout.compression = Get<uint16_t>(tiff, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
-  layout.bitsPerSample = Get<uint16_t>(tiff, TIFFTAG_BITSPERSAMPLE, 1);
-  layout.samplesPerPixel = Get<uint16_t>(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
-  layout.luminanceChroma = Get<uint16_t>(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK) == PHOTOMETRIC_YCBCR;
-  layout.separatePlanes = Get<uint16_t>(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) == PLANARCONFIG_SEPARATE;
+// Of codecs without one, libtiff's default would be read from another codec's state.
+uint16_t PredictorOf(TIFF* tiff) {
   uint16_t predictor = PREDICTOR_NONE;
-  if (TIFFGetField(tiff, TIFFTAG_PREDICTOR, &predictor) != 0) layout.predictor = predictor;
+  return TIFFGetField(tiff, TIFFTAG_PREDICTOR, &predictor) != 0 ? predictor : uint16_t{PREDICTOR_NONE};
+}
+
+TiffLayout LayoutOf(const TiffHandle& tiff) {
+  TiffLayout layout;
+  layout.compression = tiff.Get<uint16_t>(TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+  layout.predictor = PredictorOf(tiff);
   layout.tiled = TIFFIsTiled(tiff) != 0;
   if (layout.tiled) {
-    layout.tileWidth = Get<uint32_t>(tiff, TIFFTAG_TILEWIDTH, 0);
-    layout.tileHeight = Get<uint32_t>(tiff, TIFFTAG_TILELENGTH, 0);
+    layout.tileWidth = tiff.Get<uint32_t>(TIFFTAG_TILEWIDTH, 0);
+    layout.tileHeight = tiff.Get<uint32_t>(TIFFTAG_TILELENGTH, 0);
   } else {
-    layout.rowsPerStrip =
-        std::min(Get<uint32_t>(tiff, TIFFTAG_ROWSPERSTRIP, 0), Get<uint32_t>(tiff, TIFFTAG_IMAGELENGTH, 0));
-    layout.stripBytes = TIFFVStripSize64(tiff, layout.rowsPerStrip);
+    // A missing or endless number of rows means one strip.
+    layout.rowsPerStrip = std::min(tiff.Get<uint32_t>(TIFFTAG_ROWSPERSTRIP, UINT32_MAX),
+                                   std::max(tiff.Get<uint32_t>(TIFFTAG_IMAGELENGTH, 0), uint32_t{1}));
+    layout.stripBytes = TIFFStripSize64(tiff);
   }
-  layout.reduced = (Get<uint32_t>(tiff, TIFFTAG_SUBFILETYPE, 0) & FILETYPE_REDUCEDIMAGE) != 0;
+  layout.luminanceChroma = tiff.Get<uint16_t>(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK) == PHOTOMETRIC_YCBCR;
+  layout.bitsPerSample = tiff.Get<uint16_t>(TIFFTAG_BITSPERSAMPLE, 1);
+  layout.samplesPerPixel = tiff.Get<uint16_t>(TIFFTAG_SAMPLESPERPIXEL, 1);
+  layout.separatePlanes = tiff.Get<uint16_t>(TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) == PLANARCONFIG_SEPARATE;
+  layout.reduced = (tiff.Get<uint32_t>(TIFFTAG_SUBFILETYPE, 0) & FILETYPE_REDUCEDIMAGE) != 0;
   uint16_t subImages = 0;
   const uint64_t* offsets = nullptr;
   layout.subImages = TIFFGetField(tiff, TIFFTAG_SUBIFD, &subImages, &offsets) != 0 && subImages > 0;
@@ -327,22 +102,236 @@ TiffLayout LayoutOf(TIFF* tiff) {
   return layout;
 }
 
+// Whether what the codec stores changes with the file's byte order. Samples of other widths are streams of bits.
+bool DependsOnByteOrder(const TiffHandle& tiff, const TiffLayout& layout) {
+  if (!IsOneOf(layout.bitsPerSample, {16, 24, 32, 64, 128})) return false;
+  if (IsOneOf(layout.compression, {COMPRESSION_JPEG, COMPRESSION_JP2000, COMPRESSION_WEBP, COMPRESSION_JXL})) {
+    return false;
+  }
+  if (!IsOneOf(layout.compression, {COMPRESSION_NONE, COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE, COMPRESSION_DEFLATE,
+                                    COMPRESSION_PACKBITS, COMPRESSION_LZMA, COMPRESSION_ZSTD})) {
+    tiff.Fail("compression " + std::to_string(layout.compression) + " cannot change the byte order");
+  }
+  return true;
+}
+
+// What libtiff must know to place the blocks. The directory is completed from the source's afterwards.
+void SetLayout(const TiffHandle& from, const TiffLayout& layout, const TiffHandle& to) {
+  constexpr uint32_t kLongs[] = {TIFFTAG_IMAGEWIDTH, TIFFTAG_IMAGELENGTH, TIFFTAG_IMAGEDEPTH, TIFFTAG_TILEDEPTH};
+  constexpr uint32_t kShorts[] = {TIFFTAG_BITSPERSAMPLE, TIFFTAG_SAMPLESPERPIXEL, TIFFTAG_COMPRESSION,
+                                  TIFFTAG_PHOTOMETRIC,   TIFFTAG_PLANARCONFIG,    TIFFTAG_FILLORDER,
+                                  TIFFTAG_SAMPLEFORMAT};
+  for (const uint32_t tag : kLongs) TIFFSetField(to, tag, from.Get<uint32_t>(tag, 1));
+  for (const uint32_t tag : kShorts) TIFFSetField(to, tag, from.Get<uint16_t>(tag, 1));
+  if (layout.predictor != PREDICTOR_NONE) TIFFSetField(to, TIFFTAG_PREDICTOR, layout.predictor);
+  if (uint16_t across = 0, down = 0; from.Get<uint16_t>(TIFFTAG_PHOTOMETRIC, 0) == PHOTOMETRIC_YCBCR &&
+                                     TIFFGetFieldDefaulted(from, TIFFTAG_YCBCRSUBSAMPLING, &across, &down) != 0) {
+    TIFFSetField(to, TIFFTAG_YCBCRSUBSAMPLING, across, down);
+  }
+  if (layout.tiled) {
+    TIFFSetField(to, TIFFTAG_TILEWIDTH, layout.tileWidth);
+    TIFFSetField(to, TIFFTAG_TILELENGTH, layout.tileHeight);
+  } else {
+    TIFFSetField(to, TIFFTAG_ROWSPERSTRIP, layout.rowsPerStrip);
+  }
+}
+
+// Block: a strip or a tile.
+void CopyStoredBlock(const TiffHandle& from, const TiffHandle& to, bool tiled, uint32_t block, Bytes& buffer) {
+  const auto size = static_cast<tmsize_t>(buffer.size());
+  const tmsize_t read =
+      tiled ? TIFFReadRawTile(from, block, buffer.data(), size) : TIFFReadRawStrip(from, block, buffer.data(), size);
+  if (read != size) from.Fail("block " + std::to_string(block) + " cannot be read");
+  const tmsize_t written =
+      tiled ? TIFFWriteRawTile(to, block, buffer.data(), size) : TIFFWriteRawStrip(to, block, buffer.data(), size);
+  if (written != size) to.Fail("cannot be written");
+}
+
+void EncodeBlockAgain(const TiffHandle& from, const TiffHandle& to, bool tiled, uint32_t block, Bytes& buffer) {
+  const auto size = static_cast<tmsize_t>(buffer.size());
+  const tmsize_t read = tiled ? TIFFReadEncodedTile(from, block, buffer.data(), size)
+                              : TIFFReadEncodedStrip(from, block, buffer.data(), size);
+  if (read <= 0) from.Fail("block " + std::to_string(block) + " cannot be decoded");
+  const tmsize_t written = tiled ? TIFFWriteEncodedTile(to, block, buffer.data(), read)
+                                 : TIFFWriteEncodedStrip(to, block, buffer.data(), read);
+  if (written != read) to.Fail("cannot be written");
+}
+
+void CopyBlocks(const TiffHandle& from, const TiffLayout& layout, uint64_t fileSize, const TiffHandle& to) {
+  const bool again = TIFFIsBigEndian(from) != TIFFIsBigEndian(to) && DependsOnByteOrder(from, layout);
+  const tmsize_t decoded = layout.tiled ? TIFFTileSize(from) : TIFFStripSize(from);
+  if (again && (decoded <= 0 || decoded > kLargestAllocation)) from.Fail("the strips or tiles are too large");
+  const uint32_t blocks = layout.tiled ? TIFFNumberOfTiles(from) : TIFFNumberOfStrips(from);
+  uint64_t left = fileSize; // blocks that share their data could make any amount of it
+  Bytes buffer;
+  for (uint32_t block = 0; block < blocks; ++block) {
+    const uint64_t stored = TIFFGetStrileByteCount(from, block);
+    if (stored == 0) continue; // sparse
+    if (stored > left) from.Fail("the strips or tiles are larger than the file");
+    left -= stored;
+    buffer.resize(again ? static_cast<size_t>(decoded) : static_cast<size_t>(stored));
+    again ? EncodeBlockAgain(from, to, layout.tiled, block, buffer)
+          : CopyStoredBlock(from, to, layout.tiled, block, buffer);
+  }
+}
+
+// ---- directories: as stored ----
+
+constexpr uint16_t kInteroperability = 40965; // within the EXIF directory
+
+// Where the strips or tiles are: always the result's own.
+bool IsBlockList(uint16_t tag) {
+  return IsOneOf(tag, {TIFFTAG_STRIPOFFSETS, TIFFTAG_STRIPBYTECOUNTS, TIFFTAG_TILEOFFSETS, TIFFTAG_TILEBYTECOUNTS});
+}
+
+// Leads to what is not carried: unused space, other images, parts of old-style JPEG.
+bool LeadsElsewhere(const Entry& entry) {
+  return IsOneOf(entry.type, {TIFF_IFD, TIFF_IFD8}) ||
+         IsOneOf(entry.tag, {TIFFTAG_FREEOFFSETS, TIFFTAG_FREEBYTECOUNTS, TIFFTAG_SUBIFD, TIFFTAG_GLOBALPARAMETERSIFD,
+                             TIFFTAG_JPEGIFOFFSET, TIFFTAG_JPEGIFBYTECOUNT, TIFFTAG_JPEGQTABLES, TIFFTAG_JPEGDCTABLES,
+                             TIFFTAG_JPEGACTABLES});
+}
+
+// Says how pixels are stored or what their values mean, and so goes with the pixels.
+bool BelongsToPixels(uint16_t tag) {
+  if (IsBlockList(tag)) return true;
+  if (IsOneOf(tag, {TIFFTAG_IMAGEWIDTH, TIFFTAG_IMAGELENGTH, TIFFTAG_IMAGEDEPTH, TIFFTAG_ROWSPERSTRIP})) return true;
+  if (IsOneOf(tag, {TIFFTAG_STRIPROWCOUNTS, TIFFTAG_TILEWIDTH, TIFFTAG_TILELENGTH, TIFFTAG_TILEDEPTH})) return true;
+  if (IsOneOf(tag, {TIFFTAG_BITSPERSAMPLE, TIFFTAG_SAMPLESPERPIXEL, TIFFTAG_SAMPLEFORMAT, TIFFTAG_DATATYPE,
+                    TIFFTAG_EXTRASAMPLES, TIFFTAG_MATTEING, TIFFTAG_PLANARCONFIG, TIFFTAG_FILLORDER})) {
+    return true;
+  }
+  if (IsOneOf(tag, {TIFFTAG_COMPRESSION, TIFFTAG_PREDICTOR, TIFFTAG_GROUP3OPTIONS, TIFFTAG_GROUP4OPTIONS,
+                    TIFFTAG_BADFAXLINES, TIFFTAG_CLEANFAXDATA, TIFFTAG_CONSECUTIVEBADFAXLINES, TIFFTAG_JPEGTABLES,
+                    TIFFTAG_JPEGPROC, TIFFTAG_JPEGRESTARTINTERVAL, TIFFTAG_JPEGLOSSLESSPREDICTORS,
+                    TIFFTAG_JPEGPOINTTRANSFORM, TIFFTAG_LERC_PARAMETERS})) {
+    return true;
+  }
+  constexpr unsigned kTransferRange = 342;
+  return IsOneOf(tag, {TIFFTAG_PHOTOMETRIC, TIFFTAG_COLORMAP, TIFFTAG_INDEXED, TIFFTAG_ICCPROFILE,
+                       TIFFTAG_MINSAMPLEVALUE, TIFFTAG_MAXSAMPLEVALUE, TIFFTAG_SMINSAMPLEVALUE, TIFFTAG_SMAXSAMPLEVALUE,
+                       TIFFTAG_GRAYRESPONSEUNIT, TIFFTAG_GRAYRESPONSECURVE, kTransferRange, TIFFTAG_INKSET,
+                       TIFFTAG_INKNAMES, TIFFTAG_NUMBEROFINKS, TIFFTAG_DOTRANGE, TIFFTAG_YCBCRCOEFFICIENTS,
+                       TIFFTAG_YCBCRSUBSAMPLING, TIFFTAG_YCBCRPOSITIONING, TIFFTAG_REFERENCEBLACKWHITE});
+}
+
+// The data of a field for the byte order of another file.
+void ChangeByteOrder(const Entry& entry, Bytes& data) {
+  // A string of bytes in which every dataset begins with 1C, though most writers call it LONG.
+  if (entry.tag == TIFFTAG_RICHTIFFIPTC && !data.empty() && data[0] == 0x1C) return;
+  const auto width = static_cast<std::ptrdiff_t>(SizeOfTiffType(entry.type).number);
+  for (auto at = data.begin(); at != data.end(); at += width) std::reverse(at, at + width);
+}
+
+// Numbers of 64 bits, which only a BigTIFF knows, as such of 32; false when one does not fit.
+bool Narrow(const TaggedFile& file, uint16_t& type, Bytes& data) {
+  Bytes narrow;
+  for (size_t at = 0; at < data.size(); at += 8) {
+    const uint64_t number = file.Number(data.data() + at, 8);
+    const auto value = static_cast<int64_t>(number);
+    if (type == TIFF_SLONG8 ? value != static_cast<int32_t>(value) : number > UINT32_MAX) return false;
+    file.Put(narrow, number, 4);
+  }
+  type = type == TIFF_SLONG8 ? TIFF_SLONG : TIFF_LONG;
+  data = std::move(narrow);
+  return true;
+}
+
+// One transplantation. Fields that cannot be read are left out.
+class Carrier {
+ public:
+  Carrier(TaggedFile& from, TaggedFile& to) : m_from(from), m_to(to), m_left(from.size) {}
+
+  void Carry(const Entry& entry, Directory& entries) {
+    const uint64_t bytes = m_from.DataBytes(entry);
+    if (bytes == 0 || bytes > m_left) return;
+    auto data = m_from.Data(entry);
+    if (!data) return;
+    m_left -= bytes;
+    if (IsOneOf(entry.tag, {TIFFTAG_EXIFIFD, TIFFTAG_GPSIFD, kInteroperability})) {
+      if (bytes == 4 || bytes == 8) CarryDirectory(entry.tag, m_from.Number(data->data(), data->size()), entries);
+      return;
+    }
+    if (LeadsElsewhere(entry)) return;
+    if (m_from.bigEndian != m_to.bigEndian) ChangeByteOrder(entry, *data);
+    uint16_t type = entry.type;
+    if (!m_to.big && IsOneOf(type, {TIFF_LONG8, TIFF_SLONG8}) && !Narrow(m_to, type, *data)) return;
+    entries.emplace(entry.tag, m_to.Store(entry.tag, type, *data));
+  }
+
+ private:
+  void CarryDirectory(uint16_t tag, uint64_t offset, Directory& entries) {
+    const auto source = m_depth < 2 ? m_from.ReadDirectory(offset) : std::nullopt; // page, EXIF, interoperability
+    if (!source) return;
+    ++m_depth;
+    Directory carried;
+    for (const auto& [unused, entry] : *source) Carry(entry, carried);
+    --m_depth;
+    if (carried.empty()) return;
+    Bytes link;
+    m_to.Put(link, m_to.WriteDirectory(carried, 0), m_to.OffsetBytes());
+    entries.emplace(tag, m_to.Store(tag, m_to.big ? TIFF_LONG8 : TIFF_LONG, link));
+  }
+
+  TaggedFile &m_from, &m_to;
+  uint64_t m_left; // bytes: fields that share their data could make any amount of it
+  int m_depth = 0;
+};
+
+// All lines in one strip: any number of rows from the image's on says so.
+bool IsOneStrip(const TiffHandle& tiff) {
+  return TIFFIsTiled(tiff) == 0 &&
+         tiff.Get<uint32_t>(TIFFTAG_ROWSPERSTRIP, 0) >= tiff.Get<uint32_t>(TIFFTAG_IMAGELENGTH, 0);
+}
+
+// Completes the directory of `targetPage` from that of `page`. With `samePixels` all but the block lists is the
+// source's.
+void Transplant(const std::string& source, unsigned page, const std::string& target, unsigned targetPage,
+                bool samePixels) {
+  bool sameDepth = false;
+  bool sameRows = samePixels;
+  { // with libtiff's checks of the directories
+    const TiffHandle before(source, page);
+    const TiffHandle after(target, targetPage);
+    const auto bits = [](const TiffHandle& tiff) { return tiff.Get<uint16_t>(TIFFTAG_BITSPERSAMPLE, 1); };
+    sameDepth = bits(before) == bits(after);
+    sameRows = sameRows || (IsOneStrip(before) && IsOneStrip(after));
+  }
+  TaggedFile from(source, page, std::ios::in), to(target, targetPage, std::ios::out);
+  const auto stays = [&](uint16_t tag) {
+    // Its length follows from the depth.
+    if (tag == TIFFTAG_TRANSFERFUNCTION) return !sameDepth;
+    if (tag == TIFFTAG_ROWSPERSTRIP) return !sameRows;
+    return samePixels ? IsBlockList(tag) : BelongsToPixels(tag);
+  };
+  Directory entries;
+  for (const auto& [tag, entry] : to.PageDirectory()) {
+    if (stays(tag)) entries.emplace(tag, entry);
+  }
+  Carrier carrier(from, to);
+  for (const auto& [tag, entry] : from.PageDirectory()) {
+    if (!stays(tag)) carrier.Carry(entry, entries);
+  }
+  to.ReplacePageDirectory(entries);
+}
+
+// ---- lines stored plainly ----
+
 class PlainTiffLines : public PlainLines {
  public:
-  PlainTiffLines(const std::string& path, unsigned page) : m_tiff(path, "rm") {
-    m_tiff.Check(TIFFSetDirectory(m_tiff, static_cast<tdir_t>(page)) != 0, "cannot be read");
+  PlainTiffLines(const std::string& path, unsigned page) : m_tiff(path, page) {
     m_layout = LayoutOf(m_tiff);
-    m_height = Get<uint32_t>(m_tiff, TIFFTAG_IMAGELENGTH, 0);
-    m_width = Get<uint32_t>(m_tiff, TIFFTAG_IMAGEWIDTH, 0);
+    m_height = m_tiff.Get<uint32_t>(TIFFTAG_IMAGELENGTH, 0);
+    m_width = m_tiff.Get<uint32_t>(TIFFTAG_IMAGEWIDTH, 0);
   }
 
   bool IsPlain() const {
-    const uint16_t photometric = Get<uint16_t>(m_tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
+    const uint16_t photometric = m_tiff.Get<uint16_t>(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
     const bool colours = (photometric == PHOTOMETRIC_RGB && m_layout.samplesPerPixel >= 3) ||
                          (photometric == PHOTOMETRIC_MINISBLACK && m_layout.samplesPerPixel <= 2);
     return colours && !m_layout.tiled && !m_layout.separatePlanes && m_layout.compression == COMPRESSION_NONE &&
            (m_layout.bitsPerSample == 8 || m_layout.bitsPerSample == 16) && m_layout.stripBytes <= kStripMost &&
-           Get<uint16_t>(m_tiff, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT) == SAMPLEFORMAT_UINT;
+           m_tiff.Get<uint16_t>(TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT) == SAMPLEFORMAT_UINT;
   }
 
   int64_t Height() const override { return m_height; }
@@ -358,8 +347,9 @@ class PlainTiffLines : public PlainLines {
       const int64_t first = strip * m_layout.rowsPerStrip;
       const int64_t next = std::min<int64_t>(first + m_layout.rowsPerStrip, m_height);
       const auto size = static_cast<tmsize_t>((next - first) * lineBytes);
-      m_tiff.Check(TIFFReadEncodedStrip(m_tiff, static_cast<uint32_t>(strip), m_strip.data(), size) == size,
-                   "cannot be read");
+      if (TIFFReadEncodedStrip(m_tiff, static_cast<uint32_t>(strip), m_strip.data(), size) != size) {
+        m_tiff.Fail("cannot be read");
+      }
       take(m_strip.data() + (line - first) * lineBytes, std::min(next, end) - line);
       line = next;
     }
@@ -369,7 +359,7 @@ class PlainTiffLines : public PlainLines {
   // A strip is read at a time; scans in one strip are left to others.
   static constexpr uint64_t kStripMost = 16 << 20;
 
-  Tiff m_tiff;
+  TiffHandle m_tiff;
   TiffLayout m_layout;
   uint32_t m_width, m_height;
   std::vector<uint8_t> m_strip;
@@ -384,63 +374,32 @@ std::unique_ptr<PlainLines> PlainLines::Open(const std::string& path, unsigned p
 }
 
 std::vector<TiffLayout> ReadTiffLayouts(const std::string& path) {
-  const Tiff tiff(path, "rm");
-  std::vector<TiffLayout> layouts;
-  do {
+  const TiffHandle tiff(path, 0u);
+  std::vector<TiffLayout> layouts{LayoutOf(tiff)};
+  while (TIFFLastDirectory(tiff) == 0) {
+    if (TIFFReadDirectory(tiff) == 0) tiff.Fail("page " + std::to_string(layouts.size() + 1) + " cannot be read");
     layouts.push_back(LayoutOf(tiff));
-  } while (TIFFReadDirectory(tiff) != 0);
-  // Also after the last page it answers 0, but says nothing.
-  if (!TIFFLastDirectory(tiff)) tiff.Fail("is damaged");
+  }
   return layouts;
 }
 
 void CopyTiffTags(const std::string& source, unsigned page, const std::string& result) {
-  const Tiff from(source, "rm");
-  Tiff to(result, "r+m");
-  from.Check(TIFFSetDirectory(from, static_cast<tdir_t>(page)) != 0, "cannot be read");
-  const std::vector<Placed> placed = CopySubDirectories(from, page, to);
-  to.Check(TIFFSetDirectory(to, 0) != 0, "cannot be read");
-  CopyDescription(from, to);
-  PointTo(placed, to);
-  // The same thing in other words: all lines in one strip.
-  const uint32_t rows = Get<uint32_t>(from, TIFFTAG_ROWSPERSTRIP, 0);
-  const uint32_t lines = Get<uint32_t>(to, TIFFTAG_IMAGELENGTH, 0);
-  if (!TIFFIsTiled(to) && rows >= lines && Get<uint32_t>(to, TIFFTAG_ROWSPERSTRIP, 0) >= lines) {
-    TIFFSetField(to, TIFFTAG_ROWSPERSTRIP, rows);
-  }
-  to.Check(TIFFRewriteDirectory(to) != 0, "cannot be written");
-  to.Close();
-  CopyPageFractions(from, source, result, placed);
+  Transplant(source, page, result, 0, false);
 }
 
 void AppendTiffPage(const std::string& source, unsigned page, const std::string& target, bool big) {
-  const Tiff from(source, "rm");
-  from.Check(TIFFSetDirectory(from, static_cast<tdir_t>(page)) != 0, "cannot be read");
-  Tiff to(target, std::filesystem::exists(target) ? "a" : big ? "w8" : "w");
-  const TiffLayout layout = LayoutOf(from);
-  // Stored samples of several bytes have the file's byte order.
-  from.Check(layout.bitsPerSample <= 8 || TIFFIsBigEndian(from) == TIFFIsBigEndian(to), "has another byte order");
-  from.Check(layout.compression != COMPRESSION_OJPEG, "has pages in the old JPEG form, which cannot be copied");
-
-  const std::vector<Placed> placed = CopySubDirectories(from, page, to);
-  to.Check(TIFFCreateDirectory(to) == 0, "cannot be written");
-  CopyStorage(from, to);
-  CopyDescription(from, to);
-  PointTo(placed, to);
-  const uint64_t fileSize = std::filesystem::file_size(source);
-  const uint32_t count = layout.tiled ? TIFFNumberOfTiles(from) : TIFFNumberOfStrips(from);
-  std::vector<uint8_t> bytes;
-  for (uint32_t i = 0; i < count; i++) {
-    const uint64_t size = TIFFGetStrileByteCount(from, i);
-    from.Check(size <= fileSize, "is damaged");
-    bytes.resize(size);
-    const auto length = static_cast<tmsize_t>(size);
-    const bool read = (layout.tiled ? TIFFReadRawTile : TIFFReadRawStrip)(from, i, bytes.data(), length) == length;
-    from.Check(read, "cannot be read");
-    const bool written = (layout.tiled ? TIFFWriteRawTile : TIFFWriteRawStrip)(to, i, bytes.data(), length) == length;
-    to.Check(written, "cannot be written");
+  unsigned targetPage = 0;
+  {
+    const TiffHandle from(source, page);
+    const TiffLayout layout = LayoutOf(from);
+    if (layout.compression == COMPRESSION_OJPEG) throw Failure(source + ": old-style JPEG cannot be copied");
+    const bool append = std::filesystem::exists(target);
+    const std::string create = std::string("w") + (TIFFIsBigEndian(from) != 0 ? "b" : "l") + (big ? "8" : "");
+    const TiffHandle to(target, append ? "a" : create.c_str());
+    SetLayout(from, layout, to);
+    CopyBlocks(from, layout, std::filesystem::file_size(source), to);
+    if (TIFFWriteDirectory(to) == 0) to.Fail("the directory cannot be written");
   }
-  to.Check(TIFFWriteDirectory(to) != 0, "cannot be written");
-  to.Close();
-  CopyPageFractions(from, source, target, placed);
+  targetPage = TIFFNumberOfDirectories(TiffHandle(target, 0u)) - 1;
+  Transplant(source, page, target, targetPage, true);
 }

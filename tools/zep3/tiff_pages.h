@@ -31,10 +31,10 @@ struct TiffLayout {
 // The layouts of all pages, in order. Throws Failure with libtiff's reason.
 std::vector<TiffLayout> ReadTiffLayouts(const std::string& path);
 
-// Gives the only page of `result` every descriptive tag of page `page` of `source`: text tags, resolution, orientation,
-// position, IPTC, XMP, private tags, and the EXIF and GPS directories. What describes the stored pixels (size, depth,
-// compression, offsets, ICC profile) stays as `result` has it. Rewrites the directory in place; pixels are not touched.
-// Throws Failure.
+// Gives the only page of `result` every descriptive tag of page `page` of `source`, as it is stored: text tags,
+// resolution, orientation, position, IPTC, XMP, private tags, and the EXIF, GPS and interoperability directories. What
+// describes the stored pixels (size, depth, compression, offsets, ICC profile) stays as `result` has it. Writes a new
+// directory behind the pixels; until its end the file reads as before. Throws Failure.
 void CopyTiffTags(const std::string& source, unsigned page, const std::string& result);
 
 // Appends page `page` of `source` to `target` (created when missing; `big` then makes it a BigTIFF): the stored strips
