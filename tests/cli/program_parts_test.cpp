@@ -72,6 +72,7 @@ TEST(Arguments, BracketsBehindANameAreOptions) {
     EXPECT_EQ(SplitOptions(c.text).options, c.options);
   }
   EXPECT_EQ(JoinOptions({{"a", "1"}, {"b", "2"}}, "[b=3,c]"), "[a=1,b=3,c]");
+  EXPECT_EQ(JoinOptions({{"tile", "true"}, {"tile-width", "8"}}, "[tile_width=64]"), "[tile=true,tile_width=64]");
   EXPECT_EQ(JoinOptions({}, ""), "[]");
   EXPECT_EQ(FormatOfName("A.TIFF")->name, "tiff");
   EXPECT_EQ(FormatOfName("scan"), nullptr);

@@ -49,11 +49,14 @@ NameWithOptions SplitOptions(const std::string& text) {
 }
 
 std::string JoinOptions(const std::vector<std::pair<std::string, std::string>>& own, const std::string& user) {
-  std::string joined;
   const std::string given = user.empty() ? "" : user.substr(1, user.size() - 2);
+  // Keys stand between a comma and a comma or '='. libvips takes '_' for '-'.
+  std::string keys = "," + given + ",";
+  std::replace(keys.begin(), keys.end(), '_', '-');
+  std::replace(keys.begin(), keys.end(), '=', ',');
+  std::string joined;
   for (const auto& [key, value] : own) {
-    // A key stands at the beginning or behind a comma; libvips takes '_' for '-'.
-    const bool replaced = ("," + given).find("," + key) != std::string::npos;
+    const bool replaced = keys.find("," + key + ",") != std::string::npos;
     if (!replaced) joined += (joined.empty() ? "" : ",") + key + "=" + value;
   }
   if (!given.empty()) joined += (joined.empty() ? "" : ",") + given;

@@ -129,7 +129,7 @@ Scan::Scan(const std::string& name) {
 }
 
 vips::VImage Scan::Open(int page) const {
-  std::vector<std::pair<std::string, std::string>> options = {{"access", "sequential"}, {"fail_on", "error"}};
+  std::vector<std::pair<std::string, std::string>> options = {{"access", "sequential"}, {"fail-on", "error"}};
   if (IsTiff()) options.emplace_back("page", std::to_string(FilePage(page)));
   vips::VImage image = Load(options);
   CheckMode(image);
