@@ -279,6 +279,17 @@ TEST_F(Program, MetadataAndLayoutAreKept) {
     EXPECT_EQ(tags("out/" + name), tags(name));
     EXPECT_NE(tags(name).find("Someone"), std::string::npos) << name;
   }
+  // Chroma as it was, coarse or fine; lossy or not.
+  Save(scan, "coarse.jpg[Q=80,subsample-mode=on]");
+  Save(scan, "lossy.webp[Q=80]");
+  ASSERT_EQ(Zep3("coarse.jpg lossy.webp meta.webp -o kept/").status, 0);
+  const auto tag = [&](const std::string& name, const std::string& file) {
+    return Run("exiftool -s3 -" + name + " " + file).out;
+  };
+  EXPECT_NE(tag("YCbCrSubSampling", "kept/coarse.jpg").find("4:2:0"), std::string::npos);
+  EXPECT_NE(tag("YCbCrSubSampling", "out/plain.jpg").find("4:4:4"), std::string::npos);
+  EXPECT_EQ(Read("kept/lossy.webp").find("VP8L"), std::string::npos);
+  EXPECT_NE(Read("kept/meta.webp").find("VP8L"), std::string::npos);
   ASSERT_EQ(Zep3("plain.jpg -o stripped.jpg --strip").status, 0);
   const std::string left = Run("exiftool stripped.jpg").out;
   for (const char* gone : {"Someone", "Maker", "archive", "2020:01:02"}) {
@@ -347,6 +358,20 @@ TEST_F(Program, TiffTagsAreKept) {
     EXPECT_EQ(changed, "");
     EXPECT_GT(before.size(), 25u);
   }
+  // A pyramid's layers are corrected as the page that they show.
+  Save(Sample().zoom(6, 6), "pyramid.tif[tile,pyramid,tile-width=64,tile-height=64]");
+  ASSERT_EQ(Zep3("pyramid.tif -o layers.tif --sidecar").status, 0);
+  ASSERT_EQ(Zep3("layers.tif -o unused.tif --sidecar -n").status, 0);
+  const auto pages = nlohmann::json::parse(Read("layers.tif.zep3.json"))["pages"];
+  EXPECT_EQ(pages.size(), 1u);
+  EXPECT_EQ(nlohmann::json::parse(Zep3("analyse pyramid.tif").out)["pages"].size(), 1u);
+  const std::vector<double> layer = Load("pyramid.tif[page=2]").getpoint(30, 20);
+  const std::vector<double> finished = Load("layers.tif[page=2]").getpoint(30, 20);
+  for (size_t c = 0; c < 3; c++) {
+    EXPECT_EQ(finished[c], pages[0]["tables"][c == 0   ? "red"
+                                              : c == 1 ? "green"
+                                                       : "blue"][static_cast<size_t>(layer[c])]);
+  }
   // Also the pages' corrections can be repeated, though one of them has none.
   ASSERT_EQ(Zep3("pages.tif -o again.tif --sidecar").status, 0);
   ASSERT_EQ(Zep3("pages.tif -o repeated.tif --use-sidecar again.tif.zep3.json").status, 0);
@@ -410,6 +435,8 @@ TEST_F(Program, SidecarRepeatsTheCorrection) {
   spoil("version.json", "\"formatVersion\": 1", "\"formatVersion\": 2");
   File("other.json", "{\"a\": 1}");
   File("text.json", "not json");
+  File("deep.json", "{\"format\":" + std::string(300000, '['));
+  fs::create_directory(m_folder / "folder");
   const struct {
     const char *sidecar, *message;
   } cases[] = {{"number.json", "'lScreenGamma' is not a whole number of 5..50"},
@@ -418,6 +445,8 @@ TEST_F(Program, SidecarRepeatsTheCorrection) {
                {"version.json", "another version of the format"},
                {"other.json", "no correction written by zep3"},
                {"text.json", "is no JSON"},
+               {"deep.json", "is nested too deeply"},
+               {"folder", "cannot be read"},
                {"nowhere.json", "cannot be read"}};
   for (const auto& c : cases) {
     const Outcome run = Zep3("first.tif -o f.tif --use-sidecar " + std::string(c.sidecar));
@@ -492,6 +521,20 @@ TEST_F(Program, AFolderOfScans) {
   EXPECT_EQ(run.status, 1);
   EXPECT_TRUE(Exists("out/a.png") && Exists("out/two\nlines.png"));
   EXPECT_NE(run.err.find("2 corrected, 1 failed"), std::string::npos) << run.err;
+  // A result never takes the place of another scan, whatever is allowed to be overwritten.
+  Save(Gray(), "list/a.png");
+  const std::string scan = Read("list/a.png");
+  EXPECT_NE(Zep3("--overwrite in/a.png list/a.png -o list").err.find("which is a scan of this run"), std::string::npos);
+  EXPECT_EQ(Read("list/a.png"), scan);
+  // Folders that cannot be searched, links that lead nowhere: the others are done.
+  fs::create_directories(m_folder / "odd");
+  Save(Sample(), "odd/a.png");
+  fs::create_symlink("loop.png", m_folder / "odd/loop.png");
+  EXPECT_NE(Zep3("-r odd nowhere -o odd_out").err.find("1 corrected, 1 failed"), std::string::npos);
+  Save(Sample(), "list/scan [1 2] x.png");
+  run = Zep3("--json 'list/scan [1 2] x.png' -o out --sidecar");
+  EXPECT_EQ(nlohmann::json::parse(run.out)["scan"], "list/scan [1 2] x.png");
+  EXPECT_EQ(nlohmann::json::parse(Read("out/scan [1 2] x.png.zep3.json"))["scan"], "list/scan [1 2] x.png");
   EXPECT_NE(Zep3("in/a.png 'in/deep er/a.png' -o twice").err.find("another scan of this run becomes twice/a.png"),
             std::string::npos);
 }
@@ -512,15 +555,49 @@ TEST_F(Program, InPlaceKeepsTheOriginal) {
   EXPECT_EQ(Read("scan.tif_original"), original);
   ASSERT_EQ(Zep3("--in-place scan.tif --overwrite").status, 0);
   EXPECT_EQ(Read("scan.tif"), Read("elsewhere.tif"));
+  // Another scan takes the name: neither is lost.
+  Save(Gray(), "scan.tif");
+  const std::string other = Read("scan.tif");
+  for (const char* how : {"--in-place scan.tif", "--in-place scan.tif --overwrite"}) {
+    const Outcome run = Zep3(how);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("has changed since"), std::string::npos) << run.err;
+  }
+  EXPECT_EQ(Read("scan.tif"), other);
+  EXPECT_EQ(Read("scan.tif_original"), original);
+  EXPECT_NE(Zep3("--in-place --no-backup elsewhere.tif elsewhere.tif").err.find("is named twice"), std::string::npos);
   ExpectFiles({"scan.tif", "scan.tif_original", "elsewhere.tif"});
 }
 
+// By a signal, alone or among others, and by the death of a worker; waiting for input and for a reader of the output.
 TEST_F(Program, AnInterruptedRunLeavesNothingHalf) {
   Save(Sample().zoom(100, 100), "large.tif"); // takes longer than the signal
-  const Outcome run =
-      Run("timeout -s INT 0.3 " + std::string(ZEP3_PROGRAM) + " large.tif -o out.tif[compression=deflate]; echo $?");
-  EXPECT_TRUE(run.out == "130\n" || run.out == "124\n") << run.out; // 124: timeout's own
-  ExpectFiles({"large.tif"});
+  Save(Sample().zoom(100, 100), "second.tif");
+  const std::string slow = " -o out.tif[compression=deflate]";
+  const auto interrupt = [&](const std::string& signal, const std::string& before, const std::string& arguments) {
+    return Run(before + "timeout --preserve-status -k 5 -s " + signal + " 0.4 " + ZEP3_PROGRAM + " " + arguments);
+  };
+  EXPECT_EQ(interrupt("INT", "", "large.tif" + slow).status, 130);
+  EXPECT_EQ(interrupt("TERM", "", "large.tif" + slow).status, 130);
+  EXPECT_EQ(interrupt("HUP", "", "large.tif" + slow).status, 130);
+  const Outcome batch = interrupt("TERM", "", "-j2 large.tif second.tif -o out --format png");
+  EXPECT_EQ(batch.status, 130);
+  EXPECT_NE(batch.err.find("interrupted"), std::string::npos) << batch.err;
+  EXPECT_EQ(interrupt("INT", "sleep 2 | ", "- -o out.png").status, 130);
+  ExpectFiles({"large.tif", "second.tif"});
+
+  // A worker that is killed costs its scan, and leaves nothing.
+  Save(Sample(), "small.png");
+  const Outcome killed = Run(std::string(ZEP3_PROGRAM) +
+                             " -j1 large.tif small.png -o out --format png & sleep 0.3; "
+                             "pkill -KILL -P $! ; wait $!");
+  EXPECT_EQ(killed.status, 1);
+  EXPECT_NE(killed.err.find("large.tif: its worker process died (Killed)"), std::string::npos) << killed.err;
+  EXPECT_NE(killed.err.find("1 corrected, 1 failed"), std::string::npos) << killed.err;
+  ExpectFiles({"large.tif", "second.tif", "small.png", "out/small.png"});
+  // Nobody reads the result.
+  EXPECT_EQ(Run(std::string(ZEP3_PROGRAM) + " large.tif -o - | head -c 10").err.find("cannot write"),
+            std::string("zep3: large.tif: ").size());
 }
 
 // ---- everything that can be wrong ----
@@ -534,6 +611,8 @@ TEST_F(Program, FaultsAreNamedAndLoseNothing) {
   File("numbers.csv", "1,2,3\n4,5,6\n");
   Save(Sample(), "whole.jpg");
   File("cut.jpg", Read("whole.jpg").substr(0, Read("whole.jpg").size() / 2));
+  Save(Sample().zoom(8, 8), "long.jpg");
+  File("late.jpg", Read("long.jpg").substr(0, Read("long.jpg").size() * 9 / 10)); // cut among its pixels
   File("cut.tif", Read("good.tif").substr(0, Read("good.tif").size() / 2));
   Save(Sample(), "strips.tif[compression=lzw]");
   std::string strips = Read("strips.tif"); // the directory lies at the end: damage in the middle is damaged data
@@ -566,7 +645,15 @@ TEST_F(Program, FaultsAreNamedAndLoseNothing) {
       {"text.png -o out.png", 1, "text.png: is no image"},
       {"numbers.csv -o out.png", 1, "numbers.csv: is no image"},
       {"cut.jpg -o out.jpg", 1, "cut.jpg: "},
+      {"late.jpg -o out.jpg", 1, "late.jpg: "},
       {"cut.tif -o out.tif", 1, "cut.tif: "},
+      {"'two.tif[page=2]' -o out.tif", 1, "does not contain page 2"},
+      {"'two.tif[page=-1]' -o out.tif", 1, "page= takes the number of a page"},
+      {"two.tif -o out.png -n", 1, "has 2 pages"},
+      {"cmyk.tif -o out.tif -n", 1, "CMYK"},
+      {"--in-place 'two.tif[page=1]'", 1, "would be replaced by a part of itself"},
+      {"good.png -o out.png --format jpg", 1, "out.png says png, --format jpeg"},
+      {"--overwrite folder/../taken.png good.png -o .", 1, "its result would replace it"},
       {"spoiled.tif -o out.tif", 1, "spoiled.tif: "},
       {"zero.pgm -o out.pgm", 1, "zero.pgm: has no pixels"},
       {"png_inside.tif -o folder", 1, "is a png file by its content, though its name says tiff"},
@@ -601,6 +688,10 @@ TEST_F(Program, FaultsAreNamedAndLoseNothing) {
       {"good.png -o out.png --bogus", 2, "--bogus"},
       {"analyse good.png -o out.json", 2, "standard output"},
       {"tables good.png --report", 2, "write no pictures"},
+      {"analyse good.png --use-sidecar x.json", 2, "--use-sidecar repeats one"},
+      {"good.png -o out.png --as csv", 2, "--as is for"},
+      {"good.png -o out.png -0", 2, "-0 is for"},
+      {"-r folder -o folder", 2, "is searched for scans"},
   };
   for (const auto& c : cases) {
     const Outcome run = Zep3(c.arguments);

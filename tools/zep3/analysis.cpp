@@ -38,9 +38,11 @@ Pixels ToEngineScale(const vips::VImage& scan, int gamma) {
   return pixels;
 }
 
-// The report shows it, so that it must look like the scan.
+// The report shows it, so that it must look like the scan: profile and orientation.
 vips::VImage WithProfileOf(const vips::VImage& scan, const vips::VImage& means) {
   vips::VImage image = means.copy(vips::VImage::option()->set("interpretation", scan.interpretation()));
+  if (scan.get_typeof(VIPS_META_ORIENTATION) != 0)
+    image.set(VIPS_META_ORIENTATION, scan.get_int(VIPS_META_ORIENTATION));
   if (scan.get_typeof(VIPS_META_ICC_NAME) != 0) {
     size_t size = 0;
     const void* profile = scan.get_blob(VIPS_META_ICC_NAME, &size);

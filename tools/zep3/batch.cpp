@@ -9,6 +9,7 @@
 #include <vips/vips8>
 
 #include "failure.h"
+#include "interrupt.h"
 #include "log.h"
 #include "output.h"
 #include "plan.h"
@@ -122,6 +123,10 @@ void CatchSignals() {
   // Without SA_RESTART: a list that is waited for must not hold the end back.
   ::sigaction(SIGINT, &action, nullptr);
   ::sigaction(SIGTERM, &action, nullptr);
+  ::sigaction(SIGHUP, &action, nullptr);
+  // Writing says itself that nobody reads, or that a file may not grow, and what is half-written goes.
+  ::signal(SIGPIPE, SIG_IGN);
+  ::signal(SIGXFSZ, SIG_IGN);
 }
 
 } // namespace
@@ -164,7 +169,8 @@ int RunBatch(const Options& options) {
   events.stop = IsInterrupted;
   events.cleanUp = [&](const Message& job, int pid) {
     const Job lost = ToJob(job);
-    if (!lost.result.empty() && lost.result != "-") RemovePending(lost.result, pid);
+    if (lost.result.empty() || lost.result == "-") return;
+    for (const char* suffix : {"", kSidecarSuffix, kReportSuffix}) RemovePending(lost.result + suffix, pid);
   };
   RunInWorkers(jobs, work, events);
   reporter.Summarise();

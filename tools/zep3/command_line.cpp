@@ -197,6 +197,11 @@ void CheckSidecarUse(const CLI::App& app) {
 void Check(const CLI::App& app, Options& options) {
   if (options.inputs.empty() && options.filesFrom.empty()) throw UsageError("no scan is named; see zep3 --help");
   if (!options.useSidecar.empty()) CheckSidecarUse(app);
+  if (app.count("--as") > 0 && options.command != Command::kTables) throw UsageError("--as is for zep3 tables");
+  if (options.nulSeparated && options.filesFrom.empty()) throw UsageError("-0 is for --files-from");
+  if (options.command == Command::kAnalyse && !options.useSidecar.empty()) {
+    throw UsageError("zep3 analyse finds a correction; --use-sidecar repeats one");
+  }
   if (options.command != Command::kCorrect) {
     if (options.inPlace || options.sidecar || options.report || options.dryRun) {
       throw UsageError("zep3 analyse and zep3 tables write no pictures");

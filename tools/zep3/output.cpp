@@ -11,8 +11,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <utility>
 
 #include "failure.h"
+#include "interrupt.h"
 
 namespace fs = std::filesystem;
 
@@ -23,7 +25,7 @@ std::string Reason() { return std::strerror(errno); }
 void WriteAll(int file, const char* bytes, size_t size) {
   while (size > 0) {
     const ssize_t written = ::write(file, bytes, size);
-    if (written < 0 && errno == EINTR) continue;
+    if (written < 0 && errno == EINTR && !IsInterrupted()) continue;
     if (written < 0) throw Failure("cannot write: " + Reason());
     bytes += written;
     size -= static_cast<size_t>(written);
@@ -34,7 +36,7 @@ void CopyAll(int from, int to) {
   std::vector<char> buffer(1 << 20);
   for (;;) {
     const ssize_t size = ::read(from, buffer.data(), buffer.size());
-    if (size < 0 && errno == EINTR) continue;
+    if (size < 0 && errno == EINTR && !IsInterrupted()) continue;
     if (size < 0) throw Failure("cannot read: " + Reason());
     if (size == 0) return;
     WriteAll(to, buffer.data(), static_cast<size_t>(size));
@@ -88,9 +90,16 @@ std::string PendingPrefix(const fs::path& target, int pid) {
 PendingFile::PendingFile(const fs::path& target, const std::string& suffix) : m_target(target) {
   static std::atomic<int> count = 0;
   m_path = (target.parent_path() / (PendingPrefix(target, ::getpid()) + std::to_string(count++) + suffix)).string();
+  // What a process of the same number left when it was killed.
+  ::unlink(m_path.c_str());
 }
 
-PendingFile::~PendingFile() { ::unlink(m_path.c_str()); }
+PendingFile::PendingFile(PendingFile&& other) noexcept
+    : m_target(std::move(other.m_target)), m_path(std::exchange(other.m_path, "")) {}
+
+PendingFile::~PendingFile() {
+  if (!m_path.empty()) ::unlink(m_path.c_str());
+}
 
 void PendingFile::Commit(bool overwrite) {
   if (overwrite) {
@@ -109,10 +118,13 @@ void PendingFile::CommitInPlace(const fs::path& backup) {
   }
   Flush(m_path);
   if (!backup.empty() && !fs::exists(backup)) {
-    // Linked first, so that the name is never without a file; renamed where links are not to be had.
-    if (::link(m_target.c_str(), backup.c_str()) != 0) Rename(m_target.string(), backup);
+    // Linked first, so that the name is never without a file; renamed where links are not to be had. What another
+    // process kept in the meantime stays.
+    if (::link(m_target.c_str(), backup.c_str()) != 0 && errno != EEXIST) RenameToNew(m_target.string(), backup);
   }
   Rename(m_path, m_target);
+  // Its change time now says when the result took the name: a file that is newer is not this result.
+  if (!backup.empty()) ::chmod(backup.c_str(), original.st_mode & 07777);
 }
 
 void RemovePending(const fs::path& target, int pid) {
@@ -124,14 +136,23 @@ void RemovePending(const fs::path& target, int pid) {
   }
 }
 
-void WriteWhole(const fs::path& target, const std::string& bytes, bool overwrite) {
+PendingFile WritePending(const fs::path& target, const std::string& bytes) {
   PendingFile pending(target, "");
-  {
-    const Descriptor file(::open(pending.Path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    if (file.Get() < 0) throw Failure("cannot write " + target.string() + ": " + Reason());
-    WriteAll(file.Get(), bytes.data(), bytes.size());
-  }
-  pending.Commit(overwrite);
+  const Descriptor file(::open(pending.Path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+  if (file.Get() < 0) throw Failure("cannot write " + target.string() + ": " + Reason());
+  WriteAll(file.Get(), bytes.data(), bytes.size());
+  return pending;
+}
+
+TemporaryFolder::TemporaryFolder() {
+  std::string name = (fs::temp_directory_path() / "zep3-XXXXXX").string();
+  if (::mkdtemp(name.data()) == nullptr) throw Failure("cannot write into " + name + ": " + Reason());
+  m_path = name;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code ignored;
+  fs::remove_all(m_path, ignored);
 }
 
 std::string SpoolStandardInput() {

@@ -15,6 +15,7 @@ class PendingFile {
   PendingFile(const PendingFile&) = delete;
   PendingFile& operator=(const PendingFile&) = delete;
 
+  PendingFile(PendingFile&& other) noexcept;
   const std::string& Path() const { return m_path; }
 
   // Gives the file its final name. Throws Failure when the target exists and must not be replaced.
@@ -35,8 +36,22 @@ std::string PendingPrefix(const std::filesystem::path& target, int pid);
 // Removes what a process that died left of its work on `target`.
 void RemovePending(const std::filesystem::path& target, int pid);
 
-// Text or bytes into a file, all or nothing.
-void WriteWhole(const std::filesystem::path& target, const std::string& bytes, bool overwrite);
+// Text or bytes in a file that is yet to be committed.
+PendingFile WritePending(const std::filesystem::path& target, const std::string& bytes);
+
+// A folder for this process alone, which goes away with all that is in it.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  const std::filesystem::path& Path() const { return m_path; }
+
+ private:
+  std::filesystem::path m_path;
+};
 
 // Standard input, copied to a file without a name; a path by which it can be opened again and again. Throws Failure.
 std::string SpoolStandardInput();

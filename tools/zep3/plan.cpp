@@ -21,9 +21,22 @@ bool SameFile(const std::string& a, const std::string& b) {
   return fs::equivalent(a, b, ignored);
 }
 
+// One name for a file, however it is reached; also for one that does not exist yet.
+std::string Canonical(const fs::path& path) {
+  std::error_code error;
+  const fs::path canonical = fs::weakly_canonical(path, error);
+  return (error ? path.lexically_normal() : canonical).string();
+}
+
+// The form of `zep3 tables` as an extension.
+std::string ExtensionOf(const std::string& tableForm) {
+  return tableForm == "text" || tableForm == "scanimage" ? ".txt" : "." + tableForm;
+}
+
 } // namespace
 
 Plan::Plan(const Options& options) : m_options(options) {
+  for (const std::string& input : options.inputs) m_scans.insert(Canonical(SplitOptions(input).name));
   if (!options.filesFrom.empty()) {
     m_list = &std::cin;
     if (options.filesFrom != "-") {
@@ -40,6 +53,10 @@ Plan::Plan(const Options& options) : m_options(options) {
   if (m_toFolder) {
     if (fs::exists(output) && !IsFolder(output))
       throw UsageError(output + " is no folder, and there is more than one scan");
+    for (const std::string& input : options.inputs) {
+      if (options.recursive && SameFile(input, output))
+        throw UsageError(output + " is searched for scans; results need another folder");
+    }
   } else if (output == "-" && !toFile) {
     throw UsageError("-o - takes one scan");
   }
@@ -67,34 +84,45 @@ std::optional<std::string> Plan::NextName() {
 
 void Plan::Expand(const std::string& folder) {
   m_folder = folder;
-  std::error_code error;
-  fs::recursive_directory_iterator walk(folder, fs::directory_options::skip_permission_denied, error);
-  for (; !error && walk != fs::recursive_directory_iterator(); walk.increment(error)) {
-    const std::string path = walk->path().string();
-    // Results of an earlier run are no scans, and neither is what begins with a dot.
-    const bool ours = m_toFolder && walk->is_directory() && SameFile(path, m_options.output);
-    if (ours || walk->path().filename().string().starts_with('.')) {
-      if (walk->is_directory()) walk.disable_recursion_pending();
-    } else if (walk->is_regular_file() && FormatOfName(path) != nullptr) {
-      m_pending.push_back(path);
+  std::vector<fs::path> folders = {folder};
+  while (!folders.empty()) {
+    const fs::path current = std::move(folders.back());
+    folders.pop_back();
+    std::error_code error;
+    fs::directory_iterator entries(current, error);
+    for (; !error && entries != fs::directory_iterator(); entries.increment(error)) {
+      const fs::path& path = entries->path();
+      std::error_code kind; // of a link that leads nowhere, too
+      const bool isFolder = entries->is_directory(kind) && !entries->is_symlink(kind);
+      // Results of an earlier run are no scans, and neither is what begins with a dot.
+      if (path.filename().string().starts_with('.')) continue;
+      if (isFolder && !(m_toFolder && SameFile(path.string(), m_options.output))) folders.push_back(path);
+      if (entries->is_regular_file(kind) && FormatOfName(path.string()) != nullptr) m_pending.push_back(path.string());
     }
+    if (error) m_unreadable.push_back({current.string(), "", error.message(), false});
   }
   std::sort(m_pending.rbegin(), m_pending.rend());
 }
 
 std::optional<Job> Plan::Next() {
   const std::optional<std::string> name = NextName();
-  if (!name) return std::nullopt;
-  return MakeJob(*name);
+  if (name) return MakeJob(*name);
+  if (m_unreadable.empty()) return std::nullopt;
+  const Job job = std::move(m_unreadable.back());
+  m_unreadable.pop_back();
+  return job;
 }
 
 Job Plan::MakeJob(const std::string& scan) {
   Job job;
   job.scan = scan;
-  const std::string path = SplitOptions(scan).name;
+  const NameWithOptions parts = SplitOptions(scan);
+  const fs::path path = parts.name;
   if (m_options.inPlace) {
-    std::error_code ignored;
-    job.result = fs::is_symlink(path, ignored) ? fs::canonical(path, ignored).string() : path;
+    job.result = scan == "-" ? "" : Canonical(path);
+    if (scan == "-") job.refusal = "standard input cannot be replaced";
+    if (!parts.options.empty()) job.refusal = "would be replaced by a part of itself; -o gives the part a name";
+    if (!m_results.insert(job.result).second) job.refusal = "is named twice";
     return job;
   }
   if (m_options.output.empty() || m_options.output == "-") {
@@ -107,16 +135,26 @@ Job Plan::MakeJob(const std::string& scan) {
       job.refusal = "standard input has no name; -o FILE gives one to the result";
       return job;
     }
-    result /= m_folder.empty() ? fs::path(path).filename() : fs::path(path).lexically_relative(m_folder);
+    result /= m_folder.empty() ? path.filename() : path.lexically_relative(m_folder);
     if (m_options.format != nullptr) result.replace_extension(m_options.format->extensions.front());
+    if (m_options.command == Command::kTables) result += ExtensionOf(m_options.tableForm);
   } else {
     job.named = true;
   }
   job.result = result.string();
-  if (SameFile(path, job.result)) {
-    job.refusal = "its result would replace it; --in-place does that and keeps the original";
-  } else if (!m_results.insert(result.lexically_normal().string()).second) {
-    job.refusal = "another scan of this run becomes " + job.result;
-  }
+  job.refusal = RefusalOf(parts.name, job);
   return job;
+}
+
+std::string Plan::RefusalOf(const std::string& path, const Job& job) {
+  const std::string scan = Canonical(path);
+  const std::string result = Canonical(job.result);
+  m_scans.insert(scan);
+  if (scan == result || SameFile(path, job.result)) {
+    return "its result would replace it; --in-place does that and keeps the original";
+  }
+  if (m_scans.contains(result)) return "its result would replace " + job.result + ", which is a scan of this run";
+  if (m_results.contains(scan)) return "is a result of this run";
+  if (!m_results.insert(result).second) return "another scan of this run becomes " + job.result;
+  return "";
 }

@@ -29,14 +29,16 @@ class Plan {
  private:
   std::optional<std::string> NextName();
   void Expand(const std::string& folder);
+  std::string RefusalOf(const std::string& path, const Job& job);
   Job MakeJob(const std::string& scan);
 
   const Options& m_options;
   bool m_toFolder = false;
   std::vector<std::string> m_pending; // scans of a folder, last first
+  std::vector<Job> m_unreadable;      // folders that cannot be searched
   std::string m_folder;               // where they come from
   size_t m_nextInput = 0;
   std::ifstream m_listFile;
   std::istream* m_list = nullptr;
-  std::set<std::string> m_results;
+  std::set<std::string> m_scans, m_results; // of this run, as far as they are known
 };

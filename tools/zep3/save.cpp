@@ -89,7 +89,8 @@ Options JpegOptions(const vips::VImage& image) {
   const auto text = [&](const char* field) {
     return image.get_typeof(field) == 0 ? std::string() : std::string(image.get_string(field));
   };
-  if (text("jpeg-chroma-subsample") == "4:4:4") options.emplace_back("subsample-mode", "off");
+  const std::string sampling = text("jpeg-chroma-subsample");
+  if (!sampling.empty()) options.emplace_back("subsample-mode", sampling == "4:2:0" ? "on" : "off");
   if (image.get_typeof("interlaced") != 0) options.emplace_back("interlace", "true");
   return options;
 }

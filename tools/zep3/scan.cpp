@@ -118,7 +118,12 @@ Scan::Scan(const std::string& name) {
   try {
     const vips::VImage header = Load({{"access", "sequential"}});
     if (onePage) {
-      m_firstPage = std::atoi(m_options.c_str() + page + 5);
+      const char* digits = m_options.c_str() + page + 5;
+      const size_t length = std::strspn(digits, "0123456789");
+      if (length == 0 || length > 6 || std::strchr(",]", digits[length]) == nullptr) {
+        throw Failure(m_options + ": page= takes the number of a page, from 0");
+      }
+      m_firstPage = std::atoi(digits);
     } else if (header.get_typeof(VIPS_META_N_PAGES) != 0) {
       m_pages = std::max(1, header.get_int(VIPS_META_N_PAGES));
     }
@@ -128,11 +133,16 @@ Scan::Scan(const std::string& name) {
   if (IsTiff()) m_pages = onePage ? 1 : static_cast<int>(m_layouts.size());
 }
 
-vips::VImage Scan::Open(int page) const {
+vips::VImage Scan::Head(int page) const {
   std::vector<std::pair<std::string, std::string>> options = {{"access", "sequential"}, {"fail-on", "error"}};
   if (IsTiff()) options.emplace_back("page", std::to_string(FilePage(page)));
-  vips::VImage image = Load(options);
+  const vips::VImage image = Load(options);
   CheckMode(image);
+  return image;
+}
+
+vips::VImage Scan::Open(int page) const {
+  vips::VImage image = Head(page);
   TakeResolutionFromExif(image);
   const double bytes = static_cast<double>(VIPS_IMAGE_SIZEOF_IMAGE(image.get_image()));
   return bytes <= kHeldBytes ? image.copy_memory() : image;

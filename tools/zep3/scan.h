@@ -18,6 +18,8 @@ class Scan {
   // Page `page`, to be read from top to bottom once; small ones are held in memory, so that they are decoded once.
   // Damage in the file is an error, not a gray patch. Throws Failure for pictures that no table can correct.
   vips::VImage Open(int page) const;
+  // The same without its pixels.
+  vips::VImage Head(int page) const;
 
   int Pages() const { return m_pages; }
   const std::string& Path() const { return m_path; }
@@ -25,9 +27,13 @@ class Scan {
   // Null when results cannot be written in the scan's format.
   const Format* FileFormat() const { return FormatOfLoader(m_loader); }
   bool IsTiff() const { return !m_layouts.empty(); }
+  // Nothing but the file itself says what Open() gives.
+  bool IsPlainFile() const { return m_options.empty(); }
   // The page in the file that Open(page) reads; TIFF only.
   const TiffLayout& Layout(int page) const { return m_layouts.at(static_cast<size_t>(FilePage(page))); }
   int FilePage(int page) const { return m_firstPage + page; }
+  // A thumbnail or pyramid layer of a page before it: corrected as that.
+  bool IsReduced(int page) const { return IsTiff() && page > 0 && Layout(page).reduced; }
   // Black and white only: kept as it is.
   bool IsBilevel(int page) const { return IsTiff() && Layout(page).IsBilevel(); }
 

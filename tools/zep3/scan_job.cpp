@@ -1,9 +1,9 @@
 #include "scan_job.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <vips/vips8>
 
@@ -11,6 +11,7 @@
 #include "encoding.h"
 #include "failure.h"
 #include "finish.h"
+#include "interrupt.h"
 #include "log.h"
 #include "output.h"
 #include "report_page.h"
@@ -22,8 +23,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-volatile std::sig_atomic_t interrupted = 0;
 
 // ---- one page ----
 
@@ -50,7 +49,7 @@ PageWork Decide(const Scan& scan, int page, const vips::VImage& image, const Opt
   const bool measured = sidecar.empty() || options.sidecar || options.report;
   if (measured) {
     work.small = TakePrescan(image, [&](int64_t side) {
-      if (!scan.IsTiff() || IsHeld(image)) return vips::VImage(nullptr);
+      if (!scan.IsTiff() || !scan.IsPlainFile() || IsHeld(image)) return vips::VImage(nullptr);
       return BoxMeanOfPlainTiff(scan.Path(), static_cast<unsigned>(scan.FilePage(page)), ColourBands(image), side);
     });
   }
@@ -74,8 +73,9 @@ PageWork Decide(const Scan& scan, int page, const vips::VImage& image, const Opt
 std::vector<PageWork> DecideAll(const Scan& scan, const Options& options, const std::vector<CorrectedPage>& sidecar) {
   std::vector<PageWork> pages;
   for (int page = 0; page < scan.Pages(); page++) {
-    if (scan.IsBilevel(page)) continue;
+    if (scan.IsBilevel(page) || scan.IsReduced(page)) continue;
     pages.push_back(Decide(scan, page, scan.Open(page), options, sidecar));
+    if (!options.report) pages.back().small = {}; // of many pages, what is shown alone is kept
   }
   if (pages.empty()) throw Failure("is black and white only; there is nothing to correct");
   return pages;
@@ -89,24 +89,33 @@ std::vector<CorrectedPage> Corrections(const std::vector<PageWork>& pages) {
   return corrections;
 }
 
-void WriteSideFiles(const Job& job, const Options& options, const std::vector<PageWork>& pages) {
-  // They belong to the result, which is not there yet or is to be replaced: so are they.
+// They belong to the result and are replaced with it.
+std::vector<PendingFile> WriteSideFiles(const Job& job, const Options& options, const std::vector<PageWork>& pages) {
+  std::vector<PendingFile> files;
   if (options.sidecar) {
     const auto json = CorrectionToJson(job.scan, Corrections(pages));
-    WriteWhole(job.result + ".zep3.json", ToText(json, 1) + '\n', true);
+    files.push_back(WritePending(job.result + kSidecarSuffix, ToText(json, 1) + '\n'));
   }
   if (options.report) {
     std::vector<ReportPage> shown;
     for (const PageWork& page : pages) shown.push_back(ToReport(page.corrected, page.small, pages.size()));
-    WriteWhole(job.result + ".zep3.html", MakeReport(fs::path(job.scan).filename().string(), shown), true);
+    const std::string html = MakeReport(fs::path(job.scan).filename().string(), shown);
+    files.push_back(WritePending(job.result + kReportSuffix, html));
   }
+  return files;
 }
 
 // ---- the result ----
 
 const Format& ResultFormat(const Job& job, const Options& options, const Scan& scan) {
-  if (options.format != nullptr) return *options.format;
   const Format* byName = FormatOfName(job.result);
+  if (options.format != nullptr) {
+    if (job.named && byName != nullptr && byName != options.format) {
+      throw Failure("the name " + job.result + " says " + std::string(byName->name) + ", --format " +
+                    std::string(options.format->name));
+    }
+    return *options.format;
+  }
   const Format* byContent = scan.FileFormat();
   if (job.named) {
     if (byName == nullptr)
@@ -123,7 +132,7 @@ const Format& ResultFormat(const Job& job, const Options& options, const Scan& s
 }
 
 void ShowProgress(VipsImage*, VipsProgress* progress, void* image) {
-  if (interrupted) vips_image_set_kill(static_cast<VipsImage*>(image), TRUE);
+  if (IsInterrupted()) vips_image_set_kill(static_cast<VipsImage*>(image), TRUE);
   // Only what takes long, and only where someone is looking.
   if (::isatty(STDERR_FILENO) && progress->run > 1) std::fprintf(stderr, "\rzep3: writing, %d %% ", progress->percent);
 }
@@ -140,71 +149,98 @@ vips::VImage Watched(vips::VImage image, bool quiet) {
   return image;
 }
 
-// Writes all pages into `path` and returns what was decided for them.
-std::vector<PageWork> WritePages(const Scan& scan, const Job& job, const Options& options, const SaveOptions& save,
-                                 const std::string& path, const std::string& suffix) {
+// What can be said without reading pixels.
+void CheckPages(const Scan& scan, const Job& job, const Options& options, const Format& format) {
+  const bool tiff = format.name == "tiff" && scan.IsTiff();
+  if (scan.Pages() > 1 && !tiff) {
+    throw Failure("has " + std::to_string(scan.Pages()) + " pages, which are kept from TIFF to TIFF only; " + job.scan +
+                  "[page=0] names one");
+  }
+  for (int page = 0; page < scan.Pages(); page++) {
+    if (!tiff || !scan.IsBilevel(page)) scan.Head(page);
+    if (scan.IsTiff() && scan.Layout(page).subImages) {
+      if (options.inPlace && options.noBackup) throw Failure("holds sub-images, which would be lost without a backup");
+      Say(job.scan + ": sub-images of a page are left out");
+    }
+  }
+}
+
+// Writes all pages into `path` and returns what was decided for them. `folder` is for what lies in between.
+std::vector<PageWork> WritePages(const Scan& scan, const Options& options, const SaveOptions& save,
+                                 const std::string& path, const fs::path& folder) {
   const std::vector<CorrectedPage> sidecar =
       options.useSidecar.empty() ? std::vector<CorrectedPage>() : ReadSidecar(options.useSidecar);
   const bool tiff = save.format->name == "tiff" && scan.IsTiff();
-  if (scan.Pages() > 1 && !tiff) {
-    throw Failure("has " + std::to_string(scan.Pages()) + " pages, which only TIFF files keep; " + job.scan +
-                  "[page=0] names one");
-  }
   std::vector<PageWork> pages;
   for (int page = 0; page < scan.Pages(); page++) {
     if (tiff && scan.IsBilevel(page)) { // nothing to correct: kept as it is stored
-      AppendTiffPage(scan.Path(), static_cast<unsigned>(scan.FilePage(page)), path, scan.Layout(page).big);
+      AppendTiffPage(scan.Path(), static_cast<unsigned>(scan.FilePage(page)), path, scan.Layout(page).big, save.strip);
       continue;
     }
     const vips::VImage image = scan.Open(page);
-    // A thumbnail or pyramid layer is corrected as the page that it shows.
-    const bool again = scan.IsTiff() && scan.Layout(page).reduced && !pages.empty();
-    if (!again) pages.push_back(Decide(scan, page, image, options, sidecar));
-    const CorrectedPage& corrected = pages.back().corrected;
-    // A scan that is too large to be held is read a second time.
-    const vips::VImage result =
-        FitProfile(ApplyCorrection(IsHeld(image) ? image : scan.Open(page), corrected.correction, corrected.chroma),
-                   corrected.correction.encoding);
-    if (scan.Pages() == 1) {
-      Save(Watched(result, options.quiet), scan, page, save, path);
-    } else {
-      const PendingFile single(job.result == "-" ? fs::temp_directory_path() / "page" : fs::path(job.result), suffix);
-      Save(Watched(result, options.quiet), scan, page, save, single.Path());
-      AppendTiffPage(single.Path(), 0, path, scan.Layout(page).big);
+    if (!scan.IsReduced(page) || pages.empty()) {
+      pages.push_back(Decide(scan, page, image, options, sidecar));
     }
-    if (tiff && scan.Layout(page).subImages) Say(job.scan + ": sub-images of a page are left out");
+    PageWork& work = pages.back();
+    const CorrectedPage& corrected = work.corrected;
+    // A scan that is too large to be held is read a second time.
+    const vips::VImage result = Watched(
+        FitProfile(ApplyCorrection(IsHeld(image) ? image : scan.Open(page), corrected.correction, corrected.chroma),
+                   corrected.correction.encoding),
+        options.quiet);
+    if (scan.Pages() == 1) {
+      Save(result, scan, page, save, path);
+    } else {
+      const PendingFile single(folder / fs::path(path).filename().concat("-page"), ".tif");
+      Save(result, scan, page, save, single.Path());
+      AppendTiffPage(single.Path(), 0, path, scan.Layout(page).big, save.strip);
+    }
+    if (!options.report) work.small = {}; // of many pages, what is shown alone is kept
   }
   return pages;
 }
 
+// Whether the file has been written since its original was kept: another scan of its name, or a change to the result.
+bool ChangedSince(const std::string& backup, const std::string& name) {
+  struct stat kept = {};
+  struct stat now = {};
+  if (::stat(backup.c_str(), &kept) != 0 || ::stat(name.c_str(), &now) != 0) return false;
+  // The result was written before the original lost its name, which the kept file's change time shows.
+  return std::pair(now.st_mtim.tv_sec, now.st_mtim.tv_nsec) > std::pair(kept.st_ctim.tv_sec, kept.st_ctim.tv_nsec);
+}
+
 Outcome Correct(const Job& job, const Options& options) {
   const bool toOutput = job.result == "-";
-  const std::string backup = options.inPlace && !options.noBackup ? job.result + "_original" : "";
-  std::string source = job.scan == "-" ? SpoolStandardInput() : job.scan;
-  if (!backup.empty() && fs::exists(backup)) {
+  const std::string backup = options.inPlace && !options.noBackup ? job.result + kBackupSuffix : "";
+  if (options.inPlace && fs::exists(backup)) {
+    if (ChangedSince(backup, job.result)) {
+      throw Failure(backup + " exists, but the scan has changed since it was kept; move one of them away");
+    }
     if (!options.overwrite) return {Status::kSkipped, backup + " exists: it is corrected already", "", 0};
-    source = backup; // once more from the original, not on top of the first correction
   } else if (!options.inPlace && !toOutput && !options.overwrite && fs::exists(fs::symlink_status(job.result))) {
     if (job.named) throw Failure(job.result + " exists; --overwrite replaces it");
     return {Status::kSkipped, job.result + " exists", "", 0};
   }
+  // Once more from the original, not on top of the first correction.
+  const bool again = options.inPlace && fs::exists(backup);
+  const Scan scan(again ? backup : job.scan == "-" ? SpoolStandardInput() : job.scan);
+  const Format& format = ResultFormat(job, options, scan);
+  CheckPages(scan, job, options, format);
   if (options.dryRun) {
-    const Scan scan(source);
-    ResultFormat(job, options, scan);
     return {Status::kPlanned, "would become " + (toOutput ? std::string("standard output") : job.result), "", 0};
   }
 
-  const Scan scan(source);
-  const Format& format = ResultFormat(job, options, scan);
   const SaveOptions save = {&format, options.saver, options.strip};
   const std::string suffix = FormatOfName(job.result) == &format ? fs::path(job.result).extension().string()
                                                                  : std::string(format.extensions.front());
-  const fs::path target = toOutput ? fs::temp_directory_path() / "zep3" : fs::path(job.result);
+  std::optional<TemporaryFolder> temporary;
+  if (toOutput) temporary.emplace();
+  const fs::path target = toOutput ? temporary->Path() / "result" : fs::path(job.result);
   if (target.has_parent_path()) fs::create_directories(target.parent_path());
   PendingFile pending(target, suffix);
-  const std::vector<PageWork> pages = WritePages(scan, job, options, save, pending.Path(), suffix);
-  if (interrupted) return {Status::kInterrupted, "interrupted", "", 0};
-  WriteSideFiles(job, options, pages);
+  const std::vector<PageWork> pages = WritePages(scan, options, save, pending.Path(), target.parent_path());
+  if (IsInterrupted()) throw Failure("interrupted");
+  std::vector<PendingFile> sideFiles = WriteSideFiles(job, options, pages);
   if (toOutput) {
     CopyToStandardOutput(pending.Path());
   } else if (options.inPlace) {
@@ -212,6 +248,7 @@ Outcome Correct(const Job& job, const Options& options) {
   } else {
     pending.Commit(options.overwrite);
   }
+  for (PendingFile& file : sideFiles) file.Commit(true);
   return {Status::kCorrected, pages.empty() ? "is black and white only; kept as it is" : "", "", 0};
 }
 
@@ -236,7 +273,8 @@ Outcome PrintTables(const Job& job, const Options& options) {
                            : form == "scanimage" ? TablesForScanimage(tables)
                                                  : TablesAsText(tables);
   if (job.result.empty() || job.result == "-") return {Status::kCorrected, "", text, 0};
-  WriteWhole(job.result, text, options.overwrite);
+  if (fs::path(job.result).has_parent_path()) fs::create_directories(fs::path(job.result).parent_path());
+  WritePending(job.result, text).Commit(options.overwrite);
   return {Status::kCorrected, "", "", 0};
 }
 
@@ -267,11 +305,7 @@ Outcome RunJob(const Job& job, const Options& options) {
   } catch (const std::exception& error) {
     outcome.message = error.what();
   }
-  if (interrupted && outcome.status == Status::kFailed) outcome = {Status::kInterrupted, "interrupted", "", 0};
+  if (IsInterrupted() && outcome.status == Status::kFailed) outcome = {Status::kInterrupted, "interrupted", "", 0};
   outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   return outcome;
 }
-
-void Interrupt() { interrupted = 1; }
-
-bool IsInterrupted() { return interrupted != 0; }

@@ -6,6 +6,11 @@
 #include "options.h"
 #include "plan.h"
 
+// Behind the name of a result.
+inline constexpr const char* kSidecarSuffix = ".zep3.json";
+inline constexpr const char* kReportSuffix = ".zep3.html";
+inline constexpr const char* kBackupSuffix = "_original";
+
 enum class Status { kCorrected, kSkipped, kFailed, kPlanned, kInterrupted };
 
 struct Outcome {
@@ -17,7 +22,3 @@ struct Outcome {
 
 // Never throws: a fault ends the scan, not the run. Nothing is left half-written.
 Outcome RunJob(const Job& job, const Options& options);
-
-// Ends the work at hand soon; called from a signal handler.
-void Interrupt();
-bool IsInterrupted();

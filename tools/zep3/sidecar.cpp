@@ -23,7 +23,8 @@ constexpr const char* kFormat = "zep3-correction";
 constexpr int kFormatVersion = 1;
 constexpr const char* kChannels[] = {"red", "green", "blue"};
 constexpr double kChromaMost = 10;         // far above any real one
-constexpr size_t kSidecarBytes = 64 << 20; // far above any real one
+constexpr size_t kSidecarBytes = 16 << 20; // some 2,000 pages
+constexpr int kDepthMost = 16;
 
 // ---- the record's fields, once for both directions ----
 
@@ -116,13 +117,13 @@ Json PrescanToJson(const Prescan& prescan) {
 
 [[noreturn]] void Refuse(const std::string& what) { throw Failure(what); }
 
-const Json& At(const Json& json, const char* name) {
+const nlohmann::json& At(const nlohmann::json& json, const char* name) {
   if (!json.is_object() || !json.contains(name)) Refuse(std::string("'") + name + "' is missing");
   return json.at(name);
 }
 
-int64_t Integer(const Json& json, const char* name, int64_t low, int64_t high) {
-  const Json& value = At(json, name);
+int64_t Integer(const nlohmann::json& json, const char* name, int64_t low, int64_t high) {
+  const nlohmann::json& value = At(json, name);
   const bool fits = value.is_number_integer() &&
                     (!value.is_number_unsigned() || value.get<uint64_t>() <= static_cast<uint64_t>(INT64_MAX)) &&
                     value.get<int64_t>() >= low && value.get<int64_t>() <= high;
@@ -132,8 +133,8 @@ int64_t Integer(const Json& json, const char* name, int64_t low, int64_t high) {
   return value.get<int64_t>();
 }
 
-double Number(const Json& json, const char* name, double low, double high) {
-  const Json& value = At(json, name);
+double Number(const nlohmann::json& json, const char* name, double low, double high) {
+  const nlohmann::json& value = At(json, name);
   if (!value.is_number() || !(value.get<double>() >= low && value.get<double>() <= high)) {
     Refuse(std::string("'") + name + "' is not a number of " + std::to_string(low) + ".." + std::to_string(high));
   }
@@ -148,7 +149,7 @@ struct Limits {
 constexpr Limits kLimits[] = {{"lScreenGamma", 5, 50}, {"lSaturation", -1000, 1000}};
 
 template <typename T>
-void ReadField(const Json& json, const char* name, T& field) {
+void ReadField(const nlohmann::json& json, const char* name, T& field) {
   int64_t low = std::numeric_limits<T>::min();
   int64_t high = std::numeric_limits<T>::max();
   for (const Limits& limits : kLimits) {
@@ -157,12 +158,12 @@ void ReadField(const Json& json, const char* name, T& field) {
   field = static_cast<T>(Integer(json, name, low, high));
 }
 
-ZEP3_TONE ToneFromJson(const Json& json, const char* name) {
-  const Json& points = At(json, name);
+ZEP3_TONE ToneFromJson(const nlohmann::json& json, const char* name) {
+  const nlohmann::json& points = At(json, name);
   ZEP3_TONE tone = {};
   if (!points.is_array() || points.size() > ZEP3_TONE_POINTS)
     Refuse(std::string("'") + name + "' is no list of points");
-  for (const Json& point : points) {
+  for (const nlohmann::json& point : points) {
     if (!point.is_array() || point.size() != 2 || !point[0].is_number_integer() || !point[1].is_number_integer()) {
       Refuse(std::string("'") + name + "' holds something that is no point");
     }
@@ -171,9 +172,9 @@ ZEP3_TONE ToneFromJson(const Json& json, const char* name) {
   return tone;
 }
 
-Record RecordFromJson(const Json& json) {
+Record RecordFromJson(const nlohmann::json& json) {
   Record record;
-  const auto read = [](const Json& from) {
+  const auto read = [](const nlohmann::json& from) {
     return [&from](const char* name, auto& field) { ReadField(from, name, field); };
   };
   VisitRecord(record.para, read(json));
@@ -183,7 +184,7 @@ Record RecordFromJson(const Json& json) {
   return record;
 }
 
-CorrectedPage PageFromJson(const Json& json) {
+CorrectedPage PageFromJson(const nlohmann::json& json) {
   CorrectedPage page;
   page.page = static_cast<int>(Integer(json, "page", 0, INT32_MAX));
   page.chroma = Number(json, "chroma", 0, kChromaMost);
@@ -192,7 +193,7 @@ CorrectedPage PageFromJson(const Json& json) {
   correction.encoding.input = static_cast<int>(Integer(json, "inputGamma10", 5, 50));
   correction.encoding.output = static_cast<int>(correction.record.para.lScreenGamma);
   correction.encoding.source = "sidecar";
-  const Json& matrix = At(json, "matrix");
+  const nlohmann::json& matrix = At(json, "matrix");
   if (!matrix.is_null()) {
     if (!matrix.is_array() || matrix.size() != 9) Refuse("'matrix' is not nine numbers");
     correction.matrix.emplace();
@@ -201,7 +202,7 @@ CorrectedPage PageFromJson(const Json& json) {
       (*correction.matrix)[i] = matrix[i].get<double>();
     }
   }
-  if (TablesToJson(MakeTables(correction, 256)) != At(json, "tables")) {
+  if (nlohmann::json(TablesToJson(MakeTables(correction, 256))) != At(json, "tables")) {
     Refuse("its tables are not those that this version makes of its record; take the version that wrote it");
   }
   return page;
@@ -236,21 +237,29 @@ Json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPa
 }
 
 std::vector<CorrectedPage> CorrectionFromJson(const std::string& text) {
-  const Json json = Json::parse(text, nullptr, false);
+  // Values are copied by recursion: their depth is bounded before any is.
+  const auto shallow = [](int depth, nlohmann::json::parse_event_t, nlohmann::json&) {
+    if (depth > kDepthMost) Refuse("is nested too deeply to be one");
+    return true;
+  };
+  const auto json = nlohmann::json::parse(text, shallow, false);
   if (json.is_discarded()) Refuse("is no JSON");
-  if (!json.is_object() || json.value("format", Json()) != kFormat) Refuse("is no correction written by zep3");
-  if (json.value("formatVersion", Json()) != kFormatVersion) Refuse("is written in another version of the format");
-  const Json& list = At(json, "pages");
+  if (!json.is_object() || !json.contains("format") || json.at("format") != kFormat)
+    Refuse("is no correction written by zep3");
+  if (!json.contains("formatVersion") || json.at("formatVersion") != kFormatVersion)
+    Refuse("is written in another version of the format");
+  const nlohmann::json& list = At(json, "pages");
   if (!list.is_array() || list.empty()) Refuse("holds no pages");
   std::vector<CorrectedPage> pages;
-  for (const Json& page : list) pages.push_back(PageFromJson(page));
+  for (const nlohmann::json& page : list) pages.push_back(PageFromJson(page));
   return pages;
 }
 
 std::vector<CorrectedPage> ReadSidecar(const std::string& path) try {
   std::error_code ignored;
+  if (!std::filesystem::is_regular_file(path, ignored)) Refuse("cannot be read"); // also a pipe, which would block
   std::ifstream file(path, std::ios::binary);
-  if (!file || !std::filesystem::is_regular_file(path, ignored)) Refuse("cannot be read");
+  if (!file) Refuse("cannot be read");
   if (std::filesystem::file_size(path, ignored) > kSidecarBytes) Refuse("is too large to be one");
   return CorrectionFromJson(std::string(std::istreambuf_iterator<char>(file), {}));
 } catch (const Failure& failure) {
@@ -259,10 +268,13 @@ std::vector<CorrectedPage> ReadSidecar(const std::string& path) try {
 
 std::string ToText(const Json& json, int indent) {
   const std::string text = json.dump(indent, ' ', false, Json::error_handler_t::replace);
+  if (indent < 0) return text;
   // Lists of numbers on one line each: a table would fill screens otherwise.
   std::string folded;
+  bool inString = false;
   for (size_t i = 0; i < text.size(); i++) {
-    const size_t end = text[i] == '[' ? text.find_first_of("[]{\"", i + 1) : std::string::npos;
+    if (text[i] == '"' && (i == 0 || text[i - 1] != '\\')) inString = !inString;
+    const size_t end = text[i] == '[' && !inString ? text.find_first_of("[]{\"", i + 1) : std::string::npos;
     if (end == std::string::npos || text[end] != ']') {
       folded += text[i];
       continue;

@@ -237,6 +237,12 @@ bool Narrow(const TaggedFile& file, uint16_t& type, Bytes& data) {
   return true;
 }
 
+// Says how large, how turned and which of several the picture is; not what it shows.
+bool PlacesPixels(uint16_t tag) {
+  return IsOneOf(tag, {TIFFTAG_XRESOLUTION, TIFFTAG_YRESOLUTION, TIFFTAG_RESOLUTIONUNIT, TIFFTAG_ORIENTATION,
+                       TIFFTAG_SUBFILETYPE, TIFFTAG_PAGENUMBER});
+}
+
 // One transplantation. Fields that cannot be read are left out.
 class Carrier {
  public:
@@ -287,14 +293,17 @@ bool IsOneStrip(const TiffHandle& tiff) {
 // Completes the directory of `targetPage` from that of `page`. With `samePixels` all but the block lists is the
 // source's.
 void Transplant(const std::string& source, unsigned page, const std::string& target, unsigned targetPage,
-                bool samePixels) {
+                bool samePixels, bool strip) {
   bool sameDepth = false;
+  bool sameSamples = false;
   bool sameRows = samePixels;
   { // with libtiff's checks of the directories
     const TiffHandle before(source, page);
     const TiffHandle after(target, targetPage);
     const auto bits = [](const TiffHandle& tiff) { return tiff.Get<uint16_t>(TIFFTAG_BITSPERSAMPLE, 1); };
     sameDepth = bits(before) == bits(after);
+    const auto samples = [](const TiffHandle& tiff) { return tiff.Get<uint16_t>(TIFFTAG_SAMPLESPERPIXEL, 1); };
+    sameSamples = samples(before) == samples(after);
     sameRows = sameRows || (IsOneStrip(before) && IsOneStrip(after));
   }
   TaggedFile from(source, page, std::ios::in), to(target, targetPage, std::ios::out);
@@ -302,6 +311,7 @@ void Transplant(const std::string& source, unsigned page, const std::string& tar
     // Its length follows from the depth.
     if (tag == TIFFTAG_TRANSFERFUNCTION) return !sameDepth;
     if (tag == TIFFTAG_ROWSPERSTRIP) return !sameRows;
+    if (tag == TIFFTAG_EXTRASAMPLES) return !sameSamples; // libvips says of any alpha that it is not multiplied in
     return samePixels ? IsBlockList(tag) : BelongsToPixels(tag);
   };
   Directory entries;
@@ -310,7 +320,7 @@ void Transplant(const std::string& source, unsigned page, const std::string& tar
   }
   Carrier carrier(from, to);
   for (const auto& [tag, entry] : from.PageDirectory()) {
-    if (!stays(tag)) carrier.Carry(entry, entries);
+    if (!stays(tag) && (!strip || BelongsToPixels(tag) || PlacesPixels(tag))) carrier.Carry(entry, entries);
   }
   to.ReplacePageDirectory(entries);
 }
@@ -384,10 +394,10 @@ std::vector<TiffLayout> ReadTiffLayouts(const std::string& path) {
 }
 
 void CopyTiffTags(const std::string& source, unsigned page, const std::string& result) {
-  Transplant(source, page, result, 0, false);
+  Transplant(source, page, result, 0, false, false);
 }
 
-void AppendTiffPage(const std::string& source, unsigned page, const std::string& target, bool big) {
+void AppendTiffPage(const std::string& source, unsigned page, const std::string& target, bool big, bool strip) {
   unsigned targetPage = 0;
   {
     const TiffHandle from(source, page);
@@ -401,5 +411,5 @@ void AppendTiffPage(const std::string& source, unsigned page, const std::string&
     if (TIFFWriteDirectory(to) == 0) to.Fail("the directory cannot be written");
   }
   targetPage = TIFFNumberOfDirectories(TiffHandle(target, 0u)) - 1;
-  Transplant(source, page, target, targetPage, true);
+  Transplant(source, page, target, targetPage, true, strip);
 }

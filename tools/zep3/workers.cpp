@@ -76,7 +76,7 @@ struct Worker {
 std::string HowItEnded(pid_t pid) {
   int status = 0;
   while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) continue;
-  if (WIFSIGNALED(status)) return std::string("the image library crashed on it (") + strsignal(WTERMSIG(status)) + ")";
+  if (WIFSIGNALED(status)) return std::string("its worker process died (") + strsignal(WTERMSIG(status)) + ")";
   return "its worker process ended with status " + std::to_string(WEXITSTATUS(status));
 }
 
@@ -111,6 +111,11 @@ class Pool {
     for (Worker& worker : m_workers) {
       // A list that arrives slowly must not hold back the answers.
       if (!worker.job && !m_exhausted && !AnswerWaits()) {
+        if (worker.pid < 0 && !Start(worker)) {
+          // Those that run go on.
+          if (!IsStarted()) throw UsageError(std::string("no worker process can be started: ") + std::strerror(errno));
+          continue;
+        }
         const std::optional<Message> job = m_events.stop() ? std::nullopt : m_events.next();
         m_exhausted = !job;
         if (job) Begin(worker, *job);
@@ -123,17 +128,25 @@ class Pool {
   void Begin(Worker& worker, const Message& job) {
     const size_t number = m_next++;
     m_running[number] = {job, false, std::nullopt, ""};
-    if (worker.pid < 0) Start(worker);
     worker.job = number;
     if (!Send(worker.channel, job)) Lost(worker);
   }
 
-  void Start(Worker& worker) {
+  bool IsStarted() const {
+    return std::any_of(m_workers.begin(), m_workers.end(), [](const Worker& worker) { return worker.pid >= 0; });
+  }
+
+  bool Start(Worker& worker) {
     int channel[2];
-    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, channel) != 0)
-      throw UsageError("no worker can be started");
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, channel) != 0) return false;
     const pid_t pid = ::fork();
-    if (pid < 0) throw UsageError(std::string("no worker can be started: ") + std::strerror(errno));
+    if (pid < 0) {
+      const int reason = errno;
+      ::close(channel[0]);
+      ::close(channel[1]);
+      errno = reason;
+      return false;
+    }
     if (pid == 0) {
       ::close(channel[0]);
       for (const Worker& other : m_workers) {
@@ -147,6 +160,7 @@ class Pool {
     ::close(channel[1]);
     worker.pid = pid;
     worker.channel = channel[0];
+    return true;
   }
 
   std::vector<pollfd> Channels() const {
