@@ -121,9 +121,11 @@ void CatchSignals() {
   struct sigaction action = {};
   action.sa_handler = [](int) { Interrupt(); };
   // Without SA_RESTART: a list that is waited for must not hold the end back.
-  ::sigaction(SIGINT, &action, nullptr);
-  ::sigaction(SIGTERM, &action, nullptr);
-  ::sigaction(SIGHUP, &action, nullptr);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction before = {};
+    ::sigaction(signal, nullptr, &before);
+    if (before.sa_handler != SIG_IGN) ::sigaction(signal, &action, nullptr); // nohup and background jobs ignore some
+  }
   // Writing says itself that nobody reads, or that a file may not grow, and what is half-written goes.
   ::signal(SIGPIPE, SIG_IGN);
   ::signal(SIGXFSZ, SIG_IGN);
