@@ -48,9 +48,12 @@ vips::VImage ScaleChroma(const vips::VImage& image, double chroma) {
   return image.recomb(matrix);
 }
 
-// ---- bytes of three channels, by the engine's own call ----
+// ---- R G B, in one go ----
 
-int ApplyToRegion(VipsRegion* out, void* sequence, void*, void* table, gboolean*) {
+// Fills a region of the result from the scan's.
+using Generate = int (*)(VipsRegion* out, void* in, void*, void* tables, gboolean*);
+
+int ApplyToBytes(VipsRegion* out, void* sequence, void*, void* tables, gboolean*) {
   auto* in = static_cast<VipsRegion*>(sequence);
   const VipsRect& area = out->valid;
   if (vips_region_prepare(in, &area) != 0) return -1;
@@ -64,19 +67,40 @@ int ApplyToRegion(VipsRegion* out, void* sequence, void*, void* table, gboolean*
   bmp.lBytesPerLine = static_cast<int64_t>(VIPS_REGION_LSKIP(out));
   bmp.lBitCount = 24;
   bmp.wPixelFormat = ZEP3_PIXEL_RGB;
-  return ApplyZEP3LUT(&bmp, static_cast<uint8_t*>(table)) ? 0 : -1;
+  return ApplyZEP3LUT(&bmp, static_cast<uint8_t*>(tables)) ? 0 : -1;
 }
 
-vips::VImage ApplyToBytes(const vips::VImage& image, const Tables& tables) {
+int ApplyToDeep(VipsRegion* out, void* sequence, void*, void* tables, gboolean*) {
+  auto* in = static_cast<VipsRegion*>(sequence);
+  const VipsRect& area = out->valid;
+  if (vips_region_prepare(in, &area) != 0) return -1;
+  const auto* red = static_cast<const uint16_t*>(tables);
+  const uint16_t* green = red + 65536;
+  const uint16_t* blue = green + 65536;
+  for (int y = area.top; y < VIPS_RECT_BOTTOM(&area); y++) {
+    const auto* from = reinterpret_cast<const uint16_t*>(VIPS_REGION_ADDR(in, area.left, y));
+    auto* to = reinterpret_cast<uint16_t*>(VIPS_REGION_ADDR(out, area.left, y));
+    for (int x = 0; x < area.width; x++, from += 3, to += 3) {
+      to[0] = red[from[0]];
+      to[1] = green[from[1]];
+      to[2] = blue[from[2]];
+    }
+  }
+  return 0;
+}
+
+// Values of three tables, red, green, blue, one behind the other. They and the scan live as long as the result.
+template <typename T>
+vips::VImage ApplyByRegions(const vips::VImage& image, const Tables& tables, T (*convert)(uint16_t),
+                            Generate generate) {
   const vips::VImage out(vips_image_new());
   VipsImage* to = out.get_image();
-  // Both live as long as the result.
-  auto* table = static_cast<uint8_t*>(vips_malloc(VIPS_OBJECT(to), 768));
-  for (const std::vector<uint16_t>& channel : tables)
-    table = std::transform(channel.begin(), channel.end(), table, ToByte);
+  auto* values = static_cast<T*>(vips_malloc(VIPS_OBJECT(to), 3 * tables[0].size() * sizeof(T)));
+  T* end = values;
+  for (const std::vector<uint16_t>& table : tables) end = std::transform(table.begin(), table.end(), end, convert);
   g_object_set_data_full(G_OBJECT(to), "zep3-scan", g_object_ref(image.get_image()), g_object_unref);
   if (vips_image_pipelinev(to, VIPS_DEMAND_STYLE_THINSTRIP, image.get_image(), nullptr) != 0 ||
-      vips_image_generate(to, vips_start_one, ApplyToRegion, vips_stop_one, image.get_image(), table - 768) != 0) {
+      vips_image_generate(to, vips_start_one, generate, vips_stop_one, image.get_image(), values) != 0) {
     throw vips::VError();
   }
   return out;
@@ -103,7 +127,10 @@ vips::VImage ApplyCorrection(const vips::VImage& image, const Correction& correc
         .cast(image.format())
         .copy(vips::VImage::option()->set("interpretation", image.interpretation()));
   }
+  if (image.bands() == 3) {
+    return deep ? ApplyByRegions<uint16_t>(image, tables, Same, ApplyToDeep)
+                : ApplyByRegions<uint8_t>(image, tables, ToByte, ApplyToBytes);
+  }
   if (deep) return image.maplut(lut16());
-  if (image.bands() == 3) return ApplyToBytes(image, tables);
   return image.maplut(MakeLut<uint8_t>(tables, image.bands(), colours, VIPS_FORMAT_UCHAR, ToByte));
 }
