@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <filesystem>
 #include <initializer_list>
 
 #include <tiffio.h>
+#include <unistd.h>
 
 #include "failure.h"
 #include "tiff_directory.h"
@@ -339,8 +341,9 @@ class PlainTiffLines : public PlainLines {
     const uint16_t photometric = m_tiff.Get<uint16_t>(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
     const bool colours = (photometric == PHOTOMETRIC_RGB && m_layout.samplesPerPixel >= 3) ||
                          (photometric == PHOTOMETRIC_MINISBLACK && m_layout.samplesPerPixel <= 2);
-    return colours && !m_layout.tiled && !m_layout.separatePlanes && m_layout.compression == COMPRESSION_NONE &&
-           (m_layout.bitsPerSample == 8 || m_layout.bitsPerSample == 16) && m_layout.stripBytes <= kStripMost &&
+    const bool lines = m_layout.rowsPerStrip > 0 && Samples() > 0;
+    return colours && lines && !m_layout.tiled && !m_layout.separatePlanes &&
+           m_layout.compression == COMPRESSION_NONE && (m_layout.bitsPerSample == 8 || m_layout.bitsPerSample == 16) &&
            m_tiff.Get<uint16_t>(TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT) == SAMPLEFORMAT_UINT;
   }
 
@@ -351,28 +354,39 @@ class PlainTiffLines : public PlainLines {
 
   void Read(int64_t begin, int64_t end, const std::function<void(const void*, int64_t)>& take) override {
     const int64_t lineBytes = Samples() * (IsDeep() ? 2 : 1);
-    m_strip.resize(m_layout.stripBytes);
+    const int64_t linesAtATime = std::max<int64_t>(1, kChunk / lineBytes);
     for (int64_t line = begin; line < end;) {
       const int64_t strip = line / m_layout.rowsPerStrip;
-      const int64_t first = strip * m_layout.rowsPerStrip;
-      const int64_t next = std::min<int64_t>(first + m_layout.rowsPerStrip, m_height);
-      const auto size = static_cast<tmsize_t>((next - first) * lineBytes);
-      if (TIFFReadEncodedStrip(m_tiff, static_cast<uint32_t>(strip), m_strip.data(), size) != size) {
-        m_tiff.Fail("cannot be read");
-      }
-      take(m_strip.data() + (line - first) * lineBytes, std::min(next, end) - line);
-      line = next;
+      const int64_t inStrip = line - strip * m_layout.rowsPerStrip;
+      const int64_t lines = std::min({m_layout.rowsPerStrip - inStrip, linesAtATime, end - line});
+      m_chunk.resize(static_cast<size_t>(lines * lineBytes));
+      ReadAt(TIFFGetStrileOffset(m_tiff, static_cast<uint32_t>(strip)) + static_cast<uint64_t>(inStrip * lineBytes));
+      take(m_chunk.data(), lines);
+      line += lines;
     }
   }
 
  private:
-  // A strip is read at a time; scans in one strip are left to others.
-  static constexpr uint64_t kStripMost = 16 << 20;
+  // Small enough to be summed up from the processor's cache.
+  static constexpr int64_t kChunk = 256 << 10;
+
+  void ReadAt(uint64_t offset) {
+    for (size_t done = 0; done < m_chunk.size();) {
+      const ssize_t size =
+          ::pread(TIFFFileno(m_tiff), m_chunk.data() + done, m_chunk.size() - done, static_cast<off_t>(offset + done));
+      if (size < 0 && errno == EINTR) continue;
+      if (size <= 0) m_tiff.Fail(size == 0 ? "ends before its pixels do" : "cannot be read");
+      done += static_cast<size_t>(size);
+    }
+    if (IsDeep() && TIFFIsByteSwapped(m_tiff)) {
+      TIFFSwabArrayOfShort(reinterpret_cast<uint16_t*>(m_chunk.data()), static_cast<tmsize_t>(m_chunk.size() / 2));
+    }
+  }
 
   TiffHandle m_tiff;
   TiffLayout m_layout;
   uint32_t m_width, m_height;
-  std::vector<uint8_t> m_strip;
+  std::vector<uint8_t> m_chunk;
 };
 
 } // namespace
