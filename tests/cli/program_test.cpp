@@ -589,8 +589,8 @@ TEST_F(Program, AnInterruptedRunLeavesNothingHalf) {
   // A worker that is killed costs its scan, and leaves nothing.
   Save(Sample(), "small.png");
   const Outcome killed = Run(std::string(ZEP3_PROGRAM) +
-                             " -j1 large.tif small.png -o out --format png & sleep 0.3; "
-                             "pkill -KILL -P $! ; wait $!");
+                             " -j1 large.tif small.png -o out --format png & sleep 0.3; until "
+                             "pkill -KILL -P $!; do sleep 0.1; done; wait $!");
   EXPECT_EQ(killed.status, 1);
   EXPECT_NE(killed.err.find("large.tif: its worker process died (Killed)"), std::string::npos) << killed.err;
   EXPECT_NE(killed.err.find("1 corrected, 1 failed"), std::string::npos) << killed.err;
