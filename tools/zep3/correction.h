@@ -16,7 +16,7 @@ struct Encoding {
   std::string source; // where the input's comes from: "ICC profile NAME", "sRGB assumed", "given"
 };
 
-// One channel of the pre-scan inside its analysis area... on the engine's scale (linear levels).
+// One channel of the whole pre-scan, on the engine's scale (linear levels).
 struct ChannelStatistics {
   std::array<int64_t, 256> histogram{};
   int minimum = 0, maximum = 0;

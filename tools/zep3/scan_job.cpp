@@ -70,12 +70,12 @@ PageWork Decide(const Scan& scan, int page, const vips::VImage& image, const Opt
   return work;
 }
 
-std::vector<PageWork> DecideAll(const Scan& scan, const Options& options, const std::vector<CorrectedPage>& sidecar) {
-  std::vector<PageWork> pages;
+std::vector<CorrectedPage> DecideAll(const Scan& scan, const Options& options,
+                                     const std::vector<CorrectedPage>& sidecar) {
+  std::vector<CorrectedPage> pages;
   for (int page = 0; page < scan.Pages(); page++) {
     if (scan.IsBilevel(page) || scan.IsReduced(page)) continue;
-    pages.push_back(Decide(scan, page, scan.Open(page), options, sidecar));
-    if (!options.report) pages.back().small = {}; // of many pages, what is shown alone is kept
+    pages.push_back(Decide(scan, page, scan.Open(page), options, sidecar).corrected);
   }
   if (pages.empty()) throw Failure("is black and white only; there is nothing to correct");
   return pages;
@@ -83,17 +83,13 @@ std::vector<PageWork> DecideAll(const Scan& scan, const Options& options, const 
 
 // ---- side files ----
 
-std::vector<CorrectedPage> Corrections(const std::vector<PageWork>& pages) {
-  std::vector<CorrectedPage> corrections;
-  for (const PageWork& page : pages) corrections.push_back(page.corrected);
-  return corrections;
-}
-
 // They belong to the result and are replaced with it.
 std::vector<PendingFile> WriteSideFiles(const Job& job, const Options& options, const std::vector<PageWork>& pages) {
   std::vector<PendingFile> files;
   if (options.sidecar) {
-    const auto json = CorrectionToJson(job.scan, Corrections(pages));
+    std::vector<CorrectedPage> corrections;
+    for (const PageWork& page : pages) corrections.push_back(page.corrected);
+    const auto json = CorrectionToJson(job.scan, corrections);
     files.push_back(WritePending(job.result + kSidecarSuffix, ToText(json, 1) + '\n'));
   }
   if (options.report) {
@@ -257,7 +253,7 @@ Outcome Correct(const Job& job, const Options& options) {
 Outcome Analyse(const Job& job, const Options& options) {
   const Scan scan(job.scan == "-" ? SpoolStandardInput() : job.scan);
   const auto pages = DecideAll(scan, options, {});
-  const auto json = CorrectionToJson(job.scan, Corrections(pages));
+  const auto json = CorrectionToJson(job.scan, pages);
   return {Status::kCorrected, "", ToText(json, options.json ? -1 : 1) + '\n', 0};
 }
 
@@ -265,7 +261,7 @@ Outcome PrintTables(const Job& job, const Options& options) {
   const Scan scan(job.scan == "-" ? SpoolStandardInput() : job.scan);
   const auto sidecar = options.useSidecar.empty() ? std::vector<CorrectedPage>() : ReadSidecar(options.useSidecar);
   const auto pages = DecideAll(scan, options, sidecar);
-  const Tables tables = MakeTables(pages.front().corrected.correction, 256);
+  const Tables tables = MakeTables(pages.front().correction, 256);
   const std::string& form = options.tableForm;
   const std::string text = form == "csv"         ? TablesAsCsv(tables)
                            : form == "json"      ? TablesAsJson(tables)

@@ -21,7 +21,6 @@ using Json = nlohmann::ordered_json;
 
 constexpr const char* kFormat = "zep3-correction";
 constexpr int kFormatVersion = 1;
-constexpr const char* kChannels[] = {"red", "green", "blue"};
 constexpr double kChromaMost = 10;         // far above any real one
 constexpr size_t kSidecarBytes = 16 << 20; // some 2,000 pages
 constexpr int kDepthMost = 16;
@@ -71,17 +70,9 @@ Json RecordToJson(const Record& record) {
   Json json;
   const auto write = [](Json& to) { return [&to](const char* name, const auto& value) { to[name] = value; }; };
   VisitRecord(record.para, write(json));
-  for (size_t c = 0; c < 3; c++) VisitPoints(record.para.ic.ch[c], write(json["points"][kChannels[c]]));
+  for (size_t c = 0; c < 3; c++) VisitPoints(record.para.ic.ch[c], write(json["points"][kChannelNames[c]]));
   json["masterTone"] = ToneToJson(record.master);
-  for (size_t c = 0; c < 3; c++) json["tone"][kChannels[c]] = ToneToJson(record.rgb[c]);
-  return json;
-}
-
-Json TablesToJson(const Tables& tables) {
-  Json json;
-  for (size_t c = 0; c < 3; c++) {
-    for (const uint16_t value : tables[c]) json[kChannels[c]].push_back(ToByte(value));
-  }
+  for (size_t c = 0; c < 3; c++) json["tone"][kChannelNames[c]] = ToneToJson(record.rgb[c]);
   return json;
 }
 
@@ -104,11 +95,11 @@ Json PrescanToJson(const Prescan& prescan) {
       name << percent;
       percentiles[name.str()] = channel.Percentile(percent);
     }
-    json["statistics"][kChannels[c]] = {{"minimum", channel.minimum},
-                                        {"maximum", channel.maximum},
-                                        {"mean", channel.mean},
-                                        {"percentiles", percentiles},
-                                        {"histogram", channel.histogram}};
+    json["statistics"][kChannelNames[c]] = {{"minimum", channel.minimum},
+                                            {"maximum", channel.maximum},
+                                            {"mean", channel.mean},
+                                            {"percentiles", percentiles},
+                                            {"histogram", channel.histogram}};
   }
   return json;
 }
@@ -178,9 +169,9 @@ Record RecordFromJson(const nlohmann::json& json) {
     return [&from](const char* name, auto& field) { ReadField(from, name, field); };
   };
   VisitRecord(record.para, read(json));
-  for (size_t c = 0; c < 3; c++) VisitPoints(record.para.ic.ch[c], read(At(At(json, "points"), kChannels[c])));
+  for (size_t c = 0; c < 3; c++) VisitPoints(record.para.ic.ch[c], read(At(At(json, "points"), kChannelNames[c])));
   record.master = ToneFromJson(json, "masterTone");
-  for (size_t c = 0; c < 3; c++) record.rgb[c] = ToneFromJson(At(json, "tone"), kChannels[c]);
+  for (size_t c = 0; c < 3; c++) record.rgb[c] = ToneFromJson(At(json, "tone"), kChannelNames[c]);
   return record;
 }
 

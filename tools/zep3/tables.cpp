@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <vips/vips8>
 
 #include "encoding.h"
@@ -10,7 +9,6 @@
 
 namespace {
 
-constexpr const char* kNames[] = {"red", "green", "blue"};
 constexpr int kEngineGamma = 18;
 
 // The linear level of a scan's value.
@@ -68,13 +66,15 @@ std::string TablesAsCsv(const Tables& tables) {
   return text;
 }
 
-std::string TablesAsJson(const Tables& tables) {
+nlohmann::ordered_json TablesToJson(const Tables& tables) {
   nlohmann::ordered_json json;
   for (size_t c = 0; c < 3; c++) {
-    for (const uint16_t value : tables[c]) json[kNames[c]].push_back(ToByte(value));
+    for (const uint16_t value : tables[c]) json[kChannelNames[c]].push_back(ToByte(value));
   }
-  return json.dump() + '\n';
+  return json;
 }
+
+std::string TablesAsJson(const Tables& tables) { return TablesToJson(tables).dump() + '\n'; }
 
 std::string TablesAsPng(const Tables& tables) {
   std::vector<uint8_t> pixels;
@@ -94,6 +94,7 @@ std::string TablesAsPng(const Tables& tables) {
 
 std::string TablesForScanimage(const Tables& tables) {
   std::string text = "--custom-gamma=yes";
-  for (size_t c = 0; c < 3; c++) text += std::string(" --") + kNames[c] + "-gamma-table " + Line(tables[c], false);
+  for (size_t c = 0; c < 3; c++)
+    text += std::string(" --") + kChannelNames[c] + "-gamma-table " + Line(tables[c], false);
   return text + '\n';
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -17,12 +18,16 @@ using Tables = std::array<std::vector<uint16_t>, 3>;
 // Throws Failure when memory is short.
 Tables MakeTables(const Correction& correction, size_t entries);
 
+inline constexpr const char* kChannelNames[] = {"red", "green", "blue"};
+
 constexpr uint8_t ToByte(uint16_t value) { return static_cast<uint8_t>((value + 128) / 257); }
 
 // Three lines, red, green, blue, every number followed by a comma: the form of zep3_driver.
 std::string TablesAsText(const Tables& tables);
 // A line per level with a heading: level,red,green,blue.
 std::string TablesAsCsv(const Tables& tables);
+// Lists of bytes by the channels' names.
+nlohmann::ordered_json TablesToJson(const Tables& tables);
 std::string TablesAsJson(const Tables& tables);
 // A picture of 256 x 1 pixels, for `vips maplut`, ImageMagick's -clut and the like.
 std::string TablesAsPng(const Tables& tables);

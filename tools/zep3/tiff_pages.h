@@ -37,9 +37,9 @@ std::vector<TiffLayout> ReadTiffLayouts(const std::string& path);
 // directory behind the pixels; until its end the file reads as before. Throws Failure.
 void CopyTiffTags(const std::string& source, unsigned page, const std::string& result);
 
-// With `strip` only the tags that pixels need, size and place are carried.
 // Appends page `page` of `source` to `target` (created when missing; `big` then makes it a BigTIFF): the stored strips
-// or tiles as they are, not decoded, and all tags. Throws Failure.
+// or tiles as they are, unless the files' byte orders differ where that matters, and all tags; with `strip` only those
+// of pixels, size and place. Throws Failure; the target is not usable then.
 void AppendTiffPage(const std::string& source, unsigned page, const std::string& target, bool big, bool strip = false);
 
 // Lines of a page that is stored plainly (not compressed, in strips, gray or R G B with whatever behind it, 8 or 16
