@@ -23,6 +23,14 @@ int64_t Product(int64_t a, int64_t b) {
 }
 int32_t Low32(int64_t v) { return static_cast<int32_t>(static_cast<uint32_t>(v)); }
 
+int64_t Size(const PixelSpan& span) { return std::max<int64_t>(0, int64_t{span.end} - span.begin); }
+
+PixelSpan Within(PixelSpan span, int first, int last) {
+  span.begin = std::max(span.begin, first);
+  if (last < span.end) span.end = last + 1;
+  return span;
+}
+
 } // namespace
 
 bool CHIST::AreaCheck(AREA* area) {
@@ -67,6 +75,7 @@ void CHIST::RotateCoordinate(double x, double y, double* outX, double* outY, dou
 }
 
 bool CHIST::CalcLineEquation(AREA* area, int margin) {
+  m_samples.clear();
   if (!AreaCheck(area)) return false;
   if (margin > kMarginMax) margin = kMarginMax;
   const bool shrink = margin > 0;
@@ -138,12 +147,10 @@ bool CHIST::IsInnerPoint(int x, int y) {
 PixelSpan CHIST::InnerSpan(int y, PixelSpan row) const {
   if (!m_bRotatedArea) {
     if (y < m_nAreaRect[2] || y > m_nAreaRect[3]) return {row.begin, row.begin};
-    row.begin = std::max(row.begin, m_nAreaRect[0]);
-    if (m_nAreaRect[1] < row.end) row.end = m_nAreaRect[1] + 1;
-    return row;
+    return Within(row, m_nAreaRect[0], m_nAreaRect[1]);
   }
-  // The rounded edge line rises or falls monotonically along a row, so each edge cuts the row at most once: bisecting
-  // with the very test of a pixel finds the cut exactly.
+  // The rounded edge line rises or falls monotonically along a row, so each edge cuts the row at most once: looking for
+  // the cut with the very test of a pixel finds it exactly.
   for (int edge = 0; edge < 4 && row.begin < row.end; edge++) {
     const bool beyondAtBegin = IsBeyondEdge(edge, row.begin, y);
     const bool beyondAtEnd = IsBeyondEdge(edge, row.end - 1, y);
@@ -151,11 +158,23 @@ PixelSpan CHIST::InnerSpan(int y, PixelSpan row) const {
     if (beyondAtBegin == beyondAtEnd) continue;
     int first = row.begin;
     int last = row.end - 1;
-    while (last - first > 1) {
-      const int middle = first + (last - first) / 2;
-      (IsBeyondEdge(edge, middle, y) == beyondAtBegin ? first : last) = middle;
+    const auto narrow = [&](int x) { (IsBeyondEdge(edge, x, y) == beyondAtBegin ? first : last) = x; };
+    // Where the line crosses the row the cut is, but for rounding; what that leaves open is bisected.
+    const int64_t crossing = ToInt32((y - m_dLineIntercept[edge]) / m_dLineSlope[edge]);
+    for (int64_t x = crossing - 1; x <= crossing + 1; x++) {
+      if (first < x && x < last) narrow(static_cast<int>(x));
     }
+    while (last - first > 1) narrow(first + (last - first) / 2);
     (beyondAtBegin ? row.begin : row.end) = last;
   }
   return row;
+}
+
+int64_t CHIST::InnerCount(PixelSpan columns, PixelSpan lines) const {
+  if (!m_bRotatedArea) {
+    return Size(Within(columns, m_nAreaRect[0], m_nAreaRect[1])) * Size(Within(lines, m_nAreaRect[2], m_nAreaRect[3]));
+  }
+  int64_t count = 0;
+  for (int y = lines.begin; y < lines.end; y++) count += Size(InnerSpan(y, columns));
+  return count;
 }

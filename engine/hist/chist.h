@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "engine/zep3.h"
 
@@ -42,6 +43,8 @@ class CHIST {
   bool IsInnerPoint(int x, int y);
   // The pixels of line y inside the area, within `row`.
   PixelSpan InnerSpan(int y, PixelSpan row) const;
+  // The number of pixels inside the area among the given columns and lines.
+  int64_t InnerCount(PixelSpan columns, PixelSpan lines) const;
 
   // ---- statistics (statistics.cpp) ----
 
@@ -65,7 +68,8 @@ class CHIST {
 
   // Rebuilds m_nHist through a matrix that undoes the dyes' cross-talk. False when nothing was counted.
   bool PreviewImageColorCorrection(ZEP3_BmpInfo* image);
-  // The same through a given matrix: nine doubles, row-major, output channel by input channel.
+  // The same through a given matrix: nine doubles, row-major, output channel by input channel. After MakeHistogram of
+  // a colour negative with the same record the image is not read again; its pixels must not have changed.
   bool MakeHistogramOfColorCorrectedImage(ZEP3_BmpInfo* image, double* matrix);
   // m_pdNegaMin from the rebuilt histograms.
   void CalcNegaMinValue();
@@ -116,4 +120,12 @@ class CHIST {
   explicit CHIST(WithoutResults) {}
 
   bool IsBeyondEdge(int edge, int x, int y) const;
+
+  // Takes the samples of a colour negative into m_samples unless they lie there already; false when the image is not
+  // readable. They are kept because its histograms are built twice.
+  bool KeepSamples(const ZEP3_BmpInfo& image);
+
+  std::vector<uint8_t> m_samples;   // red, green and blue of each; of the present area, empty when nothing is kept
+  ZEP3_BmpInfo m_sampledImage = {}; // what they are of
+  int m_nSampledTarget = 0;         // the samples aimed at
 };

@@ -1,11 +1,11 @@
 // Colour negatives: histograms of a colour-corrected preview and their minimum levels. Range and slope for all types.
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
 #include "engine/common/convert.h"
 #include "engine/hist/chist.h"
 #include "engine/hist/level_bounds.h"
-#include "engine/hist/sampling.h"
 
 bool CHIST::PreviewImageColorCorrection(ZEP3_BmpInfo* image) {
   // The cross-talk of the dyes scales with the channels' clear film, for which the dense end's 0.5 % level stands.
@@ -28,14 +28,15 @@ bool CHIST::MakeHistogramOfColorCorrectedImage(ZEP3_BmpInfo* image, double* matr
 
   std::memset(m_nHist, 0, sizeof m_nHist);
   m_nPixelCount = 0;
-  const AreaSampler sampler(*this, *image, m_nSampleTargetNega);
-  if (!sampler.IsReadable()) return false;
-  m_nPixelCount = static_cast<int32_t>(sampler.VisitSamples([this, &coefficient](int r, int g, int b) {
+  if (!KeepSamples(*image)) return false;
+  for (size_t i = 0; i < m_samples.size(); i += 3) {
+    const uint8_t* rgb = &m_samples[i];
     for (int c = 0; c < 3; c++) {
       const int32_t* row = &coefficient[3 * c];
-      m_nHist[c][std::min(255, (row[0] * r + row[1] * g + row[2] * b + 128) >> 8)]++;
+      m_nHist[c][std::min(255, (row[0] * rgb[0] + row[1] * rgb[1] + row[2] * rgb[2] + 128) >> 8)]++;
     }
-  }));
+  }
+  m_nPixelCount = static_cast<int32_t>(m_samples.size() / 3);
   return m_nPixelCount > 0;
 }
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "engine/common/convert.h"
 #include "engine/common/record.h"
 
 namespace {
@@ -22,11 +23,7 @@ AreaSampler::AreaSampler(const CHIST& hist, const ZEP3_BmpInfo& image, int targe
   m_lines = Clip(image.area.ptTop.y, image.area.ptBottom.y, image.lHeight);
   if (!IsReadable()) return;
 
-  int64_t pixels = 0;
-  for (int y = m_lines.begin; y < m_lines.end; y++) {
-    const PixelSpan inside = InnerSpan(y);
-    pixels += std::max<int64_t>(0, int64_t{inside.end} - inside.begin);
-  }
+  const int64_t pixels = hist.InnerCount(m_columns, m_lines);
   m_bBlocks = pixels > 2 * static_cast<int64_t>(target);
   if (!m_bBlocks) return;
 
@@ -58,15 +55,37 @@ bool CHIST::MakeHistogram(ZEP3_BmpInfo* image, int margin, ZEP3_PARA* para) {
   std::memset(m_nHistSum, 0, sizeof m_nHistSum);
   m_nPixelCount = 0;
 
-  const AreaSampler sampler(*this, *image, IsNegative(*para) ? m_nSampleTargetNega : m_nSampleTargetPosi);
-  if (!sampler.IsReadable()) return false;
-  m_nPixelCount = static_cast<int32_t>(sampler.VisitSamples([this](int r, int g, int b) {
+  const auto count = [this](int r, int g, int b) {
     m_nHist[0][r]++;
     m_nHist[1][g]++;
     m_nHist[2][b]++;
     m_nHistSum[r + g + b]++;
-  }));
+  };
+  if (DocType(*para) == ZEP3_DOC_NEGATIVE) {
+    if (!KeepSamples(*image)) return false;
+    for (size_t i = 0; i < m_samples.size(); i += 3) count(m_samples[i], m_samples[i + 1], m_samples[i + 2]);
+    m_nPixelCount = static_cast<int32_t>(m_samples.size() / 3);
+  } else {
+    const AreaSampler sampler(*this, *image, IsNegative(*para) ? m_nSampleTargetNega : m_nSampleTargetPosi);
+    if (!sampler.IsReadable()) return false;
+    m_nPixelCount = static_cast<int32_t>(sampler.VisitSamples(count));
+  }
   if (m_nPixelCount < 1) return false;
   std::memcpy(m_nHistOrg, m_nHist, sizeof m_nHist);
+  return true;
+}
+
+bool CHIST::KeepSamples(const ZEP3_BmpInfo& image) {
+  const bool kept = !m_samples.empty() && m_nSampledTarget == m_nSampleTargetNega &&
+                    std::memcmp(&m_sampledImage, &image, sizeof image) == 0;
+  if (kept) return true;
+  m_samples.clear();
+  m_nSampledTarget = m_nSampleTargetNega;
+  std::memcpy(&m_sampledImage, &image, sizeof image);
+  const AreaSampler sampler(*this, image, m_nSampledTarget);
+  if (!sampler.IsReadable()) return false;
+  sampler.VisitSamples([this](int r, int g, int b) {
+    m_samples.insert(m_samples.end(), {static_cast<uint8_t>(r), static_cast<uint8_t>(g), static_cast<uint8_t>(b)});
+  });
   return true;
 }

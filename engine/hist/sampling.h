@@ -3,10 +3,9 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <vector>
 
-#include "engine/common/convert.h"
 #include "engine/common/image.h"
+#include "engine/hist/block_sums.h"
 #include "engine/hist/chist.h"
 
 class AreaSampler {
@@ -34,13 +33,13 @@ class AreaSampler {
 
   template <class Visit>
   int64_t VisitPixels(Visit visit) const {
+    const auto [bytes, red, green, blue] = m_pixel;
     int64_t samples = 0;
     for (int y = m_lines.begin; y < m_lines.end; y++) {
       const PixelSpan span = InnerSpan(y);
       if (span.begin >= span.end) continue;
       const uint8_t* p = Pixel(span.begin, y);
-      for (int x = span.begin; x < span.end; x++, p += m_pixel.bytes)
-        visit(p[m_pixel.red], p[m_pixel.green], p[m_pixel.blue]);
+      for (int x = span.begin; x < span.end; x++, p += bytes) visit(p[red], p[green], p[blue]);
       samples += span.end - span.begin;
     }
     return samples;
@@ -50,32 +49,26 @@ class AreaSampler {
   // rectangle is not taken, and only its top left pixel is tested for lying inside the area.
   template <class Visit>
   int64_t VisitBlocks(Visit visit) const {
-    const double pixels = static_cast<double>(m_nBlockHeight) * static_cast<double>(m_nBlockWidth);
-    const auto mean = [pixels](uint64_t sum) { return ToInt32(static_cast<double>(sum) / pixels + 0.5); };
     const int64_t perLine = Steps(m_columns, m_nBlockWidth);
-    std::vector<uint64_t> sums(static_cast<size_t>(3 * perLine));
+    if (perLine == 0 || Steps(m_lines, m_nBlockHeight) == 0) return 0;
+    // sum / n + 0.5, truncated. Its values are whole multiples of 1 / (2 n) apart, so that a quarter of 1 / n on top
+    // changes no result but keeps what a multiplication by 1 / n rounds off from doing so (n below 2^41).
+    const double perPixel = 1.0 / (static_cast<double>(m_nBlockHeight) * static_cast<double>(m_nBlockWidth));
+    const double half = 0.5 + 0.25 * perPixel;
+    const auto mean = [=](uint64_t sum) {
+      return static_cast<int>(static_cast<double>(static_cast<int64_t>(sum)) * perPixel + half);
+    };
+    BlockSums sums(m_pixel, m_nBlockHeight, m_nBlockWidth, perLine);
     int64_t samples = 0;
     for (int64_t y = m_lines.begin; y < m_lines.end - m_nBlockHeight; y += m_nBlockHeight) {
       const PixelSpan inside = InnerSpan(static_cast<int>(y));
       const int64_t first = CeilDivide(int64_t{inside.begin} - m_columns.begin, m_nBlockWidth);
       const int64_t last = std::min(perLine, CeilDivide(int64_t{inside.end} - m_columns.begin, m_nBlockWidth));
       if (first >= last) continue;
-      // Line by line over all blocks: the image is read in the order in which it lies in memory.
-      std::fill(sums.begin(), sums.end(), 0);
-      for (int64_t line = y; line < y + m_nBlockHeight; line++) {
-        const uint8_t* p = Pixel(m_columns.begin + first * m_nBlockWidth, line);
-        for (int64_t block = first; block < last; block++) {
-          uint64_t* sum = &sums[static_cast<size_t>(3 * block)];
-          for (int64_t x = 0; x < m_nBlockWidth; x++, p += m_pixel.bytes) {
-            sum[0] += p[m_pixel.red];
-            sum[1] += p[m_pixel.green];
-            sum[2] += p[m_pixel.blue];
-          }
-        }
-      }
-      for (int64_t block = first; block < last; block++) {
-        const uint64_t* sum = &sums[static_cast<size_t>(3 * block)];
-        visit(mean(sum[0]), mean(sum[1]), mean(sum[2]));
+      sums.Read(Pixel(m_columns.begin + first * m_nBlockWidth, y), m_image.lBytesPerLine, last - first);
+      for (int64_t block = 0; block < last - first; block++) {
+        const auto [red, green, blue] = sums.Of(block);
+        visit(mean(red), mean(green), mean(blue));
       }
       samples += last - first;
     }
