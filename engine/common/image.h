@@ -9,12 +9,17 @@
 struct PixelLayout {
   int bytes;
   int red, green, blue;
+
+  bool operator==(const PixelLayout&) const = default;
 };
+inline constexpr PixelLayout kRgb = {3, 0, 1, 2};
+inline constexpr PixelLayout kBgr = {3, 2, 1, 0};
+inline constexpr PixelLayout kXrgb = {4, 1, 2, 3};
 
 inline PixelLayout LayoutOf(const ZEP3_BmpInfo& image) {
-  if (image.wPixelFormat == ZEP3_PIXEL_RGB) return {3, 0, 1, 2};
-  if (image.wPixelFormat == ZEP3_PIXEL_XRGB) return {4, 1, 2, 3};
-  return {3, 2, 1, 0};
+  if (image.wPixelFormat == ZEP3_PIXEL_RGB) return kRgb;
+  if (image.wPixelFormat == ZEP3_PIXEL_XRGB) return kXrgb;
+  return kBgr;
 }
 
 // Whether the lines up to `linesEnd`, of which those from `linesBegin` are used up to column `columnsEnd`, have

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "engine/common/image.h"
-#include "engine/hist/block_sums.h"
+#include "engine/hist/block_means.h"
 #include "engine/hist/chist.h"
 
 class AreaSampler {
@@ -33,13 +33,22 @@ class AreaSampler {
 
   template <class Visit>
   int64_t VisitPixels(Visit visit) const {
-    const auto [bytes, red, green, blue] = m_pixel;
+    // Known when compiled, a layout costs nothing.
+    if (m_pixel == kRgb) return VisitPixelsAs<kRgb>(visit);
+    if (m_pixel == kXrgb) return VisitPixelsAs<kXrgb>(visit);
+    return VisitPixelsAs<kBgr>(visit);
+  }
+
+  template <PixelLayout kPixel, class Visit>
+  int64_t VisitPixelsAs(Visit visit) const {
     int64_t samples = 0;
     for (int y = m_lines.begin; y < m_lines.end; y++) {
       const PixelSpan span = InnerSpan(y);
       if (span.begin >= span.end) continue;
       const uint8_t* p = Pixel(span.begin, y);
-      for (int x = span.begin; x < span.end; x++, p += bytes) visit(p[red], p[green], p[blue]);
+      for (int x = span.begin; x < span.end; x++, p += kPixel.bytes) {
+        visit(p[kPixel.red], p[kPixel.green], p[kPixel.blue]);
+      }
       samples += span.end - span.begin;
     }
     return samples;
@@ -51,24 +60,21 @@ class AreaSampler {
   int64_t VisitBlocks(Visit visit) const {
     const int64_t perLine = Steps(m_columns, m_nBlockWidth);
     if (perLine == 0 || Steps(m_lines, m_nBlockHeight) == 0) return 0;
-    // sum / n + 0.5, truncated. Its values are whole multiples of 1 / (2 n) apart, so that a quarter of 1 / n on top
-    // changes no result but keeps what a multiplication by 1 / n rounds off from doing so (n below 2^41).
-    const double perPixel = 1.0 / (static_cast<double>(m_nBlockHeight) * static_cast<double>(m_nBlockWidth));
-    const double half = 0.5 + 0.25 * perPixel;
-    const auto mean = [=](uint64_t sum) {
-      return static_cast<int>(static_cast<double>(static_cast<int64_t>(sum)) * perPixel + half);
-    };
-    BlockSums sums(m_pixel, m_nBlockHeight, m_nBlockWidth, perLine);
+    BlockMeans blocks(m_pixel, m_nBlockHeight, m_nBlockWidth, perLine);
+    uint8_t means[4 * BlockMeans::kMostMeans];
     int64_t samples = 0;
     for (int64_t y = m_lines.begin; y < m_lines.end - m_nBlockHeight; y += m_nBlockHeight) {
       const PixelSpan inside = InnerSpan(static_cast<int>(y));
       const int64_t first = CeilDivide(int64_t{inside.begin} - m_columns.begin, m_nBlockWidth);
       const int64_t last = std::min(perLine, CeilDivide(int64_t{inside.end} - m_columns.begin, m_nBlockWidth));
       if (first >= last) continue;
-      sums.Read(Pixel(m_columns.begin + first * m_nBlockWidth, y), m_image.lBytesPerLine, last - first);
-      for (int64_t block = 0; block < last - first; block++) {
-        const auto [red, green, blue] = sums.Of(block);
-        visit(mean(red), mean(green), mean(blue));
+      blocks.Read(Pixel(m_columns.begin + first * m_nBlockWidth, y), m_image.lBytesPerLine, last - first);
+      for (int64_t block = first; block < last; block += BlockMeans::kMostMeans) {
+        const int64_t now = std::min(last - block, BlockMeans::kMostMeans);
+        blocks.Means(block - first, now, means);
+        for (const uint8_t* p = means; p < means + 4 * now; p += 4) {
+          visit(p[m_pixel.red], p[m_pixel.green], p[m_pixel.blue]);
+        }
       }
       samples += last - first;
     }

@@ -1,0 +1,327 @@
+// What the engine's calls cost, beside what bounds them.
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "engine/hist/chist.h"
+#include "engine/lut/apply.h"
+#include "engine/zep3.h"
+#include "pairs.h"
+#include "peers.h"
+#include "scans.h"
+#include "support.h"
+
+// ---- the calls of pow that a table takes ----
+
+namespace {
+std::vector<std::pair<double, double>>* g_powCalls = nullptr;
+} // namespace
+
+extern "C" {
+double __real_pow(double x, double y);
+// The linker leads every call of pow here.
+double __wrap_pow(double x, double y);
+double __wrap_pow(double x, double y) {
+  if (g_powCalls != nullptr) g_powCalls->emplace_back(x, y);
+  return __real_pow(x, y);
+}
+}
+
+namespace {
+
+struct Kind {
+  const char* name;
+  int docType, subMode;
+};
+constexpr Kind kPhoto = {"photo", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_PHOTO};
+constexpr Kind kSlide = {"slide", ZEP3_DOC_POSITIVE, ZEP3_SUB_PHOTO};
+constexpr Kind kNegative = {"colour negative", ZEP3_DOC_NEGATIVE, ZEP3_SUB_PHOTO};
+constexpr Kind kMonochrome = {"monochrome negative", ZEP3_DOC_NEGATIVE_BW, ZEP3_SUB_PHOTO};
+
+const char* FormatName(int format) {
+  return format == ZEP3_PIXEL_RGB ? "R G B" : format == ZEP3_PIXEL_XRGB ? "x R G B" : "B G R";
+}
+
+// ---- the loops that anyone would write first ----
+
+struct Histograms {
+  uint32_t channel[3][256];
+  uint32_t sum[768];
+
+  void Count(int r, int g, int b) {
+    channel[0][r]++;
+    channel[1][g]++;
+    channel[2][b]++;
+    sum[r + g + b]++;
+  }
+  bool operator==(const CHIST& hist) const {
+    return std::memcmp(channel, hist.m_nHist, sizeof channel) == 0 &&
+           std::memcmp(sum, hist.m_nHistSum, sizeof sum) == 0;
+  }
+};
+
+// Pixels R G B one by one.
+void CountPixels(const ZEP3_BmpInfo& bmp, Histograms& histograms) {
+  histograms = {};
+  for (int64_t y = 0; y < bmp.lHeight; y++) {
+    const uint8_t* p = bmp.pBits + y * bmp.lBytesPerLine;
+    for (int64_t x = 0; x < bmp.lWidth; x++, p += 3) histograms.Count(p[0], p[1], p[2]);
+  }
+}
+
+// Blocks one by one.
+void CountBlocks(const ZEP3_BmpInfo& bmp, int target, Histograms& histograms) {
+  histograms = {};
+  const double ratio = static_cast<double>(bmp.lWidth * bmp.lHeight) / target;
+  const auto height = static_cast<int64_t>(std::sqrt(ratio));
+  const auto width = static_cast<int64_t>(ratio / static_cast<double>(height));
+  const auto pixels = static_cast<double>(height * width);
+  for (int64_t top = 0; top < bmp.lHeight - height; top += height) {
+    for (int64_t left = 0; left < bmp.lWidth - width; left += width) {
+      int64_t sum[3] = {};
+      for (int64_t y = top; y < top + height; y++) {
+        const uint8_t* p = bmp.pBits + y * bmp.lBytesPerLine + 3 * left;
+        for (int64_t x = 0; x < width; x++, p += 3) {
+          for (int c = 0; c < 3; c++) sum[c] += p[c];
+        }
+      }
+      const auto mean = [&](int c) { return static_cast<int>(static_cast<double>(sum[c]) / pixels + 0.5); };
+      histograms.Count(mean(0), mean(1), mean(2));
+    }
+  }
+}
+
+// ---- rows ----
+
+// An image, a record and a histogram object that live as long as the row is measured.
+struct Bench {
+  Scan scan;
+  Record record;
+  CHIST hist;
+  Histograms histograms = {};
+  double matrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+
+  Bench(const Size& size, const Kind& kind, int format = ZEP3_PIXEL_RGB)
+      : scan(size, format), record(kind.docType, kind.subMode) {}
+
+  bool MakeHistogram(int margin) { return hist.MakeHistogram(&scan.bmp, margin, &record.para); }
+  bool Analyse() { return ZEP3(&scan.bmp, &record.para, matrix) == 1; }
+};
+
+void AddBlockMeans() {
+  struct Case {
+    const char* name;
+    Size size;
+    Kind kind;
+    int format;
+    double most;
+  };
+  const Case cases[] = {
+      {"100 MP", kHundredMegapixels, kPhoto, ZEP3_PIXEL_RGB, 1.15},
+      {"100 MP", kHundredMegapixels, kPhoto, ZEP3_PIXEL_BGR, 1.15},
+      {"100 MP", kHundredMegapixels, kPhoto, ZEP3_PIXEL_XRGB, 1.15},
+      {"100 MP", kHundredMegapixels, kMonochrome, ZEP3_PIXEL_RGB, 1.15},
+      {"12 MP", kTwelveMegapixels, kPhoto, ZEP3_PIXEL_RGB, 1.5},
+      {"12 MP", kTwelveMegapixels, kPhoto, ZEP3_PIXEL_XRGB, 1.5},
+      {"12 MP", kTwelveMegapixels, kMonochrome, ZEP3_PIXEL_RGB, 1.5},
+  };
+  for (const Case& c : cases) {
+    const std::string work = std::string("block means, ") + c.name + ", " + FormatName(c.format) + ", " + c.kind.name;
+    AddRow(work, "MakeHistogram", "read once", {Goal::kRatio, c.most}, [=] {
+      auto bench = std::make_shared<Bench>(c.size, c.kind, c.format);
+      return Sides{[=] { ReadOnce(bench->scan); }, [=] { bench->MakeHistogram(0); },
+                   bench->MakeHistogram(0) ? "" : "MakeHistogram fails"};
+    });
+  }
+  struct Cached {
+    const char* name;
+    Size size;
+    double most; // ms
+  };
+  for (const Cached& c : {Cached{"1 MP in cache", kMegapixel, 0.3}, Cached{"0.26 MP in cache", kInCache, 0.15}}) {
+    const std::string work = std::string("block means, ") + c.name;
+    AddRow(work, "MakeHistogram", "read once", {Goal::kTime, c.most}, [=] {
+      auto bench = std::make_shared<Bench>(c.size, kPhoto);
+      return Sides{[=] { ReadOnce(bench->scan); }, [=] { bench->MakeHistogram(0); }, ""};
+    });
+    AddRow(work, "MakeHistogram", "block by block", {Goal::kRatio, 0.2}, [=] {
+      auto bench = std::make_shared<Bench>(c.size, kPhoto);
+      const auto naive = [=] { CountBlocks(bench->scan.bmp, bench->hist.m_nSampleTargetPosi, bench->histograms); };
+      naive();
+      const bool equal = bench->MakeHistogram(0) && bench->histograms == bench->hist;
+      return Sides{naive, [=] { bench->MakeHistogram(0); }, equal ? "" : "histograms differ"};
+    });
+  }
+}
+
+void AddEveryPixel() {
+  AddRow("every pixel, 59,780", "MakeHistogram", "plain loop, four tables", {Goal::kRatio, 1.0}, [] {
+    auto bench = std::make_shared<Bench>(kEveryPixel, kPhoto);
+    const auto plain = [=] { CountPixels(bench->scan.bmp, bench->histograms); };
+    plain();
+    const bool equal = bench->MakeHistogram(0) && bench->histograms == bench->hist;
+    return Sides{plain, [=] { bench->MakeHistogram(0); }, equal ? "" : "histograms differ"};
+  });
+}
+
+void AddArea() {
+  struct Case {
+    const char* name;
+    Size size;
+    bool rotated;
+  };
+  const Case cases[] = {{"rectangle, 100 MP", kHundredMegapixels, false},
+                        {"rotated, 100 MP", kHundredMegapixels, true},
+                        {"rotated, 12 MP", kTwelveMegapixels, true}};
+  for (const Case& c : cases) {
+    AddRow(std::string("pixels in the area, ") + c.name, "InnerCount", "read once", {Goal::kRatio, 0.1}, [=] {
+      auto bench = std::make_shared<Bench>(c.size, kPhoto);
+      if (c.rotated) bench->scan.RotateArea();
+      const bool valid = bench->hist.CalcLineEquation(&bench->scan.bmp.area, 5);
+      const PixelSpan columns = {0, static_cast<int>(c.size.width)};
+      const PixelSpan lines = {0, static_cast<int>(c.size.height)};
+      const auto count = [=] { benchmark::DoNotOptimize(bench->hist.InnerCount(columns, lines)); };
+      return Sides{[=] { ReadOnce(bench->scan); }, count, valid ? "" : "area refused"};
+    });
+  }
+}
+
+void AddAnalysis() {
+  for (const auto& [name, size] : {std::pair{"100 MP", kHundredMegapixels}, std::pair{"12 MP", kTwelveMegapixels},
+                                   std::pair{"1.5 MP", kPrescan}}) {
+    const Size sides = size;
+    AddRow(std::string("whole analysis, ") + name, "colour negative", "slide", {Goal::kRatio, 1.15}, [=] {
+      auto negative = std::make_shared<Bench>(sides, kNegative);
+      // The same pixels: two images would lie differently in memory.
+      auto slide = std::make_shared<Record>(kSlide.docType, kSlide.subMode);
+      return Sides{[=] { ZEP3(&negative->scan.bmp, &slide->para, nullptr); }, [=] { negative->Analyse(); },
+                   negative->Analyse() ? "" : "ZEP3 fails"};
+    });
+  }
+  const Kind kinds[] = {kPhoto,
+                        {"document", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_DOCUMENT},
+                        {"faded print", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_RESTORATION},
+                        {"background removal", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_BACKGROUND_REMOVAL},
+                        {"ground-colour removal", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_GROUND_COLOR_REMOVAL},
+                        kSlide,
+                        kNegative,
+                        {"faded colour negative", ZEP3_DOC_NEGATIVE, ZEP3_SUB_RESTORATION},
+                        kMonochrome,
+                        {"faded monochrome negative", ZEP3_DOC_NEGATIVE_BW, ZEP3_SUB_RESTORATION}};
+  for (const Kind& kind : kinds) {
+    AddRow(std::string("behind the histograms, 1.5 MP, ") + kind.name, "ZEP3", "MakeHistogram",
+           {Goal::kDifference, 0.2}, [=] {
+             auto bench = std::make_shared<Bench>(kPrescan, kind);
+             bench->record.para.lCorrectLevel = 8; // with a tone curve
+             bench->record.para.lAgainstLight = 8; // and the backlight correction
+             return Sides{[=] { bench->MakeHistogram(bench->hist.m_nAreaMargin); }, [=] { bench->Analyse(); },
+                          bench->Analyse() ? "" : "ZEP3 fails"};
+           });
+  }
+}
+
+// ---- tables ----
+
+void AddTables() {
+  for (const Kind& kind : {kPhoto, kNegative}) {
+    for (const bool curves : {false, true}) {
+      const std::string work = std::string("tables, ") + kind.name + (curves ? ", four curves" : ", no curves");
+      AddRow(work, "MakeZEP3LUT", "its calls of pow", {Goal::kRatio, curves ? 1.6 : 1.2}, [=] {
+        struct State {
+          Record record;
+          std::vector<std::pair<double, double>> calls;
+          uint8_t table[768];
+          explicit State(const Kind& k) : record(k.docType, k.subMode) {}
+        };
+        auto state = std::make_shared<State>(kind);
+        Bench analysed(kPrescan, kind);
+        const bool found = analysed.Analyse();
+        ZEP3_PARA& para = state->record.para;
+        std::memcpy(para.ic.ch, analysed.record.para.ic.ch, sizeof para.ic.ch);
+        if (curves) {
+          for (ZEP3_TONE* tone :
+               {&state->record.master, &state->record.rgb[0], &state->record.rgb[1], &state->record.rgb[2]}) {
+            tone->wPointNum = 5;
+            const LPOINT points[5] = {{0, 0}, {60, 50}, {128, 130}, {200, 210}, {255, 255}};
+            std::copy(points, points + 5, tone->ptCtrl);
+          }
+        } else {
+          para.ic.pMasterTone = nullptr;
+          para.ic.pRGBTone = nullptr;
+        }
+        const auto make = [=] { MakeZEP3LUT(&state->record.para, state->table); };
+        make(); // resolves the record's automatic settings
+        g_powCalls = &state->calls;
+        make();
+        g_powCalls = nullptr;
+        const auto pows = [=] {
+          double sum = 0;
+          for (const auto& [x, y] : state->calls) sum += std::pow(x, y);
+          benchmark::DoNotOptimize(sum);
+        };
+        return Sides{pows, make, found ? "" : "ZEP3 fails"};
+      });
+    }
+  }
+}
+
+// A permutation of the levels, so that repeating it keeps the image as varied as it is.
+std::vector<uint8_t> Permutation() {
+  std::vector<uint8_t> table(768);
+  for (size_t i = 0; i < table.size(); i++) table[i] = static_cast<uint8_t>(i * 167 + i / 256 * 31);
+  return table;
+}
+
+void AddApplying() {
+  struct Case {
+    const char* name;
+    Size size;
+    int format;
+  };
+  const Case cases[] = {{"100 MP", kHundredMegapixels, ZEP3_PIXEL_RGB},
+                        {"100 MP", kHundredMegapixels, ZEP3_PIXEL_BGR},
+                        {"100 MP", kHundredMegapixels, ZEP3_PIXEL_XRGB},
+                        {"0.26 MP in cache", kInCache, ZEP3_PIXEL_RGB}};
+  for (const Case& c : cases) {
+    AddRow(std::string("tables applied, ") + c.name + ", " + FormatName(c.format), "ApplyZEP3LUT", "changed in place",
+           {Goal::kRatio, 1.2}, [=] {
+             auto scan = std::make_shared<Scan>(c.size, c.format);
+             auto table = std::make_shared<std::vector<uint8_t>>(Permutation());
+             return Sides{[=] { ModifyInPlace(*scan); }, [=] { ApplyZEP3LUT(&scan->bmp, table->data()); },
+                          ApplyPermuted() != nullptr ? "" : "this processor has no 256-entry byte permutes"};
+           });
+  }
+  AddRow("tables applied, 12 MP, without byte permutes", "ApplyPlain", "plain loop", {Goal::kRatio, 1.1}, [] {
+    auto scan = std::make_shared<Scan>(kTwelveMegapixels);
+    auto table = std::make_shared<std::vector<uint8_t>>(Permutation());
+    const auto plain = [=] {
+      uint8_t* p = scan->bmp.pBits;
+      const uint8_t* lut = table->data();
+      for (const uint8_t* end = p + scan->Bytes(); p < end; p += 3) {
+        p[0] = lut[p[0]];
+        p[1] = lut[256 + p[1]];
+        p[2] = lut[512 + p[2]];
+      }
+    };
+    const auto ours = [=] {
+      ApplyPlain(scan->bmp.pBits, scan->bmp.lWidth * scan->bmp.lHeight, LayoutOf(scan->bmp), table->data());
+    };
+    return Sides{plain, ours, ""};
+  });
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  AddBlockMeans();
+  AddEveryPixel();
+  AddArea();
+  AddAnalysis();
+  AddTables();
+  AddApplying();
+  AddPeers();
+  return RunRows(argc, argv);
+}

@@ -1,0 +1,36 @@
+// Means over blocks of pixels that lie side by side, at the speed at which memory is read: whole lines are added up,
+// many at a time, into one sum per byte column, and the columns of a block only then.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "engine/common/image.h"
+
+class BlockMeans {
+ public:
+  // Blocks of lines x columns pixels (below 2^41), at most `blocks` of them side by side. Takes 2 bytes of memory per
+  // byte of an image line.
+  BlockMeans(const PixelLayout& pixel, int64_t lines, int64_t columns, int64_t blocks);
+
+  // Adds up `blocks` blocks side by side; `topLeft` is the first pixel of the first, `stride` in bytes.
+  void Read(const uint8_t* topLeft, int64_t stride, int64_t blocks);
+
+  // Means of as many blocks of those read, from block `first` on: trunc(sum / pixels + 0.5), which lie as the bytes of
+  // pixels do, four to a block. Of three-byte pixels the last of the four means nothing.
+  static constexpr int64_t kMostMeans = 256;
+  void Means(int64_t first, int64_t blocks, uint8_t* means) const;
+
+ private:
+  void SumColumns(int64_t block, uint64_t* sums) const;
+
+  int64_t m_bytes; // of a pixel
+  int64_t m_lines;
+  int64_t m_columns;
+  int64_t m_linesAtOnce;
+  int64_t m_columnsAtOnce;
+  double m_perPixel;               // 1 / pixels
+  double m_half;                   // 0.5 and a little more
+  std::vector<uint16_t> m_column;  // by byte column: sums of the lines read last
+  std::vector<uint64_t> m_carried; // blocks of more than 257 lines: by block, sums of the lines before those
+};
