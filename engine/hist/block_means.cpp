@@ -54,16 +54,38 @@ void SumLines(const uint8_t* first, int64_t stride, int64_t lines, int64_t bytes
 
 // ---- columns ----
 
-// Sums of `columns` pixels, which fit into 16 bits: four at a time, as the quarters of 64 bits.
-inline void AddColumns(const uint16_t* column, int64_t bytes, int64_t columns, uint16_t* sums) {
+// A pixel's four sums as the quarters of 64 bits. Added, they stay apart while each fits into 16 bits.
+inline uint64_t Quarters(const uint16_t* column) {
   uint64_t quarters = 0;
-  for (int64_t x = 0; x < columns; x++, column += bytes) {
-    uint64_t more = 0;
-    std::memcpy(&more, column, sizeof more);
-    quarters += more;
-  }
-  std::memcpy(sums, &quarters, sizeof quarters);
+  std::memcpy(&quarters, column, sizeof quarters);
+  return quarters;
 }
+
+// Sums of blocks that are few columns wide, of which their number is better known when compiled.
+constexpr int kFewColumns = 16;
+
+using SumBlocks = void (*)(const uint16_t* column, int64_t blocks, uint16_t* sums);
+
+template <int kPixel, int... kColumn>
+void SumNarrowBlocks(const uint16_t* column, int64_t blocks, uint16_t* sums) {
+  for (int64_t block = 0; block < blocks; block++, column += kPixel * sizeof...(kColumn), sums += kBytes) {
+    const uint64_t quarters = (Quarters(column + kColumn * kPixel) + ... + uint64_t{0});
+    std::memcpy(sums, &quarters, sizeof quarters);
+  }
+}
+
+template <int kPixel, int... kColumn>
+constexpr SumBlocks Summer(std::integer_sequence<int, kColumn...>) {
+  return SumNarrowBlocks<kPixel, kColumn...>;
+}
+
+// By the number of columns.
+template <int kPixel, int... kColumns>
+constexpr std::array<SumBlocks, sizeof...(kColumns)> Summers(std::integer_sequence<int, kColumns...>) {
+  return {Summer<kPixel>(std::make_integer_sequence<int, kColumns>())...};
+}
+constexpr auto kOfThreeBytes = Summers<3>(std::make_integer_sequence<int, kFewColumns + 1>());
+constexpr auto kOfFourBytes = Summers<4>(std::make_integer_sequence<int, kFewColumns + 1>());
 
 } // namespace
 
@@ -97,22 +119,21 @@ void BlockMeans::Read(const uint8_t* topLeft, int64_t stride, int64_t blocks) {
 void BlockMeans::SumColumns(int64_t block, uint64_t* sums) const {
   const uint16_t* column = &m_column[static_cast<size_t>(block * m_columns * m_bytes)];
   for (int64_t left = m_columns; left > 0; left -= m_columnsAtOnce) {
-    const int64_t columns = std::min(left, m_columnsAtOnce);
+    uint64_t quarters = 0;
+    for (int64_t x = 0; x < m_columnsAtOnce && x < left; x++, column += m_bytes) quarters += Quarters(column);
     uint16_t some[kBytes];
-    AddColumns(column, m_bytes, columns, some);
+    std::memcpy(some, &quarters, sizeof some);
     for (int64_t i = 0; i < kBytes; i++) sums[i] += some[i];
-    column += columns * m_bytes;
   }
 }
 
 void BlockMeans::Means(int64_t first, int64_t blocks, uint8_t* means) const {
   const int64_t values = blocks * kBytes;
-  if (m_lines * m_columns <= kBytesAtOnce) {
+  if (m_columns <= kFewColumns && m_lines * m_columns <= kBytesAtOnce) {
     uint16_t sums[kMostMeans * kBytes];
+    const auto& summers = m_bytes == 3 ? kOfThreeBytes : kOfFourBytes;
     const uint16_t* column = &m_column[static_cast<size_t>(first * m_columns * m_bytes)];
-    for (int64_t i = 0; i < values; i += kBytes, column += m_columns * m_bytes) {
-      AddColumns(column, m_bytes, m_columns, sums + i);
-    }
+    summers[static_cast<size_t>(m_columns)](column, blocks, sums);
     const auto perPixel = static_cast<float>(m_perPixel);
     const auto half = static_cast<float>(m_half);
     for (int64_t i = 0; i < values; i++) {
