@@ -1,13 +1,14 @@
 // The one way from a double to an integer.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 
 // Truncates toward zero. Not a number, infinite or outside of 32 bits: the most negative value, which is what x86-64
 // processors give and what records show for "no result". A bare cast would be undefined there.
 inline int32_t ToInt32(double v) {
-  if (v > -2147483649.0 && v < 2147483648.0) return static_cast<int32_t>(v);
-  return INT32_MIN;
+  // Comparisons that raise no exception, so that loops of this become vectors.
+  return static_cast<int32_t>(std::isgreater(v, -2147483649.0) && std::isless(v, 2147483648.0) ? v : -2147483648.0);
 }
 
 // An 8-bit level with a fraction to the 16-bit scale.

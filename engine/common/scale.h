@@ -36,6 +36,13 @@ inline double DisplayLevel(double level, double displayExponent) {
   return 255.0 * std::pow(level / 255.0, displayExponent);
 }
 
+// The same for all levels of a curve; what surrounds pow stands in loops of its own, which become vectors.
+inline void ToDisplayLevels(double (&levels)[256], double displayExponent) {
+  for (double& level : levels) level /= 255.0;
+  for (double& level : levels) level = std::pow(level, displayExponent);
+  for (double& level : levels) level *= 255.0;
+}
+
 // A fractional linear level to a 16-bit level in display gamma. The two differ in last places: one multiplies by 65535,
 // the other by 255 and then by 257.
 inline int32_t EncodeLevel(double level, double displayExponent) {

@@ -84,6 +84,7 @@ bool CHIST::KeepSamples(const ZEP3_BmpInfo& image) {
   std::memcpy(&m_sampledImage, &image, sizeof image);
   const AreaSampler sampler(*this, image, m_nSampledTarget);
   if (!sampler.IsReadable()) return false;
+  m_samples.reserve(static_cast<size_t>(std::max(0, m_nSampledTarget)) * 6); // pixel by pixel twice the target
   sampler.VisitSamples([this](int r, int g, int b) {
     m_samples.insert(m_samples.end(), {static_cast<uint8_t>(r), static_cast<uint8_t>(g), static_cast<uint8_t>(b)});
   });

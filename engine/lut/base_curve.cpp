@@ -15,8 +15,6 @@ void CLUT::CalcParamAB(const ZEP3_PARA* para) {
   }
 }
 
-double CLUT::NegaToPosi(double x, int c) const { return Mirrored(AtLeast(kLevelFloor, x), m_dSdIn[c], m_dHlIn[c]); }
-
 PowerCurve CLUT::BaseCurveOf(int c) const { return {m_dCoefA[c], m_dCoefB[c], m_dGamma[c]}; }
 
 double CLUT::BaseInputOf(double level, int c, bool negative, double least) const {
@@ -26,6 +24,8 @@ double CLUT::BaseInputOf(double level, int c, bool negative, double least) const
 void CLUT::RunBaseCurve(bool negative, double least) {
   for (int c = 0; c < 3; c++) {
     const PowerCurve curve = BaseCurveOf(c);
-    for (int i = 0; i < 256; i++) m_dCurve[c][i] = curve.At(BaseInputOf(i, c, negative, least));
+    double input[256]; // apart from the curve: between calls of pow the divisions would wait for each other
+    for (int i = 0; i < 256; i++) input[i] = BaseInputOf(i, c, negative, least);
+    for (int i = 0; i < 256; i++) m_dCurve[c][i] = curve.At(input[i]);
   }
 }

@@ -32,9 +32,7 @@ bool CLUT::MakeLUT(ZEP3_PARA* para, const double* coef, bool withTone) {
   if (!CalcHlCurve(para) || !CalcSdCurve(para)) return false;
 
   const double exponent = DisplayExponent(*para);
-  for (auto& curve : m_dCurve) {
-    for (double& y : curve) y = DisplayLevel(y, exponent);
-  }
+  for (auto& curve : m_dCurve) ToDisplayLevels(curve, exponent);
   if (withTone) {
     if (para->ic.pRGBTone != nullptr) ApplyRGBTone(para->ic.pRGBTone);
     if (para->ic.pMasterTone != nullptr) ApplyMasterTone(para->ic.pMasterTone);
@@ -47,5 +45,3 @@ bool CLUT::MakeLUTForAgainstLight(ZEP3_PARA* para) {
   RunBaseCurve(IsNegative(*para), 0.0);
   return !IsNegative(*para) || (CalcHlCurve(para) && CalcSdCurve(para));
 }
-
-int32_t CLUT::UCRound(double v) { return v > 0.0 ? ToInt32(v + 0.5) : ToInt32(v - 0.5); }

@@ -8,7 +8,9 @@
 
 #include <cstdint>
 
+#include "engine/common/convert.h"
 #include "engine/common/nega_gain.h"
+#include "engine/common/scale.h"
 #include "engine/zep3.h"
 
 struct HighlightShape;
@@ -30,7 +32,7 @@ class CLUT {
   // curve types in the record.
   bool MakeLUTForAgainstLight(ZEP3_PARA* para);
   // Rounds half away from zero.
-  static int32_t UCRound(double v);
+  static int32_t UCRound(double v) { return ToInt32(v + (v > 0.0 ? 0.5 : -0.5)); }
 
   // ---- stages of MakeLUT, in their order ----
 
@@ -46,7 +48,7 @@ class CLUT {
   bool CalcSdCurve(ZEP3_PARA* para);
 
   // base_curve.cpp: maps an input level of a negative into the domain of its inverted points.
-  double NegaToPosi(double x, int c) const;
+  double NegaToPosi(double x, int c) const { return Mirrored(AtLeast(kLevelFloor, x), m_dSdIn[c], m_dHlIn[c]); }
   // points.cpp: the three density gains that a colour matrix stands for.
   void CheckCoefOfNega(const double* coef, double* gain) const;
 
@@ -100,6 +102,9 @@ class CLUT {
   // shaping.cpp: the ends for the record's types, which must be resolved.
   HighlightShape HlShapeOf(const ZEP3_PARA& para, int c) const;
   ShadowShape SdShapeOf(const ZEP3_PARA& para, int c) const;
+  // Shapes the inputs beyond the pivot: `fromTop` from the highest input down, else from the lowest up.
+  template <class Shape>
+  void RunShape(const Shape& shape, int c, bool negative, bool fromTop);
   PowerCurve BaseCurveOf(int c) const;
   // The input that shaping sees at a level, and the one of the base curve, which raises that of originals that are not
   // negatives to `least`.

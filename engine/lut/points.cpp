@@ -91,6 +91,7 @@ void CLUT::ApplyBrightnessColorBalance(const ZEP3_PARA* para, const double* coef
 }
 
 void CLUT::ApplyContrast(const ZEP3_PARA* para) {
+  if (para->ic.lContrast == 0) return;
   const double contrast = static_cast<double>(std::clamp<int64_t>(para->ic.lContrast, -99, 99));
   // No floor here: the midpoints lie inside.
   for (int c = 0; c < 3; c++) {
@@ -103,7 +104,7 @@ void CLUT::ApplyContrast(const ZEP3_PARA* para) {
     if (contrast > 0.0) {
       m_dHlIn[c] = LevelOfDensity(hlIn - (hlIn - midIn) * contrast / 100.0);
       m_dSdIn[c] = LevelOfDensity(sdIn - (sdIn - midIn) * contrast / 100.0);
-    } else if (contrast < 0.0) {
+    } else {
       m_dHlOut[c] = LevelOfDensity((hlOut - midOut) * contrast / 100.0 + hlOut);
       m_dSdOut[c] = LevelOfDensity((sdOut - midOut) * contrast / 100.0 + sdOut);
     }

@@ -15,8 +15,10 @@ struct HighlightShape {
   double hlOut;    // output at the pivot
   double exponent; // roll-off: slope at the pivot times distance to the end, over the rise
 
+  bool IsBeyondPivot(double x) const { return x > pivot; }
+
   double At(double x, double y) const {
-    if (!(x > pivot)) return y;
+    if (!IsBeyondPivot(x)) return y;
     if (type == ZEP3_HL_HARD_CLIP) return AtMost(255.0, y + std::pow(x - pivot, 3.0));
     if (type != ZEP3_HL_ROLL_OFF) return y;
     if (x < end) return 255.0 - (255.0 - hlOut) * std::pow((end - x) / (end - pivot), exponent);
@@ -31,8 +33,10 @@ struct ShadowShape {
   double foot;  // toe: input at which 0 is reached
   double sdOut; // output at the pivot
 
+  bool IsBeyondPivot(double x) const { return x < pivot; }
+
   double At(double x, double y) const {
-    if (!(x < pivot)) return y;
+    if (!IsBeyondPivot(x)) return y;
     if (type == ZEP3_SD_HARD_CLIP) {
       y -= std::pow(pivot - x, 3.0);
       if (x == 0.0) y -= std::pow(pivot - kLevelFloor, 3.0);

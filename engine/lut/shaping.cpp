@@ -36,16 +36,24 @@ ShadowShape CLUT::SdShapeOf(const ZEP3_PARA& para, int c) const {
   return shape;
 }
 
+template <class Shape>
+void CLUT::RunShape(const Shape& shape, int c, bool negative, bool fromTop) {
+  // The input rises with the level, of a negative it falls: what is shaped are the levels from one end on.
+  const int step = fromTop != negative ? -1 : 1;
+  for (int i = step < 0 ? 255 : 0; 0 <= i && i < 256; i += step) {
+    const double x = InputOf(i, c, negative);
+    if (!shape.IsBeyondPivot(x)) return;
+    m_dCurve[c][i] = shape.At(x, m_dCurve[c][i]);
+  }
+}
+
 bool CLUT::CalcHlCurve(ZEP3_PARA* para) {
   const bool negative = IsNegative(*para);
   uint16_t& type = para->ic.wHlCurveType;
   if (type == ZEP3_HL_AUTO) type = negative ? ZEP3_HL_ROLL_OFF : ZEP3_HL_NONE;
   if (type != ZEP3_HL_HARD_CLIP && type != ZEP3_HL_ROLL_OFF) return true;
 
-  for (int c = 0; c < 3; c++) {
-    const HighlightShape shape = HlShapeOf(*para, c);
-    for (int i = 0; i < 256; i++) m_dCurve[c][i] = shape.At(InputOf(i, c, negative), m_dCurve[c][i]);
-  }
+  for (int c = 0; c < 3; c++) RunShape(HlShapeOf(*para, c), c, negative, true);
   return true;
 }
 
@@ -55,9 +63,6 @@ bool CLUT::CalcSdCurve(ZEP3_PARA* para) {
   if (type == ZEP3_SD_AUTO) type = negative ? ZEP3_SD_TOE : ZEP3_SD_NONE;
   if (type != ZEP3_SD_HARD_CLIP && type != ZEP3_SD_TOE) return true;
 
-  for (int c = 0; c < 3; c++) {
-    const ShadowShape shape = SdShapeOf(*para, c);
-    for (int i = 0; i < 256; i++) m_dCurve[c][i] = shape.At(InputOf(i, c, negative), m_dCurve[c][i]);
-  }
+  for (int c = 0; c < 3; c++) RunShape(SdShapeOf(*para, c), c, negative, false);
   return true;
 }

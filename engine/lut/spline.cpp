@@ -1,5 +1,6 @@
 // The natural cubic spline through a tone curve's control points (tridiagonal solution for its second derivatives, e.g.
 // de Boor, A Practical Guide to Splines, chapter IV).
+#include <algorithm>
 #include <memory>
 #include <new>
 
@@ -11,6 +12,15 @@ namespace {
 // End slopes above this ask for a natural end, with no curvature.
 constexpr double kNaturalAbove = 9.9e29;
 constexpr double kNatural = 1e30;
+
+// The spline at v, by its segment from point `lo` to the next.
+inline double Between(const double* x, const double* y, const double* y2, int lo, double v) {
+  const int hi = lo + 1;
+  const double h = x[hi] - x[lo];
+  const double a = (x[hi] - v) / h;
+  const double b = (v - x[lo]) / h;
+  return a * y[lo] + b * y[hi] + ((a * a * a - a) * y2[lo] + (b * b * b - b) * y2[hi]) * (h * h) / 6.0;
+}
 
 } // namespace
 
@@ -63,10 +73,7 @@ bool CLUT::CalcApproximateValue(const double* x, const double* y, const double* 
     const int k = (hi + lo) / 2;
     (x[k] > v ? hi : lo) = k;
   }
-  const double h = x[hi] - x[lo];
-  const double a = (x[hi] - v) / h;
-  const double b = (v - x[lo]) / h;
-  *out = a * y[lo] + b * y[hi] + ((a * a * a - a) * y2[lo] + (b * b * b - b) * y2[hi]) * (h * h) / 6.0;
+  *out = Between(x, y, y2, lo, v);
   return true;
 }
 
@@ -75,12 +82,16 @@ bool CLUT::GetGammaCurve(const double* x, const double* y, int n, double* table)
   if (n > ZEP3_TONE_POINTS) n = ZEP3_TONE_POINTS;
   double y2[ZEP3_TONE_POINTS + 1];
   if (!Spline(x, y, n, kNatural, kNatural, y2)) return false;
-  for (int i = 0; i < 256; i++) {
-    CalcApproximateValue(x, y, y2, n, i, &table[i]);
-    table[i] = Clamp(table[i], 0.0, 255.0);
-    // The flat ends are the points' outputs as they stand.
-    if (i < x[1]) table[i] = y[1];
-    if (i > x[n]) table[i] = y[n];
+  if (n == 1) std::fill_n(table, 256, Clamp(y[1], 0.0, 255.0));
+  // Segment by segment: within one the levels differ in nothing but the level.
+  for (int lo = 1, i = 0; n > 1 && i < 256;) {
+    while (lo < n - 1 && !(x[lo + 1] > i)) lo++;
+    int end = i + 1;
+    while (end < 256 && (lo == n - 1 || x[lo + 1] > end)) end++;
+    for (; i < end; i++) table[i] = Clamp(Between(x, y, y2, lo, i), 0.0, 255.0);
   }
+  // The flat ends are the points' outputs as they stand.
+  for (int i = 0; i < 256 && i < x[1]; i++) table[i] = y[1];
+  for (int i = 255; i >= 0 && i > x[n]; i--) table[i] = y[n];
   return true;
 }
