@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,9 @@
 #include "failure.h"
 
 namespace {
+
+// Decoded size up to which a page is held in memory: a 20-megapixel scan of 8 bits.
+constexpr uint64_t kHeldBytes = 64 << 20;
 
 // R G B bytes at gamma 1.8, line by line.
 struct Pixels {
@@ -20,27 +24,34 @@ struct Pixels {
 };
 
 // The pre-scan on the engine's scale. A gray one becomes three equal channels.
+template <typename T>
 Pixels ToEngineScale(const vips::VImage& scan, int gamma) {
-  const size_t entries = scan.format() == VIPS_FORMAT_USHORT ? 65536 : 256;
+  const size_t entries = size_t{std::numeric_limits<T>::max()} + 1;
   std::vector<uint8_t> table(entries);
   for (size_t i = 0; i < entries; i++) {
     const double level = LinearLevel(static_cast<double>(i) / static_cast<double>(entries - 1), gamma);
     table[i] = static_cast<uint8_t>(std::lround(level));
   }
-  const vips::VImage lut =
-      vips::VImage::new_from_memory(table.data(), table.size(), static_cast<int>(entries), 1, 1, VIPS_FORMAT_UCHAR);
-  vips::VImage levels = scan.maplut(lut);
-  if (levels.bands() == 1) levels = vips::VImage::bandjoin(std::vector<vips::VImage>(3, levels));
-  size_t size = 0;
-  auto* memory = static_cast<uint8_t*>(levels.write_to_memory(&size));
-  Pixels pixels = {std::vector<uint8_t>(memory, memory + size), scan.width(), scan.height()};
-  g_free(memory);
+  Pixels pixels = {{}, scan.width(), scan.height()};
+  const auto bands = static_cast<size_t>(scan.bands());
+  const auto count = static_cast<size_t>(pixels.width * pixels.height);
+  pixels.bytes.resize(3 * count);
+  const auto* value = reinterpret_cast<const T*>(VIPS_IMAGE_ADDR(scan.get_image(), 0, 0));
+  uint8_t* level = pixels.bytes.data();
+  for (size_t i = 0; i < count; i++, value += bands, level += 3) {
+    for (size_t c = 0; c < 3; c++) level[c] = table[value[bands == 3 ? c : 0]];
+  }
   return pixels;
 }
 
-// The report shows it, so that it must look like the scan: profile and orientation.
+Pixels ToEngineScale(const vips::VImage& scan, int gamma) {
+  return scan.format() == VIPS_FORMAT_USHORT ? ToEngineScale<uint16_t>(scan, gamma)
+                                             : ToEngineScale<uint8_t>(scan, gamma);
+}
+
+// The report shows it, so that it must look like the scan: profile and orientation. In memory.
 vips::VImage WithProfileOf(const vips::VImage& scan, const vips::VImage& means) {
-  vips::VImage image = means.copy(vips::VImage::option()->set("interpretation", scan.interpretation()));
+  vips::VImage image = means.copy(vips::VImage::option()->set("interpretation", scan.interpretation())).copy_memory();
   if (scan.get_typeof(VIPS_META_ORIENTATION) != 0)
     image.set(VIPS_META_ORIENTATION, scan.get_int(VIPS_META_ORIENTATION));
   if (scan.get_typeof(VIPS_META_ICC_NAME) != 0) {
@@ -99,7 +110,9 @@ AREA ToEngineArea(const AreaArgument& argument, const SmallScan& scan) {
 
 std::array<ChannelStatistics, 3> Measure(const Pixels& pixels) {
   std::array<ChannelStatistics, 3> channels;
-  for (size_t i = 0; i < pixels.bytes.size(); i++) channels[i % 3].histogram[pixels.bytes[i]]++;
+  for (size_t i = 0; i < pixels.bytes.size(); i += 3) {
+    for (size_t c = 0; c < 3; c++) channels[c].histogram[pixels.bytes[i + c]]++;
+  }
   for (ChannelStatistics& channel : channels) {
     double sum = 0, count = 0;
     for (size_t level = 0; level < channel.histogram.size(); level++) {
@@ -183,22 +196,16 @@ int ChannelStatistics::Percentile(double percent) const {
 
 int ColourBands(const vips::VImage& image) { return image.bands() >= 3 ? 3 : 1; }
 
-SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain) {
+SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain, vips::VImage* held) {
   SmallScan small;
   small.scanWidth = image.width();
   small.scanHeight = image.height();
   small.shrink = (std::max(small.scanWidth, small.scanHeight) + kPrescanSide - 1) / kPrescanSide;
   const int bands = ColourBands(image);
-  const auto colours = [&] {
-    return image.bands() == bands ? image : image.extract_band(0, vips::VImage::option()->set("n", bands));
-  };
+  vips::VImage* hold = VIPS_IMAGE_SIZEOF_IMAGE(image.get_image()) <= kHeldBytes ? held : nullptr;
   vips::VImage means(nullptr);
-  if (small.shrink == 1) {
-    means = colours().copy_memory();
-  } else {
-    if (plain) means = plain(small.shrink);
-    if (means.is_null()) means = BoxMean(colours(), small.shrink);
-  }
+  if (hold == nullptr && plain && small.shrink > 1) means = plain(small.shrink);
+  if (means.is_null()) means = BoxMean(image, bands, small.shrink, hold);
   small.image = WithProfileOf(image, means);
   return small;
 }

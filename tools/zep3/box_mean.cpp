@@ -1,5 +1,8 @@
 #include "box_mean.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <exception>
 #include <thread>
@@ -60,6 +63,25 @@ vips::VImage WithTypes(bool deep, int64_t side, Function function) {
   return function(uint8_t{}, uint16_t{});
 }
 
+// Room for an image and its metadata.
+vips::VImage MemoryFor(const vips::VImage& image) {
+  const vips::VImage memory(vips_image_new_memory());
+  VipsImage* to = memory.get_image();
+  if (vips_image_pipelinev(to, VIPS_DEMAND_STYLE_ANY, image.get_image(), nullptr) != 0 ||
+      vips_image_write_prepare(to) != 0) {
+    throw vips::VError();
+  }
+  vips_image_remove(to, VIPS_META_SEQUENTIAL); // it can be read again
+#ifdef MADV_HUGEPAGE
+  // Taking ordinary pages one by one costs three times as much as writing them.
+  const auto page = static_cast<uintptr_t>(::sysconf(_SC_PAGESIZE));
+  const auto begin = (reinterpret_cast<uintptr_t>(VIPS_IMAGE_ADDR(to, 0, 0)) + page - 1) / page * page;
+  const auto end = reinterpret_cast<uintptr_t>(VIPS_IMAGE_ADDR(to, 0, 0)) + VIPS_IMAGE_SIZEOF_IMAGE(to);
+  if (begin < end) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE); // a hint: it may fail
+#endif
+  return memory;
+}
+
 template <typename T>
 vips::VImage ToImage(const std::vector<T>& means, int64_t width, int64_t height, int64_t bands) {
   return vips::VImage(vips_image_new_from_memory_copy(means.data(), means.size() * sizeof(T), static_cast<int>(width),
@@ -69,23 +91,33 @@ vips::VImage ToImage(const std::vector<T>& means, int64_t width, int64_t height,
 
 } // namespace
 
-vips::VImage BoxMean(const vips::VImage& image, int64_t side) {
-  return WithTypes(image.format() == VIPS_FORMAT_USHORT, side, [&]<typename T, typename Sum>(T, Sum) {
+vips::VImage BoxMean(const vips::VImage& image, int bands, int64_t side, vips::VImage* held) {
+  const vips::VImage memory = held != nullptr ? MemoryFor(image) : vips::VImage(nullptr);
+  vips::VImage result = WithTypes(image.format() == VIPS_FORMAT_USHORT, side, [&]<typename T, typename Sum>(T, Sum) {
     const int64_t width = Blocks(image.width(), side);
     const int64_t height = Blocks(image.height(), side);
-    std::vector<T> means(static_cast<size_t>(width * height * image.bands()));
-    Columns<T, Sum> columns(int64_t{image.width()} * image.bands(), image.bands(), image.bands(), side, means.data());
-    // Called for stripes of full width, in order.
+    std::vector<T> means(static_cast<size_t>(width * height * bands));
+    struct Work {
+      Columns<T, Sum> columns;
+      VipsImage* held;
+    } work = {{int64_t{image.width()} * image.bands(), image.bands(), bands, side, means.data()},
+              held != nullptr ? memory.get_image() : nullptr};
+    // Called for stripes of full width, in order, while the next are decoded.
     const auto take = [](VipsRegion* region, VipsRect* area, void* to) {
+      auto* with = static_cast<Work*>(to);
       for (int y = area->top; y < VIPS_RECT_BOTTOM(area); y++) {
-        static_cast<Columns<T, Sum>*>(to)->Add(reinterpret_cast<const T*>(VIPS_REGION_ADDR(region, 0, y)));
+        VipsPel* line = VIPS_REGION_ADDR(region, 0, y);
+        with->columns.Add(reinterpret_cast<const T*>(line));
+        if (with->held != nullptr && vips_image_write_line(with->held, y, line) != 0) return -1;
       }
       return 0;
     };
-    if (vips_sink_disc(image.get_image(), take, &columns) != 0) throw vips::VError();
-    columns.Finish();
-    return ToImage(means, width, height, image.bands());
+    if (vips_sink_disc(image.get_image(), take, &work) != 0) throw vips::VError();
+    work.columns.Finish();
+    return ToImage(means, width, height, bands);
   });
+  if (held != nullptr) *held = memory;
+  return result;
 }
 
 vips::VImage BoxMeanOfPlainTiff(const std::string& path, unsigned page, int bands, int64_t side) {

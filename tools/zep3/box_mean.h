@@ -6,10 +6,11 @@
 
 #include <vips/vips8>
 
-// Means of `side` x `side` pixels, rounded; at the right and lower edge of what there is. 8 or 16 bits, any bands.
-// Reads the image once from top to bottom, at the speed of its decoder: the sums keep pace with memory.
-vips::VImage BoxMean(const vips::VImage& image, int64_t side);
+// Means of `side` x `side` pixels of the first `bands` bands, rounded; at the right and lower edge of what there is. 8
+// or 16 bits. Reads the image once from top to bottom, at the speed of its decoder: the sums keep pace with memory.
+// `held`, where given, becomes the same image in memory.
+vips::VImage BoxMean(const vips::VImage& image, int bands, int64_t side, vips::VImage* held = nullptr);
 
-// The same of the first `bands` bands of a TIFF page that is stored plainly, by several threads and without libvips'
+// The same of a TIFF page that is stored plainly, by several threads and without libvips'
 // copies in between: twice as fast. A null image when it is stored otherwise.
 vips::VImage BoxMeanOfPlainTiff(const std::string& path, unsigned page, int bands, int64_t side);

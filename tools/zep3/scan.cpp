@@ -16,9 +16,6 @@
 
 namespace {
 
-// Decoded size up to which a page is held in memory: a 20-megapixel scan of 8 bits.
-constexpr double kHeldBytes = 64 << 20;
-
 void CheckFile(const std::string& path) {
   struct stat file = {};
   if (::stat(path.c_str(), &file) != 0) throw Failure(std::strerror(errno));
@@ -144,12 +141,9 @@ vips::VImage Scan::Head(int page) const {
 vips::VImage Scan::Open(int page) const {
   vips::VImage image = Head(page);
   TakeResolutionFromExif(image);
-  const double bytes = static_cast<double>(VIPS_IMAGE_SIZEOF_IMAGE(image.get_image()));
-  return bytes <= kHeldBytes ? image.copy_memory() : image;
+  return image;
 }
 
 vips::VImage Scan::Load(const std::vector<std::pair<std::string, std::string>>& options) const {
   return vips::VImage::new_from_file((m_path + JoinOptions(options, m_options)).c_str());
 }
-
-bool IsHeld(const vips::VImage& page) { return page.get_typeof(VIPS_META_SEQUENTIAL) == 0; }

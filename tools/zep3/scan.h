@@ -15,7 +15,7 @@ class Scan {
   // Reads the file's head. `name` may end in options for libvips in brackets. Throws Failure for what is no image.
   explicit Scan(const std::string& name);
 
-  // Page `page`, to be read from top to bottom once; small ones are held in memory, so that they are decoded once.
+  // Page `page`, to be read from top to bottom once.
   // Damage in the file is an error, not a gray patch. Throws Failure for pictures that no table can correct.
   vips::VImage Open(int page) const;
   // The same without its pixels.
@@ -47,9 +47,6 @@ class Scan {
   int m_pages = 1;
   std::vector<TiffLayout> m_layouts;
 };
-
-// Whether an opened page is in memory and can be read again.
-bool IsHeld(const vips::VImage& page);
 
 // What libvips or its codecs say, in one line without repetitions.
 std::string LibraryReason(const vips::VError& error);

@@ -41,17 +41,24 @@ const CorrectedPage& PageOf(const std::vector<CorrectedPage>& sidecar, int page)
   throw Failure("the sidecar holds nothing for page " + std::to_string(page + 1));
 }
 
-// A page's correction: repeated from the sidecar, or found.
-PageWork Decide(const Scan& scan, int page, const vips::VImage& image, const Options& options,
-                const std::vector<CorrectedPage>& sidecar) {
+// A page's correction: repeated from the sidecar, or found, for which the image is read. What the result is made from
+// goes to `source` where that is asked for: an image still to be read.
+PageWork Decide(const Scan& scan, int page, const Options& options, const std::vector<CorrectedPage>& sidecar,
+                vips::VImage* source) {
+  const vips::VImage image = scan.Open(page);
+  if (source != nullptr) *source = image;
   PageWork work;
   // A repeated correction needs none, but what is told about it does.
   const bool measured = sidecar.empty() || options.sidecar || options.report;
   if (measured) {
-    work.small = TakePrescan(image, [&](int64_t side) {
-      if (!scan.IsTiff() || !scan.IsPlainFile() || IsHeld(image)) return vips::VImage(nullptr);
+    const auto plain = [&](int64_t side) {
+      if (!scan.IsTiff() || !scan.IsPlainFile()) return vips::VImage(nullptr);
       return BoxMeanOfPlainTiff(scan.Path(), static_cast<unsigned>(scan.FilePage(page)), ColourBands(image), side);
-    });
+    };
+    vips::VImage held(nullptr);
+    work.small = TakePrescan(image, plain, source != nullptr ? &held : nullptr);
+    // What is too large to be held is read a second time.
+    if (source != nullptr) *source = held.is_null() ? scan.Open(page) : held;
   }
   CorrectedPage& corrected = work.corrected;
   if (sidecar.empty()) {
@@ -75,7 +82,7 @@ std::vector<CorrectedPage> DecideAll(const Scan& scan, const Options& options,
   std::vector<CorrectedPage> pages;
   for (int page = 0; page < scan.Pages(); page++) {
     if (scan.IsBilevel(page) || scan.IsReduced(page)) continue;
-    pages.push_back(Decide(scan, page, scan.Open(page), options, sidecar).corrected);
+    pages.push_back(Decide(scan, page, options, sidecar, nullptr).corrected);
   }
   if (pages.empty()) throw Failure("is black and white only; there is nothing to correct");
   return pages;
@@ -173,16 +180,16 @@ std::vector<PageWork> WritePages(const Scan& scan, const Options& options, const
       AppendTiffPage(scan.Path(), static_cast<unsigned>(scan.FilePage(page)), path, scan.Layout(page).big, save.strip);
       continue;
     }
-    const vips::VImage image = scan.Open(page);
-    if (!scan.IsReduced(page) || pages.empty()) {
-      pages.push_back(Decide(scan, page, image, options, sidecar));
+    vips::VImage image(nullptr);
+    if (scan.IsReduced(page) && !pages.empty()) {
+      image = scan.Open(page);
+    } else {
+      pages.push_back(Decide(scan, page, options, sidecar, &image));
     }
     PageWork& work = pages.back();
     const CorrectedPage& corrected = work.corrected;
-    // A scan that is too large to be held is read a second time.
     const vips::VImage result = Watched(
-        FitProfile(ApplyCorrection(IsHeld(image) ? image : scan.Open(page), corrected.correction, corrected.chroma),
-                   corrected.correction.encoding),
+        FitProfile(ApplyCorrection(image, corrected.correction, corrected.chroma), corrected.correction.encoding),
         options.quiet);
     if (scan.Pages() == 1) {
       Save(result, scan, page, save, path);
