@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdint>
 #include <random>
 
@@ -105,27 +106,39 @@ TEST(Area, PixelsOnAnEdgeAreInside) {
   for (const auto& p : outside) EXPECT_FALSE(hist.IsInnerPoint(p[0], p[1])) << p[0] << "," << p[1];
 }
 
-// A row's span is a short cut for testing each of its pixels.
+// A row's span is a short cut for testing each of its pixels, and the count one for counting them. Also far from the
+// origin, where the edge lines are rounded most.
 TEST(Area, SpansHoldExactlyTheInnerPixels) {
   int rotated = 0;
   std::mt19937 random(1);
   const auto upTo = [&](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };
-  for (int n = 0; n < 2000; n++) {
-    AREA area = Rectangle(upTo(20) - 5, upTo(20) - 5, upTo(60), upTo(60));
-    if (n % 4 != 0) {
-      area = {{upTo(20) - 5, upTo(60)}, {upTo(50), upTo(20) - 5}, {30 + upTo(30), upTo(60)}, {upTo(50), 30 + upTo(30)}};
-    }
+  for (int n = 0; rotated < 20000; n++) {
+    ASSERT_LT(n, 40000) << "areas are refused";
+    const int far = n % 3 == 0 ? upTo(1 << 28) : 0;
+    const int width = 2 + upTo(n % 5 == 0 ? 20000 : 60);
+    const int height = 2 + upTo(n % 5 == 0 ? 20000 : 60);
+    AREA area = {{0, upTo(height)}, {upTo(width), 0}, {width, upTo(height)}, {upTo(width), height}};
+    if (n % 10 == 1) area = Rectangle(0, 0, width, height);
+    for (LPOINT* corner : {&area.ptLeft, &area.ptTop, &area.ptRight, &area.ptBottom})
+      corner->x += far, corner->y += far;
     CHIST hist;
     if (!hist.CalcLineEquation(&area, upTo(40))) continue;
     rotated += hist.m_bRotatedArea;
-    for (int y = -3; y < 60; y++) {
-      const PixelSpan span = hist.InnerSpan(y, {0, 55});
-      for (int x = 0; x < 55; x++) {
-        ASSERT_EQ(hist.IsInnerPoint(x, y), span.begin <= x && x < span.end) << n << " " << x << "," << y;
+    // A window at one of the corners.
+    const LPOINT& corner = *std::array{&area.ptLeft, &area.ptTop, &area.ptRight, &area.ptBottom}[n / 3 % 4];
+    const PixelSpan columns = {static_cast<int>(corner.x) - upTo(30), static_cast<int>(corner.x) + 15};
+    const PixelSpan lines = {static_cast<int>(corner.y) - upTo(30), static_cast<int>(corner.y) + 15};
+    int64_t count = 0;
+    for (int y = lines.begin; y < lines.end; y++) {
+      const PixelSpan span = hist.InnerSpan(y, columns);
+      for (int x = columns.begin; x < columns.end; x++) {
+        const bool inner = hist.IsInnerPoint(x, y);
+        ASSERT_EQ(inner, span.begin <= x && x < span.end) << n << " " << x << "," << y;
+        count += inner;
       }
     }
+    ASSERT_EQ(hist.InnerCount(columns, lines), count) << n;
   }
-  EXPECT_GT(rotated, 200);
 }
 
 } // namespace

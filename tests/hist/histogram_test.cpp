@@ -312,6 +312,35 @@ TEST(NegaStatistics, PreviewCorrectionScalesWithTheClearFilm) {
   EXPECT_EQ(hist.m_nHist[2][129], 200u); // 0.15, 0.3, 0.85: 38 + 76 + 217
 }
 
+// The samples of a colour negative are kept for the second histograms: those of the same image and area, no others.
+TEST(NegaStatistics, PreviewCorrectionTakesTheSamplesOfItsImage) {
+  const auto corrected = [](CHIST& hist, Image& image) {
+    double identity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    EXPECT_TRUE(hist.MakeHistogramOfColorCorrectedImage(&image.bmp, identity));
+  };
+  Image image(20, 10);
+  image.Fill([](int, int, int) { return 100; });
+  Image other(20, 10);
+  other.Fill([](int, int, int) { return 150; });
+  Record r(ZEP3_DOC_NEGATIVE);
+  CHIST hist;
+  ASSERT_TRUE(hist.MakeHistogram(&image.bmp, 0, &r.para));
+  corrected(hist, other);
+  EXPECT_EQ(hist.m_nHist[0][150], 200u);
+  corrected(hist, image);
+  EXPECT_EQ(hist.m_nHist[0][100], 200u);
+  AREA half = {{0, 0}, {0, 0}, {9, 9}, {9, 9}}; // inclusive
+  ASSERT_TRUE(hist.CalcLineEquation(&half, 0));
+  corrected(hist, image);
+  EXPECT_EQ(hist.m_nHist[0][100], 100u);
+  hist.m_nSampleTargetNega = 20; // 5 pixels a sample: 2 by 2
+  corrected(hist, image);
+  EXPECT_EQ(hist.m_nPixelCount, 4 * 5);
+  image.Fill([](int, int, int) { return 30; }); // kept: not read again
+  corrected(hist, image);
+  EXPECT_EQ(hist.m_nHist[0][100], 20u);
+}
+
 TEST(NegaStatistics, RangeAndSlope) {
   CHIST hist;
   hist.m_nPixelCount = 2000;
