@@ -22,6 +22,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/kinds.cpp
   tools/zep3/log.cpp
   tools/zep3/output.cpp
+  tools/zep3/plain_tiff.cpp
   tools/zep3/plan.cpp
   tools/zep3/record.cpp
   tools/zep3/report.cpp

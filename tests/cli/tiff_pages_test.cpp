@@ -2,11 +2,16 @@
 // program.
 #include <tiffio.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
+#include <filesystem>
+#include <iterator>
+#include <string>
 #include <vector>
 
 #include "failure.h"
+#include "plain_tiff.h"
 #include "shell.h"
 #include "tiff_pages.h"
 
@@ -118,6 +123,95 @@ TEST_F(TiffPages, FractionsKeepTheirNumbers) {
       TIFFClose(read);
     }
   }
+}
+
+// From file to file, through a function: all lines once, in either byte order, whatever the strips, and what is not
+// pixels as it was.
+TEST_F(TiffPages, PlainPagesAreRewritten) {
+  constexpr uint32_t kWidth = 700;
+  constexpr uint32_t kHeight = 1501;
+  const auto value = [](uint32_t i, bool deep) { return static_cast<uint16_t>(deep ? 31 * i : i % 251); };
+  for (const char* mode : {"wl", "wb", "wl8", "wb8"}) {
+    for (const bool deep : {false, true}) {
+      for (const uint32_t rows : {1u, 100u, kHeight}) {
+        SCOPED_TRACE(testing::Message() << mode << " " << deep << " " << rows);
+        const uint32_t samples = 3 * kWidth;
+        std::vector<uint8_t> lines(samples * kHeight * (deep ? 2 : 1));
+        for (uint32_t i = 0; i < samples * kHeight; i++) {
+          const uint16_t v = value(i, deep);
+          deep ? std::memcpy(&lines[2 * i], &v, 2) : &(lines[i] = static_cast<uint8_t>(v));
+        }
+        TIFF* tiff = TIFFOpen(Path("source.tif").c_str(), mode);
+        TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, kWidth);
+        TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, kHeight);
+        TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, deep ? 16 : 8);
+        TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 3);
+        TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
+        TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, rows);
+        TIFFSetField(tiff, TIFFTAG_ICCPROFILE, 5, "prof");
+        TIFFSetField(tiff, TIFFTAG_ARTIST, "Someone");
+        const uint32_t strip = samples * rows * (deep ? 2 : 1);
+        for (uint32_t at = 0; at < lines.size(); at += strip) {
+          std::vector<uint8_t> copy(lines.begin() + at,
+                                    lines.begin() + std::min<ptrdiff_t>(at + strip, std::ssize(lines)));
+          TIFFWriteEncodedStrip(tiff, at / strip, copy.data(), std::ssize(copy)); // turns the bytes where it writes
+        }
+        TIFFClose(tiff);
+
+        const auto change = [&](uint8_t* first, int64_t count) {
+          for (int64_t i = 0; i < count * samples; i++) {
+            uint16_t v = first[i];
+            if (deep) std::memcpy(&v, first + 2 * i, 2);
+            v = static_cast<uint16_t>(deep ? v + 1 : 255 - v);
+            deep ? std::memcpy(first + 2 * i, &v, 2) : &(first[i] = static_cast<uint8_t>(v));
+          }
+        };
+        const auto go = [](double share) { return 0 <= share && share < 1; };
+        ASSERT_TRUE(RewritePlainTiff(Path("source.tif"), 0, Path("result.tif"), change, go));
+        change(lines.data(), kHeight);
+        std::vector<uint8_t> result(lines.size());
+        tiff = TIFFOpen(Path("result.tif").c_str(), "r");
+        for (uint32_t line = 0; line < kHeight; line++) {
+          TIFFReadScanline(tiff, &result[line * (lines.size() / kHeight)], line, 0);
+        }
+        EXPECT_EQ(result, lines);
+        uint32_t size = 0;
+        const char* text = nullptr;
+        EXPECT_EQ(TIFFGetField(tiff, TIFFTAG_ICCPROFILE, &size, &text), 1);
+        EXPECT_EQ(std::string(text, size), std::string("prof", 5));
+        EXPECT_EQ(TIFFGetField(tiff, TIFFTAG_ARTIST, &text), 1);
+        EXPECT_STREQ(text, "Someone");
+        TIFFClose(tiff);
+        const TiffLayout layout = ReadTiffLayouts(Path("result.tif")).front();
+        EXPECT_EQ(layout.rowsPerStrip, ReadTiffLayouts(Path("source.tif")).front().rowsPerStrip);
+        EXPECT_EQ(layout.big, std::strlen(mode) == 3);
+        EXPECT_THROW(RewritePlainTiff(Path("source.tif"), 0, Path("result.tif"), change, [](double) { return false; }),
+                     Failure);
+      }
+    }
+  }
+}
+
+TEST_F(TiffPages, WhatIsNotPlainIsNotRewritten) {
+  const auto rewritten = [&](const std::string& name) {
+    return RewritePlainTiff(
+        Path(name), 0, Path("result.tif"), [](uint8_t*, int64_t) {}, [](double) { return true; });
+  };
+  for (const char* options : {"[compression=lzw]", "[tile]", "[compression=jpeg]"}) {
+    ASSERT_EQ(Run("vips black " + Path("source.tif") + options + " 64 64 --bands 3").status, 0);
+    EXPECT_FALSE(rewritten("source.tif")) << options;
+  }
+  // A strip shorter than its lines, which decoders refuse.
+  Write("source.tif", "wl");
+  EXPECT_TRUE(rewritten("source.tif"));
+  std::filesystem::remove(Path("result.tif"));
+  std::string bytes = Read("source.tif");
+  const size_t counts = bytes.find(std::string("\x20\0\x20\0\x20\0\x20\0", 8));
+  ASSERT_NE(counts, std::string::npos);
+  bytes[counts + 4] = 31;
+  File("source.tif", bytes);
+  EXPECT_FALSE(rewritten("source.tif"));
+  EXPECT_FALSE(std::filesystem::exists(Path("result.tif")));
 }
 
 TEST_F(TiffPages, DamagedFilesAreRefused) {

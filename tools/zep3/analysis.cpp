@@ -202,10 +202,10 @@ SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain, vips:
   small.scanHeight = image.height();
   small.shrink = (std::max(small.scanWidth, small.scanHeight) + kPrescanSide - 1) / kPrescanSide;
   const int bands = ColourBands(image);
-  vips::VImage* hold = VIPS_IMAGE_SIZEOF_IMAGE(image.get_image()) <= kHeldBytes ? held : nullptr;
+  const bool fits = VIPS_IMAGE_SIZEOF_IMAGE(image.get_image()) <= kHeldBytes;
   vips::VImage means(nullptr);
-  if (hold == nullptr && plain && small.shrink > 1) means = plain(small.shrink);
-  if (means.is_null()) means = BoxMean(image, bands, small.shrink, hold);
+  if (small.shrink > 1) means = plain(small.shrink);
+  if (means.is_null()) means = BoxMean(image, bands, small.shrink, fits ? held : nullptr);
   small.image = WithProfileOf(image, means);
   return small;
 }

@@ -47,7 +47,8 @@ constexpr int64_t kPrescanSide = 1250;
 // `plain`, where it says so, reads the page from its file without a decoder: side of a block to its means, or null.
 using PlainReader = std::function<vips::VImage(int64_t side)>;
 
-// Reads the image. `held`, where given, becomes the same image in memory, unless that takes too much.
+// Reads the image. `held`, where given, becomes the same image in memory, unless that takes too much or `plain` reads
+// it.
 SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain, vips::VImage* held);
 
 // Throws Failure when the engine refuses the scan, or a pipette its place or colour.

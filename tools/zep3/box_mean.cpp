@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "tiff_pages.h"
+#include "plain_tiff.h"
 
 namespace {
 
@@ -138,9 +138,9 @@ vips::VImage BoxMeanOfPlainTiff(const std::string& path, unsigned page, int band
           const int64_t begin = height * i / count;
           const int64_t end = height * (i + 1) / count;
           Columns<T, Sum> columns(own->Samples(), own->Bands(), bands, side, means.data() + begin * width * bands);
-          own->Read(begin * side, std::min(end * side, own->Height()), [&](const void* first, int64_t number) {
+          own->Read(begin * side, std::min(end * side, own->Height()), [&](const uint8_t* first, int64_t number) {
             for (int64_t line = 0; line < number; line++) {
-              columns.Add(static_cast<const T*>(first) + line * own->Samples());
+              columns.Add(reinterpret_cast<const T*>(first + line * own->LineBytes()));
             }
           });
           columns.Finish();

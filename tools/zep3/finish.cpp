@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <iterator>
 #include <vector>
 
 #include "analysis.h"
@@ -53,6 +54,29 @@ vips::VImage ScaleChroma(const vips::VImage& image, double chroma) {
 // Fills a region of the result from the scan's.
 using Generate = int (*)(VipsRegion* out, void* in, void*, void* tables, gboolean*);
 
+// `width` x `height` pixels in place; tables: red, green, blue.
+bool BytesThroughTables(uint8_t* first, int64_t width, int64_t height, int64_t stride, const uint8_t* tables) {
+  ZEP3_BmpInfo bmp = {};
+  bmp.pBits = first;
+  bmp.lWidth = width;
+  bmp.lHeight = height;
+  bmp.lBytesPerLine = stride;
+  bmp.lBitCount = 24;
+  bmp.wPixelFormat = ZEP3_PIXEL_RGB;
+  return ApplyZEP3LUT(&bmp, tables) == 1;
+}
+
+void DeepThroughTables(const uint16_t* from, uint16_t* to, int64_t pixels, const uint16_t* tables) {
+  const uint16_t* red = tables;
+  const uint16_t* green = red + 65536;
+  const uint16_t* blue = green + 65536;
+  for (int64_t i = 0; i < pixels; i++, from += 3, to += 3) {
+    to[0] = red[from[0]];
+    to[1] = green[from[1]];
+    to[2] = blue[from[2]];
+  }
+}
+
 int ApplyToBytes(VipsRegion* out, void* sequence, void*, void* tables, gboolean*) {
   auto* in = static_cast<VipsRegion*>(sequence);
   const VipsRect& area = out->valid;
@@ -60,44 +84,42 @@ int ApplyToBytes(VipsRegion* out, void* sequence, void*, void* tables, gboolean*
   for (int y = area.top; y < VIPS_RECT_BOTTOM(&area); y++) {
     std::memcpy(VIPS_REGION_ADDR(out, area.left, y), VIPS_REGION_ADDR(in, area.left, y), VIPS_REGION_SIZEOF_LINE(out));
   }
-  ZEP3_BmpInfo bmp = {};
-  bmp.pBits = VIPS_REGION_ADDR(out, area.left, area.top);
-  bmp.lWidth = area.width;
-  bmp.lHeight = area.height;
-  bmp.lBytesPerLine = static_cast<int64_t>(VIPS_REGION_LSKIP(out));
-  bmp.lBitCount = 24;
-  bmp.wPixelFormat = ZEP3_PIXEL_RGB;
-  return ApplyZEP3LUT(&bmp, static_cast<uint8_t*>(tables)) ? 0 : -1;
+  const bool applied = BytesThroughTables(VIPS_REGION_ADDR(out, area.left, area.top), area.width, area.height,
+                                          static_cast<int64_t>(VIPS_REGION_LSKIP(out)), static_cast<uint8_t*>(tables));
+  return applied ? 0 : -1;
 }
 
 int ApplyToDeep(VipsRegion* out, void* sequence, void*, void* tables, gboolean*) {
   auto* in = static_cast<VipsRegion*>(sequence);
   const VipsRect& area = out->valid;
   if (vips_region_prepare(in, &area) != 0) return -1;
-  const auto* red = static_cast<const uint16_t*>(tables);
-  const uint16_t* green = red + 65536;
-  const uint16_t* blue = green + 65536;
   for (int y = area.top; y < VIPS_RECT_BOTTOM(&area); y++) {
-    const auto* from = reinterpret_cast<const uint16_t*>(VIPS_REGION_ADDR(in, area.left, y));
-    auto* to = reinterpret_cast<uint16_t*>(VIPS_REGION_ADDR(out, area.left, y));
-    for (int x = 0; x < area.width; x++, from += 3, to += 3) {
-      to[0] = red[from[0]];
-      to[1] = green[from[1]];
-      to[2] = blue[from[2]];
-    }
+    DeepThroughTables(reinterpret_cast<const uint16_t*>(VIPS_REGION_ADDR(in, area.left, y)),
+                      reinterpret_cast<uint16_t*>(VIPS_REGION_ADDR(out, area.left, y)), area.width,
+                      static_cast<const uint16_t*>(tables));
   }
   return 0;
 }
 
-// Values of three tables, red, green, blue, one behind the other. They and the scan live as long as the result.
+// One behind the other.
+template <typename T>
+std::vector<T> Joined(const Tables& tables, T (*convert)(uint16_t)) {
+  std::vector<T> values;
+  for (const std::vector<uint16_t>& table : tables) {
+    std::transform(table.begin(), table.end(), std::back_inserter(values), convert);
+  }
+  return values;
+}
+
+// The tables and the scan live as long as the result.
 template <typename T>
 vips::VImage ApplyByRegions(const vips::VImage& image, const Tables& tables, T (*convert)(uint16_t),
                             Generate generate) {
   const vips::VImage out(vips_image_new());
   VipsImage* to = out.get_image();
-  auto* values = static_cast<T*>(vips_malloc(VIPS_OBJECT(to), 3 * tables[0].size() * sizeof(T)));
-  T* end = values;
-  for (const std::vector<uint16_t>& table : tables) end = std::transform(table.begin(), table.end(), end, convert);
+  const std::vector<T> joined = Joined(tables, convert);
+  auto* values = static_cast<T*>(vips_malloc(VIPS_OBJECT(to), joined.size() * sizeof(T)));
+  std::copy(joined.begin(), joined.end(), values);
   g_object_set_data_full(G_OBJECT(to), "zep3-scan", g_object_ref(image.get_image()), g_object_unref);
   if (vips_image_pipelinev(to, VIPS_DEMAND_STYLE_THINSTRIP, image.get_image(), nullptr) != 0 ||
       vips_image_generate(to, vips_start_one, generate, vips_stop_one, image.get_image(), values) != 0) {
@@ -127,10 +149,25 @@ vips::VImage ApplyCorrection(const vips::VImage& image, const Correction& correc
         .cast(image.format())
         .copy(vips::VImage::option()->set("interpretation", image.interpretation()));
   }
-  if (image.bands() == 3) {
+  if (IsTablesAlone(image, chroma)) {
     return deep ? ApplyByRegions<uint16_t>(image, tables, Same, ApplyToDeep)
                 : ApplyByRegions<uint8_t>(image, tables, ToByte, ApplyToBytes);
   }
   if (deep) return image.maplut(lut16());
   return image.maplut(MakeLut<uint8_t>(tables, image.bands(), colours, VIPS_FORMAT_UCHAR, ToByte));
+}
+
+bool IsTablesAlone(const vips::VImage& image, double chroma) { return chroma == 1 && image.bands() == 3; }
+
+ChangePixels PixelsThroughTables(const Correction& correction, bool deep) {
+  const Tables tables = MakeTables(correction, deep ? 65536 : 256);
+  if (deep) {
+    return [joined = Joined<uint16_t>(tables, Same)](uint8_t* first, int64_t pixels) {
+      auto* values = reinterpret_cast<uint16_t*>(first);
+      DeepThroughTables(values, values, pixels, joined.data());
+    };
+  }
+  return [joined = Joined<uint8_t>(tables, ToByte)](uint8_t* first, int64_t pixels) {
+    BytesThroughTables(first, pixels, 1, 3 * pixels, joined.data());
+  };
 }

@@ -1,6 +1,9 @@
 // A page of a scan through its tables.
 #pragma once
 
+#include <cstdint>
+#include <functional>
+
 #include <vips/vips8>
 
 #include "correction.h"
@@ -18,3 +21,10 @@ double ChromaFactor(const Record& record);
 // Chroma f moves every pixel of the result, in its own encoding, from or towards its gray g = (R + 3 G + B) / 5: each
 // channel becomes g + f * (channel - g). Gray scans have none.
 vips::VImage ApplyCorrection(const vips::VImage& image, const Correction& correction, double chroma);
+
+// Whether ApplyCorrection does nothing but send red, green and blue through tables.
+bool IsTablesAlone(const vips::VImage& image, double chroma);
+
+// These tables by themselves: R G B pixels of 8 or 16 bits that lie one behind the other, in place. Of any thread.
+using ChangePixels = std::function<void(uint8_t* first, int64_t pixels)>;
+ChangePixels PixelsThroughTables(const Correction& correction, bool deep);

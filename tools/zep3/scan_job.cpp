@@ -14,6 +14,7 @@
 #include "interrupt.h"
 #include "log.h"
 #include "output.h"
+#include "plain_tiff.h"
 #include "report_page.h"
 #include "save.h"
 #include "scan.h"
@@ -134,21 +135,34 @@ const Format& ResultFormat(const Job& job, const Options& options, const Scan& s
   return *byContent;
 }
 
-void ShowProgress(VipsImage*, VipsProgress* progress, void* image) {
-  if (IsInterrupted()) vips_image_set_kill(static_cast<VipsImage*>(image), TRUE);
-  // Only what takes long, and only where someone is looking.
-  if (::isatty(STDERR_FILENO) && progress->run > 1) std::fprintf(stderr, "\rzep3: writing, %d %% ", progress->percent);
+// A line that tells how far a result is; only what takes long, and only where someone is looking.
+class Progress {
+ public:
+  explicit Progress(bool quiet) : m_shown(!quiet && ::isatty(STDERR_FILENO)) {}
+  ~Progress() {
+    if (m_written) std::fprintf(stderr, "\r\033[K");
+  }
+  void Show(int percent) {
+    if (!m_shown || std::chrono::steady_clock::now() - m_begin < std::chrono::seconds(1)) return;
+    std::fprintf(stderr, "\rzep3: writing, %d %% ", percent);
+    m_written = true;
+  }
+
+ private:
+  bool m_shown;
+  bool m_written = false;
+  std::chrono::steady_clock::time_point m_begin = std::chrono::steady_clock::now();
+};
+
+void ShowProgress(VipsImage* image, VipsProgress* state, void* progress) {
+  if (IsInterrupted()) vips_image_set_kill(image, TRUE);
+  static_cast<Progress*>(progress)->Show(state->percent);
 }
 
-void EndProgress(VipsImage*, VipsProgress* progress, void*) {
-  if (::isatty(STDERR_FILENO) && progress->run > 1) std::fprintf(stderr, "\r\033[K");
-}
-
-vips::VImage Watched(vips::VImage image, bool quiet) {
-  VipsImage* watched = image.get_image();
-  vips_image_set_progress(watched, TRUE);
-  g_signal_connect(watched, "eval", G_CALLBACK(ShowProgress), watched);
-  if (!quiet) g_signal_connect(watched, "posteval", G_CALLBACK(EndProgress), watched);
+// `progress` must outlive the image's computation.
+vips::VImage Watched(const vips::VImage& image, Progress& progress) {
+  vips_image_set_progress(image.get_image(), TRUE);
+  g_signal_connect(image.get_image(), "eval", G_CALLBACK(ShowProgress), &progress);
   return image;
 }
 
@@ -166,6 +180,33 @@ void CheckPages(const Scan& scan, const Job& job, const Options& options, const 
       Say(job.scan + ": sub-images of a page are left out");
     }
   }
+}
+
+// A plain page to a plain page: what is not pixels is carried, and pixels go from file to file. False where more is to
+// be done.
+bool RewritePage(const Scan& scan, int page, const vips::VImage& image, const CorrectedPage& corrected,
+                 const Options& options, const SaveOptions& save, const std::string& path) {
+  const Correction& correction = corrected.correction;
+  const bool tiff = save.format->name == "tiff" && scan.IsTiff() && scan.IsPlainFile();
+  const bool asIs = save.saver.empty() && !save.strip && correction.encoding.input == correction.encoding.output;
+  if (!tiff || !asIs || !IsTablesAlone(image, corrected.chroma)) return false;
+  const ChangePixels change = PixelsThroughTables(correction, corrected.bits == 16);
+  Progress progress(options.quiet);
+  return RewritePlainTiff(
+      scan.Path(), static_cast<unsigned>(scan.FilePage(page)), path,
+      [&](uint8_t* first, int64_t lines) { change(first, lines * image.width()); },
+      [&](double share) {
+        progress.Show(static_cast<int>(100 * share));
+        return !IsInterrupted();
+      });
+}
+
+void WritePage(const Scan& scan, int page, const vips::VImage& image, const CorrectedPage& corrected,
+               const Options& options, const SaveOptions& save, const std::string& path) {
+  if (RewritePage(scan, page, image, corrected, options, save, path)) return;
+  const vips::VImage result = ApplyCorrection(image, corrected.correction, corrected.chroma);
+  Progress progress(options.quiet);
+  Save(Watched(FitProfile(result, corrected.correction.encoding), progress), scan, page, save, path);
 }
 
 // Writes all pages into `path` and returns what was decided for them. `folder` is for what lies in between.
@@ -188,17 +229,14 @@ std::vector<PageWork> WritePages(const Scan& scan, const Options& options, const
     }
     PageWork& work = pages.back();
     const CorrectedPage& corrected = work.corrected;
-    const vips::VImage result = Watched(
-        FitProfile(ApplyCorrection(image, corrected.correction, corrected.chroma), corrected.correction.encoding),
-        options.quiet);
+    if (!options.report) work.small = {}; // of many pages, what is shown alone is kept
     if (scan.Pages() == 1) {
-      Save(result, scan, page, save, path);
+      WritePage(scan, page, image, corrected, options, save, path);
     } else {
       const PendingFile single(folder / fs::path(path).filename().concat("-page"), ".tif");
-      Save(result, scan, page, save, single.Path());
+      WritePage(scan, page, image, corrected, options, save, single.Path());
       AppendTiffPage(single.Path(), 0, path, scan.Layout(page).big, save.strip);
     }
-    if (!options.report) work.small = {}; // of many pages, what is shown alone is kept
   }
   return pages;
 }

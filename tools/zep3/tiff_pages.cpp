@@ -1,23 +1,14 @@
 #include "tiff_pages.h"
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstdarg>
-#include <cstdio>
 #include <filesystem>
 #include <initializer_list>
 
-#include <tiffio.h>
-#include <unistd.h>
-
 #include "failure.h"
 #include "tiff_directory.h"
+#include "tiff_handle.h"
 
 namespace {
-
-// What a fuzzed size may make us or libtiff allocate at once, in bytes.
-constexpr int64_t kLargestAllocation = int64_t{1} << 30;
 
 bool IsOneOf(unsigned value, std::initializer_list<unsigned> values) {
   return std::find(values.begin(), values.end(), value) != values.end();
@@ -25,83 +16,10 @@ bool IsOneOf(unsigned value, std::initializer_list<unsigned> values) {
 
 // ---- pixels: by libtiff ----
 
-// A file opened by libtiff. Its messages stay with the handle: libtiff's global handlers are shared by all threads and
-// belong to libvips. Warnings are dropped.
-class TiffHandle {
- public:
-  TiffHandle(const std::string& path, const char* mode) : m_path(path) {
-    TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
-    TIFFOpenOptionsSetMaxSingleMemAlloc(options, kLargestAllocation);
-    TIFFOpenOptionsSetErrorHandlerExtR(options, &TiffHandle::KeepReason, this);
-    TIFFOpenOptionsSetWarningHandlerExtR(
-        options, [](TIFF*, void*, const char*, const char*, va_list) { return 1; }, nullptr);
-    m_tiff = TIFFOpenExt(path.c_str(), mode, options);
-    TIFFOpenOptionsFree(options);
-    if (m_tiff == nullptr) Fail("cannot be opened as TIFF");
-  }
-  TiffHandle(const std::string& path, unsigned page) : TiffHandle(path, "rm") { // m: a truncated map would raise SIGBUS
-    if (page != 0 && TIFFSetDirectory(m_tiff, page) == 0) Fail("page " + std::to_string(page + 1) + " cannot be read");
-  }
-  TiffHandle(const TiffHandle&) = delete;
-  TiffHandle& operator=(const TiffHandle&) = delete;
-  ~TiffHandle() { TIFFClose(m_tiff); }
-
-  operator TIFF*() const { return m_tiff; }
-
-  template <typename Value>
-  Value Get(uint32_t tag, Value otherwise) const {
-    Value value = otherwise;
-    return TIFFGetFieldDefaulted(m_tiff, tag, &value) != 0 ? value : otherwise;
-  }
-
-  [[noreturn]] void Fail(const std::string& what) const {
-    std::string reason = m_reason.data();
-    if (reason.starts_with(m_path + ": ")) reason.erase(0, m_path.size() + 2);
-    throw Failure(m_path + ": " + what + (reason.empty() ? "" : ": " + reason));
-  }
-
- private:
-  static int KeepReason(TIFF*, void* self, const char*, const char* format, va_list arguments) {
-    auto& reason = static_cast<TiffHandle*>(self)->m_reason;
-    std::vsnprintf(reason.data(), reason.size(), format, arguments);
-    return 1; // not to the global handler
-  }
-
-  std::string m_path;
-  std::array<char, 512> m_reason{};
-  TIFF* m_tiff = nullptr;
-};
-
 // Of codecs without one, libtiff's default would be read from another codec's state.
 uint16_t PredictorOf(TIFF* tiff) {
   uint16_t predictor = PREDICTOR_NONE;
   return TIFFGetField(tiff, TIFFTAG_PREDICTOR, &predictor) != 0 ? predictor : uint16_t{PREDICTOR_NONE};
-}
-
-TiffLayout LayoutOf(const TiffHandle& tiff) {
-  TiffLayout layout;
-  layout.compression = tiff.Get<uint16_t>(TIFFTAG_COMPRESSION, COMPRESSION_NONE);
-  layout.predictor = PredictorOf(tiff);
-  layout.tiled = TIFFIsTiled(tiff) != 0;
-  if (layout.tiled) {
-    layout.tileWidth = tiff.Get<uint32_t>(TIFFTAG_TILEWIDTH, 0);
-    layout.tileHeight = tiff.Get<uint32_t>(TIFFTAG_TILELENGTH, 0);
-  } else {
-    // A missing or endless number of rows means one strip.
-    layout.rowsPerStrip = std::min(tiff.Get<uint32_t>(TIFFTAG_ROWSPERSTRIP, UINT32_MAX),
-                                   std::max(tiff.Get<uint32_t>(TIFFTAG_IMAGELENGTH, 0), uint32_t{1}));
-    layout.stripBytes = TIFFStripSize64(tiff);
-  }
-  layout.luminanceChroma = tiff.Get<uint16_t>(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK) == PHOTOMETRIC_YCBCR;
-  layout.bitsPerSample = tiff.Get<uint16_t>(TIFFTAG_BITSPERSAMPLE, 1);
-  layout.samplesPerPixel = tiff.Get<uint16_t>(TIFFTAG_SAMPLESPERPIXEL, 1);
-  layout.separatePlanes = tiff.Get<uint16_t>(TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) == PLANARCONFIG_SEPARATE;
-  layout.reduced = (tiff.Get<uint32_t>(TIFFTAG_SUBFILETYPE, 0) & FILETYPE_REDUCEDIMAGE) != 0;
-  uint16_t subImages = 0;
-  const uint64_t* offsets = nullptr;
-  layout.subImages = TIFFGetField(tiff, TIFFTAG_SUBIFD, &subImages, &offsets) != 0 && subImages > 0;
-  layout.big = TIFFIsBigTIFF(tiff) != 0;
-  return layout;
 }
 
 // Whether what the codec stores changes with the file's byte order. Samples of other widths are streams of bits.
@@ -115,27 +33,6 @@ bool DependsOnByteOrder(const TiffHandle& tiff, const TiffLayout& layout) {
     tiff.Fail("compression " + std::to_string(layout.compression) + " cannot change the byte order");
   }
   return true;
-}
-
-// What libtiff must know to place the blocks. The directory is completed from the source's afterwards.
-void SetLayout(const TiffHandle& from, const TiffLayout& layout, const TiffHandle& to) {
-  constexpr uint32_t kLongs[] = {TIFFTAG_IMAGEWIDTH, TIFFTAG_IMAGELENGTH, TIFFTAG_IMAGEDEPTH, TIFFTAG_TILEDEPTH};
-  constexpr uint32_t kShorts[] = {TIFFTAG_BITSPERSAMPLE, TIFFTAG_SAMPLESPERPIXEL, TIFFTAG_COMPRESSION,
-                                  TIFFTAG_PHOTOMETRIC,   TIFFTAG_PLANARCONFIG,    TIFFTAG_FILLORDER,
-                                  TIFFTAG_SAMPLEFORMAT};
-  for (const uint32_t tag : kLongs) TIFFSetField(to, tag, from.Get<uint32_t>(tag, 1));
-  for (const uint32_t tag : kShorts) TIFFSetField(to, tag, from.Get<uint16_t>(tag, 1));
-  if (layout.predictor != PREDICTOR_NONE) TIFFSetField(to, TIFFTAG_PREDICTOR, layout.predictor);
-  if (uint16_t across = 0, down = 0; from.Get<uint16_t>(TIFFTAG_PHOTOMETRIC, 0) == PHOTOMETRIC_YCBCR &&
-                                     TIFFGetFieldDefaulted(from, TIFFTAG_YCBCRSUBSAMPLING, &across, &down) != 0) {
-    TIFFSetField(to, TIFFTAG_YCBCRSUBSAMPLING, across, down);
-  }
-  if (layout.tiled) {
-    TIFFSetField(to, TIFFTAG_TILEWIDTH, layout.tileWidth);
-    TIFFSetField(to, TIFFTAG_TILELENGTH, layout.tileHeight);
-  } else {
-    TIFFSetField(to, TIFFTAG_ROWSPERSTRIP, layout.rowsPerStrip);
-  }
 }
 
 // Block: a strip or a tile.
@@ -327,74 +224,52 @@ void Transplant(const std::string& source, unsigned page, const std::string& tar
   to.ReplacePageDirectory(entries);
 }
 
-// ---- lines stored plainly ----
-
-class PlainTiffLines : public PlainLines {
- public:
-  PlainTiffLines(const std::string& path, unsigned page) : m_tiff(path, page) {
-    m_layout = LayoutOf(m_tiff);
-    m_height = m_tiff.Get<uint32_t>(TIFFTAG_IMAGELENGTH, 0);
-    m_width = m_tiff.Get<uint32_t>(TIFFTAG_IMAGEWIDTH, 0);
-  }
-
-  bool IsPlain() const {
-    const uint16_t photometric = m_tiff.Get<uint16_t>(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
-    const bool colours = (photometric == PHOTOMETRIC_RGB && m_layout.samplesPerPixel >= 3) ||
-                         (photometric == PHOTOMETRIC_MINISBLACK && m_layout.samplesPerPixel <= 2);
-    const bool lines = m_layout.rowsPerStrip > 0 && Samples() > 0;
-    return colours && lines && !m_layout.tiled && !m_layout.separatePlanes &&
-           m_layout.compression == COMPRESSION_NONE && (m_layout.bitsPerSample == 8 || m_layout.bitsPerSample == 16) &&
-           m_tiff.Get<uint16_t>(TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT) == SAMPLEFORMAT_UINT;
-  }
-
-  int64_t Height() const override { return m_height; }
-  int64_t Samples() const override { return int64_t{m_width} * m_layout.samplesPerPixel; }
-  int64_t Bands() const override { return m_layout.samplesPerPixel; }
-  bool IsDeep() const override { return m_layout.bitsPerSample == 16; }
-
-  void Read(int64_t begin, int64_t end, const std::function<void(const void*, int64_t)>& take) override {
-    const int64_t lineBytes = Samples() * (IsDeep() ? 2 : 1);
-    const int64_t linesAtATime = std::max<int64_t>(1, kChunk / lineBytes);
-    for (int64_t line = begin; line < end;) {
-      const int64_t strip = line / m_layout.rowsPerStrip;
-      const int64_t inStrip = line - strip * m_layout.rowsPerStrip;
-      const int64_t lines = std::min({m_layout.rowsPerStrip - inStrip, linesAtATime, end - line});
-      m_chunk.resize(static_cast<size_t>(lines * lineBytes));
-      ReadAt(TIFFGetStrileOffset(m_tiff, static_cast<uint32_t>(strip)) + static_cast<uint64_t>(inStrip * lineBytes));
-      take(m_chunk.data(), lines);
-      line += lines;
-    }
-  }
-
- private:
-  // Small enough to be summed up from the processor's cache.
-  static constexpr int64_t kChunk = 256 << 10;
-
-  void ReadAt(uint64_t offset) {
-    for (size_t done = 0; done < m_chunk.size();) {
-      const ssize_t size =
-          ::pread(TIFFFileno(m_tiff), m_chunk.data() + done, m_chunk.size() - done, static_cast<off_t>(offset + done));
-      if (size < 0 && errno == EINTR) continue;
-      if (size <= 0) m_tiff.Fail(size == 0 ? "ends before its pixels do" : "cannot be read");
-      done += static_cast<size_t>(size);
-    }
-    if (IsDeep() && TIFFIsByteSwapped(m_tiff)) {
-      TIFFSwabArrayOfShort(reinterpret_cast<uint16_t*>(m_chunk.data()), static_cast<tmsize_t>(m_chunk.size() / 2));
-    }
-  }
-
-  TiffHandle m_tiff;
-  TiffLayout m_layout;
-  uint32_t m_width, m_height;
-  std::vector<uint8_t> m_chunk;
-};
-
 } // namespace
 
-std::unique_ptr<PlainLines> PlainLines::Open(const std::string& path, unsigned page) {
-  auto lines = std::make_unique<PlainTiffLines>(path, page);
-  if (!lines->IsPlain()) return nullptr;
-  return lines;
+TiffLayout LayoutOf(const TiffHandle& tiff) {
+  TiffLayout layout;
+  layout.compression = tiff.Get<uint16_t>(TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+  layout.predictor = PredictorOf(tiff);
+  layout.tiled = TIFFIsTiled(tiff) != 0;
+  if (layout.tiled) {
+    layout.tileWidth = tiff.Get<uint32_t>(TIFFTAG_TILEWIDTH, 0);
+    layout.tileHeight = tiff.Get<uint32_t>(TIFFTAG_TILELENGTH, 0);
+  } else {
+    // A missing or endless number of rows means one strip.
+    layout.rowsPerStrip = std::min(tiff.Get<uint32_t>(TIFFTAG_ROWSPERSTRIP, UINT32_MAX),
+                                   std::max(tiff.Get<uint32_t>(TIFFTAG_IMAGELENGTH, 0), uint32_t{1}));
+    layout.stripBytes = TIFFStripSize64(tiff);
+  }
+  layout.luminanceChroma = tiff.Get<uint16_t>(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK) == PHOTOMETRIC_YCBCR;
+  layout.bitsPerSample = tiff.Get<uint16_t>(TIFFTAG_BITSPERSAMPLE, 1);
+  layout.samplesPerPixel = tiff.Get<uint16_t>(TIFFTAG_SAMPLESPERPIXEL, 1);
+  layout.separatePlanes = tiff.Get<uint16_t>(TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) == PLANARCONFIG_SEPARATE;
+  layout.reduced = (tiff.Get<uint32_t>(TIFFTAG_SUBFILETYPE, 0) & FILETYPE_REDUCEDIMAGE) != 0;
+  uint16_t subImages = 0;
+  const uint64_t* offsets = nullptr;
+  layout.subImages = TIFFGetField(tiff, TIFFTAG_SUBIFD, &subImages, &offsets) != 0 && subImages > 0;
+  layout.big = TIFFIsBigTIFF(tiff) != 0;
+  return layout;
+}
+
+void SetLayout(const TiffHandle& from, const TiffLayout& layout, const TiffHandle& to) {
+  constexpr uint32_t kLongs[] = {TIFFTAG_IMAGEWIDTH, TIFFTAG_IMAGELENGTH, TIFFTAG_IMAGEDEPTH, TIFFTAG_TILEDEPTH};
+  constexpr uint32_t kShorts[] = {TIFFTAG_BITSPERSAMPLE, TIFFTAG_SAMPLESPERPIXEL, TIFFTAG_COMPRESSION,
+                                  TIFFTAG_PHOTOMETRIC,   TIFFTAG_PLANARCONFIG,    TIFFTAG_FILLORDER,
+                                  TIFFTAG_SAMPLEFORMAT};
+  for (const uint32_t tag : kLongs) TIFFSetField(to, tag, from.Get<uint32_t>(tag, 1));
+  for (const uint32_t tag : kShorts) TIFFSetField(to, tag, from.Get<uint16_t>(tag, 1));
+  if (layout.predictor != PREDICTOR_NONE) TIFFSetField(to, TIFFTAG_PREDICTOR, layout.predictor);
+  if (uint16_t across = 0, down = 0; from.Get<uint16_t>(TIFFTAG_PHOTOMETRIC, 0) == PHOTOMETRIC_YCBCR &&
+                                     TIFFGetFieldDefaulted(from, TIFFTAG_YCBCRSUBSAMPLING, &across, &down) != 0) {
+    TIFFSetField(to, TIFFTAG_YCBCRSUBSAMPLING, across, down);
+  }
+  if (layout.tiled) {
+    TIFFSetField(to, TIFFTAG_TILEWIDTH, layout.tileWidth);
+    TIFFSetField(to, TIFFTAG_TILELENGTH, layout.tileHeight);
+  } else {
+    TIFFSetField(to, TIFFTAG_ROWSPERSTRIP, layout.rowsPerStrip);
+  }
 }
 
 std::vector<TiffLayout> ReadTiffLayouts(const std::string& path) {

@@ -2,8 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -41,20 +39,3 @@ void CopyTiffTags(const std::string& source, unsigned page, const std::string& r
 // or tiles as they are, unless the files' byte orders differ where that matters, and all tags; with `strip` only those
 // of pixels, size and place. Throws Failure; the target is not usable then.
 void AppendTiffPage(const std::string& source, unsigned page, const std::string& target, bool big, bool strip = false);
-
-// Lines of a page that is stored plainly (not compressed, in strips, gray or R G B with whatever behind it, 8 or 16
-// bits): no decoder need stand between the file and who reads it. Each reader is for one thread.
-class PlainLines {
- public:
-  // Null when the page is stored otherwise. Throws Failure when the file cannot be read.
-  static std::unique_ptr<PlainLines> Open(const std::string& path, unsigned page);
-  virtual ~PlainLines() = default;
-
-  virtual int64_t Height() const = 0;
-  virtual int64_t Samples() const = 0; // of a line
-  virtual int64_t Bands() const = 0;
-  virtual bool IsDeep() const = 0;
-  // Calls take(first, count) for lines from `begin` to before `end`, in order: `count` lines one behind the other, in
-  // memory's byte order. Throws Failure for damage.
-  virtual void Read(int64_t begin, int64_t end, const std::function<void(const void*, int64_t)>& take) = 0;
-};

@@ -1,0 +1,37 @@
+// TIFF pages that are stored plainly: not compressed, in strips, gray or R G B with whatever behind it, 8 or 16 bits.
+// No decoder need stand between the file and who reads it.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+// Reads lines of a page, in memory's byte order. Each reader is for one thread.
+class PlainLines {
+ public:
+  // Null when the page is stored otherwise. Throws Failure when the file cannot be read.
+  static std::unique_ptr<PlainLines> Open(const std::string& path, unsigned page);
+  virtual ~PlainLines() = default;
+
+  virtual int64_t Height() const = 0;
+  virtual int64_t Samples() const = 0; // of a line
+  virtual int64_t Bands() const = 0;
+  virtual bool IsDeep() const = 0;
+  int64_t LineBytes() const { return Samples() * (IsDeep() ? 2 : 1); }
+
+  // The lines from `begin` to before `end` to `lines`. Pieces of them are shown to `take` while they are in the
+  // processor's cache: in order, `count` lines one behind the other, which it may change. Throws Failure for damage.
+  using Take = std::function<void(uint8_t* first, int64_t count)>;
+  virtual void Read(int64_t begin, int64_t end, uint8_t* lines, const Take& take) = 0;
+  // The same without keeping them.
+  virtual void Read(int64_t begin, int64_t end, const Take& take) = 0;
+};
+
+// Writes page `page` of `source` into the new file `target`: laid out as it is, the lines as `change` leaves them, with
+// the tags that CopyTiffTags carries and the profile. `go` is told the share of the work done and says whether to go
+// on. False, with nothing written, when the page is stored otherwise or in strips beyond `kPlainStripBytes`. Throws
+// Failure.
+constexpr int64_t kPlainStripBytes = 8 << 20;
+bool RewritePlainTiff(const std::string& source, unsigned page, const std::string& target,
+                      const PlainLines::Take& change, const std::function<bool(double)>& go);
