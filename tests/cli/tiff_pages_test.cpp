@@ -181,6 +181,8 @@ TEST_F(TiffPages, PlainPagesAreRewritten) {
         EXPECT_EQ(std::string(text, size), std::string("prof", 5));
         EXPECT_EQ(TIFFGetField(tiff, TIFFTAG_ARTIST, &text), 1);
         EXPECT_STREQ(text, "Someone");
+        uint16_t order = 0;
+        EXPECT_EQ(TIFFGetField(tiff, TIFFTAG_FILLORDER, &order), 0) << "a tag more than the source has";
         TIFFClose(tiff);
         const TiffLayout layout = ReadTiffLayouts(Path("result.tif")).front();
         EXPECT_EQ(layout.rowsPerStrip, ReadTiffLayouts(Path("source.tif")).front().rowsPerStrip);

@@ -257,8 +257,12 @@ void SetLayout(const TiffHandle& from, const TiffLayout& layout, const TiffHandl
   constexpr uint32_t kShorts[] = {TIFFTAG_BITSPERSAMPLE, TIFFTAG_SAMPLESPERPIXEL, TIFFTAG_COMPRESSION,
                                   TIFFTAG_PHOTOMETRIC,   TIFFTAG_PLANARCONFIG,    TIFFTAG_FILLORDER,
                                   TIFFTAG_SAMPLEFORMAT};
-  for (const uint32_t tag : kLongs) TIFFSetField(to, tag, from.Get<uint32_t>(tag, 1));
-  for (const uint32_t tag : kShorts) TIFFSetField(to, tag, from.Get<uint16_t>(tag, 1));
+  // Those that the page has: a default that is written out would be a tag more.
+  const auto set = [&]<typename Value>(uint32_t tag, Value value) {
+    if (TIFFGetField(from, tag, &value) != 0) TIFFSetField(to, tag, value);
+  };
+  for (const uint32_t tag : kLongs) set(tag, uint32_t{});
+  for (const uint32_t tag : kShorts) set(tag, uint16_t{});
   if (layout.predictor != PREDICTOR_NONE) TIFFSetField(to, TIFFTAG_PREDICTOR, layout.predictor);
   if (uint16_t across = 0, down = 0; from.Get<uint16_t>(TIFFTAG_PHOTOMETRIC, 0) == PHOTOMETRIC_YCBCR &&
                                      TIFFGetFieldDefaulted(from, TIFFTAG_YCBCRSUBSAMPLING, &across, &down) != 0) {
