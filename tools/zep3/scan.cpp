@@ -145,5 +145,9 @@ vips::VImage Scan::Open(int page) const {
 }
 
 vips::VImage Scan::Load(const std::vector<std::pair<std::string, std::string>>& options) const {
-  return vips::VImage::new_from_file((m_path + JoinOptions(options, m_options)).c_str());
+  // By the loader that is known: new_from_file would open the file once for each that there is.
+  vips::VImage image;
+  vips::VImage::call_option_string(m_loader.c_str(), JoinOptions(options, m_options).c_str(),
+                                   vips::VImage::option()->set("filename", m_path.c_str())->set("out", &image));
+  return image;
 }
