@@ -32,5 +32,5 @@ void AddRow(const std::string& work, const std::string& candidate, const std::st
             std::function<Sides()> prepare);
 
 // Runs all rows that the command line asks for (Google Benchmark's options) and prints them as a Markdown table.
-// Exit status: 0; 1 when a goal is missed or a row failed; 2 for a bad command line.
+// Exit status: 0, goals reached or not; 1 when a row failed; 2 for a bad command line.
 int RunRows(int argc, char** argv);

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Measures what the program promises: peak memory on a very large scan, time of a whole run against `vips copy`
-with the same options of the saver, and many small scans in one run against one run for each.
+with the same options of the saver and against ImageMagick's -normalize, and many scans in one run against one run for
+each and by two workers.
 
 Prints a Markdown table. Exit status: 0; 1 when a limit is exceeded or a run failed; 2 when a tool or space is missing.
 The two sides of a ratio run in turn, so that other work on the machine reaches both; a row has the median of the
@@ -23,6 +24,8 @@ REPOSITORY = Path(__file__).resolve().parent.parent
 MB = 1_000_000
 PATCH = 2500                                       # side of the patch that all scans repeat, in pixels
 MEMORY_LIMIT, TIME_LIMIT, BATCH_LIMIT = 256, 1.3, 0.2   # MB, ratio, ratio
+WORKERS_LIMIT, PEER_CPU_LIMIT, PEER_MEMORY_LIMIT = 1 / 1.7, 1 / 4, 1 / 5   # ratios
+PHOTO = "Q=95"                                     # finished photographs
 PLAIN = "compression=none,tile-height=128"         # tile-height is rows a strip when there are no tiles
 TILES = "predictor=horizontal,tile,tile-width=256,tile-height=256"
 LOG = "messages.txt"                               # what the last program said
@@ -145,19 +148,21 @@ class Table:
         checked = limit is not None and not self.quick
         self.held &= not checked or value <= limit
         held = ("yes" if value <= limit else "**NO**") if checked else "-"
-        print("| " + " | ".join([*cells, f"{limit}{unit}" if checked else "-", held]) + " |", flush=True)
+        print("| " + " | ".join([*cells, f"{limit:.3g}{unit}" if checked else "-", held]) + " |", flush=True)
 
-    def ratio(self, what: str, a: str, b: str, taken: dict[str, list[Sample]], limit: float | None) -> None:
+    def ratio(self, what: str, a: str, b: str, taken: dict[str, list[Sample]], limit: float | None,
+              of: str = "wall") -> None:
+        """A row of times; the limit is for `of`, wall or cpu."""
         self.samples[what] = {name: [s._asdict() for s in taken[name]] for name in (a, b)}
-        cells, medians = [what], []
+        cells, medians = [what], {}
         for name in (a, b):
             cells.append(f"{name}: {median([s.wall for s in taken[name]]):.2f} s, "
                          f"CPU {median([s.cpu for s in taken[name]]):.2f} s, {max(s.peak for s in taken[name]):.0f} MB")
-        for of in (lambda s: s.wall, lambda s: s.cpu):
-            ratios = [of(x) / of(y) for x, y in zip(taken[a], taken[b])]
-            medians.append(median(ratios))
-            cells.append(f"{medians[-1]:.3f} ({min(ratios):.3f} to {max(ratios):.3f}, n = {len(ratios)})")
-        self.row(cells, medians[0], limit)
+        for field in ("wall", "cpu"):
+            ratios = [getattr(x, field) / getattr(y, field) for x, y in zip(taken[a], taken[b])]
+            medians[field] = median(ratios)
+            cells.append(f"{medians[field]:.3f} ({min(ratios):.3f} to {max(ratios):.3f}, n = {len(ratios)})")
+        self.row(cells, medians[of], limit, " (CPU)" if of == "cpu" else "")
 
 
 def make_patches() -> None:
@@ -200,20 +205,59 @@ def memory(table: Table, zep3: str, side: int) -> None:
 
 
 def times(table: Table, zep3: str, side: int, pairs: int) -> None:
-    kinds = [("16 bit, uncompressed", Scan("plain16.tif", side, side, 16, PLAIN), TIME_LIMIT),
-             ("8 bit, uncompressed", Scan("plain8.tif", side, side, 8, PLAIN), TIME_LIMIT),
-             ("8 bit, deflate, tiles", Scan("deflate.tif", side, side, 8, f"compression=deflate,{TILES}"), TIME_LIMIT),
-             ("quality 95", Scan("photo.jpg", 4000, 3000, 8, "Q=95"), None)]
-    for text, scan, limit in kinds:
+    for text, scan in (("16 bit, uncompressed", Scan("plain16.tif", side, side, 16, PLAIN)),
+                       ("8 bit, uncompressed", Scan("plain8.tif", side, side, 8, PLAIN)),
+                       ("8 bit, deflate, tiles", Scan("deflate.tif", side, side, 8, f"compression=deflate,{TILES}"))):
         make(scan)
-        ours, copy = "result" + scan.name, "copy" + scan.name
-        to = f"{ours}[{scan.options}]" if scan.name.endswith(".jpg") else ours   # of a TIFF, zep3 keeps them itself
-        trials = {"zep3": Trial([[zep3, scan.name, "-o", to, "--quiet"]], {ours: scan}),
-                  "vips copy": Trial([["vips", "copy", scan.name, f"{copy}[{scan.options}]"]], {copy: scan})}
-        form = "TIFF" if scan.name.endswith(".tif") else "JPEG"
-        table.ratio(f"Time, {scan.width * scan.height // MB} MP {form}, RGB {text}", "zep3", "vips copy",
-                    in_turn(trials, pairs), limit)
+        table.ratio(f"Time, {side * side // MB} MP TIFF, RGB {text}", "zep3", "vips copy",
+                    in_turn(beside_copy(zep3, scan), pairs), TIME_LIMIT)
         os.remove(scan.name)
+
+
+def beside_copy(zep3: str, scan: Scan) -> dict[str, Trial]:
+    ours, copy = "result" + scan.name, "copy" + scan.name
+    to = f"{ours}[{scan.options}]" if scan.name.endswith(".jpg") else ours   # of a TIFF, zep3 keeps them itself
+    return {"zep3": Trial([[zep3, scan.name, "-o", to, "--quiet"]], {ours: scan}),
+            "vips copy": Trial([["vips", "copy", scan.name, f"{copy}[{scan.options}]"]], {copy: scan})}
+
+
+def photos(table: Table, zep3: str, count: int, pairs: int) -> None:
+    """JPEG, of which the pixels decide what it costs: contrast that is added is size and time added. So these
+    photographs have theirs already."""
+    pale = make(Scan("pale.jpg", 4000, 3000, 8, PHOTO))
+    photo = Scan("photo.jpg", 4000, 3000, 8, PHOTO)
+    run([zep3, pale.name, "-o", f"{photo.name}[{PHOTO}]", "--quiet"])
+    os.remove(pale.name)
+    # vips copy encodes beside decoding, which nobody can who looks at the picture first: CPU time tells what is added.
+    table.ratio("Time, 12 MP JPEG, quality 95", "zep3", "vips copy", in_turn(beside_copy(zep3, photo), pairs),
+                TIME_LIMIT, "cpu")
+    names = [f"photo{i}.jpg" for i in range(count)]
+    for name in names:
+        os.link(photo.name, name)
+    os.makedirs("finished", exist_ok=True)
+    results = {f"finished/{name}": photo for name in names}
+    trials = {f"zep3 -j{jobs}": Trial([[zep3, *names, "-o", "finished", f"-j{jobs}", "--quiet"]], results)
+              for jobs in (1, 2)}
+    table.ratio(f"{count} such JPEGs: two jobs, one job", "zep3 -j2", "zep3 -j1", in_turn(trials, pairs), WORKERS_LIMIT)
+    for name in (photo.name, *names):
+        os.remove(name)
+    os.rmdir("finished")
+
+
+def peer(table: Table, zep3: str, side: int, pairs: int) -> None:
+    if not shutil.which("convert"):
+        print("ImageMagick's convert is missing: not compared", file=sys.stderr)
+        return
+    scan = make(Scan("plain.tif", side, side, 8, PLAIN))
+    convert = ["convert", scan.name, "-normalize", "-define", "tiff:rows-per-strip=128", "normalized.tif"]
+    taken = in_turn({"zep3": beside_copy(zep3, scan)["zep3"],
+                     "convert -normalize": Trial([convert], {"normalized.tif": scan})}, pairs)
+    what = f"{side * side // MB} MP TIFF, RGB 8 bit, uncompressed"
+    table.ratio(f"Time, {what}", "zep3", "convert -normalize", taken, PEER_CPU_LIMIT, "cpu")
+    ours, theirs = (max(s.peak for s in taken[name]) for name in taken)
+    table.row([f"Peak memory, {what}", f"zep3: {ours:.0f} MB", f"convert -normalize: {theirs:.0f} MB",
+               f"{ours / theirs:.3f}", "-"], ours / theirs, PEER_MEMORY_LIMIT)
+    os.remove(scan.name)
 
 
 def batch(table: Table, zep3: str, count: int, pairs: int) -> None:
@@ -246,7 +290,7 @@ def arguments() -> argparse.Namespace:
     parser.add_argument("--zep3", type=Path, default=REPOSITORY / "build/release/zep3", metavar="PATH",
                         help="the program (build/release/zep3 of the repository)")
     parser.add_argument("--pairs", type=int, metavar="N", help="runs of each side (5; quick: 2)")
-    parser.add_argument("--only", choices=("memory", "time", "batch"), help="one part of the table")
+    parser.add_argument("--only", choices=("memory", "time", "photo", "batch", "peer"), help="one part of the table")
     parser.add_argument("--quick", action="store_true", help="smaller scans, to try the script; checks no limits")
     parser.add_argument("--work", type=Path, metavar="DIR", help="folder for the scans (a temporary one)")
     parser.add_argument("--json", type=Path, metavar="FILE", help="write all samples here")
@@ -259,9 +303,11 @@ def arguments() -> argparse.Namespace:
 
 def bench(args: argparse.Namespace, zep3: str) -> Table:
     """All parts in the current folder."""
-    large, middle, count = (10000, 5000, 20) if args.quick else (30000, 10000, 200)
+    large, middle, count, few = (10000, 5000, 20, 4) if args.quick else (30000, 10000, 200, 16)
     parts = {"memory": (2 * 3 * large ** 2, lambda: memory(table, zep3, large)),      # bytes of the largest moment
              "time": (2 * 6 * middle ** 2, lambda: times(table, zep3, middle, args.pairs)),
+             "photo": (2 * 12 * MB * few, lambda: photos(table, zep3, few, args.pairs)),
+             "peer": (3 * 3 * middle ** 2, lambda: peer(table, zep3, middle, args.pairs)),
              "batch": (2 * 3 * 400 * 300 * count, lambda: batch(table, zep3, count, args.pairs))}
     chosen = [args.only] if args.only else list(parts)
     need, free = max(parts[part][0] for part in chosen) + 700 * MB, shutil.disk_usage(".").free

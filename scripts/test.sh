@@ -17,7 +17,7 @@ check() {
   ctest --test-dir "build/test-$name" --output-on-failure --no-tests=error -j "$(nproc)"
 }
 
-check gcc release gcc g++
+check gcc release gcc g++ -DZEP3_BUILD_BENCH=ON
 check clang release clang clang++
 if grep -q ' avx2 .* fma\| fma .* avx2 ' /proc/cpuinfo; then
   check gcc-v3 release gcc g++ -DCMAKE_CXX_FLAGS=-march=x86-64-v3
