@@ -46,6 +46,7 @@ class AreaSampler {
       const PixelSpan span = InnerSpan(y);
       if (span.begin >= span.end) continue;
       const uint8_t* p = Pixel(span.begin, y);
+#pragma GCC unroll 4 // what keeps the increments from each other is the loop around them
       for (int x = span.begin; x < span.end; x++, p += kPixel.bytes) {
         visit(p[kPixel.red], p[kPixel.green], p[kPixel.blue]);
       }
@@ -72,6 +73,7 @@ class AreaSampler {
       for (int64_t block = first; block < last; block += BlockMeans::kMostMeans) {
         const int64_t now = std::min(last - block, BlockMeans::kMostMeans);
         blocks.Means(block - first, now, means);
+#pragma GCC unroll 4
         for (const uint8_t* p = means; p < means + 4 * now; p += 4) {
           visit(p[m_pixel.red], p[m_pixel.green], p[m_pixel.blue]);
         }
