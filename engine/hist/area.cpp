@@ -159,7 +159,7 @@ PixelSpan CHIST::InnerSpan(int y, PixelSpan row) const {
     int first = row.begin;
     int last = row.end - 1;
     const auto narrow = [&](int x) { (IsBeyondEdge(edge, x, y) == beyondAtBegin ? first : last) = x; };
-    // Where the line crosses the row the cut is, but for rounding; what that leaves open is bisected.
+    // The cut lies where the line crosses the row, give or take rounding: three tests there mostly settle it.
     const int64_t crossing = ToInt32((y - m_dLineIntercept[edge]) / m_dLineSlope[edge]);
     for (int64_t x = crossing - 1; x <= crossing + 1; x++) {
       if (first < x && x < last) narrow(static_cast<int>(x));

@@ -10,8 +10,8 @@ namespace {
 
 // So many bytes have a sum in 16 bits whatever they are: 257 * 255 = 65535.
 constexpr int64_t kBytesAtOnce = 257;
-// Bytes of a pixel that are summed: its own, and of one of three bytes the first of the next.
-constexpr int64_t kBytes = 4;
+// Sums of a pixel: of its own bytes, and of one of three bytes of the first of the next.
+constexpr int64_t kSums = 4;
 
 // ---- lines ----
 
@@ -92,7 +92,7 @@ using SumBlocks = void (*)(const uint16_t* column, int64_t blocks, uint16_t* sum
 
 template <int kPixel, int... kColumn>
 void SumNarrowBlocks(const uint16_t* column, int64_t blocks, uint16_t* sums) {
-  for (int64_t block = 0; block < blocks; block++, column += kPixel * sizeof...(kColumn), sums += kBytes) {
+  for (int64_t block = 0; block < blocks; block++, column += kPixel * sizeof...(kColumn), sums += kSums) {
     const uint64_t quarters = (Quarters(column + kColumn * kPixel) + ... + uint64_t{0});
     std::memcpy(sums, &quarters, sizeof quarters);
   }
@@ -114,8 +114,9 @@ constexpr auto kOfFourBytes = Summers<4>(std::make_integer_sequence<int, kFewCol
 } // namespace
 
 // A mean is sum / pixels + 0.5, truncated. The exact values lie 1 / pixels apart, whole numbers among them or half that
-// far away. So a quarter of it on top changes no result, and it keeps what a multiplication by 1 / pixels rounds off
-// from doing so: below 2^-44 in double precision, and for up to 257 pixels in single precision, 2^-14 beside 2^-10.
+// far away. So a quarter of 1 / pixels on top changes no result, and it keeps what a multiplication by 1 / pixels
+// rounds off from doing so: in double precision less than 2^-43, which a quarter is at 2^41 pixels; in single
+// precision, used up to 257 pixels, less than 2^-14 beside a quarter of 2^-10.
 BlockMeans::BlockMeans(const PixelLayout& pixel, int64_t lines, int64_t columns, int64_t blocks)
     : m_bytes(pixel.bytes),
       m_lines(lines),
@@ -123,9 +124,9 @@ BlockMeans::BlockMeans(const PixelLayout& pixel, int64_t lines, int64_t columns,
       m_linesAtOnce(std::min(lines, kBytesAtOnce)),
       m_columnsAtOnce(kBytesAtOnce / m_linesAtOnce),
       m_perPixel(1.0 / (static_cast<double>(lines) * static_cast<double>(columns))),
-      m_half(0.5 + 0.25 * m_perPixel),
-      m_column(static_cast<size_t>(blocks * columns * m_bytes + kBytes - m_bytes)) {
-  if (lines > kBytesAtOnce) m_carried.resize(static_cast<size_t>(blocks * kBytes));
+      m_halfAndMore(0.5 + 0.25 * m_perPixel),
+      m_column(static_cast<size_t>(blocks * columns * m_bytes + kSums - m_bytes)) {
+  if (lines > kBytesAtOnce) m_carried.resize(static_cast<size_t>(blocks * kSums));
 }
 
 void BlockMeans::Read(const uint8_t* topLeft, int64_t stride, int64_t blocks) {
@@ -136,7 +137,7 @@ void BlockMeans::Read(const uint8_t* topLeft, int64_t stride, int64_t blocks) {
     left -= lines;
     if (left == 0) return;
     topLeft += lines * stride;
-    for (int64_t block = 0; block < blocks; block++) SumColumns(block, &m_carried[static_cast<size_t>(block * kBytes)]);
+    for (int64_t block = 0; block < blocks; block++) SumColumns(block, &m_carried[static_cast<size_t>(block * kSums)]);
   }
 }
 
@@ -145,34 +146,34 @@ void BlockMeans::SumColumns(int64_t block, uint64_t* sums) const {
   for (int64_t left = m_columns; left > 0; left -= m_columnsAtOnce) {
     uint64_t quarters = 0;
     for (int64_t x = 0; x < m_columnsAtOnce && x < left; x++, column += m_bytes) quarters += Quarters(column);
-    uint16_t some[kBytes];
+    uint16_t some[kSums];
     std::memcpy(some, &quarters, sizeof some);
-    for (int64_t i = 0; i < kBytes; i++) sums[i] += some[i];
+    for (int64_t i = 0; i < kSums; i++) sums[i] += some[i];
   }
 }
 
 void BlockMeans::Means(int64_t first, int64_t blocks, uint8_t* means) const {
-  const int64_t values = blocks * kBytes;
+  const int64_t values = blocks * kSums;
   if (m_columns <= kFewColumns && m_lines * m_columns <= kBytesAtOnce) {
-    uint16_t sums[kMostMeans * kBytes];
+    uint16_t sums[kMostMeans * kSums];
     const auto& summers = m_bytes == 3 ? kOfThreeBytes : kOfFourBytes;
     const uint16_t* column = &m_column[static_cast<size_t>(first * m_columns * m_bytes)];
     summers[static_cast<size_t>(m_columns)](column, blocks, sums);
     const auto perPixel = static_cast<float>(m_perPixel);
-    const auto half = static_cast<float>(m_half);
+    const auto half = static_cast<float>(m_halfAndMore);
     for (int64_t i = 0; i < values; i++) {
       means[i] = static_cast<uint8_t>(static_cast<int32_t>(static_cast<float>(sums[i]) * perPixel + half));
     }
     return;
   }
-  for (int64_t i = 0; i < values; i += kBytes) {
-    const int64_t block = first + i / kBytes;
-    uint64_t sums[kBytes] = {};
-    if (!m_carried.empty()) std::copy_n(&m_carried[static_cast<size_t>(block * kBytes)], kBytes, sums);
+  for (int64_t i = 0; i < values; i += kSums) {
+    const int64_t block = first + i / kSums;
+    uint64_t sums[kSums] = {};
+    if (!m_carried.empty()) std::copy_n(&m_carried[static_cast<size_t>(block * kSums)], kSums, sums);
     SumColumns(block, sums);
-    for (int64_t c = 0; c < kBytes; c++) {
+    for (int64_t c = 0; c < kSums; c++) {
       const auto sum = static_cast<double>(static_cast<int64_t>(sums[c]));
-      means[i + c] = static_cast<uint8_t>(static_cast<int32_t>(sum * m_perPixel + m_half));
+      means[i + c] = static_cast<uint8_t>(static_cast<int32_t>(sum * m_perPixel + m_halfAndMore));
     }
   }
 }

@@ -10,14 +10,14 @@
 class BlockMeans {
  public:
   // Blocks of lines x columns pixels (below 2^41), at most `blocks` of them side by side. Takes 2 bytes of memory per
-  // byte of an image line.
+  // byte of a line of them; above 257 lines 32 per block on top.
   BlockMeans(const PixelLayout& pixel, int64_t lines, int64_t columns, int64_t blocks);
 
   // Adds up `blocks` blocks side by side; `topLeft` is the first pixel of the first, `stride` in bytes.
   void Read(const uint8_t* topLeft, int64_t stride, int64_t blocks);
 
-  // Means of as many blocks of those read, from block `first` on: trunc(sum / pixels + 0.5), which lie as the bytes of
-  // pixels do, four to a block. Of three-byte pixels the last of the four means nothing.
+  // Means of `blocks` of the blocks read, kMostMeans at most, from block `first` on: trunc(sum / pixels + 0.5). They
+  // lie as the bytes of a pixel do, four to a block; of three-byte pixels the last of the four means nothing.
   static constexpr int64_t kMostMeans = 256;
   void Means(int64_t first, int64_t blocks, uint8_t* means) const;
 

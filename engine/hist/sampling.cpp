@@ -2,6 +2,7 @@
 #include "engine/hist/sampling.h"
 
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 
 #include "engine/common/convert.h"
@@ -13,6 +14,11 @@ PixelSpan Clip(int64_t from, int64_t to, int64_t size) {
   const auto clamp = [](int64_t v) { return static_cast<int>(std::clamp<int64_t>(v, 0, INT32_MAX)); };
   const PixelSpan span{clamp(from), clamp(std::min(to, size))};
   return span.begin < span.end ? span : PixelSpan{0, 0};
+}
+
+// All fields; what lies behind the last of them nobody sets.
+bool IsSame(const ZEP3_BmpInfo& a, const ZEP3_BmpInfo& b) {
+  return std::memcmp(&a, &b, offsetof(ZEP3_BmpInfo, wPixelFormat) + sizeof a.wPixelFormat) == 0;
 }
 
 } // namespace
@@ -76,12 +82,10 @@ bool CHIST::MakeHistogram(ZEP3_BmpInfo* image, int margin, ZEP3_PARA* para) {
 }
 
 bool CHIST::KeepSamples(const ZEP3_BmpInfo& image) {
-  const bool kept = !m_samples.empty() && m_nSampledTarget == m_nSampleTargetNega &&
-                    std::memcmp(&m_sampledImage, &image, sizeof image) == 0;
-  if (kept) return true;
+  if (!m_samples.empty() && m_nSampledTarget == m_nSampleTargetNega && IsSame(m_sampledImage, image)) return true;
   m_samples.clear();
   m_nSampledTarget = m_nSampleTargetNega;
-  std::memcpy(&m_sampledImage, &image, sizeof image);
+  m_sampledImage = image;
   const AreaSampler sampler(*this, image, m_nSampledTarget);
   if (!sampler.IsReadable()) return false;
   m_samples.reserve(static_cast<size_t>(std::max(0, m_nSampledTarget)) * 6); // pixel by pixel twice the target
