@@ -215,6 +215,41 @@ TEST_F(Program, LargeScansAreReadTwice) {
   EXPECT_EQ(record("out/plain.tif.zep3.json"), record("out/larger.tif.zep3.json"));
 }
 
+// Uncompressed pages go from file to file, the others and those with more to do through libvips: the same picture.
+TEST_F(Program, PlainTiffsComeOutAsOthersDo) {
+  Save(Sample(), "sample.tif");
+  Save(Gray(), "gray.tif");
+  Save(Deep(Sample()), "deep.tif");
+  const int rows = Sample().height();
+  for (const std::string name : {"sample.tif", "gray.tif", "deep.tif"}) {
+    for (const int strip : {1, 7, rows}) {
+      SCOPED_TRACE(testing::Message() << name << ", strips of " << strip);
+      ASSERT_EQ(Run("tiffcp -c none -r " + std::to_string(strip) + " " + name + " scan.tif").status, 0);
+      ASSERT_EQ(Zep3("scan.tif -o plain.tif --overwrite").status, 0);
+      ASSERT_EQ(Zep3("scan.tif -o 'other.tif[compression=lzw]' --overwrite").status, 0);
+      ASSERT_EQ(Zep3("scan.tif -o stripped.tif --strip --overwrite").status, 0);
+      EXPECT_EQ(Difference(Load("plain.tif"), Load("other.tif")), 0);
+      EXPECT_EQ(Difference(Load("plain.tif"), Load("stripped.tif")), 0);
+      EXPECT_GT(Difference(Load("plain.tif"), Load(name)), 0);
+      if (strip > 1)
+        EXPECT_EQ(Run("tiffinfo plain.tif | grep -o 'Rows/Strip: .*'").out,
+                  Run("tiffinfo scan.tif | grep -o 'Rows/Strip: .*'").out);
+    }
+  }
+  // A thumbnail of another depth than its page.
+  for (const auto& [page, thumbnail] : {std::pair{"sample.tif", "deep.tif"}, std::pair{"deep.tif", "sample.tif"}}) {
+    SCOPED_TRACE(page);
+    ASSERT_EQ(Run("tiffcp -c none " + std::string(page) + " " + thumbnail + " two.tif && tiffset -d 1 -s 254 1 two.tif")
+                  .status,
+              0);
+    ASSERT_EQ(Zep3("two.tif -o plain.tif --overwrite").status, 0);
+    ASSERT_EQ(Zep3("two.tif -o 'other.tif[compression=lzw]' --overwrite").status, 0);
+    for (const char* which : {"[page=0]", "[page=1]"}) {
+      EXPECT_EQ(Difference(Load(std::string("plain.tif") + which), Load(std::string("other.tif") + which)), 0) << which;
+    }
+  }
+}
+
 TEST_F(Program, MonochromeNegativesComeOutNeutral) {
   Save(Sample(), "scan.png");
   ASSERT_EQ(Zep3("-k bw-negative scan.png -o neutral.png").status, 0);
@@ -354,8 +389,13 @@ TEST_F(Program, TiffTagsAreKept) {
         changed += tag + " " + value.dump() + " -> " + after[tag].dump() + "; ";
       }
     }
+    std::string added;
+    for (const auto& [tag, value] : after.items()) {
+      if (!before.contains(tag)) added += tag + " ";
+    }
     EXPECT_EQ(lost, "");
     EXPECT_EQ(changed, "");
+    EXPECT_EQ(added, "");
     EXPECT_GT(before.size(), 25u);
   }
   // A pyramid's layers are corrected as the page that they show.

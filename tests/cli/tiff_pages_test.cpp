@@ -158,17 +158,18 @@ TEST_F(TiffPages, PlainPagesAreRewritten) {
         }
         TIFFClose(tiff);
 
-        const auto change = [&](uint8_t* first, int64_t count) {
-          for (int64_t i = 0; i < count * samples; i++) {
+        const auto change = [&](uint8_t* first, int64_t pixels) {
+          for (int64_t i = 0; i < pixels * 3; i++) {
             uint16_t v = first[i];
             if (deep) std::memcpy(&v, first + 2 * i, 2);
             v = static_cast<uint16_t>(deep ? v + 1 : 255 - v);
             deep ? std::memcpy(first + 2 * i, &v, 2) : &(first[i] = static_cast<uint8_t>(v));
           }
         };
-        const auto go = [](double share) { return 0 <= share && share < 1; };
-        ASSERT_TRUE(RewritePlainTiff(Path("source.tif"), 0, Path("result.tif"), change, go));
-        change(lines.data(), kHeight);
+        const auto go = [](double share) { return 0 < share && share <= 1; };
+        const PlainShape shape = {kWidth, kHeight, 3, deep};
+        ASSERT_TRUE(RewritePlainTiff(Path("source.tif"), 0, Path("result.tif"), shape, change, go));
+        change(lines.data(), kWidth * kHeight);
         std::vector<uint8_t> result(lines.size());
         tiff = TIFFOpen(Path("result.tif").c_str(), "r");
         for (uint32_t line = 0; line < kHeight; line++) {
@@ -185,34 +186,37 @@ TEST_F(TiffPages, PlainPagesAreRewritten) {
         EXPECT_EQ(TIFFGetField(tiff, TIFFTAG_FILLORDER, &order), 0) << "a tag more than the source has";
         TIFFClose(tiff);
         const TiffLayout layout = ReadTiffLayouts(Path("result.tif")).front();
-        EXPECT_EQ(layout.rowsPerStrip, ReadTiffLayouts(Path("source.tif")).front().rowsPerStrip);
+        EXPECT_EQ(layout.rowsPerStrip, rows);
         EXPECT_EQ(layout.big, std::strlen(mode) == 3);
-        EXPECT_THROW(RewritePlainTiff(Path("source.tif"), 0, Path("result.tif"), change, [](double) { return false; }),
-                     Failure);
+        const auto stop = [](double) { return false; };
+        EXPECT_THROW(RewritePlainTiff(Path("source.tif"), 0, Path("result.tif"), shape, change, stop), Failure);
       }
     }
   }
 }
 
 TEST_F(TiffPages, WhatIsNotPlainIsNotRewritten) {
-  const auto rewritten = [&](const std::string& name) {
-    return RewritePlainTiff(
-        Path(name), 0, Path("result.tif"), [](uint8_t*, int64_t) {}, [](double) { return true; });
+  const auto rewritten = [&](const PlainShape& shape) {
+    const auto same = [](uint8_t*, int64_t) {};
+    return RewritePlainTiff(Path("source.tif"), 0, Path("result.tif"), shape, same, [](double) { return true; });
   };
   for (const char* options : {"[compression=lzw]", "[tile]", "[compression=jpeg]"}) {
     ASSERT_EQ(Run("vips black " + Path("source.tif") + options + " 64 64 --bands 3").status, 0);
-    EXPECT_FALSE(rewritten("source.tif")) << options;
+    EXPECT_FALSE(rewritten({64, 64, 3, false})) << options;
   }
-  // A strip shorter than its lines, which decoders refuse.
+  // Another picture than the one expected, and a strip shorter than its lines, which decoders refuse.
   Write("source.tif", "wl");
-  EXPECT_TRUE(rewritten("source.tif"));
+  for (const PlainShape& other : {PlainShape{8, 4, 1, true}, {16, 5, 1, true}, {16, 4, 2, true}, {16, 4, 1, false}}) {
+    EXPECT_FALSE(rewritten(other));
+  }
+  EXPECT_TRUE(rewritten({16, 4, 1, true}));
   std::filesystem::remove(Path("result.tif"));
   std::string bytes = Read("source.tif");
   const size_t counts = bytes.find(std::string("\x20\0\x20\0\x20\0\x20\0", 8));
   ASSERT_NE(counts, std::string::npos);
   bytes[counts + 4] = 31;
   File("source.tif", bytes);
-  EXPECT_FALSE(rewritten("source.tif"));
+  EXPECT_FALSE(rewritten({16, 4, 1, true}));
   EXPECT_FALSE(std::filesystem::exists(Path("result.tif")));
 }
 

@@ -99,7 +99,7 @@ vips::VImage BoxMean(const vips::VImage& image, int bands, int64_t side, vips::V
     std::vector<T> means(static_cast<size_t>(width * height * bands));
     struct Work {
       Columns<T, Sum> columns;
-      VipsImage* held;
+      VipsImage* copy; // null: none
     } work = {{int64_t{image.width()} * image.bands(), image.bands(), bands, side, means.data()},
               held != nullptr ? memory.get_image() : nullptr};
     // Called for stripes of full width, in order, while the next are decoded.
@@ -108,7 +108,7 @@ vips::VImage BoxMean(const vips::VImage& image, int bands, int64_t side, vips::V
       for (int y = area->top; y < VIPS_RECT_BOTTOM(area); y++) {
         VipsPel* line = VIPS_REGION_ADDR(region, 0, y);
         with->columns.Add(reinterpret_cast<const T*>(line));
-        if (with->held != nullptr && vips_image_write_line(with->held, y, line) != 0) return -1;
+        if (with->copy != nullptr && vips_image_write_line(with->copy, y, line) != 0) return -1;
       }
       return 0;
     };

@@ -11,6 +11,6 @@
 // `held`, where given, becomes the same image in memory.
 vips::VImage BoxMean(const vips::VImage& image, int bands, int64_t side, vips::VImage* held = nullptr);
 
-// The same of a TIFF page that is stored plainly, by several threads and without libvips'
-// copies in between: twice as fast. A null image when it is stored otherwise.
+// The same of a TIFF page that is stored plainly, by several threads and without libvips' copies in between: twice as
+// fast. A null image when it is stored otherwise.
 vips::VImage BoxMeanOfPlainTiff(const std::string& path, unsigned page, int bands, int64_t side);

@@ -1,12 +1,10 @@
 // A page of a scan through its tables.
 #pragma once
 
-#include <cstdint>
-#include <functional>
-
 #include <vips/vips8>
 
 #include "correction.h"
+#include "plain_tiff.h"
 
 // Chroma that a unit of the proposed saturation adds, as a share. Measured on simulated fading and backlight, whole
 // percents cost faded originals twice as much in colour difference as these, and win backlit ones less than twice.
@@ -25,6 +23,5 @@ vips::VImage ApplyCorrection(const vips::VImage& image, const Correction& correc
 // Whether ApplyCorrection does nothing but send red, green and blue through tables.
 bool IsTablesAlone(const vips::VImage& image, double chroma);
 
-// These tables by themselves: R G B pixels of 8 or 16 bits that lie one behind the other, in place. Of any thread.
-using ChangePixels = std::function<void(uint8_t* first, int64_t pixels)>;
+// These tables by themselves, for R G B pixels of 8 or, if deep, 16 bits. Of any thread.
 ChangePixels PixelsThroughTables(const Correction& correction, bool deep);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <future>
 #include <utility>
 #include <vector>
@@ -53,6 +54,7 @@ class PlainTiffLines : public PlainLines {
         take);
   }
 
+  PlainShape Shape() const { return {m_width, m_height, Bands(), IsDeep()}; }
   const TiffHandle& Handle() const { return m_tiff; }
   const TiffLayout& Layout() const { return m_layout; }
 
@@ -81,23 +83,28 @@ class PlainTiffLines : public PlainLines {
       const int64_t count = std::min({m_layout.rowsPerStrip - inStrip, linesAtATime, end - line});
       const auto size = static_cast<size_t>(count * LineBytes());
       uint8_t* to = room(size);
-      ReadAt(TIFFGetStrileOffset(m_tiff, static_cast<uint32_t>(strip)) + static_cast<uint64_t>(inStrip * LineBytes()),
-             size, to);
+      const uint64_t offset = TIFFGetStrileOffset(m_tiff, static_cast<uint32_t>(strip));
+      if (!ReadAt(offset + static_cast<uint64_t>(inStrip * LineBytes()), size, to)) {
+        m_tiff.Fail("ends before line " + std::to_string(line + count) + " of " + std::to_string(m_height));
+      }
       take(to, count);
       line += count;
     }
   }
 
-  void ReadAt(uint64_t offset, size_t size, uint8_t* to) {
+  // False at the end of the file.
+  bool ReadAt(uint64_t offset, size_t size, uint8_t* to) {
     for (size_t done = 0; done < size;) {
       const ssize_t now = ::pread(TIFFFileno(m_tiff), to + done, size - done, static_cast<off_t>(offset + done));
       if (now < 0 && errno == EINTR) continue;
-      if (now <= 0) m_tiff.Fail(now == 0 ? "ends before its pixels do" : "cannot be read");
+      if (now < 0) m_tiff.Fail(std::string("cannot be read, ") + std::strerror(errno));
+      if (now == 0) return false;
       done += static_cast<size_t>(now);
     }
     if (IsDeep() && TIFFIsByteSwapped(m_tiff)) {
       TIFFSwabArrayOfShort(reinterpret_cast<uint16_t*>(to), static_cast<tmsize_t>(size / 2));
     }
+    return true;
   }
 
   TiffHandle m_tiff;
@@ -108,15 +115,13 @@ class PlainTiffLines : public PlainLines {
 // Decoded bytes that are read while as many are written.
 constexpr int64_t kBatch = 2 << 20;
 
-// Beyond this a classic TIFF's 32-bit offsets may not do.
-constexpr int64_t kClassicBytes = 3'900'000'000;
-
 void WriteStrips(const TiffHandle& to, int64_t firstStrip, int64_t stripBytes, std::vector<uint8_t>& lines) {
   const auto size = static_cast<int64_t>(lines.size());
   for (int64_t done = 0; done < size; done += stripBytes, firstStrip++) {
     const int64_t now = std::min(stripBytes, size - done);
+    errno = 0;
     if (TIFFWriteEncodedStrip(to, static_cast<uint32_t>(firstStrip), lines.data() + done, now) != now) {
-      to.Fail("cannot be written");
+      to.Fail(errno == 0 ? "cannot be written" : std::string("cannot be written, ") + std::strerror(errno));
     }
   }
 }
@@ -129,17 +134,21 @@ std::unique_ptr<PlainLines> PlainLines::Open(const std::string& path, unsigned p
   return lines;
 }
 
-bool RewritePlainTiff(const std::string& source, unsigned page, const std::string& target,
-                      const PlainLines::Take& change, const std::function<bool(double)>& go) {
+bool RewritePlainTiff(const std::string& source, unsigned page, const std::string& target, const PlainShape& shape,
+                      const ChangePixels& change, const std::function<bool(double)>& go) {
   PlainTiffLines from(source, page);
-  const int64_t rows = from.Layout().rowsPerStrip;
+  if (!from.IsPlain() || from.Shape() != shape) return false;
+  if (!from.Layout().big && from.Height() * from.LineBytes() > kLargestClassic) return false;
+  TiffLayout layout = from.Layout();
+  if (layout.rowsPerStrip * from.LineBytes() > kLargestStrip) {
+    layout.rowsPerStrip = static_cast<uint32_t>(std::max<int64_t>(1, kBatch / from.LineBytes()));
+  }
+  const int64_t rows = layout.rowsPerStrip;
   const int64_t stripBytes = rows * from.LineBytes();
-  if (!from.IsPlain() || stripBytes > kPlainStripBytes) return false;
-  if (!from.Layout().big && from.Height() * from.LineBytes() > kClassicBytes) return false;
   {
     const bool bigEndian = TIFFIsBigEndian(from.Handle()) != 0;
-    const TiffHandle to(target, (std::string("w") + (bigEndian ? "b" : "l") + (from.Layout().big ? "8" : "")).c_str());
-    SetLayout(from.Handle(), from.Layout(), to);
+    const TiffHandle to(target, (std::string("w") + (bigEndian ? "b" : "l") + (layout.big ? "8" : "")).c_str());
+    SetLayout(from.Handle(), layout, to);
     uint32_t profileBytes = 0;
     const void* profile = nullptr;
     if (TIFFGetField(from.Handle(), TIFFTAG_ICCPROFILE, &profileBytes, &profile) != 0) {
@@ -150,15 +159,15 @@ bool RewritePlainTiff(const std::string& source, unsigned page, const std::strin
     const auto read = [&](int64_t begin, std::vector<uint8_t>& lines) {
       const int64_t end = std::min(begin + linesAtOnce, from.Height());
       lines.resize(static_cast<size_t>((end - begin) * from.LineBytes()));
-      from.Read(begin, end, lines.data(), change);
+      from.Read(begin, end, lines.data(), [&](uint8_t* first, int64_t count) { change(first, count * shape.width); });
     };
     std::future<void> reading = std::async(std::launch::async, read, 0, std::ref(batches[0]));
-    for (int64_t begin = 0, batch = 0; begin < from.Height(); begin += linesAtOnce, batch = 1 - batch) {
+    for (int64_t begin = 0, batch = 0; begin < from.Height(); batch = 1 - batch) {
       reading.get();
-      if (begin + linesAtOnce < from.Height()) {
-        reading = std::async(std::launch::async, read, begin + linesAtOnce, std::ref(batches[1 - batch]));
-      }
+      const int64_t end = std::min(begin + linesAtOnce, from.Height());
+      if (end < from.Height()) reading = std::async(std::launch::async, read, end, std::ref(batches[1 - batch]));
       WriteStrips(to, begin / rows, stripBytes, batches[batch]);
+      begin = end;
       if (!go(static_cast<double>(begin) / static_cast<double>(from.Height()))) throw Failure("interrupted");
     }
     if (TIFFWriteDirectory(to) == 0) to.Fail("the directory cannot be written");

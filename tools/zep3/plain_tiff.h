@@ -28,10 +28,19 @@ class PlainLines {
   virtual void Read(int64_t begin, int64_t end, const Take& take) = 0;
 };
 
-// Writes page `page` of `source` into the new file `target`: laid out as it is, the lines as `change` leaves them, with
-// the tags that CopyTiffTags carries and the profile. `go` is told the share of the work done and says whether to go
-// on. False, with nothing written, when the page is stored otherwise or in strips beyond `kPlainStripBytes`. Throws
-// Failure.
-constexpr int64_t kPlainStripBytes = 8 << 20;
-bool RewritePlainTiff(const std::string& source, unsigned page, const std::string& target,
-                      const PlainLines::Take& change, const std::function<bool(double)>& go);
+// Pixels that a page is expected to have.
+struct PlainShape {
+  int64_t width, height, bands;
+  bool deep;
+  bool operator==(const PlainShape&) const = default;
+};
+
+// Pixels that lie one behind the other.
+using ChangePixels = std::function<void(uint8_t* first, int64_t pixels)>;
+
+// Writes page `page` of `source` into the new file `target`: laid out as it is (in strips of moderate size), the pixels
+// as `change` leaves them, with the tags that CopyTiffTags carries and the profile. `change` runs on a thread of its
+// own. `go` is told the share of the work done and says whether to go on. False, with nothing written, when the page is
+// stored otherwise or of another shape. Throws Failure.
+bool RewritePlainTiff(const std::string& source, unsigned page, const std::string& target, const PlainShape& shape,
+                      const ChangePixels& change, const std::function<bool(double)>& go);

@@ -30,15 +30,9 @@ bool IsLosslessWebp(const std::string& path) {
 // High enough that another generation is not seen; what the scan was saved with is not recorded in it.
 const std::string kQuality = "95";
 
-// Room for one strip or row of tiles; scans in one strip would otherwise be held whole.
-constexpr uint64_t kStripBytes = 8 << 20;
-
-// Beyond this a classic TIFF's 32-bit offsets may not do.
-constexpr double kClassicBytes = 3.9e9;
-
 Options TiffOptions(const vips::VImage& image, const Scan& scan, int page) {
   Options options;
-  bool big = static_cast<double>(VIPS_IMAGE_SIZEOF_IMAGE(image.get_image())) > kClassicBytes;
+  bool big = VIPS_IMAGE_SIZEOF_IMAGE(image.get_image()) > uint64_t{kLargestClassic};
   if (scan.IsTiff()) {
     const TiffLayout& layout = scan.Layout(page);
     big = big || layout.big;
@@ -73,7 +67,8 @@ Options TiffOptions(const vips::VImage& image, const Scan& scan, int page) {
       options.insert(options.end(), {{"tile", "true"},
                                      {"tile-width", std::to_string(layout.tileWidth)},
                                      {"tile-height", std::to_string(layout.tileHeight)}});
-    } else if (layout.rowsPerStrip > 0 && layout.stripBytes <= kStripBytes) {
+    } else if (layout.rowsPerStrip > 1 && layout.stripBytes <= uint64_t{kLargestStrip}) {
+      // Of strips of one row, libvips 8.14 leaves the last one out.
       options.emplace_back("tile-height", std::to_string(layout.rowsPerStrip));
     }
   }

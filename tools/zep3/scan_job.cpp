@@ -190,15 +190,15 @@ bool RewritePage(const Scan& scan, int page, const vips::VImage& image, const Co
   const bool tiff = save.format->name == "tiff" && scan.IsTiff() && scan.IsPlainFile();
   const bool asIs = save.saver.empty() && !save.strip && correction.encoding.input == correction.encoding.output;
   if (!tiff || !asIs || !IsTablesAlone(image, corrected.chroma)) return false;
-  const ChangePixels change = PixelsThroughTables(correction, corrected.bits == 16);
+  // Of the page itself: a thumbnail, corrected as the page before it, may have another depth.
+  const PlainShape shape = {image.width(), image.height(), image.bands(), image.format() == VIPS_FORMAT_USHORT};
   Progress progress(options.quiet);
-  return RewritePlainTiff(
-      scan.Path(), static_cast<unsigned>(scan.FilePage(page)), path,
-      [&](uint8_t* first, int64_t lines) { change(first, lines * image.width()); },
-      [&](double share) {
-        progress.Show(static_cast<int>(100 * share));
-        return !IsInterrupted();
-      });
+  const auto go = [&](double share) {
+    progress.Show(static_cast<int>(100 * share));
+    return !IsInterrupted();
+  };
+  return RewritePlainTiff(scan.Path(), static_cast<unsigned>(scan.FilePage(page)), path, shape,
+                          PixelsThroughTables(correction, shape.deep), go);
 }
 
 void WritePage(const Scan& scan, int page, const vips::VImage& image, const CorrectedPage& corrected,
@@ -345,6 +345,8 @@ Outcome RunJob(const Job& job, const Options& options) {
     outcome.message = error.path1().string() + ": " + error.code().message();
   } catch (const std::exception& error) {
     outcome.message = error.what();
+    // The scan is named anyway.
+    if (outcome.message.starts_with(job.scan + ": ")) outcome.message.erase(0, job.scan.size() + 2);
   }
   if (IsInterrupted() && outcome.status == Status::kFailed) outcome = {Status::kInterrupted, "interrupted", "", 0};
   outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();

@@ -15,8 +15,8 @@
 // What a fuzzed size may make us or libtiff allocate at once, in bytes.
 constexpr int64_t kLargestAllocation = int64_t{1} << 30;
 
-// Its messages stay with the handle: libtiff's global handlers are shared by all threads and
-// belong to libvips. Warnings are dropped.
+// Messages stay with the handle: libtiff's global handlers are shared by all threads and belong to libvips. Warnings
+// are dropped.
 class TiffHandle {
  public:
   TiffHandle(const std::string& path, const char* mode) : m_path(path) {
@@ -29,7 +29,8 @@ class TiffHandle {
     TIFFOpenOptionsFree(options);
     if (m_tiff == nullptr) Fail("cannot be opened as TIFF");
   }
-  TiffHandle(const std::string& path, unsigned page) : TiffHandle(path, "rm") { // m: a truncated map would raise SIGBUS
+  // m: a truncated map would raise SIGBUS. c: strips as they are stored, a large one not as many small ones.
+  TiffHandle(const std::string& path, unsigned page) : TiffHandle(path, "rmc") {
     if (page != 0 && TIFFSetDirectory(m_tiff, page) == 0) Fail("page " + std::to_string(page + 1) + " cannot be read");
   }
   TiffHandle(const TiffHandle&) = delete;

@@ -5,6 +5,12 @@
 #include <string>
 #include <vector>
 
+// Room for one strip or row of tiles of a result; scans in one strip would otherwise be held whole.
+constexpr int64_t kLargestStrip = 8 << 20;
+
+// Bytes of pixels beyond which a classic TIFF's 32-bit offsets may not do.
+constexpr int64_t kLargestClassic = 3'900'000'000;
+
 // How one page (directory) of a TIFF file is laid out, as far as the result shall look alike.
 struct TiffLayout {
   uint16_t compression = 1; // COMPRESSION_... of tiff.h
