@@ -30,7 +30,7 @@ class BlockMeans {
   int64_t m_linesAtOnce;
   int64_t m_columnsAtOnce;
   double m_perPixel;               // 1 / pixels
-  double m_halfAndMore; // 0.5 and a quarter of m_perPixel
+  double m_halfAndMore;            // 0.5 and a quarter of m_perPixel
   std::vector<uint16_t> m_column;  // by byte column: sums of the lines read last
   std::vector<uint64_t> m_carried; // blocks of more than 257 lines: by block, sums of the lines before those
 };
