@@ -303,7 +303,7 @@ def arguments() -> argparse.Namespace:
 
 def bench(args: argparse.Namespace, zep3: str) -> Table:
     """All parts in the current folder."""
-    large, middle, count, few = (10000, 5000, 20, 4) if args.quick else (30000, 10000, 200, 16)
+    large, middle, count, few = (10000, 5000, 20, 4) if args.quick else (30000, 10000, 200, 32)
     parts = {"memory": (2 * 3 * large ** 2, lambda: memory(table, zep3, large)),      # bytes of the largest moment
              "time": (2 * 6 * middle ** 2, lambda: times(table, zep3, middle, args.pairs)),
              "photo": (2 * 12 * MB * few, lambda: photos(table, zep3, few, args.pairs)),

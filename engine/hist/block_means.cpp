@@ -15,7 +15,7 @@ constexpr int64_t kSums = 4;
 
 // ---- lines ----
 
-// As many lines are read in step: fewer passes over the sums, and no more streams than processors fetch ahead.
+// Lines that are read in step: many, for fewer passes over the sums, but no more streams than processors fetch ahead.
 constexpr size_t kLinesInStep = 16;
 
 using AddLines = void (*)(const uint8_t* first, int64_t stride, int64_t bytes, uint16_t* sums);
@@ -31,8 +31,8 @@ inline uint16_t Pair(const uint8_t* bytes) {
 
 // Adds one line for each kLine to the sums, or starts the sums with them: two columns at a time, as numbers of 16 bits.
 // The sum of the high bytes tells how much of the sum of the numbers is theirs, the rest is the low bytes'; so no byte
-// has to be widened. Compilers turn the loop into vectors; that the sums lie elsewhere they must be told, for of so
-// many lines none asks.
+// has to be widened. Compilers make vectors of the loop, if __restrict tells them that the sums overlap none of the
+// lines: so many they do not check at run time.
 template <bool kStart, int... kLine>
 void AddLinesInStep(const uint8_t* first, int64_t stride, int64_t bytes, uint16_t* __restrict sums) {
   for (int64_t i = 0; i < bytes / 2; i++) {

@@ -55,9 +55,11 @@ bool CHIST::CalcHistAverage(ZEP3_PARA para) {
   if (m_nPixelCount == 0) return false;
   const LevelBounds bounds = BoundsOf(*this, DocType(para));
   if (!bounds.known || DocType(para) == ZEP3_DOC_NEGATIVE_BW) return true;
+  double lightOf[256];
+  for (int v = 0; v < 256; v++) lightOf[v] = 255.0 * Light(v);
   for (int c = 0; c < 3; c++) {
     double light = 0.0;
-    for (int v = bounds.low[c]; v <= bounds.high; v++) light += 255.0 * Light(v) * m_nHist[c][v];
+    for (int v = bounds.low[c]; v <= bounds.high; v++) light += lightOf[v] * m_nHist[c][v];
     // Over all samples, also those outside the bounds: they pull the mean toward 0 on purpose.
     light = light / m_nPixelCount;
     m_pdHistAve[c] = 255.0 * std::pow(light / 255.0, kInverseGamma);

@@ -44,7 +44,7 @@ double Belief(double red, double blue, const WhiteTrust& trust) {
 }
 
 struct Exposures {
-  double at[3][256];
+  double at[3][256]; // where there are samples
   double white; // of the densest channel's whites
   double black; // of its blacks
   double mean;  // over all samples and channels, relative to white; the usual one without samples
@@ -60,6 +60,7 @@ Exposures ExposuresOf(const Film& film, const uint32_t (&histogram)[3][256]) {
     white[c] = film.ExposureAt(c, film.ends.dense[c]);
     black[c] = film.ExposureAt(c, film.ends.black[c]);
     for (int i = 0; i < 256; i++) {
+      if (histogram[c][i] == 0) continue;
       x.at[c][i] = film.ExposureAt(c, LogLevel(i));
       sum += histogram[c][i] * x.at[c][i];
       samples += histogram[c][i];
