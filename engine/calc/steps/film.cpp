@@ -45,9 +45,9 @@ double Belief(double red, double blue, const WhiteTrust& trust) {
 
 struct Exposures {
   double at[3][256]; // where there are samples
-  double white; // of the densest channel's whites
-  double black; // of its blacks
-  double mean;  // over all samples and channels, relative to white; the usual one without samples
+  double white;      // of the densest channel's whites
+  double black;      // of its blacks
+  double mean;       // over all samples and channels, relative to white; the usual one without samples
 };
 
 Exposures ExposuresOf(const Film& film, const uint32_t (&histogram)[3][256]) {
