@@ -41,8 +41,8 @@ struct Ours {
   }
 };
 
-void AddPeer(const std::string& peer, void (Ours::*ours)(), const std::string& what,
-             std::function<Work(std::shared_ptr<Ours>)> make) {
+[[maybe_unused]] void AddPeer(const std::string& peer, void (Ours::*ours)(), const std::string& what,
+                              std::function<Work(std::shared_ptr<Ours>)> make) {
   for (const auto& [name, size] : {std::pair{"12 MP", kTwelveMegapixels}, std::pair{"100 MP", kHundredMegapixels}}) {
     const Size sides = size;
     AddRow(what + ", " + name, peer, "zep3", {}, [=] {
