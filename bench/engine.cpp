@@ -111,6 +111,13 @@ struct Bench {
   bool Analyse() { return ZEP3(&scan.bmp, &record.para, matrix) == 1; }
 };
 
+// MakeHistogram beside a loop that counts into bench->histograms.
+Sides BesideLoop(const std::shared_ptr<Bench>& bench, const Work& loop) {
+  loop();
+  const bool equal = bench->MakeHistogram(0) && bench->histograms == bench->hist;
+  return {loop, [=] { bench->MakeHistogram(0); }, equal ? "" : "histograms differ"};
+}
+
 void AddBlockMeans() {
   struct Case {
     const char* name;
@@ -149,10 +156,8 @@ void AddBlockMeans() {
     });
     AddRow(work, "MakeHistogram", "block by block", {Goal::kRatio, 0.2}, [=] {
       auto bench = std::make_shared<Bench>(c.size, kPhoto);
-      const auto naive = [=] { CountBlocks(bench->scan.bmp, bench->hist.m_nSampleTargetPosi, bench->histograms); };
-      naive();
-      const bool equal = bench->MakeHistogram(0) && bench->histograms == bench->hist;
-      return Sides{naive, [=] { bench->MakeHistogram(0); }, equal ? "" : "histograms differ"};
+      return BesideLoop(bench,
+                        [=] { CountBlocks(bench->scan.bmp, bench->hist.m_nSampleTargetPosi, bench->histograms); });
     });
   }
 }
@@ -160,10 +165,7 @@ void AddBlockMeans() {
 void AddEveryPixel() {
   AddRow("every pixel, 59,780", "MakeHistogram", "plain loop, four tables", {Goal::kRatio, 1.0}, [] {
     auto bench = std::make_shared<Bench>(kEveryPixel, kPhoto);
-    const auto plain = [=] { CountPixels(bench->scan.bmp, bench->histograms); };
-    plain();
-    const bool equal = bench->MakeHistogram(0) && bench->histograms == bench->hist;
-    return Sides{plain, [=] { bench->MakeHistogram(0); }, equal ? "" : "histograms differ"};
+    return BesideLoop(bench, [=] { CountPixels(bench->scan.bmp, bench->histograms); });
   });
 }
 

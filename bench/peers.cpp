@@ -1,7 +1,9 @@
 #include "peers.h"
 
-#include <cstring>
+#include <functional>
 #include <memory>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "engine/zep3.h"

@@ -1,4 +1,4 @@
-// Images and records to measure with.
+// Images to measure with, and the limits of any work on them.
 #pragma once
 
 #include <cstdint>
@@ -34,8 +34,6 @@ class Scan {
   std::unique_ptr<void, Free> m_memory;
 };
 
-inline double kIdentityMatrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-
-// The limits of any work on an image: every byte read once, and every byte read and written in place.
+// Every byte read once, and every byte read and written in place.
 void ReadOnce(const Scan& scan);
 void ModifyInPlace(const Scan& scan);

@@ -39,10 +39,6 @@ class PlainTiffLines : public PlainLines {
   int64_t Bands() const override { return m_layout.samplesPerPixel; }
   bool IsDeep() const override { return m_layout.bitsPerSample == 16; }
 
-  void Read(int64_t begin, int64_t end, uint8_t* lines, const Take& take) override {
-    ReadPieces(
-        begin, end, [&](size_t size) { return std::exchange(lines, lines + size); }, take);
-  }
   void Read(int64_t begin, int64_t end, const Take& take) override {
     std::vector<uint8_t> piece;
     ReadPieces(
@@ -52,6 +48,11 @@ class PlainTiffLines : public PlainLines {
           return piece.data();
         },
         take);
+  }
+  // The same with room for all lines, in which `take` leaves them.
+  void ReadInto(uint8_t* lines, int64_t begin, int64_t end, const Take& take) {
+    ReadPieces(
+        begin, end, [&](size_t size) { return std::exchange(lines, lines + size); }, take);
   }
 
   PlainShape Shape() const { return {m_width, m_height, Bands(), IsDeep()}; }
@@ -159,7 +160,8 @@ bool RewritePlainTiff(const std::string& source, unsigned page, const std::strin
     const auto read = [&](int64_t begin, std::vector<uint8_t>& lines) {
       const int64_t end = std::min(begin + linesAtOnce, from.Height());
       lines.resize(static_cast<size_t>((end - begin) * from.LineBytes()));
-      from.Read(begin, end, lines.data(), [&](uint8_t* first, int64_t count) { change(first, count * shape.width); });
+      from.ReadInto(lines.data(), begin, end,
+                    [&](uint8_t* first, int64_t count) { change(first, count * shape.width); });
     };
     std::future<void> reading = std::async(std::launch::async, read, 0, std::ref(batches[0]));
     for (int64_t begin = 0, batch = 0; begin < from.Height(); batch = 1 - batch) {

@@ -20,11 +20,9 @@ class PlainLines {
   virtual bool IsDeep() const = 0;
   int64_t LineBytes() const { return Samples() * (IsDeep() ? 2 : 1); }
 
-  // The lines from `begin` to before `end` to `lines`. Pieces of them are shown to `take` while they are in the
-  // processor's cache: in order, `count` lines one behind the other, which it may change. Throws Failure for damage.
+  // Shows the lines from `begin` to before `end` to `take`, in pieces that stay in the processor's cache: in order,
+  // `count` lines one behind the other, which it may change. Throws Failure for damage.
   using Take = std::function<void(uint8_t* first, int64_t count)>;
-  virtual void Read(int64_t begin, int64_t end, uint8_t* lines, const Take& take) = 0;
-  // The same without keeping them.
   virtual void Read(int64_t begin, int64_t end, const Take& take) = 0;
 };
 
