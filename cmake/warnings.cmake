@@ -7,3 +7,10 @@ function(zep3_warnings target)
       -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wdouble-promotion $<$<BOOL:${ZEP3_WERROR}>:-Werror>)
   endif()
 endfunction()
+
+# Without those of conversions, which tests are full of.
+function(zep3_test_warnings target)
+  if(NOT MSVC)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wshadow $<$<BOOL:${ZEP3_WERROR}>:-Werror>)
+  endif()
+endfunction()

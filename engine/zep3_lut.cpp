@@ -6,23 +6,12 @@
 #include "engine/lut/sampler.h"
 #include "engine/zep3.h"
 
-namespace {
-
-// The record's finished curves, to be read at any level. Null when the record gives none.
-std::unique_ptr<CurveSampler> FinishedCurves(ZEP3_PARA* para, const double* pdColorMatrix) {
-  const auto lut = std::make_unique<CLUT>(para);
-  if (!lut->MakeLUT(para, pdColorMatrix, false)) return nullptr;
-  return std::make_unique<CurveSampler>(*lut, *para);
-}
-
-} // namespace
-
 int MakeZEP3LUT(ZEP3_PARA* para, uint8_t* table) { return MakeZEP3LUTEx(para, nullptr, table); }
 
 int MakeZEP3LUTEx(ZEP3_PARA* para, double* pdColorMatrix, uint8_t* table) try {
   if (para == nullptr || table == nullptr) return 0;
   const auto lut = std::make_unique<CLUT>(para);
-  if (!lut->MakeLUT(para, pdColorMatrix, true)) return 0;
+  lut->MakeLUT(para, pdColorMatrix, true);
   for (const auto& curve : lut->m_dCurve) {
     for (const double y : curve) *table++ = static_cast<uint8_t>(CLUT::UCRound(y));
   }
@@ -33,8 +22,7 @@ int MakeZEP3LUTEx(ZEP3_PARA* para, double* pdColorMatrix, uint8_t* table) try {
 
 int MakeZEP3LUT16(ZEP3_PARA* para, const double* pdColorMatrix, uint16_t* table) try {
   if (para == nullptr || table == nullptr) return 0;
-  const auto sampler = FinishedCurves(para, pdColorMatrix);
-  if (sampler == nullptr) return 0;
+  const auto sampler = std::make_unique<CurveSampler>(para, pdColorMatrix);
   for (int c = 0; c < 3; c++) {
     for (int i = 0; i < 65536; i++) {
       *table++ = static_cast<uint16_t>(std::clamp(CLUT::UCRound(257.0 * sampler->At(c, i / 257.0)), 0, 65535));
@@ -48,8 +36,7 @@ int MakeZEP3LUT16(ZEP3_PARA* para, const double* pdColorMatrix, uint16_t* table)
 int MakeZEP3LUTAt(ZEP3_PARA* para, const double* pdColorMatrix, const double* levels, int64_t count,
                   double* display) try {
   if (para == nullptr || levels == nullptr || display == nullptr || count < 0) return 0;
-  const auto sampler = FinishedCurves(para, pdColorMatrix);
-  if (sampler == nullptr) return 0;
+  const auto sampler = std::make_unique<CurveSampler>(para, pdColorMatrix);
   for (int c = 0; c < 3; c++) {
     for (int64_t i = 0; i < count; i++) *display++ = sampler->At(c, std::clamp(levels[i], 0.0, 255.0));
   }

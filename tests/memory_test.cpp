@@ -1,19 +1,24 @@
-// What an analysis takes of the heap: nothing of the image's size.
+// What the calls take of the heap: nothing of the image's size; and what they do when there is none left.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <functional>
 #include <new>
+#include <vector>
 
 #include "support.h"
 
 namespace {
 size_t g_taken = 0;
 size_t g_most = 0;
+int g_left = -1;             // requests that are still met; below 0: all
 constexpr size_t kHead = 16; // before each block its size, and the alignment kept
 } // namespace
 
 void* operator new(size_t size) {
+  if (g_left == 0) throw std::bad_alloc();
+  if (g_left > 0) g_left--;
   auto* head = static_cast<size_t*>(std::malloc(size + kHead));
   if (head == nullptr) throw std::bad_alloc();
   *head = size;
@@ -52,6 +57,69 @@ TEST(Memory, OfAnAnalysisGrowsWithTheWidthAlone) {
       EXPECT_LE(narrow, size_t{8} * 2000 + 120'000); // with the objects and the samples of a negative
       EXPECT_LE(MostOf(9000, 300, format, type), narrow + 8 * 7000);
       EXPECT_LE(MostOf(2000, 1300, format, type), narrow + 64);
+    }
+  }
+}
+
+// The first request fails, the second, and so on, until there are enough. Whatever is missing, a call answers 0, and
+// has given back what it had.
+TEST(Memory, WithoutItCallsFailAndKeepWhatTheyShould) {
+  Image image(300, 200);
+  image.Fill([](int x, int y, int c) { return 40 + c * 20 + (x + y) % 100; });
+  double matrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+  double out[9], display[3];
+  int64_t pick[3] = {120, 110, 100};
+  const int64_t wanted[3] = {130, 110, 100};
+  const double level = 100;
+  std::vector<uint8_t> table(768);
+  std::vector<uint16_t> deep(3 * 65536);
+  struct Row {
+    const char* name;
+    int least; // requests
+    std::function<int(Record&)> call;
+  };
+  const Row rows[] = {
+      {"ZEP3", 10, [&](Record& r) { return ZEP3(&image.bmp, &r.para, matrix); }},
+      {"MakeZEP3LUT", 1, [&](Record& r) { return MakeZEP3LUT(&r.para, table.data()); }},
+      {"MakeZEP3LUTEx", 1, [&](Record& r) { return MakeZEP3LUTEx(&r.para, matrix, table.data()); }},
+      {"MakeZEP3LUT16", 1, [&](Record& r) { return MakeZEP3LUT16(&r.para, matrix, deep.data()); }},
+      {"MakeZEP3LUTAt", 1, [&](Record& r) { return MakeZEP3LUTAt(&r.para, matrix, &level, 1, display); }},
+      {"ApplyZEP3LUT", 0, [&](Record&) { return ApplyZEP3LUT(&image.bmp, table.data()); }},
+      {"ColorMatrixConv", 1, [&](Record& r) { return ColorMatrixConv(&r.para, matrix, out); }},
+      {"GetGrayBalance", 0,
+       [&](Record& r) {
+         return GetGrayBalance(&r.para, {120, 110, 100, 50});
+       }},
+      {"GetGamma", 0, [&](Record& r) { return GetGamma(pick, &r.para); }},
+      {"AdjustSpecifiedColor", 2,
+       [&](Record& r) { return AdjustSpecifiedColor(&r.para, pick, wanted, matrix, nullptr); }},
+  };
+  for (const Row& row : rows) {
+    for (int enough = 0;; enough++) {
+      SCOPED_TRACE(testing::Message() << row.name << " with " << enough << " requests met");
+      Record r(ZEP3_DOC_NEGATIVE);
+      r.SetPoints({54157, 11813, 53721, 4630, 150});
+      r.para.lAgainstLight = 8;
+      const Record::Bytes before = r.AllBytes();
+      const std::vector<uint8_t> tableBefore = table;
+      const size_t taken = g_taken;
+      g_left = enough;
+      const int answer = row.call(r);
+      const bool refused = g_left == 0 && answer == 0;
+      g_left = -1;
+      ASSERT_EQ(g_taken, taken);
+      if (!refused) {
+        EXPECT_EQ(answer, 1);
+        EXPECT_GE(enough, row.least);
+        break;
+      }
+      if (row.least == 10) {
+        EXPECT_EQ(r.para.lLevelFlag, 0);
+        EXPECT_EQ(r.outMaster.wPointNum, 2);
+      } else {
+        EXPECT_EQ(r.AllBytes(), before);
+        EXPECT_EQ(table, tableBefore);
+      }
     }
   }
 }

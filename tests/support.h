@@ -30,6 +30,12 @@ struct Record {
   void SetPoints(const ZEP3_POINTS& points) {
     for (ZEP3_POINTS& p : para.ic.ch) p = points;
   }
+  using Bytes = std::array<uint8_t, sizeof(ZEP3_PARA)>;
+  Bytes AllBytes() const {
+    Bytes all;
+    std::memcpy(all.data(), &para, sizeof para);
+    return all;
+  }
   std::array<int64_t, 15> Points() const {
     std::array<int64_t, 15> all;
     std::memcpy(all.data(), para.ic.ch, sizeof para.ic.ch);
@@ -59,18 +65,30 @@ struct Image {
 
   void SetArea(LPOINT left, LPOINT top, LPOINT right, LPOINT bottom) { bmp.area = {left, top, right, bottom}; }
 
+  // The last line in memory becomes the first of the image.
+  void TurnUpsideDown() {
+    bmp.pBits += int64_t{stride} * (height - 1);
+    bmp.lBytesPerLine = -stride;
+  }
+
+  uint8_t& Level(int x, int y, int c) { return bmp.pBits[Offset(x, y, c)]; }
+  uint8_t Level(int x, int y, int c) const { return bmp.pBits[Offset(x, y, c)]; }
+
   // color(x, y, channel) -> level
   template <class Color>
   void Fill(Color color) {
-    const int order[3][3] = {{0, 1, 2}, {2, 1, 0}, {1, 2, 3}};
-    const int* offset = order[bmp.wPixelFormat == 0 ? 0 : bmp.wPixelFormat == 2 ? 2 : 1];
     for (int y = 0; y < height; y++) {
       for (int x = 0; x < width; x++) {
-        for (int c = 0; c < 3; c++) {
-          pixels[static_cast<size_t>(y * stride + x * bytes + offset[c])] = static_cast<uint8_t>(color(x, y, c));
-        }
+        for (int c = 0; c < 3; c++) Level(x, y, c) = static_cast<uint8_t>(color(x, y, c));
       }
     }
+  }
+
+ private:
+  int64_t Offset(int x, int y, int c) const {
+    constexpr int kOrder[3][3] = {{0, 1, 2}, {2, 1, 0}, {1, 2, 3}};
+    const int format = bmp.wPixelFormat == ZEP3_PIXEL_RGB ? 0 : bmp.wPixelFormat == ZEP3_PIXEL_XRGB ? 2 : 1;
+    return y * bmp.lBytesPerLine + x * bytes + kOrder[format][c];
   }
 };
 

@@ -3,11 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <climits>
-#include <limits>
-#include <random>
-
 #include "engine/calc/czep.h"
 #include "engine/hist/chist.h"
 #include "support.h"
@@ -189,108 +184,6 @@ TEST(Calls, NullsGiveZeroAndWriteNothing) {
     (master ? broken.para.pOutMasterTone : broken.para.pOutRGBTone) = nullptr;
     EXPECT_EQ(ZEP3(&image.bmp, &broken.para, nullptr), 0);
     EXPECT_EQ(broken.para.lLevelFlag, 5);
-  }
-}
-
-// Records with every field drawn from its extremes run through every call; the sanitizers look on. What comes out is in
-// 32 bits, all table bytes are written, and a second run gives the same.
-// Areas, sizes and strides of every kind on a buffer of exactly the bytes that its fields promise; the sanitizers look
-// on.
-TEST(Calls, HostileImagesAreDefined) {
-  const int64_t edges[] = {0,         1,         5,          20,          39,         40,        41,        -1,
-                           INT32_MAX, INT32_MIN, 2147483698, -2147483699, 4294967296, INT64_MAX, INT64_MIN, 100};
-  std::mt19937 random(4);
-  const auto draw = [&] { return edges[random() % std::size(edges)]; };
-  double matrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-  int served = 0;
-  for (int n = 0; n < 20000; n++) {
-    Image image(40 - n % 2 * 39, 1 + n % 50, n % 3, n % 4);
-    Record r(n % 5, n % 6);
-    // The buffer is the caller's promise: sizes only shrink.
-    if (n % 8 == 0) image.bmp.lWidth = std::min(image.bmp.lWidth, draw());
-    if (n % 8 == 1) image.bmp.lHeight = std::min(image.bmp.lHeight, draw());
-    if (n % 16 == 2) image.bmp.lBytesPerLine = std::clamp<int64_t>(draw(), 0, image.stride);
-    if (n % 2 == 0) {
-      const int64_t left = draw(), top = draw(), right = draw(), bottom = draw();
-      image.SetArea({left, top}, {left, top}, {right, bottom}, {right, bottom});
-      if (n % 4 == 0) image.SetArea({left, draw()}, {draw(), top}, {right, draw()}, {draw(), bottom});
-    }
-    served += ZEP3(&image.bmp, &r.para, matrix);
-  }
-  EXPECT_GT(served, 1000);
-  // Left and right that pass each other in the low 32 bits.
-  Image image(100, 100);
-  image.SetArea({-2147483699, 0}, {-2147483699, 0}, {2147483698, 100}, {2147483698, 100});
-  Record r;
-  EXPECT_EQ(ZEP3(&image.bmp, &r.para, nullptr), 0);
-}
-
-TEST(Calls, HostileRecordsAreDefined) {
-  const int64_t extremes[] = {0,     -1,        1,         4,         22,        255,   257,  65535,
-                              65536, INT32_MAX, INT32_MIN, INT64_MAX, INT64_MIN, 62965, 2570, 100};
-  const double doubles[] = {
-      0, 1, -1, 1e300, 1e-300, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()};
-  Image image(70, 60);
-  FillPicture(image);
-  for (unsigned seed = 0; seed < 3000; seed++) {
-    std::mt19937 random;
-    const auto below = [&](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };
-    const auto draw = [&] { return extremes[below(16)]; };
-    const auto fill = [&](Record& r) {
-      random.seed(seed);
-      r.para.wDocType = static_cast<uint16_t>(below(6) - 1);
-      r.para.wSubMode = static_cast<uint16_t>(below(6));
-      r.para.wDocOption = static_cast<uint16_t>(below(3));
-      if (below(256) < 100) r.para.lScreenGamma = draw();
-      r.para.lCorrectLevel = draw();
-      r.para.lAgainstLight = draw();
-      r.para.ic.wHlCurveType = static_cast<uint16_t>(below(8));
-      r.para.ic.wSdCurveType = static_cast<uint16_t>(below(9));
-      for (ZEP3_POINTS& p : r.para.ic.ch) p = {draw(), draw(), draw(), draw(), draw()};
-      for (int k = 0; k < 5; k++) (&r.para.ic.lBrightness)[k] = draw();
-      for (ZEP3_TONE* tone : {&r.master, &r.rgb[0], &r.rgb[1], &r.rgb[2]}) {
-        if (below(256) < 128) continue;
-        tone->wPointNum = static_cast<int16_t>(draw());
-        for (LPOINT& point : tone->ptCtrl) point = {draw(), draw()};
-      }
-    };
-    random.seed(~seed);
-    double matrix[9];
-    for (double& m : matrix) m = doubles[below(7)];
-    const bool analyse = below(2) == 0;
-
-    std::array<uint8_t, 768> tables[2];
-    for (auto& table : tables) {
-      Record r;
-      fill(r);
-      if (analyse && ZEP3(&image.bmp, &r.para, matrix) == 1) {
-        for (const ZEP3_POINTS& p : r.para.ic.ch) {
-          for (const int64_t level : {p.lHlIn, p.lSdIn, p.lHlOut, p.lSdOut}) {
-            ASSERT_EQ(level, static_cast<int32_t>(level)) << seed;
-          }
-        }
-      }
-      const int64_t intensity = draw();
-      GetGrayBalance(&r.para, {draw(), draw(), draw(), intensity});
-      int64_t pick[3] = {draw(), draw(), draw()};
-      GetGamma(pick, &r.para);
-      const int64_t target[3] = {draw(), draw(), draw()};
-      // Refused with nothing written, or equal colours, or points in order on the scale.
-      const ZEP3_PARA before = r.para;
-      const bool adjusted = AdjustSpecifiedColor(&r.para, pick, target, matrix, matrix) == 1;
-      if (adjusted && std::memcmp(&r.para, &before, sizeof before) != 0) {
-        for (const ZEP3_POINTS& p : r.para.ic.ch) {
-          ASSERT_TRUE(0 <= p.lSdIn && p.lSdIn < p.lHlIn && p.lHlIn <= 65535 && p.lSdOut < p.lHlOut) << seed;
-        }
-      } else {
-        ASSERT_EQ(std::memcmp(&r.para, &before, sizeof before), 0) << seed;
-      }
-      table.fill(static_cast<uint8_t>(&table - tables));
-      ASSERT_EQ(MakeZEP3LUTEx(&r.para, matrix, table.data()), 1);
-      double converted[9];
-      ASSERT_EQ(ColorMatrixConv(&r.para, matrix, converted), 1);
-    }
-    ASSERT_EQ(tables[0], tables[1]) << seed;
   }
 }
 

@@ -85,7 +85,7 @@ bool CGRYBLNCE::MovePoints(ZEP3_PARA* para, const int64_t* source, const int64_t
   CLUT::MakeToneCurvLUT(&para->ic, tables->master, tables->rgb);
   ZEP3_PARA copy = *para; // the build writes into its record
   const auto lut = std::make_unique<CLUT>(&copy);
-  if (!lut->MakeLUT(&copy, negaCoef, false)) return false;
+  lut->MakeLUT(&copy, negaCoef, false);
   std::memcpy(tables->curve, lut->m_dCurve, sizeof tables->curve);
 
   const auto toScan = [&](const int64_t(&color)[3], double(&level)[3]) {

@@ -27,6 +27,8 @@ AreaSampler::AreaSampler(const CHIST& hist, const ZEP3_BmpInfo& image, int targe
     : m_hist(hist), m_image(image), m_pixel(LayoutOf(image)) {
   m_columns = Clip(image.area.ptLeft.x, image.area.ptRight.x, image.lWidth);
   m_lines = Clip(image.area.ptTop.y, image.area.ptBottom.y, image.lHeight);
+  // Lines without columns are not walked: there can be two thousand million.
+  if (m_columns.begin == m_columns.end) m_lines = {0, 0};
   if (!IsReadable()) return;
 
   const int64_t pixels = hist.InnerCount(m_columns, m_lines);

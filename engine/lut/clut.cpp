@@ -29,7 +29,8 @@ bool CLUT::MakeLUT(ZEP3_PARA* para, const double* coef, bool withTone) {
   FillUnsetChannels(*para);
   CalcParamAB(para);
   RunBaseCurve(IsNegative(*para), kLevelFloor);
-  if (!CalcHlCurve(para) || !CalcSdCurve(para)) return false;
+  CalcHlCurve(para);
+  CalcSdCurve(para);
 
   const double exponent = DisplayExponent(*para);
   for (auto& curve : m_dCurve) ToDisplayLevels(curve, exponent);
@@ -43,5 +44,9 @@ bool CLUT::MakeLUT(ZEP3_PARA* para, const double* coef, bool withTone) {
 bool CLUT::MakeLUTForAgainstLight(ZEP3_PARA* para) {
   CalcParamAB(para);
   RunBaseCurve(IsNegative(*para), 0.0);
-  return !IsNegative(*para) || (CalcHlCurve(para) && CalcSdCurve(para));
+  if (IsNegative(*para)) {
+    CalcHlCurve(para);
+    CalcSdCurve(para);
+  }
+  return true;
 }

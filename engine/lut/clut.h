@@ -26,10 +26,10 @@ class CLUT {
 
   // Builds m_dCurve: display level 0..255 by linear level. coef: 3x3 colour matrix or null, of which the diagonal
   // counts, for colour negatives. withTone: apply the record's user curves. Writes defaults of unset channels and
-  // resolved curve types into the record and clears its lSaturation. True when complete.
+  // resolved curve types into the record and clears its lSaturation. Always true.
   bool MakeLUT(ZEP3_PARA* para, const double* coef, bool withTone);
   // The bare base curve on linear levels; for negatives with highlight and shadow shaping, which resolves automatic
-  // curve types in the record.
+  // curve types in the record. Always true.
   bool MakeLUTForAgainstLight(ZEP3_PARA* para);
   // Rounds half away from zero.
   static int32_t UCRound(double v) { return ToInt32(v + (v > 0.0 ? 0.5 : -0.5)); }

@@ -3,14 +3,20 @@
 #include "engine/common/record.h"
 #include "engine/common/scale.h"
 
-CurveSampler::CurveSampler(const CLUT& lut, const ZEP3_PARA& para)
-    : m_lut(lut), m_negative(IsNegative(para)), m_displayExponent(DisplayExponent(para)) {
+CurveSampler::CurveSampler(ZEP3_PARA* para, const double* coef)
+    : m_lut(para), m_negative(IsNegative(*para)), m_displayExponent(DisplayExponent(*para)) {
+  m_lut.MakeLUT(para, coef, false);
   for (int c = 0; c < 3; c++) {
-    m_base[c] = lut.BaseCurveOf(c);
-    m_hl[c] = lut.HlShapeOf(para, c);
-    m_sd[c] = lut.SdShapeOf(para, c);
+    m_base[c] = m_lut.BaseCurveOf(c);
+    m_hl[c] = m_lut.HlShapeOf(*para, c);
+    m_sd[c] = m_lut.SdShapeOf(*para, c);
   }
-  CLUT::MakeToneCurvLUT(&para.ic, m_master, m_rgb);
+  const ZEP3_IC& ic = para->ic;
+  CLUT::MakeToneCurvLUT(&ic, m_master, m_rgb);
+  // The identity would hold within its ends what a display gamma below 0 throws beyond them.
+  const auto isCurve = [](const ZEP3_TONE* tone) { return tone != nullptr && tone->wPointNum > 0; };
+  m_hasMaster = isCurve(ic.pMasterTone);
+  for (int c = 0; c < 3; c++) m_hasRgb[c] = ic.pRGBTone != nullptr && isCurve(&ic.pRGBTone[c]);
 }
 
 double CurveSampler::At(int c, double level) const {
@@ -18,5 +24,7 @@ double CurveSampler::At(int c, double level) const {
   const double x = m_lut.InputOf(level, c, m_negative);
   double y = m_base[c].At(m_lut.BaseInputOf(level, c, m_negative, kLevelFloor));
   y = m_sd[c].At(x, m_hl[c].At(x, y));
-  return CLUT::MapThrough(m_master, CLUT::MapThrough(m_rgb + 256 * c, DisplayLevel(y, m_displayExponent)));
+  double display = DisplayLevel(y, m_displayExponent);
+  if (m_hasRgb[c]) display = CLUT::MapThrough(m_rgb + 256 * c, display);
+  return m_hasMaster ? CLUT::MapThrough(m_master, display) : display;
 }

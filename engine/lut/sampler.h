@@ -7,8 +7,8 @@
 
 class CurveSampler {
  public:
-  // `lut` after MakeLUT with this record, of which a copy is kept. The record's user curves apply.
-  CurveSampler(const CLUT& lut, const ZEP3_PARA& para);
+  // Builds the curves of a record, which MakeLUT completes, with its user curves. coef: as for MakeLUT.
+  CurveSampler(ZEP3_PARA* para, const double* coef);
 
   // The display level 0..255 of a linear level 0..255. At whole levels it is what MakeLUT leaves in m_dCurve; below 0.1
   // originals that are not negatives are as at level 0.
@@ -23,4 +23,6 @@ class CurveSampler {
   ShadowShape m_sd[3];
   double m_master[256];
   double m_rgb[768];
+  bool m_hasMaster;
+  bool m_hasRgb[3];
 };

@@ -57,35 +57,6 @@ TEST(Histogram, BlockMeansAreRoundedPerChannel) {
   EXPECT_EQ(hist.m_nHist[2][7], 45u);
 }
 
-TEST(Histogram, PixelOrdersAndStridesAgree) {
-  const auto color = [](int x, int y, int c) { return Noise(3 * (97 * y + x) + c, 1); };
-  Image plain(97, 61);
-  plain.Fill(color);
-  Record r;
-  for (const int target : {30000, 40}) { // every pixel, blocks
-    CHIST expected;
-    expected.m_nSampleTargetPosi = target;
-    ASSERT_TRUE(expected.MakeHistogram(&plain.bmp, 5, &r.para));
-    for (const int format : {0, 1, 2, 7}) {
-      for (const int padding : {0, 5}) {
-        for (const bool bottomUp : {false, true}) {
-          Image image(97, 61, format, padding);
-          image.Fill([&](int x, int y, int c) { return color(x, bottomUp ? 60 - y : y, c); });
-          if (bottomUp) {
-            image.bmp.pBits += 60 * image.stride;
-            image.bmp.lBytesPerLine = -image.stride;
-          }
-          CHIST hist;
-          hist.m_nSampleTargetPosi = target;
-          ASSERT_TRUE(hist.MakeHistogram(&image.bmp, 5, &r.para));
-          EXPECT_EQ(std::memcmp(hist.m_nHist, expected.m_nHist, sizeof hist.m_nHist), 0) << format << " " << padding;
-          EXPECT_EQ(std::memcmp(hist.m_nHistSum, expected.m_nHistSum, sizeof hist.m_nHistSum), 0);
-        }
-      }
-    }
-  }
-}
-
 TEST(Histogram, RefusesWhatItCannotRead) {
   struct Row {
     const char* why;

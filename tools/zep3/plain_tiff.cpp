@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "failure.h"
@@ -27,8 +28,7 @@ class PlainTiffLines : public PlainLines {
     const uint16_t photometric = m_tiff.Get<uint16_t>(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
     const bool colours = (photometric == PHOTOMETRIC_RGB && m_layout.samplesPerPixel >= 3) ||
                          (photometric == PHOTOMETRIC_MINISBLACK && m_layout.samplesPerPixel <= 2);
-    const bool lines = m_layout.rowsPerStrip > 0 && Samples() > 0;
-    return colours && lines && !m_layout.tiled && !m_layout.separatePlanes &&
+    return colours && HasLines() && !m_layout.tiled && !m_layout.separatePlanes &&
            m_layout.compression == COMPRESSION_NONE && (m_layout.bitsPerSample == 8 || m_layout.bitsPerSample == 16) &&
            m_tiff.Get<uint16_t>(TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT) == SAMPLEFORMAT_UINT &&
            m_tiff.Get<uint16_t>(TIFFTAG_FILLORDER, FILLORDER_MSB2LSB) == FILLORDER_MSB2LSB && HasAllStrips();
@@ -60,6 +60,14 @@ class PlainTiffLines : public PlainLines {
   const TiffLayout& Layout() const { return m_layout; }
 
  private:
+  // The fields may say anything: a line that the whole file has no room for is not one to make room for, nor are there
+  // more bytes than can be counted.
+  bool HasLines() const {
+    struct stat file = {};
+    if (m_layout.rowsPerStrip == 0 || Samples() == 0 || ::fstat(TIFFFileno(m_tiff), &file) != 0) return false;
+    return LineBytes() <= file.st_size && m_height <= INT64_MAX / LineBytes();
+  }
+
   // Of what is missing or short, decoders know best what to say.
   bool HasAllStrips() const {
     const int64_t rows = m_layout.rowsPerStrip;

@@ -1,0 +1,68 @@
+// ZEP3 on any record and image.
+#include "records.h"
+#include "target.h"
+
+namespace {
+
+bool IsIdentity(const ZEP3_TONE& tone) {
+  return tone.wPointNum == 2 && tone.ptCtrl[0].x == 0 && tone.ptCtrl[0].y == 0 && tone.ptCtrl[1].x == 255 &&
+         tone.ptCtrl[1].y == 255;
+}
+
+// The record with the fields that an analysis may write as they were.
+HostileRecord WithResultsOf(const HostileRecord& record, const HostileRecord& results) {
+  HostileRecord same = record;
+  std::copy_n(results.para.ic.ch, 3, same.para.ic.ch);
+  same.para.ic.wHlCurveType = results.para.ic.wHlCurveType;
+  same.para.ic.wSdCurveType = results.para.ic.wSdCurveType;
+  same.para.lSaturation = results.para.lSaturation;
+  same.para.lLevelFlag = results.para.lLevelFlag;
+  if (!record.IsServed()) return same;
+  *same.para.pOutMasterTone = *results.para.pOutMasterTone;
+  std::copy_n(results.para.pOutRGBTone, 3, same.para.pOutRGBTone);
+  return same;
+}
+
+} // namespace
+
+void RunTarget(Input input) {
+  const HostileRecord given(input);
+  const HostileImage image(input, false);
+  std::array<double, 9> matrix = input.Matrix();
+  const std::array<double, 9> givenMatrix = matrix;
+  double* coefficients = input.OneIn(4) ? nullptr : matrix.data();
+  const int missing = input.Below(32);
+
+  HostileRecord record = given;
+  HostileImage seen = image;
+  const int result = ZEP3(missing == 31 ? nullptr : &seen.bmp, missing == 30 ? nullptr : &record.para, coefficients);
+
+  ZEP3_HOLDS(result == 0 || result == 1);
+  ZEP3_HOLDS(seen == image &&
+             std::memcmp(&seen.bmp.lWidth, &image.bmp.lWidth, sizeof image.bmp - sizeof(uint8_t*)) == 0);
+  ZEP3_HOLDS(std::memcmp(matrix.data(), givenMatrix.data(), sizeof matrix) == 0);
+  ZEP3_HOLDS(WithResultsOf(given, record) == record);
+  if (missing == 30 || !given.IsServed()) {
+    ZEP3_HOLDS(result == 0 && record == given);
+    return;
+  }
+  if (missing == 31 || image.MustBeRefused() || image.bmp.lBitCount != 24 || !image.HasPixels())
+    ZEP3_HOLDS(result == 0);
+  const ZEP3_PARA& para = record.para;
+  if (result == 0) {
+    ZEP3_HOLDS(para.lLevelFlag == 0 && IsIdentity(*para.pOutMasterTone));
+    for (int c = 0; c < 3; c++) ZEP3_HOLDS(IsIdentity(para.pOutRGBTone[c]));
+    return;
+  }
+  for (const ZEP3_POINTS& p : para.ic.ch) {
+    for (const int64_t level : {p.lHlIn, p.lSdIn, p.lHlOut, p.lSdOut}) ZEP3_HOLDS(level == static_cast<int32_t>(level));
+  }
+  ZEP3_HOLDS(0 <= para.lLevelFlag && para.lLevelFlag <= 3);
+  for (const ZEP3_TONE* tone : {para.pOutMasterTone, para.pOutRGBTone, para.pOutRGBTone + 1, para.pOutRGBTone + 2}) {
+    ZEP3_HOLDS(2 <= tone->wPointNum && tone->wPointNum <= ZEP3_TONE_POINTS);
+  }
+
+  // No call knows of another.
+  HostileRecord again = given;
+  ZEP3_HOLDS(ZEP3(&seen.bmp, &again.para, coefficients) == 1 && again == record);
+}

@@ -1,0 +1,79 @@
+// The parsers of command-line arguments on any text: a UsageError, or what the argument's description promises.
+#include "arguments.h"
+
+#include <cmath>
+#include <string>
+
+#include "failure.h"
+#include "formats.h"
+#include "target.h"
+
+namespace {
+
+// Calls parse; true when the text is taken.
+template <typename Parse>
+bool IsTaken(Parse parse) {
+  try {
+    parse();
+    return true;
+  } catch (const UsageError& error) {
+    ZEP3_HOLDS(std::string_view(error.what()).find("expected") != std::string_view::npos);
+    return false;
+  }
+}
+
+bool IsFinite(const Position& at) { return std::isfinite(at.x.value) && std::isfinite(at.y.value); }
+
+} // namespace
+
+void RunTarget(Input input) {
+  auto text = std::string(input.Text());
+  text.resize(std::min(text.size(), text.find('\0'))); // arguments are C strings
+  AreaArgument area;
+  if (IsTaken([&] { area = ParseArea(text); })) {
+    ZEP3_HOLDS(area.corners.size() == 2 && area.corners[1].x.value > 0 && area.corners[1].y.value > 0);
+  } else {
+    ZEP3_HOLDS(area.corners.empty());
+  }
+  if (IsTaken([&] { area = ParseCorners(text); })) ZEP3_HOLDS(area.corners.size() == 4);
+  for (const Position& corner : area.corners) ZEP3_HOLDS(IsFinite(corner));
+
+  for (const bool withStrength : {false, true}) {
+    PipetteArgument pipette;
+    if (!IsTaken([&] { pipette = ParsePipette(text, withStrength); })) continue;
+    ZEP3_HOLDS(IsFinite(pipette.at) && 0 <= pipette.strength && pipette.strength <= 100);
+    ZEP3_HOLDS(withStrength || pipette.strength == 100);
+  }
+
+  ZEP3_TONE tone;
+  if (IsTaken([&] { tone = ParseCurve(text); })) {
+    ZEP3_HOLDS(2 <= tone.wPointNum && tone.wPointNum <= ZEP3_TONE_POINTS);
+    std::string again;
+    for (int i = 0; i < tone.wPointNum; i++) {
+      const LPOINT& p = tone.ptCtrl[i];
+      ZEP3_HOLDS(0 <= p.x && p.x <= 255 && 0 <= p.y && p.y <= 255 && (i == 0 || p.x > tone.ptCtrl[i - 1].x));
+      if (i > 0) again += ',';
+      again += std::to_string(p.x);
+      again += ':';
+      again += std::to_string(p.y);
+    }
+    const ZEP3_TONE read = ParseCurve(again);
+    ZEP3_HOLDS(std::memcmp(&read.ptCtrl, &tone.ptCtrl, sizeof tone.ptCtrl) == 0);
+  }
+
+  std::array<double, 9> matrix;
+  if (IsTaken([&] { matrix = ParseMatrix(text); })) {
+    for (const double m : matrix) ZEP3_HOLDS(std::abs(m) <= 1e6);
+  }
+  std::array<int64_t, 3> balance;
+  if (IsTaken([&] { balance = ParseBalance(text); })) {
+    for (const int64_t b : balance) ZEP3_HOLDS(std::abs(b) <= 1000);
+  }
+  int gamma;
+  if (IsTaken([&] { gamma = ParseGamma(text); })) ZEP3_HOLDS(5 <= gamma && gamma <= 50);
+
+  const NameWithOptions name = SplitOptions(text);
+  ZEP3_HOLDS(name.name + name.options == text && (text.empty() || !name.name.empty()));
+  const std::string joined = JoinOptions({{"Q", "95"}, {"tile-width", "64"}}, name.options);
+  ZEP3_HOLDS(joined.starts_with('[') && joined.ends_with(']'));
+}
