@@ -11,7 +11,7 @@ int ApplyZEP3LUT(const ZEP3_BmpInfo* bmp, const uint8_t* table) {
   if (!IsAddressable(*bmp, static_cast<int>(bmp->lWidth), 0, static_cast<int>(bmp->lHeight))) return 0;
   const PixelLayout layout = LayoutOf(*bmp);
   const ApplyTables permuted = ApplyPermuted();
-  const ApplyTables apply = permuted != nullptr ? permuted : ApplyPlain;
+  const ApplyTables apply = permuted != nullptr ? permuted : ApplyPlain; // GCOVR_EXCL_BR_LINE: the processor's
   if (bmp->lBytesPerLine == bmp->lWidth * layout.bytes) {
     apply(bmp->pBits, bmp->lWidth * bmp->lHeight, layout, table);
     return 1;

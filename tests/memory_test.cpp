@@ -7,6 +7,7 @@
 #include <new>
 #include <vector>
 
+#include "engine/lut/clut.h"
 #include "support.h"
 
 namespace {
@@ -94,6 +95,11 @@ TEST(Memory, WithoutItCallsFailAndKeepWhatTheyShould) {
       {"AdjustSpecifiedColor", 2,
        [&](Record& r) { return AdjustSpecifiedColor(&r.para, pick, wanted, matrix, nullptr); }},
   };
+  // More points than any record holds.
+  std::vector<double> line(41);
+  g_left = 0;
+  EXPECT_FALSE(CLUT::Spline(line.data(), line.data(), 40, 0.0, 0.0, line.data()));
+  g_left = -1;
   for (const Row& row : rows) {
     for (int enough = 0;; enough++) {
       SCOPED_TRACE(testing::Message() << row.name << " with " << enough << " requests met");

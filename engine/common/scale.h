@@ -20,8 +20,8 @@ inline double AtMost(double cap, double v) { return v > cap ? cap : v; }
 inline double Clamp(double v, double floor, double cap) { return AtMost(cap, AtLeast(floor, v)); }
 
 // Of three channels.
-inline double Largest(const double (&v)[3]) { return std::max({v[0], v[1], v[2]}); }
-inline double Smallest(const double (&v)[3]) { return std::min({v[0], v[1], v[2]}); }
+inline double Largest(const double (&v)[3]) { return std::max(std::max(v[0], v[1]), v[2]); }
+inline double Smallest(const double (&v)[3]) { return std::min(std::min(v[0], v[1]), v[2]); }
 
 // What the channels weigh in the level of a picture.
 inline constexpr double kChannelWeight[3] = {0.2, 0.6, 0.2};

@@ -39,12 +39,9 @@ bool CHIST::AreaCheck(AREA* area) {
   const LPOINT& top = area->ptTop;
   const LPOINT& right = area->ptRight;
   const LPOINT& bottom = area->ptBottom;
-  if (!(left.x <= top.x && left.x <= bottom.x && top.x <= right.x && bottom.x <= right.x && left.x <= right.x)) {
-    return false;
-  }
-  if (!(top.y <= left.y && top.y <= right.y && left.y <= bottom.y && right.y <= bottom.y && top.y <= bottom.y)) {
-    return false;
-  }
+  // That left lies left of right, and top above bottom, follows.
+  if (!(left.x <= top.x && left.x <= bottom.x && top.x <= right.x && bottom.x <= right.x)) return false;
+  if (!(top.y <= left.y && top.y <= right.y && left.y <= bottom.y && right.y <= bottom.y)) return false;
   if (Same(left, top)) return Same(right, bottom);
   if (Same(right, bottom)) return false;
   m_bRotatedArea = true;

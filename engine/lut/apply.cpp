@@ -16,6 +16,7 @@ void ApplyPlain(uint8_t* first, int64_t pixels, const PixelLayout& layout, const
 
 #if ZEP3_HAS_PERMUTES
 
+// GCOVR_EXCL_START: what runs of it depends on the processor
 namespace {
 
 #define ZEP3_PERMUTES __attribute__((target("avx512f,avx512bw,avx512vbmi")))
@@ -72,6 +73,7 @@ ApplyTables ApplyPermuted() {
       __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi");
   return has ? ApplyByPermutes : nullptr;
 }
+// GCOVR_EXCL_STOP
 
 #else
 

@@ -26,7 +26,8 @@ void CLUT::ApplyConvVal(const ZEP3_PARA* para, const double* coef, double* facto
     const double sdIn = 255.0 * Light(m_dSdIn[c]);
     double run = hlIn - sdIn;
     if (DocType(*para) == ZEP3_DOC_NEGATIVE) {
-      if (hlIn == 0.0 || gain[c] == 0.0) continue;
+      // Points lie above 0, unless a later change lets them down to it.
+      if (hlIn == 0.0 || gain[c] == 0.0) continue; // GCOVR_EXCL_BR_LINE
       run = (std::pow(sdIn / hlIn, 1.0 / gain[c]) - 1.0) * hlIn;
     }
     if (run == 0.0) continue;

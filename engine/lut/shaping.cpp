@@ -39,8 +39,9 @@ ShadowShape CLUT::SdShapeOf(const ZEP3_PARA& para, int c) const {
 template <class Shape>
 void CLUT::RunShape(const Shape& shape, int c, bool negative, bool fromTop) {
   // The input rises with the level, of a negative it falls: what is shaped are the levels from one end on.
-  const int step = fromTop != negative ? -1 : 1;
-  for (int i = step < 0 ? 255 : 0; 0 <= i && i < 256; i += step) {
+  const bool down = fromTop != negative;
+  for (int n = 0; n < 256; n++) {
+    const int i = down ? 255 - n : n;
     const double x = InputOf(i, c, negative);
     if (!shape.IsBeyondPivot(x)) return;
     m_dCurve[c][i] = shape.At(x, m_dCurve[c][i]);

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
+#include <functional>
 
 #include "engine/calc/czep.h"
 #include "engine/hist/chist.h"
@@ -96,6 +98,38 @@ TEST(Calculators, TakeEveryLevelAndKeepNeutralPicturesNeutral) {
       }
     }
   }
+}
+
+// Constants that decide nothing as they are, set so that they do.
+TEST(Calculators, FollowTheirTuning) {
+  const auto gammaOf = [](Method method, const std::function<void(CZEP&)>& tune) {
+    Record r(ZEP3_DOC_REFLECTIVE);
+    CHIST hist;
+    FillNeutral(hist);
+    CZEP zep;
+    tune(zep);
+    zep.SetParam(&hist, &r.para);
+    EXPECT_TRUE((zep.*method)());
+    return r.para.ic.ch[0].lGamma;
+  };
+  const auto asItIs = [](CZEP&) {};
+  EXPECT_NE(gammaOf(&CZEP::CalcParamFBPhoto, asItIs), 100);
+  EXPECT_EQ(gammaOf(&CZEP::CalcParamFBPhoto, [](CZEP& zep) { zep.m_dFBPhotoGammaMin = 9.0; }), 100);
+  // Means above the band are pulled down to it.
+  EXPECT_LT(gammaOf(&CZEP::CalcRestorationFBP, [](CZEP& zep) { zep.m_dRestFBPMeanHigh = zep.m_dRestFBPMeanLow; }),
+            gammaOf(&CZEP::CalcRestorationFBP, asItIs));
+}
+
+TEST(Restoration, AnEmptyChannelHasAMeanAllTheSame) {
+  Record r(ZEP3_DOC_REFLECTIVE, ZEP3_SUB_RESTORATION);
+  CHIST hist;
+  FillNeutral(hist);
+  std::fill_n(hist.m_nHistOrg[2], 256, 0u);
+  std::fill_n(hist.m_nHist[2], 256, 0u);
+  CZEP zep;
+  zep.SetParam(&hist, &r.para);
+  ASSERT_TRUE(zep.CalcRestorationFBP());
+  for (const ZEP3_POINTS& p : r.para.ic.ch) EXPECT_GT(p.lGamma, 0);
 }
 
 // Far below the levels in use the references turn negative: what is not a number must not pass for the highest score.

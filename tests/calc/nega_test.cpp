@@ -8,6 +8,7 @@
 #include <random>
 
 #include "engine/calc/czep.h"
+#include "engine/calc/steps/film.h"
 #include "engine/hist/chist.h"
 #include "engine/lut/clut.h"
 #include "support.h"
@@ -289,6 +290,21 @@ TEST(NegaCalculators, EveryHistogramLevelAndMatrixGivesAFallingCurve) {
 }
 
 // Below level 4 blacks print lighter and whites darker; above, the points stay and a curve is proposed.
+// The dense end takes both of its fractions: the second can lack where statistics are put together by hand.
+TEST(NegaCalculators, ADenseEndThatIsNotThereIsPutBelowTheClearOne) {
+  CHIST hist;
+  for (int c = 0; c < 3; c++) {
+    hist.m_pdHistMax[0][c] = hist.m_pdHistMax[1][c] = 200.0;
+    hist.m_pdHistMin[0][c] = hist.m_pdHistMin[1][c] = 20.0;
+  }
+  hist.m_pdHistMin[1][1] = 11.0; // below the lowest level counted in green
+  hist.m_pdHistMin[0][2] = 7.0;  // and in blue
+  const FilmEnds ends = MeasureFilmEnds(hist, ZEP3_DOC_NEGATIVE, 0.1, 0.7);
+  EXPECT_NEAR(ends.dense[0], std::log10(20.0), 1e-12);
+  EXPECT_NEAR(ends.dense[1], std::log10(200.0) - 0.7, 1e-12);
+  EXPECT_NEAR(ends.dense[2], std::log10(200.0) - 0.7, 1e-12);
+}
+
 TEST(NegaCalculators, TheLevelSoftensThePrint) {
   const int kinds[][2] = {{0, 0}, {0, 2}, {3, 2}};
   for (const auto& kind : kinds) {

@@ -1,6 +1,8 @@
 // Range checks and exposure judgements. Expected values are worked out by hand from the constants.
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "engine/calc/czep.h"
 
 namespace {
@@ -69,6 +71,15 @@ TEST(RangeNarrow, WidensBelowTheTarget) {
     ExpectNear(lower, row.lower, row.why);
     ExpectNear(upper, row.upper, row.why);
   }
+  // The last row where widening by 0.125 is too little for equal ranges: each grows by 125 / 300 of itself, own parts
+  // 0, 0.125 / 3, 0.25 / 3.
+  CZEP zep;
+  zep.m_dNarrowBlendLow = 0.15;
+  double lower[3] = {};
+  double upper[3] = {0.2, 0.3, 0.4};
+  zep.CheckRangeNarrow(lower, upper, Triple(0).v, Triple(1).v, 0, 0, 0.4);
+  ExpectNear(lower, {-0.25 / 3, -0.25 / 3 - 0.6 * 0.125 / 3, -0.25 / 3 - 0.6 * 0.25 / 3}, "little to widen");
+  ExpectNear(upper, {0.2, 0.3 + 0.4 * 0.125 / 3, 0.4 + 0.4 * 0.25 / 3}, "little to widen");
 }
 
 TEST(RangeWide, CompressesEqualisesAndLifts) {
@@ -179,6 +190,18 @@ TEST(Exposure, UnderIsLedByTheNarrowestChannel) {
     ExpectNear(diff1, row.diff1, row.why);
     ExpectNear(diff2, row.diff2, row.why);
   }
+  // Other constants: a cap that bites, and a share that is not finite, beside which a range of 0 is no wider one.
+  CZEP zep;
+  zep.m_dExpUnderCap = 0.5;
+  double weight[3], diff1[3], diff2[3];
+  const Triple a = {2.25, 2.125, 2.0};
+  zep.ExposureUnder(a.v, a.v, weight, a.v, diff1, diff2);
+  ExpectNear(weight, {0.5, 0.5, 0}, "at most half of the largest");
+  zep.m_dExpUnderCap = 1.3;
+  zep.m_dExpUnderShare = std::numeric_limits<double>::infinity();
+  const Triple c = {2.25, 2.25, 2.0}; // green is narrowest, below 0
+  zep.ExposureUnder(a.v, a.v, weight, c.v, diff1, diff2);
+  EXPECT_EQ(weight[0], -std::numeric_limits<double>::infinity());
 }
 
 } // namespace

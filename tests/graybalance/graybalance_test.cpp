@@ -63,6 +63,18 @@ TEST(PipetteGamma, BringsThePickedColourToOneGray) {
   }
 }
 
+// Without a ratio of the outputs no channel would have a curve, and nothing would be written.
+TEST(PipetteGamma, AShadowOutputOfZeroStillHasACurve) {
+  Record r;
+  Complete(r);
+  const auto before = r.Points();
+  const int64_t pick[3] = {120, 128, 140};
+  CGRYBLNCE g(&r.para);
+  for (double& sdOut : g.m_dSdOut) sdOut = 0.0;
+  g.MakePipetteGmm(pick, &r.para);
+  for (size_t i = 4; i < 15; i += 5) EXPECT_TRUE(r.Points()[i] > 0 && r.Points()[i] != before[i]) << r.Points()[i];
+}
+
 TEST(PipetteGamma, RefusesColoursOutsideAnyChannelsRange) {
   const int64_t picks[][3] = {{254, 128, 128},       {128, 5, 128},         {128, 128, 255}, {0, 0, 0},
                               {INT64_MIN, 128, 128}, {128, INT64_MAX, 128}, {300, 300, 300}};

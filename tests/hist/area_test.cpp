@@ -67,6 +67,10 @@ TEST(Area, RefusesCornersOutOfOrderAndVerticalEdges) {
       {"vertical right edge", {{0, 50}, {100, 0}, {100, 50}, {50, 100}}, true},
       {"vertical in the low 32 bits", {{0, 50}, {int64_t{1} << 32, 0}, {int64_t{1} << 33, 50}, {50, 100}}, true, 0},
       {"corners at the ends of 64 bits", Rectangle(INT64_MIN, INT64_MIN, INT64_MAX, INT64_MAX), true},
+      // From top to right x falls by one in the low 32 bits: turned by that edge's angle, the corners pass each other.
+      {"an edge that runs backwards in the low 32 bits",
+       {{0, int64_t{1} << 40}, {0, 0}, {UINT32_MAX, int64_t{1} << 40}, {5, int64_t{1} << 41}},
+       true},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.why);
@@ -138,6 +142,7 @@ TEST(Area, SpansHoldExactlyTheInnerPixels) {
       }
     }
     ASSERT_EQ(hist.InnerCount(columns, lines), count) << n;
+    ASSERT_EQ(hist.InnerCount({columns.begin, columns.begin}, lines), 0);
   }
 }
 

@@ -28,6 +28,8 @@ TEST(Histogram, SamplesByPixelOrByBlock) {
       {"a million pixels", 1000, 1000, 30000, 33034},
       // q = 9: 3 by 3; lines 0, 3; columns 0, 3, ... 24.
       {"square blocks", 30, 9, 30, 18},
+      {"no target: blocks of a pixel", 10, 10, 0, 81},
+      {"likewise below it", 10, 10, -5, 81},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.why);
@@ -91,6 +93,10 @@ TEST(Histogram, RefusesWhatItCannotRead) {
   Image line(10, 1);
   line.bmp.lBytesPerLine = 0; // not needed for one line
   EXPECT_TRUE(hist.MakeHistogram(&line.bmp, 5, &r.para));
+  Image lines(10, 10);
+  lines.SetArea({0, 9}, {0, 9}, {10, 10}, {10, 10});
+  lines.bmp.lBytesPerLine = 27; // one line of it all the same
+  EXPECT_TRUE(hist.MakeHistogram(&lines.bmp, 5, &r.para));
 }
 
 // 1000 samples per channel: 1 at level 10, 9 at 12, 990 at 100.
@@ -118,6 +124,10 @@ TEST(Statistics, LevelsAtFractions) {
       {"one level is no range", false, 0, 100, 100, 0.005, 0.0},
       {"never reached", false, 0, 1, 255, 1.0, 0.0},
       {"unknown channel", false, 4, 1, 255, 0.005, 0.0},
+      {"and below them", false, -1, 1, 255, 0.005, 0.0},
+      {"below the histogram", false, 0, -1, 255, 0.005, 0.0},
+      {"beyond the histogram", false, 0, 1, 256, 0.005, 0.0},
+      {"beyond the sums", false, 3, 1, 768, 0.005, 0.0},
       {"from above: clamped", true, 0, 1, 100, 0.005, 100.0},
       {"from above: 101 - 0.005 / 0.99", true, 0, 1, 255, 0.005, 101.0 - 0.005 / 0.99},
       {"walked down to the lower bound", true, 0, 100, 255, 0.005, 101.0 - 0.005 / 0.99},
@@ -125,6 +135,10 @@ TEST(Statistics, LevelsAtFractions) {
       {"from above, past 990: 13 - 0.002 / 0.009", true, 0, 1, 255, 0.992, 13.0 - 2.0 / 9.0},
       {"nothing in the range", true, 0, 13, 99, 0.005, 0.0},
       {"outside of the histogram", true, 0, -1, 256, 0.005, 0.0},
+      {"beyond the histogram", true, 0, 1, 256, 0.005, 0.0},
+      {"no range", true, 0, 100, 99, 0.005, 0.0},
+      {"unknown channel", true, 4, 1, 255, 0.005, 0.0},
+      {"and below them", true, -1, 1, 255, 0.005, 0.0},
   };
   for (const Row& row : rows) {
     const double level = row.max ? hist.DetectMaxValue(row.channel, row.from, row.to, row.ratio)
@@ -213,6 +227,8 @@ TEST(Statistics, MeansAreTakenInLightOverAllSamples) {
   EXPECT_NEAR(hist.m_pdHistAve[3], 3.0 * half, 1e-9);
   ASSERT_TRUE(hist.CalcHistAverage(Record(3).para));
   EXPECT_EQ(hist.m_pdHistAve[0], 0.0);
+  ASSERT_TRUE(hist.CalcHistAverage(Record(5).para));
+  EXPECT_EQ(hist.m_pdHistAve[0], 0.0) << "an unknown type has no bounds";
   hist.m_nPixelCount = 0;
   EXPECT_FALSE(hist.CalcHistAverage(Record(2).para));
 }
@@ -310,6 +326,12 @@ TEST(NegaStatistics, PreviewCorrectionTakesTheSamplesOfItsImage) {
   image.Fill([](int, int, int) { return 30; }); // kept: not read again
   corrected(hist, image);
   EXPECT_EQ(hist.m_nHist[0][100], 20u);
+  double identity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+  EXPECT_FALSE(hist.MakeHistogramOfColorCorrectedImage(nullptr, identity));
+  other.bmp.pBits = nullptr;
+  EXPECT_FALSE(hist.MakeHistogramOfColorCorrectedImage(&other.bmp, identity));
+  other.bmp.lBitCount = 8;
+  EXPECT_FALSE(hist.MakeHistogramOfColorCorrectedImage(&other.bmp, identity));
 }
 
 TEST(NegaStatistics, RangeAndSlope) {

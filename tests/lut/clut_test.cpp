@@ -341,6 +341,35 @@ TEST(Spline, CurvesThroughPoints) {
   EXPECT_EQ(table[128], 255.0) << "an overshoot is cut off";
   EXPECT_FALSE(CLUT::GetGammaCurve(x, y, 2, nullptr));
   EXPECT_FALSE(CLUT::GetGammaCurve(x, y, 0, table));
+
+  // Fewer points than make a curve, and more than a tone record holds: a straight line has no curvature anywhere.
+  const double one[] = {0, 77};
+  EXPECT_TRUE(CLUT::Spline(x, y, 0, 1e30, 1e30, y2));
+  ASSERT_TRUE(CLUT::CalcApproximateValue(x, one, y2, 1, 50.0, &value));
+  EXPECT_EQ(value, 77.0);
+  ASSERT_TRUE(CLUT::CalcApproximateValue(x, one, y2, 0, 50.0, &value));
+  EXPECT_EQ(value, 0.0);
+  double line[41], bends[41];
+  for (int i = 1; i <= 40; i++) line[i] = 4 * i;
+  ASSERT_TRUE(CLUT::Spline(line, line, 40, 1e30, 1e30, bends));
+  for (const double at : {4.0, 63.0, 81.0, 160.0}) {
+    ASSERT_TRUE(CLUT::CalcApproximateValue(line, line, bends, 40, at, &value));
+    EXPECT_NEAR(value, at, 1e-9);
+  }
+  ASSERT_TRUE(CLUT::GetGammaCurve(line, line, 40, table));
+  EXPECT_EQ(table[100], 64.0) << "of forty points the first sixteen";
+}
+
+// A shadow output of 0 would make no ratio: it counts as 0.1, as decoded points do.
+TEST(BaseCurve, AShadowOutputOfZeroCountsAsTheFloor) {
+  Record r;
+  r.SetPoints(kPhotoPoints);
+  CLUT zero(&r.para), floor(&r.para);
+  for (int c = 0; c < 3; c++) zero.m_dSdOut[c] = 0.0, floor.m_dSdOut[c] = 0.1;
+  zero.CalcParamAB(&r.para);
+  floor.CalcParamAB(&r.para);
+  EXPECT_EQ(zero.m_dCoefA[0], floor.m_dCoefA[0]);
+  EXPECT_EQ(zero.m_dCoefB[0], floor.m_dCoefB[0]);
 }
 
 TEST(Tone, InterpolatesAndKeepsWhatIsNoNumber) {
