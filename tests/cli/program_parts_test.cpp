@@ -284,7 +284,7 @@ TEST(Workers, AnswersComeInOrderAndACrashCostsOneJob) {
     if (!answer) EXPECT_NE(death.find(job.at(0) == "7" ? "Killed" : "status 3"), std::string::npos) << death;
   };
   events.stop = [] { return false; };
-  events.cleanUp = [&](const Message& job, int) { cleaned.push_back(job.at(0)); };
+  events.cleanUp = [&](const Message& job) { cleaned.push_back(job.at(0)); };
   RunInWorkers(
       3,
       [](const Message& job) -> Message {

@@ -145,15 +145,10 @@ int RunBatch(const Options& options) {
     first = plan.Next();
     if (first) second = plan.Next();
   }
-  if (first && !second) {
-    StartImageLibrary(processors, options.verbose);
-    reporter.Tell(*first, RunJob(*first, options));
-    vips_shutdown();
-    return reporter.ExitStatus();
-  }
-
-  reporter.Expect();
-  const int jobs = options.jobs > 0 ? options.jobs : processors;
+  // One alone goes to a worker, too: what a decoder dies of is said, and leaves nothing half-written.
+  const bool alone = first && !second;
+  if (!alone) reporter.Expect();
+  const int jobs = alone ? 1 : options.jobs > 0 ? options.jobs : processors;
   const auto work = [&](const Message& message) {
     [[maybe_unused]] static const bool started =
         (StartImageLibrary(std::max(1, processors / jobs), options.verbose), true);
@@ -169,11 +164,7 @@ int RunBatch(const Options& options) {
     reporter.Tell(ToJob(job), answer ? ToOutcome(*answer) : Outcome{Status::kFailed, death, "", 0});
   };
   events.stop = IsInterrupted;
-  events.cleanUp = [&](const Message& job, int pid) {
-    const Job lost = ToJob(job);
-    if (lost.result.empty() || lost.result == "-") return;
-    for (const char* suffix : {"", kSidecarSuffix, kReportSuffix}) RemovePending(lost.result + suffix, pid);
-  };
+  events.cleanUp = [](const Message& job) { RemoveAbandoned(ToJob(job).result); };
   RunInWorkers(jobs, work, events);
   reporter.Summarise();
   return reporter.ExitStatus();

@@ -1,5 +1,7 @@
 // zep3: scans in, finished files out.
 #include <exception>
+#include <iostream>
+#include <stdexcept>
 
 #include "batch.h"
 #include "command_line.h"
@@ -8,7 +10,9 @@
 
 int main(int argc, char** argv) try {
   const Parsed parsed = ParseCommandLine(argc, argv);
-  return parsed.options ? RunBatch(*parsed.options) : parsed.status;
+  if (parsed.options) return RunBatch(*parsed.options);
+  if (!std::cout.flush()) throw std::runtime_error("cannot write to standard output");
+  return parsed.status;
 } catch (const UsageError& error) {
   Say(error.what());
   return 2;

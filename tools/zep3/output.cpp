@@ -4,11 +4,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
+#include <cctype>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <functional>
+#include <set>
 #include <utility>
 
 #include "failure.h"
@@ -18,26 +25,28 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr const char* kStandardOutput = "to standard output";
+
 std::string Reason() { return std::strerror(errno); }
 
-void WriteAll(int file, const char* bytes, size_t size) {
+void WriteAll(int file, const char* bytes, size_t size, const std::string& name) {
   while (size > 0) {
     const ssize_t written = ::write(file, bytes, size);
     if (written < 0 && errno == EINTR && !IsInterrupted()) continue;
-    if (written < 0) throw Failure("cannot write: " + Reason());
+    if (written < 0) throw Failure("cannot write " + name + ": " + Reason());
     bytes += written;
     size -= static_cast<size_t>(written);
   }
 }
 
-void CopyAll(int from, int to) {
+void CopyAll(int from, int to, const std::string& name) {
   std::vector<char> buffer(1 << 20);
   for (;;) {
     const ssize_t size = ::read(from, buffer.data(), buffer.size());
     if (size < 0 && errno == EINTR && !IsInterrupted()) continue;
     if (size < 0) throw Failure("cannot read: " + Reason());
     if (size == 0) return;
-    WriteAll(to, buffer.data(), static_cast<size_t>(size));
+    WriteAll(to, buffer.data(), static_cast<size_t>(size), name);
   }
 }
 
@@ -76,18 +85,85 @@ bool RenameToNew(const std::string& from, const fs::path& to) {
   return true;
 }
 
+// In the names of what is removed in the end: the machine, or the part of it in which process numbers mean the same.
+const std::string& MachineMark() {
+  static const std::string mark = [] {
+    std::array<char, 256> machine = {};
+    std::array<char, 64> processes = {};
+    ::gethostname(machine.data(), machine.size() - 1);
+    if (::readlink("/proc/self/ns/pid", processes.data(), processes.size() - 1) < 0) processes = {};
+    std::string identity; // names of machines alone are not always different
+    std::ifstream("/etc/machine-id") >> identity;
+    const size_t hash = std::hash<std::string>()(identity + '/' + machine.data() + '/' + processes.data());
+    std::array<char, 32> text = {};
+    std::snprintf(text.data(), text.size(), "zep3-%08x-", static_cast<unsigned>(hash));
+    return std::string(text.data());
+  }();
+  return mark;
+}
+
+std::string OwnMark() { return MachineMark() + std::to_string(::getpid()) + "-"; }
+
+// Also a dead process has a number until its parent has taken note, in containers often for ever.
+bool IsAlive(int pid) {
+  if (::kill(pid, 0) != 0 && errno == ESRCH) return false;
+  std::string stat; // "PID (NAME) STATE ..."
+  std::getline(std::ifstream("/proc/" + std::to_string(pid) + "/stat"), stat);
+  const size_t name = stat.rfind(')');
+  return name == std::string::npos || stat.compare(name, 3, ") Z") != 0;
+}
+
+// Whether the name carries the mark of a process of this machine that has died.
+bool IsAbandoned(const std::string& name) {
+  const size_t mark = name.rfind(MachineMark());
+  if (mark == std::string::npos) return false;
+  const int pid = std::atoi(name.c_str() + mark + MachineMark().size());
+  return pid > 0 && !IsAlive(pid);
+}
+
+fs::path TemporaryPlace() {
+  std::error_code error;
+  const fs::path place = fs::temp_directory_path(error);
+  if (error) throw Failure("the folder for temporary files (TMPDIR) cannot be used: " + error.message());
+  return place;
+}
+
+fs::path FolderOf(const fs::path& file) { return file.has_parent_path() ? file.parent_path() : fs::path("."); }
+
 } // namespace
 
-std::string PendingPrefix(const fs::path& target, int pid) {
-  // Cut, so that a long name has room for the rest (255 bytes).
-  std::string prefix = ".";
-  prefix += target.filename().string().substr(0, 180);
-  return prefix + ".zep3-" + std::to_string(pid) + "-";
+void RemoveAbandoned(const fs::path& target) {
+  std::error_code ignored;
+  fs::directory_iterator entries(target == "-" ? fs::temp_directory_path(ignored) : FolderOf(target), ignored);
+  for (; !ignored && entries != fs::directory_iterator(); entries.increment(ignored)) {
+    const std::string name = entries->path().filename().string();
+    std::error_code kept; // by whoever it belongs to
+    if (IsAbandoned(name)) fs::remove_all(entries->path(), kept);
+  }
+}
+
+std::string WithFinalNames(std::string message) {
+  const std::string mark = std::string(".").append(OwnMark());
+  for (size_t at; (at = message.find(mark)) != std::string::npos;) {
+    size_t end = std::min(message.find_first_not_of("0123456789", at + mark.size()), message.size());
+    while (end < message.size() && (message[end] == '.' || std::isalpha(static_cast<unsigned char>(message[end]))))
+      end++;
+    message.erase(at, end - at);
+    const size_t slash = message.rfind("/.", at); // of the path, see PendingFile
+    if (slash != std::string::npos) message.erase(slash + 1, 1);
+  }
+  return message;
 }
 
 PendingFile::PendingFile(const fs::path& target, const std::string& suffix) : m_target(target) {
+  static std::set<std::string> visited;
+  const fs::path folder = FolderOf(target);
+  if (visited.insert(folder.string()).second) RemoveAbandoned(target);
   static std::atomic<int> count = 0;
-  m_path = (target.parent_path() / (PendingPrefix(target, ::getpid()) + std::to_string(count++) + suffix)).string();
+  // Cut, so that a long name has room for the rest (255 bytes).
+  std::string name = ".";
+  name.append(target.filename().string(), 0, 180).append(".").append(OwnMark());
+  m_path = (folder / (name + std::to_string(count++) + suffix)).string();
   // What a process of the same number left when it was killed.
   ::unlink(m_path.c_str());
 }
@@ -99,17 +175,15 @@ PendingFile::~PendingFile() {
   if (!m_path.empty()) ::unlink(m_path.c_str());
 }
 
-void PendingFile::Commit(bool overwrite) {
-  if (overwrite) {
-    Rename(m_path, m_target);
-  } else if (!RenameToNew(m_path, m_target)) {
-    throw Failure(m_target.string() + " exists; --overwrite replaces it");
-  }
+bool PendingFile::Commit(bool overwrite) {
+  if (!overwrite) return RenameToNew(m_path, m_target);
+  Rename(m_path, m_target);
+  return true;
 }
 
 void PendingFile::CommitInPlace(const fs::path& backup) {
   struct stat original = {};
-  if (::stat(m_target.c_str(), &original) == 0) {
+  if (::stat(m_target.c_str(), &original) == 0 || ::stat(backup.c_str(), &original) == 0) {
     // Ownership can be given away by root alone: that this fails for others is no fault.
     [[maybe_unused]] const int owned = ::chown(m_path.c_str(), original.st_uid, original.st_gid);
     ::chmod(m_path.c_str(), original.st_mode & 07777);
@@ -120,30 +194,22 @@ void PendingFile::CommitInPlace(const fs::path& backup) {
     // process kept in the meantime stays.
     if (::link(m_target.c_str(), backup.c_str()) != 0 && errno != EEXIST) RenameToNew(m_target.string(), backup);
   }
-  Rename(m_path, m_target);
-  // Its change time now says when the result took the name: a file that is newer is not this result.
+  // Its change time now says that the result is finished: a file that is newer is not this result.
   if (!backup.empty()) ::chmod(backup.c_str(), original.st_mode & 07777);
-}
-
-void RemovePending(const fs::path& target, int pid) {
-  const std::string prefix = PendingPrefix(target, pid);
-  const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
-  std::error_code ignored;
-  for (const auto& entry : fs::directory_iterator(folder, ignored)) {
-    if (entry.path().filename().string().starts_with(prefix)) fs::remove(entry.path(), ignored);
-  }
+  Rename(m_path, m_target);
 }
 
 PendingFile WritePending(const fs::path& target, const std::string& bytes) {
   PendingFile pending(target, "");
   const Descriptor file(::open(pending.Path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
   if (file.Get() < 0) throw Failure("cannot write " + target.string() + ": " + Reason());
-  WriteAll(file.Get(), bytes.data(), bytes.size());
+  WriteAll(file.Get(), bytes.data(), bytes.size(), target.string());
   return pending;
 }
 
 TemporaryFolder::TemporaryFolder() {
-  std::string name = (fs::temp_directory_path() / "zep3-XXXXXX").string();
+  RemoveAbandoned("-");
+  std::string name = (TemporaryPlace() / (OwnMark() + "XXXXXX")).string();
   if (::mkdtemp(name.data()) == nullptr) throw Failure("cannot write into " + name + ": " + Reason());
   m_path = name;
 }
@@ -154,18 +220,20 @@ TemporaryFolder::~TemporaryFolder() {
 }
 
 std::string SpoolStandardInput() {
-  std::string name = (fs::temp_directory_path() / "zep3-XXXXXX").string();
+  std::string name = (TemporaryPlace() / "zep3-XXXXXX").string();
   const int file = ::mkostemp(name.data(), O_CLOEXEC); // stays open to the end of the process
   if (file < 0) throw Failure("cannot keep standard input in " + name + ": " + Reason());
   ::unlink(name.c_str());
-  CopyAll(STDIN_FILENO, file);
+  CopyAll(STDIN_FILENO, file, "what standard input holds into " + TemporaryPlace().string());
   return "/proc/self/fd/" + std::to_string(file);
 }
 
 void CopyToStandardOutput(const std::string& path) {
   const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (file.Get() < 0) throw Failure("cannot read " + path + ": " + Reason());
-  CopyAll(file.Get(), STDOUT_FILENO);
+  CopyAll(file.Get(), STDOUT_FILENO, kStandardOutput);
 }
 
-void WriteToStandardOutput(const std::string& bytes) { WriteAll(STDOUT_FILENO, bytes.data(), bytes.size()); }
+void WriteToStandardOutput(const std::string& bytes) {
+  WriteAll(STDOUT_FILENO, bytes.data(), bytes.size(), kStandardOutput);
+}

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-// A result that is not yet one. Its name begins with a dot and carries the process number; unless committed, it is
-// removed.
+// A result that is not yet one. Its name begins with a dot and tells the process that writes it; unless committed, it
+// is removed. The first in a folder removes what processes that were killed left there.
 class PendingFile {
  public:
   // `suffix`, such as ".tif", tells libvips the format.
@@ -18,11 +18,12 @@ class PendingFile {
   PendingFile(PendingFile&& other) noexcept;
   const std::string& Path() const { return m_path; }
 
-  // Gives the file its final name. Throws Failure when the target exists and must not be replaced.
-  void Commit(bool overwrite);
+  // Gives the file its final name. False when the target exists and must not be replaced. Throws Failure.
+  bool Commit(bool overwrite);
 
   // The same where the target is an original: its rights are kept, the data is on the disk before the name is taken,
-  // and a copy stays as `backup` unless that is empty.
+  // and the original stays as `backup` unless that is empty. Killed on the way it leaves a backup that is the target
+  // itself or, where a file has but one name, no target.
   void CommitInPlace(const std::filesystem::path& backup);
 
  private:
@@ -30,11 +31,12 @@ class PendingFile {
   std::string m_path;
 };
 
-// The beginning of the name of pending files in the target's folder, written by process `pid`.
-std::string PendingPrefix(const std::filesystem::path& target, int pid);
+// Removes from the folder of `target`, "-" being standard output, what processes that have died left there. What other
+// machines write stays: whether they live cannot be told from here.
+void RemoveAbandoned(const std::filesystem::path& target);
 
-// Removes what a process that died left of its work on `target`.
-void RemovePending(const std::filesystem::path& target, int pid);
+// A message with the names of this process' pending files replaced by those that they are to have.
+std::string WithFinalNames(std::string message);
 
 // Text or bytes in a file that is yet to be committed.
 PendingFile WritePending(const std::filesystem::path& target, const std::string& bytes);

@@ -130,7 +130,7 @@ void WriteStrips(const TiffHandle& to, int64_t firstStrip, int64_t stripBytes, s
     const int64_t now = std::min(stripBytes, size - done);
     errno = 0;
     if (TIFFWriteEncodedStrip(to, static_cast<uint32_t>(firstStrip), lines.data() + done, now) != now) {
-      to.Fail(errno == 0 ? "cannot be written" : std::string("cannot be written, ") + std::strerror(errno));
+      to.FailToWrite();
     }
   }
 }
@@ -180,7 +180,8 @@ bool RewritePlainTiff(const std::string& source, unsigned page, const std::strin
       begin = end;
       if (!go(static_cast<double>(begin) / static_cast<double>(from.Height()))) throw Failure("interrupted");
     }
-    if (TIFFWriteDirectory(to) == 0) to.Fail("the directory cannot be written");
+    errno = 0;
+    if (TIFFWriteDirectory(to) == 0) to.FailToWrite();
   }
   CopyTiffTags(source, page, target);
   return true;

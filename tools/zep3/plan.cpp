@@ -6,6 +6,7 @@
 #include <iostream>
 
 #include "failure.h"
+#include "scan_job.h"
 
 namespace fs = std::filesystem;
 
@@ -97,7 +98,14 @@ void Plan::Expand(const std::string& folder) {
       // Results of an earlier run are no scans, and neither is what begins with a dot.
       if (path.filename().string().starts_with('.')) continue;
       if (isFolder && !(m_toFolder && SameFile(path.string(), m_options.output))) folders.push_back(path);
-      if (entries->is_regular_file(kind) && FormatOfName(path.string()) != nullptr) m_pending.push_back(path.string());
+      if (!entries->is_regular_file(kind)) continue;
+      std::string name = path.string();
+      // What has but one name loses it for a moment when it is replaced: a run that was killed then is taken up.
+      if (m_options.inPlace && name.ends_with(kBackupSuffix)) {
+        name.resize(name.size() - std::strlen(kBackupSuffix));
+        if (fs::exists(name, kind)) continue;
+      }
+      if (FormatOfName(name) != nullptr) m_pending.push_back(name);
     }
     if (error) m_unreadable.push_back({current.string(), "", error.message(), false});
   }

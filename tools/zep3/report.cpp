@@ -91,7 +91,11 @@ std::string Gnuplot(const std::string& commands) {
     if (errno != EINTR) throw Failure(std::string("gnuplot was lost: ") + std::strerror(errno));
   }
   const std::string svg = out.Read();
-  if (status != 0 || svg.find("</svg>") == std::string::npos) throw Failure("gnuplot failed: " + errors.Read());
+  if (status != 0 || svg.find("</svg>") == std::string::npos) {
+    const std::string reason = errors.Read();
+    throw Failure("gnuplot failed: " +
+                  (reason.empty() ? "its plot is cut short; is the temporary folder full?" : reason));
+  }
   return svg;
 }
 

@@ -11,18 +11,20 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <tuple>
 
 #include "failure.h"
 
 namespace {
 
-void CheckFile(const std::string& path) {
+struct stat CheckFile(const std::string& path) {
   struct stat file = {};
   if (::stat(path.c_str(), &file) != 0) throw Failure(std::strerror(errno));
   if (S_ISDIR(file.st_mode)) throw Failure("is a folder; -r takes the scans in it");
   if (!S_ISREG(file.st_mode)) throw Failure("is no regular file");
   if (file.st_size == 0) throw Failure("is empty");
   if (!std::ifstream(path, std::ios::binary)) throw Failure(std::strerror(errno));
+  return file;
 }
 
 // "II" or "MM", then 42, or 43 for BigTIFF.
@@ -99,7 +101,7 @@ Scan::Scan(const std::string& name) {
   const NameWithOptions parts = SplitOptions(name);
   m_path = parts.name;
   m_options = parts.options;
-  CheckFile(m_path);
+  m_file = CheckFile(m_path);
   const char* loader = vips_foreign_find_load(m_path.c_str());
   vips_error_clear();
   if (LooksLikeTiff(m_path))
@@ -128,6 +130,16 @@ Scan::Scan(const std::string& name) {
     throw Failure(LibraryReason(error));
   }
   if (IsTiff()) m_pages = onePage ? 1 : static_cast<int>(m_layouts.size());
+}
+
+void Scan::CheckUnchanged() const {
+  struct stat now = {};
+  const auto identity = [](const struct stat& file) {
+    return std::tuple(file.st_dev, file.st_ino, file.st_size, file.st_mtim.tv_sec, file.st_mtim.tv_nsec);
+  };
+  if (::stat(m_path.c_str(), &now) != 0 || identity(now) != identity(m_file)) {
+    throw Failure("was changed while it was read");
+  }
 }
 
 vips::VImage Scan::Head(int page) const {

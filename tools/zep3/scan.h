@@ -1,6 +1,8 @@
 // A scan file: what it is, its pages, and how to open one of them.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,6 +22,9 @@ class Scan {
   vips::VImage Open(int page) const;
   // The same without its pixels.
   vips::VImage Head(int page) const;
+
+  // Throws Failure when the file is not the one any more whose head was read: what was read since may be of both.
+  void CheckUnchanged() const;
 
   int Pages() const { return m_pages; }
   const std::string& Path() const { return m_path; }
@@ -41,6 +46,7 @@ class Scan {
   vips::VImage Load(const std::vector<std::pair<std::string, std::string>>& options) const;
 
   std::string m_path;
+  struct stat m_file; // when it was opened
   std::string m_options;
   std::string m_loader;
   int m_firstPage = 0; // where the user asks for one

@@ -209,9 +209,9 @@ void WritePage(const Scan& scan, int page, const vips::VImage& image, const Corr
   Save(Watched(FitProfile(result, corrected.correction.encoding), progress), scan, page, save, path);
 }
 
-// Writes all pages into `path` and returns what was decided for them. `folder` is for what lies in between.
+// Writes all pages into `path`, which is to become `target`, and returns what was decided for them.
 std::vector<PageWork> WritePages(const Scan& scan, const Options& options, const SaveOptions& save,
-                                 const std::string& path, const fs::path& folder) {
+                                 const std::string& path, const fs::path& target) {
   const std::vector<CorrectedPage> sidecar =
       options.useSidecar.empty() ? std::vector<CorrectedPage>() : ReadSidecar(options.useSidecar);
   const bool tiff = save.format->name == "tiff" && scan.IsTiff();
@@ -233,7 +233,7 @@ std::vector<PageWork> WritePages(const Scan& scan, const Options& options, const
     if (scan.Pages() == 1) {
       WritePage(scan, page, image, corrected, options, save, path);
     } else {
-      const PendingFile single(folder / fs::path(path).filename().concat("-page"), ".tif");
+      const PendingFile single(target, ".tif");
       WritePage(scan, page, image, corrected, options, save, single.Path());
       AppendTiffPage(single.Path(), 0, path, scan.Layout(page).big, save.strip);
     }
@@ -250,20 +250,33 @@ bool ChangedSince(const std::string& backup, const std::string& name) {
   return std::pair(now.st_mtim.tv_sec, now.st_mtim.tv_nsec) > std::pair(kept.st_ctim.tv_sec, kept.st_ctim.tv_nsec);
 }
 
+// A run that was killed kept the original, but its result has not taken the name.
+bool IsHalfReplaced(const std::string& backup, const std::string& name) {
+  std::error_code ignored;
+  return !fs::exists(name) || fs::equivalent(backup, name, ignored);
+}
+
+Outcome Exists(const Job& job) {
+  if (job.named) throw Failure(job.result + " exists; --overwrite replaces it");
+  return {Status::kSkipped, job.result + " exists", "", 0};
+}
+
 Outcome Correct(const Job& job, const Options& options) {
   const bool toOutput = job.result == "-";
+  if (!toOutput && fs::is_directory(job.result)) throw Failure(job.result + " is a folder");
+  const bool isNew = !options.inPlace && !toOutput && !options.overwrite;
+  const auto isTaken = [&] { return isNew && fs::exists(fs::symlink_status(job.result)); };
   const std::string backup = options.inPlace && !options.noBackup ? job.result + kBackupSuffix : "";
-  if (options.inPlace && fs::exists(backup)) {
+  // Once more from the original, not on top of the first correction.
+  const bool again = !backup.empty() && fs::exists(backup);
+  if (again && !IsHalfReplaced(backup, job.result)) {
     if (ChangedSince(backup, job.result)) {
       throw Failure(backup + " exists, but the scan has changed since it was kept; move one of them away");
     }
     if (!options.overwrite) return {Status::kSkipped, backup + " exists: it is corrected already", "", 0};
-  } else if (!options.inPlace && !toOutput && !options.overwrite && fs::exists(fs::symlink_status(job.result))) {
-    if (job.named) throw Failure(job.result + " exists; --overwrite replaces it");
-    return {Status::kSkipped, job.result + " exists", "", 0};
+  } else if (isTaken()) {
+    return Exists(job);
   }
-  // Once more from the original, not on top of the first correction.
-  const bool again = options.inPlace && fs::exists(backup);
   const Scan scan(again ? backup : job.scan == "-" ? SpoolStandardInput() : job.scan);
   const Format& format = ResultFormat(job, options, scan);
   CheckPages(scan, job, options, format);
@@ -279,17 +292,22 @@ Outcome Correct(const Job& job, const Options& options) {
   const fs::path target = toOutput ? temporary->Path() / "result" : fs::path(job.result);
   if (target.has_parent_path()) fs::create_directories(target.parent_path());
   PendingFile pending(target, suffix);
-  const std::vector<PageWork> pages = WritePages(scan, options, save, pending.Path(), target.parent_path());
+  const std::vector<PageWork> pages = WritePages(scan, options, save, pending.Path(), target);
   if (IsInterrupted()) throw Failure("interrupted");
+  scan.CheckUnchanged();
   std::vector<PendingFile> sideFiles = WriteSideFiles(job, options, pages);
   if (toOutput) {
     CopyToStandardOutput(pending.Path());
-  } else if (options.inPlace) {
-    pending.CommitInPlace(backup);
-  } else {
-    pending.Commit(options.overwrite);
+    return {Status::kCorrected, "", "", 0};
   }
+  if (isTaken()) return Exists(job); // another run was faster: the side files are its own
+  // Before the result, for a result that exists is not made again.
   for (PendingFile& file : sideFiles) file.Commit(true);
+  if (options.inPlace) {
+    pending.CommitInPlace(backup);
+  } else if (!pending.Commit(options.overwrite)) {
+    return Exists(job);
+  }
   return {Status::kCorrected, pages.empty() ? "is black and white only; kept as it is" : "", "", 0};
 }
 
@@ -315,7 +333,7 @@ Outcome PrintTables(const Job& job, const Options& options) {
                                                  : TablesAsText(tables);
   if (job.result.empty() || job.result == "-") return {Status::kCorrected, "", text, 0};
   if (fs::path(job.result).has_parent_path()) fs::create_directories(fs::path(job.result).parent_path());
-  WritePending(job.result, text).Commit(options.overwrite);
+  if (!WritePending(job.result, text).Commit(options.overwrite)) return Exists(job);
   return {Status::kCorrected, "", "", 0};
 }
 
@@ -348,6 +366,7 @@ Outcome RunJob(const Job& job, const Options& options) {
     // The scan is named anyway.
     if (outcome.message.starts_with(job.scan + ": ")) outcome.message.erase(0, job.scan.size() + 2);
   }
+  outcome.message = WithFinalNames(outcome.message);
   if (IsInterrupted() && outcome.status == Status::kFailed) outcome = {Status::kInterrupted, "interrupted", "", 0};
   outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   return outcome;

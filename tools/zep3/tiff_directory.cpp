@@ -1,6 +1,8 @@
 #include "tiff_directory.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 
 #include <tiffio.h>
@@ -100,7 +102,7 @@ void TaggedFile::ReplacePageDirectory(const Directory& entries) {
   Bytes link;
   Put(link, written, OffsetBytes());
   Write(m_link, link);
-  if (!m_stream.flush()) throw Failure(m_path + ": cannot be written");
+  if (!m_stream.flush()) throw Failure(m_path + ": cannot be written, " + std::strerror(errno));
 }
 
 // Nothing when any of it lies outside of the file.
@@ -126,7 +128,7 @@ uint64_t TaggedFile::EndOfEntries(uint64_t directory) {
 void TaggedFile::Write(uint64_t position, const Bytes& bytes) {
   m_stream.seekp(static_cast<std::streamoff>(position));
   m_stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  if (!m_stream) throw Failure(m_path + ": cannot be written");
+  if (!m_stream) throw Failure(m_path + ": cannot be written, " + std::strerror(errno));
 }
 
 uint64_t TaggedFile::Append(const Bytes& bytes) {

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <array>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include <tiffio.h>
@@ -43,6 +45,11 @@ class TiffHandle {
   Value Get(uint32_t tag, Value otherwise) const {
     Value value = otherwise;
     return TIFFGetFieldDefaulted(m_tiff, tag, &value) != 0 ? value : otherwise;
+  }
+
+  // Of a call that has set errno, before which it was 0.
+  [[noreturn]] void FailToWrite() const {
+    Fail(errno == 0 ? "cannot be written" : std::string("cannot be written, ") + std::strerror(errno));
   }
 
   [[noreturn]] void Fail(const std::string& what) const {

@@ -1,6 +1,7 @@
 #include "tiff_pages.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <initializer_list>
 
@@ -41,9 +42,10 @@ void CopyStoredBlock(const TiffHandle& from, const TiffHandle& to, bool tiled, u
   const tmsize_t read =
       tiled ? TIFFReadRawTile(from, block, buffer.data(), size) : TIFFReadRawStrip(from, block, buffer.data(), size);
   if (read != size) from.Fail("block " + std::to_string(block) + " cannot be read");
+  errno = 0;
   const tmsize_t written =
       tiled ? TIFFWriteRawTile(to, block, buffer.data(), size) : TIFFWriteRawStrip(to, block, buffer.data(), size);
-  if (written != size) to.Fail("cannot be written");
+  if (written != size) to.FailToWrite();
 }
 
 void EncodeBlockAgain(const TiffHandle& from, const TiffHandle& to, bool tiled, uint32_t block, Bytes& buffer) {
@@ -51,9 +53,10 @@ void EncodeBlockAgain(const TiffHandle& from, const TiffHandle& to, bool tiled, 
   const tmsize_t read = tiled ? TIFFReadEncodedTile(from, block, buffer.data(), size)
                               : TIFFReadEncodedStrip(from, block, buffer.data(), size);
   if (read <= 0) from.Fail("block " + std::to_string(block) + " cannot be decoded");
+  errno = 0;
   const tmsize_t written = tiled ? TIFFWriteEncodedTile(to, block, buffer.data(), read)
                                  : TIFFWriteEncodedStrip(to, block, buffer.data(), read);
-  if (written != read) to.Fail("cannot be written");
+  if (written != read) to.FailToWrite();
 }
 
 void CopyBlocks(const TiffHandle& from, const TiffLayout& layout, uint64_t fileSize, const TiffHandle& to) {
@@ -301,7 +304,8 @@ void AppendTiffPage(const std::string& source, unsigned page, const std::string&
     const TiffHandle to(target, append ? "a" : create.c_str());
     SetLayout(from, layout, to);
     CopyBlocks(from, layout, std::filesystem::file_size(source), to);
-    if (TIFFWriteDirectory(to) == 0) to.Fail("the directory cannot be written");
+    errno = 0;
+    if (TIFFWriteDirectory(to) == 0) to.FailToWrite();
   }
   targetPage = TIFFNumberOfDirectories(TiffHandle(target, 0u)) - 1;
   Transplant(source, page, target, targetPage, true, strip);

@@ -1,6 +1,7 @@
 #include "workers.h"
 
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,6 +12,10 @@
 #include <cstdint>
 #include <cstring>
 #include <map>
+
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
 
 #include "failure.h"
 
@@ -67,15 +72,25 @@ std::optional<Message> Receive(int file) {
 
 // ---- workers ----
 
+constexpr int kLook = 500; // ms
+#ifdef __SANITIZE_ADDRESS__
+constexpr int kLeaks = 23; // exit status, as the sanitizer's own
+#endif
+
 struct Worker {
   pid_t pid = -1;
   int channel = -1;
   std::optional<size_t> job; // the number of the job that it works on
 };
 
-std::string HowItEnded(pid_t pid) {
+int WaitStatus(pid_t pid) {
   int status = 0;
   while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) continue;
+  return status;
+}
+
+std::string HowItEnded(pid_t pid) {
+  const int status = WaitStatus(pid);
   if (WIFSIGNALED(status)) return std::string("its worker process died (") + strsignal(WTERMSIG(status)) + ")";
   return "its worker process ended with status " + std::to_string(WEXITSTATUS(status));
 }
@@ -85,16 +100,13 @@ class Pool {
   Pool(int count, const std::function<Message(const Message&)>& work, const WorkerEvents& events)
       : m_workers(static_cast<size_t>(count)), m_work(work), m_events(events) {}
 
-  ~Pool() {
-    for (Worker& worker : m_workers) {
-      if (worker.pid < 0) continue;
-      ::close(worker.channel); // the worker sees the end of its jobs
-      HowItEnded(worker.pid);
-    }
-  }
+  ~Pool() { Dismiss(); }
 
   void Run() {
     while (Feed() || !m_exhausted) Collect();
+    if (const int status = Dismiss(); status != 0) {
+      throw std::runtime_error("a worker process ended with status " + std::to_string(status));
+    }
   }
 
  private:
@@ -104,6 +116,19 @@ class Pool {
     std::optional<Message> answer;
     std::string death;
   };
+
+  // Ends the workers that wait for a job, and returns the last of their exit statuses that is not 0.
+  int Dismiss() {
+    int fault = 0;
+    for (Worker& worker : m_workers) {
+      if (worker.pid < 0) continue;
+      ::close(worker.channel); // the worker sees the end of its jobs
+      const int status = WaitStatus(worker.pid);
+      if (WIFEXITED(status) && WEXITSTATUS(status) != 0) fault = WEXITSTATUS(status);
+      worker = Worker();
+    }
+    return fault;
+  }
 
   // Gives every idle worker a job. False when nothing is under way any more.
   bool Feed() {
@@ -139,6 +164,7 @@ class Pool {
   bool Start(Worker& worker) {
     int channel[2];
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, channel) != 0) return false;
+    const pid_t parent = ::getpid();
     const pid_t pid = ::fork();
     if (pid < 0) {
       const int reason = errno;
@@ -148,6 +174,9 @@ class Pool {
       return false;
     }
     if (pid == 0) {
+      // A parent that is killed tells nobody: its worker gives up what it works on.
+      ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+      if (::getppid() != parent) ::_exit(0);
       ::close(channel[0]);
       for (const Worker& other : m_workers) {
         if (other.pid >= 0) ::close(other.channel);
@@ -155,6 +184,9 @@ class Pool {
       while (const std::optional<Message> job = Receive(channel[1])) {
         if (!Send(channel[1], m_work(*job))) break;
       }
+#ifdef __SANITIZE_ADDRESS__
+      if (__lsan_do_recoverable_leak_check() != 0) ::_exit(kLeaks); // only exit() does it unasked
+#endif
       ::_exit(0); // the parent's buffers and objects are the parent's
     }
     ::close(channel[1]);
@@ -179,7 +211,8 @@ class Pool {
     std::vector<pollfd> channels = Channels();
     const bool working =
         std::any_of(m_workers.begin(), m_workers.end(), [](const Worker& worker) { return worker.job; });
-    const int ready = ::poll(channels.data(), channels.size(), working ? -1 : 0);
+    // Not for ever: a signal that comes just before is seen by the next look.
+    const int ready = ::poll(channels.data(), channels.size(), working ? kLook : 0);
     if (m_events.stop() && !m_told) {
       m_told = true; // the signal may have been for this process alone
       for (const Worker& worker : m_workers) {
@@ -208,7 +241,7 @@ class Pool {
     Running& running = m_running[*worker.job];
     running.finished = true;
     running.death = HowItEnded(worker.pid);
-    m_events.cleanUp(running.job, worker.pid);
+    m_events.cleanUp(running.job);
     worker = Worker();
     Report();
   }

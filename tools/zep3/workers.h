@@ -17,8 +17,8 @@ struct WorkerEvents {
   std::function<void(const Message& job, const std::optional<Message>& answer, const std::string& death)> done;
   // Asked before each job: no more jobs are begun when true.
   std::function<bool()> stop;
-  // A worker of this process number died at this job.
-  std::function<void(const Message& job, int pid)> cleanUp;
+  // A worker died at this job.
+  std::function<void(const Message& job)> cleanUp;
 };
 
 // Runs `work` in up to `count` worker processes until the jobs are done. Throws UsageError when none can be started.
