@@ -28,13 +28,14 @@ check() {
   config=$(find "$prefix" -name zep3.pc)
   lib=$(dirname "$(dirname "$config")")
 
-  rm -rf found
-  quietly cmake.log "$cmake" -S . -B found -DCMAKE_PREFIX_PATH="$prefix" \
-    -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx"
-  quietly cmake.log "$cmake" --build found
-  for language in c cpp; do
-    run '' "found/zep3_$language" yes
-    run '' "found/zep3_static_$language" no
+  # Each language by itself: a project with both links C with the C++ compiler, which hides what a C link lacks.
+  for language in C CXX; do
+    rm -rf found
+    quietly cmake.log "$cmake" -S . -B found -DLANGUAGE=$language -DCMAKE_PREFIX_PATH="$prefix" \
+      -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx"
+    quietly cmake.log "$cmake" --build found
+    run '' found/zep3_consumer yes
+    run '' found/zep3_static_consumer no
   done
 
   export PKG_CONFIG_PATH="$lib/pkgconfig"
