@@ -1,6 +1,7 @@
 #!/bin/sh
 # Sets up, builds with GCC and with Clang, runs all tests on both, on a build for processors with fused multiply-add
-# (nothing may move), and under AddressSanitizer and UndefinedBehaviorSanitizer.
+# (nothing may move), and under AddressSanitizer and UndefinedBehaviorSanitizer; then the binary interface, and the
+# results by every level of optimisation and by other math libraries.
 set -eu
 cd "$(dirname "$0")/.."
 
@@ -23,3 +24,8 @@ if grep -q ' avx2 .* fma\| fma .* avx2 ' /proc/cpuinfo; then
   check gcc-v3 release gcc g++ -DCMAKE_CXX_FLAGS=-march=x86-64-v3
 fi
 check sanitize sanitize gcc g++
+
+printf '\n==== binary interface ====\n'
+sh scripts/abi.sh
+printf '\n==== same results ====\n'
+sh scripts/reproduce.sh
