@@ -8,9 +8,12 @@ out=build/reproduce
 mkdir -p $out
 flags="-std=c++20 -O1 -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wdouble-promotion -Werror"
 # shellcheck disable=SC2086
-g++ $flags -I. -Iengine -Itools/driver -c -o $out/results.o tests/reproduce/results.cpp
-g++ -std=c++20 -O1 -I. -c -o $out/driver.o tools/driver/driver.cpp
-objects="$out/results.o $out/driver.o"
+g++ $flags -I. -Iengine -Itools/zep3 -c -o $out/results.o tests/reproduce/results.cpp
+objects=$out/results.o
+for source in driver/driver zep3/record; do
+  g++ -std=c++20 -O1 -I. -Itools/driver -c -o "$out/$(basename $source).o" tools/$source.cpp
+  objects="$objects $out/$(basename $source).o"
+done
 
 # engine NAME C-COMPILER C++-COMPILER FLAGS: the engine, and the program linked to it. Without a build type, so that
 # the flags are all there is.

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "driver.h"
+#include "record.h"
 #include "zep3.h"
 
 namespace {
@@ -125,21 +125,6 @@ class Random {
 
  private:
   uint64_t m_state;
-};
-
-struct Record {
-  ZEP3_PARA para;
-  ZEP3_TONE master, rgb[3];
-  Record() { Reset(&para, &master, rgb); }
-  Record(const Record& other) { *this = other; }
-  Record& operator=(const Record& other) {
-    para = other.para;
-    master = other.master;
-    std::copy(std::begin(other.rgb), std::end(other.rgb), rgb);
-    para.ic.pMasterTone = para.pOutMasterTone = &master;
-    para.ic.pRGBTone = para.pOutRGBTone = rgb;
-    return *this;
-  }
 };
 
 struct Picture {
