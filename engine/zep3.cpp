@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "engine/calc/czep.h"
+#include "engine/common/float_environment.h"
 #include "engine/common/record.h"
 #include "engine/common/scale.h"
 #include "engine/hist/chist.h"
@@ -86,6 +87,7 @@ void ConvertToDisplayGamma(ZEP3_PARA& para) {
 
 int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix) try {
   if (para == nullptr || para->pOutMasterTone == nullptr || para->pOutRGBTone == nullptr) return 0;
+  const FloatEnvironment environment;
   para->lLevelFlag = 0;
   SetIdentity(*para->pOutMasterTone);
   for (int c = 0; c < 3; c++) SetIdentity(para->pOutRGBTone[c]);
@@ -112,5 +114,6 @@ int GetZEP3Version(int64_t* plMajor, int64_t* plMinor) {
 
 int64_t ValueOfScreenGammaConv(int64_t lValue, ZEP3_PARA* para) {
   if (para == nullptr) return 0;
+  const FloatEnvironment environment;
   return EncodePoint(lValue, DisplayExponent(*para), IsNegative(*para));
 }

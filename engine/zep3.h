@@ -15,7 +15,8 @@
  * Channels are red, green, blue (index 0, 1, 2) throughout.
  *
  * Calls keep no state and share none: calls on distinct records may run at the same time, two calls on one record must
- * not. No call prints, logs or throws. Every call returns 1 or 0 (ValueOfScreenGammaConv returns its value).
+ * not. No call prints, logs or throws. Every call returns 1 or 0 (ValueOfScreenGammaConv returns its value). The caller's
+ * floating-point environment (rounding, traps, flags) is neither felt nor changed.
  *
  * For every value of every field and argument each call returns, reads only the records, tone records and pixels that
  * it is given, and writes only what is documented. A null for a required pointer, and a lack of memory, give 0 with

@@ -1,12 +1,14 @@
 // The pipettes, and the palette adjustment.
 #include <memory>
 
+#include "engine/common/float_environment.h"
 #include "engine/common/record.h"
 #include "engine/graybalance/cgryblnce.h"
 #include "engine/zep3.h"
 
 int GetGrayBalance(ZEP3_PARA* para, ZEP3_GrayBalance gb) try {
   if (para == nullptr) return 0;
+  const FloatEnvironment environment;
   std::make_unique<CGRYBLNCE>(para)->GBIntensity(para, gb);
   return 1;
 } catch (...) { // out of memory: an exception must not reach a C caller
@@ -15,6 +17,7 @@ int GetGrayBalance(ZEP3_PARA* para, ZEP3_GrayBalance gb) try {
 
 int GetGamma(int64_t* plColor, ZEP3_PARA* para) try {
   if (plColor == nullptr || para == nullptr) return 0;
+  const FloatEnvironment environment;
   std::make_unique<CGRYBLNCE>(para)->MakePipetteGmm(plColor, para);
   return 1;
 } catch (...) {
@@ -25,6 +28,7 @@ int AdjustSpecifiedColor(ZEP3_PARA* para, const int64_t* plSource, const int64_t
                          const double* pdColorMatrix) try {
   if (para == nullptr || plSource == nullptr || plTarget == nullptr) return 0;
   if (para->ic.pMasterTone == nullptr || para->ic.pRGBTone == nullptr) return 0;
+  const FloatEnvironment environment;
   const auto palette = std::make_unique<CGRYBLNCE>(para);
   const bool moved = IsNegative(*para)
                          ? palette->ConvPaletteColorNega(para, plSource, plTarget, pdNegaCoef, pdColorMatrix)

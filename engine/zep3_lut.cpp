@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "engine/common/float_environment.h"
 #include "engine/lut/clut.h"
 #include "engine/lut/sampler.h"
 #include "engine/zep3.h"
@@ -10,6 +11,7 @@ int MakeZEP3LUT(ZEP3_PARA* para, uint8_t* table) { return MakeZEP3LUTEx(para, nu
 
 int MakeZEP3LUTEx(ZEP3_PARA* para, double* pdColorMatrix, uint8_t* table) try {
   if (para == nullptr || table == nullptr) return 0;
+  const FloatEnvironment environment;
   const auto lut = std::make_unique<CLUT>(para);
   lut->MakeLUT(para, pdColorMatrix, true);
   for (const auto& curve : lut->m_dCurve) {
@@ -22,6 +24,7 @@ int MakeZEP3LUTEx(ZEP3_PARA* para, double* pdColorMatrix, uint8_t* table) try {
 
 int MakeZEP3LUT16(ZEP3_PARA* para, const double* pdColorMatrix, uint16_t* table) try {
   if (para == nullptr || table == nullptr) return 0;
+  const FloatEnvironment environment;
   const auto sampler = std::make_unique<CurveSampler>(para, pdColorMatrix);
   for (int c = 0; c < 3; c++) {
     for (int i = 0; i < 65536; i++) {
@@ -36,6 +39,7 @@ int MakeZEP3LUT16(ZEP3_PARA* para, const double* pdColorMatrix, uint16_t* table)
 int MakeZEP3LUTAt(ZEP3_PARA* para, const double* pdColorMatrix, const double* levels, int64_t count,
                   double* display) try {
   if (para == nullptr || levels == nullptr || display == nullptr || count < 0) return 0;
+  const FloatEnvironment environment;
   const auto sampler = std::make_unique<CurveSampler>(para, pdColorMatrix);
   for (int c = 0; c < 3; c++) {
     for (int64_t i = 0; i < count; i++) *display++ = sampler->At(c, std::clamp(levels[i], 0.0, 255.0));
@@ -47,6 +51,7 @@ int MakeZEP3LUTAt(ZEP3_PARA* para, const double* pdColorMatrix, const double* le
 
 int ColorMatrixConv(ZEP3_PARA* para, double* in, double* out) try {
   if (para == nullptr || in == nullptr || out == nullptr) return 0;
+  const FloatEnvironment environment;
   const auto lut = std::make_unique<CLUT>(para);
   double f[3];
   lut->ApplyConvVal(para, in, f);

@@ -1,11 +1,17 @@
-// Calls on distinct records at the same time: run under ThreadSanitizer, too.
+// What the process around it does is nothing to the engine: calls on distinct records at the same time (run under
+// ThreadSanitizer, too), and floating-point environments of the host.
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cfenv>
 #include <thread>
 #include <vector>
 
 #include "support.h"
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
 
 namespace {
 
@@ -71,5 +77,50 @@ TEST(Concurrency, DistinctRecordsGiveWhatTheyGiveAlone) {
   for (std::thread& thread : threads) thread.join();
   for (const auto& jobs : wrong) EXPECT_TRUE(jobs.empty()) << "job " << jobs.front();
 }
+
+#if defined(__GLIBC__) && defined(__x86_64__)
+
+// What hosts and their drivers leave behind: another rounding, traps, numbers flushed to zero.
+TEST(FloatEnvironment, TheHostsIsNeitherFeltNorChanged) {
+  constexpr unsigned kFlushToZero = 0x8040; // of results and of operands, in the processor's register
+  struct Row {
+    const char* what;
+    void (*set)();
+  };
+  const Row rows[] = {
+      {"downward", [] { std::fesetround(FE_DOWNWARD); }},
+      {"upward", [] { std::fesetround(FE_UPWARD); }},
+      {"toward zero", [] { std::fesetround(FE_TOWARDZERO); }},
+      {"traps", [] { feenableexcept(FE_DIVBYZERO | FE_INVALID | FE_OVERFLOW | FE_UNDERFLOW); }},
+      {"flushed to zero", [] { _mm_setcsr(_mm_getcsr() | kFlushToZero); }},
+      {"a flag", [] { std::feraiseexcept(FE_DIVBYZERO); }},
+  };
+  Image scan(300, 220);
+  scan.Fill([](int x, int y, int c) { return 40 + x / 2 + 10 * c + Noise(3 * (300 * y + x) + c, 2) / 8; });
+  for (const Job& job : kJobs) {
+    const Results expected = RunAll(job, scan.bmp);
+    for (const Row& row : rows) {
+      std::fenv_t before;
+      std::fegetenv(&before);
+      row.set();
+      const unsigned state = _mm_getcsr();
+      const Results results = RunAll(job, scan.bmp);
+      // Nothing by way of numbers that are none: points far outside their range.
+      Record r;
+      r.SetPoints({-70000, 1, 5, 5, 0});
+      r.para.lScreenGamma = 0;
+      uint8_t table[768];
+      const int made = MakeZEP3LUT(&r.para, table);
+      ValueOfScreenGammaConv(-5, &r.para);
+      const unsigned after = _mm_getcsr();
+      std::fesetenv(&before);
+      EXPECT_TRUE(results == expected) << row.what << ", job " << job.type << " " << job.subMode;
+      EXPECT_EQ(after, state) << row.what;
+      EXPECT_EQ(made, 1);
+    }
+  }
+}
+
+#endif
 
 } // namespace
