@@ -15,15 +15,15 @@
  * Channels are red, green, blue (index 0, 1, 2) throughout.
  *
  * Calls keep no state and share none: calls on distinct records may run at the same time, two calls on one record must
- * not. No call prints, logs or throws. Every call returns 1 or 0 (ValueOfScreenGammaConv returns its value). The caller's
- * floating-point environment (rounding, traps, flags) is neither felt nor changed.
+ * not. No call prints, logs or throws. Every call returns 1 or 0 (ValueOfScreenGammaConv returns its value). The
+ * caller's floating-point environment (rounding, traps, flags) is neither felt nor changed.
  *
  * For every value of every field and argument each call returns, reads only the records, tone records and pixels that
  * it is given, and writes only what is documented. A null for a required pointer, and a lack of memory, give 0 with
  * nothing written, but that ZEP3 may have written a part when memory runs out. What lies outside a field's range is
- * defined: a conversion whose result is not a number, or lies outside 32 bits, yields -2147483648; a table entry that is
- * not a number, or lies outside 32 bits, yields 0, and one outside 0..255 its low 8 bits. The engine cannot know how long
- * the pixel buffer is: width, height, stride and pixel format must describe memory that exists.
+ * defined: a conversion whose result is not a number, or lies outside 32 bits, yields -2147483648; a table entry that
+ * is not a number, or lies outside 32 bits, yields 0, and one outside 0..255 its low 8 bits. The engine cannot know how
+ * long the pixel buffer is: width, height, stride and pixel format must describe memory that exists.
  *
  * Plain C99, also C++. The records are binary interface: little-endian, 8-byte alignment, 64-bit pointers.
  */
