@@ -615,7 +615,7 @@ TEST_F(Program, AnInterruptedRunLeavesNothingHalf) {
   Save(Sample().zoom(100, 100), "second.tif");
   const std::string slow = " -o out.tif[compression=deflate]";
   const auto interrupt = [&](const std::string& signal, const std::string& before, const std::string& arguments) {
-    return Run(before + "timeout --preserve-status -k 5 -s " + signal + " 0.4 " + ZEP3_PROGRAM + " " + arguments);
+    return Run(before + "timeout --preserve-status -k 30 -s " + signal + " 0.4 " + ZEP3_PROGRAM + " " + arguments);
   };
   EXPECT_EQ(interrupt("INT", "", "large.tif" + slow).status, 130);
   EXPECT_EQ(interrupt("TERM", "", "large.tif" + slow).status, 130);
