@@ -16,6 +16,9 @@
 #ifdef __SANITIZE_ADDRESS__
 #include <sanitizer/lsan_interface.h>
 #endif
+#ifdef ZEP3_COVERAGE
+extern "C" void __gcov_dump();
+#endif
 
 #include "failure.h"
 
@@ -186,6 +189,9 @@ class Pool {
       }
 #ifdef __SANITIZE_ADDRESS__
       if (__lsan_do_recoverable_leak_check() != 0) ::_exit(kLeaks); // only exit() does it unasked
+#endif
+#ifdef ZEP3_COVERAGE
+      __gcov_dump(); // likewise
 #endif
       ::_exit(0); // the parent's buffers and objects are the parent's
     }
