@@ -41,13 +41,14 @@ void WriteAll(int file, const char* bytes, size_t size, const std::string& name)
 
 void CopyAll(int from, int to, const std::string& name) {
   std::vector<char> buffer(1 << 20);
-  for (;;) {
+  while (!IsInterrupted()) { // before what may wait for ever: the signal may have come already
     const ssize_t size = ::read(from, buffer.data(), buffer.size());
     if (size < 0 && errno == EINTR && !IsInterrupted()) continue;
     if (size < 0) throw Failure("cannot read: " + Reason());
     if (size == 0) return;
     WriteAll(to, buffer.data(), static_cast<size_t>(size), name);
   }
+  throw Failure("interrupted");
 }
 
 // A file descriptor that is closed at the end.
