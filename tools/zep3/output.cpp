@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cctype>
 #include <cerrno>
+#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -41,13 +42,14 @@ void WriteAll(int file, const char* bytes, size_t size, const std::string& name)
 
 void CopyAll(int from, int to, const std::string& name) {
   std::vector<char> buffer(1 << 20);
-  for (;;) {
+  while (!IsInterrupted()) { // before what may wait for ever: the signal may have come already
     const ssize_t size = ::read(from, buffer.data(), buffer.size());
     if (size < 0 && errno == EINTR && !IsInterrupted()) continue;
     if (size < 0) throw Failure("cannot read: " + Reason());
     if (size == 0) return;
     WriteAll(to, buffer.data(), static_cast<size_t>(size), name);
   }
+  throw Failure("interrupted");
 }
 
 // A file descriptor that is closed at the end.
@@ -113,12 +115,16 @@ bool IsAlive(int pid) {
   return name == std::string::npos || stat.compare(name, 3, ") Z") != 0;
 }
 
-// Whether the name carries the mark of a process of this machine that has died.
-bool IsAbandoned(const std::string& name) {
-  const size_t mark = name.rfind(MachineMark());
-  if (mark == std::string::npos) return false;
-  const int pid = std::atoi(name.c_str() + mark + MachineMark().size());
-  return pid > 0 && !IsAlive(pid);
+// Whether the name is one of those given below, ".NAME.MARK-N" to a file or "MARK-X" to a folder, by a process of this
+// machine that has died. Whatever else holds a mark is somebody's own.
+bool IsAbandoned(const std::string& name, bool isFolder) {
+  const size_t mark = isFolder ? 0 : name.rfind("." + MachineMark()) + 1;
+  if (!isFolder && (mark < 2 || name.front() != '.')) return false;
+  if (name.compare(mark, MachineMark().size(), MachineMark()) != 0) return false;
+  int pid = 0;
+  const char* const begin = name.data() + mark + MachineMark().size();
+  const auto [end, error] = std::from_chars(begin, name.data() + name.size(), pid);
+  return error == std::errc() && *end == '-' && pid > 0 && !IsAlive(pid);
 }
 
 fs::path TemporaryPlace() {
@@ -136,9 +142,10 @@ void RemoveAbandoned(const fs::path& target) {
   std::error_code ignored;
   fs::directory_iterator entries(target == "-" ? fs::temp_directory_path(ignored) : FolderOf(target), ignored);
   for (; !ignored && entries != fs::directory_iterator(); entries.increment(ignored)) {
-    const std::string name = entries->path().filename().string();
+    if (entries->path().native().find(MachineMark()) == std::string::npos) continue;
     std::error_code kept; // by whoever it belongs to
-    if (IsAbandoned(name)) fs::remove_all(entries->path(), kept);
+    const bool isFolder = entries->symlink_status(kept).type() == fs::file_type::directory;
+    if (IsAbandoned(entries->path().filename().string(), isFolder)) fs::remove_all(entries->path(), kept);
   }
 }
 
@@ -150,7 +157,10 @@ std::string WithFinalNames(std::string message) {
       end++;
     message.erase(at, end - at);
     const size_t slash = message.rfind("/.", at); // of the path, see PendingFile
-    if (slash != std::string::npos) message.erase(slash + 1, 1);
+    if (slash == std::string::npos) continue;
+    // A result in the current folder was named without it.
+    const bool here = slash > 0 && message[slash - 1] == '.' && (slash == 1 || message[slash - 2] == ' ');
+    message.erase(here ? slash - 1 : slash + 1, here ? 3 : 1);
   }
   return message;
 }
@@ -181,7 +191,7 @@ bool PendingFile::Commit(bool overwrite) {
   return true;
 }
 
-void PendingFile::CommitInPlace(const fs::path& backup) {
+bool PendingFile::CommitInPlace(const fs::path& backup, const FileState& replaced) {
   struct stat original = {};
   if (::stat(m_target.c_str(), &original) == 0 || ::stat(backup.c_str(), &original) == 0) {
     // Ownership can be given away by root alone: that this fails for others is no fault.
@@ -189,6 +199,7 @@ void PendingFile::CommitInPlace(const fs::path& backup) {
     ::chmod(m_path.c_str(), original.st_mode & 07777);
   }
   Flush(m_path);
+  if (StateOf(m_target.string()) != replaced) return false;
   if (!backup.empty() && !fs::exists(backup)) {
     // Linked first, so that the name is never without a file; renamed where links are not to be had. What another
     // process kept in the meantime stays.
@@ -197,6 +208,7 @@ void PendingFile::CommitInPlace(const fs::path& backup) {
   // Its change time now says that the result is finished: a file that is newer is not this result.
   if (!backup.empty()) ::chmod(backup.c_str(), original.st_mode & 07777);
   Rename(m_path, m_target);
+  return true;
 }
 
 PendingFile WritePending(const fs::path& target, const std::string& bytes) {

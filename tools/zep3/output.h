@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "file_state.h"
+
 // A result that is not yet one. Its name begins with a dot and tells the process that writes it; unless committed, it
 // is removed. The first in a folder removes what processes that were killed left there.
 class PendingFile {
@@ -23,8 +25,8 @@ class PendingFile {
 
   // The same where the target is an original: its rights are kept, the data is on the disk before the name is taken,
   // and the original stays as `backup` unless that is empty. Killed on the way it leaves a backup that is the target
-  // itself or, where a file has but one name, no target.
-  void CommitInPlace(const std::filesystem::path& backup);
+  // itself or, where a file has but one name, no target. False when the target is not `replaced` any more.
+  bool CommitInPlace(const std::filesystem::path& backup, const FileState& replaced);
 
  private:
   std::filesystem::path m_target;

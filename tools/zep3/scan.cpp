@@ -11,20 +11,19 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
-#include <tuple>
 
 #include "failure.h"
 
 namespace {
 
-struct stat CheckFile(const std::string& path) {
+FileState CheckFile(const std::string& path) {
   struct stat file = {};
   if (::stat(path.c_str(), &file) != 0) throw Failure(std::strerror(errno));
   if (S_ISDIR(file.st_mode)) throw Failure("is a folder; -r takes the scans in it");
   if (!S_ISREG(file.st_mode)) throw Failure("is no regular file");
   if (file.st_size == 0) throw Failure("is empty");
   if (!std::ifstream(path, std::ios::binary)) throw Failure(std::strerror(errno));
-  return file;
+  return StateOf(file);
 }
 
 // "II" or "MM", then 42, or 43 for BigTIFF.
@@ -133,13 +132,7 @@ Scan::Scan(const std::string& name) {
 }
 
 void Scan::CheckUnchanged() const {
-  struct stat now = {};
-  const auto identity = [](const struct stat& file) {
-    return std::tuple(file.st_dev, file.st_ino, file.st_size, file.st_mtim.tv_sec, file.st_mtim.tv_nsec);
-  };
-  if (::stat(m_path.c_str(), &now) != 0 || identity(now) != identity(m_file)) {
-    throw Failure("was changed while it was read");
-  }
+  if (StateOf(m_path) != m_file) throw Failure("was changed while it was read");
 }
 
 vips::VImage Scan::Head(int page) const {

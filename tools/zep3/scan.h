@@ -1,14 +1,13 @@
 // A scan file: what it is, its pages, and how to open one of them.
 #pragma once
 
-#include <sys/stat.h>
-
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <vips/vips8>
 
+#include "file_state.h"
 #include "formats.h"
 #include "tiff_pages.h"
 
@@ -46,7 +45,7 @@ class Scan {
   vips::VImage Load(const std::vector<std::pair<std::string, std::string>>& options) const;
 
   std::string m_path;
-  struct stat m_file; // when it was opened
+  FileState m_file; // when it was opened
   std::string m_options;
   std::string m_loader;
   int m_firstPage = 0; // where the user asks for one

@@ -86,6 +86,7 @@ std::vector<CorrectedPage> DecideAll(const Scan& scan, const Options& options,
     pages.push_back(Decide(scan, page, options, sidecar, nullptr).corrected);
   }
   if (pages.empty()) throw Failure("is black and white only; there is nothing to correct");
+  scan.CheckUnchanged();
   return pages;
 }
 
@@ -253,7 +254,7 @@ bool ChangedSince(const std::string& backup, const std::string& name) {
 // A run that was killed kept the original, but its result has not taken the name.
 bool IsHalfReplaced(const std::string& backup, const std::string& name) {
   std::error_code ignored;
-  return !fs::exists(name) || fs::equivalent(backup, name, ignored);
+  return !fs::exists(name) || (!fs::is_symlink(backup) && fs::equivalent(backup, name, ignored));
 }
 
 Outcome Exists(const Job& job) {
@@ -263,17 +264,28 @@ Outcome Exists(const Job& job) {
 
 Outcome Correct(const Job& job, const Options& options) {
   const bool toOutput = job.result == "-";
-  if (!toOutput && fs::is_directory(job.result)) throw Failure(job.result + " is a folder");
+  if (!toOutput && !options.inPlace && fs::is_directory(job.result)) throw Failure(job.result + " is a folder");
+  const FileState replaced = StateOf(job.result);
   const bool isNew = !options.inPlace && !toOutput && !options.overwrite;
   const auto isTaken = [&] { return isNew && fs::exists(fs::symlink_status(job.result)); };
   const std::string backup = options.inPlace && !options.noBackup ? job.result + kBackupSuffix : "";
   // Once more from the original, not on top of the first correction.
-  const bool again = !backup.empty() && fs::exists(backup);
+  const bool again = !backup.empty() && fs::exists(fs::symlink_status(backup));
+  std::error_code ignored;
+  if (again && (!fs::exists(backup) || (fs::is_symlink(backup) && fs::equivalent(backup, job.result, ignored)))) {
+    throw Failure(backup + " is a link that leads to no original; move it away");
+  }
+  const Outcome done = {Status::kSkipped, backup + " exists: it is corrected already", "", 0};
+  const auto changed = [&] { // by another run that was faster, or by somebody
+    const bool kept = !backup.empty() && fs::exists(backup) && !IsHalfReplaced(backup, job.result);
+    if (!kept || ChangedSince(backup, job.result)) throw Failure("was changed while it was read");
+    return done;
+  };
   if (again && !IsHalfReplaced(backup, job.result)) {
     if (ChangedSince(backup, job.result)) {
       throw Failure(backup + " exists, but the scan has changed since it was kept; move one of them away");
     }
-    if (!options.overwrite) return {Status::kSkipped, backup + " exists: it is corrected already", "", 0};
+    if (!options.overwrite) return done;
   } else if (isTaken()) {
     return Exists(job);
   }
@@ -294,6 +306,7 @@ Outcome Correct(const Job& job, const Options& options) {
   PendingFile pending(target, suffix);
   const std::vector<PageWork> pages = WritePages(scan, options, save, pending.Path(), target);
   if (IsInterrupted()) throw Failure("interrupted");
+  if (options.inPlace && StateOf(job.result) != replaced) return changed();
   scan.CheckUnchanged();
   std::vector<PendingFile> sideFiles = WriteSideFiles(job, options, pages);
   if (toOutput) {
@@ -304,7 +317,7 @@ Outcome Correct(const Job& job, const Options& options) {
   // Before the result, for a result that exists is not made again.
   for (PendingFile& file : sideFiles) file.Commit(true);
   if (options.inPlace) {
-    pending.CommitInPlace(backup);
+    if (!pending.CommitInPlace(backup, replaced)) return changed();
   } else if (!pending.Commit(options.overwrite)) {
     return Exists(job);
   }

@@ -219,8 +219,9 @@ class Pool {
         std::any_of(m_workers.begin(), m_workers.end(), [](const Worker& worker) { return worker.job; });
     // Not for ever: a signal that comes just before is seen by the next look.
     const int ready = ::poll(channels.data(), channels.size(), working ? kLook : 0);
-    if (m_events.stop() && !m_told) {
-      m_told = true; // the signal may have been for this process alone
+    if (m_events.stop()) {
+      // The signal may have been for this process alone. At each look: one that comes just before a worker begins to
+      // wait for input does not end that.
       for (const Worker& worker : m_workers) {
         if (worker.pid >= 0) ::kill(worker.pid, SIGTERM);
       }
@@ -266,7 +267,6 @@ class Pool {
   std::map<size_t, Running> m_running; // by the jobs' order
   size_t m_next = 0;
   bool m_exhausted = false;
-  bool m_told = false;
 };
 
 } // namespace
