@@ -18,6 +18,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/encoding.cpp
   tools/zep3/finish.cpp
   tools/zep3/formats.cpp
+  tools/zep3/in_place.cpp
   tools/zep3/interrupt.cpp
   tools/zep3/kinds.cpp
   tools/zep3/log.cpp

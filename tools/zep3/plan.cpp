@@ -6,7 +6,7 @@
 #include <iostream>
 
 #include "failure.h"
-#include "scan_job.h"
+#include "in_place.h"
 
 namespace fs = std::filesystem;
 

@@ -11,6 +11,7 @@
 #include "encoding.h"
 #include "failure.h"
 #include "finish.h"
+#include "in_place.h"
 #include "interrupt.h"
 #include "log.h"
 #include "output.h"
@@ -242,54 +243,29 @@ std::vector<PageWork> WritePages(const Scan& scan, const Options& options, const
   return pages;
 }
 
-// Whether the file has been written since its original was kept: another scan of its name, or a change to the result.
-bool ChangedSince(const std::string& backup, const std::string& name) {
-  struct stat kept = {};
-  struct stat now = {};
-  if (::stat(backup.c_str(), &kept) != 0 || ::stat(name.c_str(), &now) != 0) return false;
-  // The result was written before the original lost its name, which the kept file's change time shows.
-  return std::pair(now.st_mtim.tv_sec, now.st_mtim.tv_nsec) > std::pair(kept.st_ctim.tv_sec, kept.st_ctim.tv_nsec);
-}
-
-// A run that was killed kept the original, but its result has not taken the name.
-bool IsHalfReplaced(const std::string& backup, const std::string& name) {
-  std::error_code ignored;
-  return !fs::exists(name) || (!fs::is_symlink(backup) && fs::equivalent(backup, name, ignored));
-}
-
 Outcome Exists(const Job& job) {
   if (job.named) throw Failure(job.result + " exists; --overwrite replaces it");
   return {Status::kSkipped, job.result + " exists", "", 0};
 }
 
+Outcome IsCorrectedAlready(const InPlace& place) {
+  return {Status::kSkipped, place.Backup() + " exists: it is corrected already", "", 0};
+}
+
 Outcome Correct(const Job& job, const Options& options) {
   const bool toOutput = job.result == "-";
-  if (!toOutput && !options.inPlace && fs::is_directory(job.result)) throw Failure(job.result + " is a folder");
-  const FileState replaced = StateOf(job.result);
   const bool isNew = !options.inPlace && !toOutput && !options.overwrite;
   const auto isTaken = [&] { return isNew && fs::exists(fs::symlink_status(job.result)); };
-  const std::string backup = options.inPlace && !options.noBackup ? job.result + kBackupSuffix : "";
-  // Once more from the original, not on top of the first correction.
-  const bool again = !backup.empty() && fs::exists(fs::symlink_status(backup));
-  std::error_code ignored;
-  if (again && (!fs::exists(backup) || (fs::is_symlink(backup) && fs::equivalent(backup, job.result, ignored)))) {
-    throw Failure(backup + " is a link that leads to no original; move it away");
-  }
-  const Outcome done = {Status::kSkipped, backup + " exists: it is corrected already", "", 0};
-  const auto changed = [&] { // by another run that was faster, or by somebody
-    const bool kept = !backup.empty() && fs::exists(backup) && !IsHalfReplaced(backup, job.result);
-    if (!kept || ChangedSince(backup, job.result)) throw Failure("was changed while it was read");
-    return done;
-  };
-  if (again && !IsHalfReplaced(backup, job.result)) {
-    if (ChangedSince(backup, job.result)) {
-      throw Failure(backup + " exists, but the scan has changed since it was kept; move one of them away");
-    }
-    if (!options.overwrite) return done;
+  std::optional<InPlace> place;
+  if (options.inPlace) {
+    place.emplace(job.result, !options.noBackup);
+    if (place->IsCorrected() && !options.overwrite) return IsCorrectedAlready(*place);
+  } else if (!toOutput && fs::is_directory(job.result)) {
+    throw Failure(job.result + " is a folder");
   } else if (isTaken()) {
     return Exists(job);
   }
-  const Scan scan(again ? backup : job.scan == "-" ? SpoolStandardInput() : job.scan);
+  const Scan scan(place && place->HasOriginal() ? place->Backup() : job.scan == "-" ? SpoolStandardInput() : job.scan);
   const Format& format = ResultFormat(job, options, scan);
   CheckPages(scan, job, options, format);
   if (options.dryRun) {
@@ -306,7 +282,7 @@ Outcome Correct(const Job& job, const Options& options) {
   PendingFile pending(target, suffix);
   const std::vector<PageWork> pages = WritePages(scan, options, save, pending.Path(), target);
   if (IsInterrupted()) throw Failure("interrupted");
-  if (options.inPlace && StateOf(job.result) != replaced) return changed();
+  if (place && !place->IsUntouched()) return IsCorrectedAlready(*place);
   scan.CheckUnchanged();
   std::vector<PendingFile> sideFiles = WriteSideFiles(job, options, pages);
   if (toOutput) {
@@ -316,8 +292,8 @@ Outcome Correct(const Job& job, const Options& options) {
   if (isTaken()) return Exists(job); // another run was faster: the side files are its own
   // Before the result, for a result that exists is not made again.
   for (PendingFile& file : sideFiles) file.Commit(true);
-  if (options.inPlace) {
-    if (!pending.CommitInPlace(backup, replaced)) return changed();
+  if (place) {
+    if (!place->Replace(pending)) return IsCorrectedAlready(*place);
   } else if (!pending.Commit(options.overwrite)) {
     return Exists(job);
   }

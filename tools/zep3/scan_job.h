@@ -9,7 +9,6 @@
 // Behind the name of a result.
 inline constexpr const char* kSidecarSuffix = ".zep3.json";
 inline constexpr const char* kReportSuffix = ".zep3.html";
-inline constexpr const char* kBackupSuffix = "_original";
 
 enum class Status { kCorrected, kSkipped, kFailed, kPlanned, kInterrupted };
 
