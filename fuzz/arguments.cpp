@@ -10,16 +10,9 @@
 
 namespace {
 
-// Calls parse; true when the text is taken.
 template <typename Parse>
-bool IsTaken(Parse parse) {
-  try {
-    parse();
-    return true;
-  } catch (const UsageError& error) {
-    ZEP3_HOLDS(std::string_view(error.what()).find("expected") != std::string_view::npos);
-    return false;
-  }
+bool IsRead(Parse parse) {
+  return IsTaken<UsageError>(parse, "expected");
 }
 
 bool IsFinite(const Position& at) { return std::isfinite(at.x.value) && std::isfinite(at.y.value); }
@@ -30,23 +23,23 @@ void RunTarget(Input input) {
   auto text = std::string(input.Text());
   text.resize(std::min(text.size(), text.find('\0'))); // arguments are C strings
   AreaArgument area;
-  if (IsTaken([&] { area = ParseArea(text); })) {
+  if (IsRead([&] { area = ParseArea(text); })) {
     ZEP3_HOLDS(area.corners.size() == 2 && area.corners[1].x.value > 0 && area.corners[1].y.value > 0);
   } else {
     ZEP3_HOLDS(area.corners.empty());
   }
-  if (IsTaken([&] { area = ParseCorners(text); })) ZEP3_HOLDS(area.corners.size() == 4);
+  if (IsRead([&] { area = ParseCorners(text); })) ZEP3_HOLDS(area.corners.size() == 4);
   for (const Position& corner : area.corners) ZEP3_HOLDS(IsFinite(corner));
 
   for (const bool withStrength : {false, true}) {
     PipetteArgument pipette;
-    if (!IsTaken([&] { pipette = ParsePipette(text, withStrength); })) continue;
+    if (!IsRead([&] { pipette = ParsePipette(text, withStrength); })) continue;
     ZEP3_HOLDS(IsFinite(pipette.at) && 0 <= pipette.strength && pipette.strength <= 100);
     ZEP3_HOLDS(withStrength || pipette.strength == 100);
   }
 
   ZEP3_TONE tone;
-  if (IsTaken([&] { tone = ParseCurve(text); })) {
+  if (IsRead([&] { tone = ParseCurve(text); })) {
     ZEP3_HOLDS(2 <= tone.wPointNum && tone.wPointNum <= ZEP3_TONE_POINTS);
     std::string again;
     for (int i = 0; i < tone.wPointNum; i++) {
@@ -62,15 +55,15 @@ void RunTarget(Input input) {
   }
 
   std::array<double, 9> matrix;
-  if (IsTaken([&] { matrix = ParseMatrix(text); })) {
+  if (IsRead([&] { matrix = ParseMatrix(text); })) {
     for (const double m : matrix) ZEP3_HOLDS(std::abs(m) <= 1e6);
   }
   std::array<int64_t, 3> balance;
-  if (IsTaken([&] { balance = ParseBalance(text); })) {
+  if (IsRead([&] { balance = ParseBalance(text); })) {
     for (const int64_t b : balance) ZEP3_HOLDS(std::abs(b) <= 1000);
   }
   int gamma;
-  if (IsTaken([&] { gamma = ParseGamma(text); })) ZEP3_HOLDS(5 <= gamma && gamma <= 50);
+  if (IsRead([&] { gamma = ParseGamma(text); })) ZEP3_HOLDS(5 <= gamma && gamma <= 50);
 
   const NameWithOptions name = SplitOptions(text);
   ZEP3_HOLDS(name.name + name.options == text && (text.empty() || !name.name.empty()));

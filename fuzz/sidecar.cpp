@@ -84,12 +84,7 @@ void RunTarget(Input input) {
     text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
   }
   std::vector<CorrectedPage> pages;
-  try {
-    pages = CorrectionFromJson(text);
-  } catch (const Failure& failure) {
-    ZEP3_HOLDS(failure.what()[0] != '\0');
-    return;
-  }
+  if (!IsTaken<Failure>([&] { pages = CorrectionFromJson(text); })) return;
   ZEP3_HOLDS(!pages.empty());
   const std::string once = ToText(CorrectionToJson("scan.tif", pages), 1);
   const std::string twice = ToText(CorrectionToJson("scan.tif", CorrectionFromJson(once)), 1);

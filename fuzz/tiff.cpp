@@ -30,18 +30,6 @@ class Folder {
   fs::path m_path;
 };
 
-// Runs a step; false when it refuses.
-template <typename Step>
-bool IsDone(Step step) {
-  try {
-    step();
-    return true;
-  } catch (const Failure& failure) {
-    ZEP3_HOLDS(failure.what()[0] != '\0');
-    return false;
-  }
-}
-
 } // namespace
 
 void RunTarget(Input input) {
@@ -51,11 +39,11 @@ void RunTarget(Input input) {
   std::ofstream(scan, std::ios::binary) << bytes;
 
   std::vector<TiffLayout> layouts;
-  if (!IsDone([&] { layouts = ReadTiffLayouts(scan); })) return;
+  if (!IsTaken<Failure>([&] { layouts = ReadTiffLayouts(scan); })) return;
   const auto pages = static_cast<unsigned>(std::min<size_t>(3, layouts.size()));
   for (unsigned page = 0; page < pages; page++) {
     PlainShape shape = {0, 0, 0, false};
-    IsDone([&] {
+    IsTaken<Failure>([&] {
       const auto lines = PlainLines::Open(scan, page);
       if (lines == nullptr) return;
       shape = {lines->Samples() / lines->Bands(), lines->Height(), lines->Bands(), lines->IsDeep()};
@@ -68,7 +56,7 @@ void RunTarget(Input input) {
       ZEP3_HOLDS(count == lines->Height());
     });
     fs::remove(result);
-    const bool rewritten = IsDone([&] {
+    const bool rewritten = IsTaken<Failure>([&] {
       int64_t pixels = 0;
       const auto change = [&](uint8_t*, int64_t count) { pixels += count; };
       if (!RewritePlainTiff(scan, page, result, shape, change, [](double) { return true; })) return;
@@ -77,12 +65,12 @@ void RunTarget(Input input) {
       ZEP3_HOLDS(written.size() == 1 && written[0].samplesPerPixel == shape.bands);
     });
     fs::remove(result);
-    const bool appended = IsDone([&] {
+    const bool appended = IsTaken<Failure>([&] {
       AppendTiffPage(scan, page, result, false);
       AppendTiffPage(scan, page, result, false, true);
       ZEP3_HOLDS(ReadTiffLayouts(result).size() == 2);
     });
     // A page without a usable directory is written again by nobody.
-    if (rewritten || appended) IsDone([&] { CopyTiffTags(scan, page, result); });
+    if (rewritten || appended) IsTaken<Failure>([&] { CopyTiffTags(scan, page, result); });
   }
 }
