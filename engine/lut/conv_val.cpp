@@ -26,7 +26,7 @@ void CLUT::ApplyConvVal(const ZEP3_PARA* para, const double* coef, double* facto
     const double sdIn = 255.0 * Light(m_dSdIn[c]);
     double run = hlIn - sdIn;
     if (DocType(*para) == ZEP3_DOC_NEGATIVE) {
-      // Points lie above 0, unless a later change lets them down to it.
+      // Of a point, which is 0.1 at least, the light is above 0.
       if (hlIn == 0.0 || gain[c] == 0.0) continue; // GCOVR_EXCL_BR_LINE
       run = (std::pow(sdIn / hlIn, 1.0 / gain[c]) - 1.0) * hlIn;
     }
