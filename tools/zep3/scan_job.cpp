@@ -252,19 +252,15 @@ Outcome IsCorrectedAlready(const InPlace& place) {
   return {Status::kSkipped, place.Backup() + " exists: it is corrected already", "", 0};
 }
 
-Outcome Correct(const Job& job, const Options& options) {
+// Whether there is a result that must stay.
+bool IsTaken(const Job& job, const Options& options) {
+  const bool isNew = !options.inPlace && job.result != "-" && !options.overwrite;
+  return isNew && fs::exists(fs::symlink_status(job.result));
+}
+
+// `place`: in place of the scan, or nothing.
+Outcome MakeResult(const Job& job, const Options& options, const std::optional<InPlace>& place) {
   const bool toOutput = job.result == "-";
-  const bool isNew = !options.inPlace && !toOutput && !options.overwrite;
-  const auto isTaken = [&] { return isNew && fs::exists(fs::symlink_status(job.result)); };
-  std::optional<InPlace> place;
-  if (options.inPlace) {
-    place.emplace(job.result, !options.noBackup);
-    if (place->IsCorrected() && !options.overwrite) return IsCorrectedAlready(*place);
-  } else if (!toOutput && fs::is_directory(job.result)) {
-    throw Failure(job.result + " is a folder");
-  } else if (isTaken()) {
-    return Exists(job);
-  }
   const Scan scan(place && place->HasOriginal() ? place->Backup() : job.scan == "-" ? SpoolStandardInput() : job.scan);
   const Format& format = ResultFormat(job, options, scan);
   CheckPages(scan, job, options, format);
@@ -289,7 +285,7 @@ Outcome Correct(const Job& job, const Options& options) {
     CopyToStandardOutput(pending.Path());
     return {Status::kCorrected, "", "", 0};
   }
-  if (isTaken()) return Exists(job); // another run was faster: the side files are its own
+  if (IsTaken(job, options)) return Exists(job); // another run was faster: the side files are its own
   // Before the result, for a result that exists is not made again.
   for (PendingFile& file : sideFiles) file.Commit(true);
   if (place) {
@@ -298,6 +294,22 @@ Outcome Correct(const Job& job, const Options& options) {
     return Exists(job);
   }
   return {Status::kCorrected, pages.empty() ? "is black and white only; kept as it is" : "", "", 0};
+}
+
+Outcome Correct(const Job& job, const Options& options) {
+  if (!options.inPlace) {
+    if (job.result != "-" && fs::is_directory(job.result)) throw Failure(job.result + " is a folder");
+    return IsTaken(job, options) ? Exists(job) : MakeResult(job, options, std::nullopt);
+  }
+  const std::optional<InPlace> place(std::in_place, job.result, !options.noBackup);
+  if (place->IsCorrected() && !options.overwrite) return IsCorrectedAlready(*place);
+  try {
+    return MakeResult(job, options, place);
+  } catch (...) {
+    // Of what another run replaces meanwhile, the one file may have been opened and the other read.
+    if (!place->IsUntouched()) return IsCorrectedAlready(*place);
+    throw;
+  }
 }
 
 // ---- the other commands ----
