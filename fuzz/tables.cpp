@@ -68,8 +68,8 @@ void RunTarget(Input input) {
     }
   }
 
-  const auto deepTable = std::make_unique<uint16_t[]>(3 * kLevels16);
   if (deep) {
+    const auto deepTable = std::make_unique<uint16_t[]>(3 * kLevels16);
     again = given;
     ZEP3_HOLDS(MakeZEP3LUT16(&again.para, coefficients, deepTable.get()) == 1 && again == record);
     for (size_t c = 0; c < 3; c++) {

@@ -5,6 +5,3 @@
 #include "input.h"
 
 void RunTarget(Input input);
-
-// The bytes that an input has at most; more brings nothing new.
-inline constexpr size_t kMostInput = 4096;

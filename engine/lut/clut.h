@@ -70,6 +70,9 @@ class CLUT {
   // change.
   void ApplyMasterTone(const ZEP3_TONE* master);
   void ApplyRGBTone(const ZEP3_TONE* rgb);
+  // The curve of one record, 256 entries; false, with the table untouched, when it holds none or is null. A point that
+  // does not lie to the right of the one kept before it is left out, so that the spline never divides by zero.
+  static bool ToneTable(const ZEP3_TONE* tone, double* table);
   // The curves themselves: 256 entries, and 3 * 256 red, green, blue. No curve is the identity. Always true.
   static bool MakeToneCurvLUT(const ZEP3_IC* ic, double* master, double* rgb);
   // A level through a table of 256, interpolated linearly; what is not a number stays so and indexes nothing.

@@ -12,11 +12,12 @@ CurveSampler::CurveSampler(ZEP3_PARA* para, const double* coef)
     m_sd[c] = m_lut.SdShapeOf(*para, c);
   }
   const ZEP3_IC& ic = para->ic;
-  CLUT::MakeToneCurvLUT(&ic, m_master, m_rgb);
-  // The identity would hold within its ends what a display gamma below 0 throws beyond them.
-  const auto isCurve = [](const ZEP3_TONE* tone) { return tone != nullptr && tone->wPointNum > 0; };
-  m_hasMaster = isCurve(ic.pMasterTone);
-  for (int c = 0; c < 3; c++) m_hasRgb[c] = ic.pRGBTone != nullptr && isCurve(&ic.pRGBTone[c]);
+  // Not the identity where there is none: it would hold within its ends what a display gamma below 0 throws beyond
+  // them.
+  m_hasMaster = CLUT::ToneTable(ic.pMasterTone, m_master);
+  for (int c = 0; c < 3; c++) {
+    m_hasRgb[c] = CLUT::ToneTable(ic.pRGBTone == nullptr ? nullptr : &ic.pRGBTone[c], m_rgb + 256 * c);
+  }
 }
 
 double CurveSampler::At(int c, double level) const {

@@ -6,37 +6,36 @@
 
 namespace {
 
-// The table of a record; false when it holds no curve. A point that does not lie to the right of the one kept before it
-// is left out, so that the spline never divides by zero.
-bool ToneTable(const ZEP3_TONE& tone, double* table) {
-  double x[ZEP3_TONE_POINTS + 1] = {};
-  double y[ZEP3_TONE_POINTS + 1] = {};
-  const int points = std::min<int>(tone.wPointNum, ZEP3_TONE_POINTS);
-  int kept = 0;
-  for (int i = 0; i < points; i++) {
-    const double input = static_cast<double>(tone.ptCtrl[i].x);
-    if (kept > 0 && !(input > x[kept])) continue;
-    kept++;
-    x[kept] = input;
-    y[kept] = static_cast<double>(tone.ptCtrl[i].y);
-  }
-  return CLUT::GetGammaCurve(x, y, kept, table);
-}
-
 void MapCurve(const ZEP3_TONE& tone, double (*curve)[256], int channels) {
   double table[256];
-  if (!ToneTable(tone, table)) return;
+  if (!CLUT::ToneTable(&tone, table)) return;
   for (int c = 0; c < channels; c++) {
     for (double& y : curve[c]) y = CLUT::MapThrough(table, y);
   }
 }
 
 void ToneTableOrIdentity(const ZEP3_TONE* tone, double* table) {
-  if (tone != nullptr && ToneTable(*tone, table)) return;
+  if (CLUT::ToneTable(tone, table)) return;
   for (int i = 0; i < 256; i++) table[i] = i;
 }
 
 } // namespace
+
+bool CLUT::ToneTable(const ZEP3_TONE* tone, double* table) {
+  if (tone == nullptr) return false;
+  double x[ZEP3_TONE_POINTS + 1] = {};
+  double y[ZEP3_TONE_POINTS + 1] = {};
+  const int points = std::min<int>(tone->wPointNum, ZEP3_TONE_POINTS);
+  int kept = 0;
+  for (int i = 0; i < points; i++) {
+    const double input = static_cast<double>(tone->ptCtrl[i].x);
+    if (kept > 0 && !(input > x[kept])) continue;
+    kept++;
+    x[kept] = input;
+    y[kept] = static_cast<double>(tone->ptCtrl[i].y);
+  }
+  return GetGammaCurve(x, y, kept, table);
+}
 
 double CLUT::MapThrough(const double* table, double v) {
   if (v >= 255.0) return table[255];
