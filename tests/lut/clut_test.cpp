@@ -380,6 +380,10 @@ TEST(Tone, InterpolatesAndKeepsWhatIsNoNumber) {
   double rgb[768];
   ASSERT_TRUE(CLUT::MakeToneCurvLUT(&r.para.ic, table, rgb));
   for (int i = 0; i < 768; i++) EXPECT_NEAR(rgb[i], i % 256, 1e-12);
+  ZEP3_IC without = r.para.ic;
+  without.pRGBTone = nullptr;
+  ASSERT_TRUE(CLUT::MakeToneCurvLUT(&without, table, rgb));
+  for (int i = 0; i < 768; i++) EXPECT_EQ(rgb[i], i % 256) << "no curves are the identity";
   lut.m_dCurve[0][0] = 254.5;
   lut.m_dCurve[0][1] = 255.0;
   lut.m_dCurve[0][2] = kNaN;
