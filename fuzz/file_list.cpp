@@ -7,6 +7,7 @@
 #include <string>
 
 #include "failure.h"
+#include "formats.h"
 #include "plan.h"
 #include "target.h"
 
@@ -36,7 +37,7 @@ void RunTarget(Input input) {
   while (const std::optional<Job> job = plan.Next()) {
     ZEP3_HOLDS(names-- > 0);
     ZEP3_HOLDS(!job->scan.empty() && job->scan.find(separator) == std::string::npos);
-    scans.insert(job->scan);
+    scans.insert(SplitOptions(job->scan).name);
     if (!job->refusal.empty() || job->result.empty()) continue;
     ZEP3_HOLDS(results.insert(job->result).second);
     ZEP3_HOLDS(options.inPlace || !scans.contains(job->result));

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs the fuzz targets under libFuzzer, from the corpus in fuzz/corpus, and says what each has reached.
 
-    python3 scripts/fuzz.py [--seconds N] [--memory] [--keep] [TARGET...]
+    python3 scripts/fuzz.py [--seconds N] [--seed N] [--memory] [--keep] [TARGET...]
 
 Builds them first (preset fuzz, Clang: AddressSanitizer and UndefinedBehaviorSanitizer; with --memory preset
 fuzz-memory, MemorySanitizer, which knows the engine's targets only). A failing input stays in the build folder under
@@ -46,8 +46,8 @@ def pack(build: pathlib.Path, name: str) -> int:
     return len(inputs)
 
 
-def fuzz(build: pathlib.Path, name: str, seconds: int) -> tuple[str, bool, str]:
-    command = [build / "fuzz" / f"fuzz_{name}", f"-max_total_time={seconds}", *LIMITS,
+def fuzz(build: pathlib.Path, name: str, seconds: int, seed: int) -> tuple[str, bool, str]:
+    command = [build / "fuzz" / f"fuzz_{name}", f"-max_total_time={seconds}", f"-seed={seed}", *LIMITS,
                f"-artifact_prefix={build}/found/{name}-", unpack(build, name)]
     run = subprocess.run(command, capture_output=True, text=True, errors="replace")
     done = re.search(r"#(\d+)\s+DONE\s+cov: (\d+) ft: (\d+) corp: (\d+)", run.stderr)
@@ -58,6 +58,7 @@ def fuzz(build: pathlib.Path, name: str, seconds: int) -> tuple[str, bool, str]:
 def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--seconds", type=int, default=60, help="for each target (60)")
+    parser.add_argument("--seed", type=int, default=0, help="of the random numbers; 0 is another one each time (0)")
     parser.add_argument("--memory", action="store_true", help="under MemorySanitizer")
     parser.add_argument("--keep", action="store_true", help="put what was found into the corpus")
     parser.add_argument("targets", nargs="*", metavar="TARGET", help="all by default")
@@ -78,7 +79,7 @@ def main() -> int:
     (build / "found").mkdir()
     failed = False
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        for name, good, text in pool.map(lambda name: fuzz(build, name, arguments.seconds), names):
+        for name, good, text in pool.map(lambda name: fuzz(build, name, arguments.seconds, arguments.seed), names):
             print(f"{name:10} {text}", flush=True)
             failed = failed or not good
     if arguments.keep and not failed:

@@ -39,8 +39,8 @@ build threads thread -DZEP3_BUILD_TOOLS=OFF
 ctest --test-dir build/test-threads --output-on-failure --no-tests=error -R Concurrency
 
 printf '\n==== hostile input ====\n'
-python3 scripts/fuzz.py --seconds 10
-python3 scripts/fuzz.py --seconds 3 --memory
+python3 scripts/fuzz.py --seconds 10 --seed 1
+python3 scripts/fuzz.py --seconds 3 --seed 1 --memory
 
 printf '\n==== coverage of the engine ====\n'
 sh scripts/coverage.sh
