@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "engine/adaptive/adaptive.h"
 #include "engine/calc/czep.h"
 #include "engine/common/float_environment.h"
 #include "engine/common/record.h"
@@ -83,9 +84,8 @@ void ConvertToDisplayGamma(ZEP3_PARA& para) {
   }
 }
 
-} // namespace
-
-int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix) try {
+// The standard analysis; where `evidence` is wanted, the adaptive one on top of it.
+int Propose(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVIDENCE* evidence) {
   if (para == nullptr || para->pOutMasterTone == nullptr || para->pOutRGBTone == nullptr) return 0;
   const FloatEnvironment environment;
   para->lLevelFlag = 0;
@@ -97,11 +97,33 @@ int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix) try {
   zep->SetParam(hist.get(), para);
   const Outcome outcome = Analyse(*hist, *zep, bmp, *para, pdColorMatrix);
   if (outcome == Outcome::kFailed) return 0;
+  if (evidence != nullptr) {
+    if (outcome == Outcome::kCalculated) {
+      ProposeAdaptive(*bmp, pdColorMatrix, *zep, *para, *evidence);
+    } else {
+      evidence->lReasons = ZEP3_REASON_DEFAULTS;
+    }
+  }
   ConvertToDisplayGamma(*para);
   // On the converted points: it judges what is displayed.
   if (outcome == Outcome::kCalculated) zep->CalcAgainstLight(para->lAgainstLight);
   return 1;
+}
+
+} // namespace
+
+int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix) try {
+  return Propose(bmp, para, pdColorMatrix, nullptr);
 } catch (...) { // out of memory: an exception must not reach a C caller
+  return 0;
+}
+
+int ZEP3Adaptive(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVIDENCE* evidence) try {
+  ZEP3_EVIDENCE unwanted;
+  if (evidence == nullptr) evidence = &unwanted;
+  *evidence = {};
+  return Propose(bmp, para, pdColorMatrix, evidence);
+} catch (...) {
   return 0;
 }
 

@@ -95,6 +95,38 @@ enum { ZEP3_UNSET = -1 };
 /* Room for control points in a tone curve. */
 enum { ZEP3_TONE_POINTS = 16 };
 
+/* ZEP3_EVIDENCE::lAnalysis, whose points the record holds. */
+enum {
+  ZEP3_ANALYSIS_STANDARD = 0, /* those of ZEP3 */
+  ZEP3_ANALYSIS_POSITIVE = 1, /* adaptive, prints and slides */
+  ZEP3_ANALYSIS_NEGATIVE = 2  /* adaptive, negatives */
+};
+
+/* ZEP3_EVIDENCE::lReasons, a sum of these. */
+enum {
+  /* Why the record holds the points of ZEP3. */
+  ZEP3_REASON_NOT_ADAPTIVE = 1 << 0, /* this kind of original, or the plain handling, has no adaptive analysis */
+  ZEP3_REASON_DEFAULTS = 1 << 1,     /* levels are unusable (blank, clipped): default points */
+  ZEP3_REASON_TOO_LITTLE = 1 << 2,   /* too few blocks, or hardly any contrast, to decide from */
+
+  /* What the adaptive analysis met. */
+  ZEP3_REASON_BORDER_REMOVED = 1 << 3, /* mount, holder, clear film or open light around the picture left out */
+  ZEP3_REASON_SOUND = 1 << 4,          /* looks sound: left nearly as it is (trust below 0.3) */
+  ZEP3_REASON_UNCERTAIN = 1 << 5,      /* followed in part (trust 0.3 to 0.7) */
+  ZEP3_REASON_NO_WHITE = 1 << 6,       /* the brightest thing is no white */
+  ZEP3_REASON_NO_BLACK = 1 << 7,       /* no black in the scene: contrast not stretched to one */
+  ZEP3_REASON_COLOURED_WHITE = 1 << 8, /* the lightest parts are coloured and were outvoted */
+  ZEP3_REASON_COLOURED_BLACK = 1 << 9, /* the darkest parts are */
+  ZEP3_REASON_ONE_COLOUR = 1 << 10,    /* one colour dominates: balance rests on what is usual */
+  ZEP3_REASON_STRONG_FADING = 1 << 11, /* less than 55 % of a dye is left */
+  ZEP3_REASON_STAIN = 1 << 12,         /* yellow stain removed */
+  ZEP3_REASON_MEASURED_BASE = 1 << 13, /* the film's base was measured at its clear border */
+  ZEP3_REASON_INCANDESCENT = 1 << 14,  /* incandescent light removed */
+  ZEP3_REASON_FLAT = 1 << 15,          /* flat or thin negative */
+  ZEP3_REASON_BRIGHTNESS = 1 << 16,    /* unusually dark or light picture, brought back in part */
+  ZEP3_REASON_UNEVEN_FADING = 1 << 17  /* one dye of the negative lost more than the others */
+};
+
 /* ---- records ---------------------------------------------------------------------------------------------------- */
 
 /* A pixel position (x to the right, y downwards), or a control point of a tone curve. 16 bytes. */
@@ -216,6 +248,50 @@ typedef struct ZEP3_GrayBalance {
   int64_t lIntensity; /* strength in percent, 0..100 */
 } ZEP3_GrayBalance;
 
+/* What the adaptive analysis saw in a print or slide. Red, green, blue. 160 bytes. */
+typedef struct ZEP3_POSITIVE_EVIDENCE {
+  double dTrust;         /* 0..1: how far the proposal was followed; 0 is the original as it was scanned */
+  double dGain;          /* nats: evidence for a correction against none, before what is expected of the kind */
+  double dDyeLeft[3];    /* share of the channel's dye that is left; below 1: faded */
+  double dOffset[3];     /* density of the clear original: base, stain, exposure, cast */
+  double dJointWhite[3]; /* density of the whites after the correction; 0: paper white */
+  double dJointBlack[3]; /* density of the blacks after the correction */
+  double dWhiteTint;     /* density: largest minus smallest channel of the whites */
+  double dBlackTint;     /* the same of the blacks */
+  double dBlackPile;     /* share 0..1 of the picture at its blacks; above 0.03 they are the material's darkest */
+  double dWhiteCost;     /* nats: how badly the whites fit */
+  double dBlackCost;     /* nats: how badly the blacks fit */
+  double dHistoryCost;   /* nats: how unusual a fading, exposure or cast this is */
+} ZEP3_POSITIVE_EVIDENCE;
+
+/* What it saw in a negative. Exposures are log10 of light on the film. 168 bytes. */
+typedef struct ZEP3_NEGATIVE_EVIDENCE {
+  double dHolder;       /* 0..1: sides with a holder, of four */
+  double dBorder;       /* 0..1: sides with clear film or open light, of four */
+  double dBaseMeasured; /* 1: the base was measured at a clear border; 0: taken from the picture */
+  double dBase[3];      /* linear levels of the clear film; up to 280.5 */
+  double dHighlight[2]; /* exposure of the scene's lightest parts, red and blue less green */
+  double dPlanck;       /* colour: exposure toward incandescent light; 0.38: tungsten, below 0: shade */
+  double dNeutral;      /* colour, 0..1: how far the lightest parts are believed to be white; monochrome: 1 */
+  double dSlope[3];     /* density per exposure that the film was found to have */
+  double dVotes;        /* colour, 0..1: share of the picture that agrees with the gray axis found */
+  double dStain[3];     /* monochrome: density of the channel relative to the common gray's */
+  double dRange;        /* exposure range of the picture */
+  double dPower;        /* contrast of the print relative to the scene's */
+  double dMean;         /* mean exposure of the print less its whites' */
+  double dLift;         /* exposure by which an unusually dark or light picture was brought back */
+} ZEP3_NEGATIVE_EVIDENCE;
+
+/* Why an adaptive analysis decided as it did. 360 bytes; what does not concern the original is 0. */
+typedef struct ZEP3_EVIDENCE {
+  int64_t lAnalysis;               /* ZEP3_ANALYSIS_... */
+  int64_t lReasons;                /* sum of ZEP3_REASON_... */
+  double dConfidence;              /* 0..1; 0 where the points are those of ZEP3 */
+  double dTrimmed;                 /* share 0..1 of the area that lies outside of the picture's frame */
+  ZEP3_POSITIVE_EVIDENCE positive; /* for ZEP3_ANALYSIS_POSITIVE */
+  ZEP3_NEGATIVE_EVIDENCE negative; /* for ZEP3_ANALYSIS_NEGATIVE */
+} ZEP3_EVIDENCE;
+
 /* ---- analysis --------------------------------------------------------------------------------------------------- */
 
 /*
@@ -242,6 +318,20 @@ typedef struct ZEP3_GrayBalance {
  * may be partly written.
  */
 ZEP3_API int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix);
+
+/*
+ * The same with an adaptive analysis, which decides from colours that occur together instead of channel by channel:
+ * photos, faded prints, slides, faded slides, colour and monochrome negatives and faded ones. What ZEP3 says of its
+ * arguments, its results and what is written holds here; only input and output points, gammas, curve types and, of
+ * faded prints and slides, lSaturation are others. Everything that takes a record takes this one.
+ *
+ * evidence  out: why, zeroed first; null: not wanted.
+ *
+ * The points are those of ZEP3, with the reason in the evidence, for documents, for wDocOption ZEP3_OPTION_PLAIN, for
+ * unusable levels, and where the image holds too little to decide from. lCorrectLevel: for prints and slides each level
+ * below 4 asks for more evidence (a factor e) before anything is moved, for negatives it makes the print softer by 3 %.
+ */
+ZEP3_API int ZEP3Adaptive(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVIDENCE* evidence);
 
 /* Stores the version, 3 and 9. Returns 1; 0 with nothing written when a pointer is null. */
 ZEP3_API int GetZEP3Version(int64_t* plMajor, int64_t* plMinor);

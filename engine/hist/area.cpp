@@ -25,12 +25,6 @@ int32_t Low32(int64_t v) { return static_cast<int32_t>(static_cast<uint32_t>(v))
 
 int64_t Size(const PixelSpan& span) { return std::max<int64_t>(0, int64_t{span.end} - span.begin); }
 
-PixelSpan Within(PixelSpan span, int first, int last) {
-  span.begin = std::max(span.begin, first);
-  if (last < span.end) span.end = last + 1;
-  return span;
-}
-
 } // namespace
 
 bool CHIST::AreaCheck(AREA* area) {

@@ -152,6 +152,12 @@ void BlockMeans::SumColumns(int64_t block, uint64_t* sums) const {
   }
 }
 
+void BlockMeans::Sums(int64_t block, uint64_t* sums) const {
+  std::fill_n(sums, kSums, 0);
+  if (!m_carried.empty()) std::copy_n(&m_carried[static_cast<size_t>(block * kSums)], kSums, sums);
+  SumColumns(block, sums);
+}
+
 void BlockMeans::Means(int64_t first, int64_t blocks, uint8_t* means) const {
   const int64_t values = blocks * kSums;
   if (m_columns <= kFewColumns && m_lines * m_columns <= kBytesAtOnce) {
@@ -167,10 +173,8 @@ void BlockMeans::Means(int64_t first, int64_t blocks, uint8_t* means) const {
     return;
   }
   for (int64_t i = 0; i < values; i += kSums) {
-    const int64_t block = first + i / kSums;
-    uint64_t sums[kSums] = {};
-    if (!m_carried.empty()) std::copy_n(&m_carried[static_cast<size_t>(block * kSums)], kSums, sums);
-    SumColumns(block, sums);
+    uint64_t sums[kSums];
+    Sums(first + i / kSums, sums);
     for (int64_t c = 0; c < kSums; c++) {
       const auto sum = static_cast<double>(static_cast<int64_t>(sums[c]));
       means[i + c] = static_cast<uint8_t>(static_cast<int32_t>(sum * m_perPixel + m_halfAndMore));

@@ -21,6 +21,9 @@ class BlockMeans {
   static constexpr int64_t kMostMeans = 256;
   void Means(int64_t first, int64_t blocks, uint8_t* means) const;
 
+  // Sums of the bytes of a pixel over a block read, four; of three-byte pixels the last means nothing.
+  void Sums(int64_t block, uint64_t* sums) const;
+
  private:
   void SumColumns(int64_t block, uint64_t* sums) const;
 

@@ -2,6 +2,7 @@
 // that the calculators read.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -12,6 +13,13 @@ struct PixelSpan {
   int begin;
   int end;
 };
+
+// The pixels of the span from `first` to `last`, inclusive.
+inline PixelSpan Within(PixelSpan span, int first, int last) {
+  span.begin = std::max(span.begin, first);
+  if (last < span.end) span.end = last + 1;
+  return span;
+}
 
 class CHIST {
  public:

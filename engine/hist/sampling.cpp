@@ -23,12 +23,19 @@ bool IsSame(const ZEP3_BmpInfo& a, const ZEP3_BmpInfo& b) {
 
 } // namespace
 
+ScanRectangle ScanRectangleOf(const ZEP3_BmpInfo& image) {
+  ScanRectangle scan = {Clip(image.area.ptLeft.x, image.area.ptRight.x, image.lWidth),
+                        Clip(image.area.ptTop.y, image.area.ptBottom.y, image.lHeight)};
+  // Lines without columns are not walked: there can be two thousand million.
+  if (scan.columns.begin == scan.columns.end) scan.lines = {0, 0};
+  return scan;
+}
+
 AreaSampler::AreaSampler(const CHIST& hist, const ZEP3_BmpInfo& image, int target)
     : m_hist(hist), m_image(image), m_pixel(LayoutOf(image)) {
-  m_columns = Clip(image.area.ptLeft.x, image.area.ptRight.x, image.lWidth);
-  m_lines = Clip(image.area.ptTop.y, image.area.ptBottom.y, image.lHeight);
-  // Lines without columns are not walked: there can be two thousand million.
-  if (m_columns.begin == m_columns.end) m_lines = {0, 0};
+  const ScanRectangle scan = ScanRectangleOf(image);
+  m_columns = scan.columns;
+  m_lines = scan.lines;
   if (!IsReadable()) return;
 
   const int64_t pixels = hist.InnerCount(m_columns, m_lines);

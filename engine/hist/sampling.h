@@ -15,6 +15,13 @@
 #define ZEP3_UNROLL
 #endif
 
+// The raw corners of the analysis area clipped to the image, far ends excluded.
+struct ScanRectangle {
+  PixelSpan columns;
+  PixelSpan lines;
+};
+ScanRectangle ScanRectangleOf(const ZEP3_BmpInfo& image);
+
 class AreaSampler {
  public:
   // `hist` holds the area's inside test and must outlive the sampler, as must the image. `target` is the number of
@@ -97,7 +104,7 @@ class AreaSampler {
   const CHIST& m_hist;
   const ZEP3_BmpInfo& m_image;
   PixelLayout m_pixel;
-  PixelSpan m_columns{0, 0}; // scan rectangle: the raw corners clipped to the image, far ends excluded
+  PixelSpan m_columns{0, 0}; // the scan rectangle
   PixelSpan m_lines{0, 0};
   bool m_bBlocks = false;
   int64_t m_nBlockHeight = 1;

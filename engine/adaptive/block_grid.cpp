@@ -1,0 +1,62 @@
+#include "engine/adaptive/block_grid.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
+#include "engine/common/convert.h"
+#include "engine/hist/block_means.h"
+#include "engine/hist/chist.h"
+#include "engine/hist/sampling.h"
+
+namespace {
+
+constexpr double kMostBlocks = 30000.0;
+
+} // namespace
+
+BlockGrid ReadBlockGrid(const ZEP3_BmpInfo& image, int margin) {
+  BlockGrid grid;
+  const auto hist = std::make_unique<CHIST>();
+  AREA area = image.area;
+  if (!hist->CalcLineEquation(&area, margin)) return grid;
+  const ScanRectangle scan = ScanRectangleOf(image);
+  PixelSpan columns = scan.columns;
+  PixelSpan lines = scan.lines;
+  if (!hist->m_bRotatedArea) {
+    columns = Within(columns, hist->m_nAreaRect[0], hist->m_nAreaRect[1]);
+    lines = Within(lines, hist->m_nAreaRect[2], hist->m_nAreaRect[3]);
+  }
+  const int64_t width = int64_t{columns.end} - columns.begin;
+  const int64_t height = int64_t{lines.end} - lines.begin;
+  if (width <= 0 || height <= 0) return grid;
+
+  const double pixels = static_cast<double>(width) * static_cast<double>(height);
+  const auto side = static_cast<int64_t>(std::ceil(std::sqrt(pixels / kMostBlocks)));
+  grid.rows = static_cast<int>(height / side);
+  grid.columns = static_cast<int>(width / side);
+  const size_t size = static_cast<size_t>(grid.rows) * static_cast<size_t>(grid.columns);
+  for (std::vector<double>& level : grid.level) level.resize(size);
+  grid.inside.resize(size);
+  if (size == 0) return grid;
+
+  const PixelLayout pixel = LayoutOf(image);
+  BlockMeans means(pixel, side, side, grid.columns);
+  const double perPixel = 1.0 / (static_cast<double>(side) * static_cast<double>(side));
+  for (int row = 0; row < grid.rows; row++) {
+    const int64_t y = lines.begin + row * side;
+    means.Read(image.pBits + (y * image.lBytesPerLine + int64_t{columns.begin} * pixel.bytes), image.lBytesPerLine,
+               grid.columns);
+    const PixelSpan inside = hist->InnerSpan(static_cast<int>(y + side / 2), columns);
+    for (int column = 0; column < grid.columns; column++) {
+      const size_t at = grid.At(row, column);
+      uint64_t sums[4];
+      means.Sums(column, sums);
+      const int channel[3] = {pixel.red, pixel.green, pixel.blue};
+      for (int c = 0; c < 3; c++) grid.level[c][at] = static_cast<double>(sums[channel[c]]) * perPixel;
+      const int64_t centre = columns.begin + column * side + side / 2;
+      grid.inside[at] = inside.begin <= centre && centre < inside.end;
+    }
+  }
+  return grid;
+}

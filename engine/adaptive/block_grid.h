@@ -1,0 +1,38 @@
+// What an adaptive analysis sees of an image: means over square blocks, which take grain away and keep colours
+// together.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "engine/zep3.h"
+
+// Linear levels with their fractions, line by line. Blocks lie side by side from the top left corner of the analysis
+// area, of a rotated one from that of the upright rectangle around it; what is left over at the right and at the bottom
+// is not seen.
+struct BlockGrid {
+  int rows = 0;
+  int columns = 0;
+  std::vector<double> level[3]; // rows * columns each
+  std::vector<uint8_t> inside;  // likewise: 1 where the block's centre lies inside the area
+
+  size_t At(int row, int column) const {
+    return static_cast<size_t>(row) * static_cast<size_t>(columns) + static_cast<size_t>(column);
+  }
+  size_t Size() const { return inside.size(); }
+};
+
+// Of an image that the standard analysis has accepted. `margin`: percent of the area's extent left out. At most 30000
+// blocks; without any where the area leaves none.
+BlockGrid ReadBlockGrid(const ZEP3_BmpInfo& image, int margin);
+
+// The rectangle of the grid in which the picture lies; ends excluded.
+struct Frame {
+  int top = 0, bottom = 0, left = 0, right = 0;
+
+  int Rows() const { return bottom - top; }
+  int Columns() const { return right - left; }
+};
+
+inline Frame WholeGrid(const BlockGrid& grid) { return {0, grid.rows, 0, grid.columns}; }
