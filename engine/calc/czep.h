@@ -53,6 +53,11 @@ class CZEP {
   // contrasts; its other entries are not used. False, with nothing written, without one.
   bool CalcParamNega(const double* colorMatrix);
 
+  // restoration_fbp.cpp: the saturation that goes with restored points (linear level times 257) and their mean gamma.
+  // Chroma was lost with the unwanted absorptions of the dyes; a curve per channel does not return it. `strength`: the
+  // correction level.
+  int32_t RestorationSaturation(const ZEP3_IC& ic, double meanGamma, double strength) const;
+
   // against_light.cpp: backlight. Reads the record after its conversion to the display gamma and the histograms as
   // scanned; writes six-point curves, the same three times, at pOutRGBTone, lSaturation and lLevelFlag. `level`:
   // strength in eighths. False, with nothing written, when it asks for nothing, on pages (sub-modes other than photo

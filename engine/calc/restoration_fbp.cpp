@@ -167,23 +167,8 @@ bool CZEP::CalcRestorationFBP() {
     p.lGamma = ToInt32(100.0 * ch.gamma + 0.5);
   }
 
-  // Saturation: unequal slopes, steep mean gamma, and channels with a compressed range.
-  double slope[3];
-  double deficit[3];
-  for (int c = 0; c < 3; c++) {
-    const ZEP3_POINTS& p = ic.ch[c];
-    slope[c] = std::fabs(static_cast<double>(p.lHlOut - p.lSdOut) / static_cast<double>(p.lHlIn - p.lSdIn));
-    const double ratio = static_cast<double>(p.lHlIn) / static_cast<double>(p.lSdIn);
-    deficit[c] = ratio < m_dRestFBPRatioRef ? m_dRestFBPRatioRef / ratio - 1.0 : 0.0;
-  }
-  const double flattest = Smallest(slope);
-  const double evenness = std::pow((flattest / slope[0]) * (flattest / slope[1]) * (flattest / slope[2]), 2.0 / 3.0);
   const double meanGamma = (channel[0].gamma + channel[1].gamma + channel[2].gamma) / 3.0;
-  const double gammaTerm = meanGamma > 1.0 ? m_dRestFBPSatGamma * (meanGamma - 1.0) : 0.0;
-  const double twoLargest = (deficit[0] + deficit[1] + deficit[2]) - Smallest(deficit);
-  const double score = AtMost(
-      m_dRestFBPSatMax, twoLargest * m_dRestFBPSatRatio * 0.5 + gammaTerm + m_dRestFBPSatSpread * (1.0 - evenness));
-  para.lSaturation = ToInt32(0.5 + score * level * m_dRestFBPSatScale);
+  para.lSaturation = RestorationSaturation(ic, meanGamma, level);
 
   if (para.lLevelFlag == 1) {
     ProposeLevelTone({.levelRef = m_dRestFBPLevelRef,
@@ -199,4 +184,23 @@ bool CZEP::CalcRestorationFBP() {
                      hist.m_nHist, false, para);
   }
   return true;
+}
+
+// Unequal slopes, a steep mean gamma, and channels with a compressed range.
+int32_t CZEP::RestorationSaturation(const ZEP3_IC& ic, double meanGamma, double strength) const {
+  double slope[3];
+  double deficit[3];
+  for (int c = 0; c < 3; c++) {
+    const ZEP3_POINTS& p = ic.ch[c];
+    slope[c] = std::fabs(static_cast<double>(p.lHlOut - p.lSdOut) / static_cast<double>(p.lHlIn - p.lSdIn));
+    const double ratio = static_cast<double>(p.lHlIn) / static_cast<double>(p.lSdIn);
+    deficit[c] = ratio < m_dRestFBPRatioRef ? m_dRestFBPRatioRef / ratio - 1.0 : 0.0;
+  }
+  const double flattest = Smallest(slope);
+  const double evenness = std::pow((flattest / slope[0]) * (flattest / slope[1]) * (flattest / slope[2]), 2.0 / 3.0);
+  const double gammaTerm = meanGamma > 1.0 ? m_dRestFBPSatGamma * (meanGamma - 1.0) : 0.0;
+  const double twoLargest = (deficit[0] + deficit[1] + deficit[2]) - Smallest(deficit);
+  const double score = AtMost(
+      m_dRestFBPSatMax, twoLargest * m_dRestFBPSatRatio * 0.5 + gammaTerm + m_dRestFBPSatSpread * (1.0 - evenness));
+  return ToInt32(0.5 + score * strength * m_dRestFBPSatScale);
 }

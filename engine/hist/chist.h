@@ -88,7 +88,8 @@ class CHIST {
 
   // ---- settings ----
 
-  int m_nAreaMargin = 5;                // percent of the area's extent left out, 0..90
+  static constexpr int kAreaMargin = 5;
+  int m_nAreaMargin = kAreaMargin;      // percent of the area's extent left out, 0..90
   int m_nSampleTargetPosi = 30000;      // samples aimed at, positives and reflective
   int m_nSampleTargetNega = 10000;      // samples aimed at, negatives
   int m_nLevelLow = 1;                  // lowest level counted, positives and reflective

@@ -1,0 +1,114 @@
+#include "engine/adaptive/positive.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "engine/adaptive/curve_points.h"
+#include "engine/adaptive/positive_estimator.h"
+#include "engine/calc/czep.h"
+#include "engine/calc/steps/correct_level.h"
+#include "engine/common/scale.h"
+#include "engine/hist/chist.h"
+
+namespace {
+
+// ---- what is worth a word ----
+
+constexpr double kSound = 0.3;             // trust below which an original is left nearly as it is
+constexpr double kSure = 0.7;              // trust from which the proposal is followed
+constexpr double kNoWhite = 0.15;          // density of the whites from which they are none
+constexpr double kNoBlack[2] = {1.5, 1.7}; // density of the blacks below which they are none; print, slide
+constexpr double kTinted = 0.15;           // density between the channels of an end that is not neutral
+constexpr double kOneColour = 0.5;         // density by which the lightest of one channel is above another's
+constexpr double kFaded = 0.55;            // share of dye left
+constexpr double kStained = 0.08;          // density of the base in blue beyond that in red
+
+// Nats of what the ends cost that take confidence down by a factor e.
+constexpr double kDoubt = 3.0;
+
+// The light that a display shows for a linear level of its output: displays are sRGB, of which a gamma of 2.2 is the
+// usual approximation.
+double DisplayedLight(double level) {
+  const double v = std::pow(level / 255.0, 1.8 / 2.2);
+  return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4);
+}
+
+double Mean(const double (&v)[3]) { return (v[0] + v[1] + v[2]) / 3.0; }
+double Apart(const double (&v)[3]) { return Largest(v) - Smallest(v); }
+
+ZEP3_POSITIVE_EVIDENCE EvidenceOf(const PositiveEstimate& estimate, const PositiveMaterial& material) {
+  ZEP3_POSITIVE_EVIDENCE e = {};
+  e.dTrust = estimate.trust;
+  e.dGain = estimate.gain;
+  e.dBlackPile = estimate.anchors.pile;
+  e.dWhiteCost = estimate.whiteCost;
+  e.dBlackCost = estimate.blackCost;
+  e.dHistoryCost = estimate.historyCost;
+  double black[3];
+  for (int c = 0; c < 3; c++) {
+    e.dDyeLeft[c] = estimate.model.Dye(c);
+    e.dOffset[c] = estimate.model.offset[c];
+    e.dJointWhite[c] = estimate.model.Undo(c, estimate.anchors.white[c]);
+    e.dJointBlack[c] = estimate.model.Undo(c, estimate.anchors.black[c]);
+    // What is darker than the material can be is the scanner's; its colour is noise.
+    black[c] = std::min(e.dJointBlack[c], material.densest);
+  }
+  e.dWhiteTint = Apart(e.dJointWhite);
+  e.dBlackTint = Apart(black);
+  return e;
+}
+
+int64_t ReasonsOf(const PositiveEstimate& estimate, const ZEP3_POSITIVE_EVIDENCE& e, bool slide) {
+  double lightest[3];
+  for (int c = 0; c < 3; c++) lightest[c] = estimate.model.Undo(c, estimate.anchors.lightest[c]);
+  int64_t reasons = 0;
+  const auto note = [&](bool holds, int64_t reason) { reasons |= holds ? reason : 0; };
+  note(estimate.trimmed > 0.0, ZEP3_REASON_BORDER_REMOVED);
+  note(e.dTrust < kSound, ZEP3_REASON_SOUND);
+  note(kSound <= e.dTrust && e.dTrust < kSure, ZEP3_REASON_UNCERTAIN);
+  note(Mean(e.dJointWhite) > kNoWhite, ZEP3_REASON_NO_WHITE);
+  note(Mean(e.dJointBlack) < kNoBlack[slide], ZEP3_REASON_NO_BLACK);
+  note(e.dWhiteTint > kTinted, ZEP3_REASON_COLOURED_WHITE);
+  note(e.dBlackTint > kTinted, ZEP3_REASON_COLOURED_BLACK);
+  note(Apart(lightest) > kOneColour, ZEP3_REASON_ONE_COLOUR);
+  note(Smallest(e.dDyeLeft) < kFaded, ZEP3_REASON_STRONG_FADING);
+  note(e.dOffset[2] - e.dOffset[0] > kStained, ZEP3_REASON_STAIN);
+  return reasons;
+}
+
+} // namespace
+
+bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, ZEP3_PARA& para, ZEP3_EVIDENCE& evidence) {
+  const bool slide = para.wDocType == ZEP3_DOC_POSITIVE;
+  const bool faded = para.wSubMode == ZEP3_SUB_RESTORATION;
+  const PositiveMaterial& material = slide ? kSlideMaterial : kPrintMaterial;
+  const PositiveHistory& history = faded ? kFadedHistory : kSoundHistory;
+  // Lower levels ask for more evidence, higher ones for less.
+  const double caution = 4.0 - Clamp(CorrectLevel(para), 0.0, 8.0);
+  const BlockGrid grid = ReadBlockGrid(image, CHIST::kAreaMargin);
+  const PositiveEstimate estimate = PositiveEstimator(material, history, caution).Estimate(grid);
+  if (!estimate.usable) return false;
+
+  ZEP3_IC& ic = para.ic;
+  double gamma[3];
+  for (int c = 0; c < 3; c++) {
+    const CurvePoints points = CurveThrough([&](double out) {
+      const double light = DisplayedLight(out) * (1.0 - estimate.flare) + estimate.flare;
+      return LevelOfDensity(estimate.model.offset[c] - estimate.model.Dye(c) * std::log10(light));
+    });
+    ic.ch[c] = ToRecord(points);
+    gamma[c] = points.gamma;
+  }
+  ic.wHlCurveType = ZEP3_HL_ROLL_OFF;
+  ic.wSdCurveType = ZEP3_SD_TOE;
+  para.lSaturation =
+      faded ? standard.RestorationSaturation(ic, Mean(gamma), estimate.trust * CorrectLevelFromZero(para)) : 0;
+
+  evidence.lAnalysis = ZEP3_ANALYSIS_POSITIVE;
+  evidence.positive = EvidenceOf(estimate, material);
+  evidence.lReasons = ReasonsOf(estimate, evidence.positive, slide);
+  evidence.dTrimmed = estimate.trimmed;
+  const double doubt = AtLeast(0.0, estimate.whiteCost) + 2.0 * AtLeast(0.0, estimate.blackCost);
+  evidence.dConfidence = std::fabs(2.0 * estimate.trust - 1.0) * std::exp(-doubt / kDoubt);
+  return true;
+}
