@@ -16,6 +16,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/box_mean.cpp
   tools/zep3/command_line.cpp
   tools/zep3/encoding.cpp
+  tools/zep3/evidence.cpp
   tools/zep3/finish.cpp
   tools/zep3/formats.cpp
   tools/zep3/in_place.cpp

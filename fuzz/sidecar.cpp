@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "evidence.h"
 #include "failure.h"
 #include "finish.h"
 #include "target.h"
@@ -19,6 +20,9 @@ const Json& Written() {
     for (ZEP3_POINTS& p : record.para.ic.ch) p = {62965, 2570, 63424, 4630, 100};
     record.para.lSaturation = 0;
     page.correction.matrix = {{1, 0, 0, 0, 1, 0, 0, 0, 1}};
+    ZEP3_EVIDENCE& evidence = page.correction.finding.emplace().evidence;
+    evidence.lAnalysis = AdaptiveAnalysisOf(record.para.wDocType);
+    evidence.lReasons = ZEP3_REASON_STAIN | ZEP3_REASON_STRONG_FADING;
     Json written = CorrectionToJson("scan.tif", {page});
     written["pages"][0].erase("prescan"); // large, and read by nobody
     return written;
@@ -93,8 +97,8 @@ void RunTarget(Input input) {
     const Json json = Json::parse(written);
     Json kept;
     for (const Json& page : json.at("pages")) {
-      kept.push_back(
-          {page.at("record"), page.at("matrix"), page.at("tables"), page.at("chroma"), page.at("inputGamma10")});
+      kept.push_back({page.at("record"), page.at("matrix"), page.at("tables"), page.at("chroma"),
+                      page.at("inputGamma10"), page.at("analysis")});
     }
     return kept;
   };

@@ -3,12 +3,17 @@
 #include <lcms2.h>
 #include <tiffio.h>
 
+#include <algorithm>
 #include <cmath>
 #include <csignal>
+#include <cstddef>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 #include <vips/vips8>
@@ -16,8 +21,11 @@
 #include "arguments.h"
 #include "box_mean.h"
 #include "encoding.h"
+#include "evidence.h"
 #include "failure.h"
 #include "formats.h"
+#include "kinds.h"
+#include "sidecar.h"
 #include "tables.h"
 #include "workers.h"
 
@@ -76,6 +84,176 @@ TEST(Arguments, BracketsBehindANameAreOptions) {
   EXPECT_EQ(JoinOptions({}, ""), "[]");
   EXPECT_EQ(FormatOfName("A.TIFF")->name, "tiff");
   EXPECT_EQ(FormatOfName("scan"), nullptr);
+}
+
+// ---- evidence ----
+
+Finding Found(int64_t analysis, int64_t reasons, double confidence) {
+  Finding finding;
+  finding.adaptive = true;
+  finding.evidence.lAnalysis = analysis;
+  finding.evidence.lReasons = reasons;
+  finding.evidence.dConfidence = confidence;
+  return finding;
+}
+
+// Numbers of its own in every evidence: 1.25, 2.25 and so on in the order of the record.
+Finding FoundNumbers(int64_t analysis) {
+  Finding finding = Found(analysis, ZEP3_REASON_BORDER_REMOVED | ZEP3_REASON_FLAT, 0.5);
+  auto* const first = reinterpret_cast<unsigned char*>(&finding.evidence);
+  double number = 1.25;
+  for (size_t at = offsetof(ZEP3_EVIDENCE, dTrimmed); at < sizeof(ZEP3_EVIDENCE); at += sizeof number, number++) {
+    std::memcpy(first + at, &number, sizeof number);
+  }
+  return finding;
+}
+
+TEST(Evidence, EveryReasonHasItsOwnWords) {
+  int64_t bits = 0;
+  std::set<std::string_view> words;
+  for (const Reason& reason : Reasons()) {
+    bits += reason.bit;
+    words.insert({reason.code, reason.text, reason.sentence});
+    EXPECT_EQ(reason.code.find_first_not_of("abcdefghijklmnopqrstuvwxyz-"), std::string_view::npos) << reason.code;
+    EXPECT_TRUE(reason.sentence.ends_with('.')) << reason.code;
+  }
+  EXPECT_EQ(bits, 2 * ZEP3_REASON_UNEVEN_FADING - 1);
+  EXPECT_EQ(words.size(), 3 * Reasons().size());
+}
+
+// Every number of the record stands under one name, in its order, with the kinds that have it.
+TEST(Evidence, EveryNumberIsTold) {
+  const struct {
+    int64_t analysis;
+    uint16_t docType;
+    size_t names;
+    std::vector<double> left; // what these originals do not have
+  } cases[] = {{ZEP3_ANALYSIS_POSITIVE, ZEP3_DOC_REFLECTIVE, 13, {}},
+               {ZEP3_ANALYSIS_POSITIVE, ZEP3_DOC_POSITIVE, 13, {}},
+               {ZEP3_ANALYSIS_NEGATIVE, ZEP3_DOC_NEGATIVE, 14, {36.25, 37.25, 38.25}},    // stain
+               {ZEP3_ANALYSIS_NEGATIVE, ZEP3_DOC_NEGATIVE_BW, 12, {30.25, 31.25, 35.25}}, // light, white, votes
+               {ZEP3_ANALYSIS_STANDARD, ZEP3_DOC_REFLECTIVE, 0, {}}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.analysis << " " << c.docType);
+    Finding finding = FoundNumbers(c.analysis);
+    std::vector<double> told;
+    std::set<std::string_view> names;
+    for (const Evidence& evidence : EvidencesOf(finding, c.docType)) {
+      names.insert(evidence.name);
+      const auto values = evidence.values(finding.evidence);
+      told.insert(told.end(), values.begin(), values.end());
+    }
+    std::vector<double> expected;
+    if (c.analysis != ZEP3_ANALYSIS_STANDARD) {
+      const bool positive = c.analysis == ZEP3_ANALYSIS_POSITIVE;
+      expected.push_back(1.25);
+      for (double n = positive ? 2.25 : 22.25; n < (positive ? 22 : 43); n++) {
+        if (std::find(c.left.begin(), c.left.end(), n) == c.left.end()) expected.push_back(n);
+      }
+    }
+    EXPECT_EQ(told, expected);
+    EXPECT_EQ(names.size(), c.names);
+  }
+}
+
+TEST(Evidence, IsToldInALine) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  Finding repeated = Found(ZEP3_ANALYSIS_NEGATIVE, 0, 1);
+  repeated.repeated = true;
+  const struct {
+    Finding finding;
+    const char* line;
+  } cases[] = {
+      {Finding(), "standard analysis"},
+      {Found(ZEP3_ANALYSIS_STANDARD, ZEP3_REASON_TOO_LITTLE, 0),
+       "standard analysis: too little picture or contrast to decide from"},
+      {Found(ZEP3_ANALYSIS_POSITIVE, ZEP3_REASON_STAIN | ZEP3_REASON_STRONG_FADING, 0.934),
+       "adaptive analysis, confidence 0.93: strong fading; yellow stain removed"},
+      {repeated, "repeated adaptive analysis, confidence 1.00"},
+      {Found(ZEP3_ANALYSIS_POSITIVE, 0, nan), "adaptive analysis, confidence –"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(Summary(c.finding), c.line);
+  Finding finding = FoundNumbers(ZEP3_ANALYSIS_POSITIVE);
+  const struct {
+    double values[3];
+    const char* text;
+  } numbers[] = {{{0.5, 1, 0.555}, "0.50 / 1.00 / 0.56"},
+                 {{-0.004, -0.006, -1}, "0.00 / -0.01 / -1.00"},
+                 {{nan, -1 / 0., 1e6}, "– / – / 1000000.00"}};
+  for (const auto& c : numbers) {
+    std::copy(std::begin(c.values), std::end(c.values), finding.evidence.positive.dDyeLeft);
+    EXPECT_EQ(ValueText(EvidencesOf(finding, ZEP3_DOC_POSITIVE).at(3), finding), c.text);
+  }
+}
+
+class SidecarAnalysis : public testing::Test {
+ protected:
+  static nlohmann::ordered_json Written(const std::optional<Finding>& finding, const Kind& kind) {
+    CorrectedPage page;
+    ZEP3_PARA& para = page.correction.record.para;
+    para.wDocType = kind.docType;
+    para.wSubMode = kind.subMode;
+    para.lSaturation = 0;
+    for (ZEP3_POINTS& points : para.ic.ch) points = {62965, 2570, 63424, 4630, 100};
+    page.correction.finding = finding;
+    return CorrectionToJson("scan.tif", {page});
+  }
+  static std::optional<Finding> Again(const nlohmann::ordered_json& json) {
+    return CorrectionFromJson(ToText(json, 1)).at(0).correction.finding;
+  }
+};
+
+TEST_F(SidecarAnalysis, ComesBackAsItWasWritten) {
+  for (const Kind& kind : Kinds()) {
+    SCOPED_TRACE(kind.name);
+    Finding finding = FoundNumbers(AdaptiveAnalysisOf(kind.docType));
+    finding.evidence.positive.dOffset[1] = std::numeric_limits<double>::infinity();
+    finding.evidence.negative.dBase[2] = std::numeric_limits<double>::quiet_NaN();
+    const auto json = Written(finding, kind);
+    const auto again = Again(json);
+    ASSERT_TRUE(again);
+    EXPECT_TRUE(again->repeated && again->adaptive);
+    EXPECT_EQ(again->evidence.lAnalysis, finding.evidence.lAnalysis);
+    EXPECT_EQ(again->evidence.lReasons, finding.evidence.lReasons);
+    const auto told = [](const nlohmann::ordered_json& of) { return of["pages"][0]["analysis"].dump(); };
+    EXPECT_EQ(told(Written(again, kind)), told(json));
+    EXPECT_NE(told(json).find("null"), std::string::npos);
+  }
+}
+
+TEST_F(SidecarAnalysis, MayBeMissingAndMustBeOne) {
+  const auto json = Written(FoundNumbers(ZEP3_ANALYSIS_NEGATIVE), *FindKind("negative"));
+  auto old = json;
+  old["pages"][0].erase("analysis");
+  EXPECT_FALSE(Again(old));
+  EXPECT_FALSE(Again(Written(std::nullopt, *FindKind("negative"))));
+  auto later = json;
+  later["pages"][0]["analysis"]["reasons"].push_back({{"code", "not-known-yet"}, {"text", ""}});
+  later["pages"][0]["analysis"]["evidences"]["notKnownYet"] = "any";
+  later["pages"][0]["analysis"]["evidences"].erase("base");
+  EXPECT_EQ(Again(later)->evidence.lReasons, Again(json)->evidence.lReasons);
+  const struct {
+    const char *at, *value, *message;
+  } cases[] = {{"", "3", "'asked' is missing"},
+               {"/asked", "\"both\"", "'asked' is no analysis"},
+               {"/used", "1", "'used' is no analysis"},
+               {"/confidence", "\"high\"", "'confidence' is not a number"},
+               {"/reasons", "{}", "'reasons' is no list"},
+               {"/reasons/0", "\"stain\"", "'code' is missing"},
+               {"/evidences/holder", "[1]", "'holder' is not a number"},
+               {"/evidences/base", "[1, 2]", "'base' is not 3 numbers"},
+               {"/evidences/base/1", "true", "'base' is not a number"}};
+  for (const auto& c : cases) {
+    auto spoiled = json;
+    spoiled[nlohmann::ordered_json::json_pointer("/pages/0/analysis" + std::string(c.at))] =
+        nlohmann::ordered_json::parse(c.value);
+    try {
+      Again(spoiled);
+      ADD_FAILURE() << c.at;
+    } catch (const Failure& failure) {
+      EXPECT_STREQ(failure.what(), c.message);
+    }
+  }
 }
 
 // ---- scales ----

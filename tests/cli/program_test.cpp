@@ -107,9 +107,10 @@ TEST_F(Program, PixelsAreTheDriversTablesApplied) {
                                number(c.outputGamma) + number(kWidth) + number(kHeight) + " 0" + number(c.mode) +
                                " scan.raw";
     const auto tables = Tables(Run(driver).out);
-    const Outcome run = Zep3("scan.png -o out.png --overwrite --input-gamma 1.8 -k " + std::string(c.kind) + " -b" +
-                             number(c.brightness) + " -c" + number(c.contrast) + " --output-gamma " +
-                             std::to_string(c.outputGamma / 10) + "." + std::to_string(c.outputGamma % 10));
+    const Outcome run =
+        Zep3("scan.png -o out.png --overwrite --analysis standard --input-gamma 1.8 -k " + std::string(c.kind) + " -b" +
+             number(c.brightness) + " -c" + number(c.contrast) + " --output-gamma " +
+             std::to_string(c.outputGamma / 10) + "." + std::to_string(c.outputGamma % 10));
     ASSERT_EQ(run.status, 0) << run.err;
     size_t size = 0;
     const VImage out = Load("out.png");
@@ -265,7 +266,7 @@ TEST_F(Program, PipettesMakeTheirColourGray) {
   scan.draw_rect({150, 128, 110}, 40, 20, 12, 12, VImage::option()->set("fill", true));
   Save(scan, "scan.png");
   const auto cast = [&](const std::string& options) {
-    EXPECT_EQ(Zep3("scan.png -o out.png --overwrite " + options).status, 0);
+    EXPECT_EQ(Zep3("scan.png -o out.png --overwrite --analysis standard " + options).status, 0);
     const std::vector<double> colour = Load("out.png").getpoint(46, 26);
     return *std::max_element(colour.begin(), colour.end()) - *std::min_element(colour.begin(), colour.end());
   };
@@ -283,7 +284,7 @@ TEST_F(Program, AreaLeavesTheFrameOut) {
                             .embed(30, 20, 150, 100, VImage::option()->set("extend", VIPS_EXTEND_WHITE));
   Save(framed, "scan.png");
   const auto highlight = [&](const std::string& options) {
-    const Outcome run = Zep3("analyse scan.png " + options);
+    const Outcome run = Zep3("analyse scan.png --analysis standard " + options);
     EXPECT_EQ(run.status, 0) << run.err;
     return nlohmann::json::parse(run.out)["pages"][0]["record"]["points"]["green"]["lHlIn"].get<int>();
   };
@@ -494,6 +495,43 @@ TEST_F(Program, SidecarRepeatsTheCorrection) {
     EXPECT_NE(run.err.find(c.message), std::string::npos) << run.err;
     EXPECT_FALSE(Exists("f.tif"));
   }
+}
+
+// Which analysis decides is the kind's business unless it is said, and told wherever a decision is.
+TEST_F(Program, TheAnalysisIsChosenAndTold) {
+  Save(Sample(), "scan.png");
+  const struct {
+    const char *options, *asked, *line;
+    const char* same; // options of the same tables
+  } cases[] = {
+      {"-k document", "standard", "scan.png: standard analysis\n", "-k document --analysis standard"},
+      {"-k document --analysis adaptive", "adaptive", "scan.png: standard analysis: there is no other", "-k document"},
+      {"-k photo --option plain", "adaptive", "scan.png: standard analysis: there is no other",
+       "-k photo --option plain --analysis standard"},
+      {"-k photo --analysis standard", "standard", "scan.png: standard analysis\n", nullptr},
+      {"-k photo", "adaptive", " analysis", "-k photo --analysis adaptive"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.options);
+    const std::string options = c.options;
+    const Outcome analysed = Zep3("analyse scan.png " + options);
+    EXPECT_NE(analysed.err.find(c.line), std::string::npos) << analysed.err;
+    const auto told = nlohmann::json::parse(analysed.out)["pages"][0]["analysis"];
+    EXPECT_EQ(told["asked"], c.asked);
+    const Outcome run = Zep3("scan.png -o out.png --overwrite --sidecar --json -v " + options);
+    EXPECT_NE(run.err.find(c.line), std::string::npos) << run.err;
+    EXPECT_EQ(nlohmann::json::parse(run.out)["pages"][0]["analysis"], told);
+    EXPECT_EQ(nlohmann::json::parse(Read("out.png.zep3.json"))["pages"][0]["analysis"], told);
+    if (c.same != nullptr)
+      EXPECT_EQ(Zep3("tables scan.png " + options).out, Zep3("tables scan.png " + std::string(c.same)).out);
+  }
+  // Repeated, it is still told; it cannot be changed.
+  const auto told = [&](const std::string& name) { return nlohmann::json::parse(Read(name))["pages"][0]["analysis"]; };
+  ASSERT_EQ(Zep3("scan.png -o again.png --sidecar --use-sidecar out.png.zep3.json").status, 0);
+  EXPECT_EQ(told("again.png.zep3.json"), told("out.png.zep3.json"));
+  EXPECT_EQ(Zep3("scan.png -o e.png --use-sidecar out.png.zep3.json --analysis standard").status, 2);
+  // Unasked, a correction says nothing.
+  EXPECT_EQ(Zep3("scan.png -o out.png --overwrite").err, "");
+  EXPECT_EQ(Zep3("analyse -q scan.png").err, "");
 }
 
 TEST_F(Program, TablesComeInEveryForm) {

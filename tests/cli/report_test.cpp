@@ -193,6 +193,20 @@ TEST_F(Report, HasASectionPerPageWithItsNumbersInOrder) {
   }
 }
 
+TEST_F(Report, SaysWhyWhereItIsKnown) {
+  ReportPage page = Page("Page 2");
+  page.why = {"Decided & sure.", {"Because <1>.", "Because 2."}, {{"Dye", "0.5 / –", "share", "more is better"}}};
+  const Strings sections = Between(MakeReport("scan.tif", {Page("Page 1"), page}), "<section", "</section>");
+  EXPECT_EQ(sections.at(0).find("Why"), std::string::npos);
+  const std::string why = Between(sections.at(1), "<h3>Why</h3>\n<p>", "<h3>").at(0);
+  EXPECT_TRUE(why.starts_with("Decided &amp; sure.</p>")) << why;
+  EXPECT_EQ(Between(why, "<li>", "</li>"), (Strings{"Because &lt;1&gt;.", "Because 2."}));
+  EXPECT_EQ(Between(why, "<th scope=\"row\">", "</th>"), Strings{"Dye"});
+  EXPECT_EQ(Between(why, "<td>", "</td>"), (Strings{"0.5 / –", "share", "more is better"}));
+  page.why = {"Decided.", {}, {}};
+  EXPECT_EQ(Between(MakeReport("scan.tif", {page}), "<h3>Why</h3>", "<h3>").at(0), "\n<p>Decided.</p>\n");
+}
+
 // The axes are 255 values long, both ways, and as many pixels: where red runs from corner to corner, green and blue
 // must run accordingly.
 TEST_F(Report, DrawsTheTables) {

@@ -235,7 +235,11 @@ Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const
   bmp.wPixelFormat = ZEP3_PIXEL_RGB;
   // Colour negatives need a matrix; where the user has none, the film's own contrasts stand.
   std::array<double, 9> matrix = analysis.matrix.value_or(std::array<double, 9>{1, 0, 0, 0, 1, 0, 0, 0, 1});
-  if (!ZEP3(&bmp, &para, matrix.data())) {
+  Finding& finding = correction.finding.emplace();
+  finding.adaptive = analysis.adaptive.value_or(analysis.kind->adaptiveByDefault);
+  const int found =
+      finding.adaptive ? ZEP3Adaptive(&bmp, &para, matrix.data(), &finding.evidence) : ZEP3(&bmp, &para, matrix.data());
+  if (!found) {
     throw Failure(analysis.area.corners.empty() ? "the analysis refuses a scan of this size" : kAreaRefused);
   }
   ApplyUserOptions(user, correction.record);

@@ -18,6 +18,7 @@ struct AnalysisOptions {
   int64_t level = 4;
   int64_t backlight = 0;
   bool plain = false;
+  std::optional<bool> adaptive; // absent: as is best for the kind
   std::optional<std::array<double, 9>> matrix;
   AreaArgument area;
   std::optional<PipetteArgument> grayPipette, gammaPipette;

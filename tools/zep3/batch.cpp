@@ -36,12 +36,18 @@ Message ToMessage(const Job& job) { return {job.scan, job.result, job.refusal, j
 Job ToJob(const Message& message) { return {message.at(0), message.at(1), message.at(2), !message.at(3).empty()}; }
 
 Message ToMessage(const Outcome& outcome) {
-  return {std::to_string(static_cast<int>(outcome.status)), outcome.message, outcome.text,
-          std::to_string(outcome.seconds)};
+  Message message = {std::to_string(static_cast<int>(outcome.status)), outcome.message, outcome.text,
+                     std::to_string(outcome.seconds), outcome.pages};
+  message.insert(message.end(), outcome.found.begin(), outcome.found.end());
+  return message;
 }
 
 Outcome ToOutcome(const Message& message) {
-  return {static_cast<Status>(std::stoi(message.at(0))), message.at(1), message.at(2), std::stod(message.at(3))};
+  Outcome outcome = {static_cast<Status>(std::stoi(message.at(0))), message.at(1), message.at(2),
+                     std::stod(message.at(3))};
+  outcome.pages = message.at(4);
+  outcome.found.assign(message.begin() + 5, message.end());
+  return outcome;
 }
 
 // ---- what the user is told ----
@@ -59,7 +65,8 @@ class Reporter {
                                            {"result", job.result},
                                            {"status", kStatusNames[static_cast<size_t>(outcome.status)]},
                                            {"message", outcome.message},
-                                           {"seconds", outcome.seconds}};
+                                           {"seconds", outcome.seconds},
+                                           {"pages", nlohmann::ordered_json::parse(outcome.pages)}};
       WriteToStandardOutput(ToText(line, -1) + '\n');
     } else if (outcome.status == Status::kPlanned) {
       WriteToStandardOutput(job.scan + " -> " + job.result + '\n');
@@ -71,6 +78,10 @@ class Reporter {
       Say(job.scan + ": " + outcome.message);
     } else if (m_options.verbose) {
       Say(job.scan + (job.result.empty() ? "" : " -> " + job.result));
+    }
+    const bool shown = m_options.command == Command::kAnalyse && !m_options.json && !m_options.quiet;
+    if (m_options.verbose || shown) {
+      for (const std::string& found : outcome.found) Say(job.scan + ": " + found);
     }
     if (m_many) ShowProgress(job.scan);
   }

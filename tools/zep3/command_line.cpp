@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "evidence.h"
 #include "failure.h"
 #include "log.h"
 #include "version.h"
@@ -85,9 +86,13 @@ std::vector<std::string> KindNames() {
 
 // What the help says behind the options.
 std::string Footer() {
-  std::string text = "Kinds of original:\n";
+  std::string text = "Kinds of original, and their analysis:\n";
+  const auto column = [](std::string_view word, size_t width) {
+    return std::string(word) + std::string(width - word.size(), ' ');
+  };
   for (const Kind& kind : Kinds()) {
-    text += "  " + std::string(kind.name) + std::string(32 - kind.name.size(), ' ') + std::string(kind.what) + "\n";
+    text +=
+        "  " + column(kind.name, 20) + column(MethodName(kind.adaptiveByDefault), 12) + std::string(kind.what) + "\n";
   }
   return text + "\n" + kExamples;
 }
@@ -123,6 +128,11 @@ void AddOriginal(CLI::App& app, Options& options) {
       .AddText("-k,--kind", "KIND", "What was scanned, see below (photo)",
                [&](const std::string& name) { options.analysis.kind = FindKind(name); })
       ->check(Group::OneOf(KindNames()));
+  group
+      .AddText("--analysis", "METHOD",
+               "standard, channel by channel, or adaptive, by colours that occur together (see below)",
+               [&](const std::string& name) { options.analysis.adaptive = name == MethodName(true); })
+      ->check(Group::OneOf({std::string(MethodName(false)), std::string(MethodName(true))}));
   group.AddRange("--level", options.analysis.level, 0, 9, "Strength of the correction, 0..9 (4)");
   group.AddRange("--backlight", options.analysis.backlight, 0, 8,
                  "Lift a dark subject before a bright background, 0..8 (0)");
@@ -181,13 +191,14 @@ void AddMany(CLI::App& app, Options& options) {
   group.AddFlag("-n,--dry-run", options.dryRun, "Say what would be done, write nothing");
   group.AddFlag("--json", options.json, "One line of JSON a scan on standard output");
   group.AddFlag("-q,--quiet", options.quiet, "Say only what failed");
-  group.AddFlag("-v,--verbose", options.verbose, "Say every scan, and what the image libraries warn of");
+  group.AddFlag("-v,--verbose", options.verbose,
+                "Say every scan with what was found, and what the image libraries warn of");
 }
 
 // What the analysis reads is settled in a sidecar.
 void CheckSidecarUse(const CLI::App& app) {
-  for (const char* name : {"--kind", "--level", "--backlight", "--option", "--matrix", "--area", "--corners",
-                           "--gray-pipette", "--gamma-pipette", "--input-gamma", "--output-gamma"}) {
+  for (const char* name : {"--kind", "--analysis", "--level", "--backlight", "--option", "--matrix", "--area",
+                           "--corners", "--gray-pipette", "--gamma-pipette", "--input-gamma", "--output-gamma"}) {
     if (app.count(name) > 0) {
       throw UsageError(std::string(name) + " cannot be changed with --use-sidecar: the analysis is settled there");
     }
@@ -243,7 +254,7 @@ Parsed ParseCommandLine(int argc, char** argv) {
   app.fallthrough();
   app.add_subcommand("auto", "Correct the scans; the same as without a command")->fallthrough();
   auto* analyse =
-      app.add_subcommand("analyse", "Print the analysis as JSON: record, statistics, tables")->fallthrough();
+      app.add_subcommand("analyse", "Print the analysis as JSON: reasons, record, statistics, tables")->fallthrough();
   auto* tables = app.add_subcommand("tables", "Print the three tables, see --as")->fallthrough();
   AddResult(app, options);
   AddOriginal(app, options);

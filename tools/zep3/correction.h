@@ -33,9 +33,17 @@ struct Prescan {
   std::array<ChannelStatistics, 3> channels;
 };
 
+// Which analysis a correction comes from, and what that saw.
+struct Finding {
+  bool adaptive = false;       // asked for; whose points the record holds, the evidence tells
+  bool repeated = false;       // from a sidecar, perhaps of another scan
+  ZEP3_EVIDENCE evidence = {}; // of the standard analysis: nothing
+};
+
 struct Correction {
   Record record;                               // complete: analysis, pipettes and user values; saturation still in it
   std::optional<std::array<double, 9>> matrix; // row-major
   Encoding encoding;
   Prescan prescan;
+  std::optional<Finding> finding; // absent: from a sidecar that does not tell
 };

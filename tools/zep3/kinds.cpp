@@ -16,18 +16,19 @@ const Kind* Find(Predicate predicate) {
 
 const std::vector<Kind>& Kinds() {
   static const std::vector<Kind> kinds = {
-      {"photo", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_PHOTO, "print on a flatbed"},
-      {"document", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_DOCUMENT, "text and line art"},
+      {"photo", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_PHOTO, "print on a flatbed", true},
+      {"document", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_DOCUMENT, "text and line art", false},
       {"background", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_BACKGROUND_REMOVAL,
-       "document, the paper to white, evenly in all channels"},
-      {"ground-color", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_GROUND_COLOR_REMOVAL, "document, coloured paper to neutral white"},
-      {"faded-print", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_RESTORATION, "faded print"},
-      {"slide", ZEP3_DOC_POSITIVE, ZEP3_SUB_PHOTO, "positive film"},
-      {"faded-slide", ZEP3_DOC_POSITIVE, ZEP3_SUB_RESTORATION, "faded positive film"},
-      {"negative", ZEP3_DOC_NEGATIVE, ZEP3_SUB_PHOTO, "colour negative"},
-      {"faded-negative", ZEP3_DOC_NEGATIVE, ZEP3_SUB_RESTORATION, "faded colour negative"},
-      {"bw-negative", ZEP3_DOC_NEGATIVE_BW, ZEP3_SUB_PHOTO, "monochrome negative"},
-      {"faded-bw-negative", ZEP3_DOC_NEGATIVE_BW, ZEP3_SUB_RESTORATION, "faded or stained monochrome negative"},
+       "document, the paper to white, evenly in all channels", false},
+      {"ground-color", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_GROUND_COLOR_REMOVAL, "document, coloured paper to neutral white",
+       false},
+      {"faded-print", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_RESTORATION, "faded print", true},
+      {"slide", ZEP3_DOC_POSITIVE, ZEP3_SUB_PHOTO, "positive film", true},
+      {"faded-slide", ZEP3_DOC_POSITIVE, ZEP3_SUB_RESTORATION, "faded positive film", true},
+      {"negative", ZEP3_DOC_NEGATIVE, ZEP3_SUB_PHOTO, "colour negative", true},
+      {"faded-negative", ZEP3_DOC_NEGATIVE, ZEP3_SUB_RESTORATION, "faded colour negative", true},
+      {"bw-negative", ZEP3_DOC_NEGATIVE_BW, ZEP3_SUB_PHOTO, "monochrome negative", true},
+      {"faded-bw-negative", ZEP3_DOC_NEGATIVE_BW, ZEP3_SUB_RESTORATION, "faded or stained monochrome negative", true},
   };
   return kinds;
 }

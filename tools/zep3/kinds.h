@@ -11,6 +11,7 @@ struct Kind {
   uint16_t docType; // ZEP3_DOC_...
   uint16_t subMode; // ZEP3_SUB_...
   std::string_view what;
+  bool adaptiveByDefault; // where the adaptive analysis comes closer to the original than the standard one
 };
 
 // In the order of the help text.

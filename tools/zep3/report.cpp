@@ -308,10 +308,33 @@ std::string Numbers(const ReportPage& page) {
   return html + "</tbody>\n</table>\n</div>\n";
 }
 
+std::string Why(const ReportPage& page) {
+  if (!page.why) return "";
+  const ReportWhy& why = *page.why;
+  std::string html = "<h3>Why</h3>\n<p>" + Escape(why.verdict) + "</p>\n";
+  if (!why.reasons.empty()) {
+    html += "<ul class=\"reasons\">\n";
+    for (const std::string& reason : why.reasons) html += "<li>" + Escape(reason) + "</li>\n";
+    html += "</ul>\n";
+  }
+  if (why.evidences.empty()) return html;
+  html += "<table class=\"evidences\">\n<thead>\n<tr>";
+  for (const char* head : {"What was seen", "Value", "Unit", "How to read it"}) {
+    html += std::string("<th scope=\"col\">") + head + "</th>";
+  }
+  html += "</tr>\n</thead>\n<tbody>\n";
+  for (const ReportWhy::Row& row : why.evidences) {
+    html += "<tr><th scope=\"row\">" + Escape(row.what) + "</th>";
+    for (const std::string& text : {row.value, row.unit, row.reading}) html += "<td>" + Escape(text) + "</td>";
+    html += "</tr>\n";
+  }
+  return html + "</tbody>\n</table>\n";
+}
+
 std::string Section(const ReportPage& page, size_t number) {
   const std::string id = "page-" + std::to_string(number);
   return "<section id=\"" + id + "\" aria-labelledby=\"" + id + "-title\">\n<h2 id=\"" + id + "-title\">" +
-         Escape(page.title) + "</h2>\n" + Pictures(page) + Histograms(page) +
+         Escape(page.title) + "</h2>\n" + Pictures(page) + Why(page) + Histograms(page) +
          "<div class=\"pair\">\n<div>\n<h3>Correction curves</h3>\n" +
          PlotFigure(CurvePlot(page), 480, "Correction curves: file value out over file value in",
                     "The gray diagonal leaves a value as it is.") +

@@ -3,11 +3,22 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <vips/vips8>
+
+// Why a page was corrected as it was.
+struct ReportWhy {
+  struct Row {
+    std::string what, value, unit, reading;
+  };
+  std::string verdict;
+  std::vector<std::string> reasons; // sentences
+  std::vector<Row> evidences;
+};
 
 // What the report shows of one page of a scan.
 struct ReportPage {
@@ -19,6 +30,7 @@ struct ReportPage {
   std::array<std::array<uint8_t, 256>, 3> tables{};
   // Name and value, in the order to be shown.
   std::vector<std::pair<std::string, std::string>> numbers;
+  std::optional<ReportWhy> why; // absent where it is not known
 };
 
 // The whole page as text, with the pictures as JPEG and gnuplot's plots as SVG inside. A scan whose histograms and

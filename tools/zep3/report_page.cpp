@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "encoding.h"
+#include "evidence.h"
 #include "finish.h"
 #include "kinds.h"
 #include "tables.h"
@@ -51,6 +52,18 @@ std::vector<std::pair<std::string, std::string>> Numbers(const CorrectedPage& pa
                                          std::to_string(para.ic.lColorBalanceB)},
   };
   return numbers;
+}
+
+ReportWhy WhyOf(const Finding& finding, uint16_t docType) {
+  ReportWhy why;
+  why.verdict = Verdict(finding) + ".";
+  why.verdict[0] = g_ascii_toupper(why.verdict[0]);
+  for (const Reason& reason : ReasonsOf(finding)) why.reasons.emplace_back(reason.sentence);
+  for (const Evidence& evidence : EvidencesOf(finding, docType)) {
+    why.evidences.push_back({std::string(evidence.label), ValueText(evidence, finding), std::string(evidence.unit),
+                             std::string(evidence.reading)});
+  }
+  return why;
 }
 
 // The longer side of the report's pictures.
@@ -97,5 +110,7 @@ ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size
     std::transform(tables[channel].begin(), tables[channel].end(), page.tables[c].begin(), ToByte);
   }
   page.numbers = Numbers(corrected);
+  const Correction& correction = corrected.correction;
+  if (correction.finding) page.why = WhyOf(*correction.finding, correction.record.para.wDocType);
   return page;
 }

@@ -42,6 +42,11 @@ table { width: 100%; border-collapse: collapse; background: var(--card); border:
 th, td { padding: .375rem .75rem; border-bottom: 1px solid var(--rule); text-align: left; vertical-align: top; }
 th { width: 45%; font-weight: 400; color: var(--soft); }
 tr { break-inside: avoid; }
+.reasons { margin: .5rem 0 .75rem; padding-left: 1.25rem; }
+.evidences { font-size: .875rem; overflow-wrap: break-word; }
+.evidences th { width: auto; }
+.evidences td { color: var(--soft); }
+.evidences td:nth-child(2) { color: var(--ink); white-space: nowrap; }
 .compare { font: inherit; font-size: .875rem; margin: 0 0 .75rem; padding: .25rem .75rem; color: var(--ink);
   background: var(--card); border: 1px solid var(--soft); border-radius: 4px; cursor: pointer; }
 @media screen {
@@ -58,6 +63,8 @@ tr { break-inside: avoid; }
 @media screen and (max-width: 44rem) {
   body { padding: 1rem .75rem 2rem; }
   .pair { grid-template-columns: minmax(0, 1fr); }
+  .evidences th, .evidences td { padding: .25rem .375rem; }
+  .evidences td:nth-child(2) { white-space: normal; }
 }
 @media print {
   :root { --ground: #fff; }

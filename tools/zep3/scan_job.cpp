@@ -9,6 +9,7 @@
 
 #include "box_mean.h"
 #include "encoding.h"
+#include "evidence.h"
 #include "failure.h"
 #include "finish.h"
 #include "in_place.h"
@@ -89,6 +90,19 @@ std::vector<CorrectedPage> DecideAll(const Scan& scan, const Options& options,
   if (pages.empty()) throw Failure("is black and white only; there is nothing to correct");
   scan.CheckUnchanged();
   return pages;
+}
+
+// What is told about the analyses of a scan's pages.
+Outcome WithFindings(Outcome outcome, const std::vector<const CorrectedPage*>& pages) {
+  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  for (const CorrectedPage* page : pages) {
+    const Correction& correction = page->correction;
+    const std::string which = pages.size() > 1 ? "page " + std::to_string(page->page + 1) + ": " : "";
+    if (correction.finding) outcome.found.push_back(which + Summary(*correction.finding));
+    list.push_back({{"page", page->page}, {"analysis", AnalysisToJson(correction)}});
+  }
+  outcome.pages = ToText(list, -1);
+  return outcome;
 }
 
 // ---- side files ----
@@ -281,9 +295,11 @@ Outcome MakeResult(const Job& job, const Options& options, const std::optional<I
   if (place && !place->IsUntouched()) return IsCorrectedAlready(*place);
   scan.CheckUnchanged();
   std::vector<PendingFile> sideFiles = WriteSideFiles(job, options, pages);
+  std::vector<const CorrectedPage*> corrected;
+  for (const PageWork& page : pages) corrected.push_back(&page.corrected);
   if (toOutput) {
     CopyToStandardOutput(pending.Path());
-    return {Status::kCorrected, "", "", 0};
+    return WithFindings({Status::kCorrected, "", "", 0}, corrected);
   }
   if (IsTaken(job, options)) return Exists(job); // another run was faster: the side files are its own
   // Before the result, for a result that exists is not made again.
@@ -293,7 +309,8 @@ Outcome MakeResult(const Job& job, const Options& options, const std::optional<I
   } else if (!pending.Commit(options.overwrite)) {
     return Exists(job);
   }
-  return {Status::kCorrected, pages.empty() ? "is black and white only; kept as it is" : "", "", 0};
+  const std::string message = pages.empty() ? "is black and white only; kept as it is" : "";
+  return WithFindings({Status::kCorrected, message, "", 0}, corrected);
 }
 
 Outcome Correct(const Job& job, const Options& options) {
@@ -318,7 +335,9 @@ Outcome Analyse(const Job& job, const Options& options) {
   const Scan scan(job.scan == "-" ? SpoolStandardInput() : job.scan);
   const auto pages = DecideAll(scan, options, {});
   const auto json = CorrectionToJson(job.scan, pages);
-  return {Status::kCorrected, "", ToText(json, options.json ? -1 : 1) + '\n', 0};
+  std::vector<const CorrectedPage*> found;
+  for (const CorrectedPage& page : pages) found.push_back(&page);
+  return WithFindings({Status::kCorrected, "", ToText(json, options.json ? -1 : 1) + '\n', 0}, found);
 }
 
 Outcome PrintTables(const Job& job, const Options& options) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "options.h"
 #include "plan.h"
@@ -17,6 +18,8 @@ struct Outcome {
   std::string message; // why it failed or was skipped, what would be done
   std::string text;    // analysis or tables, for standard output
   double seconds = 0;
+  std::vector<std::string> found{}; // a line a page: which analysis decided, and why
+  std::string pages = "[]";         // the same as JSON
 };
 
 // Never throws: a fault ends the scan, not the run. Nothing is left half-written.

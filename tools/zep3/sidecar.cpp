@@ -10,6 +10,7 @@
 #include <limits>
 #include <sstream>
 
+#include "evidence.h"
 #include "failure.h"
 #include "kinds.h"
 #include "tables.h"
@@ -104,6 +105,11 @@ Json PrescanToJson(const Prescan& prescan) {
   return json;
 }
 
+// A number alone, several as a list. What is no finite number becomes null in JSON.
+Json ValuesToJson(std::span<const double> values) {
+  return values.size() == 1 ? Json(values[0]) : Json(std::vector<double>(values.begin(), values.end()));
+}
+
 // ---- reading ----
 
 [[noreturn]] void Refuse(const std::string& what) { throw Failure(what); }
@@ -130,6 +136,26 @@ double Number(const nlohmann::json& json, const char* name, double low, double h
     Refuse(std::string("'") + name + "' is not a number of " + std::to_string(low) + ".." + std::to_string(high));
   }
   return value.get<double>();
+}
+
+// What ValuesToJson wrote.
+void ReadValues(const nlohmann::json& json, std::string_view name, std::span<double> values) {
+  const auto read = [&](const nlohmann::json& value, double& to) {
+    if (!value.is_number() && !value.is_null()) Refuse("'" + std::string(name) + "' is not a number");
+    to = value.is_null() ? std::numeric_limits<double>::quiet_NaN() : value.get<double>();
+  };
+  if (values.size() == 1) return read(json, values[0]);
+  if (!json.is_array() || json.size() != values.size()) {
+    Refuse("'" + std::string(name) + "' is not " + std::to_string(values.size()) + " numbers");
+  }
+  for (size_t i = 0; i < values.size(); i++) read(json[i], values[i]);
+}
+
+bool IsAdaptive(const nlohmann::json& json, const char* name) {
+  const nlohmann::json& value = At(json, name);
+  if (value == MethodName(true)) return true;
+  if (value != MethodName(false)) Refuse(std::string("'") + name + "' is no analysis");
+  return false;
 }
 
 // Fields that mean something only within limits; the others take whatever their type holds.
@@ -175,6 +201,28 @@ Record RecordFromJson(const nlohmann::json& json) {
   return record;
 }
 
+// Tells about a correction that is repeated without it: names that this version does not know are passed over.
+Finding FindingFromJson(const nlohmann::json& json, uint16_t docType) {
+  Finding finding;
+  finding.repeated = true;
+  finding.adaptive = IsAdaptive(json, "asked");
+  ZEP3_EVIDENCE& record = finding.evidence;
+  record.lAnalysis = IsAdaptive(json, "used") ? AdaptiveAnalysisOf(docType) : ZEP3_ANALYSIS_STANDARD;
+  ReadValues(At(json, "confidence"), "confidence", {&record.dConfidence, 1});
+  const nlohmann::json& reasons = At(json, "reasons");
+  if (!reasons.is_array()) Refuse("'reasons' is no list");
+  for (const nlohmann::json& told : reasons) {
+    const nlohmann::json& code = At(told, "code");
+    for (const Reason& reason : Reasons()) record.lReasons |= code == reason.code ? reason.bit : 0;
+  }
+  const nlohmann::json& evidences = At(json, "evidences");
+  for (const Evidence& evidence : EvidencesOf(finding, docType)) {
+    const std::string name(evidence.name);
+    if (evidences.contains(name)) ReadValues(evidences.at(name), name, evidence.values(record));
+  }
+  return finding;
+}
+
 CorrectedPage PageFromJson(const nlohmann::json& json) {
   CorrectedPage page;
   page.page = static_cast<int>(Integer(json, "page", 0, INT32_MAX));
@@ -184,6 +232,9 @@ CorrectedPage PageFromJson(const nlohmann::json& json) {
   correction.encoding.input = static_cast<int>(Integer(json, "inputGamma10", 5, 50));
   correction.encoding.output = static_cast<int>(correction.record.para.lScreenGamma);
   correction.encoding.source = "sidecar";
+  if (json.contains("analysis") && !json.at("analysis").is_null()) {
+    correction.finding = FindingFromJson(json.at("analysis"), correction.record.para.wDocType);
+  }
   const nlohmann::json& matrix = At(json, "matrix");
   if (!matrix.is_null()) {
     if (!matrix.is_array() || matrix.size() != 9) Refuse("'matrix' is not nine numbers");
@@ -201,6 +252,23 @@ CorrectedPage PageFromJson(const nlohmann::json& json) {
 
 } // namespace
 
+Json AnalysisToJson(const Correction& correction) {
+  if (!correction.finding) return {};
+  const Finding& finding = *correction.finding;
+  ZEP3_EVIDENCE record = finding.evidence;
+  Json reasons = Json::array();
+  for (const Reason& reason : ReasonsOf(finding)) reasons.push_back({{"code", reason.code}, {"text", reason.text}});
+  Json evidences = Json::object();
+  for (const Evidence& evidence : EvidencesOf(finding, correction.record.para.wDocType)) {
+    evidences[std::string(evidence.name)] = ValuesToJson(evidence.values(record));
+  }
+  return {{"asked", MethodName(finding.adaptive)},
+          {"used", MethodName(record.lAnalysis != ZEP3_ANALYSIS_STANDARD)},
+          {"confidence", record.dConfidence},
+          {"reasons", reasons},
+          {"evidences", evidences}};
+}
+
 Json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPage>& pages) {
   Json json = {{"format", kFormat},
                {"formatVersion", kFormatVersion},
@@ -212,6 +280,7 @@ Json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPa
     const Kind* kind = FindKind(para.wDocType, para.wSubMode);
     json["pages"].push_back({{"page", page.page},
                              {"kind", kind == nullptr ? "" : kind->name},
+                             {"analysis", AnalysisToJson(correction)},
                              {"width", correction.prescan.scanWidth},
                              {"height", correction.prescan.scanHeight},
                              {"bands", page.bands},

@@ -17,6 +17,9 @@ struct CorrectedPage {
   Correction correction;
 };
 
+// Which analysis decided and why; null where the correction does not tell.
+nlohmann::ordered_json AnalysisToJson(const Correction& correction);
+
 nlohmann::ordered_json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPage>& pages);
 
 // The text of a file written from the above. Throws Failure that says what is missing or out of range, also when this

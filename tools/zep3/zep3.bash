@@ -6,6 +6,7 @@ _zep3() {
     -k | --kind)
       COMPREPLY=($(compgen -W "$("$1" --help | sed -n '/^Kinds/,/^$/s/^  \([a-z-]*\) .*/\1/p')" -- "$cur"))
       ;;
+    --analysis) COMPREPLY=($(compgen -W "standard adaptive" -- "$cur")) ;;
     --as) COMPREPLY=($(compgen -W "text csv json png scanimage" -- "$cur")) ;;
     --format) COMPREPLY=($(compgen -W "tif png jpg webp pnm" -- "$cur")) ;;
     --option) COMPREPLY=($(compgen -W "normal plain" -- "$cur")) ;;
