@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 
 #include "engine/adaptive/frame.h"
 #include "engine/adaptive/order_statistics.h"
@@ -61,6 +62,8 @@ constexpr double kCastCost = 0.6; // nats
 
 // ---- search ----
 
+constexpr double kStartDyeLeast = 0.45;
+constexpr double kStartDyeMost = 0.95;
 constexpr double kFirstStep = 0.12;
 constexpr double kLastStep = 0.006;
 constexpr double kAlongDye = -0.6; // an offset and a share of dye that keep the blacks where they are
@@ -93,9 +96,9 @@ double MedianWhere(const std::vector<double>& values, const std::vector<double>&
   return Median(chosen);
 }
 
-constexpr int kDirections = 10;
-// Offsets and logarithms of dye, red, green, blue.
-constexpr double kDirection[kDirections][6] = {
+// Changes of the offsets and of the logarithms of dye, red, green, blue.
+using Direction = double[6];
+constexpr Direction kDirections[] = {
     {1, 1, 1, 0, 0, 0},
     {1, 0, 0, 0, 0, 0},
     {0, 0, 1, 0, 0, 0},
@@ -107,8 +110,20 @@ constexpr double kDirection[kDirections][6] = {
     {0, 0, 1, 0, 0, kAlongDye},
     {0, 1, 0, 0, kAlongDye, 0},
 };
+// Those that keep a gray picture gray.
+constexpr Direction kGrayDirections[] = {
+    {1, 1, 1, 0, 0, 0},
+    {0, 0, 0, 1, 1, 1},
+    {1, 1, 1, kAlongDye, kAlongDye, kAlongDye},
+};
 
-DensityModel Moved(const DensityModel& model, const double (&direction)[6], double step) {
+bool IsGray(const double (&v)[3]) { return v[0] == v[1] && v[1] == v[2]; }
+
+bool IsGray(const Anchors& anchors) {
+  return IsGray(anchors.lightest) && IsGray(anchors.darkest) && IsGray(anchors.white) && IsGray(anchors.black);
+}
+
+DensityModel Moved(const DensityModel& model, const Direction& direction, double step) {
   DensityModel moved = model;
   for (int c = 0; c < 3; c++) {
     moved.offset[c] += step * direction[c];
@@ -281,8 +296,10 @@ double PositiveEstimator::Cost(const DensityModel& model, const Anchors& anchors
 DensityModel PositiveEstimator::Search(DensityModel model, const Anchors& anchors) const {
   double cost = Cost(model, anchors);
   int moves = 0;
+  const std::span<const Direction> directions =
+      IsGray(anchors) ? std::span<const Direction>(kGrayDirections) : std::span<const Direction>(kDirections);
   const auto move = [&](double step) {
-    for (const auto& direction : kDirection) {
+    for (const Direction& direction : directions) {
       for (const double signedStep : {step, -step}) {
         const DensityModel moved = Moved(model, direction, signedStep);
         const double movedCost = Cost(moved, anchors);
@@ -306,7 +323,27 @@ DensityModel PositiveEstimator::Untouched(const Anchors& anchors) const {
   return {{offset, offset, offset}, {0.0, 0.0, 0.0}};
 }
 
-DensityModel PositiveEstimator::BestModel(const DensityModel (&starts)[2], const Anchors& anchors) const {
+std::array<DensityModel, 2> PositiveEstimator::StartsFrom(const Anchors& anchors) const {
+  std::array<DensityModel, 2> starts;
+  const double grayStain = Mean(kStain);
+  for (int c = 0; c < 3; c++) {
+    const double stain = m_material.stain * (IsGray(anchors) ? grayStain : kStain[c]);
+    if (m_history.faded) {
+      starts[0].offset[c] = std::min(anchors.lightest[c], m_material.base + 2.0 * stain);
+      const double dye = (anchors.darkest[c] - starts[0].offset[c]) / m_material.black;
+      starts[0].logDye[c] = std::log(Clamp(dye, kStartDyeLeast, kStartDyeMost));
+      starts[1].offset[c] = m_material.base + 0.5 * stain;
+    } else {
+      starts[0].offset[c] = AtLeast(0.0, Smallest(anchors.white));
+      starts[0].logDye[c] = 0.0;
+      starts[1].offset[c] = m_material.base;
+    }
+    starts[1].logDye[c] = std::log(m_history.dye);
+  }
+  return starts;
+}
+
+DensityModel PositiveEstimator::BestModel(const std::array<DensityModel, 2>& starts, const Anchors& anchors) const {
   const DensityModel first = Search(starts[0], anchors);
   const DensityModel second = Search(starts[1], anchors);
   return Cost(second, anchors) < Cost(first, anchors) ? second : first;
@@ -353,20 +390,7 @@ PositiveEstimate PositiveEstimator::Estimate(const BlockGrid& grid) const {
   };
   Anchors anchors = anchorsFor(ranges);
 
-  DensityModel starts[2];
-  for (int c = 0; c < 3; c++) {
-    if (m_history.faded) {
-      starts[0].offset[c] = std::min(ends.lightest[c], m_material.base + 2.0 * m_material.stain * kStain[c]);
-      starts[0].logDye[c] = std::log(Clamp((ends.darkest[c] - starts[0].offset[c]) / m_material.black, 0.45, 0.95));
-      starts[1].offset[c] = m_material.base + 0.5 * m_material.stain * kStain[c];
-    } else {
-      starts[0].offset[c] = std::max(0.0, Smallest(anchors.white));
-      starts[0].logDye[c] = 0.0;
-      starts[1].offset[c] = m_material.base;
-    }
-    starts[1].logDye[c] = std::log(m_history.dye);
-  }
-  DensityModel found = BestModel(starts, anchors);
+  DensityModel found = BestModel(StartsFrom(anchors), anchors);
   // A black that is dark in all channels of the faded picture may not be so in the sound one.
   anchors = anchorsFor(found);
   found = Search(found, anchors);

@@ -11,6 +11,7 @@
 // outvoted, not averaged in. Densities are -log10 of the light of a linear level throughout.
 #pragma once
 
+#include <array>
 #include <vector>
 
 #include "engine/adaptive/block_grid.h"
@@ -144,7 +145,8 @@ class PositiveEstimator {
  private:
   double FadingCost(const DensityModel& model) const;
   double ExposureCost(const DensityModel& model) const;
-  DensityModel BestModel(const DensityModel (&starts)[2], const Anchors& anchors) const;
+  std::array<DensityModel, 2> StartsFrom(const Anchors& anchors) const;
+  DensityModel BestModel(const std::array<DensityModel, 2>& starts, const Anchors& anchors) const;
 
   const PositiveMaterial& m_material;
   const PositiveHistory& m_history;
