@@ -225,6 +225,25 @@ void AddAnalysis() {
   }
 }
 
+void AddAdaptive() {
+  const Kind kinds[] = {kPhoto,      {"faded print", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_RESTORATION},
+                        kSlide,      {"faded slide", ZEP3_DOC_POSITIVE, ZEP3_SUB_RESTORATION},
+                        kNegative,   {"faded colour negative", ZEP3_DOC_NEGATIVE, ZEP3_SUB_RESTORATION},
+                        kMonochrome, {"faded monochrome negative", ZEP3_DOC_NEGATIVE_BW, ZEP3_SUB_RESTORATION}};
+  for (const Kind& kind : kinds) {
+    AddRow(std::string("adaptive analysis, 1.5 MP, ") + kind.name, "ZEP3Adaptive", "ZEP3", {Goal::kDifference, 5.0},
+           [=] {
+             auto bench = std::make_shared<Bench>(kPrescan, kind);
+             const auto adaptive = [=] {
+               ZEP3_EVIDENCE evidence;
+               ZEP3Adaptive(&bench->scan.bmp, &bench->record.para, bench->matrix, &evidence);
+               return evidence.lAnalysis != ZEP3_ANALYSIS_STANDARD;
+             };
+             return Sides{[=] { bench->Analyse(); }, adaptive, adaptive() ? "" : "falls back to ZEP3"};
+           });
+  }
+}
+
 // ---- tables ----
 
 void AddTables() {
@@ -322,6 +341,7 @@ int main(int argc, char** argv) {
   AddEveryPixel();
   AddArea();
   AddAnalysis();
+  AddAdaptive();
   AddTables();
   AddApplying();
   AddPeers();

@@ -1,4 +1,5 @@
-// ZEP3 on any record and image.
+// ZEP3 and ZEP3Adaptive on any record and image.
+#include <cmath>
 #include <cstddef>
 
 #include "records.h"
@@ -25,6 +26,19 @@ HostileRecord WithResultsOf(const HostileRecord& record, const HostileRecord& re
   return same;
 }
 
+// Shares are shares, numbers are numbers, and an analysis that was not followed says why.
+bool IsSound(const ZEP3_EVIDENCE& e) {
+  for (const double share : {e.dConfidence, e.dTrimmed, e.positive.dTrust, e.positive.dBlackPile, e.negative.dHolder,
+                             e.negative.dBorder, e.negative.dBaseMeasured, e.negative.dNeutral, e.negative.dVotes}) {
+    if (!(0.0 <= share && share <= 1.0)) return false;
+  }
+  constexpr size_t kNumbers = (sizeof e - offsetof(ZEP3_EVIDENCE, dConfidence)) / sizeof(double);
+  double numbers[kNumbers];
+  std::memcpy(numbers, &e.dConfidence, sizeof numbers);
+  if (!std::all_of(numbers, numbers + kNumbers, [](double v) { return std::isfinite(v); })) return false;
+  return e.lAnalysis != ZEP3_ANALYSIS_STANDARD || (e.lReasons != 0 && e.dConfidence == 0.0);
+}
+
 } // namespace
 
 void RunTarget(Input input) {
@@ -34,10 +48,17 @@ void RunTarget(Input input) {
   const std::array<double, 9> givenMatrix = matrix;
   double* coefficients = input.OneIn(4) ? nullptr : matrix.data();
   const int missing = input.Below(32);
+  const bool adaptive = input.OneIn(2);
+  ZEP3_EVIDENCE evidence = {};
+  const auto analyse = [&](ZEP3_BmpInfo* bmp, ZEP3_PARA* para) {
+    if (!adaptive) return ZEP3(bmp, para, coefficients);
+    std::memset(&evidence, 0x7F, sizeof evidence);
+    return ZEP3Adaptive(bmp, para, coefficients, missing == 29 ? nullptr : &evidence);
+  };
 
   HostileRecord record = given;
   HostileImage seen = image;
-  const int result = ZEP3(missing == 31 ? nullptr : &seen.bmp, missing == 30 ? nullptr : &record.para, coefficients);
+  const int result = analyse(missing == 31 ? nullptr : &seen.bmp, missing == 30 ? nullptr : &record.para);
 
   ZEP3_HOLDS(result == 0 || result == 1);
   constexpr size_t kFields = offsetof(ZEP3_BmpInfo, lWidth), kEnd = offsetof(ZEP3_BmpInfo, wPixelFormat) + 2;
@@ -64,7 +85,11 @@ void RunTarget(Input input) {
     ZEP3_HOLDS(2 <= tone->wPointNum && tone->wPointNum <= ZEP3_TONE_POINTS);
   }
 
+  if (adaptive && missing != 29) ZEP3_HOLDS(IsSound(evidence));
+
   // No call knows of another.
   HostileRecord again = given;
-  ZEP3_HOLDS(ZEP3(&seen.bmp, &again.para, coefficients) == 1 && again == record);
+  const ZEP3_EVIDENCE before = evidence;
+  ZEP3_HOLDS(analyse(&seen.bmp, &again.para) == 1 && again == record);
+  if (adaptive) ZEP3_HOLDS(std::memcmp(&before, &evidence, sizeof evidence) == 0);
 }

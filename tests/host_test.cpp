@@ -28,6 +28,9 @@ struct Results {
   std::vector<uint8_t> pixels;
   int answers = 0;
 
+  std::array<int64_t, 15> adaptive = {};
+  double confidence = 0;
+
   bool operator==(const Results&) const = default;
 };
 
@@ -53,6 +56,11 @@ Results RunAll(const Job& job, const ZEP3_BmpInfo& scan) {
   image.Fill([](int x, int y, int c) { return 4 * x + 30 * y + c; });
   results.answers += ApplyZEP3LUT(&image.bmp, results.table.data());
   results.pixels = image.pixels;
+  Record other(job.type, job.subMode);
+  ZEP3_EVIDENCE evidence;
+  results.answers += ZEP3Adaptive(&bmp, &other.para, matrix, &evidence);
+  results.adaptive = other.Points();
+  results.confidence = evidence.dConfidence;
   return results;
 }
 
@@ -61,7 +69,7 @@ TEST(Concurrency, DistinctRecordsGiveWhatTheyGiveAlone) {
   scan.Fill([](int x, int y, int c) { return 40 + x / 2 + 10 * c + Noise(3 * (300 * y + x) + c, 2) / 8; });
   std::vector<Results> alone;
   for (const Job& job : kJobs) alone.push_back(RunAll(job, scan.bmp));
-  EXPECT_EQ(alone[4].answers, 8);
+  EXPECT_EQ(alone[4].answers, 9);
 
   constexpr size_t kThreads = 8, kRounds = 3;
   std::vector<std::vector<size_t>> wrong(kThreads);

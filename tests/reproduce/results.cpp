@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -39,6 +40,8 @@ enum StageId : uint8_t {
   kPalette,
   kLevels,
   kApplied,
+  kAdaptive,
+  kEvidence,
   kStages
 };
 
@@ -78,6 +81,8 @@ constexpr Stage stages[kStages] = {
     {"palette adjustment", Values::kInteger, 0, 0},
     {"levels to display", Values::kInteger, 0, 0},
     {"images through tables", Values::kByte, 0, 0},
+    {"tables of adaptive analyses", Values::kByte, 1, 5},
+    {"evidence of adaptive analyses", Values::kDouble, 4096, 1e5, 1},
 };
 size_t Width(Values values) { return values == Values::kByte ? 1 : values == Values::kWord ? 2 : 8; }
 
@@ -331,6 +336,17 @@ void PutTable16(Writer& out, StageId stage, const Record& given, const double* m
   out.Put(stage, table);
 }
 
+void PutAdaptive(Writer& out, Picture& picture, const Record& given, double* matrix) {
+  Record r = given;
+  ZEP3_EVIDENCE evidence;
+  ZEP3Adaptive(&picture.bmp, &r.para, matrix, &evidence);
+  uint8_t table[768];
+  MakeZEP3LUTEx(&r.para, matrix, table);
+  out.Put(kAdaptive, table);
+  constexpr size_t kNumbers = (sizeof evidence - offsetof(ZEP3_EVIDENCE, dConfidence)) / sizeof(double);
+  out.Put(kEvidence, &evidence.dConfidence, kNumbers);
+}
+
 void WriteAnalyses(Writer& out) {
   for (int n = 0; n < kAnalyses; n++) {
     Random random(static_cast<uint64_t>(n) << 20);
@@ -342,6 +358,7 @@ void WriteAnalyses(Writer& out) {
     const bool none = SetMatrix(random, matrix) == nullptr;
     const int returned = ZEP3(&picture.bmp, &r.para, none && r.para.wDocType != ZEP3_DOC_NEGATIVE ? nullptr : matrix);
     PutRecord(out, returned, r, picture.rotated);
+    if (!picture.rotated) PutAdaptive(out, picture, r, matrix);
     if (n % 300 == 0 && !picture.rotated) PutTable16(out, kTables16, r, matrix);
     uint8_t table[768];
     MakeZEP3LUTEx(&r.para, matrix, table);
