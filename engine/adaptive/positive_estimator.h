@@ -81,7 +81,7 @@ inline constexpr PositiveHistory kSoundHistory = {
     .dyeRatio = 0.04,
     .dyeRatioCost = 0.7,
     .whiteTintCost = 0.5,
-    .prior = 1.0,
+    .prior = 2.0,
 };
 
 // The straight lines of the three channels.
