@@ -18,10 +18,6 @@ constexpr double kContrastMax = 2.0;
 constexpr double kFullLevel = 4.0;
 constexpr double kSofterStep = 0.03;
 
-// The shaping of the ends: a roll-off over the lightest 6 %, a toe over the darkest 4 %.
-constexpr int64_t kHighlightOut = 240 * 257;
-constexpr int64_t kShadowOut = 10 * 257;
-
 // Density contrasts that a matrix tells, relative to the film's own, which an identity stands for.
 void MatrixContrasts(const double* colorMatrix, double (&contrast)[3]) {
   double gain[3];
@@ -44,7 +40,6 @@ bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, ZEP3_
   NegativeEstimator estimator(grid, colour, faded);
   if (!estimator.Estimate(contrast, kSofterStep * AtLeast(0.0, kFullLevel - CorrectLevelFromZero(para)))) return false;
   SetNegativeHeader(para.ic);
-  SetOutputs(para.ic, kHighlightOut, kShadowOut);
   estimator.FitPoints(para.ic);
   evidence.lAnalysis = ZEP3_ANALYSIS_NEGATIVE;
   estimator.Report(evidence);

@@ -17,13 +17,14 @@ struct NegativeTuning {
   WhiteTrust trust; // colour alone
 
   // ---- votes of near-neutrals on the slopes, colour alone ----
-  double voteReach;  // largest change of a slope, natural logarithm
-  double voteWeight; // of the votes against what is usual
-  double voteUsual;  // standard deviation of a slope's change, natural logarithm
+  double voteReach; // largest change of a slope, natural logarithm
+  double voteUsual; // standard deviation of a slope's change, natural logarithm
 
   // ---- print ----
   double whitePercent; // percentile of the picture that prints as ...
   double white;        // ... this exposure, relative to paper white
+  double whiteUsual;   // exposure of the whites on a usual film ...
+  double whitePull;    // ... and the share of the distance to it by which a print is darkened (thin film) or lightened
   double rangeUsual;   // exposure range of a usual picture ...
   double rangeShare;   // ... and how far an unusual one is put down to the film
   double contrastMax;
@@ -36,7 +37,7 @@ namespace {
 constexpr NegativeTuning kColour = {
     .baseRange = 1.3,
     .baseExcess = 1.01,
-    .film = {.slope = {0.58, 0.59, 0.645}, .toe = 0.19},
+    .film = {.slope = {0.58, 0.59, 0.645}, .toe = 0.22},
     .trust = {.balance = {-0.03, 0.0, 0.03},
               .scatter = 0.35,
               .redFree = 0.25,
@@ -46,16 +47,18 @@ constexpr NegativeTuning kColour = {
               .slopeLimit = 0.15,
               .slopeSure = 0.0},
     .voteReach = 0.12,
-    .voteWeight = 1.0,
     .voteUsual = 0.06,
     .whitePercent = 99.7,
     .white = -0.009, // light 0.98
+    .whiteUsual = 0.0,
+    .whitePull = 0.0,
     .rangeUsual = 1.85,
     .rangeShare = 0.45,
     .contrastMax = 1.4,
 };
 
-// An unequal density of the whites is lost dye rather than light.
+// An unequal density of the whites is lost dye rather than light, and the less density is left, the less of the
+// contrast comes back.
 constexpr NegativeTuning kFadedColour = {
     .baseRange = 1.3,
     .baseExcess = 1.01,
@@ -64,17 +67,18 @@ constexpr NegativeTuning kFadedColour = {
               .scatter = 0.6,
               .redFree = 0.25,
               .shade = 0.15,
-              .lamp = 0.42,
+              .lamp = 0.2,
               .slopeShare = 1.0,
               .slopeLimit = 0.4,
               .slopeSure = 0.0},
     .voteReach = 0.18,
-    .voteWeight = 3.0,
     .voteUsual = 0.1,
     .whitePercent = 99.7,
-    .white = -0.009,
-    .rangeUsual = 2.0,
-    .rangeShare = 0.75,
+    .white = -0.02, // light 0.95
+    .whiteUsual = 1.6,
+    .whitePull = 0.1,
+    .rangeUsual = 2.1,
+    .rangeShare = 0.65,
     .contrastMax = 2.0,
 };
 
@@ -83,13 +87,14 @@ constexpr NegativeTuning kFadedColour = {
 constexpr NegativeTuning kMonochrome = {
     .baseRange = 0.45,
     .baseExcess = 1.05,
-    .film = {.slope = {0.57, 0.57, 0.57}, .toe = 0.18},
+    .film = {.slope = {0.57, 0.57, 0.57}, .toe = 0.22},
     .trust = {},
     .voteReach = 0.0,
-    .voteWeight = 0.0,
     .voteUsual = 0.0,
     .whitePercent = 99.8,
     .white = -0.036, // light 0.92
+    .whiteUsual = 0.0,
+    .whitePull = 0.0,
     .rangeUsual = 1.95,
     .rangeShare = 0.5,
     .contrastMax = 1.4,
@@ -101,10 +106,11 @@ constexpr NegativeTuning kFadedMonochrome = {
     .film = {.slope = {0.46, 0.46, 0.46}, .toe = 0.18},
     .trust = {},
     .voteReach = 0.0,
-    .voteWeight = 0.0,
     .voteUsual = 0.0,
     .whitePercent = 99.8,
     .white = -0.036,
+    .whiteUsual = 0.0,
+    .whitePull = 0.0,
     .rangeUsual = 1.95,
     .rangeShare = 0.8,
     .contrastMax = 2.0,
@@ -148,6 +154,8 @@ constexpr double kContrastRatioMax = 3.0;
 // Print.
 constexpr double kBlackPercent = 0.5;
 constexpr double kContrastMin = 0.7;
+// How far whites may lie from usual ones to count: about three stops.
+constexpr double kWhiteReach = 1.0;
 // Mean exposures, relative to the whites, of pictures that are left as they are; half of what lies outside is taken
 // back, up to a stop.
 constexpr double kMeanDark = -1.1;
@@ -342,7 +350,7 @@ void NegativeEstimator::RefineSlopes(const double (&white)[3], const ExposureCur
       }
       const double agree = sum / static_cast<double>(size);
       const double unusual = change / m_tuning.voteUsual;
-      const double value = m_tuning.voteWeight * std::log(agree) - 0.5 * unusual * unusual;
+      const double value = std::log(agree) - 0.5 * unusual * unusual;
       if (value <= best) continue;
       best = value;
       found[turn] = change;
@@ -406,10 +414,10 @@ bool NegativeEstimator::JudgePrint(double softer) {
   double sum = 0.0;
   for (const double x : m_exposure) sum += AtLeast(black, x);
   m_seen.dMean = m_seen.dPower * (sum / static_cast<double>(m_exposure.size()) - white);
-  m_seen.dLift =
-      Clamp(kMeanShare * (m_seen.dMean - Clamp(m_seen.dMean, kMeanDark, kMeanLight)) * -1.0, -kLiftMax, kLiftMax);
+  m_seen.dLift = Clamp(kMeanShare * (Clamp(m_seen.dMean, kMeanDark, kMeanLight) - m_seen.dMean), -kLiftMax, kLiftMax);
 
-  const double whitePrint = m_tuning.white + m_seen.dLift;
+  const double thin = Clamp(white - m_tuning.whiteUsual, -kWhiteReach, kWhiteReach);
+  const double whitePrint = m_tuning.white + m_seen.dLift + m_tuning.whitePull * thin;
   m_paper.white = white - whitePrint / m_seen.dPower;
   m_paper.contrast = m_seen.dPower;
   m_paper.flare = AtMost(kFlareMax, kFlareShare * std::pow(10.0, whitePrint - m_seen.dPower * m_seen.dRange));
