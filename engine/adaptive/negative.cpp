@@ -34,7 +34,7 @@ bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, ZEP3_
   const bool colour = DocType(para) == ZEP3_DOC_NEGATIVE;
   const bool faded = para.wSubMode == ZEP3_SUB_RESTORATION;
   double contrast[3] = {1.0, 1.0, 1.0};
-  if (colour && !faded) MatrixContrasts(colorMatrix, contrast);
+  if (colour && !faded && colorMatrix != nullptr) MatrixContrasts(colorMatrix, contrast);
 
   const BlockGrid grid = ReadBlockGrid(image, 0);
   NegativeEstimator estimator(grid, colour, faded);

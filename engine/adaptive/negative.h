@@ -5,5 +5,5 @@
 
 // Writes points (linear level times 257), gammas and curve types, and the evidence. False, with nothing written, where
 // the image holds too little to decide from. `image` and `para` have been through the standard analysis; `colorMatrix`
-// (nine doubles, row-major) is read for colour negatives that are not faded.
+// (nine doubles, row-major, or null) is read for colour negatives that are not faded.
 bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, ZEP3_PARA& para, ZEP3_EVIDENCE& evidence);

@@ -139,17 +139,16 @@ constexpr double kWhiteShare = 0.02; // the densest blocks, of which the colour 
 constexpr double kWhiteDensityMin = 0.05;
 
 // Votes.
-constexpr size_t kVoters = 2000;
-constexpr double kVoteDensity = 0.15; // density over slope: blocks on the film's toe do not vote
-constexpr double kVoteWidth = 0.04;   // exposure from the gray axis at which a vote counts half
-constexpr int kVoteSteps = 6;         // to either side
-constexpr int kVoteRounds = 3;        // red and blue in turn
+constexpr size_t kVoters = 1000;
+constexpr double kVoteExposure = 0.15; // density over slope; blocks on the film's toe do not vote
+constexpr double kVoteWidth = 0.04;    // exposure from the gray axis at which a vote counts half
+constexpr int kVoteSteps = 6;          // to either side
+constexpr int kVoteRounds = 3;         // red and blue in turn
 
-// Monochrome: level of the base from which a channel counts in full, the least it counts, and how far a channel's
-// contrast may lie from the common one.
-constexpr double kFullLight = 60.0;
-constexpr double kLeastWeight = 0.05;
+// Monochrome: how far a channel's contrast may lie from the common one, and the sum of squared densities of a picture
+// that has none.
 constexpr double kContrastRatioMax = 3.0;
+constexpr double kLeastSquares = 1e-9;
 
 // Print.
 constexpr double kBlackPercent = 0.5;
@@ -165,6 +164,8 @@ constexpr double kLiftMax = 0.3;
 // A camera's flare lifts the blacks: so much of the darkest parts' light, and of white at most.
 constexpr double kFlareShare = 0.6;
 constexpr double kFlareMax = 0.008;
+
+constexpr double kUsualVotes = 0.5; // share of votes from which the gray axis is sure
 
 // Reasons.
 constexpr double kBelieved = 0.5;
@@ -196,17 +197,19 @@ class Sampled {
 
 } // namespace
 
-// Exposure of a density over the slope: a logarithm and an exponential each would take half of the time of an analysis.
+// FilmExposure from a table: a logarithm and an exponential each would take half of the time of an analysis.
 class NegativeEstimator::ExposureCurve {
  public:
   explicit ExposureCurve(double toe)
       : m_sampled(kStraight, [toe](double density) { return FilmExposure(density, 1.0, toe); }) {}
-  double operator()(double density) const {
-    return density < kStraight ? m_sampled(AtLeast(kLeastDensity, density)) : density;
+  // `perSlope`: one over the slope.
+  double operator()(double density, double perSlope) const {
+    const double straight = AtLeast(kLeastDensity, density) * perSlope;
+    return straight < kStraight ? m_sampled(straight) : straight;
   }
 
  private:
-  static constexpr double kStraight = 5.0; // from here on the toe is gone, 1e-11 of it
+  static constexpr double kStraight = 5.0; // from here on the toe adds nothing
   Sampled<2000> m_sampled;
 };
 
@@ -281,9 +284,9 @@ void NegativeEstimator::JudgeColour(const double (&contrast)[3], const ExposureC
 
   std::fill(m_exposure.begin(), m_exposure.end(), -kBaseMax);
   for (int c = 0; c < 3; c++) {
-    const double perSlope = 1.8 / m_film.slope[c];
+    const double perSlope = 1.0 / m_film.slope[c];
     for (size_t i = 0; i < m_exposure.size(); i++) {
-      const double x = exposure((m_base[c] - m_log[c][i]) * perSlope) - m_film.balance[c];
+      const double x = exposure(1.8 * (m_base[c] - m_log[c][i]), perSlope) - m_film.balance[c];
       m_exposure[i] = std::max(m_exposure[i], x);
     }
   }
@@ -312,26 +315,31 @@ void NegativeEstimator::FindWhites(double (&white)[3]) const {
 // Near-neutral blocks vote on the slopes of red and blue relative to green, while the whites stay where they are. The
 // vote's heavy tail keeps what is coloured out of it.
 void NegativeEstimator::RefineSlopes(const double (&white)[3], const ExposureCurve& exposure) {
-  // Densities over slopes.
-  std::vector<double> voter[3];
+  std::vector<double> voter[3]; // densities, of green exposures
   const size_t step = 1 + m_log[0].size() / kVoters;
+  const double green = 1.0 / m_film.slope[1];
   for (size_t i = 0; i < m_log[0].size(); i += step) {
     double density[3];
-    for (int c = 0; c < 3; c++) density[c] = 1.8 * (m_base[c] - m_log[c][i]) / m_film.slope[c];
-    if (density[0] + density[1] + density[2] <= 3.0 * kVoteDensity) continue;
-    for (int c = 0; c < 3; c++) voter[c].push_back(density[c]);
+    double straight = 0.0;
+    for (int c = 0; c < 3; c++) {
+      density[c] = 1.8 * (m_base[c] - m_log[c][i]);
+      straight += density[c] / m_film.slope[c];
+    }
+    if (straight <= 3.0 * kVoteExposure) continue;
+    voter[0].push_back(density[0]);
+    voter[1].push_back(exposure(density[1], green));
+    voter[2].push_back(density[2]);
   }
   const size_t size = voter[1].size();
   if (size == 0) return;
-  for (double& green : voter[1]) green = exposure(green);
-  const double greenWhite = exposure(white[1] / m_film.slope[1]);
 
   // Distance from gray, with the slope changed by a natural logarithm.
   const auto deviate = [&](int c, double change, std::vector<double>& deviation) {
-    const double factor = std::exp(-change);
-    const double atWhite = exposure(white[c] / m_film.slope[c] * factor) - greenWhite;
-    for (size_t i = 0; i < size; i++)
-      deviation[i] = (exposure(voter[c][i] * factor) - voter[1][i] - atWhite) / kVoteWidth;
+    const double perSlope = std::exp(-change) / m_film.slope[c];
+    const double atWhite = exposure(white[c], perSlope) - exposure(white[1], green);
+    for (size_t i = 0; i < size; i++) {
+      deviation[i] = (exposure(voter[c][i], perSlope) - voter[1][i] - atWhite) / kVoteWidth;
+    }
   };
   std::vector<double> deviation[2] = {std::vector<double>(size), std::vector<double>(size)};
   std::vector<double> tried(size);
@@ -365,17 +373,13 @@ void NegativeEstimator::RefineSlopes(const double (&white)[3], const ExposureCur
 
 // All channels show one picture, each with its own share of the contrast: what a stain or a lamp adds to it.
 void NegativeEstimator::JudgeMonochrome(const ExposureCurve& exposure) {
-  const size_t size = m_exposure.size();
-  // A channel without light has no vote.
   double weight[3];
-  for (int c = 0; c < 3; c++) {
-    const double light = Clamp(m_seen.dBase[c] / kFullLight, kLeastWeight, 1.0);
-    weight[c] = light * light;
-  }
+  MonochromeWeights(m_base, weight);
   const double sum = weight[0] + weight[1] + weight[2];
-  double squares = 0.0;
+  // Regression of a channel's density on the common one, through the base.
+  double squares = kLeastSquares;
   double products[3] = {};
-  for (size_t i = 0; i < size; i++) {
+  for (size_t i = 0; i < m_exposure.size(); i++) {
     double density[3];
     double common = 0.0;
     for (int c = 0; c < 3; c++) {
@@ -385,21 +389,20 @@ void NegativeEstimator::JudgeMonochrome(const ExposureCurve& exposure) {
     squares += common * common;
     for (int c = 0; c < 3; c++) products[c] += density[c] * common;
   }
-  m_film = {};
-  m_film.toe = m_traits.toe;
-  m_film.belief = 1.0;
-  double perCommon[3];
   for (int c = 0; c < 3; c++) {
-    m_seen.dStain[c] = Clamp(products[c] / squares, 1.0 / kContrastRatioMax, kContrastRatioMax);
-    m_film.base[c] = m_base[c];
-    m_film.slope[c] = m_traits.slope[c] * m_seen.dStain[c];
-    perCommon[c] = 1.8 * weight[c] / sum / m_film.slope[c];
+    products[c] = Clamp(products[c], squares / kContrastRatioMax, squares * kContrastRatioMax);
+    m_seen.dStain[c] = products[c] / squares;
   }
   m_seen.dNeutral = 1.0;
-  for (size_t i = 0; i < size; i++) {
+  m_film = JudgeMonochromeFilm(m_base, products, m_traits);
+
+  const double perSlope = 1.0 / m_traits.slope[0];
+  double share[3];
+  for (int c = 0; c < 3; c++) share[c] = 1.8 * weight[c] / sum / m_seen.dStain[c];
+  for (size_t i = 0; i < m_exposure.size(); i++) {
     double density = 0.0;
-    for (int c = 0; c < 3; c++) density += perCommon[c] * (m_base[c] - m_log[c][i]);
-    m_exposure[i] = exposure(density);
+    for (int c = 0; c < 3; c++) density += share[c] * (m_base[c] - m_log[c][i]);
+    m_exposure[i] = exposure(density, perSlope);
   }
 }
 
@@ -445,7 +448,9 @@ void NegativeEstimator::Report(ZEP3_EVIDENCE& evidence) const {
   }
   std::copy_n(m_film.slope, 3, seen.dSlope);
   evidence.dTrimmed = m_frame.trimmed;
-  evidence.dConfidence = seen.dNeutral;
+  // What rests on the picture: its whites, the grays between them and black, and a contrast that is the film's own.
+  evidence.dConfidence = seen.dNeutral * std::min(seen.dPower, 1.0 / seen.dPower);
+  if (m_colour) evidence.dConfidence *= std::sqrt(AtMost(1.0, seen.dVotes / kUsualVotes));
 
   const auto because = [&](bool so, int64_t reason) {
     if (so) evidence.lReasons |= reason;

@@ -163,16 +163,24 @@ Film JudgeColourFilm(const double (&base)[3], const double (&white)[3], const Fi
   return film;
 }
 
+void MonochromeWeights(const double (&base)[3], double (&weight)[3]) {
+  for (int c = 0; c < 3; c++) {
+    const double light = AtMost(1.0, std::pow(10.0, base[c]) / kFullLight);
+    weight[c] = light * light;
+  }
+}
+
 Film JudgeMonochromeFilm(const double (&base)[3], const double (&density)[3], const FilmTraits& traits) {
   Film film;
   film.toe = traits.toe;
   film.belief = 1.0;
+  double weight[3];
+  MonochromeWeights(base, weight);
   double sum = 0.0;
   double common = 0.0;
   for (int c = 0; c < 3; c++) {
-    const double light = AtMost(1.0, std::pow(10.0, base[c]) / kFullLight);
-    sum += light * light;
-    common += light * light * density[c];
+    sum += weight[c];
+    common += weight[c] * density[c];
   }
   common /= sum;
   for (int c = 0; c < 3; c++) {

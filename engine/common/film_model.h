@@ -58,8 +58,11 @@ Film JudgeColourFilm(const double (&base)[3], const double (&white)[3], const Fi
 // Gives a film whose slopes have changed the balance that makes the whites, as far as they are believed, neutral.
 void BalanceWhites(Film& film, const double (&white)[3], const WhiteTrust& trust);
 
-// All channels show one picture: whatever colour there is, is stain or the lamp's. Channels with little light count
-// little in what the picture is. `density`: of the same picture in each channel, above 0.
+// What the channels count for in a monochrome picture, in any unit: those with little light little.
+void MonochromeWeights(const double (&base)[3], double (&weight)[3]);
+
+// All channels show one picture: whatever colour there is, is stain or the lamp's. `density`: of the same picture in
+// each channel, above 0.
 Film JudgeMonochromeFilm(const double (&base)[3], const double (&density)[3], const FilmTraits& traits);
 
 // What the print of an exposure is, on the curve's scale 0..1, and the other way round.
