@@ -98,9 +98,11 @@ int Propose(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVID
   const Outcome outcome = Analyse(*hist, *zep, bmp, *para, pdColorMatrix);
   if (outcome == Outcome::kFailed) return 0;
   if (evidence != nullptr) {
-    if (outcome == Outcome::kCalculated) {
+    // A holder makes the histograms of a negative unusable, but not the picture that it frames.
+    if (outcome == Outcome::kCalculated || IsNegative(*para)) {
       ProposeAdaptive(*bmp, pdColorMatrix, *zep, *para, *evidence);
-    } else {
+    }
+    if (outcome == Outcome::kDefaults && evidence->lAnalysis == ZEP3_ANALYSIS_STANDARD) {
       evidence->lReasons = ZEP3_REASON_DEFAULTS;
     }
   }

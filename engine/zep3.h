@@ -328,7 +328,8 @@ ZEP3_API int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix);
  * evidence  out: why, zeroed first; null: not wanted.
  *
  * The points are those of ZEP3, with the reason in the evidence, for documents, for wDocOption ZEP3_OPTION_PLAIN, for
- * unusable levels, and where the image holds too little to decide from. lCorrectLevel: for prints and slides each level
+ * unusable levels (of a negative, those that are unusable without its holder and border too), and where the image holds
+ * too little to decide from. lCorrectLevel: for prints and slides each level
  * below 4 asks for more evidence (a factor e) before anything is moved, for negatives it makes the print softer by 3 %.
  */
 ZEP3_API int ZEP3Adaptive(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVIDENCE* evidence);
