@@ -165,6 +165,10 @@ constexpr double kLiftMax = 0.3;
 constexpr double kFlareShare = 0.6;
 constexpr double kFlareMax = 0.008;
 
+// Share of the picture that a print between black and white counts for at least: a patch of white that is too small to
+// weigh in the fit must still come out white.
+constexpr double kEven = 0.003;
+
 constexpr double kUsualVotes = 0.5; // share of votes from which the gray axis is sure
 
 // Reasons.
@@ -428,6 +432,7 @@ bool NegativeEstimator::JudgePrint(double softer) {
 }
 
 void NegativeEstimator::FitPoints(ZEP3_IC& ic) const {
+  const double even = kEven * static_cast<double>(m_frame.picture.size());
   for (int c = 0; c < 3; c++) {
     uint32_t histogram[256] = {};
     for (const size_t at : m_frame.picture) histogram[static_cast<int>(m_grid.level[c][at] + 0.5)]++;
@@ -435,7 +440,7 @@ void NegativeEstimator::FitPoints(ZEP3_IC& ic) const {
     for (int i = 0; i < 256; i++) {
       if (histogram[i] != 0) exposure[i] = m_film.ExposureAt(c, LogLevel(i));
     }
-    FitPrint(m_film, m_paper, c, histogram, exposure, ic.ch[c]);
+    FitPrint(m_film, m_paper, c, histogram, exposure, even, ic.ch[c]);
   }
 }
 

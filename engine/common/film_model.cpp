@@ -202,7 +202,7 @@ double Paper::ExposureFor(double output) const {
 }
 
 void FitPrint(const Film& film, const Paper& paper, int c, const uint32_t (&histogram)[256],
-              const double (&exposure)[256], ZEP3_POINTS& points) {
+              const double (&exposure)[256], double even, ZEP3_POINTS& points) {
   // Blacks and whites of the print are left to the toe and the roll-off of the table.
   constexpr double kDarkest = 4.0 / 255.0;
   constexpr double kLightest = 248.0 / 255.0;
@@ -212,10 +212,10 @@ void FitPrint(const Film& film, const Paper& paper, int c, const uint32_t (&hist
     const double wanted = paper.OutputOf(exposure[i]);
     if (kDarkest < wanted && wanted < kLightest) fit.Add(AtLeast(kLevelFloor, i), wanted, histogram[i]);
   }
-  // A sample each of prints between the two keep the curve defined where the picture has hardly a level.
+  // Prints between the two keep the curve defined where the picture has hardly a level.
   for (int i = 0; i < kAlong; i++) {
     const double wanted = kDarkest + (kLightest - kDarkest) * i / (kAlong - 1);
-    fit.Add(film.LevelAt(c, paper.ExposureFor(wanted)), wanted, 1.0);
+    fit.Add(film.LevelAt(c, paper.ExposureFor(wanted)), wanted, even);
   }
   const double gamma = fit.BestGamma();
   const CurveFit::Line line = fit.Regress(gamma);

@@ -76,6 +76,7 @@ struct Paper {
 };
 
 // Writes input points and gamma of the curve that comes closest to the print, for the output points that `points`
-// holds. `histogram`: samples by film level; `exposure` of the levels with samples.
+// holds. `histogram`: samples by film level; `exposure` of the levels with samples; `even`: samples that each of some
+// thirty prints between black and white counts for, whatever the picture has.
 void FitPrint(const Film& film, const Paper& paper, int c, const uint32_t (&histogram)[256],
-              const double (&exposure)[256], ZEP3_POINTS& points);
+              const double (&exposure)[256], double even, ZEP3_POINTS& points);

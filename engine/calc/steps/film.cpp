@@ -85,5 +85,5 @@ void PrintFilm(const Film& film, const FilmEnds& ends, const PrintRule& rule, co
                ZEP3_IC& ic) {
   const Exposures x = ExposuresOf(film, ends, histogram);
   const Paper paper = PaperFor(x, rule);
-  for (int c = 0; c < 3; c++) FitPrint(film, paper, c, histogram[c], x.at[c], ic.ch[c]);
+  for (int c = 0; c < 3; c++) FitPrint(film, paper, c, histogram[c], x.at[c], 1.0, ic.ch[c]);
 }
