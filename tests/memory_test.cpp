@@ -91,6 +91,7 @@ TEST(Memory, WithoutItCallsFailAndKeepWhatTheyShould) {
   };
   const Row rows[] = {
       {"ZEP3", 10, [&](Record& r) { return ZEP3(&image.bmp, &r.para, matrix); }},
+      {"ZEP3Adaptive", 10, [&](Record& r) { return ZEP3Adaptive(&image.bmp, &r.para, matrix, nullptr); }},
       {"MakeZEP3LUT", 1, [&](Record& r) { return MakeZEP3LUT(&r.para, table.data()); }},
       {"MakeZEP3LUTEx", 1, [&](Record& r) { return MakeZEP3LUTEx(&r.para, matrix, table.data()); }},
       {"MakeZEP3LUT16", 1, [&](Record& r) { return MakeZEP3LUT16(&r.para, matrix, deep.data()); }},

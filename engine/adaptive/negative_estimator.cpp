@@ -345,7 +345,8 @@ void NegativeEstimator::RefineSlopes(const double (&white)[3], const ExposureCur
       deviation[i] = (exposure(voter[c][i], perSlope) - voter[1][i] - atWhite) / kVoteWidth;
     }
   };
-  std::vector<double> deviation[2] = {std::vector<double>(size), std::vector<double>(size)};
+  std::vector<double> deviation[2];
+  for (std::vector<double>& d : deviation) d.resize(size);
   std::vector<double> tried(size);
   deviate(0, 0.0, deviation[0]);
   deviate(2, 0.0, deviation[1]);

@@ -183,6 +183,32 @@ TEST(AdaptiveNegative, FindsTheFrame) {
   }
 }
 
+// What is around the picture is not always the film's base.
+TEST(AdaptiveNegative, DoubtsABorder) {
+  ScannedFilm film;
+  std::fill_n(film.base, 3, 120.0);
+  // Open light is 0.59 denser than the film's base is.
+  ScannedFilm light = film;
+  std::fill_n(light.base, 3, 255.0);
+  Scanned open = Scan(light, {.border = 0.05}, Wedge);
+  Scanned hole = Scan(film, {.border = 0.05}, Wedge);
+  for (int y = 0; y < open.image->height; y++) {
+    for (int x = 0; x < open.image->width; x++) {
+      const bool inside = x >= 12 && x < 252 && y >= 12 && y < 172;
+      const bool scratch = std::abs(x - 130) < 3 && std::abs(y - 90) < 20;
+      for (int c = 0; c < 3; c++) {
+        if (inside) open.image->Level(x, y, c) = hole.image->Level(x, y, c);
+        if (scratch) hole.image->Level(x, y, c) = 200;
+      }
+    }
+  }
+  for (const Scanned* scan : {&open, &hole}) {
+    const Print print(*scan->image, 3);
+    EXPECT_EQ(print.Seen().dBorder, 1.0);
+    EXPECT_EQ(print.Seen().dBaseMeasured, 0.0);
+  }
+}
+
 // A holder's edge across the corner fills no line: its blocks are left out one by one, with two around them.
 TEST(AdaptiveNegative, LeavesOutWhatReachesIn) {
   const ScannedFilm film;
@@ -340,6 +366,24 @@ TEST(AdaptiveNegative, NoNegatives) {
       }
     }
   }
+  Image blank(200, 100);
+  blank.Fill([](int, int, int) { return 0; });
+  EXPECT_EQ(Print(blank, ZEP3_DOC_REFLECTIVE).evidence.lReasons, ZEP3_REASON_DEFAULTS);
+}
+
+TEST(AdaptiveNegative, ATurnedAreaCountsAlone) {
+  const ScannedFilm film;
+  Image image(200, 200);
+  const auto inside = [](int x, int y) { return std::abs(x - 100) + std::abs(y - 100) < 96; };
+  // Around it, what would be another picture.
+  image.Fill([&](int x, int y, int c) {
+    return inside(x, y) ? film.Level(Wedge((x + y - 4) / 392.0, (x - y + 196) / 392.0, c), c) : c == 0 ? 20 : 240;
+  });
+  image.SetArea({8, 100}, {100, 8}, {192, 100}, {100, 192});
+  const Print print(image, 0);
+  EXPECT_EQ(print.evidence.lAnalysis, ZEP3_ANALYSIS_NEGATIVE);
+  EXPECT_LT(print.evidence.dTrimmed, 0.05); // the tips, which are short lines of one gray
+  EXPECT_LE(CastOf(print, film).largest, 12);
 }
 
 TEST(AdaptiveNegative, PlainHandlingIsTheStandardOne) {
@@ -386,6 +430,46 @@ TEST(NegativeFrame, OnlyBlocksOfTheAreaCount) {
   EXPECT_TRUE(
       std::none_of(frame.picture.begin(), frame.picture.end(), [&](size_t at) { return grid.inside[at] == 0; }));
   EXPECT_TRUE(frame.holder[0]);
+}
+
+TEST(NegativeFrame, ClearFilmOnOppositeSidesIsABase) {
+  const struct {
+    bool side[4];
+    size_t strips;
+  } cases[] = {
+      {{true, false, false, false}, 0}, {{true, true, false, false}, 1}, {{false, false, true, false}, 0},
+      {{false, false, true, true}, 1},  {{true, false, false, true}, 0}, {{true, true, true, true}, 1},
+  };
+  for (const auto& test : cases) {
+    BlockGrid grid = GridOf(50, 50, 0.0);
+    for (int row = 0; row < 50; row++) {
+      for (int column = 0; column < 50; column++) {
+        const bool clear = (test.side[0] && row < 4) || (test.side[1] && row >= 46) || (test.side[2] && column < 4) ||
+                           (test.side[3] && column >= 46);
+        const size_t at = grid.At(row, column);
+        for (std::vector<double>& channel : grid.level) channel[at] = clear ? 200.0 : 60.0 + Noise(row, column) / 4.0;
+      }
+    }
+    const NegativeFrame frame = FindNegativeFrame(grid);
+    EXPECT_TRUE(std::equal(frame.clear, frame.clear + 4, test.side));
+    ASSERT_EQ(frame.strips.size(), test.strips);
+    for (const ClearStrip& strip : frame.strips) EXPECT_EQ(strip.level[1], 200.0);
+  }
+}
+
+// Rings of three lines, ever darker, around a picture with a few light spots: four are taken for borders, one by one.
+TEST(NegativeFrame, EndsAfterFourRounds) {
+  BlockGrid grid = GridOf(60, 60, 0.0);
+  for (int row = 0; row < 60; row++) {
+    for (int column = 0; column < 60; column++) {
+      const int ring = std::min(std::min(row, 59 - row), std::min(column, 59 - column)) / 3;
+      const double level = ring < 6 ? 240.0 - 20.0 * ring : row == 30 && column % 4 == 0 ? 250.0 : 60.0 + column;
+      for (std::vector<double>& channel : grid.level) channel[grid.At(row, column)] = level;
+    }
+  }
+  const NegativeFrame frame = FindNegativeFrame(grid);
+  ASSERT_EQ(frame.strips.size(), 4u);
+  for (size_t i = 0; i < 4; i++) EXPECT_EQ(frame.strips[i].level[0], 240.0 - 20.0 * static_cast<double>(i));
 }
 
 TEST(Frame, PeelsLinesWhileTheyAreForeign) {
