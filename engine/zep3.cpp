@@ -97,16 +97,11 @@ int Propose(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVID
   zep->SetParam(hist.get(), para);
   const Outcome outcome = Analyse(*hist, *zep, bmp, *para, pdColorMatrix);
   if (outcome == Outcome::kFailed) return 0;
-  if (evidence != nullptr) {
-    if (outcome == Outcome::kCalculated) {
-      ProposeAdaptive(*bmp, pdColorMatrix, *zep, *para, *evidence);
-    } else {
-      evidence->lReasons = ZEP3_REASON_DEFAULTS;
-    }
-  }
+  const bool usable = outcome == Outcome::kCalculated;
+  if (evidence != nullptr) ProposeAdaptive(*bmp, pdColorMatrix, *zep, usable, *para, *evidence);
   ConvertToDisplayGamma(*para);
   // On the converted points: it judges what is displayed.
-  if (outcome == Outcome::kCalculated) zep->CalcAgainstLight(para->lAgainstLight);
+  if (usable) zep->CalcAgainstLight(para->lAgainstLight);
   return 1;
 }
 

@@ -75,7 +75,7 @@ TEST(Memory, OfAnAnalysisGrowsWithTheWidthAlone) {
 // Blocks number 30000 at most, whatever the image holds: levels, densities and what is made of them.
 TEST(Memory, OfAnAdaptiveAnalysisIsBounded) {
   for (const int type : {ZEP3_DOC_REFLECTIVE, ZEP3_DOC_NEGATIVE}) {
-    EXPECT_LE(MostOf(2000, 1500, ZEP3_PIXEL_RGB, type, true), MostOf(2000, 1500, ZEP3_PIXEL_RGB, type) + 30000 * 80);
+    EXPECT_LE(MostOf(2000, 1500, ZEP3_PIXEL_RGB, type, true), MostOf(2000, 1500, ZEP3_PIXEL_RGB, type) + 30000 * 96);
   }
 }
 

@@ -1,24 +1,36 @@
 #include "engine/adaptive/adaptive.h"
 
+#include "engine/adaptive/negative.h"
 #include "engine/adaptive/positive.h"
 #include "engine/common/record.h"
 
 namespace {
 
-// Films know no sub-mode but restoration: any other is their normal kind.
-bool IsDocument(const ZEP3_PARA& para) {
-  return DocType(para) == ZEP3_DOC_REFLECTIVE && para.wSubMode != ZEP3_SUB_PHOTO &&
-         para.wSubMode != ZEP3_SUB_RESTORATION;
+// Documents have pages to make white, not pictures; films know no sub-mode but restoration.
+bool IsPicture(const ZEP3_PARA& para) {
+  switch (DocType(para)) {
+    case ZEP3_DOC_NEGATIVE:
+    case ZEP3_DOC_NEGATIVE_BW:
+    case ZEP3_DOC_POSITIVE:
+      return true;
+    case ZEP3_DOC_REFLECTIVE:
+      return para.wSubMode == ZEP3_SUB_PHOTO || para.wSubMode == ZEP3_SUB_RESTORATION;
+    default:
+      return false;
+  }
 }
 
 } // namespace
 
-void ProposeAdaptive(const ZEP3_BmpInfo& image, const double* colorMatrix, const CZEP& standard, ZEP3_PARA& para,
-                     ZEP3_EVIDENCE& evidence) {
-  (void)colorMatrix;
-  if (IsDocument(para) || IsPlain(para) || IsNegative(para)) {
-    evidence.lReasons = ZEP3_REASON_NOT_ADAPTIVE;
-  } else if (!ProposePositive(image, standard, para, evidence)) {
-    evidence.lReasons = ZEP3_REASON_TOO_LITTLE;
+void ProposeAdaptive(const ZEP3_BmpInfo& image, const double* colorMatrix, const CZEP& standard, bool usable,
+                     ZEP3_PARA& para, ZEP3_EVIDENCE& evidence) {
+  if (!IsPicture(para) || IsPlain(para)) {
+    evidence.lReasons = usable ? ZEP3_REASON_NOT_ADAPTIVE : ZEP3_REASON_DEFAULTS;
+    return;
   }
+  // A holder or bare light makes the levels of a scan unusable, but not the picture within.
+  const bool onlyFramed = !usable;
+  const bool proposed = IsNegative(para) ? ProposeNegative(image, colorMatrix, onlyFramed, para, evidence)
+                                         : ProposePositive(image, standard, onlyFramed, para, evidence);
+  if (!proposed) evidence.lReasons = usable ? ZEP3_REASON_TOO_LITTLE : ZEP3_REASON_DEFAULTS;
 }

@@ -9,5 +9,5 @@ class CZEP;
 // record that the standard calculator of the kind has completed; leaves it alone, with the reason, where the kind has
 // no adaptive analysis or the image too little to decide from. `evidence` holds zeros before. `image` has been accepted
 // by the standard analysis; `colorMatrix` (nine doubles, row-major, or null) is read for colour negatives.
-void ProposeAdaptive(const ZEP3_BmpInfo& image, const double* colorMatrix, const CZEP& standard, ZEP3_PARA& para,
-                     ZEP3_EVIDENCE& evidence);
+void ProposeAdaptive(const ZEP3_BmpInfo& image, const double* colorMatrix, const CZEP& standard, bool usable,
+                     ZEP3_PARA& para, ZEP3_EVIDENCE& evidence);

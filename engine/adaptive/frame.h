@@ -27,19 +27,14 @@ inline int LinesAcross(const Frame& frame, Side side) {
 
 // The frame without the outermost line of a side.
 inline void DropLine(Frame& frame, Side side) {
-  switch (side) {
-    case Side::kTop:
-      frame.top++;
-      break;
-    case Side::kBottom:
-      frame.bottom--;
-      break;
-    case Side::kLeft:
-      frame.left++;
-      break;
-    case Side::kRight:
-      frame.right--;
-      break;
+  if (side == Side::kTop) {
+    frame.top++;
+  } else if (side == Side::kBottom) {
+    frame.bottom--;
+  } else if (side == Side::kLeft) {
+    frame.left++;
+  } else {
+    frame.right--;
   }
 }
 

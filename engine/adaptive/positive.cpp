@@ -78,7 +78,8 @@ int64_t ReasonsOf(const PositiveEstimate& estimate, const ZEP3_POSITIVE_EVIDENCE
 
 } // namespace
 
-bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, ZEP3_PARA& para, ZEP3_EVIDENCE& evidence) {
+bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, bool onlyFramed, ZEP3_PARA& para,
+                     ZEP3_EVIDENCE& evidence) {
   const bool slide = para.wDocType == ZEP3_DOC_POSITIVE;
   const bool faded = para.wSubMode == ZEP3_SUB_RESTORATION;
   const PositiveMaterial& material = slide ? kSlideMaterial : kPrintMaterial;
@@ -87,7 +88,7 @@ bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, ZEP3_PARA&
   const double caution = 4.0 - Clamp(CorrectLevel(para), 0.0, 8.0);
   const BlockGrid grid = ReadBlockGrid(image, CHIST::kAreaMargin);
   const PositiveEstimate estimate = PositiveEstimator(material, history, caution).Estimate(grid);
-  if (!estimate.usable) return false;
+  if (!estimate.usable || (onlyFramed && estimate.trimmed == 0.0)) return false;
 
   ZEP3_IC& ic = para.ic;
   double gamma[3];

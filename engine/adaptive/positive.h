@@ -5,6 +5,7 @@
 
 class CZEP;
 
-// For reflective photos, faded prints and positive film. False, with nothing written, when the
-// image holds too little to decide from.
-bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, ZEP3_PARA& para, ZEP3_EVIDENCE& evidence);
+// For reflective photos, faded prints and positive film. False, with nothing written, where the image holds too
+// little to decide from, or `onlyFramed` and no border around the picture.
+bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, bool onlyFramed, ZEP3_PARA& para,
+                     ZEP3_EVIDENCE& evidence);

@@ -111,7 +111,7 @@ bool CZEP::CalcParamNega(const double* colorMatrix) {
                                      .slopeShare = m_dNegaSlopeShare,
                                      .slopeLimit = m_dNegaSlopeLimit,
                                      .slopeSure = m_dNegaSlopeSure});
-  PrintFilm(film,
+  PrintFilm(film, ends,
             {.contrast = m_dNegaPrint,
              .rangeNormal = 1.0,
              .rangeShare = 0.0,

@@ -39,7 +39,7 @@ bool CZEP::CalcRestorationNega() {
                                      .slopeShare = m_dRestNegaSlopeShare,
                                      .slopeLimit = m_dRestNegaSlopeLimit,
                                      .slopeSure = m_dRestNegaSlopeSure});
-  PrintFilm(film,
+  PrintFilm(film, ends,
             {.contrast = m_dRestNegaPrint,
              .rangeNormal = m_dRestNegaRangeNormal,
              .rangeShare = m_dRestNegaRangeShare,

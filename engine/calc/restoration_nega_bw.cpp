@@ -28,7 +28,7 @@ bool CZEP::CalcRestorationNegaBW() {
   const FilmTraits traits = {.slope = {m_dRestNegaBWSlope, m_dRestNegaBWSlope, m_dRestNegaBWSlope},
                              .toe = m_dRestNegaBWToe};
   const Film film = JudgeMonochromeFilm(ends, traits);
-  PrintFilm(film,
+  PrintFilm(film, ends,
             {.contrast = m_dRestNegaBWPrint,
              .rangeNormal = m_dRestNegaBWRangeNormal,
              .rangeShare = m_dRestNegaBWRangeShare,

@@ -216,6 +216,20 @@ TEST(Positive, SeesWhatLiesInsideOfMountAndHolder) {
       EXPECT_NEAR(result.evidence.positive.dOffset[c], expected.evidence.positive.dOffset[c], 0.01);
     }
   }
+  // Bare light around a slide leaves the scan without usable levels, but not the slide.
+  const auto slide = Scan(kWidth, kHeight, Photograph, kDarkStored);
+  Image unmounted(kWidth + 60, kHeight + 60);
+  unmounted.Fill([&](int x, int y, int c) {
+    const bool bareLight = x < 30 || y < 30 || x >= kWidth + 30 || y >= kHeight + 30;
+    return bareLight ? 255 : static_cast<int>(slide->Level(x - 30, y - 30, c));
+  });
+  const Result seen(ZEP3_DOC_POSITIVE, ZEP3_SUB_RESTORATION, unmounted);
+  EXPECT_EQ(seen.evidence.lAnalysis, ZEP3_ANALYSIS_POSITIVE);
+  EXPECT_EQ(seen.record.para.ic.wHlCurveType, ZEP3_HL_ROLL_OFF);
+  for (int c = 0; c < 3; c++) {
+    EXPECT_NEAR(seen.evidence.positive.dOffset[c],
+                Result(ZEP3_DOC_POSITIVE, ZEP3_SUB_RESTORATION, *slide).evidence.positive.dOffset[c], 0.01);
+  }
   // What is dark within the picture, or at its edge but not along all of it, belongs to it.
   const auto object = Scan(
       kWidth, kHeight,

@@ -11,29 +11,12 @@
 #include "engine/calc/steps/film.h"
 #include "engine/hist/chist.h"
 #include "engine/lut/clut.h"
+#include "scanned_film.h"
 #include "support.h"
 
 namespace {
 
 double kIdentity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-
-// A film, a light and a scanner, none of them what the engine takes for usual.
-struct Film {
-  double slope[3] = {0.57, 0.60, 0.66};
-  double toe = 0.22;
-  double base[3] = {215, 180, 150};     // levels of the clear film
-  double light[3] = {-0.08, 0.0, 0.05}; // exposure of a neutral by channel
-  double white = 1.6;                   // exposure of the scene's white in green
-  double kept[3] = {1, 1, 1};           // share of the density that fading left
-  double stain[3] = {0, 0, 0};
-
-  // Film level of a scene's light, log10 relative to white.
-  int Level(double logLight, int c) const {
-    const double x = logLight + white + light[c];
-    const double density = slope[c] * toe * std::log1p(std::exp(x / toe));
-    return static_cast<int>(base[c] * std::pow(10.0, -(density * kept[c] + stain[c]) / 1.8) + 0.5);
-  }
-};
 
 // A gray wedge of 2.2 in log10 light, in steps of one column.
 constexpr int kSteps = 111;
@@ -43,7 +26,7 @@ struct Print {
   Record r;
   std::array<uint8_t, 768> table{};
   explicit Print(int type, int subMode = 0) : r(type, subMode) {}
-  int At(const Film& film, double logLight, int c) const {
+  int At(const ScannedFilm& film, double logLight, int c) const {
     return table[static_cast<size_t>(256 * c + film.Level(logLight, c))];
   }
 };
@@ -52,7 +35,7 @@ struct Print {
 using Scene = std::function<double(int, int, int)>;
 double Gray(int step, int, int) { return Wedge(step); }
 
-void Finish(Print& print, const Film& film, const Scene& scene = Gray) {
+void Finish(Print& print, const ScannedFilm& film, const Scene& scene = Gray) {
   Image image(kSteps, 100);
   image.Fill([&](int x, int y, int c) { return film.Level(scene(x, y, c), c); });
   ASSERT_EQ(ZEP3(&image.bmp, &print.r.para, kIdentity), 1);
@@ -64,7 +47,7 @@ struct Cast {
   int largest = 0;
   double mean = 0.0;
 };
-Cast CastOf(const Print& print, const Film& film) {
+Cast CastOf(const Print& print, const ScannedFilm& film) {
   Cast cast;
   for (int i = 20; i < kSteps - 3; i++) {
     const int rgb[3] = {print.At(film, Wedge(i), 0), print.At(film, Wedge(i), 1), print.At(film, Wedge(i), 2)};
@@ -80,29 +63,29 @@ TEST(NegaPrint, AGrayWedgePrintsGray) {
     const char* why;
     int type, subMode;
     double mean, largest; // display levels between the channels
-    std::function<void(Film&)> change;
+    std::function<void(ScannedFilm&)> change;
   };
-  const auto lamp = [](Film& f) { f.light[0] += 0.22, f.light[2] -= 0.31; }; // 3200 K
-  const auto loss = [](Film& f) { f.kept[0] = 0.6, f.kept[2] = 0.7, f.stain[2] = 0.15; };
-  const auto tint = [](Film& f) {
+  const auto lamp = [](ScannedFilm& f) { f.light[0] += 0.22, f.light[2] -= 0.31; }; // 3200 K
+  const auto loss = [](ScannedFilm& f) { f.kept[0] = 0.6, f.kept[2] = 0.7, f.stain[2] = 0.15; };
+  const auto tint = [](ScannedFilm& f) {
     for (int c = 0; c < 3; c++) f.slope[c] = 0.5 + 0.06 * c, f.light[c] = 0.0, f.stain[c] = 0.06 * c;
   };
   // Left as they are, the lamp would give a cast of 70 levels, the faded dyes more.
   const Row rows[] = {
-      {"daylight", 0, 0, 6, 16, [](Film&) {}},
+      {"daylight", 0, 0, 6, 16, [](ScannedFilm&) {}},
       {"incandescent light", 0, 0, 18, 26, lamp},
-      {"one stop under", 0, 0, 6, 16, [](Film& f) { f.white -= 0.3; }},
-      {"two stops over", 0, 0, 6, 16, [](Film& f) { f.white += 0.6; }},
-      {"dark base", 0, 0, 6, 16, [](Film& f) { f.base[2] = 90; }},
-      {"restored though sound", 0, 2, 6, 16, [](Film&) {}},
+      {"one stop under", 0, 0, 6, 16, [](ScannedFilm& f) { f.white -= 0.3; }},
+      {"two stops over", 0, 0, 6, 16, [](ScannedFilm& f) { f.white += 0.6; }},
+      {"dark base", 0, 0, 6, 16, [](ScannedFilm& f) { f.base[2] = 90; }},
+      {"restored though sound", 0, 2, 6, 16, [](ScannedFilm&) {}},
       {"two faded dyes", 0, 2, 8, 24, loss},
-      {"one faded dye, beyond the limit", 0, 2, 14, 36, [](Film& f) { f.kept[1] = 0.6; }},
+      {"one faded dye, beyond the limit", 0, 2, 14, 36, [](ScannedFilm& f) { f.kept[1] = 0.6; }},
       {"monochrome, stained", 3, 2, 6, 16, tint},
-      {"monochrome, faded", 3, 2, 6, 16, [=](Film& f) { tint(f), f.kept[0] = f.kept[1] = f.kept[2] = 0.6; }},
+      {"monochrome, faded", 3, 2, 6, 16, [=](ScannedFilm& f) { tint(f), f.kept[0] = f.kept[1] = f.kept[2] = 0.6; }},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.why);
-    Film film;
+    ScannedFilm film;
     row.change(film);
     Print print(row.type, row.subMode);
     Finish(print, film);
@@ -118,11 +101,11 @@ TEST(NegaPrint, AGrayWedgePrintsGray) {
 
 // A density of 1 that lost a quarter and is not restored prints 60 levels off.
 TEST(NegaPrint, FadingMovesTheRestoredWedgeLittle) {
-  Film sound;
+  ScannedFilm sound;
   Print before(0, 2);
   Finish(before, sound);
   for (int c = 0; c < 3; c++) {
-    Film faded;
+    ScannedFilm faded;
     faded.kept[c] = 0.75;
     faded.stain[c] = 0.1;
     Print after(0, 2);
@@ -138,7 +121,7 @@ TEST(NegaPrint, OneColourStaysItself) {
   const Scene cloth = [](int step, int row, int c) {
     return row < 6 ? -5.0 : 0.5 * Wedge(step) - 0.3 - (c == 0 ? 0.0 : 0.7);
   };
-  Film film;
+  ScannedFilm film;
   Print print(0);
   Finish(print, film, cloth);
   EXPECT_GT(print.At(film, -0.6, 0), print.At(film, -1.3, 1) + 50);
@@ -147,7 +130,7 @@ TEST(NegaPrint, OneColourStaysItself) {
 
 TEST(NegaPrint, AFlatSceneIsNotStretched) {
   const Scene fog = [](int step, int, int) { return -0.7 + 0.2 * Wedge(step) / 2.2; };
-  Film film;
+  ScannedFilm film;
   Print print(0);
   Finish(print, film, fog);
   const int span = print.At(film, -0.7, 1) - print.At(film, -0.9, 1);
@@ -312,21 +295,21 @@ TEST(NegaCalculators, TheLevelSoftensThePrint) {
     const auto finished = [&](int64_t level) {
       auto print = std::make_unique<Print>(kind[0], kind[1]);
       print->r.para.lCorrectLevel = level;
-      Finish(*print, Film());
+      Finish(*print, ScannedFilm());
       EXPECT_EQ(print->r.outMaster.wPointNum, level > 4 ? 5 : 2);
       return print;
     };
     const auto normal = finished(4);
     for (const int level : {5, 9, INT32_MAX}) EXPECT_EQ(finished(level)->r.Points(), normal->r.Points());
     EXPECT_EQ(finished(-3)->r.Points(), finished(0)->r.Points());
-    int black = normal->At(Film(), -1.7, 1);
-    int white = normal->At(Film(), -0.05, 1);
+    int black = normal->At(ScannedFilm(), -1.7, 1);
+    int white = normal->At(ScannedFilm(), -0.05, 1);
     for (const int level : {2, 0}) {
       const auto softer = finished(level);
-      EXPECT_GT(softer->At(Film(), -1.7, 1), black);
-      EXPECT_LT(softer->At(Film(), -0.05, 1), white);
-      black = softer->At(Film(), -1.7, 1);
-      white = softer->At(Film(), -0.05, 1);
+      EXPECT_GT(softer->At(ScannedFilm(), -1.7, 1), black);
+      EXPECT_LT(softer->At(ScannedFilm(), -0.05, 1), white);
+      black = softer->At(ScannedFilm(), -1.7, 1);
+      white = softer->At(ScannedFilm(), -0.05, 1);
     }
   }
 }

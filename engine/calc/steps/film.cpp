@@ -1,20 +1,11 @@
 #include "engine/calc/steps/film.h"
 
-#include <algorithm>
 #include <cmath>
 
-#include "engine/calc/steps/points.h"
 #include "engine/common/scale.h"
 #include "engine/hist/level_bounds.h"
 
 namespace {
-
-// One 8-bit step at the base; what lies closer to it is the scanner's noise.
-constexpr double kLeastDensity = 0.01;
-
-// Direction, in exposures of red and blue relative to green, in which incandescent light moves a neutral: black bodies
-// of 3200 K against 5500 K at 640, 545 and 450 nm, over their length.
-constexpr double kLampLine[2] = {0.22 / 0.380, -0.31 / 0.380};
 
 // Mean exposure of a usual picture, relative to its whites.
 constexpr double kUsualMean = -0.9;
@@ -26,23 +17,6 @@ constexpr double kContrastMax = 2.0;
 // How far whites may lie from those of normally exposed film to count: about three stops.
 constexpr double kWhiteMax = 1.0;
 
-// Monochrome film: level of the base from which a channel counts in full.
-constexpr double kFullLight = 60.0;
-
-double Exposure(double density, double slope, double toe) {
-  return toe * std::log(std::expm1(AtLeast(kLeastDensity, density) / slope / toe));
-}
-
-// How far whites that deviate from a neutral by these exposures are believed, 0..1. A deviation along the line of
-// incandescent light is free from open shade to a household lamp.
-double Belief(double red, double blue, const WhiteTrust& trust) {
-  if (red < 0.0) red = AtMost(0.0, red + trust.redFree);
-  const double along = red * kLampLine[0] + blue * kLampLine[1];
-  const double across = std::hypot(red - along * kLampLine[0], blue - along * kLampLine[1]);
-  const double off = std::hypot(across, along - Clamp(along, -trust.shade, trust.lamp)) / trust.scatter;
-  return 1.0 / (1.0 + off * off * off * off);
-}
-
 struct Exposures {
   double at[3][256]; // where there are samples
   double white;      // of the densest channel's whites
@@ -50,15 +24,15 @@ struct Exposures {
   double mean;       // over all samples and channels, relative to white; the usual one without samples
 };
 
-Exposures ExposuresOf(const Film& film, const uint32_t (&histogram)[3][256]) {
+Exposures ExposuresOf(const Film& film, const FilmEnds& ends, const uint32_t (&histogram)[3][256]) {
   Exposures x;
   double white[3];
   double black[3];
   double sum = 0.0;
   uint64_t samples = 0;
   for (int c = 0; c < 3; c++) {
-    white[c] = film.ExposureAt(c, film.ends.dense[c]);
-    black[c] = film.ExposureAt(c, film.ends.black[c]);
+    white[c] = film.ExposureAt(c, ends.dense[c]);
+    black[c] = film.ExposureAt(c, ends.black[c]);
     for (int i = 0; i < 256; i++) {
       if (histogram[c][i] == 0) continue;
       x.at[c][i] = film.ExposureAt(c, LogLevel(i));
@@ -72,22 +46,6 @@ Exposures ExposuresOf(const Film& film, const uint32_t (&histogram)[3][256]) {
   return x;
 }
 
-// What the print of an exposure is, on the curve's scale 0..1, and the other way round.
-struct Paper {
-  double white;
-  double contrast;
-  double flare;
-
-  double OutputOf(double exposure) const {
-    const double light = (std::pow(10.0, (exposure - white) * contrast) - flare) / (1.0 - flare);
-    return std::pow(Clamp(light, 0.0, 1.0), 1.0 / 1.8);
-  }
-  double ExposureFor(double output) const {
-    const double light = std::pow(output, 1.8) * (1.0 - flare) + flare;
-    return white + std::log10(light) / contrast;
-  }
-};
-
 Paper PaperFor(const Exposures& x, const PrintRule& rule) {
   const double range = AtLeast(kRangeMin, x.white - x.black);
   const double unusual = Clamp(std::pow(rule.rangeNormal / range, rule.rangeShare), kContrastMin, kContrastMax);
@@ -96,96 +54,6 @@ Paper PaperFor(const Exposures& x, const PrintRule& rule) {
           .contrast = rule.contrast * unusual,
           .flare = rule.flare};
 }
-
-// Samples laid along the print.
-constexpr int kAlong = 33;
-
-// The curve of a negative's table, out^gamma = scale / level - offset, is for a given gamma a straight line in
-// 1 / level. Its weighted regression on the wanted outputs (0..1).
-class CurveFit {
- public:
-  void Add(double level, double wanted, double weight) {
-    m_reciprocal[m_count] = 1.0 / level;
-    m_logWanted[m_count] = std::log(wanted);
-    m_weight[m_count] = weight;
-    m_count++;
-  }
-
-  struct Line {
-    double scale;
-    double offset;
-    double error; // weighted square of the display error
-  };
-
-  // Weights make an error on the curve's scale one on the display: a display level is out^(1.8 / 2.2).
-  Line Regress(double gamma) const {
-    double sum = 0.0;
-    double sumX = 0.0;
-    double sumY = 0.0;
-    double y[kSize];
-    double w[kSize];
-    for (int i = 0; i < m_count; i++) {
-      y[i] = std::exp(gamma * m_logWanted[i]);
-      w[i] = m_weight[i] * std::exp(2.0 * (1.8 / 2.2 - gamma) * m_logWanted[i]);
-      sum += w[i];
-      sumX += w[i] * m_reciprocal[i];
-      sumY += w[i] * y[i];
-    }
-    const double meanX = sumX / sum;
-    const double meanY = sumY / sum;
-    double xx = 0.0;
-    double xy = 0.0;
-    double yy = 0.0;
-    for (int i = 0; i < m_count; i++) {
-      const double dx = m_reciprocal[i] - meanX;
-      const double dy = y[i] - meanY;
-      xx += w[i] * dx * dx;
-      xy += w[i] * dx * dy;
-      yy += w[i] * dy * dy;
-    }
-    const double scale = xy / xx;
-    return {scale, scale * meanX - meanY, (yy - scale * xy) / (gamma * gamma)};
-  }
-
-  // The gamma of least error, by golden section on its logarithm.
-  double BestGamma() const {
-    constexpr double kGolden = 0.6180339887498949;
-    double lo = std::log(kGammaMin);
-    double hi = std::log(kGammaMax);
-    double left = hi - kGolden * (hi - lo);
-    double right = lo + kGolden * (hi - lo);
-    double errorLeft = Regress(std::exp(left)).error;
-    double errorRight = Regress(std::exp(right)).error;
-    for (int i = 0; i < kSections; i++) {
-      if (errorLeft < errorRight) {
-        hi = right;
-        right = left;
-        errorRight = errorLeft;
-        left = hi - kGolden * (hi - lo);
-        errorLeft = Regress(std::exp(left)).error;
-      } else {
-        lo = left;
-        left = right;
-        errorLeft = errorRight;
-        right = lo + kGolden * (hi - lo);
-        errorRight = Regress(std::exp(right)).error;
-      }
-    }
-    return std::exp(0.5 * (lo + hi));
-  }
-
- private:
-  static constexpr double kGammaMin = 0.3;
-  static constexpr double kGammaMax = 2.2;
-  static constexpr int kSections = 12; // leaves a gamma known to within 0.5 %
-
-  static constexpr int kSize = 256 + kAlong;
-
-  double m_reciprocal[kSize];
-  double m_logWanted[kSize];
-  double m_weight[kSize];
-  int m_count = 0;
-};
 
 } // namespace
 
@@ -205,91 +73,17 @@ FilmEnds MeasureFilmEnds(const CHIST& hist, int16_t docType, double rangeMin, do
   return ends;
 }
 
-double Film::ExposureAt(int c, double logLevel) const {
-  return Exposure(1.8 * (ends.clear[c] - logLevel), slope[c], toe) - balance[c];
-}
-
-double Film::LevelAt(int c, double exposure) const {
-  const double density = slope[c] * toe * std::log1p(std::exp((exposure + balance[c]) / toe));
-  return std::pow(10.0, ends.clear[c] - density / 1.8);
-}
-
 Film JudgeColourFilm(const FilmEnds& ends, const FilmTraits& traits, const WhiteTrust& trust) {
-  Film film;
-  film.ends = ends;
-  film.toe = traits.toe;
-  double white[3];
-  const auto exposeWhites = [&] {
-    for (int c = 0; c < 3; c++) white[c] = Exposure(ends.Density(c), film.slope[c], film.toe);
-  };
-  for (int c = 0; c < 3; c++) film.slope[c] = traits.slope[c];
-  exposeWhites();
-  const double belief = Belief(white[0] - white[1] - trust.balance[0], white[2] - white[1] - trust.balance[2], trust);
-
-  // Whites of unequal density: in part the channel's contrast is another than the film's.
-  const auto logContrast = [&](int c) { return std::log(ends.Density(c) / traits.slope[c]); };
-  const double believed = trust.slopeSure + (1.0 - trust.slopeSure) * belief;
-  for (int c = 0; c < 3; c++) {
-    const double change =
-        Clamp(trust.slopeShare * (logContrast(c) - logContrast(1)), -trust.slopeLimit, trust.slopeLimit);
-    film.slope[c] *= std::exp(change * believed);
-  }
-  // What then is left is the light's.
-  exposeWhites();
-  for (int c = 0; c < 3; c++) {
-    film.balance[c] = trust.balance[c] + belief * (white[c] - white[1] - trust.balance[c]);
-  }
-  return film;
+  return JudgeColourFilm(ends.clear, {ends.Density(0), ends.Density(1), ends.Density(2)}, traits, trust);
 }
 
 Film JudgeMonochromeFilm(const FilmEnds& ends, const FilmTraits& traits) {
-  Film film;
-  film.ends = ends;
-  film.toe = traits.toe;
-  double sum = 0.0;
-  double common = 0.0;
-  for (int c = 0; c < 3; c++) {
-    const double light = AtMost(1.0, std::pow(10.0, ends.clear[c]) / kFullLight);
-    sum += light * light;
-    common += light * light * ends.Density(c);
-  }
-  common /= sum;
-  for (int c = 0; c < 3; c++) {
-    film.slope[c] = traits.slope[c] * ends.Density(c) / common;
-    film.balance[c] = 0.0;
-  }
-  return film;
+  return JudgeMonochromeFilm(ends.clear, {ends.Density(0), ends.Density(1), ends.Density(2)}, traits);
 }
 
-void PrintFilm(const Film& film, const PrintRule& rule, const uint32_t (&histogram)[3][256], ZEP3_IC& ic) {
-  const Exposures x = ExposuresOf(film, histogram);
+void PrintFilm(const Film& film, const FilmEnds& ends, const PrintRule& rule, const uint32_t (&histogram)[3][256],
+               ZEP3_IC& ic) {
+  const Exposures x = ExposuresOf(film, ends, histogram);
   const Paper paper = PaperFor(x, rule);
-
-  // Blacks and whites of the print are left to the toe and the roll-off of the table.
-  constexpr double kDarkest = 4.0 / 255.0;
-  constexpr double kLightest = 248.0 / 255.0;
-  for (int c = 0; c < 3; c++) {
-    CurveFit fit;
-    for (int i = 0; i < 256; i++) {
-      if (histogram[c][i] == 0) continue;
-      const double wanted = paper.OutputOf(x.at[c][i]);
-      if (kDarkest < wanted && wanted < kLightest) fit.Add(AtLeast(kLevelFloor, i), wanted, histogram[c][i]);
-    }
-    // A sample each of prints between the two keep the curve defined where the picture has hardly a level.
-    for (int i = 0; i < kAlong; i++) {
-      const double wanted = kDarkest + (kLightest - kDarkest) * i / (kAlong - 1);
-      fit.Add(film.LevelAt(c, paper.ExposureFor(wanted)), wanted, 1.0);
-    }
-    ZEP3_POINTS& p = ic.ch[c];
-    const double gamma = fit.BestGamma();
-    const CurveFit::Line line = fit.Regress(gamma);
-    const auto levelFor = [&](int64_t out16) {
-      return line.scale / AtLeast(line.scale / 255.0, std::pow(Level8(out16) / 255.0, gamma) + line.offset);
-    };
-    const double sdIn = AtLeast(2.0 * kLevelFloor, levelFor(p.lSdOut));
-    const double hlIn = AtMost(0.98 * sdIn, levelFor(p.lHlOut));
-    p.lHlIn = ClampToLevel16(hlIn);
-    p.lSdIn = ClampToLevel16(sdIn);
-    p.lGamma = ToInt32(100.0 * gamma + 0.5);
-  }
+  for (int c = 0; c < 3; c++) FitPrint(film, paper, c, histogram[c], x.at[c], 1.0, ic.ch[c]);
 }

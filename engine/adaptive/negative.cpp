@@ -1,0 +1,49 @@
+#include "engine/adaptive/negative.h"
+
+#include "engine/adaptive/block_grid.h"
+#include "engine/adaptive/negative_estimator.h"
+#include "engine/calc/steps/correct_level.h"
+#include "engine/calc/steps/points.h"
+#include "engine/common/nega_gain.h"
+#include "engine/common/record.h"
+#include "engine/common/scale.h"
+
+namespace {
+
+// Limits of what a colour matrix can say of a channel's density contrast.
+constexpr double kContrastMin = 0.5;
+constexpr double kContrastMax = 2.0;
+
+// The print of level 4; each level below is softer.
+constexpr double kFullLevel = 4.0;
+constexpr double kSofterStep = 0.03;
+
+// Density contrasts that a matrix tells, relative to the film's own, which an identity stands for.
+void MatrixContrasts(const double* colorMatrix, double (&contrast)[3]) {
+  double gain[3];
+  double own[3];
+  NegaGains(colorMatrix, kFilmGain, gain);
+  RelativeGains(gain, contrast);
+  RelativeGains(kFilmGain, own);
+  for (int c = 0; c < 3; c++) contrast[c] = Clamp(contrast[c] / own[c], kContrastMin, kContrastMax);
+}
+
+} // namespace
+
+bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, bool onlyFramed, ZEP3_PARA& para,
+                     ZEP3_EVIDENCE& evidence) {
+  const bool colour = DocType(para) == ZEP3_DOC_NEGATIVE;
+  const bool faded = para.wSubMode == ZEP3_SUB_RESTORATION;
+  double contrast[3] = {1.0, 1.0, 1.0};
+  if (colour && !faded && colorMatrix != nullptr) MatrixContrasts(colorMatrix, contrast);
+
+  const BlockGrid grid = ReadBlockGrid(image, 0);
+  NegativeEstimator estimator(grid, colour, faded);
+  if (!estimator.Estimate(contrast, kSofterStep * AtLeast(0.0, kFullLevel - CorrectLevelFromZero(para)))) return false;
+  if (onlyFramed && estimator.Trimmed() == 0.0) return false;
+  SetNegativeHeader(para.ic);
+  estimator.FitPoints(para.ic);
+  evidence.lAnalysis = ZEP3_ANALYSIS_NEGATIVE;
+  estimator.Report(evidence);
+  return true;
+}

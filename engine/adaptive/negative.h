@@ -1,0 +1,11 @@
+// The adaptive analysis of negatives, colour and monochrome, sound and faded.
+#pragma once
+
+#include "engine/zep3.h"
+
+// Writes points (linear level times 257), gammas and curve types, and the evidence. False, with nothing written, where
+// the image holds too little to decide from, or `onlyFramed` and no border around the picture. `image` and `para` have
+// been through the standard analysis; `colorMatrix` (nine doubles, row-major, or null) is read for colour negatives
+// that are not faded.
+bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, bool onlyFramed, ZEP3_PARA& para,
+                     ZEP3_EVIDENCE& evidence);

@@ -1,0 +1,476 @@
+#include "engine/adaptive/negative_estimator.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "engine/adaptive/order_statistics.h"
+#include "engine/common/scale.h"
+
+// Exposures and densities are log10 of light; shares and percentages of the picture's blocks.
+struct NegativeTuning {
+  // ---- base ----
+  double baseRange;  // density: blacks of a scene lie no farther above a clear border that is the film's base
+  double baseExcess; // level of the base over the lightest blocks', where no border tells it
+
+  // ---- film ----
+  FilmTraits film;
+  WhiteTrust trust; // colour alone
+
+  // ---- votes of near-neutrals on the slopes, colour alone ----
+  double voteReach; // largest change of a slope, natural logarithm
+  double voteUsual; // standard deviation of a slope's change, natural logarithm
+
+  // ---- print ----
+  double whitePercent; // percentile of the picture that prints as ...
+  double white;        // ... this exposure, relative to paper white
+  double whiteUsual;   // exposure of the whites on a usual film ...
+  double whitePull;    // ... and the share of the distance to it by which a print is darkened (thin film) or lightened
+  double rangeUsual;   // exposure range of a usual picture ...
+  double rangeShare;   // ... and how far an unusual one is put down to the film
+  double contrastMax;
+};
+
+namespace {
+
+// Sound film: means of published characteristic curves, which lie between 0.55 and 0.69 (toes 0.12 to 0.27). The
+// balance is that of daylight film in daylight.
+constexpr NegativeTuning kColour = {
+    .baseRange = 1.3,
+    .baseExcess = 1.01,
+    .film = {.slope = {0.58, 0.59, 0.645}, .toe = 0.22},
+    .trust = {.balance = {-0.03, 0.0, 0.03},
+              .scatter = 0.35,
+              .redFree = 0.25,
+              .shade = 0.15,
+              .lamp = 0.42,
+              .slopeShare = 0.6,
+              .slopeLimit = 0.15,
+              .slopeSure = 0.0},
+    .voteReach = 0.12,
+    .voteUsual = 0.06,
+    .whitePercent = 99.7,
+    .white = -0.009, // light 0.98
+    .whiteUsual = 0.0,
+    .whitePull = 0.0,
+    .rangeUsual = 1.85,
+    .rangeShare = 0.45,
+    .contrastMax = 1.4,
+};
+
+// An unequal density of the whites is lost dye rather than light, and the less density is left, the less of the
+// contrast comes back.
+constexpr NegativeTuning kFadedColour = {
+    .baseRange = 1.3,
+    .baseExcess = 1.01,
+    .film = {.slope = {0.58, 0.59, 0.645}, .toe = 0.21},
+    .trust = {.balance = {-0.03, 0.0, 0.03},
+              .scatter = 0.6,
+              .redFree = 0.25,
+              .shade = 0.15,
+              .lamp = 0.2,
+              .slopeShare = 1.0,
+              .slopeLimit = 0.4,
+              .slopeSure = 0.0},
+    .voteReach = 0.18,
+    .voteUsual = 0.1,
+    .whitePercent = 99.7,
+    .white = -0.02, // light 0.95
+    .whiteUsual = 1.6,
+    .whitePull = 0.1,
+    .rangeUsual = 2.1,
+    .rangeShare = 0.65,
+    .contrastMax = 2.0,
+};
+
+// Without a border nobody knows whether the scene's black lies on the base: 0.04 density is the middle between thin
+// film and dense.
+constexpr NegativeTuning kMonochrome = {
+    .baseRange = 0.45,
+    .baseExcess = 1.05,
+    .film = {.slope = {0.57, 0.57, 0.57}, .toe = 0.22},
+    .trust = {},
+    .voteReach = 0.0,
+    .voteUsual = 0.0,
+    .whitePercent = 99.8,
+    .white = -0.036, // light 0.92
+    .whiteUsual = 0.0,
+    .whitePull = 0.0,
+    .rangeUsual = 1.95,
+    .rangeShare = 0.5,
+    .contrastMax = 1.4,
+};
+
+constexpr NegativeTuning kFadedMonochrome = {
+    .baseRange = 0.45,
+    .baseExcess = 1.05,
+    .film = {.slope = {0.46, 0.46, 0.46}, .toe = 0.18},
+    .trust = {},
+    .voteReach = 0.0,
+    .voteUsual = 0.0,
+    .whitePercent = 99.8,
+    .white = -0.036,
+    .whiteUsual = 0.0,
+    .whitePull = 0.0,
+    .rangeUsual = 1.95,
+    .rangeShare = 0.8,
+    .contrastMax = 2.0,
+};
+
+const NegativeTuning& TuningFor(bool colour, bool faded) {
+  if (colour) return faded ? kFadedColour : kColour;
+  return faded ? kFadedMonochrome : kMonochrome;
+}
+
+// What is too little to decide from.
+constexpr size_t kLeastBlocks = 100;
+constexpr double kLeastRange = 0.1;  // exposure
+constexpr double kLeastLight = 24.0; // level of the lightest blocks
+
+// Levels below it are the scanner's noise.
+constexpr double kLeastLevel = 0.3;
+// Levels of the base: a scene without a black may lie 10 % below it, and so beyond the scale.
+constexpr double kBaseMin = 2.0;
+constexpr double kBaseMax = 280.5;
+// The lightest blocks, and what they may lie above a clear border.
+constexpr double kTopPercent = 99.9;
+constexpr double kTopAbove = 0.03; // density
+
+constexpr double kWhiteShare = 0.02; // the densest blocks, of which the colour is most often neutral
+constexpr double kWhiteDensityMin = 0.05;
+
+// Votes.
+constexpr size_t kVoters = 1000;
+constexpr double kVoteExposure = 0.15; // density over slope; blocks on the film's toe do not vote
+constexpr double kVoteWidth = 0.04;    // exposure from the gray axis at which a vote counts half
+constexpr int kVoteSteps = 6;          // to either side
+constexpr int kVoteRounds = 3;         // red and blue in turn
+
+// Monochrome: how far a channel's contrast may lie from the common one, and the sum of squared densities of a picture
+// that has none.
+constexpr double kContrastRatioMax = 3.0;
+constexpr double kLeastSquares = 1e-9;
+
+// Print.
+constexpr double kBlackPercent = 0.5;
+constexpr double kContrastMin = 0.7;
+// How far whites may lie from usual ones to count: about three stops.
+constexpr double kWhiteReach = 1.0;
+// Mean exposures, relative to the whites, of pictures that are left as they are; half of what lies outside is taken
+// back, up to a stop.
+constexpr double kMeanDark = -1.1;
+constexpr double kMeanLight = -0.2;
+constexpr double kMeanShare = 0.5;
+constexpr double kLiftMax = 0.3;
+// A camera's flare lifts the blacks: so much of the darkest parts' light, and of white at most.
+constexpr double kFlareShare = 0.6;
+constexpr double kFlareMax = 0.008;
+
+// Share of the picture that a print between black and white counts for at least: a patch of white that is too small to
+// weigh in the fit must still come out white.
+constexpr double kEven = 0.003;
+
+constexpr double kUsualVotes = 0.5; // share of votes from which the gray axis is sure
+
+// Reasons.
+constexpr double kBelieved = 0.5;
+constexpr double kIncandescent = 0.25;
+constexpr double kFlatRange = 1.4;
+constexpr double kLifted = 0.05;
+constexpr double kUnevenSlope = 1.25;
+
+// A function at equal steps from 0, linear in between.
+template <int kIntervals>
+class Sampled {
+ public:
+  template <class Function>
+  Sampled(double end, Function function) : m_perStep(kIntervals / end) {
+    for (int i = 0; i <= kIntervals; i++) m_value[i] = function(i / m_perStep);
+    m_value[kIntervals + 1] = m_value[kIntervals];
+  }
+  // 0 <= x <= end
+  double operator()(double x) const {
+    const double place = x * m_perStep;
+    const int below = static_cast<int>(place);
+    return m_value[below] + (m_value[below + 1] - m_value[below]) * (place - below);
+  }
+
+ private:
+  double m_perStep;
+  double m_value[kIntervals + 2];
+};
+
+} // namespace
+
+// FilmExposure from a table: a logarithm and an exponential each would take half of the time of an analysis.
+class NegativeEstimator::ExposureCurve {
+ public:
+  explicit ExposureCurve(double toe)
+      : m_sampled(kStraight, [toe](double density) { return FilmExposure(density, 1.0, toe); }) {}
+  // `perSlope`: one over the slope.
+  double operator()(double density, double perSlope) const {
+    const double straight = AtLeast(kLeastDensity, density) * perSlope;
+    return straight < kStraight ? m_sampled(straight) : straight;
+  }
+
+ private:
+  static constexpr double kStraight = 5.0; // from here on the toe adds nothing
+  Sampled<2000> m_sampled;
+};
+
+NegativeEstimator::NegativeEstimator(const BlockGrid& grid, bool colour, bool faded)
+    : m_grid(grid),
+      m_colour(colour),
+      m_faded(faded),
+      m_tuning(TuningFor(colour, faded)),
+      m_frame(FindNegativeFrame(grid)),
+      m_traits(m_tuning.film) {}
+
+bool NegativeEstimator::Estimate(const double (&contrast)[3], double softer) {
+  if (m_frame.picture.size() < kLeastBlocks) return false;
+  ReadLogLevels();
+  if (!MeasureBase()) return false;
+  const ExposureCurve exposure(m_traits.toe);
+  m_exposure.resize(m_frame.picture.size());
+  if (m_colour) {
+    JudgeColour(contrast, exposure);
+  } else {
+    JudgeMonochrome(exposure);
+  }
+  return JudgePrint(softer);
+}
+
+void NegativeEstimator::ReadLogLevels() {
+  const Sampled<2048> logLevel(256.0, [](double level) { return std::log10(AtLeast(kLeastLevel, level)); });
+  for (int c = 0; c < 3; c++) {
+    m_log[c].resize(m_frame.picture.size());
+    for (size_t i = 0; i < m_log[c].size(); i++) m_log[c][i] = logLevel(m_grid.level[c][m_frame.picture[i]]);
+  }
+}
+
+// From the innermost clear border that the picture's blacks lie close enough to, else from the blacks.
+bool NegativeEstimator::MeasureBase() {
+  double top[3];
+  std::vector<double> samples;
+  double(&base)[3] = m_seen.dBase;
+  for (int c = 0; c < 3; c++) {
+    samples = m_log[c];
+    top[c] = Percentile(samples, kTopPercent);
+    base[c] = std::pow(10.0, top[c]) * m_tuning.baseExcess;
+  }
+  for (auto strip = m_frame.strips.rbegin(); strip != m_frame.strips.rend(); ++strip) {
+    double above[3];
+    for (int c = 0; c < 3; c++) above[c] = 1.8 * (std::log10(AtLeast(kLeastLevel, strip->level[c])) - top[c]);
+    if (Smallest(above) <= -kTopAbove || Largest(above) >= m_tuning.baseRange) continue;
+    std::copy_n(strip->level, 3, base);
+    m_seen.dBaseMeasured = 1.0;
+    break;
+  }
+  for (int c = 0; c < 3; c++) {
+    base[c] = Clamp(base[c], kBaseMin, kBaseMax);
+    m_base[c] = std::log10(base[c]);
+  }
+  return Largest(top) >= std::log10(kLeastLight);
+}
+
+void NegativeEstimator::JudgeColour(const double (&contrast)[3], const ExposureCurve& exposure) {
+  for (int c = 0; c < 3; c++) m_traits.slope[c] *= contrast[c];
+  double white[3];
+  FindWhites(white);
+  m_film = JudgeColourFilm(m_base, white, m_traits, m_tuning.trust);
+  m_seen.dNeutral = m_film.belief;
+  double first[3];
+  for (int c = 0; c < 3; c++) first[c] = FilmExposure(white[c], m_traits.slope[c], m_traits.toe);
+  m_seen.dHighlight[0] = first[0] - first[1];
+  m_seen.dHighlight[1] = first[2] - first[1];
+  const double(&daylight)[3] = m_tuning.trust.balance;
+  m_seen.dPlanck = TowardLamp(m_seen.dHighlight[0] - daylight[0], m_seen.dHighlight[1] - daylight[2]);
+  RefineSlopes(white, exposure);
+
+  std::fill(m_exposure.begin(), m_exposure.end(), -kBaseMax);
+  for (int c = 0; c < 3; c++) {
+    const double perSlope = 1.0 / m_film.slope[c];
+    for (size_t i = 0; i < m_exposure.size(); i++) {
+      const double x = exposure(1.8 * (m_base[c] - m_log[c][i]), perSlope) - m_film.balance[c];
+      m_exposure[i] = std::max(m_exposure[i], x);
+    }
+  }
+}
+
+// Mean densities of the lightest parts of the scene, which are found jointly: the densest blocks of the film.
+void NegativeEstimator::FindWhites(double (&white)[3]) const {
+  const size_t size = m_log[0].size();
+  std::vector<double> dense(size);
+  for (size_t i = 0; i < size; i++) {
+    dense[i] = -(m_log[0][i] / m_traits.slope[0] + m_log[1][i] / m_traits.slope[1] + m_log[2][i] / m_traits.slope[2]);
+  }
+  std::vector<double> order = dense;
+  const double least =
+      LargestFrom(order, std::max(size_t{1}, static_cast<size_t>(kWhiteShare * static_cast<double>(size))));
+  size_t count = 0;
+  double sum[3] = {};
+  for (size_t i = 0; i < size; i++) {
+    if (dense[i] < least) continue;
+    count++;
+    for (int c = 0; c < 3; c++) sum[c] += 1.8 * (m_base[c] - m_log[c][i]);
+  }
+  for (int c = 0; c < 3; c++) white[c] = AtLeast(kWhiteDensityMin, sum[c] / static_cast<double>(count));
+}
+
+// Near-neutral blocks vote on the slopes of red and blue relative to green, while the whites stay where they are. The
+// vote's heavy tail keeps what is coloured out of it.
+void NegativeEstimator::RefineSlopes(const double (&white)[3], const ExposureCurve& exposure) {
+  std::vector<double> voter[3]; // densities, of green exposures
+  const size_t step = 1 + m_log[0].size() / kVoters;
+  const double green = 1.0 / m_film.slope[1];
+  for (size_t i = 0; i < m_log[0].size(); i += step) {
+    double density[3];
+    double straight = 0.0;
+    for (int c = 0; c < 3; c++) {
+      density[c] = 1.8 * (m_base[c] - m_log[c][i]);
+      straight += density[c] / m_film.slope[c];
+    }
+    if (straight <= 3.0 * kVoteExposure) continue;
+    voter[0].push_back(density[0]);
+    voter[1].push_back(exposure(density[1], green));
+    voter[2].push_back(density[2]);
+  }
+  const size_t size = voter[1].size();
+  if (size == 0) return;
+
+  // Distance from gray, with the slope changed by a natural logarithm.
+  const auto deviate = [&](int c, double change, std::vector<double>& deviation) {
+    const double perSlope = std::exp(-change) / m_film.slope[c];
+    const double atWhite = exposure(white[c], perSlope) - exposure(white[1], green);
+    for (size_t i = 0; i < size; i++) {
+      deviation[i] = (exposure(voter[c][i], perSlope) - voter[1][i] - atWhite) / kVoteWidth;
+    }
+  };
+  std::vector<double> deviation[2];
+  for (std::vector<double>& d : deviation) d.resize(size);
+  std::vector<double> tried(size);
+  deviate(0, 0.0, deviation[0]);
+  deviate(2, 0.0, deviation[1]);
+  double found[2] = {};
+  for (int round = 0; round < 2 * kVoteRounds; round++) {
+    const int turn = round % 2;
+    double best = -kBaseMax;
+    for (int i = -kVoteSteps; i <= kVoteSteps; i++) {
+      const double change = m_tuning.voteReach * i / kVoteSteps;
+      deviate(2 * turn, change, tried);
+      double sum = 0.0;
+      for (size_t k = 0; k < size; k++) {
+        sum += 1.0 / (1.0 + (tried[k] * tried[k] + deviation[1 - turn][k] * deviation[1 - turn][k]));
+      }
+      const double agree = sum / static_cast<double>(size);
+      const double unusual = change / m_tuning.voteUsual;
+      const double value = std::log(agree) - 0.5 * unusual * unusual;
+      if (value <= best) continue;
+      best = value;
+      found[turn] = change;
+      m_seen.dVotes = agree;
+    }
+    deviate(2 * turn, found[turn], deviation[turn]);
+  }
+  m_film.slope[0] *= std::exp(found[0] * m_film.belief);
+  m_film.slope[2] *= std::exp(found[1] * m_film.belief);
+  BalanceWhites(m_film, white, m_tuning.trust);
+}
+
+// All channels show one picture, each with its own share of the contrast: what a stain or a lamp adds to it.
+void NegativeEstimator::JudgeMonochrome(const ExposureCurve& exposure) {
+  double weight[3];
+  MonochromeWeights(m_base, weight);
+  const double sum = weight[0] + weight[1] + weight[2];
+  // Regression of a channel's density on the common one, through the base.
+  double squares = kLeastSquares;
+  double products[3] = {};
+  for (size_t i = 0; i < m_exposure.size(); i++) {
+    double density[3];
+    double common = 0.0;
+    for (int c = 0; c < 3; c++) {
+      density[c] = 1.8 * (m_base[c] - m_log[c][i]);
+      common += weight[c] / sum * density[c];
+    }
+    squares += common * common;
+    for (int c = 0; c < 3; c++) products[c] += density[c] * common;
+  }
+  for (int c = 0; c < 3; c++) {
+    products[c] = Clamp(products[c], squares / kContrastRatioMax, squares * kContrastRatioMax);
+    m_seen.dStain[c] = products[c] / squares;
+  }
+  m_seen.dNeutral = 1.0;
+  m_film = JudgeMonochromeFilm(m_base, products, m_traits);
+
+  const double perSlope = 1.0 / m_traits.slope[0];
+  double share[3];
+  for (int c = 0; c < 3; c++) share[c] = 1.8 * weight[c] / sum / m_seen.dStain[c];
+  for (size_t i = 0; i < m_exposure.size(); i++) {
+    double density = 0.0;
+    for (int c = 0; c < 3; c++) density += share[c] * (m_base[c] - m_log[c][i]);
+    m_exposure[i] = exposure(density, perSlope);
+  }
+}
+
+bool NegativeEstimator::JudgePrint(double softer) {
+  std::vector<double> samples = m_exposure;
+  const double black = Percentile(samples, kBlackPercent);
+  const double white = Percentile(samples, m_tuning.whitePercent);
+  m_seen.dRange = white - black;
+  if (m_seen.dRange < kLeastRange) return false;
+  m_seen.dPower = (1.0 - softer) * Clamp(std::pow(m_tuning.rangeUsual / m_seen.dRange, m_tuning.rangeShare),
+                                         kContrastMin, m_tuning.contrastMax);
+  double sum = 0.0;
+  for (const double x : m_exposure) sum += AtLeast(black, x);
+  m_seen.dMean = m_seen.dPower * (sum / static_cast<double>(m_exposure.size()) - white);
+  m_seen.dLift = Clamp(kMeanShare * (Clamp(m_seen.dMean, kMeanDark, kMeanLight) - m_seen.dMean), -kLiftMax, kLiftMax);
+
+  const double thin = Clamp(white - m_tuning.whiteUsual, -kWhiteReach, kWhiteReach);
+  const double whitePrint = m_tuning.white + m_seen.dLift + m_tuning.whitePull * thin;
+  m_paper.white = white - whitePrint / m_seen.dPower;
+  m_paper.contrast = m_seen.dPower;
+  m_paper.flare = AtMost(kFlareMax, kFlareShare * std::pow(10.0, whitePrint - m_seen.dPower * m_seen.dRange));
+  return true;
+}
+
+void NegativeEstimator::FitPoints(ZEP3_IC& ic) const {
+  const double even = kEven * static_cast<double>(m_frame.picture.size());
+  for (int c = 0; c < 3; c++) {
+    uint32_t histogram[256] = {};
+    for (const size_t at : m_frame.picture) histogram[static_cast<int>(m_grid.level[c][at] + 0.5)]++;
+    double exposure[256];
+    for (int i = 0; i < 256; i++) {
+      if (histogram[i] != 0) exposure[i] = m_film.ExposureAt(c, LogLevel(i));
+    }
+    FitPrint(m_film, m_paper, c, histogram, exposure, even, ic.ch[c]);
+  }
+}
+
+void NegativeEstimator::Report(ZEP3_EVIDENCE& evidence) const {
+  ZEP3_NEGATIVE_EVIDENCE& seen = evidence.negative;
+  seen = m_seen;
+  for (int i = 0; i < 4; i++) {
+    seen.dHolder += m_frame.holder[i] ? 0.25 : 0.0;
+    seen.dBorder += m_frame.clear[i] ? 0.25 : 0.0;
+  }
+  std::copy_n(m_film.slope, 3, seen.dSlope);
+  evidence.dTrimmed = m_frame.trimmed;
+  // What rests on the picture: its whites, the grays between them and black, and a contrast that is the film's own.
+  evidence.dConfidence = seen.dNeutral * std::min(seen.dPower, 1.0 / seen.dPower);
+  if (m_colour) evidence.dConfidence *= std::sqrt(AtMost(1.0, seen.dVotes / kUsualVotes));
+
+  const auto because = [&](bool so, int64_t reason) {
+    if (so) evidence.lReasons |= reason;
+  };
+  because(m_frame.trimmed > 0.0, ZEP3_REASON_BORDER_REMOVED);
+  because(seen.dBaseMeasured > 0.0, ZEP3_REASON_MEASURED_BASE);
+  because(seen.dNeutral < kBelieved, ZEP3_REASON_ONE_COLOUR);
+  because(seen.dPlanck > kIncandescent && seen.dNeutral >= kBelieved, ZEP3_REASON_INCANDESCENT);
+  because(seen.dRange < kFlatRange, ZEP3_REASON_FLAT);
+  because(std::fabs(seen.dLift) > kLifted, ZEP3_REASON_BRIGHTNESS);
+  const double uneven = std::max(LogRatio(0), LogRatio(2));
+  because(m_faded && uneven > std::log(kUnevenSlope), ZEP3_REASON_UNEVEN_FADING);
+}
+
+double NegativeEstimator::LogRatio(int c) const {
+  return std::fabs(std::log(m_film.slope[c] / m_traits.slope[c] * m_traits.slope[1] / m_film.slope[1]));
+}

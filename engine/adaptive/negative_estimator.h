@@ -1,0 +1,59 @@
+// What is on a negative, and how it prints: the film is inverted instead of its ranges stretched, and colours that
+// occur together tell the light of the scene.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "engine/adaptive/block_grid.h"
+#include "engine/adaptive/negative_frame.h"
+#include "engine/common/film_model.h"
+#include "engine/zep3.h"
+
+struct NegativeTuning;
+
+class NegativeEstimator {
+ public:
+  // `grid` must outlive the object.
+  NegativeEstimator(const BlockGrid& grid, bool colour, bool faded);
+
+  // `contrast`: a channel's density contrast relative to the film's own. `softer`: 0..1, taken off the print's
+  // contrast. False, with results that mean nothing, where the picture is too small or too flat.
+  bool Estimate(const double (&contrast)[3], double softer);
+
+  // Share of the blocks that lie outside of the picture.
+  double Trimmed() const { return m_frame.trimmed; }
+
+  // Writes input points and gammas of the curves that print it, for the output points that the channels hold.
+  void FitPoints(ZEP3_IC& ic) const;
+
+  // Evidence, reasons and confidence.
+  void Report(ZEP3_EVIDENCE& evidence) const;
+
+ private:
+  class ExposureCurve;
+
+  void ReadLogLevels();
+  bool MeasureBase();
+  void JudgeColour(const double (&contrast)[3], const ExposureCurve& exposure);
+  void FindWhites(double (&white)[3]) const;
+  void RefineSlopes(const double (&white)[3], const ExposureCurve& exposure);
+  void JudgeMonochrome(const ExposureCurve& exposure);
+  bool JudgePrint(double softer);
+  double LogRatio(int c) const;
+
+  const BlockGrid& m_grid;
+  const bool m_colour;
+  const bool m_faded;
+  const NegativeTuning& m_tuning;
+  const NegativeFrame m_frame;
+  // Of the picture's blocks.
+  std::vector<double> m_log[3];   // log10 of levels
+  std::vector<double> m_exposure; // of the channel that prints lightest
+
+  double m_base[3]; // log10 of levels
+  Film m_film;
+  FilmTraits m_traits;
+  Paper m_paper;
+  ZEP3_NEGATIVE_EVIDENCE m_seen = {};
+};

@@ -1,0 +1,82 @@
+// Negative film: from the levels of a scan to the exposures of the film, from these to a print, and to the table
+// builder's curve that comes closest to it.
+//
+// A layer answers to log10 exposure x with the density n = slope * toe * ln(1 + exp(x / toe)) above its base: a
+// straight line with a soft toe. x = 0 is where the straight line, drawn on, meets the base. The shoulder is left out:
+// normal use stays below it. The density between two levels is 1.8 times the difference of their log10, as a level is
+// light to the power 1 / 1.8.
+#pragma once
+
+#include <cstdint>
+
+#include "engine/zep3.h"
+
+// One 8-bit step at the base; what lies closer to it is the scanner's noise.
+inline constexpr double kLeastDensity = 0.01;
+
+// What is known of the film before the picture is seen.
+struct FilmTraits {
+  double slope[3]; // density per unit of log10 exposure, at least 0.01
+  double toe;      // width in log10 exposure, above 0
+};
+
+// The film of one frame.
+struct Film {
+  double base[3]; // log10 of levels
+  double slope[3];
+  double toe;
+  double balance[3]; // exposure of a neutral, relative to green
+  double belief;     // 0..1: how far the whites were taken for white; monochrome: 1
+
+  // Exposure of a level as a neutral would need it in green, and the level of an exposure.
+  double ExposureAt(int c, double logLevel) const;
+  double LevelAt(int c, double exposure) const;
+};
+
+// Exposure of a density above the base.
+double FilmExposure(double density, double slope, double toe);
+
+// How far the whites of a colour negative are believed: they tell the light of the scene and, on faded film, the loss
+// of dye, unless one colour dominates the scene.
+struct WhiteTrust {
+  double balance[3]; // exposure of a neutral by daylight, red and blue relative to green; green 0
+  double scatter;    // deviation of the whites from it at which they are believed half
+  double redFree;    // lack of red that counts as none: scanners and fading take red first
+  double shade;      // deviation toward blue, along the line of incandescent light, that counts as none
+  double lamp;       // the same toward red
+  double slopeShare; // share of the whites' unequal density that is put down to the film's slopes
+  double slopeLimit; // largest change of a slope, as a natural logarithm
+  double slopeSure;  // share of that change that is made whatever the whites are believed
+};
+
+// How far whites that deviate from a neutral by these exposures, relative to green, lie toward incandescent light.
+double TowardLamp(double red, double blue);
+
+// `white`: density of the scene's lightest parts above the base, above 0.
+Film JudgeColourFilm(const double (&base)[3], const double (&white)[3], const FilmTraits& traits,
+                     const WhiteTrust& trust);
+// Gives a film whose slopes have changed the balance that makes the whites, as far as they are believed, neutral.
+void BalanceWhites(Film& film, const double (&white)[3], const WhiteTrust& trust);
+
+// What the channels count for in a monochrome picture, in any unit: those with little light little.
+void MonochromeWeights(const double (&base)[3], double (&weight)[3]);
+
+// All channels show one picture: whatever colour there is, is stain or the lamp's. `density`: of the same picture in
+// each channel, above 0.
+Film JudgeMonochromeFilm(const double (&base)[3], const double (&density)[3], const FilmTraits& traits);
+
+// What the print of an exposure is, on the curve's scale 0..1, and the other way round.
+struct Paper {
+  double white;    // exposure that prints as paper white
+  double contrast; // of the print, per unit of log10 exposure; 1: the scene's own
+  double flare;    // light of the camera's flare, which is taken off
+
+  double OutputOf(double exposure) const;
+  double ExposureFor(double output) const;
+};
+
+// Writes input points and gamma of the curve that comes closest to the print, for the output points that `points`
+// holds. `histogram`: samples by film level; `exposure` of the levels with samples; `even`: samples that each of some
+// thirty prints between black and white counts for, whatever the picture has.
+void FitPrint(const Film& film, const Paper& paper, int c, const uint32_t (&histogram)[256],
+              const double (&exposure)[256], double even, ZEP3_POINTS& points);
