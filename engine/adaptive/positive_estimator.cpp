@@ -47,8 +47,7 @@ constexpr double kFlatRange = 1.0;      // ... which end by so much before it
 constexpr double kPileLow = 0.015;      // share at the black up to which nothing piles up
 constexpr double kPileHigh = 0.03;      // and from which all of it does
 constexpr double kBeyondDensest = 0.04; // how far something may lie beyond the densest
-constexpr double kBlackBeyond = 0.05;   // sound originals: how far a black counts beyond it ...
-constexpr double kBeyondCost = 0.15;    // ... and nats for what lies beyond
+constexpr double kBlackBeyond = 0.05;   // how far a black counts beyond it
 
 // ---- history ----
 
@@ -236,14 +235,10 @@ double PositiveEstimator::BlackCost(const DensityModel& model, const Anchors& an
   for (int c = 0; c < 3; c++) {
     black[c] = model.Undo(c, anchors.black[c]);
     const double over = Square(std::max(0.0, model.Undo(c, anchors.darkest[c]) - m_material.densest) / kBeyondDensest);
-    if (m_history.faded) {
-      beyond += over / 2.0;
-    } else {
-      // A scanner that takes its flare off, and a picture that never was on paper, go beyond the material; neither is a
-      // reason to change the picture.
-      black[c] = std::min(black[c], m_material.densest + kBlackBeyond);
-      beyond += kBeyondCost * std::log1p(over);
-    }
+    // A scanner that takes its flare off, and a picture that never was on paper, go beyond the material; neither is
+    // much of a reason to change the picture.
+    black[c] = std::min(black[c], m_material.densest + kBlackBeyond);
+    beyond += m_history.beyondCost * std::log1p(over);
   }
   const double mean = Mean(black);
   const double piled = Clamp((anchors.pile - kPileLow) / (kPileHigh - kPileLow), 0.0, 1.0);
