@@ -41,6 +41,8 @@ bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, bool 
   NegativeEstimator estimator(grid, colour, faded);
   if (!estimator.Estimate(contrast, kSofterStep * AtLeast(0.0, kFullLevel - CorrectLevelFromZero(para)))) return false;
   if (onlyFramed && estimator.Trimmed() == 0.0) return false;
+  // Default points come without a proposal for it.
+  if (onlyFramed) para.lSaturation = 0;
   SetNegativeHeader(para.ic);
   estimator.FitPoints(para.ic);
   evidence.lAnalysis = ZEP3_ANALYSIS_NEGATIVE;

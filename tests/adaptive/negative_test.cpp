@@ -58,12 +58,15 @@ struct Print {
   Record r;
   ZEP3_EVIDENCE evidence;
   std::array<uint8_t, 768> table{};
+  int64_t saturation;
 
   Print(const Image& image, int type, int subMode = 0, int64_t level = 4, double* matrix = kIdentity)
       : r(type, subMode) {
     ZEP3_BmpInfo bmp = image.bmp;
     r.para.lCorrectLevel = level;
+    r.para.lSaturation = 99; // of another scan
     EXPECT_EQ(ZEP3Adaptive(&bmp, &r.para, matrix, &evidence), 1);
+    saturation = r.para.lSaturation;
     EXPECT_EQ(MakeZEP3LUTEx(&r.para, matrix, table.data()), 1);
   }
   int At(int level, int c) const { return table[static_cast<size_t>(256 * c + level)]; }
@@ -168,6 +171,7 @@ TEST(AdaptiveNegative, FindsTheFrame) {
       EXPECT_EQ(print.Seen().dBaseMeasured, test.border);
       EXPECT_EQ(print.Says(ZEP3_REASON_MEASURED_BASE), test.border == 1);
       EXPECT_TRUE(print.Says(ZEP3_REASON_BORDER_REMOVED));
+      EXPECT_EQ(print.saturation, 0);
       // At every side a line of blocks (2 pixels) may be half border, and one further is taken off after each round.
       EXPECT_GE(print.evidence.dTrimmed, scan.around - 0.01);
       EXPECT_LE(print.evidence.dTrimmed, scan.around + 0.10);
