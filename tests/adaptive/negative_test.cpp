@@ -295,6 +295,29 @@ TEST(AdaptiveNegative, FollowsMatrixAndLevel) {
   }
 }
 
+// The print is the scene's at level 4, of sound monochrome film too, for which the standard curve starts at level 2.
+TEST(AdaptiveNegative, AMasterCurveAddsToThePrintAboveLevelFour) {
+  const Scanned scan = Scan(ScannedFilm(), {}, Wedge);
+  for (const int type : {0, 3}) {
+    for (const int subMode : {0, 2}) {
+      SCOPED_TRACE(testing::Message() << "type " << type << ", sub-mode " << subMode);
+      for (const int64_t level : {2, 3, 4, 5, 6}) {
+        const Print print(*scan.image, type, subMode, level);
+        EXPECT_EQ(print.r.para.lLevelFlag, level > 4);
+        ASSERT_EQ(print.r.outMaster.wPointNum, level > 4 ? 5 : 2);
+        EXPECT_EQ(print.r.outMaster.ptCtrl[level > 4 ? 4 : 1].x, 255);
+        // More contrast: outputs below the middle point fall, those above rise.
+        const LPOINT(&points)[ZEP3_TONE_POINTS] = print.r.outMaster.ptCtrl;
+        if (level > 4) {
+          EXPECT_LT(points[1].y, points[1].x);
+          EXPECT_GT(points[3].y, points[3].x);
+          EXPECT_NEAR(points[3].y - points[3].x, 8.0 * (level - 4.0), 2);
+        }
+      }
+    }
+  }
+}
+
 TEST(AdaptiveNegative, SameEitherWayRound) {
   const ScannedFilm film;
   const Scene scene = [](double x, double y, int c) { return -0.8 - 0.8 * std::sin(9 * x + 5 * y * y + 0.4 * c * x); };
