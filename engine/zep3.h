@@ -322,16 +322,18 @@ ZEP3_API int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix);
 /*
  * The same with an adaptive analysis, which decides from colours that occur together instead of channel by channel:
  * photos, faded prints, slides, faded slides, colour and monochrome negatives and faded ones. What ZEP3 says of its
- * arguments, its results and what is written holds here; only input and output points, gammas, curve types and, of
- * faded prints and slides, lSaturation are others. Everything that takes a record takes this one.
+ * arguments, its results and what is written holds here; only input and output points, gammas, curve types, of faded
+ * prints and slides lSaturation, and of monochrome negatives the master curve are others. Everything that takes a
+ * record takes this one.
  *
  * evidence  out: why, zeroed first; null: not wanted.
  *
  * The points are those of ZEP3, with the reason in the evidence, for documents, for wDocOption ZEP3_OPTION_PLAIN, where
  * the image holds too little to decide from, and where its levels are unusable; but a picture within a holder, clear
- * film or bare light that makes them so is analysed. lCorrectLevel: for prints and slides each level below 4 asks for
- * more evidence (a factor e) before anything is moved, and each above, up to 8, for less; for negatives each below 4
- * makes the print softer by 3 %.
+ * film or bare light that makes them so is analysed, and gets neither a master curve nor the backlight correction,
+ * which would look at what surrounds it. lCorrectLevel: for prints and slides each level below 4 asks for more evidence
+ * (a factor e) before anything is moved, and each above, up to 8, for less; for negatives each below 4 makes the print
+ * softer by 3 %. A master curve is proposed above level 4 for monochrome negatives too.
  */
 ZEP3_API int ZEP3Adaptive(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVIDENCE* evidence);
 

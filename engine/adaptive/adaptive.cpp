@@ -30,7 +30,7 @@ void ProposeAdaptive(const ZEP3_BmpInfo& image, const double* colorMatrix, const
   }
   // A holder or bare light makes the levels of a scan unusable, but not the picture within.
   const bool onlyFramed = !usable;
-  const bool proposed = IsNegative(para) ? ProposeNegative(image, colorMatrix, onlyFramed, para, evidence)
+  const bool proposed = IsNegative(para) ? ProposeNegative(image, colorMatrix, standard, onlyFramed, para, evidence)
                                          : ProposePositive(image, standard, onlyFramed, para, evidence);
   if (!proposed) evidence.lReasons = usable ? ZEP3_REASON_TOO_LITTLE : ZEP3_REASON_DEFAULTS;
 }

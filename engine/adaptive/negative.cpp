@@ -2,6 +2,7 @@
 
 #include "engine/adaptive/block_grid.h"
 #include "engine/adaptive/negative_estimator.h"
+#include "engine/calc/czep.h"
 #include "engine/calc/steps/correct_level.h"
 #include "engine/calc/steps/points.h"
 #include "engine/common/nega_gain.h"
@@ -14,7 +15,7 @@ namespace {
 constexpr double kContrastMin = 0.5;
 constexpr double kContrastMax = 2.0;
 
-// The print of level 4; each level below is softer.
+// The print of level 4 is the scene's; each level below is softer, each above adds to it by a master curve.
 constexpr double kFullLevel = 4.0;
 constexpr double kSofterStep = 0.03;
 
@@ -28,10 +29,20 @@ void MatrixContrasts(const double* colorMatrix, double (&contrast)[3]) {
   for (int c = 0; c < 3; c++) contrast[c] = Clamp(contrast[c] / own[c], kContrastMin, kContrastMax);
 }
 
+// The standard print of a monochrome negative is flatter: its master curve starts at a lower level.
+void ProposeLevelToneFromFull(const CZEP& standard, ZEP3_PARA& para) {
+  para.lLevelFlag = CorrectLevel(para) > kFullLevel ? 1 : 0;
+  if (para.lLevelFlag == 1) {
+    standard.ProposeNegaBWTone(kFullLevel);
+  } else {
+    SetIdentity(*para.pOutMasterTone);
+  }
+}
+
 } // namespace
 
-bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, bool onlyFramed, ZEP3_PARA& para,
-                     ZEP3_EVIDENCE& evidence) {
+bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, const CZEP& standard, bool onlyFramed,
+                     ZEP3_PARA& para, ZEP3_EVIDENCE& evidence) {
   const bool colour = DocType(para) == ZEP3_DOC_NEGATIVE;
   const bool faded = para.wSubMode == ZEP3_SUB_RESTORATION;
   double contrast[3] = {1.0, 1.0, 1.0};
@@ -43,6 +54,11 @@ bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, bool 
   if (onlyFramed && estimator.Trimmed() == 0.0) return false;
   SetNegativeHeader(para.ic);
   estimator.FitPoints(para.ic);
+  if (onlyFramed) {
+    para.lSaturation = 0; // default points come without a proposal for it
+  } else if (!colour && !faded) {
+    ProposeLevelToneFromFull(standard, para);
+  }
   evidence.lAnalysis = ZEP3_ANALYSIS_NEGATIVE;
   estimator.Report(evidence);
   return true;

@@ -3,9 +3,11 @@
 
 #include "engine/zep3.h"
 
-// Writes points (linear level times 257), gammas and curve types, and the evidence. False, with nothing written, where
-// the image holds too little to decide from, or `onlyFramed` and no border around the picture. `image` and `para` have
-// been through the standard analysis; `colorMatrix` (nine doubles, row-major, or null) is read for colour negatives
-// that are not faded.
-bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, bool onlyFramed, ZEP3_PARA& para,
-                     ZEP3_EVIDENCE& evidence);
+class CZEP;
+
+// Writes points (linear level times 257), gammas and curve types, of sound monochrome negatives the level tone curve,
+// and the evidence. False, with nothing written, where the image holds too little to decide from, or `onlyFramed` and
+// no border around the picture. `image` and `para` have been through the standard analysis; `colorMatrix` (nine
+// doubles, row-major, or null) is read for colour negatives that are not faded.
+bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, const CZEP& standard, bool onlyFramed,
+                     ZEP3_PARA& para, ZEP3_EVIDENCE& evidence);

@@ -157,7 +157,8 @@ Frame PositiveEstimator::FindFrame(const BlockGrid& grid) const {
     bool darker = true;
     bool lighter = true;
     for (int c = 0; c < 3; c++) {
-      darker = darker && grid.level[c][at] < darkest[c];
+      // Where the picture holds the scanner's darkest, no mount can be told from it.
+      darker = darker && AtLeast(kLeastLevel, grid.level[c][at]) < darkest[c];
       lighter = lighter && grid.level[c][at] > lightest;
     }
     return darker || lighter;

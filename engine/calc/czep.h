@@ -58,6 +58,10 @@ class CZEP {
   // correction level.
   int32_t RestorationSaturation(const ZEP3_IC& ic, double meanGamma, double strength) const;
 
+  // nega_bw.cpp: the level tone curve of a monochrome negative whose points (linear level times 257) are in the record,
+  // for a correction level above `levelRef`.
+  void ProposeNegaBWTone(double levelRef) const;
+
   // against_light.cpp: backlight. Reads the record after its conversion to the display gamma and the histograms as
   // scanned; writes six-point curves, the same three times, at pOutRGBTone, lSaturation and lLevelFlag. `level`:
   // strength in eighths. False, with nothing written, when it asks for nothing, on pages (sub-modes other than photo

@@ -58,18 +58,20 @@ bool CZEP::CalcParamNegaBW() {
     p.lHlIn = ClampToLevel16(mirroredInput(p.lHlOut));
     p.lSdIn = ClampToLevel16(mirroredInput(p.lSdOut));
   }
-  if (para.lLevelFlag == 0) return true;
-
-  const LevelTone tone = {.levelRef = m_dNegaBWLevelRef,
-                          .meanLow = m_dNegaBWMeanLow,
-                          .meanHigh = m_dNegaBWMeanHigh,
-                          .mixMin = m_dNegaBWMixMin,
-                          .mixMax = m_dNegaBWMixMax,
-                          .darkRef = m_dNegaBWDarkRef,
-                          .contrastStep = m_dNegaBWContrastStep,
-                          .toneHl = m_dNegaBWToneHl,
-                          .toneSd = m_dNegaBWToneSd,
-                          .brightMax = m_dNegaBWBrightMax};
-  ProposeLevelTone(tone, hist.m_nHistOrg, true, para);
+  if (para.lLevelFlag == 1) ProposeNegaBWTone(m_dNegaBWLevelRef);
   return true;
+}
+
+void CZEP::ProposeNegaBWTone(double levelRef) const {
+  ProposeLevelTone({.levelRef = levelRef,
+                    .meanLow = m_dNegaBWMeanLow,
+                    .meanHigh = m_dNegaBWMeanHigh,
+                    .mixMin = m_dNegaBWMixMin,
+                    .mixMax = m_dNegaBWMixMax,
+                    .darkRef = m_dNegaBWDarkRef,
+                    .contrastStep = m_dNegaBWContrastStep,
+                    .toneHl = m_dNegaBWToneHl,
+                    .toneSd = m_dNegaBWToneSd,
+                    .brightMax = m_dNegaBWBrightMax},
+                   m_pHist->m_nHistOrg, true, *m_pPara);
 }

@@ -58,12 +58,15 @@ struct Print {
   Record r;
   ZEP3_EVIDENCE evidence;
   std::array<uint8_t, 768> table{};
+  int64_t saturation;
 
   Print(const Image& image, int type, int subMode = 0, int64_t level = 4, double* matrix = kIdentity)
       : r(type, subMode) {
     ZEP3_BmpInfo bmp = image.bmp;
     r.para.lCorrectLevel = level;
+    r.para.lSaturation = 99; // of another scan
     EXPECT_EQ(ZEP3Adaptive(&bmp, &r.para, matrix, &evidence), 1);
+    saturation = r.para.lSaturation;
     EXPECT_EQ(MakeZEP3LUTEx(&r.para, matrix, table.data()), 1);
   }
   int At(int level, int c) const { return table[static_cast<size_t>(256 * c + level)]; }
@@ -168,6 +171,7 @@ TEST(AdaptiveNegative, FindsTheFrame) {
       EXPECT_EQ(print.Seen().dBaseMeasured, test.border);
       EXPECT_EQ(print.Says(ZEP3_REASON_MEASURED_BASE), test.border == 1);
       EXPECT_TRUE(print.Says(ZEP3_REASON_BORDER_REMOVED));
+      EXPECT_EQ(print.saturation, 0);
       // At every side a line of blocks (2 pixels) may be half border, and one further is taken off after each round.
       EXPECT_GE(print.evidence.dTrimmed, scan.around - 0.01);
       EXPECT_LE(print.evidence.dTrimmed, scan.around + 0.10);
@@ -287,6 +291,29 @@ TEST(AdaptiveNegative, FollowsMatrixAndLevel) {
     for (const int64_t level : {INT64_MIN, int64_t{0}, int64_t{3}, int64_t{9}, INT64_MAX}) {
       const double below = level < 0 ? 4.0 : level > 4 ? 0.0 : 4.0 - double(level);
       EXPECT_NEAR(Print(*scan.image, type, 0, level).Seen().dPower, power * (1.0 - 0.03 * below), 1e-12);
+    }
+  }
+}
+
+// The print is the scene's at level 4, of sound monochrome film too, for which the standard curve starts at level 2.
+TEST(AdaptiveNegative, AMasterCurveAddsToThePrintAboveLevelFour) {
+  const Scanned scan = Scan(ScannedFilm(), {}, Wedge);
+  for (const int type : {0, 3}) {
+    for (const int subMode : {0, 2}) {
+      SCOPED_TRACE(testing::Message() << "type " << type << ", sub-mode " << subMode);
+      for (const int64_t level : {2, 3, 4, 5, 6}) {
+        const Print print(*scan.image, type, subMode, level);
+        EXPECT_EQ(print.r.para.lLevelFlag, level > 4);
+        ASSERT_EQ(print.r.outMaster.wPointNum, level > 4 ? 5 : 2);
+        EXPECT_EQ(print.r.outMaster.ptCtrl[level > 4 ? 4 : 1].x, 255);
+        // More contrast: outputs below the middle point fall, those above rise.
+        const LPOINT(&points)[ZEP3_TONE_POINTS] = print.r.outMaster.ptCtrl;
+        if (level > 4) {
+          EXPECT_LT(points[1].y, points[1].x);
+          EXPECT_GT(points[3].y, points[3].x);
+          EXPECT_NEAR(points[3].y - points[3].x, 8.0 * (level - 4.0), 2);
+        }
+      }
     }
   }
 }

@@ -242,6 +242,11 @@ TEST(Positive, SeesWhatLiesInsideOfMountAndHolder) {
       },
       kDarkStored);
   EXPECT_EQ(Result(ZEP3_DOC_REFLECTIVE, ZEP3_SUB_RESTORATION, *object).evidence.dTrimmed, 0.0);
+  // As does a night sky without light, whose black is in the picture's middle too.
+  const auto night = Scan(
+      kWidth, kHeight, [](int x, int y, int c) { return y < 40 || (y > 70 && x % 9 == 0) ? 6.0 : Photograph(x, y, c); },
+      kSoundPrint);
+  EXPECT_EQ(Result(ZEP3_DOC_POSITIVE, ZEP3_SUB_PHOTO, *night).evidence.dTrimmed, 0.0);
   // A side gives 15 % at most, though all that is left be dark.
   Image dark(kWidth, kHeight);
   dark.Fill([&](int x, int y, int c) { return x > kWidth / 2 ? 3 : static_cast<int>(bare->Level(x, y, c)); });
