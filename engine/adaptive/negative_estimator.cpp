@@ -57,20 +57,20 @@ constexpr NegativeTuning kColour = {
     .contrastMax = 1.4,
 };
 
-// An unequal density of the whites is lost dye rather than light, and the less density is left, the less of the
-// contrast comes back.
+// An unequal density of the whites is lost dye rather than light, also where one colour dominates, and the less density
+// is left, the less of the contrast comes back. Red goes first, blue last.
 constexpr NegativeTuning kFadedColour = {
     .baseRange = 1.3,
     .baseExcess = 1.01,
-    .film = {.slope = {0.58, 0.59, 0.645}, .toe = 0.21},
+    .film = {.slope = {0.50, 0.59, 0.72}, .toe = 0.21},
     .trust = {.balance = {-0.03, 0.0, 0.03},
               .scatter = 0.6,
               .redFree = 0.25,
               .shade = 0.15,
               .lamp = 0.2,
               .slopeShare = 1.0,
-              .slopeLimit = 0.4,
-              .slopeSure = 0.0},
+              .slopeLimit = 0.45,
+              .slopeSure = 0.6},
     .voteReach = 0.18,
     .voteUsual = 0.1,
     .whitePercent = 99.7,
