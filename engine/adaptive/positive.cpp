@@ -33,7 +33,6 @@ double DisplayedLight(double level) {
   return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4);
 }
 
-double Mean(const double (&v)[3]) { return (v[0] + v[1] + v[2]) / 3.0; }
 double Apart(const double (&v)[3]) { return Largest(v) - Smallest(v); }
 
 ZEP3_POSITIVE_EVIDENCE EvidenceOf(const PositiveEstimate& estimate, const PositiveMaterial& material) {
