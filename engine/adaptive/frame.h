@@ -1,6 +1,7 @@
 // Taking what surrounds a picture off the block grid, line by line.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 
 #include "engine/adaptive/block_grid.h"
@@ -42,8 +43,9 @@ inline void DropLine(Frame& frame, Side side) {
 // never the last. Returns how many.
 template <class Predicate>
 int PeelSide(const BlockGrid& grid, Frame& frame, Side side, int most, Predicate foreign) {
+  most = std::min(most, LinesAcross(frame, side) - 1);
   int peeled = 0;
-  while (peeled < most && LinesAcross(frame, side) > 1 && foreign(LineAt(grid, frame, side))) {
+  while (peeled < most && foreign(LineAt(grid, frame, side))) {
     DropLine(frame, side);
     peeled++;
   }

@@ -27,11 +27,8 @@ constexpr double kStained = 0.08;          // density of the base in blue beyond
 constexpr double kDoubt = 3.0;
 
 // The light that a display shows for a linear level of its output: displays are sRGB, of which a gamma of 2.2 is the
-// usual approximation.
-double DisplayedLight(double level) {
-  const double v = std::pow(level / 255.0, 1.8 / 2.2);
-  return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4);
-}
+// usual approximation. From kShadowOut on, which lies above the straight beginning of sRGB (IEC 61966-2-1).
+double DisplayedLight(double level) { return std::pow((std::pow(level / 255.0, 1.8 / 2.2) + 0.055) / 1.055, 2.4); }
 
 double Apart(const double (&v)[3]) { return Largest(v) - Smallest(v); }
 

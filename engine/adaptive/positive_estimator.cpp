@@ -47,8 +47,7 @@ constexpr double kFlatRange = 1.0;      // ... which end by so much before it
 constexpr double kPileLow = 0.015;      // share at the black up to which nothing piles up
 constexpr double kPileHigh = 0.03;      // and from which all of it does
 constexpr double kBeyondDensest = 0.04; // how far something may lie beyond the densest
-constexpr double kBlackBeyond = 0.05;   // sound originals: how far a black counts beyond it ...
-constexpr double kBeyondCost = 0.15;    // ... and nats for what lies beyond
+constexpr double kBlackBeyond = 0.05;   // how far a black counts beyond it
 
 // ---- history ----
 
@@ -67,7 +66,6 @@ constexpr double kStartDyeMost = 0.95;
 constexpr double kFirstStep = 0.12;
 constexpr double kLastStep = 0.006;
 constexpr double kAlongDye = -0.6; // an offset and a share of dye that keep the blacks where they are
-constexpr int kMostMoves = 2000;   // far beyond what any picture takes
 
 double DensityOf(double level) { return -1.8 * std::log10(AtLeast(kLeastLevel, level) / 255.0); }
 
@@ -116,10 +114,14 @@ constexpr Direction kGrayDirections[] = {
     {1, 1, 1, kAlongDye, kAlongDye, kAlongDye},
 };
 
-bool IsGray(const double (&v)[3]) { return v[0] == v[1] && v[1] == v[2]; }
+bool IsGray(const double (&v)[3]) { return Smallest(v) == Largest(v); }
 
 bool IsGray(const Anchors& anchors) {
-  return IsGray(anchors.lightest) && IsGray(anchors.darkest) && IsGray(anchors.white) && IsGray(anchors.black);
+  bool gray = true;
+  for (const auto* end : {&anchors.lightest, &anchors.darkest, &anchors.white, &anchors.black}) {
+    gray = gray && IsGray(*end);
+  }
+  return gray;
 }
 
 DensityModel Moved(const DensityModel& model, const Direction& direction, double step) {
@@ -174,7 +176,7 @@ Frame PositiveEstimator::FindFrame(const BlockGrid& grid) const {
   for (const Side side : kSides) {
     const int most = ToInt32(kFrameMost * LinesAcross(WholeGrid(grid), side));
     // One line more: its blocks show both.
-    if (PeelSide(grid, frame, side, most, isBorder) > 0 && LinesAcross(frame, side) > 1) DropLine(frame, side);
+    if (PeelSide(grid, frame, side, most, isBorder) > 0) DropLine(frame, side);
   }
   return frame;
 }
@@ -233,14 +235,10 @@ double PositiveEstimator::BlackCost(const DensityModel& model, const Anchors& an
   for (int c = 0; c < 3; c++) {
     black[c] = model.Undo(c, anchors.black[c]);
     const double over = Square(std::max(0.0, model.Undo(c, anchors.darkest[c]) - m_material.densest) / kBeyondDensest);
-    if (m_history.faded) {
-      beyond += over / 2.0;
-    } else {
-      // A scanner that takes its flare off, and a picture that never was on paper, go beyond the material; neither is a
-      // reason to change the picture.
-      black[c] = std::min(black[c], m_material.densest + kBlackBeyond);
-      beyond += kBeyondCost * std::log1p(over);
-    }
+    // A scanner that takes its flare off, and a picture that never was on paper, go beyond the material; neither is
+    // much of a reason to change the picture.
+    black[c] = std::min(black[c], m_material.densest + kBlackBeyond);
+    beyond += m_history.beyondCost * std::log1p(over);
   }
   const double mean = Mean(black);
   const double piled = Clamp((anchors.pile - kPileLow) / (kPileHigh - kPileLow), 0.0, 1.0);
@@ -295,7 +293,6 @@ double PositiveEstimator::Cost(const DensityModel& model, const Anchors& anchors
 
 DensityModel PositiveEstimator::Search(DensityModel model, const Anchors& anchors) const {
   double cost = Cost(model, anchors);
-  int moves = 0;
   const std::span<const Direction> directions =
       IsGray(anchors) ? std::span<const Direction>(kGrayDirections) : std::span<const Direction>(kDirections);
   const auto move = [&](double step) {
@@ -311,8 +308,10 @@ DensityModel PositiveEstimator::Search(DensityModel model, const Anchors& anchor
     }
     return false;
   };
+  // Ends: every move lowers the cost, which rises without limit in all directions, so that there are so many places of
+  // a step's grid below where it began.
   for (double step = kFirstStep; step >= kLastStep; step /= 2.0) {
-    while (moves < kMostMoves && move(step)) moves++;
+    while (move(step)) continue;
   }
   return model;
 }
@@ -353,17 +352,15 @@ PositiveEstimate PositiveEstimator::Estimate(const BlockGrid& grid) const {
   PositiveEstimate estimate;
   const Frame frame = FindFrame(grid);
   std::vector<double> density[3];
-  size_t seen = 0;
-  for (int row = 0; row < grid.rows; row++) {
-    for (int column = 0; column < grid.columns; column++) {
+  for (int row = frame.top; row < frame.bottom; row++) {
+    for (int column = frame.left; column < frame.right; column++) {
       const size_t at = grid.At(row, column);
       if (!grid.inside[at]) continue;
-      seen++;
-      if (row < frame.top || row >= frame.bottom || column < frame.left || column >= frame.right) continue;
       for (int c = 0; c < 3; c++) density[c].push_back(DensityOf(grid.level[c][at]));
     }
   }
   if (density[0].size() < kFewestBlocks) return estimate;
+  const auto seen = std::count(grid.inside.begin(), grid.inside.end(), uint8_t{1});
   estimate.trimmed = 1.0 - static_cast<double>(density[0].size()) / static_cast<double>(seen);
 
   Anchors ends;

@@ -37,6 +37,7 @@ struct PositiveHistory {
   double dyeRatio;      // usual difference of two channels' logarithms ...
   double dyeRatioCost;  // ... and what larger ones cost, nats for each such difference
   double whiteTintCost; // nats for each decade (natural) by which a tint of the whites exceeds the usual
+  double beyondCost;    // nats for each decade (natural) by which something lies beyond the densest
   double prior;         // evidence, in nats, that a correction must have to be believed half
 };
 
@@ -71,6 +72,7 @@ inline constexpr PositiveHistory kFadedHistory = {
     .dyeRatio = 0.18,
     .dyeRatioCost = 0.5,
     .whiteTintCost = 0.4,
+    .beyondCost = 1.0,
     .prior = 0.7,
 };
 
@@ -81,6 +83,7 @@ inline constexpr PositiveHistory kSoundHistory = {
     .dyeRatio = 0.04,
     .dyeRatioCost = 0.7,
     .whiteTintCost = 0.5,
+    .beyondCost = 0.15,
     .prior = 2.0,
 };
 

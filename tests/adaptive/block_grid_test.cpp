@@ -64,6 +64,12 @@ TEST(BlockGrid, LiesInTheArea) {
     }
   }
 
+  // Of fewer than 40 pixels the margin leaves the one in the image's corner, if that lies in the area.
+  for (const LPOINT& corner : {LPOINT{10, 0}, LPOINT{0, 10}}) {
+    image.SetArea(corner, corner, {corner.x + 6, corner.y + 6}, {corner.x + 6, corner.y + 6});
+    EXPECT_EQ(ReadBlockGrid(image.bmp, 5).Size(), 0u);
+  }
+
   // Vertical edges where a rotated area should have none.
   image.SetArea({20, 20}, {20, 10}, {180, 100}, {180, 110});
   EXPECT_EQ(ReadBlockGrid(image.bmp, 0).Size(), 0u);

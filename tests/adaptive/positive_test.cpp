@@ -8,6 +8,8 @@
 #include <memory>
 #include <numeric>
 
+#include "engine/adaptive/curve_points.h"
+#include "engine/adaptive/positive_estimator.h"
 #include "support.h"
 
 namespace {
@@ -80,6 +82,7 @@ TEST(Positive, FindsWhatHappenedToAGrayRamp) {
       {ZEP3_DOC_REFLECTIVE, kPrintBlack, kDarkStored},
       {ZEP3_DOC_REFLECTIVE, kPrintBlack, {{0.04, 0.06, 0.10}, {0.80, 0.65, 0.80}}},
       {ZEP3_DOC_REFLECTIVE, kPrintBlack, {{0.08, 0.14, 0.26}, {0.50, 0.72, 0.70}}},
+      {ZEP3_DOC_REFLECTIVE, kPrintBlack, {{0.05, 0.05, 0.05}, {0.80, 0.80, 0.70}}},
       {ZEP3_DOC_POSITIVE, kSlideBlack, {{0.11, 0.13, 0.16}, {0.66, 0.90, 0.72}}},
       {ZEP3_DOC_POSITIVE, kSlideBlack, {{0.12, 0.15, 0.19}, {0.50, 0.78, 0.55}}},
   };
@@ -280,6 +283,28 @@ TEST(Positive, SaysWhenScenesLackWhiteOrBlack) {
     EXPECT_TRUE(result.Has(row.reason)) << row.from;
     EXPECT_FALSE(result.Has(rows[row.reason == rows[0].reason].reason)) << row.from;
   }
+}
+
+TEST(Positive, CurvesEndWhereTheScanDoes) {
+  struct Row {
+    double scale;
+    double hlOut;
+  };
+  // Levels of the scan above 255: the highlight comes down to 255 / scale, in whole steps, to 60 at most.
+  for (const Row& row : {Row{1.0, 250}, Row{1.1, 231}, Row{2.0, 127}, Row{9.0, 60}}) {
+    const CurvePoints points = CurveThrough([&](double out) { return row.scale * out; });
+    EXPECT_EQ(points.hlOut, row.hlOut);
+    EXPECT_EQ(points.hlIn, row.scale * row.hlOut);
+    EXPECT_EQ(points.sdIn, row.scale * 10);
+    EXPECT_NEAR(points.gamma, 1.0, 0.01); // a straight line
+  }
+  // out = 255 (in / 255)^(1 / 1.5), through its own three points.
+  const CurvePoints bent = CurveThrough([](double out) { return 255 * std::pow(out / 255, 1.5); });
+  EXPECT_NEAR(bent.gamma, 1.5, 0.01);
+}
+
+TEST(Positive, WithoutBlocksThereIsNothingToSay) {
+  EXPECT_FALSE(PositiveEstimator(kPrintMaterial, kFadedHistory, 0.0).Estimate(BlockGrid()).usable);
 }
 
 TEST(Positive, LowerLevelsMoveLess) {

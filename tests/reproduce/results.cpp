@@ -82,7 +82,7 @@ constexpr Stage stages[kStages] = {
     {"levels to display", Values::kInteger, 0, 0},
     {"images through tables", Values::kByte, 0, 0},
     {"tables of adaptive analyses", Values::kByte, 1, 5},
-    {"evidence of adaptive analyses", Values::kDouble, 4096, 1e5, 1},
+    {"evidence of adaptive analyses", Values::kDouble, 256, 1e5, 1},
 };
 size_t Width(Values values) { return values == Values::kByte ? 1 : values == Values::kWord ? 2 : 8; }
 
