@@ -250,18 +250,18 @@ typedef struct ZEP3_GrayBalance {
 
 /* What the adaptive analysis saw in a print or slide. Red, green, blue. 160 bytes. */
 typedef struct ZEP3_POSITIVE_EVIDENCE {
-  double dTrust;         /* 0..1: how far the proposal was followed; 0 is the original as it was scanned */
+  double dTrust;         /* 0..1: how far the proposal was followed; 0: no more than base and flare taken off */
   double dGain;          /* nats: evidence for a correction against none, before what is expected of the kind */
   double dDyeLeft[3];    /* share of the channel's dye that is left; below 1: faded */
   double dOffset[3];     /* density of the clear original: base, stain, exposure, cast */
   double dJointWhite[3]; /* density of the whites after the correction; 0: paper white */
   double dJointBlack[3]; /* density of the blacks after the correction */
   double dWhiteTint;     /* density: largest minus smallest channel of the whites */
-  double dBlackTint;     /* the same of the blacks */
+  double dBlackTint;     /* the same of the blacks, none counted darker than the material can be */
   double dBlackPile;     /* share 0..1 of the picture at its blacks; above 0.03 they are the material's darkest */
-  double dWhiteCost;     /* nats: how badly the whites fit */
-  double dBlackCost;     /* nats: how badly the blacks fit */
-  double dHistoryCost;   /* nats: how unusual a fading, exposure or cast this is */
+  double dWhiteCost;     /* nats: how badly the whites fit the proposal, were it followed in full */
+  double dBlackCost;     /* nats: likewise the blacks */
+  double dHistoryCost;   /* nats: likewise how unusual a fading, exposure or cast this is */
 } ZEP3_POSITIVE_EVIDENCE;
 
 /* What it saw in a negative. Exposures are log10 of light on the film. 168 bytes. */

@@ -56,20 +56,21 @@ class Search {
     }
   }
 
-  // The central half in both directions tells the holder's level and how light the picture is. False without any block.
+  // The central half in both directions tells which blocks are too dark in all channels to be film, and how light the
+  // picture is. False without any block.
   bool LookAtMiddle() {
     const Frame middle = {m_grid.rows / 4, m_grid.rows - m_grid.rows / 4, m_grid.columns / 4,
                           m_grid.columns - m_grid.columns / 4};
     std::vector<double> samples;
     ForEach(middle, [&](size_t at) { samples.push_back(LargestLevel(at)); });
     if (samples.empty()) return false;
-    m_found.holderLevel = AtLeast(kHolderLevel, kHolderShare * Percentile(samples, kMiddleLow));
+    const double holderLevel = AtLeast(kHolderLevel, kHolderShare * Percentile(samples, kMiddleLow));
     for (int c = 0; c < 3; c++) {
       samples.clear();
       ForEach(middle, [&](size_t at) { samples.push_back(m_grid.level[c][at]); });
       m_middleHigh[c] = Percentile(samples, kMiddleHigh);
     }
-    for (size_t at = 0; at < m_grid.Size(); at++) m_dark[at] = LargestLevel(at) < m_found.holderLevel;
+    for (size_t at = 0; at < m_grid.Size(); at++) m_dark[at] = LargestLevel(at) < holderLevel;
     return true;
   }
 

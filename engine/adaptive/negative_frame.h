@@ -12,7 +12,6 @@ struct ClearStrip {
 };
 
 struct NegativeFrame {
-  double holderLevel = 0.0;       // a block whose channels all lie below is no film
   std::vector<size_t> picture;    // the blocks that show the picture, line by line
   double trimmed = 0.0;           // share 0..1 of the area's blocks that do not
   bool holder[4] = {};            // which sides had a holder ...

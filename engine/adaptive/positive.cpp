@@ -30,7 +30,6 @@ constexpr double kDoubt = 3.0;
 // usual approximation. From kShadowOut on, which lies above the straight beginning of sRGB (IEC 61966-2-1).
 double DisplayedLight(double level) { return std::pow((std::pow(level / 255.0, 1.8 / 2.2) + 0.055) / 1.055, 2.4); }
 
-double Mean(const double (&v)[3]) { return (v[0] + v[1] + v[2]) / 3.0; }
 double Apart(const double (&v)[3]) { return Largest(v) - Smallest(v); }
 
 ZEP3_POSITIVE_EVIDENCE EvidenceOf(const PositiveEstimate& estimate, const PositiveMaterial& material) {

@@ -69,7 +69,6 @@ constexpr double kAlongDye = -0.6; // an offset and a share of dye that keep the
 
 double DensityOf(double level) { return -1.8 * std::log10(AtLeast(kLeastLevel, level) / 255.0); }
 
-double Mean(const double (&v)[3]) { return (v[0] + v[1] + v[2]) / 3.0; }
 double Square(double v) { return v * v; }
 
 // Heavy-tailed cost of how far three channels lie apart.

@@ -127,8 +127,7 @@ class PositiveEstimator {
 
   PositiveEstimate Estimate(const BlockGrid& grid) const;
 
-  // ---- steps ----
-
+ private:
   // Without mount, holder and what lies beside the original.
   Frame FindFrame(const BlockGrid& grid) const;
   // Of densities by channel, seen through the model; at least one block.
@@ -137,19 +136,17 @@ class PositiveEstimator {
   // Costs in nats.
   double WhiteCost(const DensityModel& model, const Anchors& anchors) const;
   double BlackCost(const DensityModel& model, const Anchors& anchors) const;
+  double FadingCost(const DensityModel& model) const;
+  double ExposureCost(const DensityModel& model) const;
   double HistoryCost(const DensityModel& model) const;
   double Cost(const DensityModel& model, const Anchors& anchors) const;
 
-  // The model of least cost from the given one on.
+  std::array<DensityModel, 2> StartsFrom(const Anchors& anchors) const;
+  // The model of least cost from the given one on, and the better of those from two.
   DensityModel Search(DensityModel model, const Anchors& anchors) const;
+  DensityModel BestModel(const std::array<DensityModel, 2>& starts, const Anchors& anchors) const;
   // Nothing happened to the original.
   DensityModel Untouched(const Anchors& anchors) const;
-
- private:
-  double FadingCost(const DensityModel& model) const;
-  double ExposureCost(const DensityModel& model) const;
-  std::array<DensityModel, 2> StartsFrom(const Anchors& anchors) const;
-  DensityModel BestModel(const std::array<DensityModel, 2>& starts, const Anchors& anchors) const;
 
   const PositiveMaterial& m_material;
   const PositiveHistory& m_history;

@@ -5,12 +5,6 @@
 #include "engine/calc/czep.h"
 #include "engine/common/scale.h"
 
-namespace {
-
-double Mean(const double (&v)[3]) { return (v[0] + v[1] + v[2]) / 3.0; }
-
-} // namespace
-
 void CZEP::RangeBalanceIntensity(double* lower, const double* upper, const double* penaltyA, const double* penaltyB) {
   double range[3];
   double penalty[3];

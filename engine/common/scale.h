@@ -22,6 +22,7 @@ inline double Clamp(double v, double floor, double cap) { return AtMost(cap, AtL
 // Of three channels.
 inline double Largest(const double (&v)[3]) { return std::max(std::max(v[0], v[1]), v[2]); }
 inline double Smallest(const double (&v)[3]) { return std::min(std::min(v[0], v[1]), v[2]); }
+inline double Mean(const double (&v)[3]) { return (v[0] + v[1] + v[2]) / 3.0; }
 
 // What the channels weigh in the level of a picture.
 inline constexpr double kChannelWeight[3] = {0.2, 0.6, 0.2};
