@@ -119,7 +119,7 @@ enum {
   ZEP3_REASON_COLOURED_BLACK = 1 << 9, /* the darkest parts are */
   ZEP3_REASON_ONE_COLOUR = 1 << 10,    /* one colour dominates: balance rests on what is usual */
   ZEP3_REASON_STRONG_FADING = 1 << 11, /* less than 55 % of a dye is left */
-  ZEP3_REASON_STAIN = 1 << 12,         /* yellow stain removed */
+  ZEP3_REASON_STAIN = 1 << 12,         /* yellow stain or cast removed */
   ZEP3_REASON_MEASURED_BASE = 1 << 13, /* the film's base was measured at its clear border */
   ZEP3_REASON_INCANDESCENT = 1 << 14,  /* incandescent light removed */
   ZEP3_REASON_FLAT = 1 << 15,          /* flat or thin negative */
@@ -330,10 +330,11 @@ ZEP3_API int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix);
  *
  * The points are those of ZEP3, with the reason in the evidence, for documents, for wDocOption ZEP3_OPTION_PLAIN, where
  * the image holds too little to decide from, and where its levels are unusable; but a picture within a holder, clear
- * film or bare light that makes them so is analysed, and gets neither a master curve nor the backlight correction,
- * which would look at what surrounds it. lCorrectLevel: for prints and slides each level below 4 asks for more evidence
- * (a factor e) before anything is moved, and each above, up to 8, for less; for negatives each below 4 makes the print
- * softer by 3 %. A master curve is proposed above level 4 for monochrome negatives too.
+ * film or bare light that makes them so is analysed, as is a monochrome one of which a channel holds no light. These
+ * get neither a master curve nor the backlight correction, which would look at all of the scan. lCorrectLevel: for
+ * prints and slides each level below 4 asks for more evidence (a factor e) before anything is moved, and each above, up
+ * to 8, for less; for negatives each below 4 makes the print softer by 3 %. A master curve is proposed above level 4
+ * for monochrome negatives too.
  */
 ZEP3_API int ZEP3Adaptive(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVIDENCE* evidence);
 

@@ -28,9 +28,9 @@ void ProposeAdaptive(const ZEP3_BmpInfo& image, const double* colorMatrix, const
     evidence.lReasons = usable ? ZEP3_REASON_NOT_ADAPTIVE : ZEP3_REASON_DEFAULTS;
     return;
   }
-  // A holder or bare light makes the levels of a scan unusable, but not the picture within.
-  const bool onlyFramed = !usable;
-  const bool proposed = IsNegative(para) ? ProposeNegative(image, colorMatrix, standard, onlyFramed, para, evidence)
-                                         : ProposePositive(image, standard, onlyFramed, para, evidence);
+  // A holder or bare light makes the levels of a scan unusable, but not the picture within; nor does a lamp without
+  // blue make a monochrome picture so.
+  const bool proposed = IsNegative(para) ? ProposeNegative(image, colorMatrix, standard, usable, para, evidence)
+                                         : ProposePositive(image, standard, usable, para, evidence);
   if (!proposed) evidence.lReasons = usable ? ZEP3_REASON_TOO_LITTLE : ZEP3_REASON_DEFAULTS;
 }

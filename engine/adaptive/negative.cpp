@@ -41,7 +41,7 @@ void ProposeLevelToneFromFull(const CZEP& standard, ZEP3_PARA& para) {
 
 } // namespace
 
-bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, const CZEP& standard, bool onlyFramed,
+bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, const CZEP& standard, bool usable,
                      ZEP3_PARA& para, ZEP3_EVIDENCE& evidence) {
   const bool colour = DocType(para) == ZEP3_DOC_NEGATIVE;
   const bool faded = para.wSubMode == ZEP3_SUB_RESTORATION;
@@ -51,10 +51,10 @@ bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, const
   const BlockGrid grid = ReadBlockGrid(image, 0);
   NegativeEstimator estimator(grid, colour, faded);
   if (!estimator.Estimate(contrast, kSofterStep * AtLeast(0.0, kFullLevel - CorrectLevelFromZero(para)))) return false;
-  if (onlyFramed && estimator.Trimmed() == 0.0) return false;
+  if (!usable && !estimator.LeftOutTheUnusable()) return false;
   SetNegativeHeader(para.ic);
   estimator.FitPoints(para.ic);
-  if (onlyFramed) {
+  if (!usable) {
     para.lSaturation = 0; // default points come without a proposal for it
   } else if (!colour && !faded) {
     ProposeLevelToneFromFull(standard, para);

@@ -6,8 +6,9 @@
 class CZEP;
 
 // Writes points (linear level times 257), gammas and curve types, of sound monochrome negatives the level tone curve,
-// and the evidence. False, with nothing written, where the image holds too little to decide from, or `onlyFramed` and
-// no border around the picture. `image` and `para` have been through the standard analysis; `colorMatrix` (nine
-// doubles, row-major, or null) is read for colour negatives that are not faded.
-bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, const CZEP& standard, bool onlyFramed,
+// and the evidence. False, with nothing written, where the image holds too little to decide from, or nothing to
+// which unusable levels (not `usable`) can be put down: no border, in monochrome no channel without light. `image` and
+// `para` have been through the standard analysis; `colorMatrix` (nine doubles, row-major, or null) is read for colour
+// negatives that are not faded.
+bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, const CZEP& standard, bool usable,
                      ZEP3_PARA& para, ZEP3_EVIDENCE& evidence);

@@ -432,6 +432,10 @@ bool NegativeEstimator::JudgePrint(double softer) {
   return true;
 }
 
+bool NegativeEstimator::LeftOutTheUnusable() const {
+  return m_frame.trimmed > 0.0 || (!m_colour && Smallest(m_seen.dBase) < kLeastLight);
+}
+
 void NegativeEstimator::FitPoints(ZEP3_IC& ic) const {
   const double even = kEven * static_cast<double>(m_frame.picture.size());
   for (int c = 0; c < 3; c++) {

@@ -21,8 +21,9 @@ class NegativeEstimator {
   // contrast. False, with results that mean nothing, where the picture is too small or too flat.
   bool Estimate(const double (&contrast)[3], double softer);
 
-  // Share of the blocks that lie outside of the picture.
-  double Trimmed() const { return m_frame.trimmed; }
+  // Whether levels that are unusable on the whole are so for what was left out: a border, or of monochrome film a
+  // channel without light.
+  bool LeftOutTheUnusable() const;
 
   // Writes input points and gammas of the curves that print it, for the output points that the channels hold.
   void FitPoints(ZEP3_IC& ic) const;

@@ -74,7 +74,7 @@ int64_t ReasonsOf(const PositiveEstimate& estimate, const ZEP3_POSITIVE_EVIDENCE
 
 } // namespace
 
-bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, bool onlyFramed, ZEP3_PARA& para,
+bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, bool usable, ZEP3_PARA& para,
                      ZEP3_EVIDENCE& evidence) {
   const bool slide = para.wDocType == ZEP3_DOC_POSITIVE;
   const bool faded = para.wSubMode == ZEP3_SUB_RESTORATION;
@@ -84,7 +84,7 @@ bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, bool onlyF
   const double caution = 4.0 - Clamp(CorrectLevel(para), 0.0, 8.0);
   const BlockGrid grid = ReadBlockGrid(image, CHIST::kAreaMargin);
   const PositiveEstimate estimate = PositiveEstimator(material, history, caution).Estimate(grid);
-  if (!estimate.usable || (onlyFramed && estimate.trimmed == 0.0)) return false;
+  if (!estimate.usable || (!usable && estimate.trimmed == 0.0)) return false;
 
   ZEP3_IC& ic = para.ic;
   double gamma[3];

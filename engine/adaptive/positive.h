@@ -6,6 +6,7 @@
 class CZEP;
 
 // For reflective photos, faded prints and positive film. False, with nothing written, where the image holds too
-// little to decide from, or `onlyFramed` and no border around the picture.
-bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, bool onlyFramed, ZEP3_PARA& para,
+// little to decide from, or has no border to which unusable levels (not `usable`)
+// can be put down.
+bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, bool usable, ZEP3_PARA& para,
                      ZEP3_EVIDENCE& evidence);

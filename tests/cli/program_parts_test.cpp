@@ -168,7 +168,7 @@ TEST(Evidence, IsToldInALine) {
       {Found(ZEP3_ANALYSIS_STANDARD, ZEP3_REASON_TOO_LITTLE, 0),
        "standard analysis: too little picture or contrast to decide from"},
       {Found(ZEP3_ANALYSIS_POSITIVE, ZEP3_REASON_STAIN | ZEP3_REASON_STRONG_FADING, 0.934),
-       "adaptive analysis, confidence 0.93: strong fading; yellow stain removed"},
+       "adaptive analysis, confidence 0.93: strong fading; yellow stain or cast removed"},
       {repeated, "repeated adaptive analysis, confidence 1.00"},
       {Found(ZEP3_ANALYSIS_POSITIVE, 0, nan), "adaptive analysis, confidence –"},
   };

@@ -131,7 +131,7 @@ const std::vector<Reason>& Reasons() {
        "One colour dominates the picture: its balance rests on what is usual for such originals."},
       {ZEP3_REASON_STRONG_FADING, "strong-fading", "strong fading",
        "The original has faded strongly: of a dye less than 55 % is left."},
-      {ZEP3_REASON_STAIN, "stain", "yellow stain removed", "A yellow stain was removed."},
+      {ZEP3_REASON_STAIN, "stain", "yellow stain or cast removed", "A yellow stain or cast was removed."},
       {ZEP3_REASON_MEASURED_BASE, "measured-base", "film base measured at its border",
        "The colour of the film's base was measured at its clear border."},
       {ZEP3_REASON_INCANDESCENT, "incandescent", "incandescent light removed",
