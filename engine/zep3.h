@@ -330,7 +330,7 @@ ZEP3_API int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix);
  *
  * The points are those of ZEP3, with the reason in the evidence, for documents, for wDocOption ZEP3_OPTION_PLAIN, where
  * the image holds too little to decide from, and where its levels are unusable; but a picture within a holder, clear
- * film or bare light that makes them so is analysed, as is a monochrome one of which a channel holds no light. These
+ * film or bare light that makes them so is analysed, as is a monochrome one that one channel shows. These
  * get neither a master curve nor the backlight correction, which would look at all of the scan. lCorrectLevel: for
  * prints and slides each level below 4 asks for more evidence (a factor e) before anything is moved, and each above, up
  * to 8, for less; for negatives each below 4 makes the print softer by 3 %. A master curve is proposed above level 4

@@ -356,6 +356,10 @@ TEST(AdaptiveNegative, NoNegatives) {
        ZEP3_REASON_TOO_LITTLE},
       {"noise", 200, 100, [](int x, int y, int c) { return Noise(x + 200 * y, c); }, 0, 0},
       {"empty channel", 200, 100, [](int x, int, int c) { return c == 2 ? 0 : 30 + x; }, ZEP3_REASON_DEFAULTS, 0},
+      {"green alone", 200, 100, [](int x, int, int c) { return c == 1 ? 30 + x : 0; }, ZEP3_REASON_DEFAULTS, 0},
+      {"blue alone", 200, 100, [](int x, int, int c) { return c == 2 ? 30 + x : 0; }, ZEP3_REASON_DEFAULTS, 0},
+      {"clipped", 200, 100, [](int x, int y, int) { return (x + y) % 2 == 0 ? 2 : 250; }, ZEP3_REASON_DEFAULTS,
+       ZEP3_REASON_DEFAULTS},
       {"two levels", 200, 100, [](int x, int y, int) { return (x + y) % 2 == 0 ? 20 : 240; }, 0, 0},
   };
   for (const int type : {0, 3}) {
