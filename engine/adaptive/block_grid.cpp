@@ -7,6 +7,7 @@
 #include "engine/common/convert.h"
 #include "engine/hist/block_means.h"
 #include "engine/hist/chist.h"
+#include "engine/hist/level_bounds.h"
 #include "engine/hist/sampling.h"
 
 namespace {
@@ -59,4 +60,20 @@ BlockGrid ReadBlockGrid(const ZEP3_BmpInfo& image, int margin) {
     }
   }
   return grid;
+}
+
+bool HaveUsableLevels(const BlockGrid& grid, const std::vector<size_t>& blocks, const CHIST& hist, int16_t docType) {
+  const LevelBounds bounds = BoundsOf(hist, docType);
+  double all = 0.0;
+  double least = 1.0;
+  for (int c = 0; c < 3; c++) {
+    const auto outside = std::count_if(blocks.begin(), blocks.end(), [&](size_t at) {
+      const double level = grid.level[c][at];
+      return level < bounds.low[c] || level > bounds.high;
+    });
+    const double share = static_cast<double>(outside) / static_cast<double>(blocks.size());
+    all += share;
+    least = std::min(least, share);
+  }
+  return docType == ZEP3_DOC_NEGATIVE_BW ? 3.0 * least <= hist.m_dOutRangeLimit : all <= hist.m_dOutRangeLimit;
 }

@@ -8,6 +8,8 @@
 
 #include "engine/zep3.h"
 
+class CHIST;
+
 // Linear levels with their fractions, line by line. Blocks lie side by side from the top left corner of the analysis
 // area, of a rotated one from that of the upright rectangle around it; what is left over at the right and at the bottom
 // is not seen.
@@ -26,6 +28,10 @@ struct BlockGrid {
 // Of an image that the standard analysis has accepted. `margin`: percent of the area's extent left out. At most 30000
 // blocks; without any where the area leaves none.
 BlockGrid ReadBlockGrid(const ZEP3_BmpInfo& image, int margin);
+
+// Whether the levels of some blocks pass the test that the standard analysis puts to those of the whole scan; of
+// monochrome film one channel that does is enough. `hist` has the bounds of document types, which 0 to 3 are.
+bool HaveUsableLevels(const BlockGrid& grid, const std::vector<size_t>& blocks, const CHIST& hist, int16_t docType);
 
 // The rectangle of the grid in which the picture lies; ends excluded.
 struct Frame {

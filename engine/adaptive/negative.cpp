@@ -51,7 +51,7 @@ bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, const
   const BlockGrid grid = ReadBlockGrid(image, 0);
   NegativeEstimator estimator(grid, colour, faded);
   if (!estimator.Estimate(contrast, kSofterStep * AtLeast(0.0, kFullLevel - CorrectLevelFromZero(para)))) return false;
-  if (!usable && !estimator.LeftOutTheUnusable()) return false;
+  if (!usable && !HaveUsableLevels(grid, estimator.Picture(), *standard.m_pHist, DocType(para))) return false;
   SetNegativeHeader(para.ic);
   estimator.FitPoints(para.ic);
   if (!usable) {

@@ -6,10 +6,8 @@
 class CZEP;
 
 // Writes points (linear level times 257), gammas and curve types, of sound monochrome negatives the level tone curve,
-// and the evidence. False, with nothing written, where the image holds too little to decide from, or nothing to
-// which unusable levels (not `usable`) can be put down: no border, in monochrome no channel
-// with enough light beside others without. `image` and
-// `para` have been through the standard analysis; `colorMatrix` (nine doubles, row-major, or null) is read for colour
-// negatives that are not faded.
+// and the evidence. False, with nothing written, where the image holds too little to decide from, or the picture itself
+// has unusable levels where the scan has (not `usable`). `image` and `para` have been through the standard analysis;
+// `colorMatrix` (nine doubles, row-major, or null) is read for colour negatives that are not faded.
 bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, const CZEP& standard, bool usable,
                      ZEP3_PARA& para, ZEP3_EVIDENCE& evidence);

@@ -126,11 +126,6 @@ constexpr size_t kLeastBlocks = 100;
 constexpr double kLeastRange = 0.1;  // exposure
 constexpr double kLeastLight = 24.0; // level of the lightest blocks
 
-// Levels that show something of a monochrome picture, and the share of it that a channel must show to be enough.
-constexpr double kShownFrom = 4.0;
-constexpr double kShownTo = 241.0;
-constexpr double kShownShare = 0.9;
-
 // Levels below it are the scanner's noise.
 constexpr double kLeastLevel = 0.3;
 // Levels of the base: a scene without a black may lie 10 % below it, and so beyond the scale.
@@ -435,18 +430,6 @@ bool NegativeEstimator::JudgePrint(double softer) {
   m_paper.contrast = m_seen.dPower;
   m_paper.flare = AtMost(kFlareMax, kFlareShare * std::pow(10.0, whitePrint - m_seen.dPower * m_seen.dRange));
   return true;
-}
-
-bool NegativeEstimator::LeftOutTheUnusable() const {
-  if (m_frame.trimmed > 0.0) return true;
-  if (m_colour) return false;
-  const auto shows = [](const std::vector<double>& levels) {
-    const auto seen = std::count_if(levels.begin(), levels.end(), [](double logLevel) {
-      return std::log10(kShownFrom) <= logLevel && logLevel <= std::log10(kShownTo);
-    });
-    return static_cast<double>(seen) >= kShownShare * static_cast<double>(levels.size());
-  };
-  return shows(m_log[0]) || shows(m_log[1]) || shows(m_log[2]);
 }
 
 void NegativeEstimator::FitPoints(ZEP3_IC& ic) const {

@@ -21,9 +21,8 @@ class NegativeEstimator {
   // contrast. False, with results that mean nothing, where the picture is too small or too flat.
   bool Estimate(const double (&contrast)[3], double softer);
 
-  // Whether levels that are unusable on the whole are so for what was left out: a border, or of monochrome film
-  // channels with too little light beside one that shows the picture.
-  bool LeftOutTheUnusable() const;
+  // The blocks that show the picture.
+  const std::vector<size_t>& Picture() const { return m_frame.picture; }
 
   // Writes input points and gammas of the curves that print it, for the output points that the channels hold.
   void FitPoints(ZEP3_IC& ic) const;

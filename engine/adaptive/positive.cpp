@@ -7,6 +7,7 @@
 #include "engine/adaptive/positive_estimator.h"
 #include "engine/calc/czep.h"
 #include "engine/calc/steps/correct_level.h"
+#include "engine/common/record.h"
 #include "engine/common/scale.h"
 #include "engine/hist/chist.h"
 
@@ -84,7 +85,8 @@ bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, bool usabl
   const double caution = 4.0 - Clamp(CorrectLevel(para), 0.0, 8.0);
   const BlockGrid grid = ReadBlockGrid(image, CHIST::kAreaMargin);
   const PositiveEstimate estimate = PositiveEstimator(material, history, caution).Estimate(grid);
-  if (!estimate.usable || (!usable && estimate.trimmed == 0.0)) return false;
+  if (!estimate.usable) return false;
+  if (!usable && !HaveUsableLevels(grid, estimate.picture, *standard.m_pHist, DocType(para))) return false;
 
   ZEP3_IC& ic = para.ic;
   double gamma[3];

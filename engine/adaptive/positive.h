@@ -6,7 +6,6 @@
 class CZEP;
 
 // For reflective photos, faded prints and positive film. False, with nothing written, where the image holds too
-// little to decide from, or has no border to which unusable levels (not `usable`)
-// can be put down.
+// little to decide from, or the picture itself has unusable levels where the scan has (not `usable`).
 bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, bool usable, ZEP3_PARA& para,
                      ZEP3_EVIDENCE& evidence);

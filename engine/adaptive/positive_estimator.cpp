@@ -356,12 +356,13 @@ PositiveEstimate PositiveEstimator::Estimate(const BlockGrid& grid) const {
     for (int column = frame.left; column < frame.right; column++) {
       const size_t at = grid.At(row, column);
       if (!grid.inside[at]) continue;
+      estimate.picture.push_back(at);
       for (int c = 0; c < 3; c++) density[c].push_back(DensityOf(grid.level[c][at]));
     }
   }
-  if (density[0].size() < kFewestBlocks) return estimate;
+  if (estimate.picture.size() < kFewestBlocks) return estimate;
   const auto seen = std::count(grid.inside.begin(), grid.inside.end(), uint8_t{1});
-  estimate.trimmed = 1.0 - static_cast<double>(density[0].size()) / static_cast<double>(seen);
+  estimate.trimmed = 1.0 - static_cast<double>(estimate.picture.size()) / static_cast<double>(seen);
 
   Anchors ends;
   bool flat = true;

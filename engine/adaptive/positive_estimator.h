@@ -115,8 +115,9 @@ struct PositiveEstimate {
   double whiteCost = 0.0; // nats, of the proposal, likewise the next two
   double blackCost = 0.0;
   double historyCost = 0.0;
-  double flare = 0.0;   // light, as a share of white, that lies on everything
-  double trimmed = 0.0; // share of the blocks outside of the frame
+  double flare = 0.0;          // light, as a share of white, that lies on everything
+  std::vector<size_t> picture; // the blocks inside of the frame
+  double trimmed = 0.0;        // share of the blocks outside of it
 };
 
 class PositiveEstimator {

@@ -354,7 +354,7 @@ TEST(AdaptiveNegative, NoNegatives) {
       {"one pixel", 1, 1, [](int, int, int) { return 100; }, ZEP3_REASON_TOO_LITTLE, ZEP3_REASON_TOO_LITTLE},
       {"nine pixels", 3, 3, [](int x, int y, int) { return 40 + 20 * x + 50 * y; }, ZEP3_REASON_TOO_LITTLE,
        ZEP3_REASON_TOO_LITTLE},
-      {"noise", 200, 100, [](int x, int y, int c) { return Noise(x + 200 * y, c); }, 0, 0},
+      {"noise", 200, 100, [](int x, int y, int c) { return Noise(x + 200 * y, c); }, ZEP3_REASON_DEFAULTS, 0},
       {"empty channel", 200, 100, [](int x, int, int c) { return c == 2 ? 0 : 30 + x; }, ZEP3_REASON_DEFAULTS, 0},
       {"green alone", 200, 100, [](int x, int, int c) { return c == 1 ? 30 + x : 0; }, ZEP3_REASON_DEFAULTS, 0},
       {"blue alone", 200, 100, [](int x, int, int c) { return c == 2 ? 30 + x : 0; }, ZEP3_REASON_DEFAULTS, 0},
