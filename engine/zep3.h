@@ -121,7 +121,7 @@ enum {
   ZEP3_REASON_STRONG_FADING = 1 << 11, /* less than 55 % of a dye is left */
   ZEP3_REASON_STAIN = 1 << 12,         /* yellow stain or cast removed */
   ZEP3_REASON_MEASURED_BASE = 1 << 13, /* the film's base was measured at its clear border */
-  ZEP3_REASON_INCANDESCENT = 1 << 14,  /* incandescent light removed */
+  ZEP3_REASON_INCANDESCENT = 1 << 14,  /* incandescent light removed, sound film */
   ZEP3_REASON_FLAT = 1 << 15,          /* flat or thin negative */
   ZEP3_REASON_BRIGHTNESS = 1 << 16,    /* unusually dark or light picture, brought back in part */
   ZEP3_REASON_UNEVEN_FADING = 1 << 17  /* one dye of the negative lost more than the others */

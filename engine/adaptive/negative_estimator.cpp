@@ -464,7 +464,8 @@ void NegativeEstimator::Report(ZEP3_EVIDENCE& evidence) const {
   because(m_frame.trimmed > 0.0, ZEP3_REASON_BORDER_REMOVED);
   because(seen.dBaseMeasured > 0.0, ZEP3_REASON_MEASURED_BASE);
   because(seen.dNeutral < kBelieved, ZEP3_REASON_ONE_COLOUR);
-  because(seen.dPlanck > kIncandescent && seen.dNeutral >= kBelieved, ZEP3_REASON_INCANDESCENT);
+  // Of faded film the same is lost dye.
+  because(!m_faded && seen.dPlanck > kIncandescent && seen.dNeutral >= kBelieved, ZEP3_REASON_INCANDESCENT);
   because(seen.dRange < kFlatRange, ZEP3_REASON_FLAT);
   because(std::fabs(seen.dLift) > kLifted, ZEP3_REASON_BRIGHTNESS);
   const double uneven = std::max(LogRatio(0), LogRatio(2));
