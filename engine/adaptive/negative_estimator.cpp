@@ -61,14 +61,14 @@ constexpr NegativeTuning kColour = {
 // is left, the less of the contrast comes back. Red goes first, blue last.
 constexpr NegativeTuning kFadedColour = {
     .baseRange = 1.3,
-    .baseExcess = 1.01,
+    .baseExcess = 1.03,
     .film = {.slope = {0.50, 0.59, 0.72}, .toe = 0.21},
     .trust = {.balance = {-0.03, 0.0, 0.03},
               .scatter = 0.6,
               .redFree = 0.25,
               .shade = 0.15,
               .lamp = 0.2,
-              .slopeShare = 1.0,
+              .slopeShare = 1.1,
               .slopeLimit = 0.45,
               .slopeSure = 0.6},
     .voteReach = 0.18,
