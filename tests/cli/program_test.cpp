@@ -509,7 +509,7 @@ TEST_F(Program, TheAnalysisIsChosenAndTold) {
       {"-k photo --option plain", "adaptive", "scan.png: standard analysis: there is no other",
        "-k photo --option plain --analysis standard"},
       {"-k photo --analysis standard", "standard", "scan.png: standard analysis\n", nullptr},
-      {"-k photo", "adaptive", " analysis", "-k photo --analysis adaptive"}};
+      {"-k photo", "adaptive", "scan.png: adaptive analysis, confidence ", "-k photo --analysis adaptive"}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.options);
     const std::string options = c.options;
