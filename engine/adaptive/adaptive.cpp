@@ -4,24 +4,6 @@
 #include "engine/adaptive/positive.h"
 #include "engine/common/record.h"
 
-namespace {
-
-// Documents have pages to make white, not pictures; films know no sub-mode but restoration.
-bool IsPicture(const ZEP3_PARA& para) {
-  switch (DocType(para)) {
-    case ZEP3_DOC_NEGATIVE:
-    case ZEP3_DOC_NEGATIVE_BW:
-    case ZEP3_DOC_POSITIVE:
-      return true;
-    case ZEP3_DOC_REFLECTIVE:
-      return para.wSubMode == ZEP3_SUB_PHOTO || para.wSubMode == ZEP3_SUB_RESTORATION;
-    default:
-      return false;
-  }
-}
-
-} // namespace
-
 void ProposeAdaptive(const ZEP3_BmpInfo& image, const double* colorMatrix, const CZEP& standard, bool usable,
                      ZEP3_PARA& para, ZEP3_EVIDENCE& evidence) {
   if (!IsPicture(para) || IsPlain(para)) {

@@ -37,24 +37,11 @@ bool HasCurve(const ZEP3_PARA& para) {
   return true;
 }
 
-// Lifting the dark class of a page would turn its text gray; of an unknown kind of original no points were measured.
-bool IsPicture(const ZEP3_PARA& para) {
-  switch (DocType(para)) {
-    case ZEP3_DOC_NEGATIVE:
-    case ZEP3_DOC_POSITIVE:
-    case ZEP3_DOC_NEGATIVE_BW:
-      return true;
-    case ZEP3_DOC_REFLECTIVE:
-      return para.wSubMode == ZEP3_SUB_PHOTO || para.wSubMode == ZEP3_SUB_RESTORATION;
-    default:
-      return false;
-  }
-}
-
 } // namespace
 
 bool CZEP::CalcAgainstLight(int64_t level) {
   if (!IsBacklightLevel(level) || m_pPara->pOutRGBTone == nullptr) return false;
+  // Lifting the dark class of a page would turn its text gray; of an unknown kind of original no points were measured.
   if (!HasCurve(*m_pPara) || !IsPicture(*m_pPara)) return false;
   double histogram[256];
   AgainstLightHistogram(histogram);

@@ -12,6 +12,20 @@ inline bool IsNegative(const ZEP3_PARA& para) {
   return DocType(para) == ZEP3_DOC_NEGATIVE || DocType(para) == ZEP3_DOC_NEGATIVE_BW;
 }
 
+// Whether the original is a picture of a known kind rather than a page.
+inline bool IsPicture(const ZEP3_PARA& para) {
+  switch (DocType(para)) {
+    case ZEP3_DOC_NEGATIVE:
+    case ZEP3_DOC_POSITIVE:
+    case ZEP3_DOC_NEGATIVE_BW:
+      return true; // films know no sub-mode but restoration
+    case ZEP3_DOC_REFLECTIVE:
+      return para.wSubMode == ZEP3_SUB_PHOTO || para.wSubMode == ZEP3_SUB_RESTORATION;
+    default:
+      return false;
+  }
+}
+
 inline bool IsPlain(const ZEP3_PARA& para) { return para.wDocOption == ZEP3_OPTION_PLAIN; }
 
 // One unset field makes the whole channel unset.
