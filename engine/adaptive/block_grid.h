@@ -42,3 +42,14 @@ struct Frame {
 };
 
 inline Frame WholeGrid(const BlockGrid& grid) { return {0, grid.rows, 0, grid.columns}; }
+
+// visit(block) of those of a frame that lie within the area, line by line.
+template <class Visit>
+void ForEachBlock(const BlockGrid& grid, const Frame& frame, Visit visit) {
+  for (int row = frame.top; row < frame.bottom; row++) {
+    for (int column = frame.left; column < frame.right; column++) {
+      const size_t at = grid.At(row, column);
+      if (grid.inside[at] != 0) visit(at);
+    }
+  }
+}

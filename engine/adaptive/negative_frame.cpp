@@ -45,29 +45,18 @@ class Search {
     return std::max(std::max(m_grid.level[0][at], m_grid.level[1][at]), m_grid.level[2][at]);
   }
 
-  // visit(block) of those within the area.
-  template <class Visit>
-  void ForEach(const Frame& frame, Visit visit) const {
-    for (int row = frame.top; row < frame.bottom; row++) {
-      for (int column = frame.left; column < frame.right; column++) {
-        const size_t at = m_grid.At(row, column);
-        if (m_grid.inside[at] != 0) visit(at);
-      }
-    }
-  }
-
   // The central half in both directions tells which blocks are too dark in all channels to be film, and how light the
   // picture is. False without any block.
   bool LookAtMiddle() {
     const Frame middle = {m_grid.rows / 4, m_grid.rows - m_grid.rows / 4, m_grid.columns / 4,
                           m_grid.columns - m_grid.columns / 4};
     std::vector<double> samples;
-    ForEach(middle, [&](size_t at) { samples.push_back(LargestLevel(at)); });
+    ForEachBlock(m_grid, middle, [&](size_t at) { samples.push_back(LargestLevel(at)); });
     if (samples.empty()) return false;
     const double holderLevel = AtLeast(kHolderLevel, kHolderShare * Percentile(samples, kMiddleLow));
     for (int c = 0; c < 3; c++) {
       samples.clear();
-      ForEach(middle, [&](size_t at) { samples.push_back(m_grid.level[c][at]); });
+      ForEachBlock(m_grid, middle, [&](size_t at) { samples.push_back(m_grid.level[c][at]); });
       m_middleHigh[c] = Percentile(samples, kMiddleHigh);
     }
     for (size_t at = 0; at < m_grid.Size(); at++) m_dark[at] = LargestLevel(at) < holderLevel;
@@ -80,7 +69,7 @@ class Search {
     double least[3];
     for (int c = 0; c < 3; c++) {
       samples.clear();
-      ForEach(m_frame, [&](size_t at) {
+      ForEachBlock(m_grid, m_frame, [&](size_t at) {
         if (m_dark[at] == 0) samples.push_back(m_grid.level[c][at]);
       });
       if (samples.empty()) return false;
@@ -198,12 +187,12 @@ class Search {
     std::vector<uint8_t> holder = ReachingIn();
     for (int i = 0; i < kHalo; i++) Widen(holder);
     std::vector<size_t>& picture = m_found.picture;
-    ForEach(m_frame, [&](size_t at) {
+    ForEachBlock(m_grid, m_frame, [&](size_t at) {
       if (holder[at] == 0) picture.push_back(at);
     });
     if (static_cast<double>(picture.size()) < kPictureLeast * blocks) {
       picture.clear();
-      ForEach(m_frame, [&](size_t at) { picture.push_back(at); });
+      ForEachBlock(m_grid, m_frame, [&](size_t at) { picture.push_back(at); });
     }
     m_found.trimmed = 1.0 - static_cast<double>(picture.size()) / blocks;
   }

@@ -149,17 +149,14 @@ DensityModel Moved(const DensityModel& model, const Direction& direction, double
 Frame PositiveEstimator::FindFrame(const BlockGrid& grid) const {
   Frame frame = WholeGrid(grid);
   double darkest[3];
-  const int aside[2] = {ToInt32(kFrameInner * grid.rows), ToInt32(kFrameInner * grid.columns)};
+  const int rowsAside = ToInt32(kFrameInner * grid.rows);
+  const int columnsAside = ToInt32(kFrameInner * grid.columns);
+  const Frame middle = {rowsAside, grid.rows - rowsAside, columnsAside, grid.columns - columnsAside};
   std::vector<double> inner;
   inner.reserve(grid.Size());
   for (int c = 0; c < 3; c++) {
     inner.clear();
-    for (int row = aside[0]; row < grid.rows - aside[0]; row++) {
-      for (int column = aside[1]; column < grid.columns - aside[1]; column++) {
-        const size_t at = grid.At(row, column);
-        if (grid.inside[at]) inner.push_back(grid.level[c][at]);
-      }
-    }
+    ForEachBlock(grid, middle, [&](size_t at) { inner.push_back(grid.level[c][at]); });
     if (inner.empty()) return frame;
     darkest[c] = LevelOfDensity(DensityOf(Percentile(inner, 100.0 - kFrameDarkest)) + kFrameDarker);
   }
@@ -367,14 +364,10 @@ PositiveEstimate PositiveEstimator::Estimate(const BlockGrid& grid) const {
   std::vector<double> density[3];
   for (std::vector<double>& channel : density) channel.reserve(grid.Size());
   estimate.picture.reserve(grid.Size());
-  for (int row = frame.top; row < frame.bottom; row++) {
-    for (int column = frame.left; column < frame.right; column++) {
-      const size_t at = grid.At(row, column);
-      if (!grid.inside[at]) continue;
-      estimate.picture.push_back(at);
-      for (int c = 0; c < 3; c++) density[c].push_back(DensityOf(grid.level[c][at]));
-    }
-  }
+  ForEachBlock(grid, frame, [&](size_t at) {
+    estimate.picture.push_back(at);
+    for (int c = 0; c < 3; c++) density[c].push_back(DensityOf(grid.level[c][at]));
+  });
   if (estimate.picture.size() < kFewestBlocks) return estimate;
   const auto seen = std::count(grid.inside.begin(), grid.inside.end(), uint8_t{1});
   estimate.trimmed = 1.0 - static_cast<double>(estimate.picture.size()) / static_cast<double>(seen);
