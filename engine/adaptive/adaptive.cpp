@@ -1,7 +1,7 @@
 #include "engine/adaptive/adaptive.h"
 
-#include "engine/adaptive/negative.h"
-#include "engine/adaptive/positive.h"
+#include "engine/adaptive/negative/propose.h"
+#include "engine/adaptive/positive/propose.h"
 #include "engine/common/record.h"
 
 void ProposeAdaptive(const ZEP3_BmpInfo& image, const double* colorMatrix, const CZEP& standard, bool usable,

@@ -5,10 +5,10 @@
 #include <memory>
 
 #include "engine/common/convert.h"
-#include "engine/hist/block_means.h"
 #include "engine/hist/chist.h"
 #include "engine/hist/level_bounds.h"
-#include "engine/hist/sampling.h"
+#include "engine/image/block_means.h"
+#include "engine/image/sampling.h"
 
 namespace {
 

@@ -7,11 +7,11 @@
 
 #include "engine/calc/czep.h"
 #include "engine/calc/steps/correct_level.h"
-#include "engine/calc/steps/film.h"
 #include "engine/calc/steps/level_tone.h"
 #include "engine/calc/steps/points.h"
 #include "engine/common/nega_gain.h"
 #include "engine/common/scale.h"
+#include "engine/film/histogram_print.h"
 #include "engine/hist/chist.h"
 
 bool CZEP::CalcRestorationNega() {

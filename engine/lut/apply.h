@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "engine/common/image.h"
+#include "engine/image/pixels.h"
 
 // `pixels` pixels that lie one behind the other. table: red at 0, green at 256, blue at 512.
 using ApplyTables = void (*)(uint8_t* first, int64_t pixels, const PixelLayout& layout, const uint8_t* table);

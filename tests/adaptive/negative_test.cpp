@@ -8,8 +8,8 @@
 #include <memory>
 #include <vector>
 
-#include "engine/adaptive/frame.h"
-#include "engine/adaptive/negative_frame.h"
+#include "engine/adaptive/frame/negative_frame.h"
+#include "engine/adaptive/frame/peel.h"
 #include "scanned_film.h"
 #include "support.h"
 

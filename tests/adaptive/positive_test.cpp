@@ -8,8 +8,8 @@
 #include <memory>
 #include <numeric>
 
-#include "engine/adaptive/curve_points.h"
-#include "engine/adaptive/positive_estimator.h"
+#include "engine/adaptive/positive/curve_points.h"
+#include "engine/adaptive/positive/estimator.h"
 #include "support.h"
 
 namespace {

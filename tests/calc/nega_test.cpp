@@ -8,7 +8,7 @@
 #include <random>
 
 #include "engine/calc/czep.h"
-#include "engine/calc/steps/film.h"
+#include "engine/film/histogram_print.h"
 #include "engine/hist/chist.h"
 #include "engine/lut/clut.h"
 #include "scanned_film.h"

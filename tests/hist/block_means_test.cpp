@@ -1,5 +1,5 @@
 // Block means: the plain formula, whatever the block's shape and the way it is summed.
-#include "engine/hist/block_means.h"
+#include "engine/image/block_means.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // The scan rectangle and the sampling of it, and the histograms of the image as it is.
-#include "engine/hist/sampling.h"
+#include "engine/image/sampling.h"
 
 #include <cmath>
 #include <cstddef>

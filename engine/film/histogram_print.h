@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "engine/common/film_model.h"
+#include "engine/film/film.h"
 #include "engine/hist/chist.h"
 #include "engine/zep3.h"
 

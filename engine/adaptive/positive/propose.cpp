@@ -1,10 +1,10 @@
-#include "engine/adaptive/positive.h"
+#include "engine/adaptive/positive/propose.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "engine/adaptive/curve_points.h"
-#include "engine/adaptive/positive_estimator.h"
+#include "engine/adaptive/positive/curve_points.h"
+#include "engine/adaptive/positive/estimator.h"
 #include "engine/calc/czep.h"
 #include "engine/calc/steps/correct_level.h"
 #include "engine/common/record.h"

@@ -1,4 +1,4 @@
-#include "engine/adaptive/curve_points.h"
+#include "engine/adaptive/positive/curve_points.h"
 
 #include "engine/common/convert.h"
 #include "engine/common/power_curve.h"

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "engine/common/image.h"
+#include "engine/image/pixels.h"
 
 class BlockMeans {
  public:

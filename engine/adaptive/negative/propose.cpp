@@ -1,7 +1,7 @@
-#include "engine/adaptive/negative.h"
+#include "engine/adaptive/negative/propose.h"
 
 #include "engine/adaptive/block_grid.h"
-#include "engine/adaptive/negative_estimator.h"
+#include "engine/adaptive/negative/estimator.h"
 #include "engine/calc/czep.h"
 #include "engine/calc/steps/correct_level.h"
 #include "engine/calc/steps/points.h"

@@ -1,4 +1,4 @@
-#include "engine/adaptive/frame.h"
+#include "engine/adaptive/frame/peel.h"
 
 GridLine LineAt(const BlockGrid& grid, const Frame& frame, Side side) {
   const bool across = side == Side::kTop || side == Side::kBottom;

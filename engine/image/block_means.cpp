@@ -1,4 +1,4 @@
-#include "engine/hist/block_means.h"
+#include "engine/image/block_means.h"
 
 #include <algorithm>
 #include <array>

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "engine/adaptive/block_grid.h"
-#include "engine/adaptive/negative_frame.h"
-#include "engine/common/film_model.h"
+#include "engine/adaptive/frame/negative_frame.h"
+#include "engine/film/film.h"
 #include "engine/zep3.h"
 
 struct NegativeTuning;

@@ -1,4 +1,4 @@
-#include "engine/calc/steps/film.h"
+#include "engine/film/histogram_print.h"
 
 #include <cmath>
 

@@ -1,11 +1,11 @@
-#include "engine/adaptive/positive_estimator.h"
+#include "engine/adaptive/positive/estimator.h"
 
 #include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <span>
 
-#include "engine/adaptive/frame.h"
+#include "engine/adaptive/frame/peel.h"
 #include "engine/adaptive/order_statistics.h"
 #include "engine/common/scale.h"
 

@@ -1,4 +1,4 @@
-#include "engine/adaptive/negative_estimator.h"
+#include "engine/adaptive/negative/estimator.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "engine/common/film_model.h"
+#include "engine/film/film.h"
 
 #include <cmath>
 

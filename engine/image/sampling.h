@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "engine/common/image.h"
-#include "engine/hist/block_means.h"
 #include "engine/hist/chist.h"
+#include "engine/image/block_means.h"
+#include "engine/image/pixels.h"
 
 // Before a short loop: four rounds at a time, for counting is so little work that going round costs beside it.
 #ifdef __GNUC__

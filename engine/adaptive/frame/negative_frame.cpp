@@ -1,9 +1,9 @@
-#include "engine/adaptive/negative_frame.h"
+#include "engine/adaptive/frame/negative_frame.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "engine/adaptive/frame.h"
+#include "engine/adaptive/frame/peel.h"
 #include "engine/adaptive/order_statistics.h"
 #include "engine/common/scale.h"
 
