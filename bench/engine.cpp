@@ -185,7 +185,7 @@ void AddArea() {
       const bool valid = bench->hist.CalcLineEquation(&bench->scan.bmp.area, 5);
       const PixelSpan columns = {0, static_cast<int>(c.size.width)};
       const PixelSpan lines = {0, static_cast<int>(c.size.height)};
-      const auto count = [=] { benchmark::DoNotOptimize(bench->hist.InnerCount(columns, lines)); };
+      const auto count = [=] { benchmark::DoNotOptimize(bench->hist.Area().InnerCount(columns, lines)); };
       return Sides{[=] { ReadOnce(bench->scan); }, count, valid ? "" : "area refused"};
     });
   }

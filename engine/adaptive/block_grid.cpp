@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
 
 #include "engine/common/convert.h"
 #include "engine/hist/chist.h"
@@ -18,15 +17,14 @@ constexpr double kMostBlocks = 30000.0;
 
 BlockGrid ReadBlockGrid(const ZEP3_BmpInfo& image, int margin) {
   BlockGrid grid;
-  const auto hist = std::make_unique<CHIST>();
-  AREA area = image.area;
-  if (!hist->CalcLineEquation(&area, margin)) return grid;
+  AreaShape area;
+  if (!area.Lay(image.area, margin)) return grid;
   const ScanRectangle scan = ScanRectangleOf(image);
   PixelSpan columns = scan.columns;
   PixelSpan lines = scan.lines;
-  if (!hist->m_bRotatedArea) {
-    columns = Within(columns, hist->m_nAreaRect[0], hist->m_nAreaRect[1]);
-    lines = Within(lines, hist->m_nAreaRect[2], hist->m_nAreaRect[3]);
+  if (!area.rotated) {
+    columns = Within(columns, area.rect[0], area.rect[1]);
+    lines = Within(lines, area.rect[2], area.rect[3]);
   }
   const int64_t width = int64_t{columns.end} - columns.begin;
   const int64_t height = int64_t{lines.end} - lines.begin;
@@ -48,7 +46,7 @@ BlockGrid ReadBlockGrid(const ZEP3_BmpInfo& image, int margin) {
     const int64_t y = lines.begin + row * side;
     means.Read(image.pBits + (y * image.lBytesPerLine + int64_t{columns.begin} * pixel.bytes), image.lBytesPerLine,
                grid.columns);
-    const PixelSpan inside = hist->InnerSpan(static_cast<int>(y + side / 2), columns);
+    const PixelSpan inside = area.InnerSpan(static_cast<int>(y + side / 2), columns);
     for (int column = 0; column < grid.columns; column++) {
       const size_t at = grid.At(row, column);
       uint64_t sums[4];

@@ -102,7 +102,7 @@ bool CZEP::CalcParamNega(const double* colorMatrix) {
 
   FilmTraits traits = {{}, m_dNegaToe};
   for (int c = 0; c < 3; c++) traits.slope[c] = m_dNegaSlope[c] * (contrast[c] / ownContrast[c]);
-  const Film film = JudgeColourFilm(ends, traits,
+  const Film film = JudgeColourFilm(ends.Seen(), traits,
                                     {.balance = {m_dNegaBalanceR, 0.0, m_dNegaBalanceB},
                                      .scatter = m_dNegaTrust,
                                      .redFree = m_dNegaRedFree,

@@ -30,7 +30,7 @@ bool CZEP::CalcRestorationNega() {
       MeasureFilmEnds(hist, ZEP3_DOC_NEGATIVE, std::log10(m_dRestNegaRatioMin), m_dRestNegaRangeDefault);
   FilmTraits traits = {{}, m_dRestNegaToe};
   for (int c = 0; c < 3; c++) traits.slope[c] = m_dRestNegaSlope[c];
-  const Film film = JudgeColourFilm(ends, traits,
+  const Film film = JudgeColourFilm(ends.Seen(), traits,
                                     {.balance = {m_dRestNegaBalanceR, 0.0, m_dRestNegaBalanceB},
                                      .scatter = m_dRestNegaTrust,
                                      .redFree = m_dRestNegaRedFree,

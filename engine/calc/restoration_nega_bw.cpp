@@ -27,7 +27,7 @@ bool CZEP::CalcRestorationNegaBW() {
       MeasureFilmEnds(hist, ZEP3_DOC_NEGATIVE_BW, std::log10(m_dRestNegaBWRatioMin), m_dRestNegaBWRangeDefault);
   const FilmTraits traits = {.slope = {m_dRestNegaBWSlope, m_dRestNegaBWSlope, m_dRestNegaBWSlope},
                              .toe = m_dRestNegaBWToe};
-  const Film film = JudgeMonochromeFilm(ends, traits);
+  const Film film = JudgeMonochromeFilm(ends.Seen(), traits);
   PrintFilm(film, ends,
             {.contrast = m_dRestNegaBWPrint,
              .rangeNormal = m_dRestNegaBWRangeNormal,

@@ -1,15 +1,10 @@
-// Negative film: from the levels of a scan to the exposures of the film, from these to a print, and to the table
-// builder's curve that comes closest to it.
+// Negative film: from the levels of a scan to the exposures of the film.
 //
 // A layer answers to log10 exposure x with the density n = slope * toe * ln(1 + exp(x / toe)) above its base: a
 // straight line with a soft toe. x = 0 is where the straight line, drawn on, meets the base. The shoulder is left out:
 // normal use stays below it. The density between two levels is 1.8 times the difference of their log10, as a level is
 // light to the power 1 / 1.8.
 #pragma once
-
-#include <cstdint>
-
-#include "engine/zep3.h"
 
 // One 8-bit step at the base; what lies closer to it is the scanner's noise.
 inline constexpr double kLeastDensity = 0.01;
@@ -52,31 +47,19 @@ struct WhiteTrust {
 // How far whites that deviate from a neutral by these exposures, relative to green, lie toward incandescent light.
 double TowardLamp(double red, double blue);
 
-// `white`: density of the scene's lightest parts above the base, above 0.
-Film JudgeColourFilm(const double (&base)[3], const double (&white)[3], const FilmTraits& traits,
-                     const WhiteTrust& trust);
+// What a scan shows of a film.
+struct FilmSeen {
+  double base[3];  // log10 of levels
+  double white[3]; // density of the scene's lightest parts above the base, above 0
+};
+
+Film JudgeColourFilm(const FilmSeen& seen, const FilmTraits& traits, const WhiteTrust& trust);
 // Gives a film whose slopes have changed the balance that makes the whites, as far as they are believed, neutral.
 void BalanceWhites(Film& film, const double (&white)[3], const WhiteTrust& trust);
 
 // What the channels count for in a monochrome picture, in any unit: those with little light little.
 void MonochromeWeights(const double (&base)[3], double (&weight)[3]);
 
-// All channels show one picture: whatever colour there is, is stain or the lamp's. `density`: of the same picture in
-// each channel, above 0.
-Film JudgeMonochromeFilm(const double (&base)[3], const double (&density)[3], const FilmTraits& traits);
-
-// What the print of an exposure is, on the curve's scale 0..1, and the other way round.
-struct Paper {
-  double white;    // exposure that prints as paper white
-  double contrast; // of the print, per unit of log10 exposure; 1: the scene's own
-  double flare;    // light of the camera's flare, which is taken off
-
-  double OutputOf(double exposure) const;
-  double ExposureFor(double output) const;
-};
-
-// Writes input points and gamma of the curve that comes closest to the print, for the output points that `points`
-// holds. `histogram`: samples by film level; `exposure` of the levels with samples; `even`: samples that each of some
-// thirty prints between black and white counts for, whatever the picture has.
-void FitPrint(const Film& film, const Paper& paper, int c, const uint32_t (&histogram)[256],
-              const double (&exposure)[256], double even, ZEP3_POINTS& points);
+// All channels show one picture: whatever colour there is, is stain or the lamp's. The whites may stand for any density
+// of the same picture in each channel, above 0.
+Film JudgeMonochromeFilm(const FilmSeen& seen, const FilmTraits& traits);

@@ -73,12 +73,13 @@ FilmEnds MeasureFilmEnds(const CHIST& hist, int16_t docType, double rangeMin, do
   return ends;
 }
 
-Film JudgeColourFilm(const FilmEnds& ends, const FilmTraits& traits, const WhiteTrust& trust) {
-  return JudgeColourFilm(ends.clear, {ends.Density(0), ends.Density(1), ends.Density(2)}, traits, trust);
-}
-
-Film JudgeMonochromeFilm(const FilmEnds& ends, const FilmTraits& traits) {
-  return JudgeMonochromeFilm(ends.clear, {ends.Density(0), ends.Density(1), ends.Density(2)}, traits);
+FilmSeen FilmEnds::Seen() const {
+  FilmSeen seen;
+  for (int c = 0; c < 3; c++) {
+    seen.base[c] = clear[c];
+    seen.white[c] = 1.8 * (clear[c] - dense[c]);
+  }
+  return seen;
 }
 
 void PrintFilm(const Film& film, const FilmEnds& ends, const PrintRule& rule, const uint32_t (&histogram)[3][256],

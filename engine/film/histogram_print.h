@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "engine/film/film.h"
+#include "engine/film/print.h"
 #include "engine/hist/chist.h"
 #include "engine/zep3.h"
 
@@ -12,16 +12,13 @@ struct FilmEnds {
   double clear[3]; // 0.1 % of the samples are clearer
   double black[3]; // 0.5 % are: the blacks of the scene
   double dense[3]; // about 0.2 % are denser
-  double Density(int c) const { return 1.8 * (clear[c] - dense[c]); }
+  // The clear end as the base, the dense one as the whites.
+  FilmSeen Seen() const;
 };
 
 // What the statistics hold no level for, within the bounds of the document type, is replaced: the clear end by the
 // highest level, the dense end by `rangeDefault` below the clear one. A range is at least rangeMin.
 FilmEnds MeasureFilmEnds(const CHIST& hist, int16_t docType, double rangeMin, double rangeDefault);
-
-// The clear end as the base, the dense one as the whites.
-Film JudgeColourFilm(const FilmEnds& ends, const FilmTraits& traits, const WhiteTrust& trust);
-Film JudgeMonochromeFilm(const FilmEnds& ends, const FilmTraits& traits);
 
 // How the exposures print.
 struct PrintRule {

@@ -2,24 +2,11 @@
 // that the calculators read.
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <vector>
 
+#include "engine/image/area.h"
 #include "engine/zep3.h"
-
-// The pixels begin..end-1 of a line; empty when begin >= end.
-struct PixelSpan {
-  int begin;
-  int end;
-};
-
-// The pixels of the span from `first` to `last`, inclusive.
-inline PixelSpan Within(PixelSpan span, int first, int last) {
-  span.begin = std::max(span.begin, first);
-  if (last < span.end) span.end = last + 1;
-  return span;
-}
 
 class CHIST {
  public:
@@ -28,31 +15,23 @@ class CHIST {
   CHIST(const CHIST&) = delete;
   CHIST& operator=(const CHIST&) = delete;
 
-  // ---- histograms (sampling.cpp) ----
+  // ---- histograms (histograms.cpp) ----
 
   // Fills the histograms from the image inside its analysis area, shrunk by `margin` percent of its extent. False when
   // the image is null, not 24 bits, not readable as its fields say, its area is refused, or no sample was counted.
   bool MakeHistogram(ZEP3_BmpInfo* image, int margin, ZEP3_PARA* para);
 
-  // ---- analysis area (area.cpp) ----
+  // ---- analysis area (area.cpp), by the rules of image/area.h ----
 
-  // Validates the area, shrinks it by `margin` percent (above 90: 90; 0 or less: none) and sets up the inside test:
-  // m_bRotatedArea and either m_nAreaRect or the four edge lines. A rectangle of less than 40 pixels with a margin
-  // keeps m_nAreaRect as it is. False when the corners are out of order or an edge of a rotated area is vertical after
-  // the shrinking, which moves one that was vertical before.
+  // Validates and shrinks the area, and keeps its shape in the members below.
   bool CalcLineEquation(AREA* area, int margin);
   // The validation alone; sets m_bRotatedArea.
   bool AreaCheck(AREA* area);
-  // The line through two points. Equal x (as 32 bits): slope and intercept 0, false.
   bool CalcLineCoefficient(LPOINT* a, LPOINT* b, double* slope, double* intercept);
-  // Rotates (x, y) by the angle, or by minus the angle when direction < 0.
   void RotateCoordinate(double x, double y, double* outX, double* outY, double cosine, double sine, int direction);
-  // Whether the pixel lies inside the area; pixels on an edge do.
   bool IsInnerPoint(int x, int y);
-  // The pixels of line y inside the area, within `row`.
-  PixelSpan InnerSpan(int y, PixelSpan row) const;
-  // The number of pixels inside the area among the given columns and lines.
-  int64_t InnerCount(PixelSpan columns, PixelSpan lines) const;
+  // What the members below hold.
+  AreaShape Area() const;
 
   // ---- statistics (statistics.cpp) ----
 
@@ -104,7 +83,7 @@ class CHIST {
   double m_dPreviewCorrection = 0.075;          // share of each other channel in the preview correction, 0..0.5
   double m_dOutRangeLimit = 0.3; // share of samples outside the bounds, summed over channels, that is accepted
 
-  // ---- area: y = slope * x + intercept of the edges upper left, upper right, lower right, lower left ----
+  // ---- area: as in AreaShape ----
 
   double m_dLineSlope[4] = {};
   double m_dLineIntercept[4] = {};
@@ -128,7 +107,7 @@ class CHIST {
   struct WithoutResults {};
   explicit CHIST(WithoutResults) {}
 
-  bool IsBeyondEdge(int edge, int x, int y) const;
+  void SetArea(const AreaShape& shape);
 
   // Takes the samples of a colour negative into m_samples unless they lie there already; false when the image is not
   // readable. They are kept because its histograms are built twice.

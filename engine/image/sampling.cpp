@@ -1,12 +1,8 @@
-// The scan rectangle and the sampling of it, and the histograms of the image as it is.
 #include "engine/image/sampling.h"
 
 #include <cmath>
-#include <cstddef>
-#include <cstring>
 
 #include "engine/common/convert.h"
-#include "engine/common/record.h"
 
 namespace {
 
@@ -14,11 +10,6 @@ PixelSpan Clip(int64_t from, int64_t to, int64_t size) {
   const auto clamp = [](int64_t v) { return static_cast<int>(std::clamp<int64_t>(v, 0, INT32_MAX)); };
   const PixelSpan span{clamp(from), clamp(std::min(to, size))};
   return span.begin < span.end ? span : PixelSpan{0, 0};
-}
-
-// All fields; what lies behind the last of them nobody sets.
-bool IsSame(const ZEP3_BmpInfo& a, const ZEP3_BmpInfo& b) {
-  return std::memcmp(&a, &b, offsetof(ZEP3_BmpInfo, wPixelFormat) + sizeof a.wPixelFormat) == 0;
 }
 
 } // namespace
@@ -31,14 +22,14 @@ ScanRectangle ScanRectangleOf(const ZEP3_BmpInfo& image) {
   return scan;
 }
 
-AreaSampler::AreaSampler(const CHIST& hist, const ZEP3_BmpInfo& image, int target)
-    : m_hist(hist), m_image(image), m_pixel(LayoutOf(image)) {
+AreaSampler::AreaSampler(const AreaShape& area, const ZEP3_BmpInfo& image, int target)
+    : m_area(area), m_image(image), m_pixel(LayoutOf(image)) {
   const ScanRectangle scan = ScanRectangleOf(image);
   m_columns = scan.columns;
   m_lines = scan.lines;
   if (!IsReadable()) return;
 
-  const int64_t pixels = hist.InnerCount(m_columns, m_lines);
+  const int64_t pixels = area.InnerCount(m_columns, m_lines);
   m_bBlocks = pixels > 2 * static_cast<int64_t>(target);
   if (!m_bBlocks) return;
 
@@ -52,54 +43,4 @@ AreaSampler::AreaSampler(const CHIST& hist, const ZEP3_BmpInfo& image, int targe
 bool AreaSampler::IsReadable() const {
   if (m_columns.begin == m_columns.end || m_lines.begin == m_lines.end) return true;
   return IsAddressable(m_image, m_columns.end, m_lines.begin, m_lines.end);
-}
-
-bool CHIST::MakeHistogram(ZEP3_BmpInfo* image, int margin, ZEP3_PARA* para) {
-  if (image == nullptr) return false;
-  // What a rectangle too small for its margin keeps: itself.
-  const auto low32 = [](int64_t v) { return static_cast<int>(static_cast<uint32_t>(v)); };
-  const AREA& area = image->area;
-  m_nAreaRect[0] = low32(area.ptLeft.x);
-  m_nAreaRect[1] = low32(area.ptRight.x);
-  m_nAreaRect[2] = low32(area.ptTop.y);
-  m_nAreaRect[3] = low32(area.ptBottom.y);
-  if (!CalcLineEquation(&image->area, margin) || image->lBitCount != 24) return false;
-
-  std::memset(m_nHist, 0, sizeof m_nHist);
-  std::memset(m_nHistOrg, 0, sizeof m_nHistOrg);
-  std::memset(m_nHistSum, 0, sizeof m_nHistSum);
-  m_nPixelCount = 0;
-
-  const auto count = [this](int r, int g, int b) {
-    m_nHist[0][r]++;
-    m_nHist[1][g]++;
-    m_nHist[2][b]++;
-    m_nHistSum[r + g + b]++;
-  };
-  if (DocType(*para) == ZEP3_DOC_NEGATIVE) {
-    if (!KeepSamples(*image)) return false;
-    for (size_t i = 0; i < m_samples.size(); i += 3) count(m_samples[i], m_samples[i + 1], m_samples[i + 2]);
-    m_nPixelCount = static_cast<int32_t>(m_samples.size() / 3);
-  } else {
-    const AreaSampler sampler(*this, *image, IsNegative(*para) ? m_nSampleTargetNega : m_nSampleTargetPosi);
-    if (!sampler.IsReadable()) return false;
-    m_nPixelCount = static_cast<int32_t>(sampler.VisitSamples(count));
-  }
-  if (m_nPixelCount < 1) return false;
-  std::memcpy(m_nHistOrg, m_nHist, sizeof m_nHist);
-  return true;
-}
-
-bool CHIST::KeepSamples(const ZEP3_BmpInfo& image) {
-  if (!m_samples.empty() && m_nSampledTarget == m_nSampleTargetNega && IsSame(m_sampledImage, image)) return true;
-  m_samples.clear();
-  m_nSampledTarget = m_nSampleTargetNega;
-  m_sampledImage = image;
-  const AreaSampler sampler(*this, image, m_nSampledTarget);
-  if (!sampler.IsReadable()) return false;
-  m_samples.reserve(static_cast<size_t>(std::max(0, m_nSampledTarget)) * 6); // pixel by pixel twice the target
-  sampler.VisitSamples([this](int r, int g, int b) {
-    m_samples.insert(m_samples.end(), {static_cast<uint8_t>(r), static_cast<uint8_t>(g), static_cast<uint8_t>(b)});
-  });
-  return true;
 }

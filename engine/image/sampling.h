@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "engine/hist/chist.h"
+#include "engine/image/area.h"
 #include "engine/image/block_means.h"
 #include "engine/image/pixels.h"
 
@@ -24,9 +24,9 @@ ScanRectangle ScanRectangleOf(const ZEP3_BmpInfo& image);
 
 class AreaSampler {
  public:
-  // `hist` holds the area's inside test and must outlive the sampler, as must the image. `target` is the number of
-  // samples aimed at: up to twice as many pixels are taken one by one.
-  AreaSampler(const CHIST& hist, const ZEP3_BmpInfo& image, int target);
+  // The image must outlive the sampler. `target` is the number of samples aimed at: up to twice as many pixels are
+  // taken one by one.
+  AreaSampler(const AreaShape& area, const ZEP3_BmpInfo& image, int target);
 
   // Whether every pixel of the scan rectangle has an address: pixels not null, lines that do not overlap, offsets
   // within the address space. An empty rectangle is readable.
@@ -43,7 +43,7 @@ class AreaSampler {
   const uint8_t* Pixel(int64_t x, int64_t y) const {
     return m_image.pBits + (y * m_image.lBytesPerLine + x * m_pixel.bytes);
   }
-  PixelSpan InnerSpan(int y) const { return m_hist.InnerSpan(y, m_columns); }
+  PixelSpan InnerSpan(int y) const { return m_area.InnerSpan(y, m_columns); }
 
   template <class Visit>
   int64_t VisitPixels(Visit visit) const {
@@ -101,7 +101,7 @@ class AreaSampler {
   // The number of starts begin, begin + step, ... that lie before end - step.
   static int64_t Steps(PixelSpan span, int64_t step) { return CeilDivide(span.end - step - span.begin, step); }
 
-  const CHIST& m_hist;
+  const AreaShape m_area;
   const ZEP3_BmpInfo& m_image;
   PixelLayout m_pixel;
   PixelSpan m_columns{0, 0}; // the scan rectangle

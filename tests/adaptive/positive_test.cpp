@@ -304,7 +304,7 @@ TEST(Positive, CurvesEndWhereTheScanDoes) {
 }
 
 TEST(Positive, WithoutBlocksThereIsNothingToSay) {
-  EXPECT_FALSE(PositiveEstimator(kPrintMaterial, kFadedHistory, 0.0).Estimate(BlockGrid()).usable);
+  EXPECT_FALSE(PositiveEstimator(positive::kPrintMaterial, positive::kFadedHistory, 0.0).Estimate(BlockGrid()).usable);
 }
 
 TEST(Positive, LowerLevelsMoveLess) {

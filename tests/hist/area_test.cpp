@@ -134,15 +134,15 @@ TEST(Area, SpansHoldExactlyTheInnerPixels) {
     const PixelSpan lines = {static_cast<int>(corner.y) - upTo(30), static_cast<int>(corner.y) + 15};
     int64_t count = 0;
     for (int y = lines.begin; y < lines.end; y++) {
-      const PixelSpan span = hist.InnerSpan(y, columns);
+      const PixelSpan span = hist.Area().InnerSpan(y, columns);
       for (int x = columns.begin; x < columns.end; x++) {
         const bool inner = hist.IsInnerPoint(x, y);
         ASSERT_EQ(inner, span.begin <= x && x < span.end) << n << " " << x << "," << y;
         count += inner;
       }
     }
-    ASSERT_EQ(hist.InnerCount(columns, lines), count) << n;
-    ASSERT_EQ(hist.InnerCount({columns.begin, columns.begin}, lines), 0);
+    ASSERT_EQ(hist.Area().InnerCount(columns, lines), count) << n;
+    ASSERT_EQ(hist.Area().InnerCount({columns.begin, columns.begin}, lines), 0);
   }
 }
 

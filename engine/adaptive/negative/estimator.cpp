@@ -3,219 +3,12 @@
 #include <algorithm>
 #include <cmath>
 
+#include "engine/adaptive/negative/tuning.h"
 #include "engine/adaptive/order_statistics.h"
 #include "engine/common/scale.h"
+#include "engine/film/exposure_curve.h"
 
-// Exposures and densities are log10 of light; shares and percentages of the picture's blocks.
-struct NegativeTuning {
-  // ---- base ----
-  double baseRange;  // density: blacks of a scene lie no farther above a clear border that is the film's base
-  double baseExcess; // level of the base over the lightest blocks', where no border tells it
-
-  // ---- film ----
-  FilmTraits film;
-  WhiteTrust trust; // colour alone
-
-  // ---- votes of near-neutrals on the slopes, colour alone ----
-  double voteReach; // largest change of a slope, natural logarithm
-  double voteUsual; // standard deviation of a slope's change, natural logarithm
-
-  // ---- print ----
-  double whitePercent; // percentile of the picture that prints as ...
-  double white;        // ... this exposure, relative to paper white
-  double whiteUsual;   // exposure of the whites on a usual film ...
-  double whitePull;    // ... and the share of the distance to it by which a print is darkened (thin film) or lightened
-  double rangeUsual;   // exposure range of a usual picture ...
-  double rangeShare;   // ... and how far an unusual one is put down to the film
-  double contrastMax;
-};
-
-namespace {
-
-// Sound film: means of published characteristic curves, which lie between 0.55 and 0.69 (toes 0.12 to 0.27). The
-// balance is that of daylight film in daylight.
-constexpr NegativeTuning kColour = {
-    .baseRange = 1.3,
-    .baseExcess = 1.01,
-    .film = {.slope = {0.58, 0.59, 0.645}, .toe = 0.22},
-    .trust = {.balance = {-0.03, 0.0, 0.03},
-              .scatter = 0.35,
-              .redFree = 0.25,
-              .shade = 0.15,
-              .lamp = 0.42,
-              .slopeShare = 0.6,
-              .slopeLimit = 0.15,
-              .slopeSure = 0.0},
-    .voteReach = 0.12,
-    .voteUsual = 0.06,
-    .whitePercent = 99.7,
-    .white = -0.009, // light 0.98
-    .whiteUsual = 0.0,
-    .whitePull = 0.0,
-    .rangeUsual = 1.85,
-    .rangeShare = 0.45,
-    .contrastMax = 1.4,
-};
-
-// An unequal density of the whites is lost dye rather than light, also where one colour dominates, and the less density
-// is left, the less of the contrast comes back. Red goes first, blue last.
-constexpr NegativeTuning kFadedColour = {
-    .baseRange = 1.3,
-    .baseExcess = 1.03,
-    .film = {.slope = {0.50, 0.59, 0.72}, .toe = 0.21},
-    .trust = {.balance = {-0.03, 0.0, 0.03},
-              .scatter = 0.6,
-              .redFree = 0.25,
-              .shade = 0.15,
-              .lamp = 0.2,
-              .slopeShare = 1.1,
-              .slopeLimit = 0.45,
-              .slopeSure = 0.6},
-    .voteReach = 0.18,
-    .voteUsual = 0.1,
-    .whitePercent = 99.7,
-    .white = -0.02, // light 0.95
-    .whiteUsual = 1.6,
-    .whitePull = 0.1,
-    .rangeUsual = 2.1,
-    .rangeShare = 0.65,
-    .contrastMax = 2.0,
-};
-
-// Without a border nobody knows whether the scene's black lies on the base: 0.04 density is the middle between thin
-// film and dense.
-constexpr NegativeTuning kMonochrome = {
-    .baseRange = 0.45,
-    .baseExcess = 1.05,
-    .film = {.slope = {0.57, 0.57, 0.57}, .toe = 0.22},
-    .trust = {},
-    .voteReach = 0.0,
-    .voteUsual = 0.0,
-    .whitePercent = 99.8,
-    .white = -0.036, // light 0.92
-    .whiteUsual = 0.0,
-    .whitePull = 0.0,
-    .rangeUsual = 1.95,
-    .rangeShare = 0.5,
-    .contrastMax = 1.4,
-};
-
-constexpr NegativeTuning kFadedMonochrome = {
-    .baseRange = 0.45,
-    .baseExcess = 1.05,
-    .film = {.slope = {0.46, 0.46, 0.46}, .toe = 0.18},
-    .trust = {},
-    .voteReach = 0.0,
-    .voteUsual = 0.0,
-    .whitePercent = 99.8,
-    .white = -0.036,
-    .whiteUsual = 0.0,
-    .whitePull = 0.0,
-    .rangeUsual = 1.95,
-    .rangeShare = 0.8,
-    .contrastMax = 2.0,
-};
-
-const NegativeTuning& TuningFor(bool colour, bool faded) {
-  if (colour) return faded ? kFadedColour : kColour;
-  return faded ? kFadedMonochrome : kMonochrome;
-}
-
-// What is too little to decide from.
-constexpr size_t kLeastBlocks = 100;
-constexpr double kLeastRange = 0.1;  // exposure
-constexpr double kLeastLight = 24.0; // level of the lightest blocks
-
-// Levels below it are the scanner's noise.
-constexpr double kLeastLevel = 0.3;
-// Levels of the base: a scene without a black may lie 10 % below it, and so beyond the scale.
-constexpr double kBaseMin = 2.0;
-constexpr double kBaseMax = 280.5;
-// The lightest blocks, and what they may lie above a clear border.
-constexpr double kTopPercent = 99.9;
-constexpr double kTopAbove = 0.03; // density
-
-constexpr double kWhiteShare = 0.02; // the densest blocks, of which the colour is most often neutral
-constexpr double kWhiteDensityMin = 0.05;
-
-// Votes.
-constexpr size_t kVoters = 1000;
-constexpr double kVoteExposure = 0.15; // density over slope; blocks on the film's toe do not vote
-constexpr double kVoteWidth = 0.04;    // exposure from the gray axis at which a vote counts half
-constexpr int kVoteSteps = 6;          // to either side
-constexpr int kVoteRounds = 3;         // red and blue in turn
-
-// Monochrome: how far a channel's contrast may lie from the common one, and the sum of squared densities of a picture
-// that has none.
-constexpr double kContrastRatioMax = 3.0;
-constexpr double kLeastSquares = 1e-9;
-
-// Print.
-constexpr double kBlackPercent = 0.5;
-constexpr double kContrastMin = 0.7;
-// How far whites may lie from usual ones to count: about three stops.
-constexpr double kWhiteReach = 1.0;
-// Mean exposures, relative to the whites, of pictures that are left as they are; half of what lies outside is taken
-// back, up to a stop.
-constexpr double kMeanDark = -1.1;
-constexpr double kMeanLight = -0.2;
-constexpr double kMeanShare = 0.5;
-constexpr double kLiftMax = 0.3;
-// A camera's flare lifts the blacks: so much of the darkest parts' light, and of white at most.
-constexpr double kFlareShare = 0.6;
-constexpr double kFlareMax = 0.008;
-
-// Share of the picture that a print between black and white counts for at least: a patch of white that is too small to
-// weigh in the fit must still come out white.
-constexpr double kEven = 0.003;
-
-constexpr double kUsualVotes = 0.5; // share of votes from which the gray axis is sure
-
-// Reasons.
-constexpr double kBelieved = 0.5;
-constexpr double kIncandescent = 0.25;
-constexpr double kFlatRange = 1.4;
-constexpr double kLifted = 0.05;
-constexpr double kUnevenSlope = 1.25;
-
-// A function at equal steps from 0, linear in between.
-template <int kIntervals>
-class Sampled {
- public:
-  template <class Function>
-  Sampled(double end, Function function) : m_perStep(kIntervals / end) {
-    for (int i = 0; i <= kIntervals; i++) m_value[i] = function(i / m_perStep);
-    m_value[kIntervals + 1] = m_value[kIntervals];
-  }
-  // 0 <= x <= end
-  double operator()(double x) const {
-    const double place = x * m_perStep;
-    const int below = static_cast<int>(place);
-    return m_value[below] + (m_value[below + 1] - m_value[below]) * (place - below);
-  }
-
- private:
-  double m_perStep;
-  double m_value[kIntervals + 2];
-};
-
-} // namespace
-
-// FilmExposure from a table: a logarithm and an exponential each would take half of the time of an analysis.
-class NegativeEstimator::ExposureCurve {
- public:
-  explicit ExposureCurve(double toe)
-      : m_sampled(kStraight, [toe](double density) { return FilmExposure(density, 1.0, toe); }) {}
-  // `perSlope`: one over the slope.
-  double operator()(double density, double perSlope) const {
-    const double straight = AtLeast(kLeastDensity, density) * perSlope;
-    return straight < kStraight ? m_sampled(straight) : straight;
-  }
-
- private:
-  static constexpr double kStraight = 5.0; // from here on the toe adds nothing
-  Sampled<2000> m_sampled;
-};
+using namespace negative;
 
 NegativeEstimator::NegativeEstimator(const BlockGrid& grid, bool colour, bool faded)
     : m_grid(grid),
@@ -272,11 +65,18 @@ bool NegativeEstimator::MeasureBase() {
   return Largest(top) >= std::log10(kLeastLight);
 }
 
+FilmSeen NegativeEstimator::SeenWith(const double (&white)[3]) const {
+  FilmSeen seen;
+  std::copy_n(m_base, 3, seen.base);
+  std::copy_n(white, 3, seen.white);
+  return seen;
+}
+
 void NegativeEstimator::JudgeColour(const double (&contrast)[3], const ExposureCurve& exposure) {
   for (int c = 0; c < 3; c++) m_traits.slope[c] *= contrast[c];
   double white[3];
   FindWhites(white);
-  m_film = JudgeColourFilm(m_base, white, m_traits, m_tuning.trust);
+  m_film = JudgeColourFilm(SeenWith(white), m_traits, m_tuning.trust);
   m_seen.dNeutral = m_film.belief;
   double first[3];
   for (int c = 0; c < 3; c++) first[c] = FilmExposure(white[c], m_traits.slope[c], m_traits.toe);
@@ -399,7 +199,7 @@ void NegativeEstimator::JudgeMonochrome(const ExposureCurve& exposure) {
     m_seen.dStain[c] = products[c] / squares;
   }
   m_seen.dNeutral = 1.0;
-  m_film = JudgeMonochromeFilm(m_base, products, m_traits);
+  m_film = JudgeMonochromeFilm(SeenWith(products), m_traits);
 
   const double perSlope = 1.0 / m_traits.slope[0];
   double share[3];

@@ -8,8 +8,10 @@
 #include "engine/adaptive/block_grid.h"
 #include "engine/adaptive/frame/negative_frame.h"
 #include "engine/film/film.h"
+#include "engine/film/print.h"
 #include "engine/zep3.h"
 
+class ExposureCurve;
 struct NegativeTuning;
 
 class NegativeEstimator {
@@ -31,10 +33,9 @@ class NegativeEstimator {
   void Report(ZEP3_EVIDENCE& evidence) const;
 
  private:
-  class ExposureCurve;
-
   void ReadLogLevels();
   bool MeasureBase();
+  FilmSeen SeenWith(const double (&white)[3]) const;
   void JudgeColour(const double (&contrast)[3], const ExposureCurve& exposure);
   void FindWhites(double (&white)[3]) const;
   void RefineSlopes(const double (&white)[3], const ExposureCurve& exposure);

@@ -2,86 +2,15 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 #include <span>
 
-#include "engine/adaptive/frame/peel.h"
+#include "engine/adaptive/frame/positive_frame.h"
 #include "engine/adaptive/order_statistics.h"
 #include "engine/common/scale.h"
 
+using namespace positive;
+
 namespace {
-
-// ---- blocks ----
-
-constexpr double kLeastLevel = 0.7;     // darker ones count as this: below is the scanner's noise
-constexpr size_t kFewestBlocks = 500;   // that decide anything
-constexpr double kLeastContrast = 0.1;  // density range that one channel must have
-constexpr double kLeastRange = 0.05;    // by which a channel is scaled at most for the first anchors
-constexpr double kEndPercent = 0.1;     // of the blocks beyond a channel's ends: dust
-constexpr double kAnchorShare = 0.0015; // of the blocks make a joint end ...
-constexpr double kAnchorBlocks = 4.0;   // ... and so many at least
-constexpr double kPileFrom = 0.95;      // of the way from white to black a block is at the black
-
-// ---- frame ----
-
-constexpr double kFrameMost = 0.15;    // share of a side's extent that is taken off at most
-constexpr double kFrameLine = 0.6;     // share of a line that lies outside for it to go
-constexpr double kFrameDarker = 0.12;  // density by which a mount is darker than the picture's darkest
-constexpr double kFrameLighter = 0.7;  // share of the base's density below which there is no original
-constexpr double kFrameInner = 0.2;    // what is left out on each side to find the picture's darkest
-constexpr double kFrameDarkest = 99.0; // percent
-
-// ---- whites ----
-
-// Three pictures in four hold a white of their material, the others end at up to 0.3 below it.
-constexpr double kWhiteShare = 0.75;
-constexpr double kWhiteNear = 0.03;
-constexpr double kWhiteFar = 0.2;
-constexpr double kWhiteTint = 0.04; // usual tint
-constexpr double kClip = 0.015;     // how far something may lie beyond white, or below the base
-
-// ---- blacks ----
-
-constexpr double kBlackTintCost = 0.9;  // nats
-constexpr double kFlatShare = 0.1;      // scenes without a black ...
-constexpr double kFlatRange = 1.0;      // ... which end by so much before it
-constexpr double kPileLow = 0.015;      // share at the black up to which nothing piles up
-constexpr double kPileHigh = 0.03;      // and from which all of it does
-constexpr double kBeyondDensest = 0.04; // how far something may lie beyond the densest
-constexpr double kBlackBeyond = 0.05;   // how far a black counts beyond it
-
-// ---- history ----
-
-// Yellow-brown stain: density by channel, relative to blue.
-constexpr double kStain[3] = {0.18, 0.42, 1.0};
-constexpr double kStainSd = 0.02; // of an offset from that line
-constexpr double kDyeGrowth = 0.03;
-constexpr double kShift = 0.15;   // usual common shift of exposure
-constexpr double kCast = 0.05;    // usual cast
-constexpr double kCastCost = 0.6; // nats
-
-// ---- search ----
-
-constexpr double kStartDyeLeast = 0.45;
-constexpr double kStartDyeMost = 0.95;
-constexpr double kFirstStep = 0.12;
-constexpr double kLastStep = 0.006;
-constexpr double kAlongDye = -0.6; // an offset and a share of dye that keep the blacks where they are
-
-// As a natural logarithm: half of log10's time.
-double DensityOf(double level) {
-  return 1.8 / std::numbers::ln10 * (std::log(255.0) - std::log(AtLeast(kLeastLevel, level)));
-}
-
-double Square(double v) { return v * v; }
-
-// Heavy-tailed cost of how far three channels lie apart.
-double TintCost(const double (&v)[3], double usual) {
-  const double mean = Mean(v);
-  double cost = 0.0;
-  for (const double channel : v) cost += std::log1p(Square((channel - mean) / usual));
-  return cost;
-}
 
 size_t AnchorBlocks(size_t blocks) {
   const double share = std::floor(kAnchorShare * static_cast<double>(blocks) + 0.5);
@@ -146,53 +75,6 @@ DensityModel Moved(const DensityModel& model, const Direction& direction, double
 
 } // namespace
 
-Frame PositiveEstimator::FindFrame(const BlockGrid& grid) const {
-  Frame frame = WholeGrid(grid);
-  double darkest[3];
-  const int rowsAside = ToInt32(kFrameInner * grid.rows);
-  const int columnsAside = ToInt32(kFrameInner * grid.columns);
-  const Frame middle = {rowsAside, grid.rows - rowsAside, columnsAside, grid.columns - columnsAside};
-  std::vector<double> inner;
-  inner.reserve(grid.Size());
-  for (int c = 0; c < 3; c++) {
-    inner.clear();
-    ForEachBlock(grid, middle, [&](size_t at) { inner.push_back(grid.level[c][at]); });
-    if (inner.empty()) return frame;
-    darkest[c] = LevelOfDensity(DensityOf(Percentile(inner, 100.0 - kFrameDarkest)) + kFrameDarker);
-  }
-  const double lightest = LevelOfDensity(kFrameLighter * m_material.base);
-
-  const auto isOutside = [&](size_t at) {
-    bool darker = true;
-    bool lighter = true;
-    for (int c = 0; c < 3; c++) {
-      // Where the picture holds the scanner's darkest, no mount can be told from it.
-      darker = darker && AtLeast(kLeastLevel, grid.level[c][at]) < darkest[c];
-      lighter = lighter && grid.level[c][at] > lightest;
-    }
-    return darker || lighter;
-  };
-  const auto isBorder = [&](const GridLine& line) {
-    int seen = 0;
-    int outside = 0;
-    for (int i = 0; i < line.count; i++) {
-      const size_t at = line.At(i);
-      if (!grid.inside[at]) continue;
-      seen++;
-      outside += isOutside(at);
-    }
-    return outside > kFrameLine * seen;
-  };
-  for (const Side side : kSides) {
-    const int most = ToInt32(kFrameMost * LinesAcross(WholeGrid(grid), side));
-    // One line more: its blocks show both.
-    if (PeelSide(grid, frame, side, most, isBorder) > 0) DropLine(frame, side);
-  }
-  return frame;
-}
-
-double DensityModel::Dye(int c) const { return std::exp(logDye[c]); }
-
 Anchors PositiveEstimator::FindAnchors(const std::vector<double> (&density)[3], const DensityModel& model) const {
   Anchors anchors;
   const size_t blocks = density[0].size();
@@ -224,92 +106,15 @@ Anchors PositiveEstimator::FindAnchors(const std::vector<double> (&density)[3], 
   return anchors;
 }
 
-double PositiveEstimator::WhiteCost(const DensityModel& model, const Anchors& anchors) const {
-  double white[3];
-  double beyond = 0.0;
-  for (int c = 0; c < 3; c++) {
-    white[c] = model.Undo(c, anchors.white[c]);
-    beyond += Square(std::min(0.0, model.Undo(c, anchors.lightest[c])) / kClip);
-  }
-  const double mean = Mean(white);
-  const double level = mean < 0.0
-                           ? Square(mean / kClip) / 2.0
-                           : -std::log(kWhiteShare * std::exp(-mean / kWhiteNear) +
-                                       (1.0 - kWhiteShare) * kWhiteNear / kWhiteFar * std::exp(-mean / kWhiteFar));
-  return level + m_history.whiteTintCost * TintCost(white, kWhiteTint) + beyond / 2.0;
-}
-
-double PositiveEstimator::BlackCost(const DensityModel& model, const Anchors& anchors) const {
-  double black[3];
-  double beyond = 0.0;
-  for (int c = 0; c < 3; c++) {
-    black[c] = model.Undo(c, anchors.black[c]);
-    const double over = Square(std::max(0.0, model.Undo(c, anchors.darkest[c]) - m_material.densest) / kBeyondDensest);
-    // A scanner that takes its flare off, and a picture that never was on paper, go beyond the material; neither is
-    // much of a reason to change the picture.
-    black[c] = std::min(black[c], m_material.densest + kBlackBeyond);
-    beyond += m_history.beyondCost * std::log1p(over);
-  }
-  const double mean = Mean(black);
-  const double piled = Clamp((anchors.pile - kPileLow) / (kPileHigh - kPileLow), 0.0, 1.0);
-  const double usual = m_material.black + piled * (m_material.pileBlack - m_material.black);
-  const double scatter = m_material.blackSd + piled * (m_material.pileSd - m_material.blackSd);
-  const double off = (usual - mean) / scatter;
-  const double level = off < 0.0 ? Square(off) / 2.0
-                                 : -std::log((1.0 - kFlatShare) * std::exp(-Square(off) / 2.0) +
-                                             kFlatShare * std::exp(-(usual - mean) / kFlatRange));
-  return level + std::log(scatter / m_material.blackSd) + kBlackTintCost * TintCost(black, m_material.blackTint) +
-         beyond;
-}
-
-double PositiveEstimator::FadingCost(const DensityModel& model) const {
-  double s[3];
-  double along = 0.0;
-  double length = 0.0;
-  for (int c = 0; c < 3; c++) {
-    s[c] = model.offset[c] - m_material.base;
-    along += s[c] * kStain[c];
-    length += kStain[c] * kStain[c];
-  }
-  along /= length;
-  double cost = along > 0.0 ? along / m_material.stain : Square(along / kClip) / 2.0;
-  for (int c = 0; c < 3; c++) {
-    cost += Square((s[c] - along * kStain[c]) / kStainSd) / 2.0;
-    cost += Square(std::min(0.0, s[c]) / kClip) / 2.0;
-    cost += Square(std::max(0.0, model.logDye[c]) / kDyeGrowth) / 2.0;
-  }
-  return cost;
-}
-
-double PositiveEstimator::ExposureCost(const DensityModel& model) const {
-  double s[3];
-  for (int c = 0; c < 3; c++) s[c] = model.offset[c] - m_material.base;
-  return std::fabs(Mean(s)) / kShift + kCastCost * TintCost(s, kCast);
-}
-
-double PositiveEstimator::HistoryCost(const DensityModel& model) const {
-  double cost = m_history.faded ? FadingCost(model) : ExposureCost(model);
-  cost += Square((Mean(model.logDye) - std::log(m_history.dye)) / m_history.dyeSd) / 2.0;
-  for (int c = 0; c < 3; c++) {
-    const double apart = (model.logDye[c] - model.logDye[(c + 1) % 3]) / m_history.dyeRatio;
-    cost += m_history.dyeRatioCost * std::sqrt(1.0 + apart * apart);
-  }
-  return cost;
-}
-
-double PositiveEstimator::Cost(const DensityModel& model, const Anchors& anchors) const {
-  return WhiteCost(model, anchors) + BlackCost(model, anchors) + HistoryCost(model);
-}
-
 DensityModel PositiveEstimator::Search(DensityModel model, const Anchors& anchors) const {
-  double cost = Cost(model, anchors);
+  double cost = m_costs.Total(model, anchors);
   const std::span<const Direction> directions =
       IsGray(anchors) ? std::span<const Direction>(kGrayDirections) : std::span<const Direction>(kDirections);
   const auto move = [&](double step) {
     for (const Direction& direction : directions) {
       for (const double signedStep : {step, -step}) {
         const DensityModel moved = Moved(model, direction, signedStep);
-        const double movedCost = Cost(moved, anchors);
+        const double movedCost = m_costs.Total(moved, anchors);
         if (!(movedCost < cost)) continue;
         model = moved;
         cost = movedCost;
@@ -355,18 +160,18 @@ std::array<DensityModel, 2> PositiveEstimator::StartsFrom(const Anchors& anchors
 DensityModel PositiveEstimator::BestModel(const std::array<DensityModel, 2>& starts, const Anchors& anchors) const {
   const DensityModel first = Search(starts[0], anchors);
   const DensityModel second = Search(starts[1], anchors);
-  return Cost(second, anchors) < Cost(first, anchors) ? second : first;
+  return m_costs.Total(second, anchors) < m_costs.Total(first, anchors) ? second : first;
 }
 
 PositiveEstimate PositiveEstimator::Estimate(const BlockGrid& grid) const {
   PositiveEstimate estimate;
-  const Frame frame = FindFrame(grid);
+  const Frame frame = FindPositiveFrame(grid, m_material);
   std::vector<double> density[3];
   for (std::vector<double>& channel : density) channel.reserve(grid.Size());
   estimate.picture.reserve(grid.Size());
   ForEachBlock(grid, frame, [&](size_t at) {
     estimate.picture.push_back(at);
-    for (int c = 0; c < 3; c++) density[c].push_back(DensityOf(grid.level[c][at]));
+    for (int c = 0; c < 3; c++) density[c].push_back(ScannedDensity(grid.level[c][at]));
   });
   if (estimate.picture.size() < kFewestBlocks) return estimate;
   const auto seen = std::count(grid.inside.begin(), grid.inside.end(), uint8_t{1});
@@ -404,11 +209,11 @@ PositiveEstimate PositiveEstimator::Estimate(const BlockGrid& grid) const {
 
   estimate.usable = true;
   estimate.anchors = anchors;
-  estimate.whiteCost = WhiteCost(found, anchors);
-  estimate.blackCost = BlackCost(found, anchors);
-  estimate.historyCost = HistoryCost(found);
+  estimate.whiteCost = m_costs.White(found, anchors);
+  estimate.blackCost = m_costs.Black(found, anchors);
+  estimate.historyCost = m_costs.History(found);
   const DensityModel untouched = Untouched(anchors);
-  estimate.gain = WhiteCost(untouched, anchors) + BlackCost(untouched, anchors) - estimate.whiteCost -
+  estimate.gain = m_costs.White(untouched, anchors) + m_costs.Black(untouched, anchors) - estimate.whiteCost -
                   estimate.blackCost - estimate.historyCost;
   estimate.trust = 1.0 / (1.0 + std::exp(m_history.prior + m_caution - estimate.gain));
   for (int c = 0; c < 3; c++) {

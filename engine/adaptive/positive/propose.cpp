@@ -5,27 +5,16 @@
 
 #include "engine/adaptive/positive/curve_points.h"
 #include "engine/adaptive/positive/estimator.h"
+#include "engine/adaptive/positive/tuning.h"
 #include "engine/calc/czep.h"
 #include "engine/calc/steps/correct_level.h"
 #include "engine/common/record.h"
 #include "engine/common/scale.h"
 #include "engine/hist/chist.h"
 
+using namespace positive;
+
 namespace {
-
-// ---- what is worth a word ----
-
-constexpr double kSound = 0.3;             // trust below which an original is left nearly as it is
-constexpr double kSure = 0.7;              // trust from which the proposal is followed
-constexpr double kNoWhite = 0.15;          // density of the whites from which they are none
-constexpr double kNoBlack[2] = {1.5, 1.7}; // density of the blacks below which they are none; print, slide
-constexpr double kTinted = 0.15;           // density between the channels of an end that is not neutral
-constexpr double kOneColour = 0.5;         // density by which the lightest of one channel is above another's
-constexpr double kFaded = 0.55;            // share of dye left
-constexpr double kStained = 0.08;          // density of the base in blue beyond that in red
-
-// Nats of what the ends cost that take confidence down by a factor e.
-constexpr double kDoubt = 3.0;
 
 // The light that a display shows for a linear level of its output: displays are sRGB, of which a gamma of 2.2 is the
 // usual approximation. From kShadowOut on, which lies above the straight beginning of sRGB (IEC 61966-2-1).
@@ -61,8 +50,8 @@ int64_t ReasonsOf(const PositiveEstimate& estimate, const ZEP3_POSITIVE_EVIDENCE
   int64_t reasons = 0;
   const auto note = [&](bool holds, int64_t reason) { reasons |= holds ? reason : 0; };
   note(estimate.trimmed > 0.0, ZEP3_REASON_BORDER_REMOVED);
-  note(e.dTrust < kSound, ZEP3_REASON_SOUND);
-  note(kSound <= e.dTrust && e.dTrust < kSure, ZEP3_REASON_UNCERTAIN);
+  note(e.dTrust < kIntact, ZEP3_REASON_SOUND);
+  note(kIntact <= e.dTrust && e.dTrust < kSure, ZEP3_REASON_UNCERTAIN);
   note(Mean(e.dJointWhite) > kNoWhite, ZEP3_REASON_NO_WHITE);
   note(Mean(e.dJointBlack) < kNoBlack[slide], ZEP3_REASON_NO_BLACK);
   note(e.dWhiteTint > kTinted, ZEP3_REASON_COLOURED_WHITE);
@@ -80,7 +69,7 @@ bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, bool usabl
   const bool slide = para.wDocType == ZEP3_DOC_POSITIVE;
   const bool faded = para.wSubMode == ZEP3_SUB_RESTORATION;
   const PositiveMaterial& material = slide ? kSlideMaterial : kPrintMaterial;
-  const PositiveHistory& history = faded ? kFadedHistory : kSoundHistory;
+  const PositiveHistory& history = faded ? kFadedHistory : kUnfadedHistory;
   // Lower levels ask for more evidence, higher ones for less.
   const double caution = 4.0 - Clamp(CorrectLevel(para), 0.0, 8.0);
   const BlockGrid grid = ReadBlockGrid(image, CHIST::kAreaMargin);
