@@ -40,7 +40,7 @@ add_library(zep3_program_parts STATIC
 )
 target_include_directories(zep3_program_parts PUBLIC tools/zep3 ${PROJECT_BINARY_DIR}/generated)
 target_link_libraries(zep3_program_parts
-  PUBLIC zep3_driver_parts PkgConfig::VIPS nlohmann_json::nlohmann_json
+  PUBLIC zep3::zep3 PkgConfig::VIPS nlohmann_json::nlohmann_json
   PRIVATE PkgConfig::TIFF PkgConfig::LCMS CLI11::CLI11
 )
 zep3_warnings(zep3_program_parts)

@@ -1,8 +1,10 @@
 // The table builder and the colour-matrix conversion.
 #include <algorithm>
 #include <memory>
+#include <vector>
 
 #include "engine/common/float_environment.h"
+#include "engine/finish/scan_levels.h"
 #include "engine/lut/clut.h"
 #include "engine/lut/sampler.h"
 #include "engine/zep3.h"
@@ -43,6 +45,24 @@ int MakeZEP3LUTAt(ZEP3_PARA* para, const double* pdColorMatrix, const double* le
   const auto sampler = std::make_unique<CurveSampler>(para, pdColorMatrix);
   for (int c = 0; c < 3; c++) {
     for (int64_t i = 0; i < count; i++) *display++ = sampler->At(c, std::clamp(levels[i], 0.0, 255.0));
+  }
+  return 1;
+} catch (...) {
+  return 0;
+}
+
+int MakeZEP3ScanLUT(ZEP3_PARA* para, const double* pdColorMatrix, int64_t lScanGamma, int64_t lEntries,
+                    uint16_t* table) try {
+  if (para == nullptr || table == nullptr || lScanGamma <= 0 || lEntries < 2 || lEntries > 65536) return 0;
+  const FloatEnvironment environment;
+  std::vector<double> levels(static_cast<size_t>(lEntries));
+  for (int64_t i = 0; i < lEntries; i++) levels[static_cast<size_t>(i)] = LevelOfValue(i, lEntries, lScanGamma);
+  const auto sampler = std::make_unique<CurveSampler>(para, pdColorMatrix);
+  for (int c = 0; c < 3; c++) {
+    for (const double level : levels) {
+      const double display = sampler->At(c, level);
+      *table++ = display > 0.0 ? static_cast<uint16_t>(std::min(257.0 * display + 0.5, 65535.0)) : uint16_t{0};
+    }
   }
   return 1;
 } catch (...) {

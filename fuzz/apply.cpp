@@ -14,11 +14,16 @@ void RunTarget(Input input) {
   if (bmp.lBitCount != 24 || !sized || given.MustBeRefused()) ZEP3_HOLDS(result == 0);
   HostileImage expected = given;
   if (result == 1 && given.HasPixels()) {
-    const bool padded = bmp.wPixelFormat == ZEP3_PIXEL_XRGB, rgb = padded || bmp.wPixelFormat == ZEP3_PIXEL_RGB;
+    // Samples of a pixel, and where red, green and blue stand; a gray one is green.
+    constexpr int kLayouts[][4] = {{3, 0, 1, 2}, {3, 2, 1, 0},   {4, 1, 2, 3},  {4, 0, 1, 2},
+                                   {4, 2, 1, 0}, {1, -1, 0, -1}, {2, -1, 0, -1}};
+    const auto& [samples, red, green, blue] = kLayouts[bmp.wPixelFormat < std::size(kLayouts) ? bmp.wPixelFormat : 1];
     for (int64_t y = 0; y < bmp.lHeight; y++) {
       for (int64_t x = 0; x < bmp.lWidth; x++) {
-        uint8_t* p = expected.bmp.pBits + y * bmp.lBytesPerLine + x * (padded ? 4 : 3) + padded;
-        for (int c = 0; c < 3; c++) p[c] = table[256 * (rgb ? c : 2 - c) + p[c]];
+        uint8_t* p = expected.bmp.pBits + y * bmp.lBytesPerLine + x * samples;
+        if (red >= 0) p[red] = table[p[red]];
+        p[green] = table[256 + p[green]];
+        if (blue >= 0) p[blue] = table[512 + p[blue]];
       }
     }
   }

@@ -111,8 +111,10 @@ class HostileImage {
     bmp.lWidth = input.OneIn(8) ? input.Field() : 1 + input.Below(250);
     bmp.lHeight = input.OneIn(8) ? input.Field() : 1 + input.Below(120);
     bmp.lBitCount = input.OneIn(16) ? input.Field() : 24;
-    bmp.wPixelFormat = input.OneIn(8) ? input.Take<uint16_t>() : static_cast<uint16_t>(input.Below(4));
-    m_bytes = bmp.wPixelFormat == ZEP3_PIXEL_XRGB ? 4 : 3;
+    bmp.wPixelFormat = input.OneIn(8) ? input.Take<uint16_t>() : static_cast<uint16_t>(input.Below(8));
+    // The analyses read formats that they do not know as B G R.
+    constexpr int kSamples[] = {3, 3, 4, 4, 4, 1, 2};
+    m_bytes = bmp.wPixelFormat < (wholeImage ? std::size(kSamples) : 3) ? kSamples[bmp.wPixelFormat] : 3;
     const uint64_t stride =
         static_cast<uint64_t>(bmp.lWidth) * static_cast<uint64_t>(m_bytes) + static_cast<uint64_t>(input.Below(8));
     bmp.lBytesPerLine = static_cast<int64_t>(input.OneIn(4) ? 0 - stride : stride);

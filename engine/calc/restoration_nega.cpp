@@ -1,5 +1,5 @@
 // Faded colour negative: each dye loses a share of what is there, so a channel's range and contrast shrink by one
-// factor; stain adds a density to all of it. Both go with the channel's own ends. Unlike for sound film the range
+// factor; stain adds a density to all of it. Both go with the channel's own ends. Unlike for unfaded film the range
 // checks are left out: a narrow channel is the damage to undo, and they would keep it. Proposes a saturation for
 // compressed ranges: a stretch of channels does not return the chroma in full, as the unwanted absorptions fade with
 // their dye. Outputs 200 and 10.

@@ -37,6 +37,15 @@ bool AreaShape::Check(const AREA& area) {
   return true;
 }
 
+AreaShape Unshrunk(const AREA& area) {
+  AreaShape shape;
+  shape.rect[0] = Low32(area.ptLeft.x);
+  shape.rect[1] = Low32(area.ptRight.x);
+  shape.rect[2] = Low32(area.ptTop.y);
+  shape.rect[3] = Low32(area.ptBottom.y);
+  return shape;
+}
+
 bool LineThrough(const LPOINT& a, const LPOINT& b, double& slope, double& intercept) {
   if (Low32(a.x) == Low32(b.x)) {
     slope = 0.0;

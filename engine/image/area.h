@@ -45,6 +45,9 @@ struct AreaShape {
   bool IsBeyondEdge(int edge, int x, int y) const;
 };
 
+// What a rectangle that is too small for its margin keeps: itself.
+AreaShape Unshrunk(const AREA& area);
+
 // The line through two points. Equal x (as 32 bits): slope and intercept 0, false.
 bool LineThrough(const LPOINT& a, const LPOINT& b, double& slope, double& intercept);
 

@@ -118,7 +118,7 @@ constexpr auto kOfFourBytes = Summers<4>(std::make_integer_sequence<int, kFewCol
 // rounds off from doing so: in double precision less than 2^-43, which a quarter is at 2^41 pixels; in single
 // precision, used up to 257 pixels, less than 2^-14 beside a quarter of 2^-10.
 BlockMeans::BlockMeans(const PixelLayout& pixel, int64_t lines, int64_t columns, int64_t blocks)
-    : m_bytes(pixel.bytes),
+    : m_bytes(pixel.samples),
       m_lines(lines),
       m_columns(columns),
       m_linesAtOnce(std::min(lines, kBytesAtOnce)),

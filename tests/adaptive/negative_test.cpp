@@ -71,7 +71,7 @@ struct Print {
   }
   int At(int level, int c) const { return table[static_cast<size_t>(256 * c + level)]; }
   int At(const ScannedFilm& film, double logLight, int c) const { return At(film.Level(logLight, c), c); }
-  const ZEP3_NEGATIVE_EVIDENCE& Seen() const { return evidence.negative; }
+  NegativeEvidence Seen() const { return ::Seen(evidence).negative; }
   bool Says(int64_t reason) const { return (evidence.lReasons & reason) != 0; }
 };
 
@@ -125,7 +125,7 @@ TEST(AdaptiveNegative, GrayPrintsGrayWithTheSceneTones) {
     if (test.type == 3) std::fill_n(film.light, 3, 0.0);
     test.change(film);
     const Print print(*Scan(film, {}, Wedge).image, test.type, test.subMode);
-    EXPECT_EQ(print.evidence.lAnalysis, ZEP3_ANALYSIS_NEGATIVE);
+    EXPECT_EQ(print.evidence.lAnalysis, test.type == 0 ? ZEP3_ANALYSIS_NEGATIVE : ZEP3_ANALYSIS_NEGATIVE_BW);
     EXPECT_EQ(print.evidence.lReasons, test.reasons);
     const Cast cast = CastOf(print, film);
     EXPECT_LE(cast.largest, test.largest);
@@ -157,27 +157,27 @@ TEST(AdaptiveNegative, FindsTheFrame) {
   for (const int type : {0, 3}) {
     const Scanned plain = Scan(film, {}, scene);
     const Print bare(*plain.image, type);
-    EXPECT_EQ(bare.evidence.dTrimmed, 0.0);
-    EXPECT_EQ(bare.Seen().dHolder, 0.0);
-    EXPECT_EQ(bare.Seen().dBorder, 0.0);
-    EXPECT_EQ(bare.Seen().dBaseMeasured, 0.0);
+    EXPECT_EQ(Seen(bare.evidence).trimmed, 0.0);
+    EXPECT_EQ(bare.Seen().holder, 0.0);
+    EXPECT_EQ(bare.Seen().border, 0.0);
+    EXPECT_EQ(bare.Seen().baseMeasured, 0.0);
     EXPECT_FALSE(bare.Says(ZEP3_REASON_BORDER_REMOVED));
     for (const auto& test : cases) {
       SCOPED_TRACE(test.name);
       const Scanned scan = Scan(film, test.mount, scene);
       const Print print(*scan.image, type);
-      EXPECT_EQ(print.Seen().dHolder, test.holder);
-      EXPECT_EQ(print.Seen().dBorder, test.border);
-      EXPECT_EQ(print.Seen().dBaseMeasured, test.border);
+      EXPECT_EQ(print.Seen().holder, test.holder);
+      EXPECT_EQ(print.Seen().border, test.border);
+      EXPECT_EQ(print.Seen().baseMeasured, test.border);
       EXPECT_EQ(print.Says(ZEP3_REASON_MEASURED_BASE), test.border == 1);
       EXPECT_TRUE(print.Says(ZEP3_REASON_BORDER_REMOVED));
       EXPECT_EQ(print.saturation, 0);
       // At every side a line of blocks (2 pixels) may be half border, and one further is taken off after each round.
-      EXPECT_GE(print.evidence.dTrimmed, scan.around - 0.01);
-      EXPECT_LE(print.evidence.dTrimmed, scan.around + 0.10);
+      EXPECT_GE(Seen(print.evidence).trimmed, scan.around - 0.01);
+      EXPECT_LE(Seen(print.evidence).trimmed, scan.around + 0.10);
       for (int c = 0; c < 3; c++) {
         if (test.border == 1) {
-          EXPECT_NEAR(print.Seen().dBase[c], film.base[c], 1.0);
+          EXPECT_NEAR(print.Seen().base[c], film.base[c], 1.0);
         }
         for (int i = film.Level(0.0, c); i <= film.Level(-kRange, c); i++) {
           EXPECT_NEAR(print.At(i, c), bare.At(i, c), 14) << i;
@@ -208,8 +208,8 @@ TEST(AdaptiveNegative, DoubtsABorder) {
   }
   for (const Scanned* scan : {&open, &hole}) {
     const Print print(*scan->image, 3);
-    EXPECT_EQ(print.Seen().dBorder, 1.0);
-    EXPECT_EQ(print.Seen().dBaseMeasured, 0.0);
+    EXPECT_EQ(print.Seen().border, 1.0);
+    EXPECT_EQ(print.Seen().baseMeasured, 0.0);
   }
 }
 
@@ -219,7 +219,7 @@ TEST(AdaptiveNegative, LeavesOutWhatReachesIn) {
   const Print bare(*Scan(film, {}, Wedge).image, 3);
   const Print tilted(*Scan(film, {.tilt = 0.1}, Wedge).image, 3);
   // A triangle of 24 lines at the far end: 7.5 %.
-  EXPECT_NEAR(tilted.evidence.dTrimmed, 0.075, 0.045);
+  EXPECT_NEAR(Seen(tilted.evidence).trimmed, 0.075, 0.045);
   for (int i = film.Level(0.0, 1); i <= film.Level(-kRange, 1); i++) EXPECT_NEAR(tilted.At(i, 1), bare.At(i, 1), 6);
 }
 
@@ -236,12 +236,12 @@ TEST(AdaptiveNegative, OneColourStaysWhatItIs) {
   };
   for (const int subMode : {0, 2}) {
     const Print alone(*Scan(film, {.border = 0.05}, red).image, 0, subMode);
-    EXPECT_LT(alone.Seen().dNeutral, subMode == 0 ? 0.2 : 0.4);
+    EXPECT_LT(alone.Seen().neutral, subMode == 0 ? 0.2 : 0.4);
     EXPECT_TRUE(alone.Says(ZEP3_REASON_ONE_COLOUR));
     EXPECT_GT(alone.At(film, -0.25, 0), 60 + alone.At(film, -1.1, 1));
 
     const Print with(*Scan(film, {.border = 0.05}, patches).image, 0, subMode);
-    EXPECT_GT(with.Seen().dNeutral, 0.9);
+    EXPECT_GT(with.Seen().neutral, 0.9);
     EXPECT_FALSE(with.Says(ZEP3_REASON_ONE_COLOUR));
     for (const double patch : {0.0, -2.0}) {
       for (const int c : {0, 2}) EXPECT_NEAR(with.At(film, patch, c), with.At(film, patch, 1), 12);
@@ -257,10 +257,10 @@ TEST(AdaptiveNegative, UnusualPictures) {
   // A few lights in the dark, and a post in the snow.
   const auto few = [](double x) { return x * 7 - std::floor(x * 7) < 0.04; };
   const Print night = print([&](double x, double y, int) { return few(x) ? 0.0 : -1.7 + 0.3 * std::sin(60 * y); });
-  EXPECT_GT(night.Seen().dLift, 0.05);
+  EXPECT_GT(night.Seen().lift, 0.05);
   EXPECT_TRUE(night.Says(ZEP3_REASON_BRIGHTNESS));
   const Print snow = print([](double x, double, int) { return std::fabs(x - 0.5) < 0.01 ? -1.7 : 0.0; });
-  EXPECT_LT(snow.Seen().dLift, -0.05);
+  EXPECT_LT(snow.Seen().lift, -0.05);
   EXPECT_TRUE(snow.Says(ZEP3_REASON_BRIGHTNESS));
   // Hardly above the base, without a gray to vote: still gray.
   ScannedFilm thin;
@@ -268,7 +268,7 @@ TEST(AdaptiveNegative, UnusualPictures) {
   const Print faint(*Scan(thin, {}, Wedge).image, 0);
   EXPECT_EQ(faint.evidence.lAnalysis, ZEP3_ANALYSIS_NEGATIVE);
   EXPECT_TRUE(faint.Says(ZEP3_REASON_FLAT));
-  EXPECT_EQ(faint.Seen().dVotes, 0.0);
+  EXPECT_EQ(faint.Seen().votes, 0.0);
 }
 
 TEST(AdaptiveNegative, FollowsMatrixAndLevel) {
@@ -279,7 +279,7 @@ TEST(AdaptiveNegative, FollowsMatrixAndLevel) {
   double twice[9] = {2 * 0.807, 0, 0, 0, 2 * 0.97, 0, 0, 0, 2 * 1.009};
   EXPECT_EQ(Print(*scan.image, 0, 0, 4, twice).r.Points(), own.r.Points());
   double flatBlue[9] = {0.807, 0, 0, 0, 0.97, 0, 0, 0, 0.01};
-  EXPECT_LT(Print(*scan.image, 0, 0, 4, flatBlue).Seen().dSlope[2], 0.7 * own.Seen().dSlope[2]);
+  EXPECT_LT(Print(*scan.image, 0, 0, 4, flatBlue).Seen().slope[2], 0.7 * own.Seen().slope[2]);
   // Faded film has no use for it.
   EXPECT_EQ(Print(*scan.image, 0, 2, 4, flatBlue).r.Points(), Print(*scan.image, 0, 2).r.Points());
   // Without one levels must be unusable for ZEP3 to get so far.
@@ -287,15 +287,15 @@ TEST(AdaptiveNegative, FollowsMatrixAndLevel) {
   EXPECT_EQ(Print(*held.image, 0, 0, 4, nullptr).r.Points(), Print(*held.image, 0).r.Points());
 
   for (const int type : {0, 3}) {
-    const double power = Print(*scan.image, type).Seen().dPower;
+    const double power = Print(*scan.image, type).Seen().power;
     for (const int64_t level : {INT64_MIN, int64_t{0}, int64_t{3}, int64_t{9}, INT64_MAX}) {
       const double below = level < 0 ? 4.0 : level > 4 ? 0.0 : 4.0 - double(level);
-      EXPECT_NEAR(Print(*scan.image, type, 0, level).Seen().dPower, power * (1.0 - 0.03 * below), 1e-12);
+      EXPECT_NEAR(Print(*scan.image, type, 0, level).Seen().power, power * (1.0 - 0.03 * below), 1e-12);
     }
   }
 }
 
-// The print is the scene's at level 4, of sound monochrome film too, for which the standard curve starts at level 2.
+// The print is the scene's at level 4, of unfaded monochrome film too, for which the standard curve starts at level 2.
 TEST(AdaptiveNegative, AMasterCurveAddsToThePrintAboveLevelFour) {
   const Scanned scan = Scan(ScannedFilm(), {}, Wedge);
   for (const int type : {0, 3}) {
@@ -334,7 +334,7 @@ TEST(AdaptiveNegative, SameEitherWayRound) {
     for (const auto& turned : {print(1, 0), print(0, 1)}) {
       // Other blocks vote.
       for (int i = 0; i < 768; i++) EXPECT_NEAR(turned->At(i % 256, i / 256), straight->At(i % 256, i / 256), 2);
-      EXPECT_NEAR(turned->Seen().dRange, straight->Seen().dRange, 0.01);
+      EXPECT_NEAR(turned->Seen().range, straight->Seen().range, 0.01);
     }
   }
 }
@@ -371,16 +371,17 @@ TEST(AdaptiveNegative, NoNegatives) {
         const Print print(image, type, subMode);
         const int64_t reason = type == 0 ? test.colour : test.monochrome;
         if (reason == 0) {
-          EXPECT_EQ(print.evidence.lAnalysis, ZEP3_ANALYSIS_NEGATIVE);
-          const ZEP3_NEGATIVE_EVIDENCE& seen = print.Seen();
-          for (const double share : {seen.dNeutral, seen.dVotes, print.evidence.dConfidence, print.evidence.dTrimmed}) {
+          EXPECT_EQ(print.evidence.lAnalysis, type == 0 ? ZEP3_ANALYSIS_NEGATIVE : ZEP3_ANALYSIS_NEGATIVE_BW);
+          const NegativeEvidence seen = print.Seen();
+          for (const double share :
+               {seen.neutral, seen.votes, print.evidence.dConfidence, Seen(print.evidence).trimmed}) {
             EXPECT_TRUE(0.0 <= share && share <= 1.0);
           }
-          EXPECT_TRUE(0.6 <= seen.dPower && seen.dPower <= 2.0);
-          EXPECT_TRUE(seen.dRange >= 0.1 && std::isfinite(seen.dRange));
+          EXPECT_TRUE(0.6 <= seen.power && seen.power <= 2.0);
+          EXPECT_TRUE(seen.range >= 0.1 && std::isfinite(seen.range));
           for (int c = 0; c < 3; c++) {
-            EXPECT_TRUE(2.0 <= seen.dBase[c] && seen.dBase[c] <= 280.5);
-            EXPECT_TRUE(0.1 <= seen.dSlope[c] && seen.dSlope[c] <= 2.0);
+            EXPECT_TRUE(2.0 <= seen.base[c] && seen.base[c] <= 280.5);
+            EXPECT_TRUE(0.1 <= seen.slope[c] && seen.slope[c] <= 2.0);
             EXPECT_TRUE(std::is_sorted(print.table.rbegin() + 256 * c, print.table.rbegin() + 256 * (c + 1)));
           }
           continue;
@@ -388,7 +389,7 @@ TEST(AdaptiveNegative, NoNegatives) {
         // What ZEP3 says, and nothing but the reason.
         EXPECT_EQ(print.evidence.lReasons, reason);
         EXPECT_EQ(print.evidence.lAnalysis, ZEP3_ANALYSIS_STANDARD);
-        EXPECT_EQ(print.Seen().dBase[0], 0.0);
+        EXPECT_EQ(print.Seen().base[0], 0.0);
         EXPECT_EQ(print.evidence.dConfidence, 0.0);
         Record standard(type, subMode);
         standard.para.lCorrectLevel = 4;
@@ -413,7 +414,7 @@ TEST(AdaptiveNegative, ATurnedAreaCountsAlone) {
   image.SetArea({8, 100}, {100, 8}, {192, 100}, {100, 192});
   const Print print(image, 0);
   EXPECT_EQ(print.evidence.lAnalysis, ZEP3_ANALYSIS_NEGATIVE);
-  EXPECT_LT(print.evidence.dTrimmed, 0.05); // the tips, which are short lines of one gray
+  EXPECT_LT(Seen(print.evidence).trimmed, 0.05); // the tips, which are short lines of one gray
   EXPECT_LE(CastOf(print, film).largest, 12);
 }
 

@@ -1,5 +1,5 @@
 // Prints and slides through the adaptive analysis. Scans are computed from densities: D = offset + dye * d, d the
-// density of the sound original.
+// density of the unfaded original.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -23,7 +23,7 @@ constexpr Fading kSoundPrint = {{0.04, 0.04, 0.04}, {1, 1, 1}};
 
 int Level(double density) { return static_cast<int>(std::lround(255 * std::pow(10.0, -density / 1.8))); }
 
-// density(x, y, channel) of the sound original, scanned after what happened to it.
+// density(x, y, channel) of the unfaded original, scanned after what happened to it.
 using Densities = std::function<double(int, int, int)>;
 std::unique_ptr<Image> Scan(int width, int height, const Densities& density, const Fading& fading) {
   auto image = std::make_unique<Image>(width, height);
@@ -34,7 +34,8 @@ std::unique_ptr<Image> Scan(int width, int height, const Densities& density, con
 // So few pixels that each is a block.
 constexpr int kWidth = 200, kHeight = 150;
 
-// What is dark in a sound picture; a twentieth of a ramp is as dark as its end, so that this is the material's darkest.
+// What is dark in an unfaded picture; a twentieth of a ramp is as dark as its end, so that this is the material's
+// darkest.
 constexpr double kPrintBlack = 2.15, kSlideBlack = 2.95;
 
 // Every gray from white to black alike often, in columns that lie anywhere: a ramp's dark end would be a mount.
@@ -91,12 +92,12 @@ TEST(Positive, FindsWhatHappenedToAGrayRamp) {
     const auto image = Scan(kWidth, kHeight, Ramp(row.black), row.fading);
     const Result result(row.type, ZEP3_SUB_RESTORATION, *image);
     EXPECT_EQ(result.evidence.lAnalysis, ZEP3_ANALYSIS_POSITIVE);
-    EXPECT_GT(result.evidence.positive.dTrust, 0.95);
+    EXPECT_GT(Seen(result.evidence).positive.trust, 0.95);
     EXPECT_EQ(result.Has(ZEP3_REASON_STRONG_FADING), row.fading.dye[0] < 0.55);
     EXPECT_GT(result.record.para.lSaturation, 0);
     for (int c = 0; c < 3; c++) {
-      EXPECT_NEAR(result.evidence.positive.dOffset[c], row.fading.offset[c], 0.02) << c;
-      EXPECT_NEAR(result.evidence.positive.dDyeLeft[c], row.fading.dye[c], 0.03) << c;
+      EXPECT_NEAR(Seen(result.evidence).positive.offset[c], row.fading.offset[c], 0.02) << c;
+      EXPECT_NEAR(Seen(result.evidence).positive.dyeLeft[c], row.fading.dye[c], 0.03) << c;
     }
     // And shows it as it was: gray, and as light.
     for (const double d : {0.1, 0.3, 0.7, 1.2}) {
@@ -109,7 +110,7 @@ TEST(Positive, FindsWhatHappenedToAGrayRamp) {
   }
 }
 
-// Of sound originals paper and flare are taken off, of pictures without either nothing.
+// Of unfaded originals paper and flare are taken off, of pictures without either nothing.
 TEST(Positive, LeavesSoundOriginalsAlone) {
   struct Row {
     const char* what;
@@ -128,8 +129,8 @@ TEST(Positive, LeavesSoundOriginalsAlone) {
     SCOPED_TRACE(row.what);
     const auto image = Scan(kWidth, kHeight, Ramp(row.black), {{row.base, row.base, row.base}, {1, 1, 1}});
     const Result result(row.type, ZEP3_SUB_PHOTO, *image);
-    EXPECT_LT(result.evidence.positive.dTrust, 0.1);
-    EXPECT_TRUE(result.Has(ZEP3_REASON_SOUND));
+    EXPECT_LT(Seen(result.evidence).positive.trust, 0.1);
+    EXPECT_TRUE(result.Has(ZEP3_REASON_INTACT));
     EXPECT_EQ(result.record.para.lSaturation, 0);
     for (const double d : {0.05, 0.2, 0.5, 1.0, 1.5}) {
       const double expected = Srgb((std::pow(10.0, -d) - row.flare) / (1 - row.flare));
@@ -200,7 +201,7 @@ TEST(Positive, DecidesByColoursAlone) {
 TEST(Positive, SeesWhatLiesInsideOfMountAndHolder) {
   const auto bare = Scan(kWidth, kHeight, Photograph, kDarkStored);
   const Result expected(ZEP3_DOC_REFLECTIVE, ZEP3_SUB_RESTORATION, *bare);
-  EXPECT_EQ(expected.evidence.dTrimmed, 0.0);
+  EXPECT_EQ(Seen(expected.evidence).trimmed, 0.0);
   for (const int border : {1, 255}) {
     SCOPED_TRACE(testing::Message() << "border of level " << border);
     constexpr int kAcross = 20;
@@ -213,10 +214,10 @@ TEST(Positive, SeesWhatLiesInsideOfMountAndHolder) {
     const Result result(ZEP3_DOC_REFLECTIVE, ZEP3_SUB_RESTORATION, image);
     EXPECT_TRUE(result.Has(ZEP3_REASON_BORDER_REMOVED));
     // 200 x 150 of 240 x 190 less 5 %, and lines at the edges.
-    EXPECT_NEAR(result.evidence.dTrimmed, 1 - 200 * 150 / (0.95 * 240 * 0.95 * 190), 0.06);
+    EXPECT_NEAR(Seen(result.evidence).trimmed, 1 - 200 * 150 / (0.95 * 240 * 0.95 * 190), 0.06);
     for (int c = 0; c < 3; c++) {
-      EXPECT_NEAR(result.evidence.positive.dDyeLeft[c], expected.evidence.positive.dDyeLeft[c], 0.02);
-      EXPECT_NEAR(result.evidence.positive.dOffset[c], expected.evidence.positive.dOffset[c], 0.01);
+      EXPECT_NEAR(Seen(result.evidence).positive.dyeLeft[c], Seen(expected.evidence).positive.dyeLeft[c], 0.02);
+      EXPECT_NEAR(Seen(result.evidence).positive.offset[c], Seen(expected.evidence).positive.offset[c], 0.01);
     }
   }
   // Bare light around a slide leaves the scan without usable levels, but not the slide.
@@ -230,8 +231,8 @@ TEST(Positive, SeesWhatLiesInsideOfMountAndHolder) {
   EXPECT_EQ(seen.evidence.lAnalysis, ZEP3_ANALYSIS_POSITIVE);
   EXPECT_EQ(seen.record.para.ic.wHlCurveType, ZEP3_HL_ROLL_OFF);
   for (int c = 0; c < 3; c++) {
-    EXPECT_NEAR(seen.evidence.positive.dOffset[c],
-                Result(ZEP3_DOC_POSITIVE, ZEP3_SUB_RESTORATION, *slide).evidence.positive.dOffset[c], 0.01);
+    EXPECT_NEAR(Seen(seen.evidence).positive.offset[c],
+                Seen(Result(ZEP3_DOC_POSITIVE, ZEP3_SUB_RESTORATION, *slide).evidence).positive.offset[c], 0.01);
   }
   // What is dark within the picture, or at its edge but not along all of it, belongs to it.
   const auto object = Scan(
@@ -241,16 +242,16 @@ TEST(Positive, SeesWhatLiesInsideOfMountAndHolder) {
         return dark ? 2.02 : Photograph(x, y, c);
       },
       kDarkStored);
-  EXPECT_EQ(Result(ZEP3_DOC_REFLECTIVE, ZEP3_SUB_RESTORATION, *object).evidence.dTrimmed, 0.0);
+  EXPECT_EQ(Seen(Result(ZEP3_DOC_REFLECTIVE, ZEP3_SUB_RESTORATION, *object).evidence).trimmed, 0.0);
   // As does a night sky without light, whose black is in the picture's middle too.
   const auto night = Scan(
       kWidth, kHeight, [](int x, int y, int c) { return y < 40 || (y > 70 && x % 9 == 0) ? 6.0 : Photograph(x, y, c); },
       kSoundPrint);
-  EXPECT_EQ(Result(ZEP3_DOC_POSITIVE, ZEP3_SUB_PHOTO, *night).evidence.dTrimmed, 0.0);
+  EXPECT_EQ(Seen(Result(ZEP3_DOC_POSITIVE, ZEP3_SUB_PHOTO, *night).evidence).trimmed, 0.0);
   // A side gives 15 % at most, though all that is left be dark.
   Image dark(kWidth, kHeight);
   dark.Fill([&](int x, int y, int c) { return x > kWidth / 2 ? 3 : static_cast<int>(bare->Level(x, y, c)); });
-  EXPECT_LE(Result(ZEP3_DOC_REFLECTIVE, ZEP3_SUB_RESTORATION, dark).evidence.dTrimmed, 0.17);
+  EXPECT_LE(Seen(Result(ZEP3_DOC_REFLECTIVE, ZEP3_SUB_RESTORATION, dark).evidence).trimmed, 0.17);
 }
 
 TEST(Positive, SeesTheAreaAlone) {
@@ -311,11 +312,11 @@ TEST(Positive, LowerLevelsMoveLess) {
   const auto image = Scan(kWidth, kHeight, Photograph, {{0.09, 0.09, 0.09}, {0.9, 0.9, 0.9}});
   double before = 0;
   for (const int level : {-3, 0, 2, 4, 6, 8}) {
-    const double trust = Result(ZEP3_DOC_REFLECTIVE, ZEP3_SUB_RESTORATION, *image, level).evidence.positive.dTrust;
+    const double trust = Seen(Result(ZEP3_DOC_REFLECTIVE, ZEP3_SUB_RESTORATION, *image, level).evidence).positive.trust;
     EXPECT_GE(trust, before) << level;
     before = trust;
   }
-  EXPECT_GT(before, Result(ZEP3_DOC_REFLECTIVE, ZEP3_SUB_RESTORATION, *image, 0).evidence.positive.dTrust + 0.2);
+  EXPECT_GT(before, Seen(Result(ZEP3_DOC_REFLECTIVE, ZEP3_SUB_RESTORATION, *image, 0).evidence).positive.trust + 0.2);
 }
 
 TEST(Adaptive, FallsBackToTheStandardAnalysisWithAReason) {

@@ -77,7 +77,7 @@ TEST(NegaPrint, AGrayWedgePrintsGray) {
       {"one stop under", 0, 0, 6, 16, [](ScannedFilm& f) { f.white -= 0.3; }},
       {"two stops over", 0, 0, 6, 16, [](ScannedFilm& f) { f.white += 0.6; }},
       {"dark base", 0, 0, 6, 16, [](ScannedFilm& f) { f.base[2] = 90; }},
-      {"restored though sound", 0, 2, 6, 16, [](ScannedFilm&) {}},
+      {"restored though unfaded", 0, 2, 6, 16, [](ScannedFilm&) {}},
       {"two faded dyes", 0, 2, 8, 24, loss},
       {"one faded dye, beyond the limit", 0, 2, 14, 36, [](ScannedFilm& f) { f.kept[1] = 0.6; }},
       {"monochrome, stained", 3, 2, 6, 16, tint},
@@ -101,9 +101,9 @@ TEST(NegaPrint, AGrayWedgePrintsGray) {
 
 // A density of 1 that lost a quarter and is not restored prints 60 levels off.
 TEST(NegaPrint, FadingMovesTheRestoredWedgeLittle) {
-  ScannedFilm sound;
+  ScannedFilm unfaded;
   Print before(0, 2);
-  Finish(before, sound);
+  Finish(before, unfaded);
   for (int c = 0; c < 3; c++) {
     ScannedFilm faded;
     faded.kept[c] = 0.75;
@@ -111,7 +111,7 @@ TEST(NegaPrint, FadingMovesTheRestoredWedgeLittle) {
     Print after(0, 2);
     Finish(after, faded);
     for (int i = 20; i < kSteps; i += 10) {
-      EXPECT_NEAR(after.At(faded, Wedge(i), c), before.At(sound, Wedge(i), c), 18) << c << " " << i;
+      EXPECT_NEAR(after.At(faded, Wedge(i), c), before.At(unfaded, Wedge(i), c), 18) << c << " " << i;
     }
   }
 }

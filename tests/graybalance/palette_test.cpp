@@ -152,7 +152,7 @@ TEST(Palette, RefusalsWriteNothing) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.why);
     Call k(row.type);
-    ASSERT_EQ(AdjustSpecifiedColor(&k.r.para, k.source, k.target, k.coef, k.matrix), 1) << "sound as it stands";
+    ASSERT_EQ(AdjustSpecifiedColor(&k.r.para, k.source, k.target, k.coef, k.matrix), 1) << "in order as it stands";
     Call spoilt(row.type);
     row.spoil(spoilt);
     const ZEP3_PARA before = spoilt.r.para;

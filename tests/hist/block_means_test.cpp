@@ -71,8 +71,8 @@ TEST(BlockMeans, AllShapesLayoutsAndContents) {
   for (const Shape& shape : shapes) {
     for (const PixelLayout& layout : {kRgb, kXrgb}) {
       for (const bool white : {false, true}) { // white fills every sum to its brim
-        SCOPED_TRACE(testing::Message() << shape.lines << " x " << shape.columns << ", " << layout.bytes << " bytes");
-        const int64_t line = shape.columns * shape.blocks * layout.bytes;
+        SCOPED_TRACE(testing::Message() << shape.lines << " x " << shape.columns << ", " << layout.samples << " bytes");
+        const int64_t line = shape.columns * shape.blocks * layout.samples;
         const int64_t stride = line + 5;
         std::vector<uint8_t> image(static_cast<size_t>(stride * (shape.lines - 1) + line), 255);
         if (!white) std::generate(image.begin(), image.end(), [&] { return static_cast<uint8_t>(random()); });
@@ -82,7 +82,7 @@ TEST(BlockMeans, AllShapesLayoutsAndContents) {
             int64_t sum = 0;
             for (int64_t y = 0; y < shape.lines; y++) {
               for (int64_t x = block * shape.columns; x < (block + 1) * shape.columns; x++) {
-                sum += image[static_cast<size_t>(y * stride + x * layout.bytes + channel)];
+                sum += image[static_cast<size_t>(y * stride + x * layout.samples + channel)];
               }
             }
             ASSERT_EQ(means[static_cast<size_t>(4 * block + channel)], PlainMean(sum, shape.lines * shape.columns));

@@ -343,8 +343,8 @@ void PutAdaptive(Writer& out, Picture& picture, const Record& given, double* mat
   uint8_t table[768];
   MakeZEP3LUTEx(&r.para, matrix, table);
   out.Put(kAdaptive, table);
-  constexpr size_t kNumbers = (sizeof evidence - offsetof(ZEP3_EVIDENCE, dConfidence)) / sizeof(double);
-  out.Put(kEvidence, &evidence.dConfidence, kNumbers);
+  out.Put(kEvidence, &evidence.dConfidence, 1);
+  out.Put(kEvidence, evidence.dMeasured, std::size(evidence.dMeasured));
 }
 
 void WriteAnalyses(Writer& out) {

@@ -216,9 +216,12 @@ Finding FindingFromJson(const nlohmann::json& json, uint16_t docType) {
     for (const Reason& reason : Reasons()) record.lReasons |= code == reason.code ? reason.bit : 0;
   }
   const nlohmann::json& evidences = At(json, "evidences");
-  for (const Evidence& evidence : EvidencesOf(finding, docType)) {
+  for (const Evidence& evidence : EvidencesOf(finding)) {
     const std::string name(evidence.name);
-    if (evidences.contains(name)) ReadValues(evidences.at(name), name, evidence.values(record));
+    if (!evidences.contains(name)) continue;
+    std::vector<double> values(evidence.count);
+    ReadValues(evidences.at(name), name, values);
+    SetValues(evidence, values, finding);
   }
   return finding;
 }
@@ -255,12 +258,12 @@ CorrectedPage PageFromJson(const nlohmann::json& json) {
 Json AnalysisToJson(const Correction& correction) {
   if (!correction.finding) return {};
   const Finding& finding = *correction.finding;
-  ZEP3_EVIDENCE record = finding.evidence;
+  const ZEP3_EVIDENCE& record = finding.evidence;
   Json reasons = Json::array();
   for (const Reason& reason : ReasonsOf(finding)) reasons.push_back({{"code", reason.code}, {"text", reason.text}});
   Json evidences = Json::object();
-  for (const Evidence& evidence : EvidencesOf(finding, correction.record.para.wDocType)) {
-    evidences[std::string(evidence.name)] = ValuesToJson(evidence.values(record));
+  for (const Evidence& evidence : EvidencesOf(finding)) {
+    evidences[std::string(evidence.name)] = ValuesToJson(ValuesOf(evidence, finding));
   }
   return {{"asked", MethodName(finding.adaptive)},
           {"used", MethodName(record.lAnalysis != ZEP3_ANALYSIS_STANDARD)},

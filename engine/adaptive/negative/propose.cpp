@@ -42,7 +42,7 @@ void ProposeLevelToneFromFull(const CZEP& standard, ZEP3_PARA& para) {
 } // namespace
 
 bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, const CZEP& standard, bool usable,
-                     ZEP3_PARA& para, ZEP3_EVIDENCE& evidence) {
+                     ZEP3_PARA& para, ZEP3_EVIDENCE& evidence, Measured& measured) {
   const bool colour = DocType(para) == ZEP3_DOC_NEGATIVE;
   const bool faded = para.wSubMode == ZEP3_SUB_RESTORATION;
   double contrast[3] = {1.0, 1.0, 1.0};
@@ -59,7 +59,7 @@ bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, const
   } else if (!colour && !faded) {
     ProposeLevelToneFromFull(standard, para);
   }
-  evidence.lAnalysis = ZEP3_ANALYSIS_NEGATIVE;
-  estimator.Report(evidence);
+  evidence.lAnalysis = colour ? ZEP3_ANALYSIS_NEGATIVE : ZEP3_ANALYSIS_NEGATIVE_BW;
+  estimator.Report(evidence, measured);
   return true;
 }

@@ -32,7 +32,7 @@ struct NegativeTuning {
 
 namespace negative {
 
-// Sound film: means of published characteristic curves, which lie between 0.55 and 0.69 (toes 0.12 to 0.27). The
+// Unfaded film: means of published characteristic curves, which lie between 0.55 and 0.69 (toes 0.12 to 0.27). The
 // balance is that of daylight film in daylight.
 inline constexpr NegativeTuning kColour = {
     .baseRange = 1.3,

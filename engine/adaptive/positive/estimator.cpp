@@ -203,7 +203,7 @@ PositiveEstimate PositiveEstimator::Estimate(const BlockGrid& grid) const {
   Anchors anchors = anchorsFor(ranges);
 
   DensityModel found = BestModel(StartsFrom(anchors), anchors);
-  // A black that is dark in all channels of the faded picture may not be so in the sound one.
+  // A black that is dark in all channels of the faded picture may not be so in the unfaded one.
   anchors = anchorsFor(found);
   found = Search(found, anchors);
 
