@@ -17,16 +17,15 @@
  * Channels are red, green, blue (index 0, 1, 2) throughout.
  *
  * Calls keep no state and share none: calls on distinct records may run at the same time, two calls on one record must
- * not. No call prints, logs or throws. Every call returns 1 or 0 (ValueOfScreenGammaConv returns its value). The
- * caller's floating-point environment (rounding, traps, flags) is neither felt nor changed.
+ * not. No call prints, logs or throws. A call that does something returns 1, or 0 when it refuses; CheckZEP3 says why
+ * in words. The caller's floating-point environment (rounding, traps, flags) is neither felt nor changed.
  *
- * For every value of every field and argument each call returns, reads only the records, tone records and pixels that
- * it is given, and writes only what is documented. A null for a required pointer, and a lack of memory, give 0 with
- * nothing written, but that ZEP3 may have written a part when memory runs out. What lies outside a field's range is
- * defined: a conversion whose result is not a number, or lies outside 32 bits, yields -2147483648; a table entry that
- * is not a number, or lies outside 32 bits, yields 0, and one outside 0..255 its low 8 bits. The engine cannot know how
- * long the pixel buffer is: width, height, stride and pixel format must describe memory that exists. Why a call was
- * refused, or would be, CheckZEP3 says in words.
+ * Whatever the fields and arguments hold, each call returns, reads only the records, tone records and pixels that it is
+ * given, and writes only what is documented. A null for a required pointer, and a lack of memory, give 0 with nothing
+ * written; only an analysis that runs out of memory may have written a part. Values outside a field's range have
+ * defined results: a conversion whose result is not a number, or lies outside 32 bits, yields -2147483648; a table
+ * entry that is not a number, or lies outside 32 bits, yields 0, and one outside 0..255 its low 8 bits. The engine
+ * cannot know how long the pixel buffer is: width, height, stride and pixel format must describe memory that exists.
  *
  * Plain C99, also C++. The records are binary interface: little-endian, 8-byte alignment, 64-bit pointers.
  */
@@ -441,21 +440,23 @@ ZEP3_API const char* CheckZEP3(int64_t lCall, const ZEP3_BmpInfo* bmp, const ZEP
 ZEP3_API int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix);
 
 /*
- * The same with an adaptive analysis, which decides from colours that occur together instead of channel by channel:
- * photos, faded prints, slides, faded slides, colour and monochrome negatives and faded ones. What ZEP3 says of its
- * arguments, its results and what is written holds here; only input and output points, gammas, curve types, of faded
- * prints and slides lSaturation, and of monochrome negatives the master curve are others. Everything that takes a
- * record takes this one.
+ * The same with an adaptive analysis. It decides from colours that occur together instead of channel by channel, and
+ * knows photos, slides, colour and monochrome negatives, unfaded and faded. Arguments, result and the fields that are
+ * written are those of ZEP3. Other values come out in the points, gammas and curve types, for faded prints and slides
+ * also in lSaturation, for monochrome negatives also in the master curve. Every call that takes a record takes this
+ * one.
  *
  * evidence  out: why, zeroed first; null: not wanted.
  *
- * The points are those of ZEP3, with the reason in the evidence, for documents, for wDocOption ZEP3_OPTION_PLAIN, where
- * the image holds too little to decide from, and where its levels are unusable; but a picture within a holder, clear
- * film or bare light that makes them so is analysed, as is a monochrome one that one channel shows. These
- * get neither a master curve nor the backlight correction, which would look at all of the scan. lCorrectLevel: for
- * prints and slides each level below 4 asks for more evidence (a factor e) before anything is moved, and each above, up
- * to 8, for less; for negatives each below 4 makes the print softer by 3 %. A master curve is proposed above level 4
- * for monochrome negatives too.
+ * The record holds the points of ZEP3, and the evidence the reason, for documents, for wDocOption ZEP3_OPTION_PLAIN,
+ * for images that hold too little to decide from, and for images with unusable levels. There are two exceptions to the
+ * last: a picture within a holder, clear film or bare light that alone makes the levels unusable, and a monochrome
+ * picture that one channel shows. Both are analysed; they get neither a master curve nor the backlight correction,
+ * because those look at all of the scan.
+ *
+ * lCorrectLevel: prints and slides need e times as much evidence for each level below 4 before anything is moved, and
+ * less for each level above, up to 8. The print of a negative is 3 % softer for each level below 4. Above level 4 a
+ * master curve is proposed for all negatives.
  */
 ZEP3_API int ZEP3Adaptive(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVIDENCE* evidence);
 

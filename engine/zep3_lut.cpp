@@ -73,19 +73,9 @@ int ColorMatrixConv(ZEP3_PARA* para, double* in, double* out) try {
   if (para == nullptr || in == nullptr || out == nullptr) return 0;
   const FloatEnvironment environment;
   const auto lut = std::make_unique<CLUT>(para);
-  double f[3];
-  lut->ApplyConvVal(para, in, f);
-  double n[9];
-  n[1] = in[1] * f[0] * f[1];
-  n[3] = in[3] * f[0] * f[1];
-  n[2] = in[2] * f[0] * f[2];
-  n[6] = in[6] * f[0] * f[2];
-  n[5] = in[5] * f[1] * f[2];
-  n[7] = in[7] * f[1] * f[2];
-  n[0] = 1.0 - n[1] - n[2];
-  n[4] = 1.0 - n[3] - n[5];
-  n[8] = 1.0 - n[6] - n[7];
-  for (int i = 0; i < 9; i++) out[i] = n[i];
+  double factor[3];
+  lut->ApplyConvVal(para, in, factor);
+  ConvertMatrix(factor, in, out);
   return 1;
 } catch (...) {
   return 0;

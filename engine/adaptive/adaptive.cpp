@@ -1,3 +1,4 @@
+// Which originals have an adaptive analysis, and why the standard one stands where it does.
 #include "engine/adaptive/adaptive.h"
 
 #include "engine/adaptive/negative/propose.h"

@@ -1,3 +1,4 @@
+// Reads the analysis area into square blocks, and tests their levels.
 #include "engine/adaptive/block_grid.h"
 
 #include <algorithm>

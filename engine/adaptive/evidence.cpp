@@ -1,3 +1,4 @@
+// The one list of what the analyses measure: names, units, meaning, and where each number lies.
 #include "engine/adaptive/evidence.h"
 
 #include <cstring>

@@ -9,7 +9,7 @@
 
 namespace {
 
-// All fields; what lies behind the last of them nobody sets.
+// Compares all fields but the trailing padding.
 bool IsSame(const ZEP3_BmpInfo& a, const ZEP3_BmpInfo& b) {
   return std::memcmp(&a, &b, offsetof(ZEP3_BmpInfo, wPixelFormat) + sizeof a.wPixelFormat) == 0;
 }

@@ -1,3 +1,4 @@
+// Corner arithmetic, edge lines, and spans of pixels inside them.
 #include "engine/image/area.h"
 
 #include <cmath>

@@ -5,7 +5,7 @@
 
 #include "engine/zep3.h"
 
-// Where the channels stand among the samples of a pixel; of a gray one all at the same place.
+// Where the channels stand among the samples of a pixel; in a gray pixel all at the same place.
 struct PixelLayout {
   int samples;
   int red, green, blue;

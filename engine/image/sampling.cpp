@@ -1,3 +1,4 @@
+// The clipped scan rectangle, and the size of the blocks.
 #include "engine/image/sampling.h"
 
 #include <cmath>

@@ -1,3 +1,4 @@
+// The plain loop, the loop with chroma, and the byte permutes.
 #include "engine/lut/apply.h"
 
 #include "engine/common/scale.h"

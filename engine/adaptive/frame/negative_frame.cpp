@@ -1,3 +1,4 @@
+// Peels holder, open light and clear film off the sides in rounds, then leaves out what still reaches in.
 #include "engine/adaptive/frame/negative_frame.h"
 
 #include <algorithm>
@@ -103,7 +104,7 @@ class Search {
     return moved;
   }
 
-  // Whether a line is none of the picture's; of a line that is, by what, and its clear blocks.
+  // True when the line is border; sets which kind and collects its clear blocks.
   bool Foreign(const GridLine& line, bool& clearSide, bool& holderSide, std::vector<size_t>& strip) const {
     int clear = 0;
     int dark = 0;

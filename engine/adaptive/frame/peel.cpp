@@ -1,3 +1,4 @@
+// The outermost lines of a frame.
 #include "engine/adaptive/frame/peel.h"
 
 GridLine LineAt(const BlockGrid& grid, const Frame& frame, Side side) {

@@ -1,3 +1,4 @@
+// Peels lines that are darker than the picture or lighter than its material off the sides.
 #include "engine/adaptive/frame/positive_frame.h"
 
 #include <vector>

@@ -1,3 +1,4 @@
+// Base, whites, votes on the slopes, monochrome film, the print, in this order; then points and evidence.
 #include "engine/adaptive/negative/estimator.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// What colour matrix and correction level ask for, handed to the estimator; its results laid into the record.
 #include "engine/adaptive/negative/propose.h"
 
 #include "engine/adaptive/block_grid.h"

@@ -1,3 +1,4 @@
+// Joint ends of the picture, a search for the likeliest model from two starts, and the trust in it.
 #include "engine/adaptive/positive/estimator.h"
 
 #include <algorithm>

@@ -6,7 +6,7 @@
 
 class CZEP;
 
-// For reflective photos, faded prints and positive film. False, with nothing written, where the image holds too
-// little to decide from, or the picture itself has unusable levels where the scan has (not `usable`).
+// For reflective photos, faded prints and positive film. False, with nothing written, where the image holds too little
+// to decide from, and where the scan has unusable levels (not `usable`) and so has the picture itself.
 bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, bool usable, ZEP3_PARA& para,
                      ZEP3_EVIDENCE& evidence, Measured& measured);
