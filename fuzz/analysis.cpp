@@ -74,6 +74,8 @@ void RunTarget(Input input) {
     ZEP3_HOLDS(result == 0);
   const ZEP3_PARA& para = record.para;
   if (result == 0) {
+    // Why, the library knows.
+    if (missing != 31) ZEP3_HOLDS(CheckZEP3(ZEP3_CALL_ANALYSE, &image.bmp, &given.para, coefficients) != nullptr);
     ZEP3_HOLDS(para.lLevelFlag == 0 && IsIdentity(*para.pOutMasterTone));
     for (int c = 0; c < 3; c++) ZEP3_HOLDS(IsIdentity(para.pOutRGBTone[c]));
     return;
@@ -87,6 +89,8 @@ void RunTarget(Input input) {
   }
 
   if (adaptive && missing != 29) ZEP3_HOLDS(IsBelievable(evidence));
+  record.Keep();
+  Keep(evidence.dMeasured, std::size(evidence.dMeasured));
 
   // No call knows of another.
   HostileRecord again = given;

@@ -1,6 +1,7 @@
 // From the bytes that a fuzzer hands over to arguments: each read takes what it needs, and behind the end all is zero.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>

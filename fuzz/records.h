@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "engine/zep3.h"
-#include "input.h"
+#include "target.h"
 
 // A parameter record with its tone records. Fields are ranges that make sense as often as any value at all, so that
 // calls get past their first look at the record.
@@ -70,6 +70,13 @@ class HostileRecord {
   bool HasTonesOf(const HostileRecord& other) const {
     return std::memcmp(m_tones.get(), other.m_tones.get(), sizeof *m_tones) == 0;
   }
+  // Into the digest: all but the pointers.
+  void Keep() const {
+    ZEP3_PARA mine = para;
+    mine.ic.pMasterTone = mine.ic.pRGBTone = mine.pOutMasterTone = mine.pOutRGBTone = nullptr;
+    ::Keep(reinterpret_cast<const unsigned char*>(&mine), sizeof mine);
+    ::Keep(reinterpret_cast<const unsigned char*>(m_tones.get()), sizeof *m_tones);
+  }
 
   ZEP3_PARA para = {};
 
@@ -110,11 +117,13 @@ class HostileImage {
   HostileImage(Input& input, bool wholeImage) {
     bmp.lWidth = input.OneIn(8) ? input.Field() : 1 + input.Below(250);
     bmp.lHeight = input.OneIn(8) ? input.Field() : 1 + input.Below(120);
-    bmp.lBitCount = input.OneIn(16) ? input.Field() : 24;
+    bmp.lBitCount = wholeImage && input.OneIn(8) ? ZEP3_BITS_16 : ZEP3_BITS_8;
+    if (input.OneIn(16)) bmp.lBitCount = input.Field();
     bmp.wPixelFormat = input.OneIn(8) ? input.Take<uint16_t>() : static_cast<uint16_t>(input.Below(8));
     // The analyses read formats that they do not know as B G R.
     constexpr int kSamples[] = {3, 3, 4, 4, 4, 1, 2};
     m_bytes = bmp.wPixelFormat < (wholeImage ? std::size(kSamples) : 3) ? kSamples[bmp.wPixelFormat] : 3;
+    if (bmp.lBitCount == ZEP3_BITS_16) m_bytes *= 2;
     const uint64_t stride =
         static_cast<uint64_t>(bmp.lWidth) * static_cast<uint64_t>(m_bytes) + static_cast<uint64_t>(input.Below(8));
     bmp.lBytesPerLine = static_cast<int64_t>(input.OneIn(4) ? 0 - stride : stride);
@@ -136,6 +145,7 @@ class HostileImage {
     std::copy_n(other.m_buffer.get(), m_size, m_buffer.get());
     bmp.pBits = m_buffer.get() + (other.bmp.pBits - other.m_buffer.get());
   }
+  void Keep() const { ::Keep(m_buffer.get(), m_size); }
   bool operator==(const HostileImage& other) const {
     return std::equal(m_buffer.get(), m_buffer.get() + m_size, other.m_buffer.get(), other.m_buffer.get() + m_size);
   }

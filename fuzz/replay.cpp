@@ -47,6 +47,7 @@ int main(int argc, char** argv) {
     std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<uint8_t>(random()); });
     Run(bytes);
   }
-  std::printf("%d inputs of the corpus, %ld random ones\n", inputs, count);
+  std::printf("%d inputs of the corpus, %ld random ones, results %016llx\n", inputs, count,
+              static_cast<unsigned long long>(g_digest));
   return 0;
 }

@@ -98,19 +98,17 @@ TEST(Prescan, TakesTheAreaAlong) {
 
 // A scan's table is the curve at the level of each value.
 TEST(ScanTables, AreTheCurveAtTheLevelsOfTheValues) {
+  Record r(ZEP3_DOC_POSITIVE);
+  r.SetPoints({60000, 3000, 63424, 4630, 120});
   for (const int64_t gamma : {10, 18, 22}) {
     for (const int64_t entries : {2, 256, 65536}) {
-      Record r(ZEP3_DOC_POSITIVE);
-      r.SetPoints({60000, 3000, 63424, 4630, 120});
       std::vector<uint16_t> table(static_cast<size_t>(3 * entries));
       ASSERT_EQ(MakeZEP3ScanLUT(&r.para, nullptr, gamma, entries, table.data()), 1);
-      for (int64_t i = 0; i < entries; i += entries / 2 - 1 + entries % 5) {
-        const double value = static_cast<double>(i) / static_cast<double>(entries - 1);
-        const double level = 255 * std::pow(value, static_cast<double>(gamma) / 18);
+      for (const int64_t i : {int64_t{0}, entries / 2, entries - 1}) {
+        const double level = 255 * std::pow(double(i) / double(entries - 1), double(gamma) / 18);
         double display[3];
         ASSERT_EQ(MakeZEP3LUTAt(&r.para, nullptr, &level, 1, display), 1);
-        for (int64_t c = 0; c < 3; c++)
-          EXPECT_NEAR(table[static_cast<size_t>(c * entries + i)], 257 * display[c], 0.51);
+        EXPECT_NEAR(table[static_cast<size_t>(entries + i)], 257 * display[1], 0.51);
       }
     }
   }

@@ -91,26 +91,24 @@ TEST(Apply, ChromaMovesColoursAboutTheirGray) {
   for (int i = 0; i < 3 * 65536; i++) deepTable.push_back(static_cast<uint16_t>(i));
   const struct {
     double chroma;
-    int bytes[3], deep[3];
+    int deep[3]; // for 8 bits over 257, which goes without a rest
   } rows[] = {
-      {1.0, {40, 100, 200}, {10280, 25700, 51400}},  {0.0, {108, 108, 108}, {27756, 27756, 27756}},
-      {0.5, {74, 104, 154}, {19018, 26728, 39578}},  // half the distance, for 8 bits over 257: 74, 104, 154
-      {1.5, {6, 96, 246}, {1542, 24672, 63222}},     // one and a half
-      {4.0, {0, 76, 255}, {0, 19532, 65535}},        // held within the scale
-      {-1.0, {108, 108, 108}, {27756, 27756, 27756}} // as 0
+      {1.0, {10280, 25700, 51400}},  {0.0, {27756, 27756, 27756}}, {0.5, {19018, 26728, 39578}},
+      {1.5, {1542, 24672, 63222}},   {4.0, {0, 19532, 65535}}, // held within the scale
+      {-1.0, {27756, 27756, 27756}},                           // as 0
   };
   for (const auto& row : rows) {
     for (const int format : {ZEP3_PIXEL_RGB, ZEP3_PIXEL_BGRA, ZEP3_PIXEL_XRGB}) {
       SCOPED_TRACE(testing::Message() << row.chroma << " format " << format);
-      const auto& channels = kChannels[static_cast<size_t>(format)];
+      constexpr int kLevels[] = {40, 100, 200};
       std::vector<uint8_t> pixel, expected;
       std::vector<uint16_t> deepPixel, deepExpected;
-      constexpr int kLevels[] = {40, 100, 200};
-      for (const int channel : channels) {
-        pixel.push_back(channel < 0 ? 33 : static_cast<uint8_t>(kLevels[channel]));
-        expected.push_back(channel < 0 ? 33 : static_cast<uint8_t>(row.bytes[channel]));
-        deepPixel.push_back(channel < 0 ? 3333 : static_cast<uint16_t>(257 * kLevels[channel]));
-        deepExpected.push_back(channel < 0 ? 3333 : static_cast<uint16_t>(row.deep[channel]));
+      for (const int channel : kChannels[static_cast<size_t>(format)]) {
+        const int from = channel < 0 ? 33 : kLevels[channel], to = channel < 0 ? 33 * 257 : row.deep[channel];
+        pixel.push_back(static_cast<uint8_t>(from));
+        expected.push_back(static_cast<uint8_t>(to / 257));
+        deepPixel.push_back(static_cast<uint16_t>(257 * from));
+        deepExpected.push_back(static_cast<uint16_t>(to));
       }
       ZEP3_BmpInfo bmp;
       SetZEP3Image(&bmp, pixel.data(), 1, 1, 0, format, ZEP3_BITS_8);
@@ -145,42 +143,34 @@ TEST(Apply, ChromaMovesColoursAboutTheirGray) {
 TEST(Apply, WhatCannotBeAnImageIsRefused) {
   const std::vector<uint8_t> table = Noise(768, 1);
   std::vector<uint8_t> pixels(30, 7);
-  ZEP3_BmpInfo good = {};
-  good.pBits = pixels.data();
-  good.lWidth = 5;
-  good.lHeight = 2;
-  good.lBytesPerLine = 15;
-  good.lBitCount = 24;
-  const auto refused = [&](auto change) {
-    ZEP3_BmpInfo bmp = good;
-    change(bmp);
-    EXPECT_EQ(ApplyZEP3LUT(&bmp, table.data()), 0);
+  uint16_t deep[4] = {}, deepTable[1] = {};
+  void (*const spoils[])(ZEP3_BmpInfo&) = {
+      [](ZEP3_BmpInfo& bmp) { bmp.pBits = nullptr; },
+      [](ZEP3_BmpInfo& bmp) { bmp.lBitCount = 32; },
+      [](ZEP3_BmpInfo& bmp) { bmp.lWidth = -1; },
+      [](ZEP3_BmpInfo& bmp) { bmp.lHeight = int64_t{1} << 31; },
+      [](ZEP3_BmpInfo& bmp) { bmp.lBytesPerLine = -14; },
+      [](ZEP3_BmpInfo& bmp) { bmp.lBytesPerLine = INT64_MIN; },
+      [](ZEP3_BmpInfo& bmp) { bmp.lBytesPerLine = INT64_MAX; },
+      [](ZEP3_BmpInfo& bmp) { bmp.wPixelFormat = ZEP3_PIXEL_XRGB; }, // its lines are longer
   };
-  refused([](ZEP3_BmpInfo& bmp) { bmp.pBits = nullptr; });
-  refused([](ZEP3_BmpInfo& bmp) { bmp.lBitCount = 32; });
-  refused([](ZEP3_BmpInfo& bmp) { bmp.lWidth = -1; });
-  refused([](ZEP3_BmpInfo& bmp) { bmp.lHeight = int64_t{1} << 31; });
-  refused([](ZEP3_BmpInfo& bmp) { bmp.lWidth = int64_t{1} << 31; });
-  refused([](ZEP3_BmpInfo& bmp) { bmp.lBytesPerLine = 14; });
-  refused([](ZEP3_BmpInfo& bmp) { bmp.lBytesPerLine = -14; });
-  refused([](ZEP3_BmpInfo& bmp) { bmp.lBytesPerLine = INT64_MIN; });
-  refused([](ZEP3_BmpInfo& bmp) { bmp.lBytesPerLine = INT64_MAX; });
-  refused([](ZEP3_BmpInfo& bmp) { bmp.wPixelFormat = ZEP3_PIXEL_XRGB; }); // its lines are longer
-  EXPECT_EQ(ApplyZEP3LUT(nullptr, table.data()), 0);
-  EXPECT_EQ(ApplyZEP3LUT(&good, nullptr), 0);
-  EXPECT_EQ(pixels, std::vector<uint8_t>(30, 7));
-  // Samples of 16 bits at odd addresses, and depths that a call does not take.
-  uint16_t deep[4] = {};
-  uint16_t deepTable[1] = {};
-  ZEP3_BmpInfo bmp;
+  ZEP3_BmpInfo good, bmp;
+  SetZEP3Image(&good, pixels.data(), 5, 2, 0, ZEP3_PIXEL_BGR, ZEP3_BITS_8);
+  for (const auto spoil : spoils) {
+    bmp = good;
+    spoil(bmp);
+    EXPECT_EQ(ApplyZEP3LUT(&bmp, table.data()), 0) << &spoil - spoils;
+  }
+  // Depths that a call does not take, and samples of 16 bits at odd addresses.
+  EXPECT_EQ(ApplyZEP3LUT16(&good, deepTable) + ApplyZEP3ScanLUT(&good, deepTable, std::nan("")), 0);
   SetZEP3Image(&bmp, reinterpret_cast<uint8_t*>(deep) + 1, 1, 1, 0, ZEP3_PIXEL_RGB, ZEP3_BITS_16);
   EXPECT_EQ(ApplyZEP3LUT16(&bmp, deepTable) + ApplyZEP3ScanLUT(&bmp, deepTable, 1.0), 0);
   SetZEP3Image(&bmp, deep, 1, 2, 7, ZEP3_PIXEL_GRAY, ZEP3_BITS_16);
   EXPECT_EQ(ApplyZEP3LUT16(&bmp, deepTable) + ApplyZEP3LUT(&bmp, table.data()), 0);
-  EXPECT_EQ(ApplyZEP3LUT16(&good, deepTable) + ApplyZEP3ScanLUT(&good, deepTable, std::nan("")), 0);
-  good.lHeight = 0;
-  good.pBits = nullptr;
-  EXPECT_EQ(ApplyZEP3LUT(&good, table.data()), 1);
+  EXPECT_EQ(ApplyZEP3LUT(nullptr, table.data()) + ApplyZEP3LUT(&good, nullptr), 0);
+  EXPECT_EQ(pixels, std::vector<uint8_t>(30, 7));
+  SetZEP3Image(&bmp, nullptr, 5, 0, 0, ZEP3_PIXEL_BGR, ZEP3_BITS_8);
+  EXPECT_EQ(ApplyZEP3LUT(&bmp, table.data()), 1) << "no lines";
 }
 
 } // namespace

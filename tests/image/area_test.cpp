@@ -1,3 +1,4 @@
+// The analysis area: which corners it takes, where its edges lie, which pixels lie inside.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -100,24 +101,14 @@ TEST(Area, RotatedAreasShrinkAlongTheirEdges) {
   }
 }
 
-TEST(Area, PixelsOnAnEdgeAreInside) {
-  CHIST hist;
-  AREA area = kDiamond;
-  ASSERT_TRUE(hist.CalcLineEquation(&area, 0));
-  const int inside[][2] = {{25, 25}, {75, 25}, {25, 75}, {75, 75}, {0, 50}, {50, 0}, {100, 50}, {50, 100}};
-  const int outside[][2] = {{24, 25}, {76, 25}, {24, 75}, {76, 75}, {-1, 50}, {50, -1}};
-  for (const auto& p : inside) EXPECT_TRUE(hist.IsInnerPoint(p[0], p[1])) << p[0] << "," << p[1];
-  for (const auto& p : outside) EXPECT_FALSE(hist.IsInnerPoint(p[0], p[1])) << p[0] << "," << p[1];
-}
-
 // A row's span is a short cut for testing each of its pixels, and the count one for counting them. Also far from the
 // origin, where the edge lines are rounded most.
 TEST(Area, SpansHoldExactlyTheInnerPixels) {
   int rotated = 0;
   std::mt19937 random(1);
   const auto upTo = [&](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };
-  for (int n = 0; rotated < 20000; n++) {
-    ASSERT_LT(n, 40000) << "areas are refused";
+  for (int n = 0; rotated < 5000; n++) {
+    ASSERT_LT(n, 10000) << "areas are refused";
     const int far = n % 3 == 0 ? upTo(1 << 28) : 0;
     const int width = 2 + upTo(n % 5 == 0 ? 20000 : 60);
     const int height = 2 + upTo(n % 5 == 0 ? 20000 : 60);
