@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <random>
 
@@ -240,6 +241,15 @@ TEST(FineTables, AgreeAtWholeLevelsAndRunOnBetween) {
       EXPECT_TRUE(at[5] == curve[0] && at[6] == curve[255] && std::isnan(at[7]));
       EXPECT_EQ(CLUT::UCRound(257 * at[2]), fine[65536 * c + 3000]);
       EXPECT_EQ(CLUT::UCRound(257 * at[4]), fine[65536 * c + 65534]);
+    }
+    // Levels that lie before the results, among them or behind them: all are read before any is overwritten.
+    const size_t count = levels.size();
+    for (const size_t place : {0, 1, 8, 9, 13, 16, 24, 28, 31, 32}) {
+      std::vector<double> both(5 * count);
+      std::copy(levels.begin(), levels.end(), &both[place]);
+      copy = fresh;
+      ASSERT_EQ(MakeZEP3LUTAt(&copy, matrix, &both[place], static_cast<int64_t>(count), &both[count]), 1);
+      EXPECT_EQ(std::memcmp(&both[count], display.data(), display.size() * sizeof(double)), 0) << place;
     }
   }
   Record r;
