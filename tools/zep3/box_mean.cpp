@@ -24,7 +24,7 @@ class Columns {
       : m_sums(static_cast<size_t>(samples)), m_bands(bands), m_keep(keep), m_side(side), m_means(means) {}
 
   void Add(const T* line) {
-    // Plain, so that the compiler makes vectors of it.
+    // Plain, so that the compiler makes vectors of it: the standard library's checks would be in the way.
     Sum* sums = m_sums.data();
     for (size_t i = 0, n = m_sums.size(); i < n; i++) sums[i] = static_cast<Sum>(sums[i] + line[i]);
     if (++m_lines == m_side) Finish();
@@ -33,13 +33,14 @@ class Columns {
   // Also of fewer lines, at the lower edge.
   void Finish() {
     if (m_lines == 0) return;
+    const Sum* sums = m_sums.data(); // as above
     const int64_t width = static_cast<int64_t>(m_sums.size()) / m_bands;
     for (int64_t left = 0; left < width; left += m_side) {
       const int64_t right = std::min(left + m_side, width);
       const auto count = static_cast<uint64_t>((right - left) * m_lines);
       for (int64_t band = 0; band < m_keep; band++) {
         uint64_t sum = count / 2;
-        for (int64_t x = left; x < right; x++) sum += m_sums[static_cast<size_t>(x * m_bands + band)];
+        for (int64_t x = left; x < right; x++) sum += sums[x * m_bands + band];
         *m_means++ = static_cast<T>(sum / count);
       }
     }
