@@ -44,11 +44,15 @@ target_link_libraries(zep3_program_parts
   PRIVATE PkgConfig::TIFF PkgConfig::LCMS CLI11::CLI11
 )
 zep3_warnings(zep3_program_parts)
+zep3_release(zep3_program_parts)
+zep3_check_containers(zep3_program_parts)
 
 add_executable(zep3_program tools/zep3/main.cpp)
 target_link_libraries(zep3_program PRIVATE zep3_program_parts)
 set_target_properties(zep3_program PROPERTIES OUTPUT_NAME zep3 INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 zep3_warnings(zep3_program)
+zep3_release(zep3_program)
+zep3_check_containers(zep3_program)
 install(TARGETS zep3_program)
 
 # Man page from the help, and completion for bash.

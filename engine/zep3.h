@@ -509,7 +509,8 @@ ZEP3_API int MakeZEP3LUT16(ZEP3_PARA* para, const double* pdColorMatrix, uint16_
  *
  * levels   `count` linear levels 0..255, in any order; held within. What is not a number comes out as such.
  * display  3 * count display levels of the caller's, red, green, blue, not rounded. At a whole level what MakeZEP3LUTEx
- *          rounds to its byte; outside 0..255 where user curves are.
+ *          rounds to its byte; outside 0..255 where user curves are. May overlap with the levels, which are then read
+ *          first.
  *
  * Returns 1; 0 with nothing written when a pointer is null or count is negative.
  */

@@ -1,5 +1,6 @@
 // The table builder and the colour-matrix conversion.
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -41,6 +42,12 @@ int MakeZEP3LUT16(ZEP3_PARA* para, const double* pdColorMatrix, uint16_t* table)
 int MakeZEP3LUTAt(ZEP3_PARA* para, const double* pdColorMatrix, const double* levels, int64_t count,
                   double* display) try {
   if (para == nullptr || levels == nullptr || display == nullptr || count < 0) return 0;
+  std::vector<double> own; // of levels that the results would overwrite
+  const std::less<const double*> below;
+  if (below(levels, display + 3 * count) && below(display, levels + count)) {
+    own.assign(levels, levels + count);
+    levels = own.data();
+  }
   const FloatEnvironment environment;
   const auto sampler = std::make_unique<CurveSampler>(para, pdColorMatrix);
   for (int c = 0; c < 3; c++) {

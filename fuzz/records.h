@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "engine/zep3.h"
+#include "film_picture.h"
 #include "target.h"
 
 // A parameter record with its tone records. Fields are ranges that make sense as often as any value at all, so that
@@ -117,8 +118,9 @@ class HostileImage {
   HostileImage(Input& input, bool wholeImage) {
     bmp.lWidth = input.OneIn(8) ? input.Field() : 1 + input.Below(250);
     bmp.lHeight = input.OneIn(8) ? input.Field() : 1 + input.Below(120);
-    bmp.lBitCount = wholeImage && input.OneIn(8) ? ZEP3_BITS_16 : ZEP3_BITS_8;
-    if (input.OneIn(16)) bmp.lBitCount = input.Field();
+    const int depth = input.Below(16);
+    bmp.lBitCount = wholeImage && depth == 14 ? ZEP3_BITS_16 : ZEP3_BITS_8;
+    if (depth == 15) bmp.lBitCount = input.Field();
     bmp.wPixelFormat = input.OneIn(8) ? input.Take<uint16_t>() : static_cast<uint16_t>(input.Below(8));
     // The analyses read formats that they do not know as B G R.
     constexpr int kSamples[] = {3, 3, 4, 4, 4, 1, 2};
@@ -210,13 +212,28 @@ class HostileImage {
     FillPixels(input);
   }
 
-  // A level, a rise along the buffer and noise: pictures that most calculators take.
+  // A film's picture; or a level, a rise along the buffer and noise, which most calculators take.
   void FillPixels(Input& input) {
+    if (input.OneIn(2)) {
+      FillFromFilm(FilmPicture(input));
+      return;
+    }
     const unsigned base = input.Take<uint8_t>(), rise = input.Take<uint8_t>(), noise = input.Take<uint8_t>();
     const uint64_t seed = input.Take<uint16_t>() + 1u;
     for (size_t i = 0; i < m_size; i++) {
       const auto random = static_cast<unsigned>((i + seed) * 0x9E3779B97F4A7C15u >> 56);
       m_buffer[i] = static_cast<uint8_t>(std::min<size_t>(255, base + rise * i / m_size + random * noise / 256));
+    }
+  }
+
+  void FillFromFilm(const FilmPicture& picture) {
+    const auto size = static_cast<int64_t>(m_size);
+    const int64_t stride = std::max<int64_t>(1, std::abs(std::clamp(bmp.lBytesPerLine, -size, size)));
+    for (int64_t i = 0; i < size; i++) {
+      const int64_t inLine = i % stride;
+      m_buffer[static_cast<size_t>(i)] = picture.At(
+          static_cast<double>(inLine) / static_cast<double>(stride), static_cast<double>(i) / static_cast<double>(size),
+          inLine / m_bytes, i / stride, static_cast<int>(inLine % m_bytes % 3));
     }
   }
 

@@ -1,36 +1,16 @@
 // Any bytes as a TIFF file through all that the program does to such files itself: layouts, plain lines, the carrying
 // of tags, the appending and the rewriting of pages. Each refuses with a reason or gives a file that reads again.
-#include <unistd.h>
-
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
 
 #include "failure.h"
+#include "folder.h"
 #include "plain_tiff.h"
 #include "target.h"
 #include "tiff_pages.h"
 
 namespace fs = std::filesystem;
-
-namespace {
-
-class Folder {
- public:
-  Folder() {
-    std::string pattern = (fs::temp_directory_path() / "zep3_fuzz_XXXXXX").string();
-    ZEP3_HOLDS(mkdtemp(pattern.data()) != nullptr);
-    m_path = pattern;
-  }
-  ~Folder() { fs::remove_all(m_path); }
-  std::string operator/(const char* name) const { return (m_path / name).string(); }
-
- private:
-  fs::path m_path;
-};
-
-} // namespace
 
 void RunTarget(Input input) {
   static const Folder folder;

@@ -85,7 +85,7 @@ TEST(Memory, WithoutItCallsFailAndKeepWhatTheyShould) {
   Image image(300, 200);
   image.Fill([](int x, int y, int c) { return 40 + c * 20 + (x + y) % 100; });
   double matrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-  double out[9], display[3];
+  double out[9], display[3] = {100};
   int64_t pick[3] = {120, 110, 100};
   const int64_t wanted[3] = {130, 110, 100};
   const double level = 100;
@@ -106,6 +106,7 @@ TEST(Memory, WithoutItCallsFailAndKeepWhatTheyShould) {
       {"MakeZEP3ScanLUT", 1, 'n', [&](Record& r) { return MakeZEP3ScanLUT(&r.para, matrix, 22, 256, deep.data()); }},
       {"FinishZEP3", 20, 'r', [&](Record& r) { return FinishZEP3(&image.bmp, 22, 1, &r.para, matrix, nullptr); }},
       {"MakeZEP3LUTAt", 1, 'n', [&](Record& r) { return MakeZEP3LUTAt(&r.para, matrix, &level, 1, display); }},
+      {"MakeZEP3LUTAt in place", 2, 'n', [&](Record& r) { return MakeZEP3LUTAt(&r.para, matrix, display, 1, display); }},
       {"ApplyZEP3LUT", 0, 'n', [&](Record&) { return ApplyZEP3LUT(&image.bmp, table.data()); }},
       {"ColorMatrixConv", 1, 'n', [&](Record& r) { return ColorMatrixConv(&r.para, matrix, out); }},
       {"GetGrayBalance", 0, 'n',

@@ -20,7 +20,7 @@ class BoxMeans {
       : m_sums(static_cast<size_t>(perLine)), m_samples(perPixel), m_keep(keep), m_side(side), m_means(means) {}
 
   void Add(const Sample* line) {
-    // Plain, so that the compiler makes vectors of it.
+    // Plain, so that the compiler makes vectors of it: the standard library's checks would be in the way.
     Sum* sums = m_sums.data();
     for (size_t i = 0, n = m_sums.size(); i < n; i++) sums[i] = static_cast<Sum>(sums[i] + line[i]);
     if (++m_lines == m_side) Finish();
@@ -29,13 +29,14 @@ class BoxMeans {
   // At the lower edge: the means of the lines left.
   void Finish() {
     if (m_lines == 0) return;
+    const Sum* sums = m_sums.data(); // as above
     const int64_t width = static_cast<int64_t>(m_sums.size()) / m_samples;
     for (int64_t left = 0; left < width; left += m_side) {
       const int64_t right = m_side < width - left ? left + m_side : width;
       const auto count = static_cast<uint64_t>(right - left) * static_cast<uint64_t>(m_lines);
       for (int64_t sample = 0; sample < m_keep; sample++) {
         uint64_t sum = count / 2;
-        for (int64_t x = left; x < right; x++) sum += m_sums[static_cast<size_t>(x * m_samples + sample)];
+        for (int64_t x = left; x < right; x++) sum += sums[x * m_samples + sample];
         *m_means++ = static_cast<Sample>(sum / count);
       }
       if (right == width) break;

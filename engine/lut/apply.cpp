@@ -85,14 +85,18 @@ ZEP3_PERMUTES inline __m512i LookUp(const Table& table, __m512i values, __mmask6
 constexpr int kBlock = 192;
 
 ZEP3_PERMUTES void ApplyByPermutes(uint8_t* first, int64_t pixels, const PixelLayout& layout, const uint8_t* table) {
-  // Which bytes of each register belong to which channel.
+  // Which bytes of each register belong to which channel, and which to any.
   uint64_t mask[3][3] = {};
+  uint64_t used[3] = {};
   for (int i = 0; i < kBlock; i++) {
     const int position = i % layout.samples;
     int channel = position == layout.red ? 0 : position == layout.green ? 1 : position == layout.blue ? 2 : -1;
     if (layout.IsGray() && channel == 0) channel = 1;
-    if (channel >= 0) mask[i / 64][channel] |= uint64_t{1} << i % 64;
+    if (channel < 0) continue;
+    mask[i / 64][channel] |= uint64_t{1} << i % 64;
+    used[i / 64] |= uint64_t{1} << i % 64;
   }
+  const bool padded = layout.samples % 2 == 0;
   const Table red = Load(table);
   const Table green = Load(table + 256);
   const Table blue = Load(table + 512);
@@ -105,7 +109,12 @@ ZEP3_PERMUTES void ApplyByPermutes(uint8_t* first, int64_t pixels, const PixelLa
       __m512i result = _mm512_mask_mov_epi8(values, mask[part][0], LookUp(red, values, top));
       result = _mm512_mask_mov_epi8(result, mask[part][1], LookUp(green, values, top));
       result = _mm512_mask_mov_epi8(result, mask[part][2], LookUp(blue, values, top));
-      _mm512_storeu_si512(first + 64 * part, result);
+      if (padded) {
+        // Not even with its own value: another thread may be writing the bytes left alone.
+        _mm512_mask_storeu_epi8(first + 64 * part, used[part], result);
+      } else {
+        _mm512_storeu_si512(first + 64 * part, result);
+      }
     }
   }
   ApplyPlain(first, pixels - blocks * kBlock / layout.samples, layout, table);

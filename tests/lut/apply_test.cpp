@@ -2,7 +2,10 @@
 #include "engine/lut/apply.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <random>
@@ -138,6 +141,27 @@ TEST(Apply, ChromaMovesColoursAboutTheirGray) {
   EXPECT_EQ(chroma(ZEP3_DOC_NEGATIVE, -20), 0.9);
   EXPECT_EQ(chroma(ZEP3_DOC_POSITIVE, -300), 0.0);
   EXPECT_EQ(chroma(ZEP3_DOC_NEGATIVE_BW, 50), 0.0);
+}
+
+// The first pixel's unused byte is the last one of a page that cannot be written: a store of it, be it of the value
+// that it has, ends the process.
+TEST(Apply, TheUnusedByteIsNotStored) {
+  constexpr int kPixels = 700;
+  const auto page = static_cast<size_t>(::sysconf(_SC_PAGESIZE));
+  void* memory = ::mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(memory, MAP_FAILED);
+  uint8_t* first = static_cast<uint8_t*>(memory) + page - 1;
+  const std::vector<uint8_t> table = Noise(768, 1);
+  const std::vector<uint8_t> image = Noise(4 * kPixels, 2);
+  std::copy(image.begin(), image.end(), first);
+  ASSERT_EQ(::mprotect(memory, page, PROT_READ), 0);
+
+  ZEP3_BmpInfo bmp;
+  SetZEP3Image(&bmp, first, kPixels, 1, 0, ZEP3_PIXEL_XRGB, ZEP3_BITS_8);
+  EXPECT_EQ(ApplyZEP3LUT(&bmp, table.data()), 1);
+  EXPECT_EQ(first[0], image[0]);
+  EXPECT_EQ(first[1], table[image[1]]);
+  ::munmap(memory, 2 * page);
 }
 
 TEST(Apply, WhatCannotBeAnImageIsRefused) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <random>
 
@@ -146,7 +147,8 @@ TEST(FineTables, AgreeAtWholeLevelsAndRunOnBetween) {
     r.para.ic.wSdCurveType = static_cast<uint16_t>(n % 3 == 0 ? ZEP3_SD_AUTO : between(3, 5));
     r.para.ic.lContrast = between(-40, 40);
     if (n % 2 == 0) r.master = {3, {{0, 10}, {between(90, 160), between(90, 160)}, {255, 250}}};
-    ZEP3_PARA copy = r.para, again = r.para;
+    const ZEP3_PARA fresh = r.para;
+    ZEP3_PARA copy = fresh, again = fresh;
     ASSERT_EQ(MakeZEP3LUT16(&copy, matrix, fine.data()), 1);
     const double levels[] = {200.0, 0.0, 3000 / 257.0, 255.0, -3.0, 1e300, kNaN};
     constexpr int64_t kLevels = std::size(levels);
@@ -169,6 +171,14 @@ TEST(FineTables, AgreeAtWholeLevelsAndRunOnBetween) {
       EXPECT_TRUE(at[0] == curve[200] && at[1] == curve[0] && at[3] == curve[255]);
       EXPECT_TRUE(at[4] == curve[0] && at[5] == curve[255] && std::isnan(at[6]));
       EXPECT_EQ(CLUT::UCRound(257 * at[2]), fine[65536 * c + 3000]);
+    }
+    // Levels before the results, among them or behind them: all are read before any is overwritten.
+    for (const size_t place : {0, 1, 6, 7, 10, 14, 21, 27, 28}) {
+      double both[5 * kLevels];
+      std::copy_n(levels, kLevels, &both[place]);
+      again = fresh;
+      ASSERT_EQ(MakeZEP3LUTAt(&again, matrix, &both[place], kLevels, &both[kLevels]), 1);
+      EXPECT_EQ(std::memcmp(&both[kLevels], display, sizeof display), 0) << place;
     }
   }
   // Outputs beyond the scale are held within, what is no number is 0.

@@ -96,8 +96,9 @@ AREA ToEngineArea(const AreaArgument& argument, const SmallScan& scan) {
 
 std::array<ChannelStatistics, 3> Measure(const Pixels& pixels) {
   std::array<ChannelStatistics, 3> channels;
-  for (size_t i = 0; i < pixels.bytes.size(); i += 3) {
-    for (size_t c = 0; c < 3; c++) channels[c].histogram[pixels.bytes[i + c]]++;
+  const uint8_t* const end = pixels.bytes.data() + pixels.bytes.size();
+  for (const uint8_t* pixel = pixels.bytes.data(); pixel < end; pixel += 3) {
+    for (size_t c = 0; c < 3; c++) channels[c].histogram[pixel[c]]++;
   }
   for (ChannelStatistics& channel : channels) {
     double sum = 0, count = 0;

@@ -101,6 +101,7 @@ Options LayoutOptions(const vips::VImage& image, const Scan& scan, int page, con
     return {{"bitdepth", image.format() == VIPS_FORMAT_USHORT ? "16" : "8"},
             {"interlace", image.get_typeof("interlaced") != 0 ? "true" : "false"}};
   }
+  if (format.name == "pnm") return {{"strip", "true"}}; // of the time of writing: the same scan gives the same bytes
   return {};
 }
 
