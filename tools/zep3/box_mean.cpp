@@ -120,7 +120,7 @@ vips::VImage BoxMean(const vips::VImage& image, int bands, int64_t side, vips::V
   return result;
 }
 
-vips::VImage BoxMeanOfPlainTiff(const std::string& path, unsigned page, int bands, int64_t side) {
+vips::VImage BoxMeanOfPlainTiff(const std::string& path, TiffPlace page, int bands, int64_t side) {
   const auto lines = PlainLines::Open(path, page);
   if (lines == nullptr) return vips::VImage(nullptr);
   return WithTypes(lines->IsDeep(), side, [&]<typename T, typename Sum>(T, Sum) {

@@ -181,6 +181,22 @@ void AddAreaAndScales(CLI::App& app, Options& options) {
             "Repeat the correction in this file; brightness, contrast, balance and curves may differ");
 }
 
+// What may be opened.
+void AddAdmission(CLI::App& app, Options& options) {
+  Group group(app, "What is opened");
+  AddParsed(
+      group, "--also-read", options.admission.alsoRead, ParseFormatsOnDemand, "FORMAT,...",
+      "Open these, too: jp2, jxl, heif, gif, pdf. Their decoders are less tried: for scans whose source you trust");
+  AddParsed(
+      group, "--max-pixels", options.admission.maxPixels,
+      [](const std::string& text) { return ParseAmount(text, 1000); }, "N",
+      "Open no page of more pixels, such as 4000M (2500M)");
+  AddParsed(
+      group, "--max-memory", options.admission.maxMemory,
+      [](const std::string& text) { return ParseAmount(text, 1024); }, "BYTES",
+      "Open no page whose decoder takes more memory, such as 3G (1G); counts for each scan at a time");
+}
+
 void AddMany(CLI::App& app, Options& options) {
   Group group(app, "Many scans, messages");
   group.AddFlag("-r,--recursive", options.recursive,
@@ -259,6 +275,7 @@ Parsed ParseCommandLine(int argc, char** argv) {
   AddResult(app, options);
   AddOriginal(app, options);
   AddAreaAndScales(app, options);
+  AddAdmission(app, options);
   AddMany(app, options);
   try {
     app.parse(argc, argv);

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "admission.h"
 #include "analysis.h"
 #include "formats.h"
 
@@ -17,6 +18,8 @@ struct Options {
   std::string filesFrom; // a list of names, "-" for standard input; empty: none
   bool nulSeparated = false;
   bool recursive = false;
+
+  Admission admission;
 
   std::string output; // a file, a folder or "-"; empty: none
   const Format* format = nullptr;

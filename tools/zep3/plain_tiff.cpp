@@ -18,7 +18,7 @@ namespace {
 
 class PlainTiffLines : public PlainLines {
  public:
-  PlainTiffLines(const std::string& path, unsigned page) : m_tiff(path, page) {
+  PlainTiffLines(const std::string& path, TiffPlace page) : m_tiff(path, page) {
     m_layout = LayoutOf(m_tiff);
     m_height = m_tiff.Get<uint32_t>(TIFFTAG_IMAGELENGTH, 0);
     m_width = m_tiff.Get<uint32_t>(TIFFTAG_IMAGEWIDTH, 0);
@@ -137,13 +137,13 @@ void WriteStrips(const TiffHandle& to, int64_t firstStrip, int64_t stripBytes, s
 
 } // namespace
 
-std::unique_ptr<PlainLines> PlainLines::Open(const std::string& path, unsigned page) {
+std::unique_ptr<PlainLines> PlainLines::Open(const std::string& path, TiffPlace page) {
   auto lines = std::make_unique<PlainTiffLines>(path, page);
   if (!lines->IsPlain()) return nullptr;
   return lines;
 }
 
-bool RewritePlainTiff(const std::string& source, unsigned page, const std::string& target, const PlainShape& shape,
+bool RewritePlainTiff(const std::string& source, TiffPlace page, const std::string& target, const PlainShape& shape,
                       const ChangePixels& change, const std::function<bool(double)>& go) {
   PlainTiffLines from(source, page);
   if (!from.IsPlain() || from.Shape() != shape) return false;

@@ -7,11 +7,13 @@
 #include <memory>
 #include <string>
 
+#include "tiff_pages.h"
+
 // Reads lines of a page, in memory's byte order. Each reader is for one thread.
 class PlainLines {
  public:
   // Null when the page is stored otherwise. Throws Failure when the file cannot be read.
-  static std::unique_ptr<PlainLines> Open(const std::string& path, unsigned page);
+  static std::unique_ptr<PlainLines> Open(const std::string& path, TiffPlace page);
   virtual ~PlainLines() = default;
 
   virtual int64_t Height() const = 0;
@@ -40,5 +42,5 @@ using ChangePixels = std::function<void(uint8_t* first, int64_t pixels)>;
 // as `change` leaves them, with the tags that CopyTiffTags carries and the profile. `change` runs on a thread of its
 // own. `go` is told the share of the work done and says whether to go on. False, with nothing written, when the page is
 // stored otherwise or of another shape. Throws Failure.
-bool RewritePlainTiff(const std::string& source, unsigned page, const std::string& target, const PlainShape& shape,
+bool RewritePlainTiff(const std::string& source, TiffPlace page, const std::string& target, const PlainShape& shape,
                       const ChangePixels& change, const std::function<bool(double)>& go);

@@ -127,6 +127,6 @@ void Save(const vips::VImage& image, const Scan& scan, int page, const SaveOptio
   const vips::VImage clean = CleanHeader(image, options.strip);
   clean.write_to_file((path + JoinOptions(LayoutOptions(image, scan, page, *options.format), options.saver)).c_str());
   if (options.format->name == "tiff" && scan.IsTiff() && !options.strip) {
-    CopyTiffTags(scan.Path(), static_cast<unsigned>(scan.FilePage(page)), path);
+    CopyTiffTags(scan.Path(), scan.Place(page), path);
   }
 }

@@ -48,6 +48,7 @@ const CorrectedPage& PageOf(const std::vector<CorrectedPage>& sidecar, int page)
 // goes to `source` where that is asked for: an image still to be read.
 PageWork Decide(const Scan& scan, int page, const Options& options, const std::vector<CorrectedPage>& sidecar,
                 vips::VImage* source) {
+  const MemoryBound bound(options.admission);
   const vips::VImage image = scan.Open(page);
   if (source != nullptr) *source = image;
   PageWork work;
@@ -56,7 +57,7 @@ PageWork Decide(const Scan& scan, int page, const Options& options, const std::v
   if (measured) {
     const auto plain = [&](int64_t side) {
       if (!scan.IsTiff() || !scan.IsPlainFile()) return vips::VImage(nullptr);
-      return BoxMeanOfPlainTiff(scan.Path(), static_cast<unsigned>(scan.FilePage(page)), ColourBands(image), side);
+      return BoxMeanOfPlainTiff(scan.Path(), scan.Place(page), ColourBands(image), side);
     };
     vips::VImage held(nullptr);
     work.small = TakePrescan(image, plain, source != nullptr ? &held : nullptr);
@@ -213,8 +214,7 @@ bool RewritePage(const Scan& scan, int page, const vips::VImage& image, const Co
     progress.Show(static_cast<int>(100 * share));
     return !IsInterrupted();
   };
-  return RewritePlainTiff(scan.Path(), static_cast<unsigned>(scan.FilePage(page)), path, shape,
-                          PixelsThroughTables(correction, shape.deep), go);
+  return RewritePlainTiff(scan.Path(), scan.Place(page), path, shape, PixelsThroughTables(correction, shape.deep), go);
 }
 
 void WritePage(const Scan& scan, int page, const vips::VImage& image, const CorrectedPage& corrected,
@@ -234,7 +234,7 @@ std::vector<PageWork> WritePages(const Scan& scan, const Options& options, const
   std::vector<PageWork> pages;
   for (int page = 0; page < scan.Pages(); page++) {
     if (tiff && scan.IsBilevel(page)) { // nothing to correct: kept as it is stored
-      AppendTiffPage(scan.Path(), static_cast<unsigned>(scan.FilePage(page)), path, scan.Layout(page).big, save.strip);
+      AppendTiffPage(scan.Path(), scan.Place(page), path, scan.Layout(page).big, save.strip);
       continue;
     }
     vips::VImage image(nullptr);
@@ -275,7 +275,10 @@ bool IsTaken(const Job& job, const Options& options) {
 // `place`: in place of the scan, or nothing.
 Outcome MakeResult(const Job& job, const Options& options, const std::optional<InPlace>& place) {
   const bool toOutput = job.result == "-";
-  const Scan scan(place && place->HasOriginal() ? place->Backup() : job.scan == "-" ? SpoolStandardInput() : job.scan);
+  const Scan scan(place && place->HasOriginal() ? place->Backup()
+                  : job.scan == "-"             ? SpoolStandardInput()
+                                                : job.scan,
+                  options.admission);
   const Format& format = ResultFormat(job, options, scan);
   CheckPages(scan, job, options, format);
   if (options.dryRun) {
@@ -332,7 +335,7 @@ Outcome Correct(const Job& job, const Options& options) {
 // ---- the other commands ----
 
 Outcome Analyse(const Job& job, const Options& options) {
-  const Scan scan(job.scan == "-" ? SpoolStandardInput() : job.scan);
+  const Scan scan(job.scan == "-" ? SpoolStandardInput() : job.scan, options.admission);
   const auto pages = DecideAll(scan, options, {});
   const auto json = CorrectionToJson(job.scan, pages);
   std::vector<const CorrectedPage*> found;
@@ -341,7 +344,7 @@ Outcome Analyse(const Job& job, const Options& options) {
 }
 
 Outcome PrintTables(const Job& job, const Options& options) {
-  const Scan scan(job.scan == "-" ? SpoolStandardInput() : job.scan);
+  const Scan scan(job.scan == "-" ? SpoolStandardInput() : job.scan, options.admission);
   const auto sidecar = options.useSidecar.empty() ? std::vector<CorrectedPage>() : ReadSidecar(options.useSidecar);
   const auto pages = DecideAll(scan, options, sidecar);
   const Tables tables = MakeTables(pages.front().correction, 256);
@@ -375,12 +378,15 @@ Outcome Dispatch(const Job& job, const Options& options) {
 Outcome RunJob(const Job& job, const Options& options) {
   const auto begin = std::chrono::steady_clock::now();
   Outcome outcome;
+  TakeLibraryWarnings(); // what was said of the scan before
   try {
     outcome = Dispatch(job, options);
   } catch (const vips::VError& error) {
     outcome.message = LibraryReason(error);
   } catch (const fs::filesystem_error& error) {
     outcome.message = error.path1().string() + ": " + error.code().message();
+  } catch (const std::bad_alloc&) {
+    outcome.message = "takes more memory than there is, or than --max-memory allows";
   } catch (const std::exception& error) {
     outcome.message = error.what();
     // The scan is named anyway.

@@ -15,14 +15,16 @@ TiffTypeSize SizeOfTiffType(uint16_t type) {
   return {static_cast<size_t>(TIFFDataWidth(static_cast<TIFFDataType>(type)))};
 }
 
-TaggedFile::TaggedFile(const std::string& path, unsigned page, std::ios::openmode mode) : m_path(path) {
+TaggedFile::TaggedFile(const std::string& path, TiffPlace place, std::ios::openmode mode) : m_path(path) {
   m_stream.open(path, mode | std::ios::in | std::ios::binary);
   if (!m_stream) throw Failure(path + ": cannot be opened");
   size = std::filesystem::file_size(path);
   bigEndian = NumberAt(0, 2) == TIFF_BIGENDIAN; // the same number in either order
   big = NumberAt(2, 2) == TIFF_VERSION_BIG;
-  m_link = big ? 8 : 4;
-  for (unsigned i = 0; i < page; ++i) m_link = EndOfEntries(NumberAt(m_link, OffsetBytes()));
+  m_directory = place.directory;
+  if (place.IsKnown()) return;
+  m_link = FirstLink();
+  for (unsigned i = 0; i < place.page; ++i) m_link = EndOfEntries(NumberAt(m_link, OffsetBytes()));
   m_directory = NumberAt(m_link, OffsetBytes());
 }
 

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "tiff_pages.h"
+
 using Bytes = std::vector<uint8_t>;
 
 struct Entry {
@@ -32,12 +34,16 @@ TiffTypeSize SizeOfTiffType(uint16_t type);
 // Throws Failure when the file cannot be read or written.
 class TaggedFile {
  public:
-  TaggedFile(const std::string& path, unsigned page, std::ios::openmode mode);
+  TaggedFile(const std::string& path, TiffPlace place, std::ios::openmode mode);
 
   bool bigEndian = false, big = false; // big: a BigTIFF
   uint64_t size = 0;                   // bytes
 
   size_t OffsetBytes() const { return big ? 8 : 4; }
+
+  // Positions of the offsets that lead to the first page's directory and on from that of the page around which this is.
+  uint64_t FirstLink() const { return big ? 8 : 4; }
+  uint64_t NextLink() { return EndOfEntries(m_directory); }
 
   // Numbers in the file's byte order.
   uint64_t Number(const uint8_t* bytes, size_t width) const;
@@ -70,6 +76,6 @@ class TaggedFile {
 
   std::string m_path;
   std::fstream m_stream;
-  uint64_t m_link = 0;      // position of the offset that leads to the page's directory
+  uint64_t m_link = 0;      // position of the offset that leads to the page's directory; 0 where that was known
   uint64_t m_directory = 0; // that offset
 };

@@ -32,8 +32,12 @@ class TiffHandle {
     if (m_tiff == nullptr) Fail("cannot be opened as TIFF");
   }
   // m: a truncated map would raise SIGBUS. c: strips as they are stored, a large one not as many small ones.
-  TiffHandle(const std::string& path, unsigned page) : TiffHandle(path, "rmc") {
-    if (page != 0 && TIFFSetDirectory(m_tiff, page) == 0) Fail("page " + std::to_string(page + 1) + " cannot be read");
+  // h: no directory is read yet, else libtiff would look for the known one by going through them all.
+  TiffHandle(const std::string& path, TiffPlace place) : TiffHandle(path, place.IsKnown() ? "rmch" : "rmc") {
+    if (place.page == 0) return;
+    const int found =
+        place.IsKnown() ? TIFFSetSubDirectory(m_tiff, place.directory) : TIFFSetDirectory(m_tiff, place.page);
+    if (found == 0) Fail("page " + std::to_string(place.page + 1) + " cannot be read");
   }
   TiffHandle(const TiffHandle&) = delete;
   TiffHandle& operator=(const TiffHandle&) = delete;

@@ -194,7 +194,7 @@ bool IsOneStrip(const TiffHandle& tiff) {
 
 // Completes the directory of `targetPage` from that of `page`. With `samePixels` all but the block lists is the
 // source's.
-void Transplant(const std::string& source, unsigned page, const std::string& target, unsigned targetPage,
+void Transplant(const std::string& source, TiffPlace page, const std::string& target, unsigned targetPage,
                 bool samePixels, bool strip) {
   bool sameDepth = false;
   bool sameSamples = false;
@@ -252,6 +252,9 @@ TiffLayout LayoutOf(const TiffHandle& tiff) {
   const uint64_t* offsets = nullptr;
   layout.subImages = TIFFGetField(tiff, TIFFTAG_SUBIFD, &subImages, &offsets) != 0 && subImages > 0;
   layout.big = TIFFIsBigTIFF(tiff) != 0;
+  layout.width = tiff.Get<uint32_t>(TIFFTAG_IMAGEWIDTH, 0);
+  layout.height = tiff.Get<uint32_t>(TIFFTAG_IMAGELENGTH, 0);
+  layout.directory = TIFFCurrentDirOffset(tiff);
   return layout;
 }
 
@@ -280,7 +283,7 @@ void SetLayout(const TiffHandle& from, const TiffLayout& layout, const TiffHandl
 }
 
 std::vector<TiffLayout> ReadTiffLayouts(const std::string& path) {
-  const TiffHandle tiff(path, 0u);
+  const TiffHandle tiff(path, kFirstPage);
   std::vector<TiffLayout> layouts{LayoutOf(tiff)};
   while (TIFFLastDirectory(tiff) == 0) {
     if (TIFFReadDirectory(tiff) == 0) tiff.Fail("page " + std::to_string(layouts.size() + 1) + " cannot be read");
@@ -289,11 +292,11 @@ std::vector<TiffLayout> ReadTiffLayouts(const std::string& path) {
   return layouts;
 }
 
-void CopyTiffTags(const std::string& source, unsigned page, const std::string& result) {
+void CopyTiffTags(const std::string& source, TiffPlace page, const std::string& result) {
   Transplant(source, page, result, 0, false, false);
 }
 
-void AppendTiffPage(const std::string& source, unsigned page, const std::string& target, bool big, bool strip) {
+void AppendTiffPage(const std::string& source, TiffPlace page, const std::string& target, bool big, bool strip) {
   unsigned targetPage = 0;
   {
     const TiffHandle from(source, page);
@@ -307,6 +310,6 @@ void AppendTiffPage(const std::string& source, unsigned page, const std::string&
     errno = 0;
     if (TIFFWriteDirectory(to) == 0) to.FailToWrite();
   }
-  targetPage = TIFFNumberOfDirectories(TiffHandle(target, 0u)) - 1;
+  targetPage = TIFFNumberOfDirectories(TiffHandle(target, kFirstPage)) - 1;
   Transplant(source, page, target, targetPage, true, strip);
 }

@@ -11,6 +11,19 @@ constexpr int64_t kLargestStrip = 8 << 20;
 // Bytes of pixels beyond which a classic TIFF's 32-bit offsets may not do.
 constexpr int64_t kLargestClassic = 3'900'000'000;
 
+// A page of a TIFF file: its number from 0 and, where that is known, the offset of its directory. Else the way to it
+// leads through the directories of all pages before it.
+struct TiffPlace {
+  constexpr TiffPlace(unsigned number, uint64_t offset = 0) : page(number), directory(offset) {}
+
+  // That the way to it need not be gone: to the first page there is none.
+  bool IsKnown() const { return page != 0 && directory != 0; }
+
+  unsigned page;
+  uint64_t directory; // 0: not known
+};
+inline constexpr TiffPlace kFirstPage = 0u;
+
 // How one page (directory) of a TIFF file is laid out, as far as the result shall look alike.
 struct TiffLayout {
   uint16_t compression = 1; // COMPRESSION_... of tiff.h
@@ -24,9 +37,11 @@ struct TiffLayout {
   uint16_t samplesPerPixel = 1;
   bool luminanceChroma = false; // Y Cb Cr, as JPEG has it
   bool separatePlanes = false;
-  bool reduced = false;   // a thumbnail or pyramid layer of the page before it
-  bool subImages = false; // has SubIFDs
-  bool big = false;       // the file is a BigTIFF; the same for all pages
+  bool reduced = false;           // a thumbnail or pyramid layer of the page before it
+  bool subImages = false;         // has SubIFDs
+  bool big = false;               // the file is a BigTIFF; the same for all pages
+  uint32_t width = 0, height = 0; // pixels
+  uint64_t directory = 0;         // its offset
 
   // Black and white: nothing that a table could correct.
   bool IsBilevel() const { return bitsPerSample == 1 && samplesPerPixel == 1; }
@@ -39,9 +54,9 @@ std::vector<TiffLayout> ReadTiffLayouts(const std::string& path);
 // resolution, orientation, position, IPTC, XMP, private tags, and the EXIF, GPS and interoperability directories. What
 // describes the stored pixels (size, depth, compression, offsets, ICC profile) stays as `result` has it. Writes a new
 // directory behind the pixels; until its end the file reads as before. Throws Failure.
-void CopyTiffTags(const std::string& source, unsigned page, const std::string& result);
+void CopyTiffTags(const std::string& source, TiffPlace page, const std::string& result);
 
 // Appends page `page` of `source` to `target` (created when missing; `big` then makes it a BigTIFF): the stored strips
 // or tiles as they are, unless the files' byte orders differ where that matters, and all tags; with `strip` only those
 // of pixels, size and place. Throws Failure; the target is not usable then.
-void AppendTiffPage(const std::string& source, unsigned page, const std::string& target, bool big, bool strip = false);
+void AppendTiffPage(const std::string& source, TiffPlace page, const std::string& target, bool big, bool strip = false);
