@@ -14,6 +14,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/arguments.cpp
   tools/zep3/batch.cpp
   tools/zep3/box_mean.cpp
+  tools/zep3/check_whole.cpp
   tools/zep3/command_line.cpp
   tools/zep3/encoding.cpp
   tools/zep3/evidence.cpp
@@ -24,6 +25,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/kinds.cpp
   tools/zep3/log.cpp
   tools/zep3/output.cpp
+  tools/zep3/pending_file.cpp
   tools/zep3/plain_tiff.cpp
   tools/zep3/plan.cpp
   tools/zep3/record.cpp
