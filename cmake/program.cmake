@@ -17,6 +17,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/arguments.cpp
   tools/zep3/batch.cpp
   tools/zep3/box_mean.cpp
+  tools/zep3/check_whole.cpp
   tools/zep3/command_line.cpp
   tools/zep3/encoding.cpp
   tools/zep3/evidence.cpp
@@ -29,6 +30,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/name_list.cpp
   tools/zep3/output.cpp
   tools/zep3/own_source.cpp
+  tools/zep3/pending_file.cpp
   tools/zep3/plain_tiff.cpp
   tools/zep3/plan.cpp
   tools/zep3/pnm.cpp

@@ -115,6 +115,8 @@ void AddResult(CLI::App& app, Options& options) {
   auto* inPlace = group.AddFlag("--in-place", options.inPlace, "Replace the scan; it is kept as NAME_original");
   group.AddFlag("--no-backup", options.noBackup, "With --in-place: keep no original")->needs(inPlace);
   group.AddFlag("--overwrite", options.overwrite, "Replace results that exist");
+  group.AddFlag("--no-sync", options.noSync,
+                "Do not wait for the disk: sooner done; results may be cut or gone after a loss of power");
   group.AddFlag("--strip", options.strip, "Leave EXIF, IPTC, XMP and text out; profile and resolution stay");
   group.AddFlag("--sidecar", options.sidecar, "Write the correction beside the result, as RESULT.zep3.json");
   group.AddFlag("--report", options.report, "Write a page that shows before and after, as RESULT.zep3.html");

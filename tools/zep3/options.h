@@ -27,6 +27,7 @@ struct Options {
   bool inPlace = false;
   bool noBackup = false;
   bool overwrite = false;
+  bool noSync = false; // results are not waited for until they are on the disk
   bool strip = false;
   bool sidecar = false;
   bool report = false;

@@ -12,6 +12,7 @@
 
 #include "failure.h"
 #include "tiff_directory.h"
+#include "tiff_handle.h"
 
 namespace {
 
@@ -61,7 +62,8 @@ class PatchedFile : public ByteStream {
 
 std::unique_ptr<ByteStream> OpenTiffPage(const std::string& path, TiffPlace place) {
   auto file = std::make_unique<PatchedFile>(path);
-  TaggedFile tagged(path, place, std::ios::in);
+  const TiffHandle tiff(path, place);
+  TaggedFile tagged(tiff);
   Bytes first, last;
   tagged.Put(first, place.directory, tagged.OffsetBytes());
   tagged.Put(last, 0, tagged.OffsetBytes());
