@@ -319,7 +319,9 @@ TEST_F(Opening, PnmIsReadWholeOrNotAtAll) {
     VImage image;
     if (head.IsText()) {
       VImage::call("ppmload_source",
-                   VImage::option()->set("source", ToSource(OpenPnmText(Path("a.ppm"), head)))->set("out", &image));
+                   VImage::option()
+                       ->set("source", ToSource(OpenPnmText(Path("a.ppm"), head), std::make_shared<ReadFault>()))
+                       ->set("out", &image));
     } else {
       image = VImage::ppmload(Path("a.ppm").c_str());
     }

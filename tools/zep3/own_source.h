@@ -3,6 +3,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
+#include <string>
 #include <string_view>
 
 #include <vips/vips8>
@@ -19,5 +21,17 @@ class ByteStream {
 // Before the reason of a failed read, as before those of libvips' parts.
 inline constexpr std::string_view kOwnReason = "zep3: ";
 
-// Reads fail once the run is interrupted.
-vips::VSource ToSource(std::unique_ptr<ByteStream> stream);
+// The first reason why a read failed. libvips' threads now and then finish a picture in spite of it.
+class ReadFault {
+ public:
+  void Keep(const std::string& reason);
+  // Throws Failure when there is one.
+  void Check() const;
+
+ private:
+  mutable std::mutex m_mutex;
+  std::string m_reason;
+};
+
+// Reads fail once the run is interrupted, and after each that failed.
+vips::VSource ToSource(std::unique_ptr<ByteStream> stream, const std::shared_ptr<ReadFault>& fault);

@@ -222,6 +222,7 @@ void Scan::CheckDecoder(const vips::VImage& header, int page) const {
 
 void Scan::CheckUnchanged() const {
   if (StateOf(m_path) != m_file) throw Failure("was changed while it was read");
+  m_fault->Check();
 }
 
 vips::VImage Scan::Head(int page) const {
@@ -258,6 +259,6 @@ vips::VImage Scan::LoadStream(std::unique_ptr<ByteStream> stream, const Options&
   vips::VImage image;
   vips::VImage::call_option_string(
       (std::string(m_format->loader) + "_source").c_str(), JoinOptions(options, m_options).c_str(),
-      vips::VImage::option()->set("source", ToSource(std::move(stream)))->set("out", &image));
+      vips::VImage::option()->set("source", ToSource(std::move(stream), m_fault))->set("out", &image));
   return image;
 }

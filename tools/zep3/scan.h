@@ -25,7 +25,8 @@ class Scan {
   // The same without its pixels.
   vips::VImage Head(int page) const;
 
-  // Throws Failure when the file is not the one any more whose head was read: what was read since may be of both.
+  // Throws Failure when the file is not the one any more whose head was read: what was read since may be of both. Also
+  // when a read failed and nobody took notice.
   void CheckUnchanged() const;
 
   int Pages() const { return m_pages; }
@@ -64,6 +65,7 @@ class Scan {
   int m_firstPage = 0; // where the user asks for one
   int m_pages = 1;
   std::vector<TiffLayout> m_layouts;
+  std::shared_ptr<ReadFault> m_fault = std::make_shared<ReadFault>();
 };
 
 // What libvips or its codecs say, in one line without repetitions. What they told as a warning where the error itself
