@@ -135,6 +135,33 @@ TEST(Evidence, IsToldInALine) {
   }
 }
 
+// Lists of numbers are on one line; all else is as it was, whatever strings hold.
+TEST(Json, TextIsTheValue) {
+  using Json = nlohmann::ordered_json;
+  const char* const cases[][2] = {{R"({"scan":"odd name\\","inputGammaFrom":"ICC profile My Scanner [a b c] v2"})",
+                                   R"({
+ "scan": "odd name\\",
+ "inputGammaFrom": "ICC profile My Scanner [a b c] v2"
+})"},
+                                  {R"({"\\":[1,-2.5,true,null],"b":[["[ ]"],[],{}]})",
+                                   R"({
+ "\\": [1,-2.5,true,null],
+ "b": [
+  [
+   "[ ]"
+  ],
+  [],
+  {}
+ ]
+})"},
+                                  {R"("\\\"")", R"("\\\"")"}};
+  for (const auto& [json, text] : cases) {
+    EXPECT_EQ(ToText(Json::parse(json), 1), text);
+    EXPECT_EQ(ToText(Json::parse(json), -1), json);
+    EXPECT_EQ(Json::parse(text), Json::parse(json));
+  }
+}
+
 class SidecarAnalysis : public testing::Test {
  protected:
   static nlohmann::ordered_json Written(const std::optional<Finding>& finding, const Kind& kind) {

@@ -79,27 +79,26 @@ vips::VImage BoxMean(const vips::VImage& image, int bands, int64_t side, vips::V
   return result;
 }
 
-vips::VImage BoxMeanOfPlainTiff(const std::string& path, unsigned page, int bands, int64_t side) {
+vips::VImage BoxMeanOfPlainTiff(const std::string& path, TiffPlace page, int bands, int64_t side) {
   const auto lines = PlainLines::Open(path, page);
   if (lines == nullptr) return vips::VImage(nullptr);
   return WithTypes(lines->IsDeep(), side, [&]<typename T, typename Sum>(T, Sum) {
     const int64_t width = Blocks(lines->Samples() / lines->Bands(), side);
     const int64_t height = Blocks(lines->Height(), side);
     std::vector<T> means(static_cast<size_t>(width * height * bands));
-    // Each thread takes its share of the lines of blocks, with a reader of its own.
+    // Each thread takes its share of the lines of blocks.
     const int64_t count = std::clamp<int64_t>(vips_concurrency_get(), 1, height);
     std::vector<std::exception_ptr> faults(static_cast<size_t>(count));
     std::vector<std::thread> threads;
     for (int64_t i = 0; i < count; i++) {
       threads.emplace_back([&, i] {
         try {
-          const auto own = PlainLines::Open(path, page);
           const int64_t begin = height * i / count;
           const int64_t end = height * (i + 1) / count;
-          Columns<T, Sum> columns(own->Samples(), own->Bands(), bands, side, means.data() + begin * width * bands);
-          own->Read(begin * side, std::min(end * side, own->Height()), [&](const uint8_t* first, int64_t number) {
+          Columns<T, Sum> columns(lines->Samples(), lines->Bands(), bands, side, means.data() + begin * width * bands);
+          lines->Read(begin * side, std::min(end * side, lines->Height()), [&](const uint8_t* first, int64_t number) {
             for (int64_t line = 0; line < number; line++) {
-              columns.Add(reinterpret_cast<const T*>(first + line * own->LineBytes()));
+              columns.Add(reinterpret_cast<const T*>(first + line * lines->LineBytes()));
             }
           });
           columns.Finish();
