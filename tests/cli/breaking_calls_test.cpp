@@ -202,6 +202,22 @@ TEST_F(Robustness, ReplacedBetweenAnyTwoOpenings) {
   }
 }
 
+// New folders are on the disk before anything in them.
+TEST_F(Robustness, FoldersAreSynchronised) {
+  Save(Noise(60, 40, 1), "in/a.tif");
+  const std::string name = m_folder.filename().string() + "/ BREAK_TOLD=told";
+  for (const int number : {1, 2}) {
+    const Outcome run = Zep3("in/a.tif -o out/deep/a.tif", Broken("fsync", number, "EIO", "BREAK_IN=" + name));
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find(number == 1 ? "zep3: in/a.tif: out: its name cannot be put on the disk, Input/output error"
+                                       : "zep3: in/a.tif: out/deep: its name cannot"),
+              std::string::npos)
+        << run.err;
+    EXPECT_FALSE(Exists("out/deep/a.tif"));
+    fs::remove_all(m_folder / "out");
+  }
+}
+
 // Another run gives its result the name just before: what belongs to that result stays with it.
 TEST_F(Robustness, ResultsKeepTheirOwnSidecars) {
   Save(Noise(60, 40, 1), "in/a.tif");

@@ -317,8 +317,9 @@ Outcome MakeResult(const Job& job, const Options& options, const std::optional<I
   std::optional<TemporaryFolder> temporary;
   if (toOutput) temporary.emplace();
   const fs::path target = toOutput ? temporary->Path() / "result" : fs::path(job.result);
-  if (target.has_parent_path()) fs::create_directories(target.parent_path());
-  PendingFile pending(target, toOutput ? PendingFile::Sync::kNo : SyncOf(options));
+  const PendingFile::Sync sync = toOutput ? PendingFile::Sync::kNo : SyncOf(options);
+  CreateFolders(target.parent_path(), sync);
+  PendingFile pending(target, sync);
   std::vector<PageWork> pages;
   Write(pending, [&] {
     pages = WritePages(scan, options, save, pending, target);
@@ -395,7 +396,7 @@ Outcome PrintTables(const Job& job, const Options& options) {
                            : form == "scanimage" ? TablesForScanimage(tables)
                                                  : TablesAsText(tables);
   if (job.result.empty() || job.result == "-") return {Status::kCorrected, "", text, 0};
-  if (fs::path(job.result).has_parent_path()) fs::create_directories(fs::path(job.result).parent_path());
+  CreateFolders(fs::path(job.result).parent_path(), SyncOf(options));
   PendingFile pending = WritePending(job.result, text, SyncOf(options));
   if (!pending.Commit(options.overwrite)) return Exists(job);
   if (const std::string fault = pending.SyncName(); !fault.empty()) throw Failure(fault);
