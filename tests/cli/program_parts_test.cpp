@@ -361,7 +361,7 @@ TEST_F(Scales, BoxMeansAreMeans) {
       for (const int64_t side : {2, 7, 50, 300}) {
         SCOPED_TRACE(testing::Message() << deep << " " << bands << " " << side);
         const int colours = bands >= 3 ? 3 : 1;
-        const vips::VImage plain = BoxMeanOfPlainTiff(path, 0, colours, side);
+        const vips::VImage plain = BoxMeanOfPlainTiff(path, 0, {width, height, bands, deep}, colours, side);
         const vips::VImage all = BoxMean(image, bands, side);
         ASSERT_FALSE(plain.is_null());
         ASSERT_EQ(plain.bands(), colours);
@@ -395,7 +395,7 @@ TEST_F(Scales, BoxMeansAreMeans) {
   // Stored otherwise: for libvips.
   for (const char* options : {"[compression=lzw]", "[tile]", "[compression=jpeg]"}) {
     vips::VImage::black(64, 64, vips::VImage::option()->set("bands", 3)).write_to_file((path + options).c_str());
-    EXPECT_TRUE(BoxMeanOfPlainTiff(path, 0, 3, 4).is_null()) << options;
+    EXPECT_TRUE(BoxMeanOfPlainTiff(path, 0, {64, 64, 3, false}, 3, 4).is_null()) << options;
   }
   // The other byte order, and damage.
   TIFF* tiff = TIFFOpen(path.c_str(), "wb");
@@ -407,7 +407,7 @@ TEST_F(Scales, BoxMeansAreMeans) {
   uint16_t line[8] = {1000, 1000, 1000, 1000, 2000, 2000, 2000, 2000};
   TIFFWriteEncodedStrip(tiff, 0, line, sizeof line);
   TIFFClose(tiff);
-  EXPECT_EQ(BoxMeanOfPlainTiff(path, 0, 1, 2).getpoint(1, 0)[0], 1500);
+  EXPECT_EQ(BoxMeanOfPlainTiff(path, 0, {4, 2, 1, true}, 1, 2).getpoint(1, 0)[0], 1500);
   vips::VImage::black(64, 64, vips::VImage::option()->set("bands", 3))
       .write_to_file((path + "[tile-height=8]").c_str());
   std::string bytes;
@@ -417,7 +417,7 @@ TEST_F(Scales, BoxMeansAreMeans) {
   }
   const size_t directory = static_cast<unsigned char>(bytes[4]) + 256u * static_cast<unsigned char>(bytes[5]);
   std::ofstream(path, std::ios::binary) << bytes.substr(0, 8) << bytes.substr(directory); // no longer where it was
-  EXPECT_THROW(BoxMeanOfPlainTiff(path, 0, 3, 4), Failure);
+  EXPECT_THROW(BoxMeanOfPlainTiff(path, 0, {64, 64, 3, false}, 3, 4), Failure);
   std::filesystem::remove_all(folder);
 }
 

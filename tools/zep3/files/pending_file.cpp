@@ -57,6 +57,16 @@ int CreateHidden(const fs::path& target, std::string& path) {
   return -1;
 }
 
+// Why the disk may not have the names in the folder; nothing when it has.
+std::string FaultOfSync(const fs::path& folder) {
+  const int file = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (file < 0) return ""; // may be written and not read
+  const int error = ::fsync(file) == 0 ? 0 : errno;
+  ::close(file);
+  // Not every file system has folders that can be synchronised.
+  return error == 0 || error == EINVAL || error == ENOTSUP ? "" : std::strerror(error);
+}
+
 void Rename(const std::string& from, const fs::path& to) {
   if (std::rename(from.c_str(), to.c_str()) != 0) FailToWrite(to);
 }
@@ -248,14 +258,16 @@ bool PendingFile::CommitInPlace(const fs::path& backup, const FileState& replace
 }
 
 std::string PendingFile::SyncName() const {
-  if (m_sync == Sync::kNo) return "";
-  const int folder = ::open(FolderOf(m_target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (folder < 0) return ""; // may be written and not read
-  const int error = ::fsync(folder) == 0 ? 0 : errno;
-  ::close(folder);
-  // Not every file system has folders that can be synchronised.
-  if (error == 0 || error == EINVAL || error == ENOTSUP) return "";
-  return m_name + ": its name cannot be put on the disk, " + std::strerror(error);
+  const std::string fault = m_sync == Sync::kNo ? "" : FaultOfSync(FolderOf(m_target));
+  return fault.empty() ? "" : m_name + ": its name cannot be put on the disk, " + fault;
+}
+
+void CreateFolders(const fs::path& folder, PendingFile::Sync sync) {
+  if (folder.empty() || fs::is_directory(folder)) return;
+  CreateFolders(folder.parent_path(), sync);
+  const bool created = fs::create_directory(folder);
+  const std::string fault = created && sync == PendingFile::Sync::kYes ? FaultOfSync(FolderOf(folder)) : "";
+  if (!fault.empty()) throw Failure(folder.string() + ": its name cannot be put on the disk, " + fault);
 }
 
 PendingFile WritePending(const fs::path& target, const std::string& bytes, PendingFile::Sync sync) {

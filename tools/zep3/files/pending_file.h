@@ -80,5 +80,8 @@ class PendingFile {
   FileState m_forNow;                               // the file that is committed for now
 };
 
+// The folder with all on the way to it, where they are not there yet. Throws Failure or filesystem_error.
+void CreateFolders(const std::filesystem::path& folder, PendingFile::Sync sync);
+
 // Text or bytes in a finished file that is yet to be committed. Throws Failure.
 PendingFile WritePending(const std::filesystem::path& target, const std::string& bytes, PendingFile::Sync sync);

@@ -46,6 +46,10 @@ const CorrectedPage& PageOf(const std::vector<CorrectedPage>& sidecar, int page)
   throw Failure("the sidecar holds nothing for page " + std::to_string(page + 1));
 }
 
+PlainShape ShapeOf(const vips::VImage& image) {
+  return {image.width(), image.height(), image.bands(), image.format() == VIPS_FORMAT_USHORT};
+}
+
 // A page's correction: repeated from the sidecar, or found, for which the image is read. What the result is made from
 // goes to `source` where that is asked for: an image still to be read.
 PageWork Decide(const Scan& scan, int page, const Options& options, const std::vector<CorrectedPage>& sidecar,
@@ -59,7 +63,7 @@ PageWork Decide(const Scan& scan, int page, const Options& options, const std::v
   if (measured) {
     const auto plain = [&](int64_t side) {
       if (!scan.IsTiff() || !scan.IsPlainFile()) return vips::VImage(nullptr);
-      return BoxMeanOfPlainTiff(scan.Path(), scan.Place(page), ColourBands(image), side);
+      return BoxMeanOfPlainTiff(scan.Path(), scan.Place(page), ShapeOf(image), ColourBands(image), side);
     };
     vips::VImage held(nullptr);
     work.small = TakePrescan(image, plain, source != nullptr ? &held : nullptr);
@@ -214,7 +218,7 @@ bool RewritePage(const Scan& scan, int page, const vips::VImage& image, const Co
   const bool asIs = save.saver.empty() && !save.strip && correction.encoding.input == correction.encoding.output;
   if (!tiff || !asIs || !IsTablesAlone(image, corrected.chroma)) return false;
   // Of the page itself: a thumbnail, corrected as the page before it, may have another depth.
-  const PlainShape shape = {image.width(), image.height(), image.bands(), image.format() == VIPS_FORMAT_USHORT};
+  const PlainShape shape = ShapeOf(image);
   Progress progress(options.quiet);
   const auto go = [&](double share) {
     progress.Show(static_cast<int>(100 * share));
@@ -313,8 +317,9 @@ Outcome MakeResult(const Job& job, const Options& options, const std::optional<I
   std::optional<TemporaryFolder> temporary;
   if (toOutput) temporary.emplace();
   const fs::path target = toOutput ? temporary->Path() / "result" : fs::path(job.result);
-  if (target.has_parent_path()) fs::create_directories(target.parent_path());
-  PendingFile pending(target, toOutput ? PendingFile::Sync::kNo : SyncOf(options));
+  const PendingFile::Sync sync = toOutput ? PendingFile::Sync::kNo : SyncOf(options);
+  CreateFolders(target.parent_path(), sync);
+  PendingFile pending(target, sync);
   std::vector<PageWork> pages;
   Write(pending, [&] {
     pages = WritePages(scan, options, save, pending, target);
@@ -333,17 +338,18 @@ Outcome MakeResult(const Job& job, const Options& options, const std::optional<I
   if (place) place->GiveRights(pending);
   pending.Finish();
   if (IsTaken(job, options)) return Exists(job); // another run was faster: the side files are its own
+  bool named = false;
   try {
     // Before the result, for a result that exists is not made again.
     for (PendingFile& file : sideFiles) file.CommitForNow();
-    if (place) {
-      if (!place->Replace(pending)) return IsCorrectedAlready(*place);
-    } else if (!pending.Commit(options.overwrite)) {
-      return Exists(job);
-    }
+    named = place ? place->Replace(pending) : pending.Commit(options.overwrite);
   } catch (...) {
     for (PendingFile& file : sideFiles) file.Withdraw();
     throw;
+  }
+  if (!named) {
+    for (PendingFile& file : sideFiles) file.Withdraw();
+    return place ? IsCorrectedAlready(*place) : Exists(job);
   }
   // Of all files, which are in one folder. Not thrown: in place the scan is not the one any more that it was.
   if (const std::string fault = pending.SyncName(); !fault.empty()) return {Status::kFailed, fault, "", 0};
@@ -390,7 +396,7 @@ Outcome PrintTables(const Job& job, const Options& options) {
                            : form == "scanimage" ? TablesForScanimage(tables)
                                                  : TablesAsText(tables);
   if (job.result.empty() || job.result == "-") return {Status::kCorrected, "", text, 0};
-  if (fs::path(job.result).has_parent_path()) fs::create_directories(fs::path(job.result).parent_path());
+  CreateFolders(fs::path(job.result).parent_path(), SyncOf(options));
   PendingFile pending = WritePending(job.result, text, SyncOf(options));
   if (!pending.Commit(options.overwrite)) return Exists(job);
   if (const std::string fault = pending.SyncName(); !fault.empty()) throw Failure(fault);

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "engine/finish/box_means.h"
-#include "tiff/plain_tiff.h"
 
 namespace {
 
@@ -79,12 +78,13 @@ vips::VImage BoxMean(const vips::VImage& image, int bands, int64_t side, vips::V
   return result;
 }
 
-vips::VImage BoxMeanOfPlainTiff(const std::string& path, TiffPlace page, int bands, int64_t side) {
-  const auto lines = PlainLines::Open(path, page);
+vips::VImage BoxMeanOfPlainTiff(const std::string& path, TiffPlace page, const PlainShape& shape, int bands,
+                                int64_t side) {
+  const auto lines = PlainLines::Open(path, page, shape);
   if (lines == nullptr) return vips::VImage(nullptr);
-  return WithTypes(lines->IsDeep(), side, [&]<typename T, typename Sum>(T, Sum) {
-    const int64_t width = Blocks(lines->Samples() / lines->Bands(), side);
-    const int64_t height = Blocks(lines->Height(), side);
+  return WithTypes(shape.deep, side, [&]<typename T, typename Sum>(T, Sum) {
+    const int64_t width = Blocks(shape.width, side);
+    const int64_t height = Blocks(shape.height, side);
     std::vector<T> means(static_cast<size_t>(width * height * bands));
     // Each thread takes its share of the lines of blocks.
     const int64_t count = std::clamp<int64_t>(vips_concurrency_get(), 1, height);
@@ -95,8 +95,8 @@ vips::VImage BoxMeanOfPlainTiff(const std::string& path, TiffPlace page, int ban
         try {
           const int64_t begin = height * i / count;
           const int64_t end = height * (i + 1) / count;
-          Columns<T, Sum> columns(lines->Samples(), lines->Bands(), bands, side, means.data() + begin * width * bands);
-          lines->Read(begin * side, std::min(end * side, lines->Height()), [&](const uint8_t* first, int64_t number) {
+          Columns<T, Sum> columns(lines->Samples(), shape.bands, bands, side, means.data() + begin * width * bands);
+          lines->Read(begin * side, std::min(end * side, shape.height), [&](const uint8_t* first, int64_t number) {
             for (int64_t line = 0; line < number; line++) {
               columns.Add(reinterpret_cast<const T*>(first + line * lines->LineBytes()));
             }

@@ -6,7 +6,7 @@
 
 #include <vips/vips8>
 
-#include "tiff/tiff_pages.h"
+#include "tiff/plain_tiff.h"
 
 // Means of `side` x `side` pixels of the first `bands` bands, rounded; at the right and lower edge of what there is. 8
 // or 16 bits. Reads the image once from top to bottom, at the speed of its decoder: the sums keep pace with memory.
@@ -14,5 +14,6 @@
 vips::VImage BoxMean(const vips::VImage& image, int bands, int64_t side, vips::VImage* held = nullptr);
 
 // The same of a TIFF page that is stored plainly, by several threads and without libvips' copies in between: twice as
-// fast. A null image when it is stored otherwise.
-vips::VImage BoxMeanOfPlainTiff(const std::string& path, TiffPlace page, int bands, int64_t side);
+// fast. A null image when it is stored otherwise or of another shape.
+vips::VImage BoxMeanOfPlainTiff(const std::string& path, TiffPlace page, const PlainShape& shape, int bands,
+                                int64_t side);

@@ -34,10 +34,9 @@ class PlainTiffLines : public PlainLines {
            m_tiff.Get<uint16_t>(TIFFTAG_FILLORDER, FILLORDER_MSB2LSB) == FILLORDER_MSB2LSB && HasAllStrips();
   }
 
-  int64_t Height() const override { return m_height; }
-  int64_t Samples() const override { return int64_t{m_width} * m_layout.samplesPerPixel; }
-  int64_t Bands() const override { return m_layout.samplesPerPixel; }
-  bool IsDeep() const override { return m_layout.bitsPerSample == 16; }
+  PlainShape Shape() const override {
+    return {m_width, m_height, m_layout.samplesPerPixel, m_layout.bitsPerSample == 16};
+  }
 
   void Read(int64_t begin, int64_t end, const Take& take) const override {
     std::vector<uint8_t> piece;
@@ -55,7 +54,6 @@ class PlainTiffLines : public PlainLines {
         begin, end, [&](size_t size) { return std::exchange(lines, lines + size); }, take);
   }
 
-  PlainShape Shape() const { return {m_width, m_height, Bands(), IsDeep()}; }
   const TiffHandle& Handle() const { return m_tiff; }
   const TiffLayout& Layout() const { return m_layout; }
 
@@ -110,7 +108,7 @@ class PlainTiffLines : public PlainLines {
       if (now == 0) return false;
       done += static_cast<size_t>(now);
     }
-    if (IsDeep() && TIFFIsByteSwapped(m_tiff)) {
+    if (Shape().deep && TIFFIsByteSwapped(m_tiff)) {
       TIFFSwabArrayOfShort(reinterpret_cast<uint16_t*>(to), static_cast<tmsize_t>(size / 2));
     }
     return true;
@@ -136,9 +134,9 @@ void WriteStrips(const TiffHandle& to, int64_t firstStrip, int64_t stripBytes, s
 
 } // namespace
 
-std::unique_ptr<PlainLines> PlainLines::Open(const std::string& path, TiffPlace page) {
+std::unique_ptr<PlainLines> PlainLines::Open(const std::string& path, TiffPlace page, const PlainShape& shape) {
   auto lines = std::make_unique<PlainTiffLines>(path, page);
-  if (!lines->IsPlain()) return nullptr;
+  if (!lines->IsPlain() || lines->Shape() != shape) return nullptr;
   return lines;
 }
 
@@ -146,7 +144,7 @@ bool RewritePlainTiff(const std::string& source, TiffPlace page, PendingFile& ta
                       const ChangePixels& change, const std::function<bool(double)>& go) {
   const PlainTiffLines from(source, page);
   if (!from.IsPlain() || from.Shape() != shape) return false;
-  if (!from.Layout().big && from.Height() * from.LineBytes() > kLargestClassic) return false;
+  if (!from.Layout().big && shape.height * from.LineBytes() > kLargestClassic) return false;
   TiffLayout layout = from.Layout();
   if (layout.rowsPerStrip * from.LineBytes() > kLargestStrip) {
     layout.rowsPerStrip = static_cast<uint32_t>(std::max<int64_t>(1, kBatch / from.LineBytes()));
@@ -165,19 +163,19 @@ bool RewritePlainTiff(const std::string& source, TiffPlace page, PendingFile& ta
     const int64_t linesAtOnce = rows * std::max<int64_t>(1, kBatch / stripBytes);
     std::vector<uint8_t> batches[2];
     const auto read = [&](int64_t begin, std::vector<uint8_t>& lines) {
-      const int64_t end = std::min(begin + linesAtOnce, from.Height());
+      const int64_t end = std::min(begin + linesAtOnce, shape.height);
       lines.resize(static_cast<size_t>((end - begin) * from.LineBytes()));
       from.ReadInto(lines.data(), begin, end,
                     [&](uint8_t* first, int64_t count) { change(first, count * shape.width); });
     };
     std::future<void> reading = std::async(std::launch::async, read, 0, std::ref(batches[0]));
-    for (int64_t begin = 0, batch = 0; begin < from.Height(); batch = 1 - batch) {
+    for (int64_t begin = 0, batch = 0; begin < shape.height; batch = 1 - batch) {
       reading.get();
-      const int64_t end = std::min(begin + linesAtOnce, from.Height());
-      if (end < from.Height()) reading = std::async(std::launch::async, read, end, std::ref(batches[1 - batch]));
+      const int64_t end = std::min(begin + linesAtOnce, shape.height);
+      if (end < shape.height) reading = std::async(std::launch::async, read, end, std::ref(batches[1 - batch]));
       WriteStrips(to, begin / rows, stripBytes, batches[batch]);
       begin = end;
-      if (!go(static_cast<double>(begin) / static_cast<double>(from.Height()))) throw Failure("interrupted");
+      if (!go(static_cast<double>(begin) / static_cast<double>(shape.height))) throw Failure("interrupted");
     }
     if (TIFFWriteDirectory(to) == 0) to.FailToWrite();
   }

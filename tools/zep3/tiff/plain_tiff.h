@@ -11,31 +11,29 @@
 
 class PendingFile;
 
+// Pixels that a page is expected to have: the file may be another by now than the one that was looked at.
+struct PlainShape {
+  int64_t width, height, bands;
+  bool deep;
+  bool operator==(const PlainShape&) const = default;
+};
+
 // Reads lines of a page, in memory's byte order. Several threads may read at a time; the file is opened once, so that
 // it is the same for all of them.
 class PlainLines {
  public:
-  // Null when the page is stored otherwise. Throws Failure when the file cannot be read.
-  static std::unique_ptr<PlainLines> Open(const std::string& path, TiffPlace page);
+  // Null when the page is stored otherwise or of another shape. Throws Failure when the file cannot be read.
+  static std::unique_ptr<PlainLines> Open(const std::string& path, TiffPlace page, const PlainShape& shape);
   virtual ~PlainLines() = default;
 
-  virtual int64_t Height() const = 0;
-  virtual int64_t Samples() const = 0; // of a line
-  virtual int64_t Bands() const = 0;
-  virtual bool IsDeep() const = 0;
-  int64_t LineBytes() const { return Samples() * (IsDeep() ? 2 : 1); }
+  virtual PlainShape Shape() const = 0;
+  int64_t Samples() const { return Shape().width * Shape().bands; } // of a line
+  int64_t LineBytes() const { return Samples() * (Shape().deep ? 2 : 1); }
 
   // Shows the lines from `begin` to before `end` to `take`, in pieces that stay in the processor's cache: in order,
   // `count` lines one behind the other, which it may change. Throws Failure for damage.
   using Take = std::function<void(uint8_t* first, int64_t count)>;
   virtual void Read(int64_t begin, int64_t end, const Take& take) const = 0;
-};
-
-// Pixels that a page is expected to have.
-struct PlainShape {
-  int64_t width, height, bands;
-  bool deep;
-  bool operator==(const PlainShape&) const = default;
 };
 
 // Pixels that lie one behind the other.
