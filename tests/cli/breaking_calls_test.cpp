@@ -4,9 +4,9 @@
 #include <cstdio>
 #include <string>
 
-#include "check_whole.h"
 #include "failure.h"
 #include "robustness.h"
+#include "saving/check_whole.h"
 
 namespace {
 

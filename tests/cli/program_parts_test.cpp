@@ -19,16 +19,16 @@
 #include <vector>
 #include <vips/vips8>
 
-#include "arguments.h"
-#include "box_mean.h"
-#include "encoding.h"
-#include "evidence.h"
+#include "command/arguments.h"
+#include "command/workers.h"
 #include "failure.h"
-#include "formats.h"
-#include "kinds.h"
-#include "sidecar.h"
-#include "tables.h"
-#include "workers.h"
+#include "files/formats.h"
+#include "page/box_mean.h"
+#include "page/encoding.h"
+#include "page/kinds.h"
+#include "page/tables.h"
+#include "told/evidence.h"
+#include "told/sidecar.h"
 
 namespace {
 
