@@ -36,6 +36,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/page/kinds.cpp
   tools/zep3/page/record.cpp
   tools/zep3/page/tables.cpp
+  tools/zep3/saving/carried.cpp
   tools/zep3/saving/check_whole.cpp
   tools/zep3/saving/in_place.cpp
   tools/zep3/saving/save.cpp

@@ -232,7 +232,10 @@ void WritePage(const Scan& scan, int page, const vips::VImage& image, const Corr
   if (RewritePage(scan, page, image, corrected, options, save, to)) return;
   const vips::VImage result = ApplyCorrection(image, corrected.correction, corrected.chroma);
   Progress progress(options.quiet);
-  Save(Watched(FitProfile(result, corrected.correction.encoding), progress), scan, page, save, to);
+  const Encoding& encoding = corrected.correction.encoding;
+  SaveOptions as = save;
+  as.recoded = encoding.input != encoding.output;
+  Save(Watched(FitProfile(result, encoding), progress), scan, page, as, to);
 }
 
 // Does what writes into a file. Whether libraries took notice of an error or not, the file has its first reason.

@@ -15,6 +15,7 @@
 
 #include "failure.h"
 #include "log.h"
+#include "opening/png_chunks.h"
 #include "opening/tiff_page_stream.h"
 
 namespace {
@@ -152,7 +153,8 @@ Scan::Scan(const std::string& name, const Admission& admission) : m_admission(ad
       CheckPnmLength(m_path, m_pnm);
     }
     const vips::VImage header = Load(0, {{"access", "sequential"}});
-    if (!onePage && header.get_typeof(VIPS_META_N_PAGES) != 0) {
+    const bool levels = content == "jp2"; // of resolution: libvips calls them pages
+    if (!onePage && !levels && header.get_typeof(VIPS_META_N_PAGES) != 0) {
       m_pages = std::max(1, header.get_int(VIPS_META_N_PAGES));
     }
   } catch (const vips::VError& error) {
@@ -165,15 +167,10 @@ void Scan::CheckPng() const {
   constexpr int64_t kMostOfOne = 50 << 20; // bytes, as libvips allows
   constexpr int64_t kMostPacking = 1032;   // times, of deflate
   std::ifstream file(m_path, std::ios::binary);
-  file.ignore(8); // the signature
   int64_t unpacked = 0;
-  for (std::array<unsigned char, 8> chunk; file.read(reinterpret_cast<char*>(chunk.data()), chunk.size());) {
-    const std::string name(chunk.begin() + 4, chunk.end());
-    const int64_t size = int64_t{chunk[0]} << 24 | chunk[1] << 16 | chunk[2] << 8 | chunk[3];
-    if (name == "IDAT") break;
+  WalkPngHead(file, [&](const std::string& name, int64_t, int64_t size) {
     if (name == "zTXt" || name == "iTXt" || name == "iCCP") unpacked += std::min(kMostOfOne, kMostPacking * size);
-    file.ignore(size + 4); // and its checksum
-  }
+  });
   CheckMemory(m_admission, "a PNG with packed texts", 2 * unpacked);
 }
 
