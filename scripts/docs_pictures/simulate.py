@@ -23,7 +23,8 @@ FLARE = {"print": 0.006, "slide": 0.001}  # light that a scan's darkest parts re
 # Shares lost of the cyan, magenta and yellow dye, and the stain's density in red, green and blue.
 HISTORIES = {
     "unfaded": ((0.0, 0.0, 0.0), (0.0, 0.0, 0.0)),
-    "cast": ((0.0, 0.0, 0.0), (0.10, 0.15, 0.19)),
+    "cast": ((0.0, 0.0, 0.0), (0.08, 0.14, 0.16)),          # scanned too dark, and too warm
+    "dull": ((0.0, 0.0, 0.0), (0.20, 0.15, 0.12)),          # scanned too dark, and too cold
     "dark": ((0.40, 0.10, 0.15), (0.02, 0.05, 0.15)),       # a print kept in the dark
     "heavy": ((0.55, 0.25, 0.30), (0.04, 0.10, 0.22)),      # the same, longer or warmer
     "yellowed": ((0.10, 0.10, 0.10), (0.05, 0.12, 0.30)),   # dyes mostly there, the paper stained
