@@ -26,7 +26,6 @@ PHOTOGRAPHS = {  # see samples/README.md
     "astronaut": "usr/lib/python3/dist-packages/skimage/data/astronaut.png",
     "camera": "usr/lib/python3/dist-packages/skimage/data/camera.png",
     "coffee": "usr/lib/python3/dist-packages/skimage/data/coffee.png",
-    "motorcycle": "usr/lib/python3/dist-packages/skimage/data/motorcycle_left.png",
     "rocket": "usr/lib/python3/dist-packages/skimage/data/rocket.jpg",
     "brook": "usr/share/backgrounds/life_by_Aitzol_Berasategi.jpg",
     "dogs": "usr/share/backgrounds/friends_by_Aitzol_Berasategi.jpg",
@@ -122,7 +121,7 @@ def slide(m, photograph="astronaut", history="slide-heavy", size=SIZE):
     return s.scanned(s.positive(m.photograph(photograph, size), "slide", history))
 
 
-def print_(m, photograph="motorcycle", history="heavy", size=SIZE):
+def print_(m, photograph="brook", history="heavy", size=SIZE):
     return s.scanned(s.positive(m.photograph(photograph, size), "print", history))
 
 
@@ -132,7 +131,7 @@ def negative(m, photograph="mountains", film="fast", size=SIZE, **how):
 
 def samples(m):
     s.save(SAMPLES / "slide-faded.jpg", slide(m), 90)
-    s.save(SAMPLES / "print-faded.jpg", print_(m, size=640), 90)
+    s.save(SAMPLES / "print-faded.jpg", print_(m, size=600))
     s.save(SAMPLES / "negative-colour.jpg", negative(m, size=640), 90)
     s.save(SAMPLES / "negative-bw.jpg", negative(m, "camera", "mono"), 90)
     s.save(SAMPLES / "plate.jpg", m.page("plate", 1180))
@@ -170,7 +169,7 @@ def kinds(m):
         "slide": slide(m, "coffee", "cast"),
         "faded-slide": slide(m),
         "negative": negative(m),
-        "faded-negative": negative(m, "brook", "fast", history="film-heavy"),
+        "faded-negative": negative(m, "brushes", history="film-heavy"),
         "bw-negative": negative(m, "camera", "mono"),
         "faded-bw-negative": negative(m, "dogs", "mono", history="bw-stained"),
     }
@@ -189,7 +188,7 @@ def wrong(m):
         s.save(IMAGES / f"wrong-{name}.jpg", compose([cells], 230))
 
     pair("kind", negative(m), ("slide", ""), ("negative", ""))
-    pair("faded", print_(m, "motorcycle", "dark"), ("photo", ""), ("faded-print", ""))
+    pair("faded", print_(m, "brook", "dark"), ("photo", ""), ("faded-print", ""))
     edge = 200
     mount = np.pad(s.positive(m.photograph("mountains"), "slide", "slide-heavy"), [(edge, edge)] * 2 + [(0, 0)])
     pair("mount", s.scanned(mount), ("faded-slide", ""), ("faded-slide", "--area 30%,30%,40%,40%"),
@@ -288,7 +287,7 @@ def negatives(m):
 def densities(m):
     """Blocks of a faded print by their density in red and blue, as scanned and taken back by the line that was found."""
     folder = pathlib.Path(m.temporary.name)
-    scan = print_(m, "motorcycle", "dark")
+    scan = print_(m, "brushes", "dark")
     s.save(folder / "scan.png", scan)
     told = json.loads(subprocess.run([m.program, "analyse", "-q", "-k", "faded-print", folder / "scan.png"], check=True,
                                      capture_output=True).stdout)["pages"][0]["analysis"]["evidences"]
