@@ -287,7 +287,7 @@ def negatives(m):
 def densities(m):
     """Blocks of a faded print by their density in red and blue, as scanned and taken back by the line that was found."""
     folder = pathlib.Path(m.temporary.name)
-    scan = print_(m, "brushes", "dark")
+    scan = print_(m, "rocket", "dark")
     s.save(folder / "scan.png", scan)
     told = json.loads(subprocess.run([m.program, "analyse", "-q", "-k", "faded-print", folder / "scan.png"], check=True,
                                      capture_output=True).stdout)["pages"][0]["analysis"]["evidences"]
