@@ -225,8 +225,8 @@ TEST_F(Robustness, ResultsKeepTheirOwnSidecars) {
     PutBack({{"in/a.tif", Read("in/a.tif")}, {"theirs", "their result"}});
     fs::create_directory(m_folder / "out");
     if (!theirs.empty()) File("out/a.tif.zep3.json", theirs);
-    const Outcome run = Zep3("in/a.tif -o out/ --sidecar", Broken("renameat2", theirs.empty() ? 2 : 3, "swap theirs",
-                                                                  "BREAK_IN=out/a.tif"));
+    const Outcome run = Zep3("in/a.tif -o out/ --sidecar",
+                             Broken("renameat2", theirs.empty() ? 2 : 3, "swap theirs", "BREAK_IN=out/a.tif"));
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.err, "zep3: in/a.tif: out/a.tif exists\n");
     EXPECT_EQ(Read("out/a.tif"), "their result");
