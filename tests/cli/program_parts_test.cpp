@@ -396,6 +396,11 @@ TEST_F(Scales, BoxMeansAreMeans) {
     vips::VImage::black(64, 64, vips::VImage::option()->set("bands", 3)).write_to_file((path + options).c_str());
     EXPECT_TRUE(BoxMeanOfPlainTiff(path, 0, {64, 64, 3, false}, 3, 4).is_null()) << options;
   }
+  // Another file has come under the name since the scan was opened, of any other shape.
+  vips::VImage::black(64, 64, vips::VImage::option()->set("bands", 3)).write_to_file(path.c_str());
+  for (const PlainShape& shape :
+       {PlainShape{63, 64, 3, false}, {64, 65, 3, false}, {64, 64, 4, false}, {64, 64, 3, true}})
+    EXPECT_TRUE(BoxMeanOfPlainTiff(path, 0, shape, 3, 4).is_null());
   // The other byte order, and damage.
   TIFF* tiff = TIFFOpen(path.c_str(), "wb");
   TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 4);
