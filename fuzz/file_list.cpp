@@ -6,9 +6,9 @@
 #include <set>
 #include <string>
 
+#include "command/plan.h"
 #include "failure.h"
-#include "formats.h"
-#include "plan.h"
+#include "files/formats.h"
 #include "target.h"
 
 void RunTarget(Input input) {

@@ -4,9 +4,9 @@
 #include <cstdio>
 #include <string>
 
-#include "check_whole.h"
 #include "failure.h"
 #include "robustness.h"
+#include "saving/check_whole.h"
 
 namespace {
 
@@ -154,17 +154,23 @@ TEST_F(Robustness, WithoutSynchronisation) {
   }
 }
 
-// Another scan comes under the name before any of the times that the file is opened: wider than the first, or stored so
-// that plain lines cannot be read. What comes out is of one of them, or a refusal.
+// Another scan comes under the name before any of the times that the file is opened: wider than the first, of fewer
+// channels, deeper, or stored so that plain lines cannot be read. What comes out is of one of them, or a refusal.
 TEST_F(Robustness, ReplacedBetweenAnyTwoOpenings) {
   Save(Noise(1300, 100, 1), "first.tif"); // more than the pre-scan's 1250 pixels
   Save(Noise(9000, 100, 2), "wide.tif");
   Save(Noise(1300, 100, 3), "packed.tif[compression=deflate]");
+  Save(Noise(1300, 100, 4)[0], "gray.tif");
+  Save(Noise(1300, 100, 5).colourspace(VIPS_INTERPRETATION_RGB16), "deep.tif");
   ASSERT_EQ(Run("tiffcp first.tif first.tif first-pages.tif && tiffcp wide.tif packed.tif other-pages.tif").status, 0);
   fs::create_directory(m_folder / "in");
   const struct {
     const char *first, *other;
-  } pairs[] = {{"first.tif", "wide.tif"}, {"first.tif", "packed.tif"}, {"first-pages.tif", "other-pages.tif"}};
+  } pairs[] = {{"first.tif", "wide.tif"},
+               {"first.tif", "packed.tif"},
+               {"first.tif", "gray.tif"},
+               {"first.tif", "deep.tif"},
+               {"first-pages.tif", "other-pages.tif"}};
   for (const auto& pair : pairs) {
     std::vector<std::string> whole;
     const auto run = [&](const std::string& before) {
@@ -196,25 +202,53 @@ TEST_F(Robustness, ReplacedBetweenAnyTwoOpenings) {
   }
 }
 
+// New folders are on the disk before anything in them.
+TEST_F(Robustness, FoldersAreSynchronised) {
+  Save(Noise(60, 40, 1), "in/a.tif");
+  const std::string name = m_folder.filename().string() + "/ BREAK_TOLD=told";
+  for (const int number : {1, 2}) {
+    const Outcome run = Zep3("in/a.tif -o out/deep/a.tif", Broken("fsync", number, "EIO", "BREAK_IN=" + name));
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find(number == 1 ? "zep3: in/a.tif: out: its name cannot be put on the disk, Input/output error"
+                                       : "zep3: in/a.tif: out/deep: its name cannot"),
+              std::string::npos)
+        << run.err;
+    EXPECT_FALSE(Exists("out/deep/a.tif"));
+    fs::remove_all(m_folder / "out");
+  }
+}
+
+// Another run gives its result the name just before: what belongs to that result stays with it.
+TEST_F(Robustness, ResultsKeepTheirOwnSidecars) {
+  Save(Noise(60, 40, 1), "in/a.tif");
+  for (const std::string theirs : {"", "their sidecar"}) {
+    PutBack({{"in/a.tif", Read("in/a.tif")}, {"theirs", "their result"}});
+    fs::create_directory(m_folder / "out");
+    if (!theirs.empty()) File("out/a.tif.zep3.json", theirs);
+    const Outcome run = Zep3("in/a.tif -o out/ --sidecar",
+                             Broken("renameat2", theirs.empty() ? 2 : 3, "swap theirs", "BREAK_IN=out/a.tif"));
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "zep3: in/a.tif: out/a.tif exists\n");
+    EXPECT_EQ(Read("out/a.tif"), "their result");
+    EXPECT_EQ(Read("out/a.tif.zep3.json"), theirs);
+    EXPECT_EQ(Exists("out/a.tif.zep3.json"), !theirs.empty());
+  }
+}
+
 // What is looked at last: whole files of all formats, and the same with their ends cut off.
 TEST_F(Robustness, WhatIsCutIsNoResult) {
   const vips::VImage image = Noise(60, 40, 1);
   const vips::VImage gray = image[0];
   const vips::VImage deep = image.colourspace(VIPS_INTERPRETATION_RGB16);
   const struct {
-    const vips::VImage& image;
+    const vips::VImage image;
     const char* name;
-  } cases[] = {{image, "a.tif"},
-               {image, "a.tif[tile,compression=lzw,bigtiff]"},
-               {image, "a.png"},
-               {image, "a.jpg"},
-               {image, "a.webp"},
-               {image, "a.ppm"},
-               {deep, "a.ppm"},
-               {gray, "a.pgm"},
-               {image, "a.ppm[ascii]"},
-               {gray, "a.pgm[bitdepth=1]"},
-               {image, "a.tif[pyramid,tile,tile-width=16,tile-height=16]"}};
+  } cases[] = {{image, "a.tif"},        {image, "a.tif[tile,compression=lzw,bigtiff]"},
+               {image, "a.png"},        {image, "a.jpg"},
+               {image, "a.webp"},       {image, "a.ppm"},
+               {deep, "a.ppm"},         {gray, "a.pgm"},
+               {image, "a.ppm[ascii]"}, {gray, "a.pgm[bitdepth=1]"},
+               {deep[0], "a.pgm"},      {image, "a.tif[pyramid,tile,tile-width=16,tile-height=16]"}};
   for (const auto& c : cases) {
     const std::string name = std::string(c.name).substr(0, std::string(c.name).find('['));
     Save(c.image, c.name);

@@ -6,12 +6,12 @@
 #include <vector>
 #include <vips/vips8>
 
-#include "admission.h"
+#include "command/workers.h"
 #include "failure.h"
 #include "log.h"
-#include "pnm.h"
+#include "opening/admission.h"
+#include "opening/pnm.h"
 #include "shell.h"
-#include "workers.h"
 
 namespace {
 

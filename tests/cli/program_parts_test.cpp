@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <nlohmann/json.hpp>
 #include <numeric>
 #include <random>
 #include <set>
@@ -19,16 +20,15 @@
 #include <vector>
 #include <vips/vips8>
 
-#include "arguments.h"
-#include "box_mean.h"
-#include "encoding.h"
-#include "evidence.h"
+#include "command/arguments.h"
+#include "command/workers.h"
 #include "failure.h"
-#include "formats.h"
-#include "kinds.h"
-#include "sidecar.h"
-#include "tables.h"
-#include "workers.h"
+#include "files/formats.h"
+#include "page/box_mean.h"
+#include "page/encoding.h"
+#include "page/tables.h"
+#include "told/evidence.h"
+#include "told/sidecar.h"
 
 namespace {
 
@@ -131,7 +131,7 @@ TEST(Evidence, IsToldInALine) {
                  {{nan, -1 / 0., 1e6}, "– / – / 1000000.00"}};
   for (const auto& c : numbers) {
     SetZEP3Evidence(&finding.evidence, "dyeLeft", c.values);
-    EXPECT_EQ(ValueText(EvidencesOf(finding).at(3), finding), c.text);
+    EXPECT_EQ(ValueText(EvidencesOf(finding).at(3)), c.text);
   }
 }
 
@@ -164,11 +164,10 @@ TEST(Json, TextIsTheValue) {
 
 class SidecarAnalysis : public testing::Test {
  protected:
-  static nlohmann::ordered_json Written(const std::optional<Finding>& finding, const Kind& kind) {
+  static nlohmann::ordered_json Written(const std::optional<Finding>& finding, const ZEP3_KIND& kind) {
     CorrectedPage page;
     ZEP3_PARA& para = page.correction.record.para;
-    para.wDocType = kind.docType;
-    para.wSubMode = kind.subMode;
+    SetZEP3Kind(&para, kind.pName);
     para.lSaturation = 0;
     for (ZEP3_POINTS& points : para.ic.ch) points = {62965, 2570, 63424, 4630, 100};
     page.correction.finding = finding;
@@ -180,29 +179,29 @@ class SidecarAnalysis : public testing::Test {
 };
 
 TEST_F(SidecarAnalysis, ComesBackAsItWasWritten) {
-  for (const Kind& kind : Kinds()) {
-    SCOPED_TRACE(kind.name);
-    Finding finding = FoundNumbers(AdaptiveAnalysisOf(kind.docType));
+  for (int64_t i = 0; const ZEP3_KIND* kind = GetZEP3Kind(i); i++) {
+    SCOPED_TRACE(kind->pName);
+    Finding finding = FoundNumbers(AdaptiveAnalysisOf(kind->wDocType));
     const double none[] = {1, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()};
     SetZEP3Evidence(&finding.evidence, finding.evidence.lAnalysis == ZEP3_ANALYSIS_POSITIVE ? "offset" : "base", none);
-    const auto json = Written(finding, kind);
+    const auto json = Written(finding, *kind);
     const auto again = Again(json);
     ASSERT_TRUE(again);
     EXPECT_TRUE(again->repeated && again->adaptive);
     EXPECT_EQ(again->evidence.lAnalysis, finding.evidence.lAnalysis);
     EXPECT_EQ(again->evidence.lReasons, finding.evidence.lReasons);
     const auto told = [](const nlohmann::ordered_json& of) { return of["pages"][0]["analysis"].dump(); };
-    EXPECT_EQ(told(Written(again, kind)), told(json));
+    EXPECT_EQ(told(Written(again, *kind)), told(json));
     EXPECT_NE(told(json).find("null"), std::string::npos);
   }
 }
 
 TEST_F(SidecarAnalysis, MayBeMissingAndMustBeOne) {
-  const auto json = Written(FoundNumbers(ZEP3_ANALYSIS_NEGATIVE), *FindKind("negative"));
+  const auto json = Written(FoundNumbers(ZEP3_ANALYSIS_NEGATIVE), *FindZEP3Kind("negative"));
   auto old = json;
   old["pages"][0].erase("analysis");
   EXPECT_FALSE(Again(old));
-  EXPECT_FALSE(Again(Written(std::nullopt, *FindKind("negative"))));
+  EXPECT_FALSE(Again(Written(std::nullopt, *FindZEP3Kind("negative"))));
   auto later = json;
   later["pages"][0]["analysis"]["reasons"].push_back({{"code", "not-known-yet"}, {"text", ""}});
   later["pages"][0]["analysis"]["evidences"]["notKnownYet"] = "any";
@@ -361,7 +360,7 @@ TEST_F(Scales, BoxMeansAreMeans) {
       for (const int64_t side : {2, 7, 50, 300}) {
         SCOPED_TRACE(testing::Message() << deep << " " << bands << " " << side);
         const int colours = bands >= 3 ? 3 : 1;
-        const vips::VImage plain = BoxMeanOfPlainTiff(path, 0, colours, side);
+        const vips::VImage plain = BoxMeanOfPlainTiff(path, 0, {width, height, bands, deep}, colours, side);
         const vips::VImage all = BoxMean(image, bands, side);
         ASSERT_FALSE(plain.is_null());
         ASSERT_EQ(plain.bands(), colours);
@@ -395,8 +394,13 @@ TEST_F(Scales, BoxMeansAreMeans) {
   // Stored otherwise: for libvips.
   for (const char* options : {"[compression=lzw]", "[tile]", "[compression=jpeg]"}) {
     vips::VImage::black(64, 64, vips::VImage::option()->set("bands", 3)).write_to_file((path + options).c_str());
-    EXPECT_TRUE(BoxMeanOfPlainTiff(path, 0, 3, 4).is_null()) << options;
+    EXPECT_TRUE(BoxMeanOfPlainTiff(path, 0, {64, 64, 3, false}, 3, 4).is_null()) << options;
   }
+  // Another file has come under the name since the scan was opened, of any other shape.
+  vips::VImage::black(64, 64, vips::VImage::option()->set("bands", 3)).write_to_file(path.c_str());
+  for (const PlainShape& shape :
+       {PlainShape{63, 64, 3, false}, {64, 65, 3, false}, {64, 64, 4, false}, {64, 64, 3, true}})
+    EXPECT_TRUE(BoxMeanOfPlainTiff(path, 0, shape, 3, 4).is_null());
   // The other byte order, and damage.
   TIFF* tiff = TIFFOpen(path.c_str(), "wb");
   TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 4);
@@ -407,7 +411,7 @@ TEST_F(Scales, BoxMeansAreMeans) {
   uint16_t line[8] = {1000, 1000, 1000, 1000, 2000, 2000, 2000, 2000};
   TIFFWriteEncodedStrip(tiff, 0, line, sizeof line);
   TIFFClose(tiff);
-  EXPECT_EQ(BoxMeanOfPlainTiff(path, 0, 1, 2).getpoint(1, 0)[0], 1500);
+  EXPECT_EQ(BoxMeanOfPlainTiff(path, 0, {4, 2, 1, true}, 1, 2).getpoint(1, 0)[0], 1500);
   vips::VImage::black(64, 64, vips::VImage::option()->set("bands", 3))
       .write_to_file((path + "[tile-height=8]").c_str());
   std::string bytes;
@@ -417,7 +421,7 @@ TEST_F(Scales, BoxMeansAreMeans) {
   }
   const size_t directory = static_cast<unsigned char>(bytes[4]) + 256u * static_cast<unsigned char>(bytes[5]);
   std::ofstream(path, std::ios::binary) << bytes.substr(0, 8) << bytes.substr(directory); // no longer where it was
-  EXPECT_THROW(BoxMeanOfPlainTiff(path, 0, 3, 4), Failure);
+  EXPECT_THROW(BoxMeanOfPlainTiff(path, 0, {64, 64, 3, false}, 3, 4), Failure);
   std::filesystem::remove_all(folder);
 }
 

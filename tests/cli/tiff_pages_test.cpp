@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "failure.h"
-#include "pending_file.h"
-#include "plain_tiff.h"
+#include "files/pending_file.h"
 #include "shell.h"
-#include "tiff_pages.h"
+#include "tiff/plain_tiff.h"
+#include "tiff/tiff_pages.h"
 
 namespace {
 

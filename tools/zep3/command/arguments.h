@@ -1,0 +1,31 @@
+// The arguments that are more than one number: places on a scan, curves, matrices. Each parser throws UsageError that
+// says what was expected.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+#include "engine/zep3.h"
+#include "options.h"
+
+// "X,Y,WIDTH,HEIGHT", each a number of pixels or, with %, a share of the scan.
+AreaArgument ParseArea(std::string_view text);
+
+// "X,Y,X,Y,X,Y,X,Y", in any order.
+AreaArgument ParseCorners(std::string_view text);
+
+// "X,Y" or, `withStrength`, also "X,Y,STRENGTH" (percent).
+PipetteArgument ParsePipette(std::string_view text, bool withStrength);
+
+// "IN:OUT,IN:OUT,...": 2 to 16 points on display levels 0..255, inputs rising.
+ZEP3_TONE ParseCurve(std::string_view text);
+
+// Nine numbers, row by row.
+std::array<double, 9> ParseMatrix(std::string_view text);
+
+// "RED,GREEN,BLUE", whole numbers.
+std::array<int64_t, 3> ParseBalance(std::string_view text);
+
+// A gamma with at most one decimal, 0.5 to 5; in tenths.
+int ParseGamma(std::string_view text);

@@ -1,0 +1,53 @@
+// Hands a job to its command; faults become words.
+#include "job/scan_job.h"
+
+#include <chrono>
+#include <filesystem>
+#include <new>
+#include <vips/vips8>
+
+#include "failure.h"
+#include "interrupt.h"
+#include "job/correct.h"
+#include "job/print.h"
+#include "log.h"
+#include "opening/scan.h"
+
+namespace {
+
+Outcome Dispatch(const Job& job, const Options& options) {
+  if (!job.refusal.empty()) throw Failure(job.refusal);
+  switch (options.command) {
+    case Command::kAnalyse:
+      return PrintAnalysis(job, options);
+    case Command::kTables:
+      return PrintTables(job, options);
+    case Command::kCorrect:
+      break;
+  }
+  return Correct(job, options);
+}
+
+} // namespace
+
+Outcome RunJob(const Job& job, const Options& options) {
+  const auto begin = std::chrono::steady_clock::now();
+  Outcome outcome;
+  TakeLibraryWarnings(); // those about the scan before
+  try {
+    outcome = Dispatch(job, options);
+  } catch (const vips::VError& error) {
+    outcome.message = LibraryReason(error);
+  } catch (const std::filesystem::filesystem_error& error) {
+    outcome.message = error.path1().string() + ": " + error.code().message();
+  } catch (const std::bad_alloc&) {
+    outcome.message = "takes more memory than there is, or than --max-memory allows";
+  } catch (const std::exception& error) {
+    outcome.message = error.what();
+    // The scan is named anyway.
+    if (outcome.message.starts_with(job.scan + ": ")) outcome.message.erase(0, job.scan.size() + 2);
+  }
+  if (IsInterrupted() && outcome.status == Status::kFailed) outcome = {Status::kInterrupted, "interrupted"};
+  outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  return outcome;
+}

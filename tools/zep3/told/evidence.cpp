@@ -1,0 +1,69 @@
+#include "told/evidence.h"
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+
+std::vector<const ZEP3_REASON*> ReasonsOf(const Finding& finding) {
+  std::vector<const ZEP3_REASON*> reasons;
+  for (int64_t i = 0; const ZEP3_REASON* reason = GetZEP3Reason(i); i++) {
+    if ((finding.evidence.lReasons & reason->lBit) != 0) reasons.push_back(reason);
+  }
+  return reasons;
+}
+
+std::vector<Evidence> EvidencesOf(const Finding& finding) {
+  std::vector<Evidence> evidences;
+  for (int64_t i = 0; const ZEP3_EVIDENCE_ITEM* item = GetZEP3EvidenceItem(i); i++) {
+    double values[ZEP3_EVIDENCE_COUNT_MAX];
+    const int64_t count = GetZEP3Evidence(&finding.evidence, item->pName, values);
+    if (count > 0) evidences.push_back({item, {values, values + count}});
+  }
+  return evidences;
+}
+
+std::string Decimal(double value, int places) {
+  if (!std::isfinite(value)) return "–";
+  std::array<char, 400> text; // of the largest number
+  std::snprintf(text.data(), text.size(), "%.*f", places, value);
+  const bool zero = std::string_view(text.data()).find_first_not_of("-0.") == std::string_view::npos;
+  return text.data() + (zero && text[0] == '-' ? 1 : 0);
+}
+
+std::string ValueText(const Evidence& evidence) {
+  std::string text;
+  for (const double value : evidence.values) {
+    text += (text.empty() ? "" : " / ") + Decimal(value, static_cast<int>(evidence.item->lDecimals));
+  }
+  return text;
+}
+
+std::string_view MethodName(bool adaptive) { return adaptive ? "adaptive" : "standard"; }
+
+int AdaptiveAnalysisOf(uint16_t docType) {
+  if (docType == ZEP3_DOC_NEGATIVE) return ZEP3_ANALYSIS_NEGATIVE;
+  return docType == ZEP3_DOC_NEGATIVE_BW ? ZEP3_ANALYSIS_NEGATIVE_BW : ZEP3_ANALYSIS_POSITIVE;
+}
+
+std::string Verdict(const Finding& finding) {
+  const bool adaptive = finding.evidence.lAnalysis != ZEP3_ANALYSIS_STANDARD;
+  const std::string text = (finding.repeated ? "repeated " : "") + std::string(MethodName(adaptive)) + " analysis";
+  return adaptive ? text + ", confidence " + Decimal(finding.evidence.dConfidence, 2) : text;
+}
+
+std::string Summary(const Finding& finding) {
+  std::string text;
+  for (const ZEP3_REASON* reason : ReasonsOf(finding)) {
+    text += std::string(text.empty() ? ": " : "; ") + reason->pText;
+  }
+  return Verdict(finding) + text;
+}
+
+std::vector<std::string> SummariesOf(const std::vector<CorrectedPage>& pages) {
+  std::vector<std::string> lines;
+  for (const CorrectedPage& page : pages) {
+    const std::string which = pages.size() > 1 ? "page " + std::to_string(page.page + 1) + ": " : "";
+    if (page.correction.finding) lines.push_back(which + Summary(*page.correction.finding));
+  }
+  return lines;
+}
