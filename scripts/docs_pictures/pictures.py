@@ -125,7 +125,7 @@ def print_(m, photograph="brook", history="heavy", size=SIZE):
     return s.scanned(s.positive(m.photograph(photograph, size), "print", history))
 
 
-def negative(m, photograph="mountains", film="fast", size=SIZE, **how):
+def negative(m, photograph="mountains", film="colour", size=SIZE, **how):
     return s.scanned(s.negative(m.photograph(photograph, size), film, **how))
 
 
@@ -263,7 +263,7 @@ def adaptive_failures(m):
     light = evening(m, "dogs")
     table(m, "adaptive-failures", [
         ("faded print, golden light", s.scanned(s.positive(light, "print", "dark")), "faded-print", s.display(light)),
-        ("colour negative, golden light", s.scanned(s.negative(light, "fast")), "negative", s.display(light))], 190)
+        ("colour negative, golden light", s.scanned(s.negative(light, "colour")), "negative", s.display(light))], 190)
 
 
 def negatives(m):
