@@ -87,7 +87,8 @@ def read(path, size, crop=None):
 def scanned(transmitted, seed=1):
     """Light at the sensor -> scan with photon noise."""
     noise = np.random.default_rng(seed).standard_normal(transmitted.shape)
-    return to8(np.clip(transmitted + noise * np.sqrt(np.maximum(transmitted, 0) / 20000 + 4e-8), 0, 1) ** (1 / SCAN_GAMMA))
+    seen = transmitted + noise * np.sqrt(np.maximum(transmitted, 0) / 20000 + 4e-8)
+    return to8(np.clip(seen, 0, 1) ** (1 / SCAN_GAMMA))
 
 
 def positive(linear, material, history):
