@@ -20,7 +20,6 @@
 #include "job/scan_job.h"
 #include "log.h"
 #include "opening/scan.h"
-#include "page/kinds.h"
 #include "saving/in_place.h"
 #include "target.h"
 
@@ -198,8 +197,7 @@ void RunTarget(Input input) {
       input.OneIn(4) ? kSavers[static_cast<size_t>(input.Below(std::size(kSavers)))].extension : saver.extension;
   const std::string scan = folder / ("scan" + std::string(saver.extension));
   const std::string result = folder / ("result" + std::string(resultExtension));
-  std::vector<std::string> words = {"zep3", scan, "--no-sync", "-k",
-                                    std::string(Kinds()[static_cast<size_t>(input.Below(11))].name)};
+  std::vector<std::string> words = {"zep3", scan, "--no-sync", "-k", GetZEP3Kind(input.Below(11))->pName};
   const auto add = [&](bool wanted, std::initializer_list<const char*> more) {
     if (wanted) words.insert(words.end(), more.begin(), more.end());
   };

@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <nlohmann/json.hpp>
 #include <numeric>
 #include <random>
 #include <set>
@@ -25,7 +26,6 @@
 #include "files/formats.h"
 #include "page/box_mean.h"
 #include "page/encoding.h"
-#include "page/kinds.h"
 #include "page/tables.h"
 #include "told/evidence.h"
 #include "told/sidecar.h"
@@ -131,7 +131,7 @@ TEST(Evidence, IsToldInALine) {
                  {{nan, -1 / 0., 1e6}, "– / – / 1000000.00"}};
   for (const auto& c : numbers) {
     SetZEP3Evidence(&finding.evidence, "dyeLeft", c.values);
-    EXPECT_EQ(ValueText(EvidencesOf(finding).at(3), finding), c.text);
+    EXPECT_EQ(ValueText(EvidencesOf(finding).at(3)), c.text);
   }
 }
 
@@ -164,11 +164,10 @@ TEST(Json, TextIsTheValue) {
 
 class SidecarAnalysis : public testing::Test {
  protected:
-  static nlohmann::ordered_json Written(const std::optional<Finding>& finding, const Kind& kind) {
+  static nlohmann::ordered_json Written(const std::optional<Finding>& finding, const ZEP3_KIND& kind) {
     CorrectedPage page;
     ZEP3_PARA& para = page.correction.record.para;
-    para.wDocType = kind.docType;
-    para.wSubMode = kind.subMode;
+    SetZEP3Kind(&para, kind.pName);
     para.lSaturation = 0;
     for (ZEP3_POINTS& points : para.ic.ch) points = {62965, 2570, 63424, 4630, 100};
     page.correction.finding = finding;
@@ -180,29 +179,29 @@ class SidecarAnalysis : public testing::Test {
 };
 
 TEST_F(SidecarAnalysis, ComesBackAsItWasWritten) {
-  for (const Kind& kind : Kinds()) {
-    SCOPED_TRACE(kind.name);
-    Finding finding = FoundNumbers(AdaptiveAnalysisOf(kind.docType));
+  for (int64_t i = 0; const ZEP3_KIND* kind = GetZEP3Kind(i); i++) {
+    SCOPED_TRACE(kind->pName);
+    Finding finding = FoundNumbers(AdaptiveAnalysisOf(kind->wDocType));
     const double none[] = {1, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()};
     SetZEP3Evidence(&finding.evidence, finding.evidence.lAnalysis == ZEP3_ANALYSIS_POSITIVE ? "offset" : "base", none);
-    const auto json = Written(finding, kind);
+    const auto json = Written(finding, *kind);
     const auto again = Again(json);
     ASSERT_TRUE(again);
     EXPECT_TRUE(again->repeated && again->adaptive);
     EXPECT_EQ(again->evidence.lAnalysis, finding.evidence.lAnalysis);
     EXPECT_EQ(again->evidence.lReasons, finding.evidence.lReasons);
     const auto told = [](const nlohmann::ordered_json& of) { return of["pages"][0]["analysis"].dump(); };
-    EXPECT_EQ(told(Written(again, kind)), told(json));
+    EXPECT_EQ(told(Written(again, *kind)), told(json));
     EXPECT_NE(told(json).find("null"), std::string::npos);
   }
 }
 
 TEST_F(SidecarAnalysis, MayBeMissingAndMustBeOne) {
-  const auto json = Written(FoundNumbers(ZEP3_ANALYSIS_NEGATIVE), *FindKind("negative"));
+  const auto json = Written(FoundNumbers(ZEP3_ANALYSIS_NEGATIVE), *FindZEP3Kind("negative"));
   auto old = json;
   old["pages"][0].erase("analysis");
   EXPECT_FALSE(Again(old));
-  EXPECT_FALSE(Again(Written(std::nullopt, *FindKind("negative"))));
+  EXPECT_FALSE(Again(Written(std::nullopt, *FindZEP3Kind("negative"))));
   auto later = json;
   later["pages"][0]["analysis"]["reasons"].push_back({{"code", "not-known-yet"}, {"text", ""}});
   later["pages"][0]["analysis"]["evidences"]["notKnownYet"] = "any";

@@ -11,6 +11,7 @@
 
 #include "log.h"
 #include "saving/carried.h"
+#include "tiff/tiff_pages.h"
 
 namespace {
 
