@@ -1,3 +1,4 @@
+// Signal handlers: a flag, and a timer that wakes the calls that wait.
 #include "interrupt.h"
 
 #include <sys/time.h>

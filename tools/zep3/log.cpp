@@ -1,3 +1,4 @@
+// Text made fit for a terminal, and GLib's messages kept or said.
 #include "log.h"
 
 #include <glib.h>

@@ -1,3 +1,4 @@
+// The options by the groups of the help, with CLI11; then what may not be combined.
 #include "command/command_line.h"
 
 #include <CLI/CLI.hpp>

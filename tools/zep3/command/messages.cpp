@@ -1,3 +1,4 @@
+// One text for each field; what comes back is checked, for a worker may have met anything.
 #include "command/messages.h"
 
 #include <iterator>

@@ -1,3 +1,4 @@
+// Names become jobs; a result must replace neither a scan nor another result of the run.
 #include "command/plan.h"
 
 #include <algorithm>

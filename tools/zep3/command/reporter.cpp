@@ -1,3 +1,4 @@
+// Messages go to standard error, what was asked for to standard output.
 #include "command/reporter.h"
 
 #include <unistd.h>

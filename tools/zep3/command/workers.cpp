@@ -1,3 +1,4 @@
+// Messages through socket pairs, and the pool: forking, feeding, collecting answers, putting away the dead.
 #include "command/workers.h"
 
 #include <poll.h>

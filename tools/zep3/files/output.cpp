@@ -1,3 +1,4 @@
+// Names of temporary files, what killed processes left of them, and copies between descriptors.
 #include "files/output.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// A hidden file beside its target: writing with the first error kept, then renaming.
 #include "files/pending_file.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// The steps in their order; each may end the job.
 #include "job/correct.h"
 
 #include <filesystem>

@@ -1,3 +1,4 @@
+// Bounds on pixels and memory, and libvips' loaders that are closed.
 #include "opening/admission.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// Checks of a file before libvips sees it, and of each page before it is decoded.
 #include "opening/scan.h"
 
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// ICC profiles by Little CMS: their gamma, and curves replaced by another.
 #include "page/encoding.h"
 
 #include <lcms2.h>

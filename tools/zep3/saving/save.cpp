@@ -1,3 +1,4 @@
+// The scan's layout as options of libvips' savers; the bytes go into the pending file.
 #include "saving/save.h"
 
 #include <tiff.h>

@@ -1,3 +1,4 @@
+// From file to file where nothing but pixels changes, otherwise through libvips.
 #include "saving/write_page.h"
 
 #include "interrupt.h"

@@ -1,3 +1,4 @@
+// Reads by pread, several threads at a time; writes one batch of strips while the next is read.
 #include "tiff/plain_tiff.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Tags that say how the pixels are stored, read and set by libtiff.
 #include "tiff/tiff_layout.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Strips and tiles by libtiff; directories as they are stored, field by field.
 #include "tiff/tiff_pages.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// HTML with everything inside: plots by gnuplot, pictures by libvips, tables of numbers.
 #include "told/report.h"
 
 #include <glib.h>

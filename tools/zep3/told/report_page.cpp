@@ -1,3 +1,4 @@
+// The numbers' names, the pictures' sizes and the histograms.
 #include "told/report_page.h"
 
 #include <algorithm>

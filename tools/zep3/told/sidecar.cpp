@@ -1,3 +1,4 @@
+// Writing, reading with a reason for each refusal, and JSON laid out for people.
 #include "told/sidecar.h"
 
 #include <vips/vips.h>
