@@ -43,6 +43,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/page/prescan.cpp
   tools/zep3/page/record.cpp
   tools/zep3/page/tables.cpp
+  tools/zep3/saving/carried.cpp
   tools/zep3/saving/check_whole.cpp
   tools/zep3/saving/in_place.cpp
   tools/zep3/saving/progress.cpp

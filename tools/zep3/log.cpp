@@ -10,7 +10,7 @@
 
 namespace {
 
-// Of a whole file's warnings the first say what is wrong.
+// The first warnings of a file say what is wrong.
 constexpr size_t kKeptWarnings = 200; // bytes
 
 std::mutex warningsMutex; // decoders have threads

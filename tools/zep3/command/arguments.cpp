@@ -116,6 +116,13 @@ std::array<int64_t, 3> ParseBalance(std::string_view text) {
   return balance;
 }
 
+int ParseWhole(std::string_view text, int low, int high) {
+  int number = 0;
+  if (!Read(text, low, high, number))
+    Refuse(text, "a whole number of " + std::to_string(low) + ".." + std::to_string(high));
+  return number;
+}
+
 int ParseGamma(std::string_view text) {
   double gamma = 0;
   if (!Read(text, 0.5, 5.0, gamma)) Refuse(text, "a gamma of 0.5 to 5, such as 2.2");
