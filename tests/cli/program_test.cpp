@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <vector>
 #include <vips/vips8>
 
@@ -341,6 +342,35 @@ TEST_F(Program, MetadataAndLayoutAreKept) {
   }
   EXPECT_NE(left.find("Profile Description"), std::string::npos);
   EXPECT_NE(left.find("X Resolution                    : 300"), std::string::npos);
+}
+
+// A result says of its size and of the coding of its colours what the scan says, and no more.
+TEST_F(Program, SizeAndColoursAreToldAsByTheScan) {
+  using namespace std::string_literals;
+  Save(Sample(), "made.png");
+  const std::string made = Read("made.png"); // 33 bytes of signature and IHDR
+  for (const std::string& chunk : {""s, "\0\0\0\x9pHYs\0\0.#\0\0.#\1\x78\xa5\x3f\x76"s, // 300 pixels an inch
+                                   "\0\0\0\x9pHYs\0\0\0\2\0\0\0\1\0\xc9\xb1\xb6\x78"s,  // 2:1, without a unit
+                                   "\0\0\0\4cICP\x9\x10\0\1\x4d\x23\x23\xfe"s}) {
+    File("a.png", made.substr(0, 33) + chunk + made.substr(made.find("IDAT") - 4));
+    ASSERT_EQ(Zep3("a.png -o out.png --overwrite").status, 0);
+    const std::string head = Read("out.png").substr(0, Read("out.png").find("IDAT"));
+    EXPECT_EQ(head.substr(33, chunk.size()), chunk);
+    for (const char* name : {"pHYs", "cICP"}) EXPECT_EQ(head.find(name, 33 + chunk.size()), std::string::npos) << name;
+  }
+  for (const char* result : {"out.tif", "other.png --output-gamma 1.8"}) {
+    EXPECT_NE(Zep3("a.png -o " + std::string(result)).err.find("(cICP) is left out"), std::string::npos) << result;
+  }
+  EXPECT_EQ(Read("other.png").find("cICP"), std::string::npos);
+  Save(Sample(), "a.jpg");
+  ASSERT_EQ(Run("exiftool -q -overwrite_original -all= a.jpg && cp a.jpg big-endian.jpg && exiftool -q "
+                "-overwrite_original -Make=Maker -ResolutionUnit=None big-endian.jpg")
+                .status,
+            0);
+  for (const std::string scan : {"a.jpg", "big-endian.jpg", "a.png"}) {
+    ASSERT_EQ(Zep3(scan + " -o out.jpg --overwrite").status, 0);
+    EXPECT_EQ(Run("exiftool -s3 -ResolutionUnit out.jpg").out, "None\n") << scan;
+  }
 }
 
 // TIFF to TIFF nothing is lost and nothing changes but the pixels and where they lie.
@@ -687,6 +717,27 @@ TEST_F(Program, AnInterruptedRunLeavesNothingHalf) {
 }
 
 // ---- everything that can be wrong ----
+
+TEST_F(Program, TextsAreWhole) {
+  EXPECT_NE(Zep3("--version").out.find("the zep3 authors, MIT License\n"), std::string::npos);
+  // The man page, made of the help, joins lines that follow one another.
+  EXPECT_FALSE(std::regex_search(Zep3("--help").out, std::regex("\n    zep3 [^\n]*\n    zep3 ")));
+  Save(Sample(), "a.png");
+  ASSERT_EQ(Zep3("a.png -o out.png --report").status, 0);
+  EXPECT_FALSE(std::regex_search(Read("out.png.zep3.html"), std::regex("<h2[^>]*></h2>|alt=\"( |\")")));
+}
+
+// On a terminal the writing of a result is followed where it is the only one.
+TEST_F(Program, OneLineOfProgress) {
+  Save(VImage::gaussnoise(3000, 1500).cast(VIPS_FORMAT_UCHAR), "large.pgm"); // seconds of compression
+  Save(Sample(), "small.ppm");
+  for (const std::string scans : {"large.pgm", "large.pgm small.ppm"}) {
+    const std::string run =
+        std::string(ZEP3_PROGRAM) + " -j2 " + scans + " -o out/ --overwrite --format png[compression=9]";
+    const std::string shown = Run("script -qec '" + run + "' typescript").out;
+    EXPECT_EQ(shown.find("writing, ") != std::string::npos, scans == "large.pgm") << shown;
+  }
+}
 
 TEST_F(Program, FaultsAreNamedAndLoseNothing) {
   Save(Sample(), "good.png");

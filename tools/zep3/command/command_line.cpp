@@ -39,7 +39,7 @@ Notes:
 
   Exit status: 0; 1 when a scan failed (the others are finished); 2 for a fault in the command; 130 when interrupted.)";
 
-constexpr const char* kLicence = "MIT License, Copyright (c) the zep3 authors";
+constexpr const char* kLicence = "Copyright (c) the zep3 authors, MIT License";
 
 // Options under one heading of the help.
 class Group {
