@@ -28,15 +28,18 @@ if [ ! -f $packages/complete ]; then
   rm -rf $packages
   mkdir -p $packages/lists/partial $packages/sources
   here=$PWD/$packages
+  # shellcheck disable=SC2086
   (cd $packages && apt-get download -q $photographs)
-  for package in $packages/*.deb; do dpkg-deb -x "$package" $packages; done
+  for package in "$packages"/*.deb; do dpkg-deb -x "$package" $packages; done
   # The machine's own places of packages, for sources, in lists of their own: nothing of the system changes.
   for list in /etc/apt/sources.list /etc/apt/sources.list.d/*.list /etc/apt/sources.list.d/*.sources; do
     [ -f "$list" ] || continue
     sed 's/^deb /deb-src /; s/^Types:.*/Types: deb-src/' "$list" >"$packages/sources/${list##*/}"
   done
   apt="-o Dir::Etc::SourceList=/dev/null -o Dir::Etc::SourceParts=$here/sources -o Dir::State::Lists=$here/lists"
+  # shellcheck disable=SC2086
   apt-get $apt update -q
+  # shellcheck disable=SC2086
   (cd $packages && apt-get $apt source -q --download-only $source)
   tar xf $packages/${source}_*.orig.tar.* -C $packages --wildcards --strip-components 1 '*/prog/*.jpg'
   touch $packages/complete

@@ -1,4 +1,4 @@
-"""Makes samples/ and docs/images/ again, with the program. Started by scripts/docs_pictures.sh, which fetches the packages.
+"""Makes samples/ and docs/images/ again, with the program. scripts/docs_pictures.sh fetches the packages and starts it.
 
     pictures.py ZEP3 PACKAGES [NAME...]    all pictures, or those whose names begin with one of NAME
 """
@@ -79,8 +79,8 @@ def fitted(values, width, height):
 
 
 def compose(rows, height, width=PAGE, heads=(), shared=False):
-    """Rows of (picture, caption) side by side, under column heads; as 8-bit RGB. A row may begin with a text: its title.
-    With `shared` the columns have equal widths, else a row is set from left to right and centred."""
+    """Rows of (picture, caption) side by side, under column heads; as 8-bit RGB. A row may begin with a text, its title.
+    With `shared` the columns have equal widths; else a row is set from left to right."""
     font = ImageFont.truetype(FONT, 13)
     columns = max(sum(not isinstance(cell, str) for cell in row) for row in rows)
     column = (width - (columns - 1) * GAP) // columns
@@ -125,7 +125,7 @@ def print_(m, photograph="brook", history="heavy", size=SIZE):
     return s.scanned(s.positive(m.photograph(photograph, size), "print", history))
 
 
-def negative(m, photograph="mountains", film="fast", size=SIZE, **how):
+def negative(m, photograph="mountains", film="colour", size=SIZE, **how):
     return s.scanned(s.negative(m.photograph(photograph, size), film, **how))
 
 
@@ -217,7 +217,8 @@ def table(m, name, rows, height=130, holder=0.0):
             line.append((result, f"{difference(result, original):.1f}"))
         lines.append(line + [(original, "")])
         print("  ", name, title, line[2][1], line[3][1])
-    s.save(IMAGES / f"{name}.jpg", compose(lines, height, heads=("as scanned", "standard", "adaptive", "the original"), shared=True), 82)
+    heads = ("as scanned", "standard", "adaptive", "the original")
+    s.save(IMAGES / f"{name}.jpg", compose(lines, height, heads=heads, shared=True), 82)
 
 
 def evening(m, name):
@@ -251,10 +252,12 @@ def adaptive_frame(m):
     photograph = s.display(m.photograph("meadow"))
     straight = negative(m, "meadow", border=0.03, holder=0.05)
     straight[:, :20] = 255
-    table(m, "adaptive-frame", [row("open light, holder, clear film", straight), row("tilted by one degree", level(straight, 1))])
+    table(m, "adaptive-frame", [
+        row("open light, holder, clear film", straight),
+        row("tilted by one degree", tilted(straight, 1))])
 
 
-def level(scan, degrees):
+def tilted(scan, degrees):
     image = Image.fromarray(scan)
     return np.asarray(image.rotate(degrees, Image.BICUBIC, fillcolor=(0, 0, 0)))
 
@@ -263,7 +266,7 @@ def adaptive_failures(m):
     light = evening(m, "dogs")
     table(m, "adaptive-failures", [
         ("faded print, golden light", s.scanned(s.positive(light, "print", "dark")), "faded-print", s.display(light)),
-        ("colour negative, golden light", s.scanned(s.negative(light, "fast")), "negative", s.display(light))], 190)
+        ("colour negative, golden light", s.scanned(s.negative(light, "colour")), "negative", s.display(light))], 190)
 
 
 def negatives(m):
@@ -274,7 +277,8 @@ def negatives(m):
     monochrome = negative(m, "camera", "mono")
     s.save(IMAGES / "negatives.jpg", compose([
         ["colour negative"] + row(negative(m, "mountains"), "negative") + [(m.page("mountains", SIZE), "")],
-        ["faded colour negative"] + row(negative(m, "brook", history="film-heavy"), "faded-negative") + [(m.page("brook", SIZE), "")],
+        ["faded colour negative"] + row(negative(m, "brook", history="film-heavy"), "faded-negative") +
+        [(m.page("brook", SIZE), "")],
         ["by incandescent light, a stop over"] + row(negative(m, "astronaut", stops=1.0, kelvin=3200), "negative") +
         [(m.page("astronaut", SIZE), "")],
         ["backlit: as a photo, and with the backlight correction", (backlit, ""), (photo, "")] +
@@ -285,7 +289,7 @@ def negatives(m):
 
 
 def densities(m):
-    """Blocks of a faded print by their density in red and blue, as scanned and taken back by the line that was found."""
+    """Blocks of a faded print by density in red and blue, as scanned and taken back by the line that was found."""
     folder = pathlib.Path(m.temporary.name)
     scan = print_(m, "rocket", "dark")
     s.save(folder / "scan.png", scan)
@@ -294,7 +298,8 @@ def densities(m):
     offset, dye = (np.array(told[name])[[0, 2]] for name in ("offset", "dyeLeft"))
     side = 4
     h, w = (n // side * side for n in scan.shape[:2])
-    blocks = s.light(scan, s.SCAN_GAMMA)[:h, :w].reshape(h // side, side, w // side, side, 3).mean(axis=(1, 3)).reshape(-1, 3)
+    blocks = s.light(scan, s.SCAN_GAMMA)[:h, :w].reshape(h // side, side, w // side, side, 3)
+    blocks = blocks.mean(axis=(1, 3)).reshape(-1, 3)
     blocks = blocks[np.random.default_rng(1).permutation(len(blocks))[:2500]]
     ramp = np.linspace(0, 1, 50)[:, None] ** 3 * np.ones(3)
     grays = -np.log10(s.positive(ramp, "print", "dark"))[:, [0, 2]]
@@ -304,7 +309,8 @@ def densities(m):
     shown = lambda light: (s.display(light).astype(int) @ (65536, 256, 1))
     back = (-np.log10(np.maximum(blocks, 1e-4)) - told["offset"]) / told["dyeLeft"]
     commands = ["set terminal pngcairo size 840,420 font 'DejaVu Sans,9'", f"set output '{folder}/plot.png'",
-                "set multiplot layout 1,2", "set grid", "set xrange [-0.1:2.3]", "set yrange [-0.1:2.3]", "set xlabel 'density in red'", "set ylabel 'density in blue'"]
+                "set multiplot layout 1,2", "set grid", "set xrange [-0.1:2.3]", "set yrange [-0.1:2.3]",
+                "set xlabel 'density in red'", "set ylabel 'density in blue'"]
     panels = (("as scanned", lambda d: d, shown(blocks)),
               ("taken back to the unfaded original", lambda d: (d - offset) / dye, shown(10 ** -np.maximum(back, 0))))
     for i, (title, map_, colours) in enumerate(panels):
@@ -316,16 +322,18 @@ def densities(m):
                      f"plot '{folder}/true{i}' with lines lw 6 lc rgb '#92c47a' title 'where grays lie in truth', "
                      f"'{folder}/dots{i}' with points pt 7 ps 0.25 lc rgb variable notitle, "
                      f"'{folder}/found{i}' with lines lw 1.5 lc rgb 'black' title 'found: offset + dye * density', "
-                     f"'{folder}/ends{i}' with linespoints pt 4 ps 1.4 lw 1.5 dt 2 lc rgb '#cc2222' title 'ends of the channels', "
+                     f"'{folder}/ends{i}' with linespoints pt 4 ps 1.4 lw 1.5 dt 2 lc rgb '#cc2222' "
+                     "title 'ends of the channels', "
                      f"'{folder}/joint{i}' with points pt 6 ps 1.4 lw 2 lc rgb '#1144cc' title 'joint white and black'"]
     subprocess.run(["gnuplot"], input="\n".join(commands), text=True, check=True)
     image = Image.open(folder / "plot.png").convert("RGB").quantize(96, dither=Image.Dither.NONE)
     image.save(IMAGES / "adaptive-densities.png", optimize=True)
-    print("   densities: offset", told["offset"], "dye left", told["dyeLeft"], "true white", grays[-1], "joint white", ends[0])
+    print("   adaptive-densities: white in red and blue", "found", offset, "true", grays[-1], "joint", ends[0])
 
 
 GROUPS = {"adaptive-prints": adaptive_prints, "adaptive-negatives": adaptive_negatives, "adaptive-frame": adaptive_frame,
-          "adaptive-failures": adaptive_failures, "adaptive-densities": densities, "negatives": negatives, "samples": samples, "before-after": before_after, "kind": kinds, "wrong": wrong}
+          "adaptive-failures": adaptive_failures, "adaptive-densities": densities, "negatives": negatives,
+          "samples": samples, "before-after": before_after, "kind": kinds, "wrong": wrong}
 
 
 def main():

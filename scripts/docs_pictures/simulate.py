@@ -36,22 +36,15 @@ HISTORIES = {
 }
 
 # Films: base density; for each layer contrast, speed point and toe width (log10 exposure), shoulder and its width; what
-# the scanner's channels see of each dye; how far a layer holds back its neighbours. The colour films are reduced from
+# the scanner's channels see of each dye; how far a layer holds back its neighbours. The colour film is reduced from
 # "Film Scan Calibration" by OwlMightyCh (CC BY 4.0, see samples/README.md).
 FILMS = {
-    "fast": {
+    "colour": {
         "base": (0.212, 0.635, 0.796),
         "layers": ((0.553, -2.660, 0.183, 3.524, 0.065), (0.560, -2.719, 0.119, 3.455, 1.0),
                    (0.638, -2.848, 0.136, 3.771, 0.041)),
         "crosstalk": ((0.848, 0.134, 0.018), (0.115, 0.730, 0.155), (0.056, 0.023, 0.921)),
         "interimage": 0.06,
-    },
-    "amateur": {
-        "base": (0.263, 0.636, 0.900),
-        "layers": ((0.559, -2.350, 0.202, 0.534, 0.298), (0.585, -2.404, 0.210, 0.490, 0.338),
-                   (0.629, -2.332, 0.116, 0.552, 0.321)),
-        "crosstalk": ((0.857, 0.124, 0.019), (0.109, 0.714, 0.177), (0.054, 0.033, 0.914)),
-        "interimage": 0.05,
     },
     "mono": {
         "base": (0.28, 0.27, 0.28),
@@ -94,7 +87,8 @@ def read(path, size, crop=None):
 def scanned(transmitted, seed=1):
     """Light at the sensor -> scan with photon noise."""
     noise = np.random.default_rng(seed).standard_normal(transmitted.shape)
-    return to8(np.clip(transmitted + noise * np.sqrt(np.maximum(transmitted, 0) / 20000 + 4e-8), 0, 1) ** (1 / SCAN_GAMMA))
+    seen = transmitted + noise * np.sqrt(np.maximum(transmitted, 0) / 20000 + 4e-8)
+    return to8(np.clip(seen, 0, 1) ** (1 / SCAN_GAMMA))
 
 
 def positive(linear, material, history):
