@@ -1,3 +1,4 @@
+// A small reader of numbers between separators; each argument says what it expected.
 #include "command/arguments.h"
 
 #include <charconv>

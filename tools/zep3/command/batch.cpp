@@ -1,3 +1,4 @@
+// The way of a run: jobs from the plan go to worker processes, outcomes to the reporter.
 #include "command/batch.h"
 
 #include <algorithm>

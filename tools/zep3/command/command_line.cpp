@@ -1,3 +1,4 @@
+// The options by the groups of the help, with CLI11; then what may not be combined.
 #include "command/command_line.h"
 
 #include <CLI/CLI.hpp>
@@ -91,7 +92,7 @@ std::vector<std::string> KindNames() {
   return names;
 }
 
-// What the help says behind the options.
+// The help's text behind the options.
 std::string Footer() {
   std::string text = "Kinds of original, and their analysis:\n";
   const auto column = [](std::string_view word, size_t width) {
@@ -188,7 +189,7 @@ void AddAreaAndScales(CLI::App& app, Options& options) {
             "Repeat the correction in this file; brightness, contrast, balance and curves may differ");
 }
 
-// What may be opened.
+// Limits on what is opened.
 void AddAdmission(CLI::App& app, Options& options) {
   Group group(app, "What is opened");
   AddParsed(
@@ -218,7 +219,7 @@ void AddMany(CLI::App& app, Options& options) {
                 "Say every scan with what was found, and what the image libraries warn of");
 }
 
-// What the analysis reads is settled in a sidecar.
+// A sidecar settles what the analysis reads.
 void CheckSidecarUse(const CLI::App& app) {
   for (const char* name : {"--kind", "--analysis", "--level", "--backlight", "--option", "--matrix", "--area",
                            "--corners", "--gray-pipette", "--gamma-pipette", "--input-gamma", "--output-gamma"}) {

@@ -1,3 +1,4 @@
+// Checks of a file before libvips sees it, and of each page before it is decoded.
 #include "opening/scan.h"
 
 #include <sys/stat.h>
@@ -163,7 +164,7 @@ Scan::Scan(const std::string& name, const Admission& admission) : m_admission(ad
   }
 }
 
-// What lies packed before the pixels, texts and profile, is unpacked when the head is read, in more than one copy.
+// libpng unpacks texts and profile when the head is read, and keeps more than one copy.
 void Scan::CheckPng() const {
   constexpr int64_t kMostOfOne = 50 << 20; // bytes, as libvips allows
   constexpr int64_t kMostPacking = 1032;   // times, of deflate
@@ -194,7 +195,7 @@ void Scan::CheckTiffPage(const TiffLayout& layout) const {
   }
 }
 
-// Of decoders that hold more than some lines. How much they hold was measured.
+// Bounds the memory of decoders that hold more than a few lines. How much they hold was measured.
 void Scan::CheckDecoder(const vips::VImage& header, int page) const {
   CheckPixels(m_admission, header.width(), header.height());
   const int64_t pixels = int64_t{header.width()} * header.height();
@@ -246,7 +247,7 @@ vips::VImage Scan::Load(int page, Options options) const {
     if (alone) return LoadStream(OpenTiffPage(m_path, Place(page)), options);
     options.emplace_back("page", std::to_string(FilePage(page)));
   }
-  // By the loader that is known: new_from_file would let each that there is look at the file.
+  // The loader is known: new_from_file would let every loader look at the file.
   vips::VImage image;
   vips::VImage::call_option_string(std::string(m_format->loader).c_str(), JoinOptions(options, m_options).c_str(),
                                    vips::VImage::option()->set("filename", m_path.c_str())->set("out", &image));

@@ -1,3 +1,4 @@
+// Chunks of PNG passed from file to file, and the unit of a JPEG's EXIF set to none.
 #include "saving/carried.h"
 
 #include <algorithm>

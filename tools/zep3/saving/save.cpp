@@ -1,3 +1,4 @@
+// The scan's layout as options of libvips' savers; the bytes go into the pending file.
 #include "saving/save.h"
 
 #include <tiff.h>
@@ -32,7 +33,7 @@ bool IsLosslessWebp(const std::string& path) {
   return false;
 }
 
-// High enough that another generation is not seen; what the scan was saved with is not recorded in it.
+// High enough that another generation is not seen. Scans do not record the quality that they were saved with.
 const std::string kQuality = "95";
 
 Options TiffOptions(const vips::VImage& image, const Scan& scan, int page) {
@@ -52,7 +53,7 @@ Options TiffOptions(const vips::VImage& image, const Scan& scan, int page) {
         options.emplace_back("compression", "deflate");
         break;
       case COMPRESSION_JPEG:
-        // From 90 on libvips stores R G B.
+        // libvips stores R G B from a quality of 90 on.
         options.insert(options.end(), {{"compression", "jpeg"}, {"Q", layout.luminanceChroma ? "89" : kQuality}});
         break;
       case COMPRESSION_PACKBITS:
@@ -73,7 +74,7 @@ Options TiffOptions(const vips::VImage& image, const Scan& scan, int page) {
                                      {"tile-width", std::to_string(layout.tileWidth)},
                                      {"tile-height", std::to_string(layout.tileHeight)}});
     } else if (layout.rowsPerStrip > 1 && layout.stripBytes <= uint64_t{kLargestStrip}) {
-      // Of strips of one row, libvips 8.14 leaves the last one out.
+      // libvips 8.14 leaves the last strip out where strips have one row.
       options.emplace_back("tile-height", std::to_string(layout.rowsPerStrip));
     }
   }

@@ -1,3 +1,4 @@
+// The numbers' names, the pictures' sizes and the histograms.
 #include "told/report_page.h"
 
 #include <algorithm>
@@ -13,7 +14,7 @@
 
 namespace {
 
-// What the report's numbers are called and look like.
+// Names and texts of the report's numbers.
 std::vector<std::pair<std::string, std::string>> Numbers(const CorrectedPage& page) {
   const Correction& correction = page.correction;
   const ZEP3_PARA& para = correction.record.para;
