@@ -47,15 +47,15 @@ void Tables(Input& input) {
     if (d >= 0 && d <= 255) ZEP3_HOLDS(std::abs(d - table[i]) <= 0.5 + 1e-6);
   }
 
-  const int64_t gamma = 1 + input.Below(50);
-  const size_t entries = deep ? 65536 : 256;
-  const auto own = std::make_unique<uint16_t[]>(3 * entries);
+  if (!deep) return;
+  const auto own = std::make_unique<uint16_t[]>(3 * 65536);
   again = given;
+  ZEP3_HOLDS(MakeZEP3LUT16(&again.para, coefficients, own.get()) == 1 && again == record);
+  Keep(own.get(), 3 * 65536);
+  again = given;
+  const int64_t gamma = 1 + input.Below(50);
   ZEP3_HOLDS(MakeZEP3ScanLUT(&again.para, coefficients, gamma, 256, own.get()) == 1 && again == record);
   Keep(own.get(), 3 * 256);
-  again = given;
-  if (deep) ZEP3_HOLDS(MakeZEP3LUT16(&again.para, coefficients, own.get()) == 1 && again == record);
-  Keep(own.get(), 3 * entries);
 }
 
 void Matrix(Input& input) {
@@ -129,12 +129,10 @@ void Apply(Input& input) {
   for (size_t i = 0; i < table.size(); i++) table[i] = static_cast<uint16_t>(i * 40503 + input.Take<uint8_t>());
   std::vector<uint8_t> bytes(table.begin(), table.end());
   const double chroma = input.OneIn(2) ? 1.0 : input.Real();
-  int result = 0;
-  if (input.OneIn(2)) {
-    result = ApplyZEP3ScanLUT(&bmp, table.data(), chroma);
-  } else {
-    result = bmp.lBitCount == ZEP3_BITS_16 ? ApplyZEP3LUT16(&bmp, table.data()) : ApplyZEP3LUT(&bmp, bytes.data());
-  }
+  const bool deep = bmp.lBitCount == ZEP3_BITS_16;
+  const int result = input.OneIn(2) ? ApplyZEP3ScanLUT(&bmp, table.data(), chroma)
+                     : deep         ? ApplyZEP3LUT16(&bmp, table.data())
+                                    : ApplyZEP3LUT(&bmp, bytes.data());
   const bool taken = bmp.lBitCount == ZEP3_BITS_8 || bmp.lBitCount == ZEP3_BITS_16;
   const bool sized = bmp.lWidth >= 0 && bmp.lHeight >= 0 && bmp.lWidth <= INT32_MAX && bmp.lHeight <= INT32_MAX;
   if (!taken || !sized || image.MustBeRefused()) ZEP3_HOLDS(result == 0);

@@ -43,12 +43,13 @@ class FilmPicture {
   // x, y: 0 to below 1, from the picture's corner; column and line in pixels.
   uint8_t At(double x, double y, int64_t column, int64_t line, int c) const {
     const double depth[4] = {y - m_tilt * x, 1.0 - y, x, 1.0 - x}; // from each side
+    bool clear = false;
     for (int i = 0; i < 4; i++) {
-      if (depth[i] < m_sides[i].outer) return Around(m_sides[i].kind, c);
+      const uint8_t around[4] = {2, 255, m_clear[c], 128};
+      if (depth[i] < m_sides[i].outer) return around[m_sides[i].kind];
+      clear |= depth[i] < m_sides[i].outer + m_sides[i].inner;
     }
-    for (int i = 0; i < 4; i++) {
-      if (depth[i] < m_sides[i].outer + m_sides[i].inner) return m_clear[c];
-    }
+    if (clear) return m_clear[c];
     const auto patch = static_cast<uint64_t>(line / m_patch * 977 + column / m_patch);
     const int light = Random(patch);
     const int own = c == m_cast ? 0 : Random(patch * 3 + static_cast<uint64_t>(c) + 0x51ED);
@@ -65,10 +66,6 @@ class FilmPicture {
 
   static uint8_t Level(double density) {
     return static_cast<uint8_t>(std::lround(std::min(255.0, 260.0 * std::pow(10.0, -density / 1.8))));
-  }
-  uint8_t Around(int kind, int c) const {
-    const uint8_t levels[4] = {2, 255, m_clear[c], 128};
-    return levels[kind];
   }
   int Random(uint64_t place) const { return static_cast<int>((place + m_seed) * 0x9E3779B97F4A7C15u >> 56); }
 

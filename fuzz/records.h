@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <memory>
 #include <utility>
+#include <vector>
 
 #include "engine/zep3.h"
 #include "film_picture.h"
@@ -61,20 +62,13 @@ class HostileRecord {
 
   // Whether all but the pointers is the same.
   bool operator==(const HostileRecord& other) const {
-    ZEP3_PARA mine = para;
-    mine.ic.pMasterTone = other.para.ic.pMasterTone;
-    mine.ic.pRGBTone = other.para.ic.pRGBTone;
-    mine.pOutMasterTone = other.para.pOutMasterTone;
-    mine.pOutRGBTone = other.para.pOutRGBTone;
-    return std::memcmp(&mine, &other.para, sizeof mine) == 0 && HasTonesOf(other);
+    const ZEP3_PARA mine = WithoutPointers(), theirs = other.WithoutPointers();
+    return std::memcmp(&mine, &theirs, sizeof mine) == 0 &&
+           std::memcmp(m_tones.get(), other.m_tones.get(), sizeof *m_tones) == 0;
   }
-  bool HasTonesOf(const HostileRecord& other) const {
-    return std::memcmp(m_tones.get(), other.m_tones.get(), sizeof *m_tones) == 0;
-  }
-  // Into the digest: all but the pointers.
+  // Into the digest.
   void Keep() const {
-    ZEP3_PARA mine = para;
-    mine.ic.pMasterTone = mine.ic.pRGBTone = mine.pOutMasterTone = mine.pOutRGBTone = nullptr;
+    const ZEP3_PARA mine = WithoutPointers();
     ::Keep(reinterpret_cast<const unsigned char*>(&mine), sizeof mine);
     ::Keep(reinterpret_cast<const unsigned char*>(m_tones.get()), sizeof *m_tones);
   }
@@ -86,6 +80,12 @@ class HostileRecord {
   struct Tones {
     ZEP3_TONE all[8];
   };
+
+  ZEP3_PARA WithoutPointers() const {
+    ZEP3_PARA plain = para;
+    plain.ic.pMasterTone = plain.ic.pRGBTone = plain.pOutMasterTone = plain.pOutRGBTone = nullptr;
+    return plain;
+  }
 
   static uint16_t Code(Input& input, int known) {
     return input.OneIn(8) ? input.Take<uint16_t>() : static_cast<uint16_t>(input.Below(known));
@@ -139,18 +139,16 @@ class HostileImage {
   bool HasPixels() const { return m_hasPixels; }
 
   // The same image in a buffer of its own.
-  HostileImage(const HostileImage& other) : bmp(other.bmp), m_size(other.m_size), m_bytes(other.m_bytes) {
-    m_refused = other.m_refused;
-    m_hasPixels = other.m_hasPixels;
-    if (other.m_buffer == nullptr) return;
-    m_buffer = std::make_unique<uint8_t[]>(m_size);
-    std::copy_n(other.m_buffer.get(), m_size, m_buffer.get());
-    bmp.pBits = m_buffer.get() + (other.bmp.pBits - other.m_buffer.get());
+  HostileImage(const HostileImage& other)
+      : bmp(other.bmp),
+        m_buffer(other.m_buffer),
+        m_bytes(other.m_bytes),
+        m_refused(other.m_refused),
+        m_hasPixels(other.m_hasPixels) {
+    if (bmp.pBits != nullptr) bmp.pBits = m_buffer.data() + (other.bmp.pBits - other.m_buffer.data());
   }
-  void Keep() const { ::Keep(m_buffer.get(), m_size); }
-  bool operator==(const HostileImage& other) const {
-    return std::equal(m_buffer.get(), m_buffer.get() + m_size, other.m_buffer.get(), other.m_buffer.get() + m_size);
-  }
+  void Keep() const { ::Keep(m_buffer.data(), m_buffer.size()); }
+  bool operator==(const HostileImage& other) const { return m_buffer == other.m_buffer; }
 
   ZEP3_BmpInfo bmp = {};
 
@@ -160,29 +158,26 @@ class HostileImage {
   void FillArea(Input& input) {
     AREA& area = bmp.area;
     const int64_t w = bmp.lWidth, h = bmp.lHeight;
-    switch (input.Below(4)) {
-      case 0: // all of it
-        area = {{0, 0}, {0, 0}, {w, h}, {w, h}};
-        break;
-      case 1: { // upright
-        const LPOINT from = {input.Field(), input.Field()}, to = {input.Field(), input.Field()};
-        area = {from, from, to, to};
-        break;
-      }
-      case 2: { // rotated, about the image
-        const auto place = [&]() -> int64_t { return input.Below(250); };
-        const int64_t left = place(), top = place(), right = left + place(), bottom = top + place();
-        area = {{left, top + input.Below(100)},
-                {left + input.Below(100), top},
-                {right, bottom - input.Below(100)},
-                {right - input.Below(100), bottom}};
-        break;
-      }
-      default:
-        for (LPOINT* corner : {&area.ptLeft, &area.ptTop, &area.ptRight, &area.ptBottom}) {
-          *corner = {input.Field(), input.Field()};
-        }
+    const int kind = input.Below(4);
+    const auto corner = [&]() -> LPOINT { return {input.Field(), input.Field()}; };
+    if (kind == 0) { // all of it
+      area = {{0, 0}, {0, 0}, {w, h}, {w, h}};
+      return;
     }
+    if (kind == 1) { // upright
+      const LPOINT from = corner(), to = corner();
+      area = {from, from, to, to};
+      return;
+    }
+    if (kind == 3) {
+      area = {corner(), corner(), corner(), corner()};
+      return;
+    }
+    // Rotated, about the image.
+    const auto place = [&](int limit) -> int64_t { return input.Below(limit); };
+    const int64_t left = place(250), top = place(250), right = left + place(250), bottom = top + place(250);
+    area = {
+        {left, top + place(100)}, {left + place(100), top}, {right, bottom - place(100)}, {right - place(100), bottom}};
   }
 
   void Allocate(Input& input, bool wholeImage) {
@@ -202,43 +197,35 @@ class HostileImage {
     // What begins far behind pBits cannot be had: there is no such pointer.
     const bool near = lowest >= -kMostBytes && highest <= kMostBytes;
     if (!near && !m_refused) return;
-    const Wide size = m_refused ? 1 : highest - lowest;
-    m_size = static_cast<size_t>(size);
-    m_buffer = std::make_unique<uint8_t[]>(m_size);
-    bmp.pBits =
-        m_refused
-            ? m_buffer.get()
-            : reinterpret_cast<uint8_t*>(reinterpret_cast<intptr_t>(m_buffer.get()) - static_cast<intptr_t>(lowest));
+    m_buffer.resize(m_refused ? 1 : static_cast<size_t>(highest - lowest));
+    const auto first = reinterpret_cast<intptr_t>(m_buffer.data());
+    bmp.pBits = reinterpret_cast<uint8_t*>(m_refused ? first : first - static_cast<intptr_t>(lowest));
     FillPixels(input);
   }
 
   // A film's picture; or a level, a rise along the buffer and noise, which most calculators take.
   void FillPixels(Input& input) {
     if (input.OneIn(2)) {
-      FillFromFilm(FilmPicture(input));
+      const FilmPicture picture(input);
+      const auto size = static_cast<int64_t>(m_buffer.size());
+      const int64_t stride = std::max<int64_t>(1, std::abs(std::clamp(bmp.lBytesPerLine, -size, size)));
+      for (int64_t i = 0; i < size; i++) {
+        const int64_t at = i % stride;
+        m_buffer[static_cast<size_t>(i)] = picture.At(double(at) / double(stride), double(i) / double(size),
+                                                      at / m_bytes, i / stride, static_cast<int>(at % m_bytes % 3));
+      }
       return;
     }
     const unsigned base = input.Take<uint8_t>(), rise = input.Take<uint8_t>(), noise = input.Take<uint8_t>();
     const uint64_t seed = input.Take<uint16_t>() + 1u;
-    for (size_t i = 0; i < m_size; i++) {
+    for (size_t i = 0; i < m_buffer.size(); i++) {
       const auto random = static_cast<unsigned>((i + seed) * 0x9E3779B97F4A7C15u >> 56);
-      m_buffer[i] = static_cast<uint8_t>(std::min<size_t>(255, base + rise * i / m_size + random * noise / 256));
+      m_buffer[i] =
+          static_cast<uint8_t>(std::min<size_t>(255, base + rise * i / m_buffer.size() + random * noise / 256));
     }
   }
 
-  void FillFromFilm(const FilmPicture& picture) {
-    const auto size = static_cast<int64_t>(m_size);
-    const int64_t stride = std::max<int64_t>(1, std::abs(std::clamp(bmp.lBytesPerLine, -size, size)));
-    for (int64_t i = 0; i < size; i++) {
-      const int64_t inLine = i % stride;
-      m_buffer[static_cast<size_t>(i)] = picture.At(
-          static_cast<double>(inLine) / static_cast<double>(stride), static_cast<double>(i) / static_cast<double>(size),
-          inLine / m_bytes, i / stride, static_cast<int>(inLine % m_bytes % 3));
-    }
-  }
-
-  std::unique_ptr<uint8_t[]> m_buffer;
-  size_t m_size = 0;
+  std::vector<uint8_t> m_buffer;
   int m_bytes = 3;
   bool m_refused = false;
   bool m_hasPixels = false;

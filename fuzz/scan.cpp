@@ -48,45 +48,30 @@ std::string ReadAll(const std::string& path) {
 
 // ---- the scan ----
 
-struct Saver {
-  const char* extension;
-  const char* options;
-};
-constexpr Saver kSavers[] = {
-    {".tif", ""},
-    {".tif", "compression=lzw"},
-    {".tif", "compression=deflate,predictor=horizontal"},
-    {".tif", "compression=packbits,bigtiff"},
-    {".tif", "compression=jpeg,Q=80"},
-    {".tif", "compression=zstd,tile,tile-width=16,tile-height=16"},
-    {".tif", "compression=webp,lossless"},
-    {".tif", "compression=lzw,tile,tile-width=16,tile-height=16,pyramid"},
-    {".tif", "miniswhite"},
-    {".tif", "compression=ccittfax4,bitdepth=1"},
-    {".png", ""},
-    {".png", "interlace"},
-    {".png", "palette"},
-    {".jpg", ""},
-    {".jpg", "interlace"},
-    {".jpg", "Q=98,optimize-coding"},
-    {".webp", ""},
-    {".webp", "lossless"},
-    {".ppm", ""},
-    {".ppm", "ascii"},
-};
+constexpr std::string_view kSavers[] = {".tif[]",
+                                        ".tif[compression=lzw]",
+                                        ".tif[compression=deflate,predictor=horizontal]",
+                                        ".tif[compression=packbits,bigtiff]",
+                                        ".tif[compression=jpeg,Q=80]",
+                                        ".tif[compression=zstd,tile,tile-width=16,tile-height=16]",
+                                        ".tif[compression=webp,lossless]",
+                                        ".tif[compression=lzw,tile,tile-width=16,tile-height=16,pyramid]",
+                                        ".tif[miniswhite]",
+                                        ".tif[compression=ccittfax4,bitdepth=1]",
+                                        ".png[]",
+                                        ".png[interlace]",
+                                        ".png[palette]",
+                                        ".jpg[]",
+                                        ".jpg[interlace]",
+                                        ".jpg[Q=98,optimize-coding]",
+                                        ".webp[]",
+                                        ".webp[lossless]",
+                                        ".ppm[]",
+                                        ".ppm[ascii]"};
 
-void AddProfile(vips::VImage& image) {
-  static VipsBlob* const profile = [] {
-    VipsBlob* srgb = nullptr;
-    ZEP3_HOLDS(vips_profile_load("srgb", &srgb, nullptr) == 0);
-    return srgb;
-  }();
-  size_t size = 0;
-  const void* bytes = vips_blob_get(profile, &size);
-  vips_image_set_blob_copy(image.get_image(), VIPS_META_ICC_NAME, bytes, size);
-}
+std::string ExtensionOf(std::string_view saver) { return std::string(saver.substr(0, saver.find('['))); }
 
-std::string SavedPicture(Input& input, const Saver& saver) {
+std::string SavedPicture(Input& input, std::string saver) {
   const int width = 1 + input.Below(48), height = 1 + input.Below(40), bands = 3 - input.Below(3) + input.Below(2);
   const bool deep = input.OneIn(3);
   const FilmPicture picture(input);
@@ -107,10 +92,10 @@ std::string SavedPicture(Input& input, const Saver& saver) {
     image = image.copy(vips::VImage::option()->set("interpretation", bands > 2 ? colour : gray)->set("xres", 11.8));
     if (input.OneIn(4)) image.set("page-height", std::max(1, height / 2));
     if (input.OneIn(4)) image.set(VIPS_META_ORIENTATION, input.Below(10));
-    if (input.OneIn(8)) AddProfile(image);
+    if (input.OneIn(8)) saver.insert(saver.size() - 1, saver.ends_with("[]") ? "profile=srgb" : ",profile=srgb");
     void* bytes = nullptr;
     size_t size = 0;
-    image.write_to_buffer((std::string(saver.extension) + "[" + saver.options + "]").c_str(), &bytes, &size);
+    image.write_to_buffer(saver.c_str(), &bytes, &size);
     const std::string saved(static_cast<const char*>(bytes), size);
     g_free(bytes);
     return saved;
@@ -146,18 +131,14 @@ void SealChunks(std::string& bytes) {
 
 // ---- the command ----
 
-Options Parse(const std::vector<std::string>& words) {
+Outcome RunOn(const std::vector<std::string>& words) {
   std::vector<char*> argv;
   for (const std::string& word : words) argv.push_back(const_cast<char*>(word.c_str()));
   const Parsed parsed = ParseCommandLine(static_cast<int>(argv.size()), argv.data());
   ZEP3_HOLDS(parsed.options.has_value());
-  return *parsed.options;
-}
-
-Outcome RunOn(const Options& options) {
-  const std::optional<Job> job = Plan(options).Next();
+  const std::optional<Job> job = Plan(*parsed.options).Next();
   ZEP3_HOLDS(job.has_value());
-  return RunJob(*job, options);
+  return RunJob(*job, *parsed.options);
 }
 
 using Sizes = std::vector<std::pair<int, int>>;
@@ -193,11 +174,11 @@ void RunTarget(Input input) {
   static const Folder folder;
   folder.Clear();
 
-  const Saver& saver = kSavers[static_cast<size_t>(input.Below(std::size(kSavers)))];
-  const char* resultExtension =
-      input.OneIn(4) ? kSavers[static_cast<size_t>(input.Below(std::size(kSavers)))].extension : saver.extension;
-  const std::string scan = folder / ("scan" + std::string(saver.extension));
-  const std::string result = folder / ("result" + std::string(resultExtension));
+  const std::string saver(kSavers[static_cast<size_t>(input.Below(std::size(kSavers)))]);
+  const bool other = input.OneIn(4);
+  const std::string resultSaver(other ? kSavers[static_cast<size_t>(input.Below(std::size(kSavers)))] : saver);
+  const std::string scan = folder / ("scan" + ExtensionOf(saver)),
+                    result = folder / ("result" + ExtensionOf(resultSaver));
   std::vector<std::string> words = {"zep3", scan, "--no-sync", "-k", GetZEP3Kind(input.Below(11))->pName};
   const auto add = [&](bool wanted, std::initializer_list<const char*> more) {
     if (wanted) words.insert(words.end(), more.begin(), more.end());
@@ -224,8 +205,7 @@ void RunTarget(Input input) {
   const std::optional<Sizes> sizes = SizesOf(scan);
   if (!sizes) return;
 
-  const Options options = Parse(words);
-  const Outcome outcome = RunOn(options);
+  const Outcome outcome = RunOn(words);
   ZEP3_HOLDS(outcome.status == Status::kCorrected || outcome.status == Status::kFailed);
   const bool done = outcome.status == Status::kCorrected;
   ZEP3_HOLDS(done ? !sizes->empty() : !outcome.message.empty());
@@ -242,13 +222,10 @@ void RunTarget(Input input) {
     ZEP3_HOLDS(SizesOf(written) == sizes);
   }
   ZEP3_HOLDS(folder.Names() == names);
-  if (!done || inPlace) {
-    ZEP3_HOLDS(ReadAll(done && !analysed ? scan + kBackupSuffix : scan) == bytes);
-    return;
-  }
-  if (!twice || analysed) return;
+  if (!done || inPlace) ZEP3_HOLDS(ReadAll(done && !analysed ? scan + kBackupSuffix : scan) == bytes);
+  if (!done || inPlace || !twice || analysed) return;
   // The same scan gives the same bytes.
   const std::string first = ReadAll(result);
   fs::remove(result);
-  ZEP3_HOLDS(RunOn(options).status == Status::kCorrected && ReadAll(result) == first);
+  ZEP3_HOLDS(RunOn(words).status == Status::kCorrected && ReadAll(result) == first);
 }

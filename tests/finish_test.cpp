@@ -58,7 +58,6 @@ TEST(Prescan, TakesTheAreaAlong) {
   Image scan(1251, 900);
   EXPECT_EQ(GetZEP3PrescanShrink(1250, 3), 1);
   EXPECT_EQ(GetZEP3PrescanShrink(3, 1251), 2);
-  EXPECT_EQ(GetZEP3PrescanShrink(0, -5), 1);
   ZEP3_BmpInfo prescan;
   PrescanOf(scan.bmp, 22, 2, prescan);
   EXPECT_EQ(prescan.lWidth, 626);
@@ -67,24 +66,6 @@ TEST(Prescan, TakesTheAreaAlong) {
   PrescanOf(scan.bmp, 22, 2, prescan);
   const AREA expected = {{2, 101}, {200, 0}, {626, 150}, {350, 450}};
   EXPECT_EQ(std::memcmp(&prescan.area, &expected, sizeof expected), 0);
-}
-
-// A scan's table is the curve at the level of each value.
-TEST(ScanTables, AreTheCurveAtTheLevelsOfTheValues) {
-  Record r(ZEP3_DOC_POSITIVE);
-  r.SetPoints({60000, 3000, 63424, 4630, 120});
-  for (const int64_t gamma : {10, 18, 22}) {
-    for (const int64_t entries : {2, 256, 65536}) {
-      std::vector<uint16_t> table(static_cast<size_t>(3 * entries));
-      ASSERT_EQ(MakeZEP3ScanLUT(&r.para, nullptr, gamma, entries, table.data()), 1);
-      for (const int64_t i : {int64_t{0}, entries / 2, entries - 1}) {
-        const double level = 255 * std::pow(double(i) / double(entries - 1), double(gamma) / 18);
-        double display[3];
-        ASSERT_EQ(MakeZEP3LUTAt(&r.para, nullptr, &level, 1, display), 1);
-        EXPECT_NEAR(table[static_cast<size_t>(entries + i)], 257 * display[1], 0.51);
-      }
-    }
-  }
 }
 
 // One call gives what its steps give.
@@ -127,28 +108,6 @@ TEST(Finish, IsItsStepsInOneCall) {
     ASSERT_EQ(ApplyZEP3ScanLUT(&steps.bmp, table.data(), chroma), 1);
     EXPECT_TRUE(scan.pixels == steps.pixels);
   }
-}
-
-// What is refused stays as it was.
-TEST(Finish, RefusesWhatItCannotRead) {
-  Image scan(200, 100);
-  const Levels before = scan.pixels;
-  Record r, incomplete;
-  incomplete.para.pOutRGBTone = nullptr;
-  ZEP3_BmpInfo deep = scan.bmp, beside = scan.bmp, prescan = scan.bmp;
-  deep.lBitCount = 32;
-  beside.area.ptLeft = {300, 300};
-  const struct {
-    ZEP3_BmpInfo* bmp;
-    int64_t gamma;
-    ZEP3_PARA* para;
-  } rows[] = {{nullptr, 22, &r.para}, {&scan.bmp, 22, nullptr}, {&scan.bmp, 0, &r.para},
-              {&deep, 22, &r.para},   {&beside, 22, &r.para},   {&scan.bmp, 22, &incomplete.para}};
-  for (const auto& row : rows) EXPECT_EQ(FinishZEP3(row.bmp, row.gamma, 1, row.para, nullptr, nullptr), 0);
-  EXPECT_EQ(scan.pixels, before);
-  EXPECT_EQ(MakeZEP3Prescan(&scan.bmp, 22, 0, &prescan) + MakeZEP3Prescan(nullptr, 22, 1, &prescan), 0);
-  uint16_t table[6];
-  EXPECT_EQ(MakeZEP3ScanLUT(&r.para, nullptr, 22, 1, table) + MakeZEP3ScanLUT(&r.para, nullptr, 0, 2, table), 0);
 }
 
 } // namespace

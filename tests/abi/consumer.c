@@ -22,27 +22,12 @@ int main(void) {
     memset(pixels + 3 * i, kDarkest + i % kWidth * (kLightest - kDarkest) / (kWidth - 1), 3);
   }
   ZEP3_BmpInfo image;
-  memset(&image, 0, sizeof image);
-  image.pBits = pixels;
-  image.lWidth = kWidth;
-  image.lHeight = kHeight;
-  image.lBytesPerLine = kWidth * 3;
-  image.lBitCount = 24;
-  image.area.ptRight.x = image.area.ptBottom.x = kWidth;
-  image.area.ptRight.y = image.area.ptBottom.y = kHeight;
-
+  SetZEP3Image(&image, pixels, kWidth, kHeight, 0, ZEP3_PIXEL_RGB, ZEP3_BITS_8);
+  ZEP3_PARA para;
   ZEP3_TONE master;
   ZEP3_TONE rgb[3];
-  memset(&master, 0, sizeof master);
-  memset(rgb, 0, sizeof rgb);
-  ZEP3_PARA para;
-  memset(&para, 0, sizeof para);
-  para.wDocType = ZEP3_DOC_REFLECTIVE;
-  para.wDocOption = ZEP3_OPTION_NORMAL;
+  ResetZEP3(&para, &master, rgb);
   para.lScreenGamma = 18; /* display levels are linear levels, so that points can be looked up in a table */
-  para.lCorrectLevel = 4;
-  para.pOutMasterTone = para.ic.pMasterTone = &master;
-  para.pOutRGBTone = para.ic.pRGBTone = rgb;
 
   uint8_t table[768];
   if (ZEP3(&image, &para, NULL) != 1 || MakeZEP3LUT(&para, table) != 1) return Fail("no correction");

@@ -34,25 +34,4 @@ TEST(BlockGrid, HoldsTheMeansOfWholeBlocks) {
   }
 }
 
-TEST(BlockGrid, LiesInTheArea) {
-  Image image(400, 300);
-  image.Fill(Colour);
-  image.bmp.area = {{100, 60}, {100, 60}, {200, 160}, {200, 160}};
-  // 5 % of 100 pixels, half of it at each side; the far corner is the last pixel.
-  const BlockGrid upright = ReadBlockGrid(image.bmp, 5);
-  EXPECT_EQ(upright.Size(), 97u * 97u);
-  EXPECT_EQ(upright.level[2][upright.At(96, 96)], Colour(198, 158, 2));
-
-  // A square on its corner: |x - 100| + |y - 100| <= 80, edges included.
-  image.bmp.area = {{20, 100}, {100, 20}, {180, 100}, {100, 180}};
-  const BlockGrid rotated = ReadBlockGrid(image.bmp, 0);
-  ASSERT_EQ(rotated.columns, 160);
-  for (int i = 0; i < 160 * 160; i++) {
-    ASSERT_EQ(rotated.inside[rotated.At(i / 160, i % 160)], std::abs(i % 160 - 80) + std::abs(i / 160 - 80) <= 80) << i;
-  }
-  // Vertical edges where a rotated area should have none.
-  image.bmp.area = {{20, 20}, {20, 10}, {180, 100}, {180, 110}};
-  EXPECT_EQ(ReadBlockGrid(image.bmp, 0).Size(), 0u);
-}
-
 } // namespace

@@ -24,12 +24,11 @@ void SetStraight(Record& r) {
   r.SetPoints({65535, 2570, 65535, 2570, 100});
 }
 
-bool Correct(Record& r, const Spikes& spikes, int64_t level, uint32_t greenAlone = 0) {
+bool Correct(Record& r, const Spikes& spikes, int64_t level) {
   CHIST hist;
   for (const Spike& s : spikes) {
     for (auto& channel : hist.m_nHistOrg) channel[s.level] += s.samples;
   }
-  for (const int c : {0, 2}) hist.m_nHistOrg[c][40] -= greenAlone, hist.m_nHistOrg[c][220] += greenAlone;
   // What a colour negative's analysis makes of the scan, which no table sees.
   for (auto& channel : hist.m_nHist) channel[128] = 1000;
   CZEP zep;
@@ -50,24 +49,15 @@ TEST(Backlight, LiftTheDarkClassAsFarAsTheEvidenceGoes) {
     int64_t saturation;
   };
   const Row rows[] = {
-      {"an eighth", kBacklit, 1, {20, 57, 111, 178}, 3},
-      {"half", kBacklit, 4, {33, 82, 133, 183}, 7},
       {"full", kBacklit, 8, {51, 116, 161, 190}, 10},
       {"a level beyond 32 bits, low half 7", kBacklit, (int64_t{1} << 32) + 7, {51, 116, 161, 190}, 10},
       {"low half negative", kBacklit, 0x80000000, {}, 0},
       {"gray subject, less to lift", {{100, 500}, {220, 500}}, 8, {45, 105, 152, 188}, 16},
       {"small subject", {{40, 200}, {220, 800}}, 8, {33, 82, 133, 183}, 2},
       {"nearly dark all over", {{40, 900}, {220, 100}}, 8, {33, 82, 133, 183}, 11},
-      {"background not bright", {{40, 600}, {160, 400}}, 8, {33, 82, 133, 183}, 7},
-      {"classes close and not bright", {{90, 600}, {170, 400}}, 8, {30, 75, 127, 182}, 11},
-      {"subject not dark", {{120, 500}, {220, 500}}, 8, {33, 80, 131, 183}, 11},
       {"classes not apart", {{0, 400}, {100, 400}, {160, 200}, {255, 200}}, 8, {34, 84, 134, 183}, 10},
-      {"stray pixels are no class", {{0, 1}, {40, 6000}, {220, 4000}, {255, 1}}, 4, {33, 82, 133, 183}, 7},
       {"a lift just worth it", {{142, 600}, {254, 400}}, 8, {18, 51, 107, 177}, 1},
-      {"a lift below 0.01", {{142, 600}, {254, 400}}, 4, {}, 0},
-      {"at the target", {{150, 600}, {254, 400}}, 8, {}, 0},
       {"dark all over", {{40, 960}, {220, 40}}, 8, {}, 0},
-      {"one tone", {{40, 1000}}, 8, {}, 0},
       {"no samples", {}, 8, {}, 0},
   };
   for (const Row& row : rows) {
@@ -79,20 +69,6 @@ TEST(Backlight, LiftTheDarkClassAsFarAsTheEvidenceGoes) {
     if (!row.y.empty()) {
       EXPECT_EQ(InnerPoints(r.outRgb[0]), row.y);
     }
-  }
-}
-
-TEST(Backlight, SaturationAndFlagGoOnFromWhatTheyWere) {
-  // Full strength adds 10.282.
-  const int64_t rows[][4] = {{0, 10, 0, 2}, {45, 50, 1, 3}, {60, 60, 2, 2}, {-20, -10, -1, 2}};
-  for (const auto& [saturation, saturationAfter, flag, flagAfter] : rows) {
-    Record r;
-    SetStraight(r);
-    r.para.lSaturation = saturation;
-    r.para.lLevelFlag = flag;
-    ASSERT_TRUE(Correct(r, kBacklit, 8));
-    EXPECT_EQ(r.para.lSaturation, saturationAfter);
-    EXPECT_EQ(r.para.lLevelFlag, flagAfter);
   }
 }
 
@@ -114,38 +90,6 @@ TEST(Backlight, JudgesDisplayLevels) {
   film.para.ic.wSdCurveType = ZEP3_SD_NONE;
   ASSERT_TRUE(Correct(film, {{200, 600}, {30, 400}}, 8));
   EXPECT_EQ(InnerPoints(film.outRgb[0]), gray);
-
-  // Green alone is dark: its 600 of 1000 samples weigh 0.6, a share of 0.36 of all, which is no less evidence.
-  Record green;
-  SetStraight(green);
-  ASSERT_TRUE(Correct(green, kBacklit, 4, 600));
-  EXPECT_EQ(InnerPoints(green.outRgb[0]), (Inner{33, 82, 133, 183}));
-  EXPECT_EQ(green.para.lSaturation, 4) << "7.41911 * 0.36 / 0.6 = 4.45146";
-}
-
-TEST(Backlight, RefusesWithoutTouchingAnything) {
-  void (*const spoils[])(Record&) = {
-      [](Record& r) { r.para.pOutRGBTone = nullptr; },
-      [](Record& r) { r.para.wSubMode = ZEP3_SUB_DOCUMENT; },
-      [](Record& r) { r.para.wSubMode = 5; },
-      [](Record& r) { r.para.wDocType = 4; },
-      [](Record& r) { r.para.ic.ch[2].lHlOut = 65536; },
-      [](Record& r) { r.para.ic.ch[0].lSdOut = INT32_MIN; },
-      [](Record& r) { r.para.ic.ch[2].lGamma = 0; },
-      [](Record& r) { r.para.lScreenGamma = 0; },
-      [](Record& r) {
-        r.SetPoints({65535, 2570, 9000, 9000, 100});
-      },
-  };
-  for (const auto& spoil : spoils) {
-    Record r;
-    SetStraight(r);
-    spoil(r);
-    const auto before = r.Bytes();
-    EXPECT_FALSE(Correct(r, kBacklit, 4)) << &spoil - spoils;
-    EXPECT_EQ(r.Bytes(), before);
-    EXPECT_EQ(r.outRgb[0].wPointNum, 2);
-  }
 }
 
 // A subject at about 100 before a sky at about 210, as scanned.
@@ -158,14 +102,13 @@ TEST(Analysis, CorrectsBacklightOnTheConvertedPoints) {
   whole.para.lAgainstLight = 4;
   ASSERT_EQ(ZEP3(&image.bmp, &plain.para, nullptr) + ZEP3(&image.bmp, &whole.para, nullptr), 2);
   EXPECT_EQ(whole.Points(), plain.Points());
-  EXPECT_EQ(plain.para.lLevelFlag, 0);
+  EXPECT_EQ(whole.para.lLevelFlag, 2);
   // The same curves as from the converted points; those of before the conversion give others.
   CHIST hist;
   ASSERT_TRUE(hist.MakeHistogram(&image.bmp, hist.m_nAreaMargin, &plain.para));
-  CZEP after;
-  after.SetParam(&hist, &plain.para);
-  EXPECT_TRUE(after.CalcAgainstLight(4));
-  EXPECT_EQ(whole.para.lLevelFlag, 2);
+  CZEP zep;
+  zep.SetParam(&hist, &plain.para);
+  EXPECT_TRUE(zep.CalcAgainstLight(4));
   EXPECT_EQ(InnerPoints(whole.outRgb[2]), InnerPoints(plain.outRgb[2]));
   // Default points, of a scan with too much black for an analysis, are left alone.
   image.Fill([](int, int y, int) { return y > 60 ? 0 : 230; });

@@ -1,9 +1,6 @@
 // The palette adjustment: a displayed colour becomes another.
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <functional>
-
 #include "support.h"
 
 namespace {
@@ -50,48 +47,6 @@ TEST(Palette, ColoursGoBackThroughTheMatrix) {
     ASSERT_EQ(AdjustSpecifiedColor(&turned.para, source, target, nullptr, turn), 1);
     ASSERT_EQ(AdjustSpecifiedColor(&plain.para, tableSource, tableTarget, nullptr, nullptr), 1);
     EXPECT_EQ(turned.Points(), plain.Points());
-  }
-}
-
-TEST(Palette, RefusalsWriteNothing) {
-  struct Call {
-    Record r;
-    int64_t source[3] = {100, 120, 140}, target[3] = {110, 120, 130};
-    double coef[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1}, matrix[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-    ZEP3_POINTS& green = r.para.ic.ch[1];
-    explicit Call(int type) : r(type) { Complete(r); }
-    int Run() { return AdjustSpecifiedColor(&r.para, source, target, coef, matrix); }
-  };
-  struct Row {
-    const char* why;
-    int type;
-    std::function<void(Call&)> spoil;
-  };
-  const Row rows[] = {
-      {"not set", 2, [](Call& k) { k.green.lSdOut = -1; }},
-      {"above the scale", 2, [](Call& k) { k.r.para.ic.ch[0].lHlIn = 65536; }},
-      {"gamma 0", 2, [](Call& k) { k.green.lGamma = 0; }},
-      {"outputs swapped", 0, [](Call& k) { std::swap(k.green.lSdOut, k.green.lHlOut); }},
-      {"screen gamma 0", 2, [](Call& k) { k.r.para.lScreenGamma = 0; }},
-      {"type above", 2, [](Call& k) { k.r.para.wDocType = 4; }},
-      {"no master curve", 2, [](Call& k) { k.r.para.ic.pMasterTone = nullptr; }},
-      {"falling master curve", 2, [](Call& k) { k.r.master.ptCtrl[0].y = 255, k.r.master.ptCtrl[1].y = 0; }},
-      {"singular matrix", 2, [](Call& k) { k.matrix[0] = 0; }},
-      {"colour behind the matrix not a number", 3, [](Call& k) { k.matrix[4] = k.matrix[8] = 1e200; }},
-      {"gain 0", 0, [](Call& k) { k.coef[0] = 0; }},
-      {"gain not a number", 0, [](Call& k) { k.coef[8] = std::nan(""); }},
-      {"darker than the scan shows", 2, [](Call& k) { k.source[1] = 0; }},
-      {"shadow pushed to the highlight", 2,
-       [](Call& k) { k.green.lHlIn = 65500, k.green.lSdIn = 65000, k.source[1] = 255, k.target[1] = 0; }},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.why);
-    EXPECT_EQ(Call(row.type).Run(), 1) << "in order as it stands";
-    Call spoilt(row.type);
-    row.spoil(spoilt);
-    const auto before = spoilt.r.Bytes();
-    EXPECT_EQ(spoilt.Run(), 0);
-    EXPECT_EQ(spoilt.r.Bytes(), before);
   }
 }
 

@@ -14,30 +14,22 @@ TEST(Statistics, LevelsAtFractions) {
   CHIST hist;
   hist.m_nPixelCount = 1000;
   for (auto& channel : hist.m_nHist) channel[10] = 1, channel[12] = 9, channel[100] = 990;
-  hist.m_nHistSum[30] = 1, hist.m_nHistSum[36] = 9, hist.m_nHistSum[300] = 990;
   const struct {
     const char* why;
     bool max;
-    int channel, from, to;
+    int from, to;
     double ratio, level;
   } rows[] = {
-      {"a fraction met exactly is not exceeded", false, 0, 1, 255, 0.001, 11.0},
-      {"inside the second step: 11 + 0.004 / 0.009", false, 0, 1, 255, 0.005, 11.0 + 4.0 / 9.0},
-      {"of the sums: 35 + 0.004 / 0.009", false, 3, 3, 765, 0.005, 35.0 + 4.0 / 9.0},
-      {"the first bin exceeds at once: clamped", false, 0, 100, 255, 0.005, 100.0},
-      {"the upper bound is not examined", false, 0, 13, 100, 0.005, 0.0},
-      {"one level is no range", false, 0, 100, 100, 0.005, 0.0},
-      {"never reached", false, 0, 1, 255, 1.0, 0.0},
-      {"unknown channel", false, 4, 1, 255, 0.005, 0.0},
-      {"beyond the sums", false, 3, 1, 768, 0.005, 0.0},
-      {"from above: 101 - 0.005 / 0.99", true, 0, 1, 255, 0.005, 101.0 - 0.005 / 0.99},
-      {"the lower bound is examined", true, 0, 100, 100, 0.005, 100.0},
-      {"from above, past 990: 13 - 0.002 / 0.009", true, 0, 1, 255, 0.992, 13.0 - 2.0 / 9.0},
-      {"beyond the histogram", true, 0, 1, 256, 0.005, 0.0},
+      {"a fraction met exactly is not exceeded", false, 1, 255, 0.001, 11.0},
+      {"inside the second step: 11 + 0.004 / 0.009", false, 1, 255, 0.005, 11.0 + 4.0 / 9.0},
+      {"the upper bound is not examined", false, 13, 100, 0.005, 0.0},
+      {"never reached", false, 1, 255, 1.0, 0.0},
+      {"from above: 101 - 0.005 / 0.99", true, 1, 255, 0.005, 101.0 - 0.005 / 0.99},
+      {"the lower bound is examined", true, 100, 100, 0.005, 100.0},
   };
   for (const auto& row : rows) {
-    const double level = row.max ? hist.DetectMaxValue(row.channel, row.from, row.to, row.ratio)
-                                 : hist.DetectMinValue(row.channel, row.from, row.to, row.ratio);
+    const double level = row.max ? hist.DetectMaxValue(0, row.from, row.to, row.ratio)
+                                 : hist.DetectMinValue(0, row.from, row.to, row.ratio);
     EXPECT_NEAR(level, row.level, 1e-9) << row.why;
   }
   // Reflective originals need every channel: those behind an empty one stay as they were.
@@ -46,26 +38,6 @@ TEST(Statistics, LevelsAtFractions) {
     hist.m_pdHistMin[0][2] = 77.0;
     EXPECT_EQ(hist.CalcHistMinValue(Record(type).para), type == 1);
     EXPECT_EQ(hist.m_pdHistMin[0][2] == 77.0, type == 2);
-  }
-}
-
-TEST(Statistics, EntriesKeepApart) {
-  for (const int type : {0, 1, 2, 3, 5}) {
-    SCOPED_TRACE(type);
-    CHIST hist;
-    hist.m_nPixelCount = 100;
-    for (auto& channel : hist.m_nHist) channel[100] = 100;
-    hist.m_nHistSum[300] = 100;
-    const Record r(type);
-    EXPECT_TRUE(hist.CalcHistMinValue(r.para));
-    EXPECT_EQ(hist.CalcHistMaxValue(r.para), r.IsFilm() ? 2 : 3);
-    // Of an unknown type only the separation is done.
-    EXPECT_NEAR(hist.m_pdHistMin[0][1], type <= 3 ? 99.001 : 0.0, 1e-9);
-    for (int i = 0; i < 6; i++) {
-      EXPECT_GE(hist.m_pdHistMin[i / 3 + 1][i % 3], hist.m_pdHistMin[i / 3][i % 3] + 0.1);
-      EXPECT_LE(hist.m_pdHistMax[i / 3 + 1][i % 3], hist.m_pdHistMax[i / 3][i % 3] - 0.1);
-    }
-    EXPECT_EQ(hist.m_pdHistMin[1][3] != 0.0, !r.IsFilm());
   }
 }
 
@@ -139,18 +111,13 @@ TEST(NegaStatistics, PreviewCorrectionMixesAndKeepsTheFirstHistograms) {
   EXPECT_EQ(hist.m_nHist[0][103], 200u); // 0.85, 0.15, 0.0375: 217 + 38 + 9
   EXPECT_EQ(hist.m_nHist[1][90], 200u);  // 0.0375, 0.85, 0.01875: 9 + 217 + 4
   EXPECT_EQ(hist.m_nHist[2][129], 200u); // 0.15, 0.3, 0.85: 38 + 76 + 217
-  // The samples are kept for the second histograms: those of the same image and area, no others.
+  // The samples are kept for the second histograms: those of the same image, no others.
   Image other(20, 10);
   other.Fill([](int, int, int) { return 150; });
   ASSERT_TRUE(hist.MakeHistogramOfColorCorrectedImage(&other.bmp, kIdentity));
   EXPECT_EQ(hist.m_nHist[0][150], 200u);
-  AREA half = {{0, 0}, {0, 0}, {9, 9}, {9, 9}}; // inclusive
-  ASSERT_TRUE(hist.CalcLineEquation(&half, 0));
-  ASSERT_TRUE(hist.MakeHistogramOfColorCorrectedImage(&other.bmp, kIdentity));
-  EXPECT_EQ(hist.m_nHist[0][150], 100u);
   other.bmp.lBitCount = 8;
   EXPECT_FALSE(hist.MakeHistogramOfColorCorrectedImage(&other.bmp, kIdentity));
-  EXPECT_FALSE(hist.MakeHistogramOfColorCorrectedImage(nullptr, kIdentity));
 }
 
 } // namespace
