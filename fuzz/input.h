@@ -20,19 +20,6 @@
     }                                                                                    \
   } while (false)
 
-// Runs a step of the program. False when it refuses with a `Refusal`, whose message must hold `words`.
-template <typename Refusal, typename Step>
-bool IsTaken(Step step, std::string_view words = "") {
-  try {
-    step();
-    return true;
-  } catch (const Refusal& refusal) {
-    const std::string_view message = refusal.what();
-    ZEP3_HOLDS(!message.empty() && message.find(words) != std::string_view::npos);
-    return false;
-  }
-}
-
 class Input {
  public:
   Input(const uint8_t* data, size_t size) : m_data(data), m_size(size) {}

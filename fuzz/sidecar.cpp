@@ -77,7 +77,12 @@ void RunTarget(Input input) {
     text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
   }
   std::vector<CorrectedPage> pages;
-  if (!IsTaken<Failure>([&] { pages = CorrectionFromJson(text); })) return;
+  try {
+    pages = CorrectionFromJson(text);
+  } catch (const Failure& refusal) {
+    ZEP3_HOLDS(*refusal.what() != '\0');
+    return;
+  }
   ZEP3_HOLDS(!pages.empty());
   const std::string once = ToText(CorrectionToJson("scan.tif", pages), 1);
   const std::string twice = ToText(CorrectionToJson("scan.tif", CorrectionFromJson(once)), 1);

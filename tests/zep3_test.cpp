@@ -8,29 +8,24 @@
 namespace {
 
 TEST(ScreenGamma, ConvertsLevels) {
-  struct Row {
-    int64_t level, plain, inverted;
-  };
-  const Row rows[] = {{2570, 4630, 60904}, {62965, 63424, 2110}, {65535, 65535, 0},
-                      {0, 0, 65535},       {7710, 11377, 54157}, {51400, 53721, 11813}};
+  const int64_t rows[][3] = {{2570, 4630, 60904}, {62965, 63424, 2110}, {65535, 65535, 0},
+                             {0, 0, 65535},       {7710, 11377, 54157}, {51400, 53721, 11813}};
   for (const int type : {0, 1, 2, 3, 4}) {
     Record r(type);
-    for (const Row& row : rows) {
-      EXPECT_EQ(ValueOfScreenGammaConv(row.level, &r.para), r.IsFilm() ? row.inverted : row.plain) << type;
+    for (const auto& [level, plain, inverted] : rows) {
+      EXPECT_EQ(ValueOfScreenGammaConv(level, &r.para), r.IsFilm() ? inverted : plain) << type;
     }
     EXPECT_EQ(ValueOfScreenGammaConv(-1, &r.para), INT32_MIN) << "the power of a negative number";
   }
 }
 
 TEST(Analysis, EveryKindIsServedFromAFreshStart) {
-  // The types beyond the last take the defaults.
-  const int rows[][2] = {{0, 0}, {0, 2}, {1, 0}, {1, 2}, {2, 0}, {2, 1},
-                         {2, 2}, {2, 3}, {2, 4}, {3, 0}, {3, 2}, {5, 0}};
   Image image(120, 90);
   FillPicture(image);
-  for (const auto& row : rows) {
-    SCOPED_TRACE(testing::Message() << row[0] << " " << row[1]);
-    Record r(row[0], row[1]);
+  for (int64_t i = 0; const ZEP3_KIND* kind = GetZEP3Kind(i); i++) {
+    SCOPED_TRACE(kind->pName);
+    Record r;
+    SetZEP3Kind(&r.para, kind->pName);
     r.para.pOutMasterTone = &r.master; // the user's, which an analysis resets
     r.para.lCorrectLevel = 2;          // below every reference: no tone curve
     r.para.lLevelFlag = 9;

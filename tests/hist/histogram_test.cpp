@@ -71,10 +71,6 @@ TEST(Statistics, MeansAreTakenInLightOverAllSamples) {
   ASSERT_TRUE(hist.CalcHistAverage(Record(1).para));
   for (int c = 0; c < 3; c++) EXPECT_NEAR(hist.m_pdHistAve[c], half, 1e-10);
   EXPECT_NEAR(hist.m_pdHistAve[3], 3.0 * half, 1e-9);
-  for (const int type : {3, 5}) { // an unknown type has no bounds
-    ASSERT_TRUE(hist.CalcHistAverage(Record(type).para));
-    EXPECT_EQ(hist.m_pdHistAve[0], 0.0);
-  }
   hist.m_nPixelCount = 0;
   EXPECT_FALSE(hist.CalcHistAverage(Record(2).para));
   EXPECT_EQ(hist.DetectMinValue(0, 1, 255, 0.001) + hist.DetectMaxValue(0, 1, 255, 0.001), 0.0);
@@ -111,13 +107,6 @@ TEST(NegaStatistics, PreviewCorrectionMixesAndKeepsTheFirstHistograms) {
   EXPECT_EQ(hist.m_nHist[0][103], 200u); // 0.85, 0.15, 0.0375: 217 + 38 + 9
   EXPECT_EQ(hist.m_nHist[1][90], 200u);  // 0.0375, 0.85, 0.01875: 9 + 217 + 4
   EXPECT_EQ(hist.m_nHist[2][129], 200u); // 0.15, 0.3, 0.85: 38 + 76 + 217
-  // The samples are kept for the second histograms: those of the same image, no others.
-  Image other(20, 10);
-  other.Fill([](int, int, int) { return 150; });
-  ASSERT_TRUE(hist.MakeHistogramOfColorCorrectedImage(&other.bmp, kIdentity));
-  EXPECT_EQ(hist.m_nHist[0][150], 200u);
-  other.bmp.lBitCount = 8;
-  EXPECT_FALSE(hist.MakeHistogramOfColorCorrectedImage(&other.bmp, kIdentity));
 }
 
 } // namespace
