@@ -104,19 +104,10 @@ void Palette(Input& input) {
   ZEP3_HOLDS(result == 0 || result == 1);
   if (record == given) return;
   // What moved lies in order and on the scale, and only points moved.
-  ZEP3_HOLDS(result == 1);
-  HostileRecord expected = given;
-  for (int c = 0; c < 3; c++) {
-    ZEP3_POINTS& p = expected.para.ic.ch[c];
-    const ZEP3_POINTS& moved = record.para.ic.ch[c];
+  ZEP3_HOLDS(result == 1 && WithPoints(given, record.para.ic.ch) == record);
+  for (const ZEP3_POINTS& moved : record.para.ic.ch) {
     ZEP3_HOLDS(0 <= moved.lSdIn && moved.lSdIn < moved.lHlIn && moved.lHlIn <= 65535);
-    ZEP3_HOLDS(moved.lHlOut == p.lHlOut ||
-               (!given.IsNegative() && moved.lSdOut < moved.lHlOut && moved.lHlOut <= 65535));
-    p.lHlIn = moved.lHlIn;
-    p.lSdIn = moved.lSdIn;
-    p.lHlOut = moved.lHlOut;
   }
-  ZEP3_HOLDS(expected == record);
 }
 
 // ---- pixels ----

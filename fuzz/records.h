@@ -58,7 +58,6 @@ class HostileRecord {
   }
 
   bool IsServed() const { return para.pOutMasterTone != nullptr && para.pOutRGBTone != nullptr; }
-  bool IsNegative() const { return para.wDocType == ZEP3_DOC_NEGATIVE || para.wDocType == ZEP3_DOC_NEGATIVE_BW; }
 
   // Whether all but the pointers is the same.
   bool operator==(const HostileRecord& other) const {
