@@ -57,6 +57,18 @@ Histograms PlainWalk(const Image& image, CHIST& area) {
   return result;
 }
 
+// Margins are percent of the extent, half of it at each side.
+TEST(Sampling, SmallAreasKeepTheirPixels) {
+  const int64_t rows[][4] = {{39, 1, 5, -1}, {40, 1, 5, 1}, {100, 100, 5, 2}, {100, 100, 120, 45}, {10, 1, 0, 0}};
+  for (const auto& [width, height, margin, left] : rows) { // left: -1: what the object holds
+    CHIST hist;
+    hist.m_nAreaRect[0] = -1;
+    AREA area = {{0, 0}, {0, 0}, {width, height}, {width, height}};
+    EXPECT_TRUE(hist.CalcLineEquation(&area, static_cast<int>(margin)));
+    EXPECT_EQ(hist.m_nAreaRect[0], left) << width << " " << margin;
+  }
+}
+
 TEST(Sampling, HistogramsAreThoseOfAPlainWalk) {
   std::mt19937 random(11);
   const auto between = [&](int low, int high) { return low + static_cast<int>(random() % unsigned(high - low + 1)); };

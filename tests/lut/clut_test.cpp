@@ -58,10 +58,10 @@ TEST(FineTables, AgreeAtWholeLevelsAndRunOnBetween) {
     SCOPED_TRACE(n);
     Record r(n % 4, n % 5);
     r.SetPoints(r.IsFilm() ? kFilmPoints : kPhotoPoints);
-    for (ZEP3_POINTS& p : r.para.ic.ch) p.lSdIn -= 200 * n, p.lHlIn -= 300 * n;
+    for (ZEP3_POINTS& p : r.para.ic.ch) p.lSdIn = n % 5 == 2 ? 0 : p.lSdIn - 200 * n, p.lHlIn -= 300 * n;
     r.para.ic.ch[n % 3].lGamma = n % 7 == 0 ? ZEP3_UNSET : 60 + 6 * n;
-    r.para.ic.wHlCurveType = static_cast<uint16_t>(n % 3 == 0 ? ZEP3_HL_AUTO : n % 3);
-    r.para.ic.wSdCurveType = static_cast<uint16_t>(n % 4 == 3 ? ZEP3_SD_AUTO : 3 + n % 4);
+    r.para.ic.wHlCurveType = static_cast<uint16_t>(n % 3 == 0 ? ZEP3_HL_AUTO : n / 3 % 3);
+    r.para.ic.wSdCurveType = static_cast<uint16_t>(n % 3 == 0 ? ZEP3_SD_AUTO : 3 + n / 4 % 3);
     const ZEP3_PARA fresh = r.para;
     ZEP3_PARA copy = fresh, again = fresh;
     ASSERT_EQ(MakeZEP3LUT16(&copy, kIdentity, fine.data()), 1);
