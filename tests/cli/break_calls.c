@@ -61,10 +61,10 @@ static int IsBroken(const char* call, const char* path, int file) {
     const int told = (int)syscall(SYS_openat, AT_FDCWD, Setting("BREAK_TOLD"), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
     syscall(SYS_close, told);
   }
-  if (strcmp(Setting("BREAK_HOW"), "kill") == 0) kill(0, SIGKILL); // its whole process group
-  // swap FILE: this comes in place of what is about to be opened.
-  if (strncmp(Setting("BREAK_HOW"), "swap ", 5) == 0) {
-    syscall(SYS_renameat2, AT_FDCWD, Setting("BREAK_HOW") + 5, AT_FDCWD, path, 0);
+  // run COMMAND: this happens just before the call, which goes on.
+  if (strncmp(Setting("BREAK_HOW"), "run ", 4) == 0) {
+    unsetenv("LD_PRELOAD"); // not in the command's own calls
+    (void)!system(Setting("BREAK_HOW") + 4);
     return 0;
   }
   return 1;
