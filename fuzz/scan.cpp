@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <set>
 #include <sstream>
 #include <string>
@@ -75,16 +76,7 @@ constexpr Saver kSavers[] = {
     {".ppm", "ascii"},
 };
 
-void AddProfile(vips::VImage& image) {
-  static VipsBlob* const profile = [] {
-    VipsBlob* srgb = nullptr;
-    ZEP3_HOLDS(vips_profile_load("srgb", &srgb, nullptr) == 0);
-    return srgb;
-  }();
-  size_t size = 0;
-  const void* bytes = vips_blob_get(profile, &size);
-  vips_image_set_blob_copy(image.get_image(), VIPS_META_ICC_NAME, bytes, size);
-}
+constexpr const char* kProfile = ",profile=srgb";
 
 std::string SavedPicture(Input& input, const Saver& saver) {
   const int width = 1 + input.Below(48), height = 1 + input.Below(40), bands = 3 - input.Below(3) + input.Below(2);
@@ -107,10 +99,11 @@ std::string SavedPicture(Input& input, const Saver& saver) {
     image = image.copy(vips::VImage::option()->set("interpretation", bands > 2 ? colour : gray)->set("xres", 11.8));
     if (input.OneIn(4)) image.set("page-height", std::max(1, height / 2));
     if (input.OneIn(4)) image.set(VIPS_META_ORIENTATION, input.Below(10));
-    if (input.OneIn(8)) AddProfile(image);
+    std::string options = saver.options;
+    if (input.OneIn(8) && std::string(".ppm") != saver.extension) options += options.empty() ? kProfile + 1 : kProfile;
     void* bytes = nullptr;
     size_t size = 0;
-    image.write_to_buffer((std::string(saver.extension) + "[" + saver.options + "]").c_str(), &bytes, &size);
+    image.write_to_buffer((std::string(saver.extension) + "[" + options + "]").c_str(), &bytes, &size);
     const std::string saved(static_cast<const char*>(bytes), size);
     g_free(bytes);
     return saved;
@@ -146,19 +139,15 @@ void SealChunks(std::string& bytes) {
 
 // ---- the command ----
 
-Options Parse(const std::vector<std::string>& words) {
+Options Parse(const std::string& command) {
+  std::istringstream text(command);
+  std::vector<std::string> words(std::istream_iterator<std::string>{text}, {});
   std::vector<char*> argv;
-  for (const std::string& word : words) argv.push_back(const_cast<char*>(word.c_str()));
-  const Parsed parsed = ParseCommandLine(static_cast<int>(argv.size()), argv.data());
-  ZEP3_HOLDS(parsed.options.has_value());
-  return *parsed.options;
+  for (std::string& word : words) argv.push_back(word.data());
+  return ParseCommandLine(static_cast<int>(argv.size()), argv.data()).options.value();
 }
 
-Outcome RunOn(const Options& options) {
-  const std::optional<Job> job = Plan(options).Next();
-  ZEP3_HOLDS(job.has_value());
-  return RunJob(*job, options);
-}
+Outcome RunOn(const Options& options) { return RunJob(Plan(options).Next().value(), options); }
 
 using Sizes = std::vector<std::pair<int, int>>;
 
@@ -198,23 +187,17 @@ void RunTarget(Input input) {
       input.OneIn(4) ? kSavers[static_cast<size_t>(input.Below(std::size(kSavers)))].extension : saver.extension;
   const std::string scan = folder / ("scan" + std::string(saver.extension));
   const std::string result = folder / ("result" + std::string(resultExtension));
-  std::vector<std::string> words = {"zep3", scan, "--no-sync", "-k",
-                                    std::string(Kinds()[static_cast<size_t>(input.Below(11))].name)};
-  const auto add = [&](bool wanted, std::initializer_list<const char*> more) {
-    if (wanted) words.insert(words.end(), more.begin(), more.end());
-  };
+  std::string command =
+      "zep3 --no-sync " + scan + " -k " + std::string(Kinds()[static_cast<size_t>(input.Below(11))].name);
+  const auto add = [&](bool wanted, const std::string& more) { command += wanted ? " " + more : ""; };
   const bool inPlace = input.OneIn(8), told = input.OneIn(4), analysed = input.OneIn(16), twice = input.OneIn(4);
-  add(input.OneIn(4), {"--analysis", "standard"});
-  add(input.OneIn(8), {"--output-gamma", "1.8"});
-  add(input.OneIn(8), {"--area", "10%,10%,60%,60%"});
-  add(input.OneIn(8), {"--gray-pipette", "30%,30%"});
-  if (analysed) {
-    add(true, {"analyse"});
-  } else {
-    add(input.OneIn(8), {"--strip"});
-    add(told, {"--sidecar", "--report"});
-    inPlace ? add(true, {"--in-place"}) : add(true, {"-o", result.c_str()});
-  }
+  add(input.OneIn(4), "--analysis standard");
+  add(input.OneIn(8), "--output-gamma 1.8");
+  add(input.OneIn(8), "--area 10%,10%,60%,60%");
+  add(input.OneIn(8), "--gray-pipette 30%,30%");
+  add(!analysed && input.OneIn(8), "--strip");
+  add(!analysed && told, "--sidecar --report");
+  add(true, analysed ? "analyse" : inPlace ? "--in-place" : "-o " + result);
 
   const bool any = input.OneIn(4), sealed = !input.OneIn(4);
   std::string bytes = any ? "" : SavedPicture(input, saver);
@@ -225,7 +208,7 @@ void RunTarget(Input input) {
   const std::optional<Sizes> sizes = SizesOf(scan);
   if (!sizes) return;
 
-  const Options options = Parse(words);
+  const Options options = Parse(command);
   const Outcome outcome = RunOn(options);
   ZEP3_HOLDS(outcome.status == Status::kCorrected || outcome.status == Status::kFailed);
   const bool done = outcome.status == Status::kCorrected;

@@ -32,29 +32,17 @@ const Json& Written() {
 
 // Values that no correction has, and such as are nearly right.
 Json AnyValue(Input& input) {
-  switch (input.Below(10)) {
-    case 0:
-      return nullptr;
-    case 1:
-      return Json::array();
-    case 2:
-      return Json::object();
-    case 3:
-      return std::string(static_cast<size_t>(input.Below(9)), static_cast<char>(input.Take<uint8_t>()));
-    case 4:
-      return input.Real();
-    case 5:
-      return static_cast<uint64_t>(input.Field());
-    case 6:
-      return input.OneIn(2);
-    case 7: {
-      Json points = Json::array();
-      for (int n = input.Below(20); n > 0; n--) points.push_back({input.Field(), input.Field()});
-      return points;
-    }
-    default:
-      return input.Field();
-  }
+  const Json plain[] = {nullptr, Json::array(), Json::object()};
+  const int kind = input.Below(10);
+  if (kind < 3) return plain[kind];
+  if (kind == 3) return std::string(static_cast<size_t>(input.Below(9)), static_cast<char>(input.Take<uint8_t>()));
+  if (kind == 4) return input.Real();
+  if (kind == 5) return static_cast<uint64_t>(input.Field());
+  if (kind == 6) return input.OneIn(2);
+  if (kind > 7) return input.Field();
+  Json points = Json::array();
+  for (int n = input.Below(20); n > 0; n--) points.push_back({input.Field(), input.Field()});
+  return points;
 }
 
 // Goes down to some value and changes it.
@@ -105,15 +93,5 @@ void RunTarget(Input input) {
   ZEP3_HOLDS(!pages.empty());
   const std::string once = ToText(CorrectionToJson("scan.tif", pages), 1);
   const std::string twice = ToText(CorrectionToJson("scan.tif", CorrectionFromJson(once)), 1);
-  // What a page tells about its scan is not read.
-  const auto records = [](const std::string& written) {
-    const Json json = Json::parse(written);
-    Json kept;
-    for (const Json& page : json.at("pages")) {
-      kept.push_back({page.at("record"), page.at("matrix"), page.at("tables"), page.at("chroma"),
-                      page.at("inputGamma10"), page.at("analysis")});
-    }
-    return kept;
-  };
-  ZEP3_HOLDS(records(once) == records(twice));
+  ZEP3_HOLDS(once == twice);
 }
