@@ -12,40 +12,40 @@ configure_file(tools/zep3/version.h.in ${PROJECT_BINARY_DIR}/generated/version.h
 
 # Everything but main, for the tests.
 add_library(zep3_program_parts STATIC
-  tools/zep3/admission.cpp
-  tools/zep3/analysis.cpp
-  tools/zep3/arguments.cpp
-  tools/zep3/batch.cpp
-  tools/zep3/box_mean.cpp
-  tools/zep3/check_whole.cpp
-  tools/zep3/command_line.cpp
-  tools/zep3/encoding.cpp
-  tools/zep3/evidence.cpp
-  tools/zep3/finish.cpp
-  tools/zep3/formats.cpp
-  tools/zep3/in_place.cpp
   tools/zep3/interrupt.cpp
-  tools/zep3/kinds.cpp
   tools/zep3/log.cpp
-  tools/zep3/name_list.cpp
-  tools/zep3/output.cpp
-  tools/zep3/own_source.cpp
-  tools/zep3/pending_file.cpp
-  tools/zep3/plain_tiff.cpp
-  tools/zep3/plan.cpp
-  tools/zep3/pnm.cpp
-  tools/zep3/record.cpp
-  tools/zep3/report.cpp
-  tools/zep3/report_page.cpp
-  tools/zep3/save.cpp
-  tools/zep3/scan.cpp
-  tools/zep3/scan_job.cpp
-  tools/zep3/sidecar.cpp
-  tools/zep3/tables.cpp
-  tools/zep3/tiff_directory.cpp
-  tools/zep3/tiff_page_stream.cpp
-  tools/zep3/tiff_pages.cpp
-  tools/zep3/workers.cpp
+  tools/zep3/command/arguments.cpp
+  tools/zep3/command/batch.cpp
+  tools/zep3/command/command_line.cpp
+  tools/zep3/command/name_list.cpp
+  tools/zep3/command/plan.cpp
+  tools/zep3/command/workers.cpp
+  tools/zep3/files/formats.cpp
+  tools/zep3/files/output.cpp
+  tools/zep3/files/pending_file.cpp
+  tools/zep3/job/scan_job.cpp
+  tools/zep3/opening/admission.cpp
+  tools/zep3/opening/own_source.cpp
+  tools/zep3/opening/pnm.cpp
+  tools/zep3/opening/scan.cpp
+  tools/zep3/opening/tiff_page_stream.cpp
+  tools/zep3/page/analysis.cpp
+  tools/zep3/page/box_mean.cpp
+  tools/zep3/page/encoding.cpp
+  tools/zep3/page/finish.cpp
+  tools/zep3/page/kinds.cpp
+  tools/zep3/page/record.cpp
+  tools/zep3/page/tables.cpp
+  tools/zep3/saving/check_whole.cpp
+  tools/zep3/saving/in_place.cpp
+  tools/zep3/saving/save.cpp
+  tools/zep3/tiff/plain_tiff.cpp
+  tools/zep3/tiff/tiff_directory.cpp
+  tools/zep3/tiff/tiff_pages.cpp
+  tools/zep3/told/evidence.cpp
+  tools/zep3/told/report.cpp
+  tools/zep3/told/report_page.cpp
+  tools/zep3/told/sidecar.cpp
 )
 target_include_directories(zep3_program_parts PUBLIC tools/zep3 ${PROJECT_BINARY_DIR}/generated)
 target_link_libraries(zep3_program_parts
@@ -77,4 +77,4 @@ if(HELP2MAN)
   add_custom_target(zep3_man ALL DEPENDS ${PROJECT_BINARY_DIR}/zep3.1)
   install(FILES ${PROJECT_BINARY_DIR}/zep3.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 endif()
-install(FILES tools/zep3/zep3.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME zep3)
+install(FILES tools/zep3/command/zep3.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME zep3)

@@ -1,11 +1,11 @@
 // The parsers of command-line arguments on any text: a UsageError, or what the argument's description promises.
-#include "arguments.h"
+#include "command/arguments.h"
 
 #include <cmath>
 #include <string>
 
 #include "failure.h"
-#include "formats.h"
+#include "files/formats.h"
 #include "target.h"
 
 namespace {

@@ -13,16 +13,16 @@
 
 #include <vips/vips8>
 
-#include "command_line.h"
+#include "command/command_line.h"
+#include "command/plan.h"
 #include "failure.h"
 #include "film_picture.h"
 #include "folder.h"
-#include "in_place.h"
-#include "kinds.h"
+#include "job/scan_job.h"
 #include "log.h"
-#include "plan.h"
-#include "scan.h"
-#include "scan_job.h"
+#include "opening/scan.h"
+#include "page/kinds.h"
+#include "saving/in_place.h"
 #include "target.h"
 
 namespace fs = std::filesystem;

@@ -1,13 +1,13 @@
 // A correction as JSON: any text, and one written by the program with values changed, put in and taken out. It is
 // refused with a reason, or read as what it would be written as.
-#include "sidecar.h"
+#include "told/sidecar.h"
 
 #include <string>
 
-#include "evidence.h"
 #include "failure.h"
-#include "finish.h"
+#include "page/finish.h"
 #include "target.h"
+#include "told/evidence.h"
 
 namespace {
 

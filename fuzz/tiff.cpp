@@ -5,11 +5,11 @@
 #include <string>
 
 #include "failure.h"
+#include "files/pending_file.h"
 #include "folder.h"
-#include "pending_file.h"
-#include "plain_tiff.h"
 #include "target.h"
-#include "tiff_pages.h"
+#include "tiff/plain_tiff.h"
+#include "tiff/tiff_pages.h"
 
 namespace fs = std::filesystem;
 

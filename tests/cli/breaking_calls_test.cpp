@@ -4,9 +4,9 @@
 #include <cstdio>
 #include <string>
 
-#include "check_whole.h"
 #include "failure.h"
 #include "program.h"
+#include "saving/check_whole.h"
 
 namespace {
 
@@ -135,16 +135,21 @@ TEST_F(BreakingCalls, WithoutSynchronisation) {
   }
 }
 
-// Another scan comes under the name before any of the times that the file is opened: wider than the first, or stored so
-// that plain lines cannot be read. What comes out is of one of them, or a refusal.
+// Another scan comes under the name before any of the times that the file is opened: wider than the first, of fewer
+// channels, deeper, or stored so that plain lines cannot be read. What comes out is of one of them, or a refusal.
 TEST_F(BreakingCalls, ReplacedBetweenAnyTwoOpenings) {
   Save(Noise(1300, 100, 1), "first.tif"); // more than the pre-scan's 1250 pixels
   Save(Noise(9000, 100, 2), "wide.tif");
   Save(Noise(1300, 100, 3), "packed.tif[compression=deflate]");
+  Save(Gray(Noise(1300, 100, 4)), "gray.tif");
+  Save(Deep(Noise(1300, 100, 5)), "deep.tif");
   ASSERT_EQ(
       Run("tiffcp first.tif first.tif pages.tif && tiffcp wide.tif packed.tif other-pages.tif && mkdir in").status, 0);
-  const char* const pairs[][2] = {
-      {"first.tif", "wide.tif"}, {"first.tif", "packed.tif"}, {"pages.tif", "other-pages.tif"}};
+  const char* const pairs[][2] = {{"first.tif", "wide.tif"},
+                                  {"first.tif", "packed.tif"},
+                                  {"first.tif", "gray.tif"},
+                                  {"first.tif", "deep.tif"},
+                                  {"pages.tif", "other-pages.tif"}};
   for (const auto& [first, other] : pairs) {
     std::string whole[2];
     const auto run = [&](const std::string& scan, const std::string& before) {
@@ -167,6 +172,36 @@ TEST_F(BreakingCalls, ReplacedBetweenAnyTwoOpenings) {
       const std::string result = Read("out.tif");
       EXPECT_TRUE(outcome.status == 0 ? result == whole[0] || result == whole[1] : !Exists("out.tif")) << outcome.err;
     }
+  }
+}
+
+// New folders are on the disk before anything in them.
+TEST_F(BreakingCalls, FoldersAreSynchronised) {
+  Save(Noise(60, 40, 1), "in/a.tif");
+  for (const int number : {1, 2}) {
+    ExpectFault("in/a.tif -o out/deep/a.tif",
+                std::string("zep3: in/a.tif: ") + (number == 1 ? "out" : "out/deep") +
+                    ": its name cannot be put on the disk, Input/output error",
+                1, Broken("fsync", number, "EIO", "BREAK_IN=" + m_folder.filename().string() + "/"));
+    EXPECT_FALSE(Exists("out/deep/a.tif"));
+    fs::remove_all(m_folder / "out");
+  }
+}
+
+// Another run gives its result the name just before: what belongs to that result stays with it.
+TEST_F(BreakingCalls, ResultsKeepTheirOwnSidecars) {
+  Save(Noise(60, 40, 1), "in/a.tif");
+  for (const std::string theirs : {"", "their sidecar"}) {
+    PutBack({{"in/a.tif", Read("in/a.tif")}, {"theirs", "their result"}});
+    fs::create_directory(m_folder / "out");
+    if (!theirs.empty()) File("out/a.tif.zep3.json", theirs);
+    const Outcome run = Zep3("in/a.tif -o out/ --sidecar", Broken("renameat2", theirs.empty() ? 2 : 3,
+                                                                  "run mv theirs out/a.tif", "BREAK_IN=out/a.tif"));
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "zep3: in/a.tif: out/a.tif exists\n");
+    EXPECT_EQ(Read("out/a.tif"), "their result");
+    EXPECT_EQ(Read("out/a.tif.zep3.json"), theirs);
+    EXPECT_EQ(Exists("out/a.tif.zep3.json"), !theirs.empty());
   }
 }
 

@@ -1,10 +1,10 @@
 // What zep3 opens and what it does not, how much it opens, and that no signal waits for a decoder.
 #include <unistd.h>
 
-#include "admission.h"
 #include "failure.h"
 #include "log.h"
-#include "pnm.h"
+#include "opening/admission.h"
+#include "opening/pnm.h"
 #include "program.h"
 
 namespace {

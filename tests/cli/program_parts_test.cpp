@@ -9,16 +9,16 @@
 #include <limits>
 #include <numeric>
 
-#include "arguments.h"
-#include "box_mean.h"
-#include "encoding.h"
-#include "evidence.h"
+#include "command/arguments.h"
+#include "command/workers.h"
 #include "failure.h"
-#include "formats.h"
-#include "kinds.h"
+#include "files/formats.h"
+#include "page/box_mean.h"
+#include "page/encoding.h"
+#include "page/kinds.h"
 #include "program.h"
-#include "sidecar.h"
-#include "workers.h"
+#include "told/evidence.h"
+#include "told/sidecar.h"
 
 namespace {
 
@@ -246,7 +246,7 @@ TEST_F(Parts, BoxMeansAreMeans) {
       const int colours = bands >= 3 ? 3 : 1;
       for (const int side : {2, 50, 300}) {
         SCOPED_TRACE(testing::Message() << deep << " " << bands << " " << side);
-        const VImage plain = BoxMeanOfPlainTiff(path, 0, colours, side);
+        const VImage plain = BoxMeanOfPlainTiff(path, 0, {103, 71, bands, deep}, colours, side);
         ASSERT_FALSE(plain.is_null());
         // The same in passing, from a file that is read once: what is kept of it can be read again.
         VImage held(nullptr);
@@ -265,14 +265,14 @@ TEST_F(Parts, BoxMeansAreMeans) {
   // Stored otherwise: for libvips. Damaged: refused.
   for (const char* options : {"[compression=lzw]", "[tile]", "[compression=jpeg]"}) {
     Save(Noise(64, 64, 1), std::string("scan.tif") + options);
-    EXPECT_TRUE(BoxMeanOfPlainTiff(path, 0, 3, 4).is_null()) << options;
+    EXPECT_TRUE(BoxMeanOfPlainTiff(path, 0, {64, 64, 3, false}, 3, 4).is_null()) << options;
   }
   Save(Noise(64, 64, 1), "scan.tif");
   const std::string bytes = Read("scan.tif");
   uint32_t directory = 0;
   std::memcpy(&directory, &bytes[4], 4);
   File("scan.tif", bytes.substr(0, 8) + bytes.substr(directory)); // no longer where it was
-  EXPECT_THROW(BoxMeanOfPlainTiff(path, 0, 3, 4), Failure);
+  EXPECT_THROW(BoxMeanOfPlainTiff(path, 0, {64, 64, 3, false}, 3, 4), Failure);
 }
 
 // ---- workers ----

@@ -1,5 +1,5 @@
 // The report as a browser meets it: what is embedded is taken out again and compared with what went in.
-#include "report.h"
+#include "told/report.h"
 
 #include <glib.h>
 

@@ -2,7 +2,7 @@
 // very many of them.
 #include <sys/resource.h>
 
-#include "output.h"
+#include "files/output.h"
 #include "program.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // TIFF files taken apart: what a whole run of the program does not reach. That tags are kept is tested with the
 // program.
-#include "tiff_pages.h"
+#include "tiff/tiff_pages.h"
 
 #include <tiffio.h>
 
@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "failure.h"
-#include "pending_file.h"
-#include "plain_tiff.h"
+#include "files/pending_file.h"
 #include "shell.h"
+#include "tiff/plain_tiff.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "batch.h"
-#include "command_line.h"
+#include "command/batch.h"
+#include "command/command_line.h"
 #include "failure.h"
 #include "interrupt.h"
 #include "log.h"

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "admission.h"
-#include "analysis.h"
-#include "formats.h"
+#include "files/formats.h"
+#include "opening/admission.h"
+#include "page/analysis.h"
 
 enum class Command { kCorrect, kAnalyse, kTables };
 

@@ -1,0 +1,124 @@
+#include "command/arguments.h"
+
+#include <charconv>
+#include <cmath>
+#include <system_error>
+
+#include "failure.h"
+
+namespace {
+
+[[noreturn]] void Refuse(std::string_view text, std::string_view expected) {
+  throw UsageError("'" + std::string(text) + "': expected " + std::string(expected));
+}
+
+std::vector<std::string_view> Split(std::string_view text, char separator) {
+  std::vector<std::string_view> parts;
+  for (;;) {
+    const size_t end = text.find(separator);
+    parts.push_back(text.substr(0, end));
+    if (end == std::string_view::npos) return parts;
+    text.remove_prefix(end + 1);
+  }
+}
+
+// The whole text as a number within the limits; false otherwise, also for what is not finite.
+template <typename T>
+bool Read(std::string_view text, T low, T high, T& value) {
+  if (text.starts_with('+')) text.remove_prefix(1);
+  const char* end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, value);
+  return error == std::errc() && rest == end && value >= low && value <= high;
+}
+
+// Far beyond any scan, and exact as a double.
+constexpr double kFarthest = 1e9;
+
+bool Read(std::string_view text, Length& length) {
+  length.percent = text.ends_with('%');
+  if (length.percent) text.remove_suffix(1);
+  return Read(text, -kFarthest, kFarthest, length.value);
+}
+
+bool Read(std::string_view x, std::string_view y, Position& position) {
+  return Read(x, position.x) && Read(y, position.y);
+}
+
+bool ReadCorners(std::string_view text, size_t count, AreaArgument& area) {
+  const auto parts = Split(text, ',');
+  if (parts.size() != 2 * count) return false;
+  area.corners.resize(count);
+  for (size_t i = 0; i < count; i++) {
+    if (!Read(parts[2 * i], parts[2 * i + 1], area.corners[i])) return false;
+  }
+  return true;
+}
+
+} // namespace
+
+AreaArgument ParseArea(std::string_view text) {
+  AreaArgument area;
+  if (!ReadCorners(text, 2, area) || area.corners[1].x.value <= 0 || area.corners[1].y.value <= 0) {
+    Refuse(text, "X,Y,WIDTH,HEIGHT in pixels or percent, such as 10%,10%,80%,80%");
+  }
+  return area;
+}
+
+AreaArgument ParseCorners(std::string_view text) {
+  AreaArgument area;
+  if (!ReadCorners(text, 4, area)) Refuse(text, "the four corners X,Y,X,Y,X,Y,X,Y in pixels or percent");
+  return area;
+}
+
+PipetteArgument ParsePipette(std::string_view text, bool withStrength) {
+  const auto parts = Split(text, ',');
+  PipetteArgument pipette;
+  const bool strengthGiven = withStrength && parts.size() == 3;
+  if ((parts.size() != 2 && !strengthGiven) || !Read(parts[0], parts[1], pipette.at) ||
+      (strengthGiven && !Read(parts[2], int64_t{0}, int64_t{100}, pipette.strength))) {
+    Refuse(text, withStrength ? "X,Y or X,Y,STRENGTH (0..100)" : "X,Y");
+  }
+  return pipette;
+}
+
+ZEP3_TONE ParseCurve(std::string_view text) {
+  const auto points = Split(text, ',');
+  ZEP3_TONE tone = {};
+  bool good = points.size() >= 2 && points.size() <= ZEP3_TONE_POINTS;
+  for (size_t i = 0; good && i < points.size(); i++) {
+    const auto sides = Split(points[i], ':');
+    LPOINT& point = tone.ptCtrl[i];
+    good = sides.size() == 2 && Read(sides[0], int64_t{0}, int64_t{255}, point.x) &&
+           Read(sides[1], int64_t{0}, int64_t{255}, point.y) && (i == 0 || point.x > tone.ptCtrl[i - 1].x);
+  }
+  if (!good)
+    Refuse(text, "2 to 16 points IN:OUT,IN:OUT,... of levels 0..255, inputs rising, such as 0:0,128:150,255:255");
+  tone.wPointNum = static_cast<int16_t>(points.size());
+  return tone;
+}
+
+std::array<double, 9> ParseMatrix(std::string_view text) {
+  const auto parts = Split(text, ',');
+  std::array<double, 9> matrix = {};
+  bool good = parts.size() == matrix.size();
+  for (size_t i = 0; good && i < matrix.size(); i++) good = Read(parts[i], -1e6, 1e6, matrix[i]);
+  if (!good) Refuse(text, "nine numbers, row by row, such as 1,0,0,0,1,0,0,0,1");
+  return matrix;
+}
+
+std::array<int64_t, 3> ParseBalance(std::string_view text) {
+  const auto parts = Split(text, ',');
+  std::array<int64_t, 3> balance = {};
+  bool good = parts.size() == balance.size();
+  for (size_t i = 0; good && i < balance.size(); i++) good = Read(parts[i], int64_t{-1000}, int64_t{1000}, balance[i]);
+  if (!good) Refuse(text, "RED,GREEN,BLUE, whole numbers of -1000..1000");
+  return balance;
+}
+
+int ParseGamma(std::string_view text) {
+  double gamma = 0;
+  if (!Read(text, 0.5, 5.0, gamma)) Refuse(text, "a gamma of 0.5 to 5, such as 2.2");
+  const double tenths = std::round(gamma * 10);
+  if (std::abs(tenths - gamma * 10) > 1e-9) Refuse(text, "a gamma with at most one decimal");
+  return static_cast<int>(tenths);
+}

@@ -1,0 +1,295 @@
+#include "command/command_line.h"
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+
+#include "failure.h"
+#include "log.h"
+#include "told/evidence.h"
+#include "version.h"
+
+namespace {
+
+constexpr const char* kDescription =
+    "Automatic exposure and colour correction of scans: negatives, slides, prints and documents.\n"
+    "Files in, finished files out; depth, compression, profile and metadata stay as they are.";
+
+constexpr const char* kExamples = R"(Examples:
+  A colour negative, with a page that shows it before and after:
+    zep3 -k negative roll7_12.tif -o finished/roll7_12.tif --report
+
+  All scans below a folder, faded slides, the originals kept; run it again to go on where it stopped:
+    zep3 -r -k faded-slide archive/slides -o archive/finished
+
+  A whole book as its first page was decided, the paper white:
+    zep3 -k background page001.tif -o book/ --sidecar
+    zep3 --use-sidecar book/page001.tif.zep3.json page*.tif -o book/
+
+Notes:
+  A scan's values are taken as its ICC profile says, else as sRGB; --input-gamma 1.0 suits raw linear scans.
+
+  Saturation: with f = 1 + S / 200, S what the analysis proposes for faded and backlit originals (0 for others), each
+  channel of the result becomes g + f (channel - g), g = (R + 3 G + B) / 5. Of monochrome negatives f is 0: the result is
+  neutral.
+
+  Exit status: 0; 1 when a scan failed (the others are finished); 2 for a fault in the command; 130 when interrupted.)";
+
+// Options under one heading of the help.
+class Group {
+ public:
+  Group(CLI::App& app, const char* heading) : m_app(app), m_heading(heading) {}
+
+  template <typename T>
+  CLI::Option* Add(const std::string& name, T& target, const std::string& form, const std::string& help) {
+    return m_app.add_option(name, target, help)->type_name(form)->group(m_heading);
+  }
+  template <typename T>
+  CLI::Option* AddRange(const std::string& name, T& target, int low, int high, const std::string& help) {
+    return Add(name, target, "N", help)->check(Plain(CLI::Range(low, high)));
+  }
+  template <typename Take>
+  CLI::Option* AddText(const std::string& name, const std::string& form, const std::string& help, Take take) {
+    return m_app.add_option_function<std::string>(name, take, help)->type_name(form)->group(m_heading);
+  }
+  CLI::Option* AddFlag(const std::string& name, bool& target, const std::string& help) {
+    return m_app.add_flag(name, target, help)->group(m_heading);
+  }
+  // The help says what is allowed in its own words.
+  static CLI::Validator Plain(CLI::Validator validator) { return validator.description(""); }
+  static CLI::Validator OneOf(const std::vector<std::string>& words) { return Plain(CLI::IsMember(words)); }
+
+ private:
+  CLI::App& m_app;
+  const char* m_heading;
+};
+
+// An option with a parser of its own. Its faults become CLI11's, so that all are reported alike.
+template <typename T, typename Parse>
+CLI::Option* AddParsed(Group& group, const std::string& name, T& target, Parse parse, const std::string& form,
+                       const std::string& help) {
+  return group.AddText(name, form, help, [&target, parse, name](const std::string& text) {
+    try {
+      target = parse(text);
+    } catch (const UsageError& error) {
+      throw CLI::ValidationError(name, error.what());
+    }
+  });
+}
+
+// Names of all kinds.
+std::vector<std::string> KindNames() {
+  std::vector<std::string> names;
+  for (const Kind& kind : Kinds()) names.emplace_back(kind.name);
+  return names;
+}
+
+// What the help says behind the options.
+std::string Footer() {
+  std::string text = "Kinds of original, and their analysis:\n";
+  const auto column = [](std::string_view word, size_t width) {
+    return std::string(word) + std::string(width - word.size(), ' ');
+  };
+  for (const Kind& kind : Kinds()) {
+    text +=
+        "  " + column(kind.name, 20) + column(MethodName(kind.adaptiveByDefault), 12) + std::string(kind.what) + "\n";
+  }
+  return text + "\n" + kExamples;
+}
+
+const Format* ParseFormat(const std::string& text, std::string& saver) {
+  const NameWithOptions parts = SplitOptions(text);
+  saver = parts.options;
+  const Format* format = FormatOfName("scan." + parts.name);
+  if (format == nullptr) throw UsageError("'" + parts.name + "': expected tif, png, jpg, webp or pnm");
+  return format;
+}
+
+void AddResult(CLI::App& app, Options& options) {
+  Group group(app, "Result");
+  group.Add("-o,--output", options.output, "OUT",
+            "A file, a folder or - for standard output; options of libvips in brackets behind a file");
+  AddParsed(
+      group, "--format", options.format, [&](const std::string& text) { return ParseFormat(text, options.saver); },
+      "FORMAT", "tif, png, jpg, webp or pnm, with options of libvips in brackets, instead of the scan's own");
+  auto* inPlace = group.AddFlag("--in-place", options.inPlace, "Replace the scan; it is kept as NAME_original");
+  group.AddFlag("--no-backup", options.noBackup, "With --in-place: keep no original")->needs(inPlace);
+  group.AddFlag("--overwrite", options.overwrite, "Replace results that exist");
+  group.AddFlag("--no-sync", options.noSync,
+                "Do not wait for the disk: sooner done; results may be cut or gone after a loss of power");
+  group.AddFlag("--strip", options.strip, "Leave EXIF, IPTC, XMP and text out; profile and resolution stay");
+  group.AddFlag("--sidecar", options.sidecar, "Write the correction beside the result, as RESULT.zep3.json");
+  group.AddFlag("--report", options.report, "Write a page that shows before and after, as RESULT.zep3.html");
+  group.Add("--as", options.tableForm, "FORM", "zep3 tables: text (default), csv, json, png (256 x 1) or scanimage")
+      ->check(Group::OneOf({"text", "csv", "json", "png", "scanimage"}));
+}
+
+void AddOriginal(CLI::App& app, Options& options) {
+  Group group(app, "Original and correction");
+  group
+      .AddText("-k,--kind", "KIND", "What was scanned, see below (photo)",
+               [&](const std::string& name) { options.analysis.kind = FindKind(name); })
+      ->check(Group::OneOf(KindNames()));
+  group
+      .AddText("--analysis", "METHOD",
+               "standard, channel by channel, or adaptive, by colours that occur together (see below)",
+               [&](const std::string& name) { options.analysis.adaptive = name == MethodName(true); })
+      ->check(Group::OneOf({std::string(MethodName(false)), std::string(MethodName(true))}));
+  group.AddRange("--level", options.analysis.level, 0, 9, "Strength of the correction, 0..9 (4)");
+  group.AddRange("--backlight", options.analysis.backlight, 0, 8,
+                 "Lift a dark subject before a bright background, 0..8 (0)");
+  group
+      .AddText("--option", "OPTION", "normal (default), or plain: a plainer handling of shadows",
+               [&](const std::string& name) { options.analysis.plain = name == "plain"; })
+      ->check(Group::OneOf({"normal", "plain"}));
+  AddParsed(group, "--matrix", options.analysis.matrix, ParseMatrix, "M,M,...",
+            "Colour matrix for negatives, nine numbers row by row; its diagonal gives the film's contrasts");
+  group.AddRange("-b,--brightness", options.user.brightness, -1000, 1000, "Density steps of 0.003, -1000..1000 (0)");
+  group.AddRange("-c,--contrast", options.user.contrast, -99, 99, "Contrast in percent, -99..99 (0)");
+  AddParsed(group, "--balance", options.user.balance, ParseBalance, "R,G,B", "Brightness of each channel, added");
+  AddParsed(group, "--curve", options.user.masterCurve, ParseCurve, "IN:OUT,...",
+            "Tone curve of all channels by points of levels 0..255, in place of the proposed one");
+  const char* channels[] = {"red", "green", "blue"};
+  for (size_t c = 0; c < 3; c++) {
+    AddParsed(group, std::string("--curve-") + channels[c], options.user.channelCurves[c], ParseCurve, "IN:OUT,...",
+              std::string("Tone curve of ") + channels[c] + ", applied first");
+  }
+  group
+      .AddText("--saturation", "on|off", "Apply the saturation that the analysis proposes (on)",
+               [&](const std::string& word) { options.saturation = word == "on"; })
+      ->check(Group::OneOf({"on", "off"}));
+}
+
+void AddAreaAndScales(CLI::App& app, Options& options) {
+  Group group(app, "Analysis area, pipettes, encoding");
+  auto* area = AddParsed(group, "--area", options.analysis.area, ParseArea, "X,Y,WIDTH,HEIGHT",
+                         "Analyse this rectangle only; pixels, or percent as 10%,10%,80%,80%");
+  AddParsed(group, "--corners", options.analysis.area, ParseCorners, "X,Y,X,Y,X,Y,X,Y",
+            "Analyse the rotated rectangle with these corners only")
+      ->excludes(area);
+  AddParsed(
+      group, "--gray-pipette", options.analysis.grayPipette,
+      [](const std::string& text) { return ParsePipette(text, true); }, "X,Y[,STRENGTH]",
+      "Make the colour here gray by the channels' points; strength in percent (100)");
+  AddParsed(
+      group, "--gamma-pipette", options.analysis.gammaPipette,
+      [](const std::string& text) { return ParsePipette(text, false); }, "X,Y",
+      "Make the colour here gray by the channels' gammas");
+  AddParsed(group, "--input-gamma", options.inputGamma, ParseGamma, "GAMMA",
+            "Gamma of the scan's values (from its ICC profile, else 2.2)");
+  AddParsed(group, "--output-gamma", options.outputGamma, ParseGamma, "GAMMA",
+            "Gamma of the result's values (as the scan's); a profile is changed to fit");
+  group.Add("--use-sidecar", options.useSidecar, "FILE",
+            "Repeat the correction in this file; brightness, contrast, balance and curves may differ");
+}
+
+// What may be opened.
+void AddAdmission(CLI::App& app, Options& options) {
+  Group group(app, "What is opened");
+  AddParsed(
+      group, "--also-read", options.admission.alsoRead, ParseFormatsOnDemand, "FORMAT,...",
+      "Open these, too: jp2, jxl, heif, gif, pdf. Their decoders are less tried: for scans whose source you trust");
+  AddParsed(
+      group, "--max-pixels", options.admission.maxPixels,
+      [](const std::string& text) { return ParseAmount(text, 1000); }, "N",
+      "Open no page of more pixels, such as 4000M (2500M)");
+  AddParsed(
+      group, "--max-memory", options.admission.maxMemory,
+      [](const std::string& text) { return ParseAmount(text, 1024); }, "BYTES",
+      "Open no page whose decoder takes more memory, such as 3G (1G); counts for each scan at a time");
+}
+
+void AddMany(CLI::App& app, Options& options) {
+  Group group(app, "Many scans, messages");
+  group.AddFlag("-r,--recursive", options.recursive,
+                "Take the scans below folders; the folders are kept in the result");
+  group.Add("--files-from", options.filesFrom, "LIST", "Take names from this file, one a line; - for standard input");
+  group.AddFlag("-0,--null", options.nulSeparated, "Names in the list end in a zero byte");
+  group.AddRange("-j,--jobs", options.jobs, 1, 256, "Scans at a time (one per processor)");
+  group.AddFlag("-n,--dry-run", options.dryRun, "Say what would be done, write nothing");
+  group.AddFlag("--json", options.json, "One line of JSON a scan on standard output");
+  group.AddFlag("-q,--quiet", options.quiet, "Say only what failed");
+  group.AddFlag("-v,--verbose", options.verbose,
+                "Say every scan with what was found, and what the image libraries warn of");
+}
+
+// What the analysis reads is settled in a sidecar.
+void CheckSidecarUse(const CLI::App& app) {
+  for (const char* name : {"--kind", "--analysis", "--level", "--backlight", "--option", "--matrix", "--area",
+                           "--corners", "--gray-pipette", "--gamma-pipette", "--input-gamma", "--output-gamma"}) {
+    if (app.count(name) > 0) {
+      throw UsageError(std::string(name) + " cannot be changed with --use-sidecar: the analysis is settled there");
+    }
+  }
+}
+
+void Check(const CLI::App& app, Options& options) {
+  if (options.inputs.empty() && options.filesFrom.empty()) throw UsageError("no scan is named; see zep3 --help");
+  if (!options.useSidecar.empty()) CheckSidecarUse(app);
+  if (app.count("--as") > 0 && options.command != Command::kTables) throw UsageError("--as is for zep3 tables");
+  if (options.nulSeparated && options.filesFrom.empty()) throw UsageError("-0 is for --files-from");
+  if (options.command == Command::kAnalyse && !options.useSidecar.empty()) {
+    throw UsageError("zep3 analyse finds a correction; --use-sidecar repeats one");
+  }
+  if (options.command != Command::kCorrect) {
+    if (options.inPlace || options.sidecar || options.report || options.dryRun) {
+      throw UsageError("zep3 analyse and zep3 tables write no pictures");
+    }
+    if (options.command == Command::kAnalyse && !options.output.empty()) {
+      throw UsageError("zep3 analyse writes to standard output");
+    }
+    return;
+  }
+  const NameWithOptions parts = SplitOptions(options.output);
+  if (!parts.options.empty()) {
+    options.output = parts.name;
+    options.saver = parts.options;
+  }
+  if (options.output.empty() == !options.inPlace) {
+    throw UsageError("say where the results go: either -o FILE, -o FOLDER or --in-place");
+  }
+  if (options.inPlace && options.format != nullptr) throw UsageError("--in-place keeps the format");
+  if (options.output == "-" && (options.json || options.sidecar || options.report)) {
+    throw UsageError("with -o - standard output is the picture; --json, --sidecar and --report need -o FILE");
+  }
+  if (options.inPlace && !options.inputs.empty() && options.inputs[0] == "-") {
+    throw UsageError("standard input cannot be replaced; -o says where the result goes");
+  }
+}
+
+} // namespace
+
+Parsed ParseCommandLine(int argc, char** argv) {
+  Options options;
+  CLI::App app(kDescription, "zep3");
+  app.footer(Footer());
+  app.set_version_flag("-V,--version", std::string("zep3 ") + kVersion + " (engine " + EngineVersion() + ")");
+  app.get_formatter()->column_width(34);
+  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+  app.get_formatter()->label("Subcommands", "Commands");
+  app.add_option("SCAN", options.inputs, "Files, folders with -r, - for standard input")->type_name(" ");
+  app.require_subcommand(0, 1);
+  app.fallthrough();
+  app.add_subcommand("auto", "Correct the scans; the same as without a command")->fallthrough();
+  auto* analyse =
+      app.add_subcommand("analyse", "Print the analysis as JSON: reasons, record, statistics, tables")->fallthrough();
+  auto* tables = app.add_subcommand("tables", "Print the three tables, see --as")->fallthrough();
+  AddResult(app, options);
+  AddOriginal(app, options);
+  AddAreaAndScales(app, options);
+  AddAdmission(app, options);
+  AddMany(app, options);
+  try {
+    app.parse(argc, argv);
+    if (*analyse) options.command = Command::kAnalyse;
+    if (*tables) options.command = Command::kTables;
+    Check(app, options);
+  } catch (const CLI::Success& success) { // help and version
+    app.exit(success);
+    return {};
+  } catch (const CLI::ParseError& error) {
+    Say(error.what());
+    return {std::nullopt, 2};
+  }
+  return {options, 0};
+}

@@ -1,0 +1,43 @@
+// From arguments, folders and lists to one job per scan: what is read, and where the result goes.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "command/name_list.h"
+#include "options.h"
+
+struct Job {
+  std::string scan;    // as named; "-" is standard input
+  std::string result;  // empty: none; "-": standard output
+  std::string refusal; // not empty: what is wrong with the job itself
+  bool named = false;  // the user named the result, so that its name says the format
+};
+
+// Hands out the jobs one by one. Lists are read as they arrive, so that a scanner can go on while the first pages are
+// finished.
+class Plan {
+ public:
+  // Throws UsageError.
+  explicit Plan(const Options& options);
+  std::optional<Job> Next();
+
+ private:
+  std::optional<std::string> NextName();
+  void Expand(const std::string& folder);
+  bool IsScanName(const std::string& name) const;
+  std::string RefusalOf(const std::string& path, const Job& job);
+  Job MakeJob(const std::string& scan);
+
+  const Options& m_options;
+  bool m_toFolder = false;
+  std::vector<std::string> m_pending; // scans of a folder, last first
+  std::vector<Job> m_unreadable;      // folders that cannot be searched
+  std::string m_folder;               // where they come from
+  size_t m_nextInput = 0;
+  std::optional<NameList> m_list;
+  std::set<std::string> m_scans, m_results; // of this run, as far as they are known
+};

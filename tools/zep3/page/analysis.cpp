@@ -1,0 +1,254 @@
+#include "page/analysis.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "failure.h"
+#include "page/box_mean.h"
+
+namespace {
+
+// Decoded size up to which a page is held in memory: a 20-megapixel scan of 8 bits.
+constexpr uint64_t kHeldBytes = 64 << 20;
+
+// R G B bytes at gamma 1.8, line by line.
+struct Pixels {
+  std::vector<uint8_t> bytes;
+  int64_t width, height;
+
+  const uint8_t* At(int64_t x, int64_t y) const { return &bytes[static_cast<size_t>(3 * (y * width + x))]; }
+};
+
+// The pre-scan on the engine's scale. A gray one becomes three equal channels.
+Pixels ToEngineScale(const vips::VImage& scan, int gamma) {
+  Pixels pixels = {{}, scan.width(), scan.height()};
+  pixels.bytes.resize(static_cast<size_t>(3 * pixels.width * pixels.height));
+  ZEP3_BmpInfo small;
+  SetZEP3Image(&small, VIPS_IMAGE_ADDR(scan.get_image(), 0, 0), pixels.width, pixels.height, 0,
+               scan.bands() == 3 ? ZEP3_PIXEL_RGB : ZEP3_PIXEL_GRAY,
+               scan.format() == VIPS_FORMAT_USHORT ? ZEP3_BITS_16 : ZEP3_BITS_8);
+  ZEP3_BmpInfo levels = {};
+  levels.pBits = pixels.bytes.data();
+  if (!MakeZEP3Prescan(&small, gamma, 1, &levels)) throw Failure("not enough memory for the pre-scan");
+  return pixels;
+}
+
+// The report shows it, so that it must look like the scan: profile and orientation. In memory.
+vips::VImage WithProfileOf(const vips::VImage& scan, const vips::VImage& means) {
+  vips::VImage image = means.copy(vips::VImage::option()->set("interpretation", scan.interpretation())).copy_memory();
+  if (scan.get_typeof(VIPS_META_ORIENTATION) != 0)
+    image.set(VIPS_META_ORIENTATION, scan.get_int(VIPS_META_ORIENTATION));
+  if (scan.get_typeof(VIPS_META_ICC_NAME) != 0) {
+    size_t size = 0;
+    const void* profile = scan.get_blob(VIPS_META_ICC_NAME, &size);
+    vips_image_set_blob_copy(image.get_image(), VIPS_META_ICC_NAME, profile, size);
+  }
+  return image;
+}
+
+LPOINT ToPrescan(const Position& position, const SmallScan& scan) {
+  const auto shrunk = [&](const Length& length, int64_t side) {
+    return std::llround(length.Pixels(side) / static_cast<double>(scan.shrink));
+  };
+  return {shrunk(position.x, scan.scanWidth), shrunk(position.y, scan.scanHeight)};
+}
+
+bool Same(const LPOINT& a, const LPOINT& b) { return a.x == b.x && a.y == b.y; }
+
+constexpr const char* kAreaRefused = "the analysis refuses this area: outside of the scan, too small, or no rectangle";
+
+AREA ToEngineArea(const AreaArgument& argument, const SmallScan& scan) {
+  AREA area = {};
+  if (argument.corners.empty()) {
+    area.ptRight = area.ptBottom = {scan.image.width(), scan.image.height()};
+  } else if (argument.corners.size() == 2) {
+    area.ptLeft = area.ptTop = ToPrescan(argument.corners[0], scan);
+    const LPOINT size = ToPrescan(argument.corners[1], scan);
+    area.ptRight = area.ptBottom = {area.ptLeft.x + size.x, area.ptLeft.y + size.y};
+  } else {
+    std::array<LPOINT, 4> corners;
+    std::transform(argument.corners.begin(), argument.corners.end(), corners.begin(),
+                   [&](const Position& corner) { return ToPrescan(corner, scan); });
+    const auto byX = [](const LPOINT& a, const LPOINT& b) { return a.x < b.x; };
+    const auto byY = [](const LPOINT& a, const LPOINT& b) { return a.y < b.y; };
+    area.ptLeft = *std::min_element(corners.begin(), corners.end(), byX);
+    area.ptRight = *std::max_element(corners.begin(), corners.end(), byX);
+    area.ptTop = *std::min_element(corners.begin(), corners.end(), byY);
+    area.ptBottom = *std::max_element(corners.begin(), corners.end(), byY);
+    // The corners of an upright rectangle share their sides in pairs.
+    const bool upright = std::all_of(corners.begin(), corners.end(), [&](const LPOINT& corner) {
+      return (corner.x == area.ptLeft.x || corner.x == area.ptRight.x) &&
+             (corner.y == area.ptTop.y || corner.y == area.ptBottom.y);
+    });
+    if (upright) {
+      area.ptLeft = area.ptTop = {area.ptLeft.x, area.ptTop.y};
+      area.ptRight = area.ptBottom = {area.ptRight.x, area.ptBottom.y};
+    } else if (Same(area.ptLeft, area.ptTop) || Same(area.ptLeft, area.ptBottom) || Same(area.ptRight, area.ptTop) ||
+               Same(area.ptRight, area.ptBottom)) {
+      // One corner in two places would be taken for an upright rectangle.
+      throw Failure(kAreaRefused);
+    }
+  }
+  return area;
+}
+
+std::array<ChannelStatistics, 3> Measure(const Pixels& pixels) {
+  std::array<ChannelStatistics, 3> channels;
+  const uint8_t* const end = pixels.bytes.data() + pixels.bytes.size();
+  for (const uint8_t* pixel = pixels.bytes.data(); pixel < end; pixel += 3) {
+    for (size_t c = 0; c < 3; c++) channels[c].histogram[pixel[c]]++;
+  }
+  for (ChannelStatistics& channel : channels) {
+    double sum = 0, count = 0;
+    for (size_t level = 0; level < channel.histogram.size(); level++) {
+      sum += static_cast<double>(level) * static_cast<double>(channel.histogram[level]);
+      count += static_cast<double>(channel.histogram[level]);
+    }
+    channel.mean = sum / count;
+    channel.minimum = channel.Percentile(0);
+    channel.maximum = channel.Percentile(100);
+  }
+  return channels;
+}
+
+Prescan Describe(const SmallScan& scan, const Pixels& pixels, const AREA& area) {
+  return {pixels.width, pixels.height, scan.shrink, scan.scanWidth, scan.scanHeight, area, Measure(pixels)};
+}
+
+// The colour around a position as display levels, before the correction: of a negative, what the inverted scan shows.
+// The mean of 3 x 3 pixels of the pre-scan.
+std::array<int64_t, 3> Pick(const Pixels& pixels, const Position& position, const SmallScan& scan, ZEP3_PARA& para) {
+  const LPOINT at = {static_cast<int64_t>(std::floor(position.x.Pixels(scan.scanWidth))),
+                     static_cast<int64_t>(std::floor(position.y.Pixels(scan.scanHeight)))};
+  if (at.x < 0 || at.y < 0 || at.x >= scan.scanWidth || at.y >= scan.scanHeight) {
+    throw Failure("the pipette at " + std::to_string(at.x) + "," + std::to_string(at.y) + " lies outside of " +
+                  std::to_string(scan.scanWidth) + " x " + std::to_string(scan.scanHeight) + " pixels");
+  }
+  const int64_t column = std::min(at.x / scan.shrink, pixels.width - 1);
+  const int64_t line = std::min(at.y / scan.shrink, pixels.height - 1);
+  std::array<double, 3> sum = {};
+  int count = 0;
+  for (int64_t y = std::max<int64_t>(line - 1, 0); y <= std::min(line + 1, pixels.height - 1); y++) {
+    for (int64_t x = std::max<int64_t>(column - 1, 0); x <= std::min(column + 1, pixels.width - 1); x++) {
+      for (size_t c = 0; c < 3; c++) sum[c] += pixels.At(x, y)[c];
+      count++;
+    }
+  }
+  std::array<int64_t, 3> colour;
+  for (size_t c = 0; c < 3; c++) {
+    const int64_t level16 = std::llround(257 * sum[c] / count);
+    colour[c] = std::llround(static_cast<double>(ValueOfScreenGammaConv(level16, &para)) / 257);
+  }
+  return colour;
+}
+
+std::string Text(const std::array<int64_t, 3>& colour) {
+  return std::to_string(colour[0]) + "," + std::to_string(colour[1]) + "," + std::to_string(colour[2]);
+}
+
+void ApplyGrayPipette(std::array<int64_t, 3> colour, int64_t strength, ZEP3_PARA& para) {
+  GetGrayBalance(&para, {colour[0], colour[1], colour[2], strength});
+  for (const ZEP3_POINTS& points : para.ic.ch) {
+    if (points.lHlIn == INT32_MIN || points.lSdIn == INT32_MIN) {
+      throw Failure("the gray pipette's colour " + Text(colour) + " is too dark to be made gray");
+    }
+  }
+}
+
+void ApplyGammaPipette(std::array<int64_t, 3> colour, ZEP3_PARA& para) {
+  const ZEP3_IC before = para.ic;
+  GetGamma(colour.data(), &para);
+  const bool moved = !std::equal(std::begin(before.ch), std::end(before.ch), std::begin(para.ic.ch),
+                                 [](const ZEP3_POINTS& a, const ZEP3_POINTS& b) { return a.lGamma == b.lGamma; });
+  const bool neutral = colour[0] == colour[1] && colour[1] == colour[2];
+  if (!moved && !neutral) {
+    throw Failure("the gamma pipette's colour " + Text(colour) + " lies outside of what all three channels reach");
+  }
+}
+
+} // namespace
+
+int ChannelStatistics::Percentile(double percent) const {
+  double count = 0;
+  for (const int64_t pixels : histogram) count += static_cast<double>(pixels);
+  double sum = 0;
+  for (size_t level = 0; level < histogram.size(); level++) {
+    sum += static_cast<double>(histogram[level]);
+    if (sum > 0 && sum >= percent / 100 * count) return static_cast<int>(level);
+  }
+  return 255;
+}
+
+int ColourBands(const vips::VImage& image) { return image.bands() >= 3 ? 3 : 1; }
+
+SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain, vips::VImage* held) {
+  SmallScan small;
+  small.scanWidth = image.width();
+  small.scanHeight = image.height();
+  small.shrink = GetZEP3PrescanShrink(small.scanWidth, small.scanHeight);
+  const int bands = ColourBands(image);
+  const bool fits = VIPS_IMAGE_SIZEOF_IMAGE(image.get_image()) <= kHeldBytes;
+  vips::VImage means(nullptr);
+  if (small.shrink > 1) means = plain(small.shrink);
+  if (means.is_null()) means = BoxMean(image, bands, small.shrink, fits ? held : nullptr);
+  small.image = WithProfileOf(image, means);
+  return small;
+}
+
+Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const UserOptions& user,
+                   const Encoding& encoding) {
+  Correction correction;
+  correction.encoding = encoding;
+  correction.matrix = analysis.matrix;
+  Pixels pixels = ToEngineScale(scan.image, encoding.input);
+
+  ZEP3_PARA& para = correction.record.para;
+  para.wDocType = analysis.kind->docType;
+  para.wSubMode = analysis.kind->subMode;
+  para.wDocOption = analysis.plain ? ZEP3_OPTION_PLAIN : ZEP3_OPTION_NORMAL;
+  para.lScreenGamma = encoding.output;
+  para.lCorrectLevel = analysis.level;
+  para.lAgainstLight = analysis.backlight;
+
+  ZEP3_BmpInfo bmp;
+  SetZEP3Image(&bmp, pixels.bytes.data(), pixels.width, pixels.height, 0, ZEP3_PIXEL_RGB, ZEP3_BITS_8);
+  bmp.area = ToEngineArea(analysis.area, scan);
+  // Colour negatives need a matrix; where the user has none, the film's own contrasts stand.
+  std::array<double, 9> matrix = analysis.matrix.value_or(std::array<double, 9>{1, 0, 0, 0, 1, 0, 0, 0, 1});
+  Finding& finding = correction.finding.emplace();
+  finding.adaptive = analysis.adaptive.value_or(analysis.kind->adaptiveByDefault);
+  const int found =
+      finding.adaptive ? ZEP3Adaptive(&bmp, &para, matrix.data(), &finding.evidence) : ZEP3(&bmp, &para, matrix.data());
+  if (!found) {
+    throw Failure(analysis.area.corners.empty() ? "the analysis refuses a scan of this size" : kAreaRefused);
+  }
+  ApplyUserOptions(user, correction.record);
+  if (analysis.grayPipette) {
+    ApplyGrayPipette(Pick(pixels, analysis.grayPipette->at, scan, para), analysis.grayPipette->strength, para);
+  }
+  if (analysis.gammaPipette) ApplyGammaPipette(Pick(pixels, analysis.gammaPipette->at, scan, para), para);
+  correction.prescan = Describe(scan, pixels, bmp.area);
+  return correction;
+}
+
+void MeasurePrescan(const SmallScan& scan, Correction& correction) {
+  const Pixels pixels = ToEngineScale(scan.image, correction.encoding.input);
+  correction.prescan = Describe(scan, pixels, ToEngineArea({}, scan));
+}
+
+void ApplyUserOptions(const UserOptions& user, Record& record) {
+  ZEP3_IC& ic = record.para.ic;
+  ic.lBrightness = user.brightness.value_or(ic.lBrightness);
+  ic.lContrast = user.contrast.value_or(ic.lContrast);
+  if (user.balance) {
+    ic.lColorBalanceR = (*user.balance)[0];
+    ic.lColorBalanceG = (*user.balance)[1];
+    ic.lColorBalanceB = (*user.balance)[2];
+  }
+  if (user.masterCurve) record.master = *user.masterCurve;
+  for (size_t c = 0; c < 3; c++) {
+    if (user.channelCurves[c]) record.rgb[c] = *user.channelCurves[c];
+  }
+}

@@ -1,0 +1,49 @@
+// The correction of one page: all that is needed to repeat it, and what it rests on.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "page/record.h"
+
+// Gamma of pixel values, in tenths: 22 is 2.2. The engine's resolution is a tenth, so is ours, in both directions: what
+// is not corrected comes out as it went in.
+struct Encoding {
+  int input = 22;     // of the scan's values
+  int output = 22;    // of the result's values: the record's lScreenGamma
+  std::string source; // where the input's comes from: "ICC profile NAME", "sRGB assumed", "given"
+};
+
+// One channel of the whole pre-scan, on the engine's scale (linear levels).
+struct ChannelStatistics {
+  std::array<int64_t, 256> histogram{};
+  int minimum = 0, maximum = 0;
+  double mean = 0;
+  // The level at or below which this share of the pixels lies.
+  int Percentile(double percent) const;
+};
+
+struct Prescan {
+  int64_t width = 0, height = 0; // of the pre-scan
+  int64_t shrink = 1;            // pixels of the scan per pixel of the pre-scan, each way
+  int64_t scanWidth = 0, scanHeight = 0;
+  AREA area = {}; // on the pre-scan
+  std::array<ChannelStatistics, 3> channels;
+};
+
+// Which analysis a correction comes from, and what that saw.
+struct Finding {
+  bool adaptive = false;       // asked for; whose points the record holds, the evidence tells
+  bool repeated = false;       // from a sidecar, perhaps of another scan
+  ZEP3_EVIDENCE evidence = {}; // of the standard analysis: nothing
+};
+
+struct Correction {
+  Record record;                               // complete: analysis, pipettes and user values; saturation still in it
+  std::optional<std::array<double, 9>> matrix; // row-major
+  Encoding encoding;
+  Prescan prescan;
+  std::optional<Finding> finding; // absent: from a sidecar that does not tell
+};

@@ -1,0 +1,156 @@
+#include "saving/save.h"
+
+#include <tiff.h>
+
+#include <array>
+#include <fstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Options = std::vector<std::pair<std::string, std::string>>;
+
+// Lossless WebP carries a VP8L chunk, lossy a VP8 one; libvips does not tell.
+bool IsLosslessWebp(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::array<unsigned char, 8> chunk = {};
+  file.ignore(12); // "RIFF", size, "WEBP"
+  while (file.read(reinterpret_cast<char*>(chunk.data()), chunk.size())) {
+    const std::string name(chunk.begin(), chunk.begin() + 4);
+    if (name == "VP8L") return true;
+    if (name == "VP8 ") return false;
+    const uint32_t size = chunk[4] | uint32_t{chunk[5]} << 8 | uint32_t{chunk[6]} << 16 | uint32_t{chunk[7]} << 24;
+    file.ignore(int64_t{size} + size % 2);
+  }
+  return false;
+}
+
+// High enough that another generation is not seen; what the scan was saved with is not recorded in it.
+const std::string kQuality = "95";
+
+Options TiffOptions(const vips::VImage& image, const Scan& scan, int page) {
+  Options options;
+  bool big = VIPS_IMAGE_SIZEOF_IMAGE(image.get_image()) > uint64_t{kLargestClassic};
+  if (scan.IsTiff()) {
+    const TiffLayout& layout = scan.Layout(page);
+    big = big || layout.big;
+    const bool tables = layout.compression == COMPRESSION_LZW || layout.compression == COMPRESSION_ADOBE_DEFLATE ||
+                        layout.compression == COMPRESSION_DEFLATE || layout.compression == COMPRESSION_ZSTD;
+    switch (layout.compression) {
+      case COMPRESSION_LZW:
+        options.emplace_back("compression", "lzw");
+        break;
+      case COMPRESSION_ADOBE_DEFLATE:
+      case COMPRESSION_DEFLATE:
+        options.emplace_back("compression", "deflate");
+        break;
+      case COMPRESSION_JPEG:
+        // From 90 on libvips stores R G B.
+        options.insert(options.end(), {{"compression", "jpeg"}, {"Q", layout.luminanceChroma ? "89" : kQuality}});
+        break;
+      case COMPRESSION_PACKBITS:
+        options.emplace_back("compression", "packbits");
+        break;
+      case COMPRESSION_ZSTD:
+        options.emplace_back("compression", "zstd");
+        break;
+      case COMPRESSION_WEBP:
+        options.insert(options.end(), {{"compression", "webp"}, {"lossless", "true"}});
+        break;
+      default:
+        break; // what libvips cannot write is written plain: nothing is lost
+    }
+    if (tables) options.emplace_back("predictor", layout.predictor == PREDICTOR_HORIZONTAL ? "horizontal" : "none");
+    if (layout.tiled) {
+      options.insert(options.end(), {{"tile", "true"},
+                                     {"tile-width", std::to_string(layout.tileWidth)},
+                                     {"tile-height", std::to_string(layout.tileHeight)}});
+    } else if (layout.rowsPerStrip > 1 && layout.stripBytes <= uint64_t{kLargestStrip}) {
+      // Of strips of one row, libvips 8.14 leaves the last one out.
+      options.emplace_back("tile-height", std::to_string(layout.rowsPerStrip));
+    }
+  }
+  if (big) options.emplace_back("bigtiff", "true");
+  if (image.get_typeof(VIPS_META_RESOLUTION_UNIT) != 0) {
+    options.emplace_back("resunit", image.get_string(VIPS_META_RESOLUTION_UNIT) == std::string("in") ? "inch" : "cm");
+  }
+  return options;
+}
+
+Options JpegOptions(const vips::VImage& image) {
+  Options options = {{"Q", kQuality}};
+  const auto text = [&](const char* field) {
+    return image.get_typeof(field) == 0 ? std::string() : std::string(image.get_string(field));
+  };
+  const std::string sampling = text("jpeg-chroma-subsample");
+  if (!sampling.empty()) options.emplace_back("subsample-mode", sampling == "4:2:0" ? "on" : "off");
+  if (image.get_typeof("interlaced") != 0) options.emplace_back("interlace", "true");
+  return options;
+}
+
+Options LayoutOptions(const vips::VImage& image, const Scan& scan, int page, const Format& format) {
+  if (format.name == "tiff") return TiffOptions(image, scan, page);
+  if (format.name == "jpeg") return JpegOptions(image);
+  if (format.name == "webp") {
+    const bool lossless = scan.FileFormat() != &format || IsLosslessWebp(scan.Path());
+    return lossless ? Options{{"lossless", "true"}} : Options{{"Q", kQuality}};
+  }
+  if (format.name == "png") {
+    return {{"bitdepth", image.format() == VIPS_FORMAT_USHORT ? "16" : "8"},
+            {"interlace", image.get_typeof("interlaced") != 0 ? "true" : "false"}};
+  }
+  if (format.name == "pnm") return {{"strip", "true"}}; // of the time of writing: the same scan gives the same bytes
+  return {};
+}
+
+// What libvips writes there goes into the file, which must outlive it.
+vips::VTarget TargetFor(PendingFile& file) {
+  VipsTargetCustom* target = vips_target_custom_new();
+  if (target == nullptr) throw vips::VError();
+  const auto write = [](VipsTargetCustom*, const void* bytes, gint64 size, PendingFile* to) -> gint64 {
+    return to->Write(bytes, static_cast<size_t>(size));
+  };
+  // TIFF is written with steps back, and looked at again.
+  const auto read = [](VipsTargetCustom*, void* bytes, gint64 size, PendingFile* from) -> gint64 {
+    return from->Read(bytes, static_cast<size_t>(size));
+  };
+  const auto seek = [](VipsTargetCustom*, gint64 offset, int whence, PendingFile* in) -> gint64 {
+    return in->Seek(offset, whence);
+  };
+  g_signal_connect(target, "write", G_CALLBACK(+write), &file);
+  g_signal_connect(target, "read", G_CALLBACK(+read), &file);
+  g_signal_connect(target, "seek", G_CALLBACK(+seek), &file);
+  return vips::VTarget(VIPS_TARGET(target));
+}
+
+// Fields of the header that would steer a saver or, for `strip`, that tell about the scan.
+vips::VImage CleanHeader(const vips::VImage& image, bool strip) {
+  vips::VImage clean = image.copy();
+  char** fields = vips_image_get_fields(clean.get_image());
+  for (char** field = fields; *field != nullptr; field++) {
+    const std::string name = *field;
+    const bool steers = name == "palette-bit-depth" || name == "bits-per-sample" || name == "palette";
+    const bool tells = name.starts_with("exif-") || name == VIPS_META_EXIF_NAME || name == VIPS_META_XMP_NAME ||
+                       name == VIPS_META_IPTC_NAME || name == VIPS_META_PHOTOSHOP_NAME ||
+                       name == VIPS_META_IMAGEDESCRIPTION || name.starts_with("png-comment") ||
+                       name.starts_with("jpeg-comment") || name == "gif-comment";
+    if (steers || (strip && tells)) vips_image_remove(clean.get_image(), name.c_str());
+  }
+  g_strfreev(fields);
+  return clean;
+}
+
+} // namespace
+
+void Save(const vips::VImage& image, const Scan& scan, int page, const SaveOptions& options, PendingFile& to) {
+  const vips::VImage clean = CleanHeader(image, options.strip);
+  const std::string layout = JoinOptions(LayoutOptions(image, scan, page, *options.format), options.saver);
+  const vips::VTarget target = TargetFor(to);
+  clean.write_to_target((options.suffix + layout).c_str(), target);
+  if (vips_target_end(target.get_target()) != 0) throw vips::VError(); // savers need not look at how it ends
+  if (options.format->name == "tiff" && scan.IsTiff() && !options.strip) {
+    CopyTiffTags(scan.Path(), scan.Place(page), to);
+  }
+}

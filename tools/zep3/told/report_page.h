@@ -1,0 +1,11 @@
+// What the report shows of a corrected page.
+#pragma once
+
+#include <cstddef>
+
+#include "page/analysis.h"
+#include "told/report.h"
+#include "told/sidecar.h"
+
+// `small` is the page made small, before the correction; `count` the number of pages in the report.
+ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size_t count);

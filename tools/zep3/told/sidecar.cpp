@@ -1,0 +1,360 @@
+#include "told/sidecar.h"
+
+#include <vips/vips8>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <sstream>
+
+#include "failure.h"
+#include "page/kinds.h"
+#include "page/tables.h"
+#include "told/evidence.h"
+#include "version.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr const char* kFormat = "zep3-correction";
+constexpr int kFormatVersion = 1;
+constexpr double kChromaMost = 10;         // far above any real one
+constexpr size_t kSidecarBytes = 16 << 20; // some 2,000 pages
+constexpr int kDepthMost = 16;
+
+// ---- the record's fields, once for both directions ----
+
+// Calls visit(name, field) for every number of the record.
+template <typename Para, typename Visit>
+void VisitRecord(Para& para, Visit visit) {
+  visit("wDocType", para.wDocType);
+  visit("wSubMode", para.wSubMode);
+  visit("wDocOption", para.wDocOption);
+  visit("lScreenGamma", para.lScreenGamma);
+  visit("wHlCurveType", para.ic.wHlCurveType);
+  visit("wSdCurveType", para.ic.wSdCurveType);
+  visit("lBrightness", para.ic.lBrightness);
+  visit("lContrast", para.ic.lContrast);
+  visit("lColorBalanceR", para.ic.lColorBalanceR);
+  visit("lColorBalanceG", para.ic.lColorBalanceG);
+  visit("lColorBalanceB", para.ic.lColorBalanceB);
+  visit("lSaturation", para.lSaturation);
+  visit("lLevelFlag", para.lLevelFlag);
+  visit("lCorrectLevel", para.lCorrectLevel);
+  visit("lAgainstLight", para.lAgainstLight);
+}
+
+template <typename Points, typename Visit>
+void VisitPoints(Points& points, Visit visit) {
+  visit("lHlIn", points.lHlIn);
+  visit("lSdIn", points.lSdIn);
+  visit("lHlOut", points.lHlOut);
+  visit("lSdOut", points.lSdOut);
+  visit("lGamma", points.lGamma);
+}
+
+// ---- writing ----
+
+Json ToneToJson(const ZEP3_TONE& tone) {
+  Json points = Json::array();
+  for (int i = 0; i < tone.wPointNum && i < ZEP3_TONE_POINTS; i++) {
+    points.push_back({tone.ptCtrl[i].x, tone.ptCtrl[i].y});
+  }
+  return points;
+}
+
+Json RecordToJson(const Record& record) {
+  Json json;
+  const auto write = [](Json& to) { return [&to](const char* name, const auto& value) { to[name] = value; }; };
+  VisitRecord(record.para, write(json));
+  for (size_t c = 0; c < 3; c++) VisitPoints(record.para.ic.ch[c], write(json["points"][kChannelNames[c]]));
+  json["masterTone"] = ToneToJson(record.master);
+  for (size_t c = 0; c < 3; c++) json["tone"][kChannelNames[c]] = ToneToJson(record.rgb[c]);
+  return json;
+}
+
+Json PrescanToJson(const Prescan& prescan) {
+  const auto point = [](const LPOINT& at) { return Json{at.x, at.y}; };
+  Json json = {{"width", prescan.width},
+               {"height", prescan.height},
+               {"shrink", prescan.shrink},
+               {"scale", "linear levels 0..255 at gamma 1.8"},
+               {"area",
+                {{"left", point(prescan.area.ptLeft)},
+                 {"top", point(prescan.area.ptTop)},
+                 {"right", point(prescan.area.ptRight)},
+                 {"bottom", point(prescan.area.ptBottom)}}}};
+  for (size_t c = 0; c < 3; c++) {
+    const ChannelStatistics& channel = prescan.channels[c];
+    Json percentiles;
+    for (const double percent : {0.1, 1.0, 5.0, 25.0, 50.0, 75.0, 95.0, 99.0, 99.9}) {
+      std::ostringstream name;
+      name << percent;
+      percentiles[name.str()] = channel.Percentile(percent);
+    }
+    json["statistics"][kChannelNames[c]] = {{"minimum", channel.minimum},
+                                            {"maximum", channel.maximum},
+                                            {"mean", channel.mean},
+                                            {"percentiles", percentiles},
+                                            {"histogram", channel.histogram}};
+  }
+  return json;
+}
+
+// A number alone, several as a list. What is no finite number becomes null in JSON.
+Json ValuesToJson(std::span<const double> values) {
+  return values.size() == 1 ? Json(values[0]) : Json(std::vector<double>(values.begin(), values.end()));
+}
+
+// ---- reading ----
+
+[[noreturn]] void Refuse(const std::string& what) { throw Failure(what); }
+
+const nlohmann::json& At(const nlohmann::json& json, const char* name) {
+  if (!json.is_object() || !json.contains(name)) Refuse(std::string("'") + name + "' is missing");
+  return json.at(name);
+}
+
+int64_t Integer(const nlohmann::json& json, const char* name, int64_t low, int64_t high) {
+  const nlohmann::json& value = At(json, name);
+  const bool fits = value.is_number_integer() &&
+                    (!value.is_number_unsigned() || value.get<uint64_t>() <= static_cast<uint64_t>(INT64_MAX)) &&
+                    value.get<int64_t>() >= low && value.get<int64_t>() <= high;
+  if (!fits) {
+    Refuse(std::string("'") + name + "' is not a whole number of " + std::to_string(low) + ".." + std::to_string(high));
+  }
+  return value.get<int64_t>();
+}
+
+double Number(const nlohmann::json& json, const char* name, double low, double high) {
+  const nlohmann::json& value = At(json, name);
+  if (!value.is_number() || !(value.get<double>() >= low && value.get<double>() <= high)) {
+    Refuse(std::string("'") + name + "' is not a number of " + std::to_string(low) + ".." + std::to_string(high));
+  }
+  return value.get<double>();
+}
+
+// What ValuesToJson wrote.
+void ReadValues(const nlohmann::json& json, std::string_view name, std::span<double> values) {
+  const auto read = [&](const nlohmann::json& value, double& to) {
+    if (!value.is_number() && !value.is_null()) Refuse("'" + std::string(name) + "' is not a number");
+    to = value.is_null() ? std::numeric_limits<double>::quiet_NaN() : value.get<double>();
+  };
+  if (values.size() == 1) return read(json, values[0]);
+  if (!json.is_array() || json.size() != values.size()) {
+    Refuse("'" + std::string(name) + "' is not " + std::to_string(values.size()) + " numbers");
+  }
+  for (size_t i = 0; i < values.size(); i++) read(json[i], values[i]);
+}
+
+bool IsAdaptive(const nlohmann::json& json, const char* name) {
+  const nlohmann::json& value = At(json, name);
+  if (value == MethodName(true)) return true;
+  if (value != MethodName(false)) Refuse(std::string("'") + name + "' is no analysis");
+  return false;
+}
+
+// Fields that mean something only within limits; the others take whatever their type holds.
+struct Limits {
+  const char* name;
+  int64_t low, high;
+};
+constexpr Limits kLimits[] = {{"lScreenGamma", 5, 50}, {"lSaturation", -1000, 1000}};
+
+template <typename T>
+void ReadField(const nlohmann::json& json, const char* name, T& field) {
+  int64_t low = std::numeric_limits<T>::min();
+  int64_t high = std::numeric_limits<T>::max();
+  for (const Limits& limits : kLimits) {
+    if (std::string(name) == limits.name) low = limits.low, high = limits.high;
+  }
+  field = static_cast<T>(Integer(json, name, low, high));
+}
+
+ZEP3_TONE ToneFromJson(const nlohmann::json& json, const char* name) {
+  const nlohmann::json& points = At(json, name);
+  ZEP3_TONE tone = {};
+  if (!points.is_array() || points.size() > ZEP3_TONE_POINTS)
+    Refuse(std::string("'") + name + "' is no list of points");
+  for (const nlohmann::json& point : points) {
+    if (!point.is_array() || point.size() != 2 || !point[0].is_number_integer() || !point[1].is_number_integer()) {
+      Refuse(std::string("'") + name + "' holds something that is no point");
+    }
+    tone.ptCtrl[tone.wPointNum++] = {point[0].get<int64_t>(), point[1].get<int64_t>()};
+  }
+  return tone;
+}
+
+Record RecordFromJson(const nlohmann::json& json) {
+  Record record;
+  const auto read = [](const nlohmann::json& from) {
+    return [&from](const char* name, auto& field) { ReadField(from, name, field); };
+  };
+  VisitRecord(record.para, read(json));
+  for (size_t c = 0; c < 3; c++) VisitPoints(record.para.ic.ch[c], read(At(At(json, "points"), kChannelNames[c])));
+  record.master = ToneFromJson(json, "masterTone");
+  for (size_t c = 0; c < 3; c++) record.rgb[c] = ToneFromJson(At(json, "tone"), kChannelNames[c]);
+  return record;
+}
+
+// Tells about a correction that is repeated without it: names that this version does not know are passed over.
+Finding FindingFromJson(const nlohmann::json& json, uint16_t docType) {
+  Finding finding;
+  finding.repeated = true;
+  finding.adaptive = IsAdaptive(json, "asked");
+  ZEP3_EVIDENCE& record = finding.evidence;
+  record.lAnalysis = IsAdaptive(json, "used") ? AdaptiveAnalysisOf(docType) : ZEP3_ANALYSIS_STANDARD;
+  ReadValues(At(json, "confidence"), "confidence", {&record.dConfidence, 1});
+  const nlohmann::json& reasons = At(json, "reasons");
+  if (!reasons.is_array()) Refuse("'reasons' is no list");
+  for (const nlohmann::json& told : reasons) {
+    const nlohmann::json& code = At(told, "code");
+    for (const Reason& reason : Reasons()) record.lReasons |= code == reason.code ? reason.bit : 0;
+  }
+  const nlohmann::json& evidences = At(json, "evidences");
+  for (const Evidence& evidence : EvidencesOf(finding)) {
+    const std::string name(evidence.name);
+    if (!evidences.contains(name)) continue;
+    std::vector<double> values(evidence.count);
+    ReadValues(evidences.at(name), name, values);
+    SetValues(evidence, values, finding);
+  }
+  return finding;
+}
+
+CorrectedPage PageFromJson(const nlohmann::json& json) {
+  CorrectedPage page;
+  page.page = static_cast<int>(Integer(json, "page", 0, INT32_MAX));
+  page.chroma = Number(json, "chroma", 0, kChromaMost);
+  Correction& correction = page.correction;
+  correction.record = RecordFromJson(At(json, "record"));
+  correction.encoding.input = static_cast<int>(Integer(json, "inputGamma10", 5, 50));
+  correction.encoding.output = static_cast<int>(correction.record.para.lScreenGamma);
+  correction.encoding.source = "sidecar";
+  if (json.contains("analysis") && !json.at("analysis").is_null()) {
+    correction.finding = FindingFromJson(json.at("analysis"), correction.record.para.wDocType);
+  }
+  const nlohmann::json& matrix = At(json, "matrix");
+  if (!matrix.is_null()) {
+    if (!matrix.is_array() || matrix.size() != 9) Refuse("'matrix' is not nine numbers");
+    correction.matrix.emplace();
+    for (size_t i = 0; i < 9; i++) {
+      if (!matrix[i].is_number()) Refuse("'matrix' is not nine numbers");
+      (*correction.matrix)[i] = matrix[i].get<double>();
+    }
+  }
+  if (nlohmann::json(TablesToJson(MakeTables(correction, 256))) != At(json, "tables")) {
+    Refuse("its tables are not those that this version makes of its record; take the version that wrote it");
+  }
+  return page;
+}
+
+std::string Dump(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
+
+// `line`: the break before the line on which this value ends. Lists of numbers are on one line each: a table would fill
+// screens otherwise.
+void AppendText(std::string& text, const Json& json, int indent, const std::string& line) {
+  const auto isLong = [](const Json& value) { return value.is_structured() || value.is_string(); };
+  const bool folded = json.is_array() && std::none_of(json.begin(), json.end(), isLong);
+  if (!json.is_structured() || json.empty() || folded) {
+    text += Dump(json);
+    return;
+  }
+  const std::string inner = line + std::string(static_cast<size_t>(indent), ' ');
+  const char* separator = json.is_object() ? "{" : "[";
+  for (const auto& [name, value] : json.items()) {
+    text += separator + inner;
+    if (json.is_object()) text += Dump(name) + ": ";
+    AppendText(text, value, indent, inner);
+    separator = ",";
+  }
+  text += line + (json.is_object() ? '}' : ']');
+}
+
+} // namespace
+
+Json AnalysisToJson(const Correction& correction) {
+  if (!correction.finding) return {};
+  const Finding& finding = *correction.finding;
+  const ZEP3_EVIDENCE& record = finding.evidence;
+  Json reasons = Json::array();
+  for (const Reason& reason : ReasonsOf(finding)) reasons.push_back({{"code", reason.code}, {"text", reason.text}});
+  Json evidences = Json::object();
+  for (const Evidence& evidence : EvidencesOf(finding)) {
+    evidences[std::string(evidence.name)] = ValuesToJson(ValuesOf(evidence, finding));
+  }
+  return {{"asked", MethodName(finding.adaptive)},
+          {"used", MethodName(record.lAnalysis != ZEP3_ANALYSIS_STANDARD)},
+          {"confidence", record.dConfidence},
+          {"reasons", reasons},
+          {"evidences", evidences}};
+}
+
+Json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPage>& pages) {
+  Json json = {{"format", kFormat},
+               {"formatVersion", kFormatVersion},
+               {"versions", {{"zep3", kVersion}, {"engine", EngineVersion()}, {"libvips", vips_version_string()}}},
+               {"scan", scanName}};
+  for (const CorrectedPage& page : pages) {
+    const Correction& correction = page.correction;
+    const ZEP3_PARA& para = correction.record.para;
+    const Kind* kind = FindKind(para.wDocType, para.wSubMode);
+    json["pages"].push_back({{"page", page.page},
+                             {"kind", kind == nullptr ? "" : kind->name},
+                             {"analysis", AnalysisToJson(correction)},
+                             {"width", correction.prescan.scanWidth},
+                             {"height", correction.prescan.scanHeight},
+                             {"bands", page.bands},
+                             {"bits", page.bits},
+                             {"inputGamma10", correction.encoding.input},
+                             {"inputGammaFrom", correction.encoding.source},
+                             {"chroma", page.chroma},
+                             {"prescan", PrescanToJson(correction.prescan)},
+                             {"record", RecordToJson(correction.record)},
+                             {"matrix", correction.matrix ? Json(*correction.matrix) : Json()},
+                             {"tables", TablesToJson(MakeTables(correction, 256))}});
+  }
+  return json;
+}
+
+std::vector<CorrectedPage> CorrectionFromJson(const std::string& text) {
+  // Values are copied by recursion: their depth is bounded before any is.
+  const auto shallow = [](int depth, nlohmann::json::parse_event_t, nlohmann::json&) {
+    if (depth > kDepthMost) Refuse("is nested too deeply to be one");
+    return true;
+  };
+  const auto json = nlohmann::json::parse(text, shallow, false);
+  if (json.is_discarded()) Refuse("is no JSON");
+  if (!json.is_object() || !json.contains("format") || json.at("format") != kFormat)
+    Refuse("is no correction written by zep3");
+  if (!json.contains("formatVersion") || json.at("formatVersion") != kFormatVersion)
+    Refuse("is written in another version of the format");
+  const nlohmann::json& list = At(json, "pages");
+  if (!list.is_array() || list.empty()) Refuse("holds no pages");
+  std::vector<CorrectedPage> pages;
+  for (const nlohmann::json& page : list) pages.push_back(PageFromJson(page));
+  return pages;
+}
+
+std::vector<CorrectedPage> ReadSidecar(const std::string& path) try {
+  std::error_code ignored;
+  if (!std::filesystem::is_regular_file(path, ignored)) Refuse("cannot be read"); // also a pipe, which would block
+  std::ifstream file(path, std::ios::binary);
+  if (!file) Refuse("cannot be read");
+  if (std::filesystem::file_size(path, ignored) > kSidecarBytes) Refuse("is too large to be one");
+  return CorrectionFromJson(std::string(std::istreambuf_iterator<char>(file), {}));
+} catch (const Failure& failure) {
+  throw Failure("sidecar " + path + ": " + failure.what());
+}
+
+std::string ToText(const Json& json, int indent) {
+  if (indent < 0) return Dump(json);
+  std::string text;
+  AppendText(text, json, indent, "\n");
+  return text;
+}
