@@ -200,7 +200,7 @@ void Scan::CheckTiffPage(const TiffLayout& layout) const {
 void Scan::CheckDecoder(const vips::VImage& header, int page) const {
   CheckPixels(m_admission, header.width(), header.height());
   const int64_t pixels = int64_t{header.width()} * header.height();
-  const int64_t pixel = VIPS_IMAGE_SIZEOF_PEL(header.get_image()); // bytes
+  const auto pixel = static_cast<int64_t>(VIPS_IMAGE_SIZEOF_PEL(header.get_image())); // bytes
   const std::string_view name = m_format->name;
   if (name == "tiff") {
     // Rows of tiles, two of them; strips, decoded and sorted, but for large ones, which are read line by line.
