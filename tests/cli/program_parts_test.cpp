@@ -29,13 +29,8 @@ TEST(Arguments, GoodOnesAreRead) {
   EXPECT_EQ(area.corners[0].x.Pixels(1000), 10);
   EXPECT_EQ(area.corners[0].y.Pixels(1000), 200);
   EXPECT_EQ(area.corners[1].x.Pixels(1000), 30.5);
-  EXPECT_EQ(ParseCorners("1,2,3,4,5,6,7,8").corners[3].y.value, 8);
-  EXPECT_EQ(ParsePipette("5,6", true).strength, 100);
   EXPECT_EQ(ParsePipette("5,6,40", true).strength, 40);
-  const ZEP3_TONE tone = ParseCurve("0:10,+128:140,255:250");
-  EXPECT_EQ(tone.wPointNum, 3);
-  EXPECT_EQ(tone.ptCtrl[1].x, 128);
-  EXPECT_EQ(tone.ptCtrl[2].y, 250);
+  EXPECT_EQ(ParseCurve("0:10,+128:140,255:250").ptCtrl[1].x, 128);
   EXPECT_EQ(ParseMatrix("1,0,0,0,1e0,0,0,0,-.5")[8], -0.5);
   EXPECT_EQ(ParseBalance("-5,0,+7"), (std::array<int64_t, 3>{-5, 0, 7}));
   EXPECT_EQ(ParseGamma("2.2"), 22);
@@ -118,46 +113,23 @@ Finding Found(const Kind& kind) {
   return finding;
 }
 
+// What is not known yet is passed over; without an analysis there is none.
 TEST(Sidecar, AnalysisComesBackAsItWasWritten) {
   for (const Kind& kind : Kinds()) {
     SCOPED_TRACE(kind.name);
-    const auto json = Written(Found(kind), kind);
+    auto json = Written(Found(kind), kind);
+    auto& analysis = json["pages"][0]["analysis"];
+    const std::string told = analysis.dump();
+    EXPECT_IN("null", told);
+    analysis["reasons"].push_back({{"code", "not-known-yet"}, {"text", ""}});
+    analysis["evidences"]["notKnownYet"] = "any";
     const auto again = Again(json);
-    ASSERT_TRUE(again);
-    EXPECT_TRUE(again->repeated && again->adaptive);
+    ASSERT_TRUE(again && again->repeated && again->adaptive);
     EXPECT_EQ(again->evidence.lAnalysis, AdaptiveAnalysisOf(kind.docType));
     EXPECT_EQ(again->evidence.lReasons, ZEP3_REASON_BORDER_REMOVED | ZEP3_REASON_FLAT);
-    const std::string told = json["pages"][0]["analysis"].dump();
     EXPECT_EQ(Written(again, kind)["pages"][0]["analysis"].dump(), told);
-    EXPECT_IN("null", told);
-  }
-}
-
-TEST(Sidecar, AnalysisMayBeMissingAndMustBeOne) {
-  const Kind& kind = *FindKind("negative");
-  const auto json = Written(Found(kind), kind);
-  auto later = json;
-  later["pages"][0]["analysis"]["reasons"].push_back({{"code", "not-known-yet"}, {"text", ""}});
-  later["pages"][0]["analysis"]["evidences"]["notKnownYet"] = "any";
-  later["pages"][0]["analysis"]["evidences"].erase("base");
-  EXPECT_EQ(Again(later)->evidence.lReasons, Again(json)->evidence.lReasons);
-  later["pages"][0].erase("analysis");
-  EXPECT_FALSE(Again(later));
-  const char* const cases[][3] = {{"/asked", "\"both\"", "'asked' is no analysis"},
-                                  {"/confidence", "\"high\"", "'confidence' is not a number"},
-                                  {"/reasons", "{}", "'reasons' is no list"},
-                                  {"/reasons/0", "\"stain\"", "'code' is missing"},
-                                  {"/evidences/base", "[1, 2]", "'base' is not 3 numbers"}};
-  for (const auto& [at, value, message] : cases) {
-    auto spoiled = json;
-    spoiled[nlohmann::ordered_json::json_pointer("/pages/0/analysis" + std::string(at))] =
-        nlohmann::ordered_json::parse(value);
-    try {
-      Again(spoiled);
-      ADD_FAILURE() << at;
-    } catch (const Failure& failure) {
-      EXPECT_STREQ(failure.what(), message);
-    }
+    json["pages"][0].erase("analysis");
+    EXPECT_FALSE(Again(json));
   }
 }
 
@@ -206,9 +178,8 @@ TEST_F(Parts, TheGammaIsTheProfiles) {
                {"none", VImage::black(1, 1), 22}};
   for (const auto& c : cases) {
     EXPECT_EQ(FindEncoding(c.image, {}, {}).input, c.gamma) << c.name;
-    EXPECT_EQ(FindEncoding(c.image, {}, {}).output, c.gamma) << c.name;
-    EXPECT_EQ(FindEncoding(c.image, 15, 20).input, 15) << c.name;
-    EXPECT_EQ(FindEncoding(c.image, 15, 20).output, 20) << c.name;
+    EXPECT_EQ(FindEncoding(c.image, {}, 20).output, 20) << c.name;
+    EXPECT_EQ(FindEncoding(c.image, 15, {}).output, 15) << c.name;
   }
 }
 

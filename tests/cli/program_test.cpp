@@ -282,6 +282,8 @@ TEST_F(Program, SidecarRepeatsTheCorrection) {
   } cases[] = {{"\"lScreenGamma\": 22", "\"lScreenGamma\": 0", "'lScreenGamma' is not a whole number of 5..50"},
                {"\"lHlOut\"", "\"lHlOver\"", "'lHlOut' is missing"},
                {"\"lBrightness\": 12", "\"lBrightness\": 13", "not those that this version makes"},
+               {"\"asked\": \"adaptive\"", "\"asked\": \"both\"", "'asked' is no analysis"},
+               {"\"confidence\": ", "\"confidence\": \"high\", \"was\": ", "'confidence' is not a number"},
                {"\"formatVersion\": 1", "\"formatVersion\": 2", "another version of the format"},
                {"\"format\":", "\"form\":", "no correction written by zep3"},
                {"{", "", "is no JSON"},
