@@ -3,7 +3,7 @@
 //   BREAK_IN     only calls count with a path that holds this, or with a descriptor of such a file that may be written;
 //                fsync counts with such a folder, too
 //   BREAK_AT     the number of the call that breaks, from 1
-//   BREAK_HOW    how it breaks, see below
+//   BREAK_HOW    ENOSPC or EIO: with this error; short: half of it is written; run COMMAND: this happens just before it
 //   BREAK_ON     set: all that follow break, too
 //   BREAK_TOLD   a file that comes into being when a call breaks
 #define _GNU_SOURCE
@@ -19,7 +19,6 @@
 #include <string.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 static const char* Setting(const char* name) {
@@ -28,12 +27,10 @@ static const char* Setting(const char* name) {
 }
 
 static int IsNamed(const char* call) {
-  const char* at = strstr(Setting("BREAK_CALLS"), call);
-  const size_t length = strlen(call);
-  for (; at != NULL; at = strstr(at + length, call)) {
-    if ((at == Setting("BREAK_CALLS") || at[-1] == ' ') && (at[length] == ' ' || at[length] == 0)) return 1;
-  }
-  return 0;
+  char names[256], name[32];
+  snprintf(names, sizeof names, " %s ", Setting("BREAK_CALLS"));
+  snprintf(name, sizeof name, " %s ", call);
+  return strstr(names, name) != NULL;
 }
 
 static int IsMeant(const char* call, const char* path, int file) {
@@ -103,10 +100,6 @@ WITH_PATH(chmod, (const char* path, mode_t mode), (path, mode), path)
 WRITES(write, (int file, const void* bytes, size_t size), (file, bytes, size), size)
 WRITES(pwrite, (int file, const void* bytes, size_t size, off_t at), (file, bytes, size, at), size)
 WRITES(pwrite64, (int file, const void* bytes, size_t size, off64_t at), (file, bytes, size, at), size)
-
-ssize_t writev(int file, const struct iovec* parts, int count) {
-  return IsBroken("writev", NULL, file) ? Fault() : NEXT(writev)(file, parts, count);
-}
 
 // What was written and not yet on the disk is lost.
 static int Lose(int file) {

