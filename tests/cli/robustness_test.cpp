@@ -94,7 +94,7 @@ TEST_F(Robustness, AnInterruptedRunLeavesNothingHalf) {
     SCOPED_TRACE(c.arguments + (", " + c.how));
     PutBack(scans);
     fs::create_directory(m_folder / "tmp");
-    const std::string where = c.arguments == std::string("in/a.png -o -") ? "/result" : "out/.a.png";
+    const std::string where = c.arguments == std::string("in/a.png -o -") ? "/.result" : "out/.a.png";
     const Outcome run =
         InSession("env TMPDIR=tmp " + Broken("pwrite", 1, "run kill -" + c.how, "BREAK_IN=" + where), c.arguments);
     EXPECT_EQ(run.status, c.status) << run.err;
@@ -110,7 +110,7 @@ TEST_F(Robustness, LeavingsOfOthersStay) {
   const std::string dead = mark.substr(0, 14) + "2147483632-";
   Files all = {{"in/b.png", Read("in/b.png")}};
   for (const std::string& name : {".a.png." + mark + "0", ".a.png.zep3-00000000-2147483632-0",
-                                  "notes on ." + dead + "0.txt", dead + "1/own.txt"}) {
+                                  "notes on ." + dead + "0.txt", ".a.png." + dead + "0.files/own.txt"}) {
     all["out/" + name] = "";
   }
   PutBack(all);
