@@ -109,10 +109,9 @@ TEST_F(Robustness, LeavingsOfOthersStay) {
   const std::string mark = OwnMark(); // zep3-MACHINE-PROCESS-: of this process, which lives
   const std::string dead = mark.substr(0, 14) + "2147483632-";
   Files all = {{"in/b.png", Read("in/b.png")}};
-  for (const std::string& name : {".a.png." + mark + "0", ".a.png.zep3-00000000-2147483632-0",
-                                  "notes on ." + dead + "0.txt", ".a.png." + dead + "0.files/own.txt"}) {
-    all["out/" + name] = "";
-  }
+  const std::string others[] = {".a.png." + mark + "0", ".a.png.zep3-00000000-2147483632-0",
+                                "notes on ." + dead + "0.txt", ".a.png." + dead + "0.files/own.txt"};
+  for (const std::string& name : others) all["out/" + name] = "";
   PutBack(all);
   File("out/.a.png." + dead + "0", "");
   EXPECT_EQ(Zep3("-r out -o elsewhere").err, "zep3: 0 corrected, 0 failed\n"); // nor are they scans
