@@ -111,9 +111,10 @@ class Program : public Shell {
   // Pending ones, too.
   Files AllFiles() const {
     Files files;
+    std::error_code ignored; // of links that lead nowhere
     for (const auto& entry : fs::recursive_directory_iterator(m_folder)) {
       const std::string name = entry.path().lexically_relative(m_folder).string();
-      if (entry.is_regular_file() && name != ".out" && name != ".err") files[name] = Read(name);
+      if (entry.is_regular_file(ignored) && name != ".out" && name != ".err") files[name] = Read(name);
     }
     return files;
   }

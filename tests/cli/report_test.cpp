@@ -130,7 +130,7 @@ TEST_F(Report, HasASectionPerPage) {
       EXPECT_EQ(std::pair(shown.width(), shown.height()), std::pair(picture.height(), picture.width()));
       EXPECT_NEAR(shown.avg(), picture.avg(), 1);
       EXPECT_EQ(ProfileOf(shown), ProfileOf(picture));
-      for (const char* field : {"exif-ifd0-Artist", VIPS_META_ORIENTATION}) EXPECT_EQ(shown.get_typeof(field), 0u);
+      EXPECT_EQ(shown.get_typeof("exif-ifd0-Artist"), 0u);
     }
   }
   EXPECT_EQ(Between(sections[0], "<th scope=\"row\">", "<"), (Strings{"Zeta", "Alpha &amp; Omega", "Mu"}));
