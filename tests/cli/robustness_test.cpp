@@ -190,7 +190,8 @@ TEST_F(Robustness, WhatChangesUnderARun) {
   Save(Noise(60, 40, 2), "in/a.tif");
   ExpectDone("--in-place in/a.tif");
   ExpectFault("--in-place --overwrite -b 40 in/a.tif", "in/a.tif: was changed while it was read", 1,
-              Broken("pwrite", 1, "run cp in/a.tif_original kept; mv small.tif in/a.tif", "BREAK_IN=in/.a.tif"));
+              Broken("pwrite", 1, "run cp in/a.tif_original kept; touch small.tif; mv small.tif in/a.tif",
+                     "BREAK_IN=in/.a.tif"));
   EXPECT_EQ(Run("ls -A in; cmp kept in/a.tif_original").out, "a.tif\na.tif_original\nplain.tif\nsmall.tif\n");
 }
 
