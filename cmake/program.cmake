@@ -17,12 +17,19 @@ add_library(zep3_program_parts STATIC
   tools/zep3/command/arguments.cpp
   tools/zep3/command/batch.cpp
   tools/zep3/command/command_line.cpp
+  tools/zep3/command/messages.cpp
   tools/zep3/command/name_list.cpp
   tools/zep3/command/plan.cpp
+  tools/zep3/command/reporter.cpp
   tools/zep3/command/workers.cpp
   tools/zep3/files/formats.cpp
   tools/zep3/files/output.cpp
   tools/zep3/files/pending_file.cpp
+  tools/zep3/job/correct.cpp
+  tools/zep3/job/correct_pages.cpp
+  tools/zep3/job/decide.cpp
+  tools/zep3/job/print.cpp
+  tools/zep3/job/result.cpp
   tools/zep3/job/scan_job.cpp
   tools/zep3/opening/admission.cpp
   tools/zep3/opening/own_source.cpp
@@ -33,18 +40,22 @@ add_library(zep3_program_parts STATIC
   tools/zep3/page/box_mean.cpp
   tools/zep3/page/encoding.cpp
   tools/zep3/page/finish.cpp
-  tools/zep3/page/kinds.cpp
+  tools/zep3/page/prescan.cpp
   tools/zep3/page/record.cpp
   tools/zep3/page/tables.cpp
   tools/zep3/saving/check_whole.cpp
   tools/zep3/saving/in_place.cpp
+  tools/zep3/saving/progress.cpp
   tools/zep3/saving/save.cpp
+  tools/zep3/saving/write_page.cpp
   tools/zep3/tiff/plain_tiff.cpp
   tools/zep3/tiff/tiff_directory.cpp
+  tools/zep3/tiff/tiff_layout.cpp
   tools/zep3/tiff/tiff_pages.cpp
   tools/zep3/told/evidence.cpp
   tools/zep3/told/report.cpp
   tools/zep3/told/report_page.cpp
+  tools/zep3/told/side_files.cpp
   tools/zep3/told/sidecar.cpp
 )
 target_include_directories(zep3_program_parts PUBLIC tools/zep3 ${PROJECT_BINARY_DIR}/generated)

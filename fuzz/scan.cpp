@@ -21,7 +21,6 @@
 #include "job/scan_job.h"
 #include "log.h"
 #include "opening/scan.h"
-#include "page/kinds.h"
 #include "saving/in_place.h"
 #include "target.h"
 
@@ -187,8 +186,7 @@ void RunTarget(Input input) {
       input.OneIn(4) ? kSavers[static_cast<size_t>(input.Below(std::size(kSavers)))].extension : saver.extension;
   const std::string scan = folder / ("scan" + std::string(saver.extension));
   const std::string result = folder / ("result" + std::string(resultExtension));
-  std::string command =
-      "zep3 --no-sync " + scan + " -k " + std::string(Kinds()[static_cast<size_t>(input.Below(11))].name);
+  std::string command = "zep3 --no-sync " + scan + " -k " + GetZEP3Kind(input.Below(11))->pName;
   const auto add = [&](bool wanted, const std::string& more) { command += wanted ? " " + more : ""; };
   const bool inPlace = input.OneIn(8), told = input.OneIn(4), analysed = input.OneIn(16), twice = input.OneIn(4);
   add(input.OneIn(4), "--analysis standard");

@@ -2,6 +2,7 @@
 // refused with a reason, or read as what it would be written as.
 #include "told/sidecar.h"
 
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "failure.h"

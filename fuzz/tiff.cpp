@@ -35,18 +35,18 @@ void RunTarget(Input input) {
   if (!IsTaken<Failure>([&] { layouts = ReadTiffLayouts(scan); })) return;
   const auto pages = static_cast<unsigned>(std::min<size_t>(3, layouts.size()));
   for (unsigned page = 0; page < pages; page++) {
-    PlainShape shape = {0, 0, 0, false};
+    const TiffLayout& layout = layouts[page];
+    const PlainShape shape = {layout.width, layout.height, layout.samplesPerPixel, layout.bitsPerSample == 16};
     IsTaken<Failure>([&] {
-      const auto lines = PlainLines::Open(scan, page);
+      const auto lines = PlainLines::Open(scan, page, shape);
       if (lines == nullptr) return;
-      shape = {lines->Samples() / lines->Bands(), lines->Height(), lines->Bands(), lines->IsDeep()};
       int64_t count = 0;
-      lines->Read(0, lines->Height(), [&](uint8_t* first, int64_t now) {
+      lines->Read(0, shape.height, [&](uint8_t* first, int64_t now) {
         ZEP3_HOLDS(now > 0);
         std::fill_n(first, now * lines->LineBytes(), uint8_t{0});
         count += now;
       });
-      ZEP3_HOLDS(count == lines->Height());
+      ZEP3_HOLDS(count == shape.height);
     });
     IsTaken<Failure>([&] {
       PendingFile file(result, PendingFile::Sync::kNo);

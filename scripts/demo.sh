@@ -18,12 +18,11 @@ finish() {
 }
 
 printf 'Kind           Scan                         Before and after\n'
-# Slides and negatives are scanned at gamma 1.8; the results are for any display.
-finish faded-slide samples/slide-faded.jpg slide-faded.jpg --input-gamma 1.8 --output-gamma 2.2
-# No photograph, but a plate from a book: the adaptive analysis would leave its paper gray.
-finish faded-print samples/plate.jpg plate.jpg --analysis standard
+finish faded-slide samples/slide-faded.jpg slide-faded.jpg
+finish faded-print samples/print-faded.jpg print-faded.jpg
+finish negative samples/negative-colour.jpg negative-colour.jpg
+finish bw-negative samples/negative-bw.jpg negative-bw.jpg
+finish document samples/plate.jpg plate.jpg
 finish background samples/breviary.jpg breviary.jpg
 finish ground-color samples/breviary.jpg breviary-neutral.jpg
-finish negative samples/negative-colour.jpg negative-colour.jpg --input-gamma 1.8 --output-gamma 2.2
-finish bw-negative samples/negative.jpg negative.jpg --input-gamma 1.8 --output-gamma 2.2
 printf '\nOpen %s/slide-faded.jpg.zep3.html in a browser to see the first one.\n' "$out"

@@ -110,7 +110,7 @@ TEST_P(Breaking, EachCallInTurn) {
         ExpectFailure(run, on ? "Input/output error" : "No space left on device", on);
       }
       EXPECT_EQ(run.status, HasFailure() ? run.status : 0) << run.err;
-      EXPECT_GE(count, 1);
+      EXPECT_GE(count, calls == "fsync" ? 2 : 1); // of the file and of its name
     }
     std::printf("%d of %s\n", count, calls.c_str());
   }
@@ -218,6 +218,7 @@ TEST_F(BreakingCalls, WhatIsCutIsNoResult) {
                                                   {Gray(image), "a.pgm"},
                                                   {image, "a.ppm[ascii]"},
                                                   {Gray(image), "a.pgm[bitdepth=1]"},
+                                                  {Deep(Gray(image)), "a.pgm"},
                                                   {image, "a.tif[pyramid,tile,tile-width=16,tile-height=16]"}};
   for (const auto& [picture, options] : cases) {
     const std::string name = std::string(options).substr(0, std::string(options).find('['));

@@ -495,7 +495,7 @@ TEST_F(Program, FaultsAreNamedAndLoseNothing) {
       {"good.tif -o closed/deeper/b.tif", 1, "closed/deeper: Permission denied", true},
       {"good.png -o 'out.png[nonsense=3]'", 1, "nonsense"},
       {"good.png -o out.png --gray-pipette 500,3", 1, "lies outside of 90 x 60 pixels"},
-      {"good.png -o out.png --corners 0,0,10,10,20,20,30,30", 1, "refuses this area"},
+      {"good.png -o out.png --corners 0,0,10,10,20,20,30,30", 1, "corners of the analysis area make no rectangle"},
       {"- -o folder < good.png", 1, "standard input has no name"},
       {"- -o out.png < /dev/null", 1, "is empty"},
       {"good.png", 2, "say where the results go"},

@@ -1,13 +1,58 @@
-// What the user asked for.
+// What the user asked for: values alone, from the command line.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "engine/zep3.h"
 #include "files/formats.h"
 #include "opening/admission.h"
-#include "page/analysis.h"
+
+// A length or place on a scan: pixels, or percent of the scan's width or height.
+struct Length {
+  double value = 0;
+  bool percent = false;
+
+  double Pixels(int64_t side) const { return percent ? value / 100 * static_cast<double>(side) : value; }
+};
+
+struct Position {
+  Length x, y;
+};
+
+// The analysis area: an upright rectangle by its top left corner and size, or the four corners of a rotated one.
+struct AreaArgument {
+  std::vector<Position> corners; // 2 for a rectangle: corner and size; 4 for a rotated one; none: the whole scan
+};
+
+// A colour to be made gray.
+struct PipetteArgument {
+  Position at;
+  int64_t strength = 100; // percent; the gray pipette's alone
+};
+
+// What the user says about the original, and asks of the analysis.
+struct AnalysisOptions {
+  const ZEP3_KIND* kind = FindZEP3Kind("photo");
+  int64_t level = 4;
+  int64_t backlight = 0;
+  bool plain = false;
+  std::optional<bool> adaptive; // absent: as is best for the kind
+  std::optional<std::array<double, 9>> matrix;
+  AreaArgument area;
+  std::optional<PipetteArgument> grayPipette, gammaPipette;
+};
+
+// What the user adds to a correction, found or repeated. Absent: as the correction has it.
+struct UserOptions {
+  std::optional<int64_t> brightness, contrast;
+  std::optional<std::array<int64_t, 3>> balance;
+  std::optional<ZEP3_TONE> masterCurve;
+  std::array<std::optional<ZEP3_TONE>, 3> channelCurves;
+};
 
 enum class Command { kCorrect, kAnalyse, kTables };
 

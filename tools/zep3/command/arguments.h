@@ -4,28 +4,10 @@
 
 #include <array>
 #include <cstdint>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include "engine/zep3.h"
-
-// A length or place on a scan: pixels, or percent of the scan's width or height.
-struct Length {
-  double value = 0;
-  bool percent = false;
-
-  double Pixels(int64_t side) const { return percent ? value / 100 * static_cast<double>(side) : value; }
-};
-
-struct Position {
-  Length x, y;
-};
-
-// The analysis area: an upright rectangle by its top left corner and size, or the four corners of a rotated one.
-struct AreaArgument {
-  std::vector<Position> corners; // 2 for a rectangle: corner and size; 4 for a rotated one; none: the whole scan
-};
+#include "options.h"
 
 // "X,Y,WIDTH,HEIGHT", each a number of pixels or, with %, a share of the scan.
 AreaArgument ParseArea(std::string_view text);
@@ -33,11 +15,7 @@ AreaArgument ParseArea(std::string_view text);
 // "X,Y,X,Y,X,Y,X,Y", in any order.
 AreaArgument ParseCorners(std::string_view text);
 
-// A gray pipette, "X,Y" or "X,Y,STRENGTH" (percent); a gamma pipette without strength.
-struct PipetteArgument {
-  Position at;
-  int64_t strength = 100;
-};
+// "X,Y" or, `withStrength`, also "X,Y,STRENGTH" (percent).
 PipetteArgument ParsePipette(std::string_view text, bool withStrength);
 
 // "IN:OUT,IN:OUT,...": 2 to 16 points on display levels 0..255, inputs rising.

@@ -4,8 +4,10 @@
 
 #include <string>
 
+#include "command/arguments.h"
 #include "failure.h"
 #include "log.h"
+#include "page/record.h"
 #include "told/evidence.h"
 #include "version.h"
 
@@ -80,7 +82,7 @@ CLI::Option* AddParsed(Group& group, const std::string& name, T& target, Parse p
 // Names of all kinds.
 std::vector<std::string> KindNames() {
   std::vector<std::string> names;
-  for (const Kind& kind : Kinds()) names.emplace_back(kind.name);
+  for (int64_t i = 0; const ZEP3_KIND* kind = GetZEP3Kind(i); i++) names.emplace_back(kind->pName);
   return names;
 }
 
@@ -90,9 +92,8 @@ std::string Footer() {
   const auto column = [](std::string_view word, size_t width) {
     return std::string(word) + std::string(width - word.size(), ' ');
   };
-  for (const Kind& kind : Kinds()) {
-    text +=
-        "  " + column(kind.name, 20) + column(MethodName(kind.adaptiveByDefault), 12) + std::string(kind.what) + "\n";
+  for (int64_t i = 0; const ZEP3_KIND* kind = GetZEP3Kind(i); i++) {
+    text += "  " + column(kind->pName, 20) + column(MethodName(kind->wAdaptive != 0), 12) + kind->pText + "\n";
   }
   return text + "\n" + kExamples;
 }
@@ -128,7 +129,7 @@ void AddOriginal(CLI::App& app, Options& options) {
   Group group(app, "Original and correction");
   group
       .AddText("-k,--kind", "KIND", "What was scanned, see below (photo)",
-               [&](const std::string& name) { options.analysis.kind = FindKind(name); })
+               [&](const std::string& name) { options.analysis.kind = FindZEP3Kind(name.c_str()); })
       ->check(Group::OneOf(KindNames()));
   group
       .AddText("--analysis", "METHOD",
@@ -149,10 +150,9 @@ void AddOriginal(CLI::App& app, Options& options) {
   AddParsed(group, "--balance", options.user.balance, ParseBalance, "R,G,B", "Brightness of each channel, added");
   AddParsed(group, "--curve", options.user.masterCurve, ParseCurve, "IN:OUT,...",
             "Tone curve of all channels by points of levels 0..255, in place of the proposed one");
-  const char* channels[] = {"red", "green", "blue"};
   for (size_t c = 0; c < 3; c++) {
-    AddParsed(group, std::string("--curve-") + channels[c], options.user.channelCurves[c], ParseCurve, "IN:OUT,...",
-              std::string("Tone curve of ") + channels[c] + ", applied first");
+    AddParsed(group, std::string("--curve-") + kChannelNames[c], options.user.channelCurves[c], ParseCurve,
+              "IN:OUT,...", std::string("Tone curve of ") + kChannelNames[c] + ", applied first");
   }
   group
       .AddText("--saturation", "on|off", "Apply the saturation that the analysis proposes (on)",

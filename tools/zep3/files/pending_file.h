@@ -43,6 +43,18 @@ class PendingFile {
   // Throws Failure when a call has failed.
   void Check() const;
 
+  // Does what writes into the file. Whether libraries took notice of an error or not, its first reason is thrown.
+  template <typename Work>
+  void Fill(Work work) {
+    try {
+      work();
+    } catch (...) {
+      Check();
+      throw;
+    }
+    Check();
+  }
+
   // Takes owner and rights of the file; of one that is not there it takes none. False when there is none.
   bool TakeRights(const std::filesystem::path& file);
 

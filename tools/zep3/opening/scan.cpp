@@ -14,6 +14,7 @@
 #include <webp/decode.h>
 
 #include "failure.h"
+#include "files/output.h"
 #include "log.h"
 #include "opening/tiff_page_stream.h"
 
@@ -111,7 +112,7 @@ std::string LibraryReason(const vips::VError& error) {
 
 Scan::Scan(const std::string& name, const Admission& admission) : m_admission(admission) {
   const MemoryBound bound(admission);
-  const NameWithOptions parts = SplitOptions(name);
+  const NameWithOptions parts = SplitOptions(name == "-" ? SpoolStandardInput() : name);
   m_path = parts.name;
   m_options = parts.options;
   m_file = CheckFile(m_path);

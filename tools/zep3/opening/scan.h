@@ -11,12 +11,12 @@
 #include "files/formats.h"
 #include "opening/admission.h"
 #include "opening/pnm.h"
-#include "tiff/tiff_pages.h"
+#include "tiff/tiff_layout.h"
 
 class Scan {
  public:
   // Reads the file's head: its first bytes alone say which loader sees more of it. `name` may end in options for
-  // libvips in brackets. Throws Failure for what is no image, or none that is admitted.
+  // libvips in brackets; "-" is standard input. Throws Failure for what is no image, or none that is admitted.
   Scan(const std::string& name, const Admission& admission);
 
   // Page `page`, to be read from top to bottom once.

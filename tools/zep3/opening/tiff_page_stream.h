@@ -5,7 +5,7 @@
 #include <string>
 
 #include "opening/own_source.h"
-#include "tiff/tiff_pages.h"
+#include "tiff/tiff_layout.h"
 
 // Throws Failure. The place's directory must be known.
 std::unique_ptr<ByteStream> OpenTiffPage(const std::string& path, TiffPlace place);

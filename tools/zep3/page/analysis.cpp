@@ -2,51 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <string>
-#include <vector>
 
 #include "failure.h"
-#include "page/box_mean.h"
 
 namespace {
-
-// Decoded size up to which a page is held in memory: a 20-megapixel scan of 8 bits.
-constexpr uint64_t kHeldBytes = 64 << 20;
-
-// R G B bytes at gamma 1.8, line by line.
-struct Pixels {
-  std::vector<uint8_t> bytes;
-  int64_t width, height;
-
-  const uint8_t* At(int64_t x, int64_t y) const { return &bytes[static_cast<size_t>(3 * (y * width + x))]; }
-};
-
-// The pre-scan on the engine's scale. A gray one becomes three equal channels.
-Pixels ToEngineScale(const vips::VImage& scan, int gamma) {
-  Pixels pixels = {{}, scan.width(), scan.height()};
-  pixels.bytes.resize(static_cast<size_t>(3 * pixels.width * pixels.height));
-  ZEP3_BmpInfo small;
-  SetZEP3Image(&small, VIPS_IMAGE_ADDR(scan.get_image(), 0, 0), pixels.width, pixels.height, 0,
-               scan.bands() == 3 ? ZEP3_PIXEL_RGB : ZEP3_PIXEL_GRAY,
-               scan.format() == VIPS_FORMAT_USHORT ? ZEP3_BITS_16 : ZEP3_BITS_8);
-  ZEP3_BmpInfo levels = {};
-  levels.pBits = pixels.bytes.data();
-  if (!MakeZEP3Prescan(&small, gamma, 1, &levels)) throw Failure("not enough memory for the pre-scan");
-  return pixels;
-}
-
-// The report shows it, so that it must look like the scan: profile and orientation. In memory.
-vips::VImage WithProfileOf(const vips::VImage& scan, const vips::VImage& means) {
-  vips::VImage image = means.copy(vips::VImage::option()->set("interpretation", scan.interpretation())).copy_memory();
-  if (scan.get_typeof(VIPS_META_ORIENTATION) != 0)
-    image.set(VIPS_META_ORIENTATION, scan.get_int(VIPS_META_ORIENTATION));
-  if (scan.get_typeof(VIPS_META_ICC_NAME) != 0) {
-    size_t size = 0;
-    const void* profile = scan.get_blob(VIPS_META_ICC_NAME, &size);
-    vips_image_set_blob_copy(image.get_image(), VIPS_META_ICC_NAME, profile, size);
-  }
-  return image;
-}
 
 LPOINT ToPrescan(const Position& position, const SmallScan& scan) {
   const auto shrunk = [&](const Length& length, int64_t side) {
@@ -56,8 +17,6 @@ LPOINT ToPrescan(const Position& position, const SmallScan& scan) {
 }
 
 bool Same(const LPOINT& a, const LPOINT& b) { return a.x == b.x && a.y == b.y; }
-
-constexpr const char* kAreaRefused = "the analysis refuses this area: outside of the scan, too small, or no rectangle";
 
 AREA ToEngineArea(const AreaArgument& argument, const SmallScan& scan) {
   AREA area = {};
@@ -88,38 +47,16 @@ AREA ToEngineArea(const AreaArgument& argument, const SmallScan& scan) {
     } else if (Same(area.ptLeft, area.ptTop) || Same(area.ptLeft, area.ptBottom) || Same(area.ptRight, area.ptTop) ||
                Same(area.ptRight, area.ptBottom)) {
       // One corner in two places would be taken for an upright rectangle.
-      throw Failure(kAreaRefused);
+      throw Failure("the corners of the analysis area make no rectangle");
     }
   }
   return area;
 }
 
-std::array<ChannelStatistics, 3> Measure(const Pixels& pixels) {
-  std::array<ChannelStatistics, 3> channels;
-  const uint8_t* const end = pixels.bytes.data() + pixels.bytes.size();
-  for (const uint8_t* pixel = pixels.bytes.data(); pixel < end; pixel += 3) {
-    for (size_t c = 0; c < 3; c++) channels[c].histogram[pixel[c]]++;
-  }
-  for (ChannelStatistics& channel : channels) {
-    double sum = 0, count = 0;
-    for (size_t level = 0; level < channel.histogram.size(); level++) {
-      sum += static_cast<double>(level) * static_cast<double>(channel.histogram[level]);
-      count += static_cast<double>(channel.histogram[level]);
-    }
-    channel.mean = sum / count;
-    channel.minimum = channel.Percentile(0);
-    channel.maximum = channel.Percentile(100);
-  }
-  return channels;
-}
-
-Prescan Describe(const SmallScan& scan, const Pixels& pixels, const AREA& area) {
-  return {pixels.width, pixels.height, scan.shrink, scan.scanWidth, scan.scanHeight, area, Measure(pixels)};
-}
-
 // The colour around a position as display levels, before the correction: of a negative, what the inverted scan shows.
 // The mean of 3 x 3 pixels of the pre-scan.
-std::array<int64_t, 3> Pick(const Pixels& pixels, const Position& position, const SmallScan& scan, ZEP3_PARA& para) {
+std::array<int64_t, 3> Pick(const LinearPixels& pixels, const Position& position, const SmallScan& scan,
+                            ZEP3_PARA& para) {
   const LPOINT at = {static_cast<int64_t>(std::floor(position.x.Pixels(scan.scanWidth))),
                      static_cast<int64_t>(std::floor(position.y.Pixels(scan.scanHeight)))};
   if (at.x < 0 || at.y < 0 || at.x >= scan.scanWidth || at.y >= scan.scanHeight) {
@@ -170,43 +107,15 @@ void ApplyGammaPipette(std::array<int64_t, 3> colour, ZEP3_PARA& para) {
 
 } // namespace
 
-int ChannelStatistics::Percentile(double percent) const {
-  double count = 0;
-  for (const int64_t pixels : histogram) count += static_cast<double>(pixels);
-  double sum = 0;
-  for (size_t level = 0; level < histogram.size(); level++) {
-    sum += static_cast<double>(histogram[level]);
-    if (sum > 0 && sum >= percent / 100 * count) return static_cast<int>(level);
-  }
-  return 255;
-}
-
-int ColourBands(const vips::VImage& image) { return image.bands() >= 3 ? 3 : 1; }
-
-SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain, vips::VImage* held) {
-  SmallScan small;
-  small.scanWidth = image.width();
-  small.scanHeight = image.height();
-  small.shrink = GetZEP3PrescanShrink(small.scanWidth, small.scanHeight);
-  const int bands = ColourBands(image);
-  const bool fits = VIPS_IMAGE_SIZEOF_IMAGE(image.get_image()) <= kHeldBytes;
-  vips::VImage means(nullptr);
-  if (small.shrink > 1) means = plain(small.shrink);
-  if (means.is_null()) means = BoxMean(image, bands, small.shrink, fits ? held : nullptr);
-  small.image = WithProfileOf(image, means);
-  return small;
-}
-
 Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const UserOptions& user,
                    const Encoding& encoding) {
   Correction correction;
   correction.encoding = encoding;
   correction.matrix = analysis.matrix;
-  Pixels pixels = ToEngineScale(scan.image, encoding.input);
+  LinearPixels pixels = ToLinear(scan, encoding.input);
 
   ZEP3_PARA& para = correction.record.para;
-  para.wDocType = analysis.kind->docType;
-  para.wSubMode = analysis.kind->subMode;
+  SetZEP3Kind(&para, analysis.kind->pName);
   para.wDocOption = analysis.plain ? ZEP3_OPTION_PLAIN : ZEP3_OPTION_NORMAL;
   para.lScreenGamma = encoding.output;
   para.lCorrectLevel = analysis.level;
@@ -218,11 +127,12 @@ Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const
   // Colour negatives need a matrix; where the user has none, the film's own contrasts stand.
   std::array<double, 9> matrix = analysis.matrix.value_or(std::array<double, 9>{1, 0, 0, 0, 1, 0, 0, 0, 1});
   Finding& finding = correction.finding.emplace();
-  finding.adaptive = analysis.adaptive.value_or(analysis.kind->adaptiveByDefault);
+  finding.adaptive = analysis.adaptive.value_or(analysis.kind->wAdaptive != 0);
   const int found =
       finding.adaptive ? ZEP3Adaptive(&bmp, &para, matrix.data(), &finding.evidence) : ZEP3(&bmp, &para, matrix.data());
   if (!found) {
-    throw Failure(analysis.area.corners.empty() ? "the analysis refuses a scan of this size" : kAreaRefused);
+    const char* why = CheckZEP3(ZEP3_CALL_ANALYSE, &bmp, &para, matrix.data());
+    throw Failure(why != nullptr ? why : "not enough memory for the analysis");
   }
   ApplyUserOptions(user, correction.record);
   if (analysis.grayPipette) {
@@ -234,7 +144,7 @@ Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const
 }
 
 void MeasurePrescan(const SmallScan& scan, Correction& correction) {
-  const Pixels pixels = ToEngineScale(scan.image, correction.encoding.input);
+  const LinearPixels pixels = ToLinear(scan, correction.encoding.input);
   correction.prescan = Describe(scan, pixels, ToEngineArea({}, scan));
 }
 

@@ -12,15 +12,6 @@
 
 namespace {
 
-// Calls the function with the types that a sample and a column of `side` of them need.
-template <typename Function>
-vips::VImage WithTypes(bool deep, int64_t side, Function function) {
-  return WithBoxTypes(deep, side, function);
-}
-
-template <typename T, typename Sum>
-using Columns = BoxMeans<T, Sum>;
-
 // Room for an image and its metadata.
 vips::VImage MemoryFor(const vips::VImage& image) {
   const vips::VImage memory(vips_image_new_memory());
@@ -51,12 +42,12 @@ vips::VImage ToImage(const std::vector<T>& means, int64_t width, int64_t height,
 
 vips::VImage BoxMean(const vips::VImage& image, int bands, int64_t side, vips::VImage* held) {
   const vips::VImage memory = held != nullptr ? MemoryFor(image) : vips::VImage(nullptr);
-  vips::VImage result = WithTypes(image.format() == VIPS_FORMAT_USHORT, side, [&]<typename T, typename Sum>(T, Sum) {
+  vips::VImage result = WithBoxTypes(image.format() == VIPS_FORMAT_USHORT, side, [&]<typename T, typename Sum>(T, Sum) {
     const int64_t width = Blocks(image.width(), side);
     const int64_t height = Blocks(image.height(), side);
     std::vector<T> means(static_cast<size_t>(width * height * bands));
     struct Work {
-      Columns<T, Sum> columns;
+      BoxMeans<T, Sum> boxes;
       VipsImage* copy; // null: none
     } work = {{int64_t{image.width()} * image.bands(), image.bands(), bands, side, means.data()},
               held != nullptr ? memory.get_image() : nullptr};
@@ -65,13 +56,13 @@ vips::VImage BoxMean(const vips::VImage& image, int bands, int64_t side, vips::V
       auto* with = static_cast<Work*>(to);
       for (int y = area->top; y < VIPS_RECT_BOTTOM(area); y++) {
         VipsPel* line = VIPS_REGION_ADDR(region, 0, y);
-        with->columns.Add(reinterpret_cast<const T*>(line));
+        with->boxes.Add(reinterpret_cast<const T*>(line));
         if (with->copy != nullptr && vips_image_write_line(with->copy, y, line) != 0) return -1;
       }
       return 0;
     };
     if (vips_sink_disc(image.get_image(), take, &work) != 0) throw vips::VError();
-    work.columns.Finish();
+    work.boxes.Finish();
     return ToImage(means, width, height, bands);
   });
   if (held != nullptr) *held = memory;
@@ -82,7 +73,7 @@ vips::VImage BoxMeanOfPlainTiff(const std::string& path, TiffPlace page, const P
                                 int64_t side) {
   const auto lines = PlainLines::Open(path, page, shape);
   if (lines == nullptr) return vips::VImage(nullptr);
-  return WithTypes(shape.deep, side, [&]<typename T, typename Sum>(T, Sum) {
+  return WithBoxTypes(shape.deep, side, [&]<typename T, typename Sum>(T, Sum) {
     const int64_t width = Blocks(shape.width, side);
     const int64_t height = Blocks(shape.height, side);
     std::vector<T> means(static_cast<size_t>(width * height * bands));
@@ -95,13 +86,13 @@ vips::VImage BoxMeanOfPlainTiff(const std::string& path, TiffPlace page, const P
         try {
           const int64_t begin = height * i / count;
           const int64_t end = height * (i + 1) / count;
-          Columns<T, Sum> columns(lines->Samples(), shape.bands, bands, side, means.data() + begin * width * bands);
+          BoxMeans<T, Sum> boxes(lines->Samples(), shape.bands, bands, side, means.data() + begin * width * bands);
           lines->Read(begin * side, std::min(end * side, shape.height), [&](const uint8_t* first, int64_t number) {
             for (int64_t line = 0; line < number; line++) {
-              columns.Add(reinterpret_cast<const T*>(first + line * lines->LineBytes()));
+              boxes.Add(reinterpret_cast<const T*>(first + line * lines->LineBytes()));
             }
           });
-          columns.Finish();
+          boxes.Finish();
         } catch (...) {
           faults[static_cast<size_t>(i)] = std::current_exception();
         }
@@ -113,4 +104,8 @@ vips::VImage BoxMeanOfPlainTiff(const std::string& path, TiffPlace page, const P
     }
     return ToImage(means, width, height, bands);
   });
+}
+
+PlainShape ShapeOf(const vips::VImage& image) {
+  return {image.width(), image.height(), image.bands(), image.format() == VIPS_FORMAT_USHORT};
 }

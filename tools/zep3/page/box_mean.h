@@ -17,3 +17,6 @@ vips::VImage BoxMean(const vips::VImage& image, int bands, int64_t side, vips::V
 // fast. A null image when it is stored otherwise or of another shape.
 vips::VImage BoxMeanOfPlainTiff(const std::string& path, TiffPlace page, const PlainShape& shape, int bands,
                                 int64_t side);
+
+// What a plainly stored page is like that holds this image.
+PlainShape ShapeOf(const vips::VImage& image);

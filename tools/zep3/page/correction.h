@@ -47,3 +47,12 @@ struct Correction {
   Prescan prescan;
   std::optional<Finding> finding; // absent: from a sidecar that does not tell
 };
+
+// One corrected page of a scan.
+struct CorrectedPage {
+  int page = 0; // in its file, from 0
+  int bands = 3;
+  int bits = 8;      // per value
+  double chroma = 1; // as applied, see ApplyCorrection
+  Correction correction;
+};

@@ -69,8 +69,6 @@ bool IsDeep(const vips::VImage& image) { return image.format() == VIPS_FORMAT_US
 
 } // namespace
 
-double ChromaFactor(const Record& record) { return GetZEP3Chroma(&record.para); }
-
 vips::VImage ApplyCorrection(const vips::VImage& image, const Correction& correction, double chroma) {
   const int bands = image.bands();
   if (bands > 4) {

@@ -6,11 +6,8 @@
 #include "page/correction.h"
 #include "tiff/plain_tiff.h"
 
-// By what the proposed saturation scales the result's chroma; 1: not at all.
-double ChromaFactor(const Record& record);
-
-// The corrected image, to be computed as it is written. Bands behind the colours pass through. Gray scans have no
-// chroma.
+// The corrected image, to be computed as it is written. Bands behind the colours pass through. `chroma`: of
+// GetZEP3Chroma(); gray scans have none.
 vips::VImage ApplyCorrection(const vips::VImage& image, const Correction& correction, double chroma);
 
 // Whether ApplyCorrection does nothing but send red, green and blue through tables.

@@ -3,6 +3,9 @@
 
 #include "engine/zep3.h"
 
+// In the order of the engine.
+inline constexpr const char* kChannelNames[] = {"red", "green", "blue"};
+
 struct Record {
   ZEP3_PARA para;
   ZEP3_TONE master;
@@ -14,3 +17,9 @@ struct Record {
   Record(const Record& other) { *this = other; }
   Record& operator=(const Record& other);
 };
+
+// The name of the record's kind of original; empty where the library has none for it.
+inline const char* KindName(const Record& record) {
+  const ZEP3_KIND* kind = FindZEP3KindOf(&record.para);
+  return kind == nullptr ? "" : kind->pName;
+}

@@ -1,5 +1,6 @@
 #include "page/tables.h"
 
+#include <nlohmann/json.hpp>
 #include <vips/vips8>
 
 #include "failure.h"

@@ -4,7 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
@@ -17,8 +17,6 @@ using Tables = std::array<std::vector<uint16_t>, 3>;
 // result's gamma in one. Entry i belongs to the scan's value i; its 16-bit value over 257, rounded, is the 8-bit one.
 // Throws Failure when memory is short.
 Tables MakeTables(const Correction& correction, size_t entries);
-
-inline constexpr const char* kChannelNames[] = {"red", "green", "blue"};
 
 constexpr uint8_t ToByte(uint16_t value) { return static_cast<uint8_t>((value + 128) / 257); }
 

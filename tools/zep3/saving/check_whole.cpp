@@ -71,8 +71,6 @@ std::string MissingOfPnm(PendingFile& file) {
   if (kind == "P4") line = static_cast<double>((static_cast<int64_t>(width) + 7) / 8);
   if (kind == "P5") line = width * (most > 255 ? 2 : 1);
   if (kind == "P6") line = 3 * width * (most > 255 ? 2 : 1);
-  if (kind == "Pf") line = 4 * width;
-  if (kind == "PF") line = 12 * width;
   const double begin = static_cast<double>(text.tellg()) + 1; // text, in other kinds, is of any length
   return begin + line * height <= static_cast<double>(file.Size()) ? "" : "its end";
 }

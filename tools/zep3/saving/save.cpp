@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "tiff/tiff_pages.h"
+
 namespace {
 
 using Options = std::vector<std::pair<std::string, std::string>>;

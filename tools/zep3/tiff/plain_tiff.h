@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "tiff/tiff_pages.h"
+#include "tiff/tiff_layout.h"
 
 class PendingFile;
 

@@ -11,7 +11,7 @@
 
 #include "failure.h"
 #include "files/pending_file.h"
-#include "tiff/tiff_pages.h"
+#include "tiff/tiff_layout.h"
 
 // What a fuzzed size may make us or libtiff allocate at once, in bytes.
 constexpr int64_t kLargestAllocation = int64_t{1} << 30;
@@ -98,8 +98,3 @@ class TiffHandle {
   std::array<char, 512> m_reason{};
   TIFF* m_tiff = nullptr;
 };
-
-TiffLayout LayoutOf(const TiffHandle& tiff);
-
-// Gives the page to be written what libtiff must know to place its blocks.
-void SetLayout(const TiffHandle& from, const TiffLayout& layout, const TiffHandle& to);

@@ -1,39 +1,14 @@
 #include "told/evidence.h"
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <iterator>
 
-namespace {
-
-std::string Decimal(double value, int places) {
-  if (!std::isfinite(value)) return "–";
-  std::array<char, 400> text; // of the largest number
-  std::snprintf(text.data(), text.size(), "%.*f", places, value);
-  // What rounds to nothing has no sign.
-  const bool zero = std::string_view(text.data()).find_first_not_of("-0.") == std::string_view::npos;
-  return text.data() + (zero && text[0] == '-' ? 1 : 0);
-}
-
-} // namespace
-
-const std::vector<Reason>& Reasons() {
-  static const std::vector<Reason> reasons = [] {
-    std::vector<Reason> all;
-    for (int64_t i = 0; const ZEP3_REASON* reason = GetZEP3Reason(i); i++) {
-      all.push_back({reason->lBit, reason->pCode, reason->pText, reason->pSentence});
-    }
-    return all;
-  }();
-  return reasons;
-}
-
-std::vector<Reason> ReasonsOf(const Finding& finding) {
-  std::vector<Reason> reasons;
-  std::copy_if(Reasons().begin(), Reasons().end(), std::back_inserter(reasons),
-               [&](const Reason& reason) { return (finding.evidence.lReasons & reason.bit) != 0; });
+std::vector<const ZEP3_REASON*> ReasonsOf(const Finding& finding) {
+  std::vector<const ZEP3_REASON*> reasons;
+  for (int64_t i = 0; const ZEP3_REASON* reason = GetZEP3Reason(i); i++) {
+    if ((finding.evidence.lReasons & reason->lBit) != 0) reasons.push_back(reason);
+  }
   return reasons;
 }
 
@@ -42,27 +17,24 @@ std::vector<Evidence> EvidencesOf(const Finding& finding) {
   for (int64_t i = 0; const ZEP3_EVIDENCE_ITEM* item = GetZEP3EvidenceItem(i); i++) {
     double values[ZEP3_EVIDENCE_COUNT_MAX];
     const int64_t count = GetZEP3Evidence(&finding.evidence, item->pName, values);
-    if (count == 0) continue;
-    evidences.push_back({item->pName, item->pLabel, item->pUnit, item->pText, static_cast<int>(item->lDecimals),
-                         static_cast<size_t>(count)});
+    if (count > 0) evidences.push_back({item, {values, values + count}});
   }
   return evidences;
 }
 
-std::vector<double> ValuesOf(const Evidence& evidence, const Finding& finding) {
-  std::vector<double> values(evidence.count);
-  GetZEP3Evidence(&finding.evidence, evidence.name.data(), values.data());
-  return values;
+std::string Decimal(double value, int places) {
+  if (!std::isfinite(value)) return "–";
+  std::array<char, 400> text; // of the largest number
+  std::snprintf(text.data(), text.size(), "%.*f", places, value);
+  const bool zero = std::string_view(text.data()).find_first_not_of("-0.") == std::string_view::npos;
+  return text.data() + (zero && text[0] == '-' ? 1 : 0);
 }
 
-void SetValues(const Evidence& evidence, const std::vector<double>& values, Finding& finding) {
-  SetZEP3Evidence(&finding.evidence, evidence.name.data(), values.data());
-}
-
-std::string ValueText(const Evidence& evidence, const Finding& finding) {
+std::string ValueText(const Evidence& evidence) {
   std::string text;
-  for (const double value : ValuesOf(evidence, finding))
-    text += (text.empty() ? "" : " / ") + Decimal(value, evidence.places);
+  for (const double value : evidence.values) {
+    text += (text.empty() ? "" : " / ") + Decimal(value, static_cast<int>(evidence.item->lDecimals));
+  }
   return text;
 }
 
@@ -81,6 +53,17 @@ std::string Verdict(const Finding& finding) {
 
 std::string Summary(const Finding& finding) {
   std::string text;
-  for (const Reason& reason : ReasonsOf(finding)) text += (text.empty() ? ": " : "; ") + std::string(reason.text);
+  for (const ZEP3_REASON* reason : ReasonsOf(finding)) {
+    text += std::string(text.empty() ? ": " : "; ") + reason->pText;
+  }
   return Verdict(finding) + text;
+}
+
+std::vector<std::string> SummariesOf(const std::vector<CorrectedPage>& pages) {
+  std::vector<std::string> lines;
+  for (const CorrectedPage& page : pages) {
+    const std::string which = pages.size() > 1 ? "page " + std::to_string(page.page + 1) + ": " : "";
+    if (page.correction.finding) lines.push_back(which + Summary(*page.correction.finding));
+  }
+  return lines;
 }

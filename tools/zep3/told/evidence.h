@@ -1,44 +1,29 @@
-// What an analysis says of itself, in the library's words: its reasons and evidences, for files and for people.
+// What an analysis says of itself, in the library's words, for files and for people.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "page/correction.h"
 
-struct Reason {
-  int64_t bit; // ZEP3_REASON_...
-  std::string_view code;
-  std::string_view text;     // a part of a line
-  std::string_view sentence; // the same on its own
-};
+// Why a correction is as it is, in the order in which reasons are best told.
+std::vector<const ZEP3_REASON*> ReasonsOf(const Finding& finding);
 
-// In the order in which they are told.
-const std::vector<Reason>& Reasons();
-
-// Those that a correction was found by.
-std::vector<Reason> ReasonsOf(const Finding& finding);
-
+// A measurement with its numbers.
 struct Evidence {
-  std::string_view name;
-  std::string_view label;
-  std::string_view unit;
-  std::string_view reading; // what the number tells
-  int places;               // decimals that mean something
-  size_t count;             // of its numbers
+  const ZEP3_EVIDENCE_ITEM* item;
+  std::vector<double> values; // as many as the item has
 };
 
-// Those that the analysis measures which decided, in their order; none where that is the standard one.
+// What the analysis that decided has measured, in the library's order; nothing where it is the standard one.
 std::vector<Evidence> EvidencesOf(const Finding& finding);
 
-std::vector<double> ValuesOf(const Evidence& evidence, const Finding& finding);
-// `values`: as many as the evidence has.
-void SetValues(const Evidence& evidence, const std::vector<double>& values, Finding& finding);
+// With a fixed number of decimals. What rounds to nothing has no sign, and what is no finite number is a dash.
+std::string Decimal(double value, int places);
 
-// By channel with slashes between; what is no finite number is a dash.
-std::string ValueText(const Evidence& evidence, const Finding& finding);
+// By channel with slashes between.
+std::string ValueText(const Evidence& evidence);
 
 // "standard" or "adaptive".
 std::string_view MethodName(bool adaptive);
@@ -49,5 +34,8 @@ int AdaptiveAnalysisOf(uint16_t docType);
 // Which analysis decided, and how sure it is.
 std::string Verdict(const Finding& finding);
 
-// The same with what it met, in one line.
+// The same with its reasons, in one line.
 std::string Summary(const Finding& finding);
+
+// One for each page that has a finding; of several pages, with the page's number.
+std::vector<std::string> SummariesOf(const std::vector<CorrectedPage>& pages);

@@ -17,6 +17,7 @@
 #include <sstream>
 
 #include "failure.h"
+#include "page/record.h"
 #include "told/report_style.h"
 
 extern char** environ;
@@ -40,7 +41,7 @@ std::string Base64(const void* data, size_t size) {
 }
 
 // Whatever the user's locale: both gnuplot and the reader get a decimal point.
-std::string Decimal(double value, int digits = 4) {
+std::string Significant(double value, int digits = 4) {
   std::ostringstream out;
   out.imbue(std::locale::classic());
   out.precision(digits);
@@ -99,8 +100,6 @@ std::string Gnuplot(const std::string& commands) {
   return svg;
 }
 
-constexpr std::array<const char*, 3> kChannels = {"red", "green", "blue"};
-
 // One line when all channels are equal: three would hide each other.
 template <typename Values>
 Lines LinesOf(const std::array<Values, 3>& values) {
@@ -112,7 +111,7 @@ bool IsGray(const ReportPage& page) {
 }
 
 std::string Label(const Lines& lines, size_t line, bool gray) {
-  return lines.size() == 3 ? kChannels[line] : gray ? "gray" : "red, green, blue alike";
+  return lines.size() == 3 ? kChannelNames[line] : gray ? "gray" : "red, green, blue alike";
 }
 
 // Told apart in gray print too: green is the lightest, blue the darkest. Line type 4 is the neutral one.
@@ -139,7 +138,7 @@ std::string Data(const std::string& name, const Values& valueOf, const std::stri
   std::string text = name + " << EOD\n";
   for (size_t i = 0; i < 256; ++i) {
     text += std::to_string(i);
-    for (size_t c = 0; c < 3; ++c) text.append(" ").append(Decimal(valueOf(c, i), 8));
+    for (size_t c = 0; c < 3; ++c) text.append(" ").append(Significant(valueOf(c, i), 8));
     text += "\n";
   }
   return text + last + "EOD\n";
@@ -176,7 +175,7 @@ std::string ShareTics(double end) {
   for (const double tic : {.001, .002, .005, .01, .02, .05, .1, .2, .5, 1., 2., 5., 10., 20., 50., 100.}) {
     if (tic > end || std::sqrt(tic) - last < 0.13 * std::sqrt(end)) continue;
     last = std::sqrt(tic);
-    tics += ", \"" + Decimal(tic) + " %%\" " + Decimal(last, 8);
+    tics += ", \"" + Significant(tic) + " %%\" " + Significant(last, 8);
   }
   return tics + ")\n";
 }
@@ -203,7 +202,7 @@ std::string HistogramPlot(const Shares& shares, double end, bool gray) {
       "$shares", [&](size_t c, size_t i) { return std::sqrt(shares[c][i]); }, last);
   commands += Data(
       "$lines", [&](size_t c, size_t i) { return std::sqrt(smooth[c][i]); }, last);
-  commands += "set xrange [-2:258]\nset yrange [0:" + Decimal(std::sqrt(end), 8) + "]\n" + ShareTics(end);
+  commands += "set xrange [-2:258]\nset yrange [0:" + Significant(std::sqrt(end), 8) + "]\n" + ShareTics(end);
   commands += "set xlabel \"file value (0–255)\"\nset ylabel \"share of pixels (square-root scale)\"\n";
   commands += "set style fill transparent solid 0.15 noborder\nplot ";
   const Lines lines = LinesOf(shares);
@@ -280,7 +279,7 @@ std::string OffScale(const Shares& shares, double end, bool gray) {
     for (size_t i = 0; i < 256; ++i) {
       if (shares[line][i] <= end) continue;
       text += (text.empty() ? " Off the scale: " : "; ") + Label(lines, line, gray) + " at " + std::to_string(i) +
-              " with " + Decimal(shares[line][i], 3) + " %";
+              " with " + Significant(shares[line][i], 3) + " %";
     }
   }
   return text;

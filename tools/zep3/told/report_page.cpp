@@ -2,24 +2,16 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "page/encoding.h"
 #include "page/finish.h"
-#include "page/kinds.h"
 #include "page/tables.h"
 #include "told/evidence.h"
 
 namespace {
-
-std::string Decimal(double value, int places) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%.*f", places, value);
-  return text;
-}
 
 // What the report's numbers are called and look like.
 std::vector<std::pair<std::string, std::string>> Numbers(const CorrectedPage& page) {
@@ -32,9 +24,8 @@ std::vector<std::pair<std::string, std::string>> Numbers(const CorrectedPage& pa
     return text;
   };
   const auto level = [](int64_t level16) { return Decimal(static_cast<double>(level16) / 257, 1); };
-  const Kind* kind = FindKind(para.wDocType, para.wSubMode);
   std::vector<std::pair<std::string, std::string>> numbers = {
-      {"Kind of original", kind == nullptr ? "" : std::string(kind->name)},
+      {"Kind of original", KindName(correction.record)},
       {"Size", std::to_string(correction.prescan.scanWidth) + " x " + std::to_string(correction.prescan.scanHeight) +
                    ", " + std::to_string(page.bits) + " bits"},
       {"Gamma of the scan", tenth(correction.encoding.input) + " (" + correction.encoding.source + ")"},
@@ -58,10 +49,10 @@ ReportWhy WhyOf(const Finding& finding) {
   ReportWhy why;
   why.verdict = Verdict(finding) + ".";
   why.verdict[0] = g_ascii_toupper(why.verdict[0]);
-  for (const Reason& reason : ReasonsOf(finding)) why.reasons.emplace_back(reason.sentence);
+  for (const ZEP3_REASON* reason : ReasonsOf(finding)) why.reasons.emplace_back(reason->pSentence);
   for (const Evidence& evidence : EvidencesOf(finding)) {
-    why.evidences.push_back({std::string(evidence.label), ValueText(evidence, finding), std::string(evidence.unit),
-                             std::string(evidence.reading)});
+    const ZEP3_EVIDENCE_ITEM& item = *evidence.item;
+    why.evidences.push_back({item.pLabel, ValueText(evidence), item.pUnit, item.pText});
   }
   return why;
 }

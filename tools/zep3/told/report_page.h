@@ -3,9 +3,9 @@
 
 #include <cstddef>
 
-#include "page/analysis.h"
+#include "page/correction.h"
+#include "page/prescan.h"
 #include "told/report.h"
-#include "told/sidecar.h"
 
 // `small` is the page made small, before the correction; `count` the number of pages in the report.
 ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size_t count);

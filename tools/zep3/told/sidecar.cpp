@@ -1,7 +1,6 @@
 #include "told/sidecar.h"
 
-#include <vips/vips8>
-
+#include <vips/vips.h>
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -9,10 +8,11 @@
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <nlohmann/json.hpp>
+#include <span>
 #include <sstream>
 
 #include "failure.h"
-#include "page/kinds.h"
 #include "page/tables.h"
 #include "told/evidence.h"
 #include "version.h"
@@ -214,15 +214,16 @@ Finding FindingFromJson(const nlohmann::json& json, uint16_t docType) {
   if (!reasons.is_array()) Refuse("'reasons' is no list");
   for (const nlohmann::json& told : reasons) {
     const nlohmann::json& code = At(told, "code");
-    for (const Reason& reason : Reasons()) record.lReasons |= code == reason.code ? reason.bit : 0;
+    for (int64_t i = 0; const ZEP3_REASON* reason = GetZEP3Reason(i); i++) {
+      if (code == reason->pCode) record.lReasons |= reason->lBit;
+    }
   }
   const nlohmann::json& evidences = At(json, "evidences");
-  for (const Evidence& evidence : EvidencesOf(finding)) {
-    const std::string name(evidence.name);
+  for (Evidence evidence : EvidencesOf(finding)) {
+    const char* name = evidence.item->pName;
     if (!evidences.contains(name)) continue;
-    std::vector<double> values(evidence.count);
-    ReadValues(evidences.at(name), name, values);
-    SetValues(evidence, values, finding);
+    ReadValues(evidences.at(name), name, evidence.values);
+    SetZEP3Evidence(&record, name, evidence.values.data());
   }
   return finding;
 }
@@ -276,17 +277,18 @@ void AppendText(std::string& text, const Json& json, int indent, const std::stri
   text += line + (json.is_object() ? '}' : ']');
 }
 
-} // namespace
-
+// Null where the correction does not tell.
 Json AnalysisToJson(const Correction& correction) {
   if (!correction.finding) return {};
   const Finding& finding = *correction.finding;
   const ZEP3_EVIDENCE& record = finding.evidence;
   Json reasons = Json::array();
-  for (const Reason& reason : ReasonsOf(finding)) reasons.push_back({{"code", reason.code}, {"text", reason.text}});
+  for (const ZEP3_REASON* reason : ReasonsOf(finding)) {
+    reasons.push_back({{"code", reason->pCode}, {"text", reason->pText}});
+  }
   Json evidences = Json::object();
   for (const Evidence& evidence : EvidencesOf(finding)) {
-    evidences[std::string(evidence.name)] = ValuesToJson(ValuesOf(evidence, finding));
+    evidences[evidence.item->pName] = ValuesToJson(evidence.values);
   }
   return {{"asked", MethodName(finding.adaptive)},
           {"used", MethodName(record.lAnalysis != ZEP3_ANALYSIS_STANDARD)},
@@ -295,6 +297,8 @@ Json AnalysisToJson(const Correction& correction) {
           {"evidences", evidences}};
 }
 
+} // namespace
+
 Json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPage>& pages) {
   Json json = {{"format", kFormat},
                {"formatVersion", kFormatVersion},
@@ -302,10 +306,8 @@ Json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPa
                {"scan", scanName}};
   for (const CorrectedPage& page : pages) {
     const Correction& correction = page.correction;
-    const ZEP3_PARA& para = correction.record.para;
-    const Kind* kind = FindKind(para.wDocType, para.wSubMode);
     json["pages"].push_back({{"page", page.page},
-                             {"kind", kind == nullptr ? "" : kind->name},
+                             {"kind", KindName(correction.record)},
                              {"analysis", AnalysisToJson(correction)},
                              {"width", correction.prescan.scanWidth},
                              {"height", correction.prescan.scanHeight},
@@ -320,6 +322,18 @@ Json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPa
                              {"tables", TablesToJson(MakeTables(correction, 256))}});
   }
   return json;
+}
+
+std::string CorrectionText(const std::string& scanName, const std::vector<CorrectedPage>& pages, int indent) {
+  return ToText(CorrectionToJson(scanName, pages), indent) + '\n';
+}
+
+std::string AnalysesText(const std::vector<CorrectedPage>& pages) {
+  Json list = Json::array();
+  for (const CorrectedPage& page : pages) {
+    list.push_back({{"page", page.page}, {"analysis", AnalysisToJson(page.correction)}});
+  }
+  return ToText(list, -1);
 }
 
 std::vector<CorrectedPage> CorrectionFromJson(const std::string& text) {

@@ -1,26 +1,19 @@
 // Corrections as JSON: written beside results, printed by `zep3 analyse`, read to repeat them.
 #pragma once
 
-#include <cstdint>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
 #include "page/correction.h"
 
-// One corrected page of a scan.
-struct CorrectedPage {
-  int page = 0;
-  int bands = 3;
-  int bits = 8;      // per value
-  double chroma = 1; // as applied, see ApplyCorrection
-  Correction correction;
-};
-
-// Which analysis decided and why; null where the correction does not tell.
-nlohmann::ordered_json AnalysisToJson(const Correction& correction);
-
 nlohmann::ordered_json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPage>& pages);
+
+// The same as a file's text; indent as of ToText.
+std::string CorrectionText(const std::string& scanName, const std::vector<CorrectedPage>& pages, int indent);
+
+// A list in one line: which analysis decided on each page and why, null where its correction does not tell.
+std::string AnalysesText(const std::vector<CorrectedPage>& pages);
 
 // The text of a file written from the above. Throws Failure that says what is missing or out of range, also when this
 // program's engine makes other tables of the record than those in the file.

@@ -1,0 +1,43 @@
+#include "command/messages.h"
+
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "interrupt.h"
+
+namespace {
+
+// Throws for what is no outcome: the answer is that of a process which may have met anything.
+Outcome ToOutcome(const Message& message) {
+  const int status = std::stoi(message.at(0));
+  if (status < 0 || status >= static_cast<int>(std::size(kStatusNames))) throw std::out_of_range("no status");
+  Outcome outcome = {static_cast<Status>(status), message.at(1), message.at(2), std::stod(message.at(3))};
+  outcome.pages = message.at(4);
+  if (!nlohmann::ordered_json::accept(outcome.pages)) throw std::invalid_argument("no JSON");
+  outcome.found.assign(message.begin() + 5, message.end());
+  return outcome;
+}
+
+} // namespace
+
+Message ToMessage(const Job& job) { return {job.scan, job.result, job.refusal, job.named ? "1" : ""}; }
+
+Job ToJob(const Message& message) { return {message.at(0), message.at(1), message.at(2), !message.at(3).empty()}; }
+
+Message ToMessage(const Outcome& outcome) {
+  Message message = {std::to_string(static_cast<int>(outcome.status)), outcome.message, outcome.text,
+                     std::to_string(outcome.seconds), outcome.pages};
+  message.insert(message.end(), outcome.found.begin(), outcome.found.end());
+  return message;
+}
+
+Outcome OutcomeOf(const std::optional<Message>& answer, const std::string& death) {
+  if (!answer && IsInterrupted()) return {Status::kInterrupted, "interrupted"};
+  if (!answer) return {Status::kFailed, death};
+  try {
+    return ToOutcome(*answer);
+  } catch (const std::exception&) {
+    return {Status::kFailed, "its worker process gave an answer that is none"};
+  }
+}

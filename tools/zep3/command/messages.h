@@ -1,0 +1,17 @@
+// Jobs and outcomes as messages between this process and its workers.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "command/plan.h"
+#include "command/workers.h"
+#include "job/outcome.h"
+
+Message ToMessage(const Job& job);
+Message ToMessage(const Outcome& outcome);
+
+Job ToJob(const Message& message);
+
+// What became of a job: its answer; or that there is none, or one that no worker in order gives.
+Outcome OutcomeOf(const std::optional<Message>& answer, const std::string& death);

@@ -1,0 +1,85 @@
+#include "command/reporter.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <string_view>
+
+#include "files/output.h"
+#include "interrupt.h"
+#include "log.h"
+#include "told/sidecar.h"
+
+namespace {
+
+// At most 60 bytes, of whole characters.
+std::string_view Beginning(std::string_view name) {
+  size_t end = std::min<size_t>(name.size(), 60);
+  while (end < name.size() && end > 0 && (static_cast<unsigned char>(name[end]) & 0xc0) == 0x80) end--;
+  return name.substr(0, end);
+}
+
+} // namespace
+
+Reporter::Reporter(const Options& options) : m_options(options), m_terminal(::isatty(STDERR_FILENO) != 0) {}
+
+void Reporter::Tell(const Job& job, const Outcome& outcome) {
+  m_counts[static_cast<size_t>(outcome.status)]++;
+  ClearProgress();
+  if (!outcome.text.empty()) WriteToStandardOutput(outcome.text);
+  if (m_options.json && m_options.command == Command::kCorrect) {
+    const nlohmann::ordered_json line = {{"scan", job.scan},
+                                         {"result", job.result},
+                                         {"status", kStatusNames[static_cast<size_t>(outcome.status)]},
+                                         {"message", outcome.message},
+                                         {"seconds", outcome.seconds},
+                                         {"pages", nlohmann::ordered_json::parse(outcome.pages)}};
+    WriteToStandardOutput(ToText(line, -1) + '\n');
+  } else if (outcome.status == Status::kPlanned) {
+    WriteToStandardOutput(Printable(job.scan + " -> " + job.result) + '\n');
+  }
+  const bool failed = outcome.status == Status::kFailed;
+  const bool expected = outcome.status == Status::kPlanned || (outcome.status == Status::kSkipped && m_many);
+  const bool notable = !outcome.message.empty() && !expected;
+  if (failed || (notable && !m_options.quiet)) {
+    Say(job.scan + ": " + outcome.message);
+  } else if (m_options.verbose) {
+    Say(job.scan + (job.result.empty() ? "" : " -> " + job.result));
+  }
+  const bool shown = m_options.command == Command::kAnalyse && !m_options.json && !m_options.quiet;
+  if (m_options.verbose || shown) {
+    for (const std::string& found : outcome.found) Say(job.scan + ": " + found);
+  }
+  if (m_many) ShowProgress(job.scan);
+}
+
+void Reporter::Summarise() {
+  ClearProgress();
+  if (!m_many || m_options.quiet) return;
+  std::string summary =
+      std::to_string(Count(Status::kCorrected)) + (m_options.command == Command::kCorrect ? " corrected" : " analysed");
+  if (m_options.dryRun) summary = std::to_string(Count(Status::kPlanned)) + " to be corrected";
+  if (Count(Status::kSkipped) > 0) summary += ", " + std::to_string(Count(Status::kSkipped)) + " skipped";
+  summary += ", " + std::to_string(Count(Status::kFailed)) + " failed";
+  Say(summary + (IsInterrupted() ? ", interrupted" : ""));
+}
+
+int Reporter::ExitStatus() const {
+  if (IsInterrupted()) return 130;
+  return Count(Status::kFailed) > 0 ? 1 : 0;
+}
+
+void Reporter::ShowProgress(const std::string& scan) {
+  if (!m_terminal || m_options.quiet) return;
+  int done = 0;
+  for (const int count : m_counts) done += count;
+  std::fprintf(stderr, "\rzep3: %d done, last %s\033[K", done, Printable(Beginning(scan)).c_str());
+  m_shown = true;
+}
+
+void Reporter::ClearProgress() {
+  if (m_shown) std::fputs("\r\033[K", stderr);
+  m_shown = false;
+}

@@ -1,0 +1,33 @@
+// What the user is told of a run: messages, lines of JSON, progress, the summary.
+#pragma once
+
+#include <string>
+
+#include "command/plan.h"
+#include "job/outcome.h"
+#include "options.h"
+
+class Reporter {
+ public:
+  explicit Reporter(const Options& options);
+
+  // From here on there is more than one scan.
+  void Expect() { m_many = true; }
+
+  void Tell(const Job& job, const Outcome& outcome);
+  void Summarise();
+
+  // The program's.
+  int ExitStatus() const;
+
+ private:
+  int Count(Status status) const { return m_counts[static_cast<size_t>(status)]; }
+  void ShowProgress(const std::string& scan);
+  void ClearProgress();
+
+  const Options& m_options;
+  bool m_terminal;
+  bool m_many = false;
+  bool m_shown = false;
+  int m_counts[5] = {}; // by Status
+};

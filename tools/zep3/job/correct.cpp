@@ -1,0 +1,109 @@
+#include "job/correct.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "failure.h"
+#include "files/output.h"
+#include "files/pending_file.h"
+#include "interrupt.h"
+#include "job/correct_pages.h"
+#include "job/result.h"
+#include "opening/scan.h"
+#include "saving/check_whole.h"
+#include "saving/in_place.h"
+#include "told/evidence.h"
+#include "told/side_files.h"
+#include "told/sidecar.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+Outcome IsCorrectedAlready(const InPlace& place) {
+  return {Status::kSkipped, place.Backup() + " exists: it is corrected already"};
+}
+
+Outcome Done(const CorrectedScan& done, const std::string& message) {
+  Outcome outcome = {Status::kCorrected, message};
+  outcome.found = SummariesOf(done.pages);
+  outcome.pages = AnalysesText(done.pages);
+  return outcome;
+}
+
+// Gives result and side files their names, all or none. False where another run was faster with the result.
+bool GiveNames(PendingFile& result, std::vector<PendingFile>& sideFiles, const Options& options,
+               const std::optional<InPlace>& place) {
+  bool named = false;
+  try {
+    // Before the result, for a result that exists is not made again.
+    for (PendingFile& file : sideFiles) file.CommitForNow();
+    named = place ? place->Replace(result) : result.Commit(options.overwrite);
+  } catch (...) {
+    for (PendingFile& file : sideFiles) file.Withdraw();
+    throw;
+  }
+  if (!named) {
+    for (PendingFile& file : sideFiles) file.Withdraw();
+  }
+  return named;
+}
+
+// The way of a job. `place`: in place of the scan, or nothing.
+Outcome MakeResult(const Job& job, const Options& options, const std::optional<InPlace>& place) {
+  const Scan scan(place && place->HasOriginal() ? place->Backup() : job.scan, options.admission);
+  const Format& format = ResultFormat(job, options, scan);
+  CheckPages(scan, job, options, format);
+  const bool toOutput = job.result == "-";
+  if (options.dryRun) {
+    return {Status::kPlanned, "would become " + (toOutput ? std::string("standard output") : job.result)};
+  }
+
+  std::optional<TemporaryFolder> temporary;
+  if (toOutput) temporary.emplace();
+  const fs::path target = toOutput ? temporary->Path() / "result" : fs::path(job.result);
+  const PendingFile::Sync sync = toOutput ? PendingFile::Sync::kNo : SyncOf(options);
+  CreateFolders(target.parent_path(), sync);
+  PendingFile result(target, sync);
+  CorrectedScan done;
+  result.Fill([&] {
+    done = CorrectPages(scan, options, SaveOptionsOf(job, options, format), result, target);
+    CheckWhole(result, format);
+  });
+  if (IsInterrupted()) throw Failure("interrupted");
+  if (place && !place->IsUntouched()) return IsCorrectedAlready(*place);
+  scan.CheckUnchanged();
+
+  std::vector<PendingFile> sideFiles = WriteSideFiles(job, options, sync, done.pages, done.small);
+  if (toOutput) {
+    CopyToStandardOutput(result);
+    return Done(done, "");
+  }
+  if (place) place->GiveRights(result);
+  result.Finish();
+  if (IsTaken(job, options)) return Exists(job); // another run was faster: the side files are its own
+  if (!GiveNames(result, sideFiles, options, place)) return place ? IsCorrectedAlready(*place) : Exists(job);
+  // Of all files, which are in one folder. Not thrown: in place the scan is not the one any more that it was.
+  if (const std::string fault = result.SyncName(); !fault.empty()) return {Status::kFailed, fault};
+  return Done(done, done.pages.empty() ? "is black and white only; kept as it is" : "");
+}
+
+} // namespace
+
+Outcome Correct(const Job& job, const Options& options) {
+  if (!options.inPlace) {
+    if (job.result != "-" && fs::is_directory(job.result)) throw Failure(job.result + " is a folder");
+    return IsTaken(job, options) ? Exists(job) : MakeResult(job, options, std::nullopt);
+  }
+  const std::optional<InPlace> place(std::in_place, job.result, !options.noBackup);
+  if (place->IsCorrected() && !options.overwrite) return IsCorrectedAlready(*place);
+  try {
+    return MakeResult(job, options, place);
+  } catch (...) {
+    // If another run replaced the scan, we may have read a mix of both files.
+    if (!place->IsUntouched()) return IsCorrectedAlready(*place);
+    throw;
+  }
+}

@@ -1,0 +1,23 @@
+// The pages of a scan, one by one: decided on, corrected and written.
+#pragma once
+
+#include <filesystem>
+#include <vector>
+
+#include "files/pending_file.h"
+#include "opening/scan.h"
+#include "options.h"
+#include "page/correction.h"
+#include "page/prescan.h"
+#include "saving/save.h"
+
+// What the pages were corrected by, for what is told about them.
+struct CorrectedScan {
+  std::vector<CorrectedPage> pages; // but those that are kept as they are
+  std::vector<SmallScan> small;     // the same pages; for the report alone
+};
+
+// Writes all pages into the empty file `to`. `target`: the final name, beside which single pages lie for a time. Throws
+// Failure or VError.
+CorrectedScan CorrectPages(const Scan& scan, const Options& options, const SaveOptions& save, PendingFile& to,
+                           const std::filesystem::path& target);

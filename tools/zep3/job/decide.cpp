@@ -1,0 +1,75 @@
+#include "job/decide.h"
+
+#include <utility>
+
+#include "failure.h"
+#include "page/analysis.h"
+#include "page/box_mean.h"
+#include "page/encoding.h"
+#include "told/sidecar.h"
+
+namespace {
+
+// A sidecar of one page serves all pages; one of several, each its own.
+const CorrectedPage& PageOf(const std::vector<CorrectedPage>& sidecar, int page) {
+  if (sidecar.size() == 1) return sidecar.front();
+  for (const CorrectedPage& corrected : sidecar) {
+    if (corrected.page == page) return corrected;
+  }
+  throw Failure("the sidecar holds nothing for page " + std::to_string(page + 1));
+}
+
+// Makes the page small, and keeps it for being read again: in memory, or by opening it a second time.
+void Measure(const Scan& scan, int page, const vips::VImage& image, bool again, DecidedPage& decided) {
+  const auto plain = [&](int64_t side) {
+    if (!scan.IsTiff() || !scan.IsPlainFile()) return vips::VImage(nullptr);
+    return BoxMeanOfPlainTiff(scan.Path(), scan.Place(page), ShapeOf(image), ColourBands(image), side);
+  };
+  vips::VImage held(nullptr);
+  decided.small = TakePrescan(image, plain, again ? &held : nullptr);
+  if (again) decided.source = held.is_null() ? scan.Open(page) : held;
+}
+
+} // namespace
+
+std::vector<CorrectedPage> RepeatedCorrections(const Options& options) {
+  return options.useSidecar.empty() ? std::vector<CorrectedPage>() : ReadSidecar(options.useSidecar);
+}
+
+DecidedPage Decide(const Scan& scan, int page, const Options& options, const std::vector<CorrectedPage>& repeated,
+                   bool again) {
+  const MemoryBound bound(options.admission);
+  const vips::VImage image = scan.Open(page);
+  DecidedPage decided;
+  decided.source = image;
+  // A repeated correction needs no measurement, but what is told about it does.
+  const bool measured = repeated.empty() || options.sidecar || options.report;
+  if (measured) Measure(scan, page, image, again, decided);
+  CorrectedPage& corrected = decided.corrected;
+  if (repeated.empty()) {
+    const Encoding encoding = FindEncoding(image, options.inputGamma, options.outputGamma);
+    corrected.correction = Analyse(decided.small, options.analysis, options.user, encoding);
+    corrected.chroma = GetZEP3Chroma(&corrected.correction.record.para);
+  } else {
+    corrected = PageOf(repeated, scan.FilePage(page));
+    ApplyUserOptions(options.user, corrected.correction.record);
+    if (measured) MeasurePrescan(decided.small, corrected.correction);
+  }
+  if (!options.saturation) corrected.chroma = 1;
+  corrected.page = scan.FilePage(page);
+  corrected.bands = image.bands();
+  corrected.bits = image.format() == VIPS_FORMAT_USHORT ? 16 : 8;
+  return decided;
+}
+
+std::vector<CorrectedPage> DecideAll(const Scan& scan, const Options& options) {
+  const std::vector<CorrectedPage> repeated = RepeatedCorrections(options);
+  std::vector<CorrectedPage> pages;
+  for (int page = 0; page < scan.Pages(); page++) {
+    if (scan.IsBilevel(page) || scan.IsReduced(page)) continue;
+    pages.push_back(Decide(scan, page, options, repeated, false).corrected);
+  }
+  if (pages.empty()) throw Failure("is black and white only; there is nothing to correct");
+  scan.CheckUnchanged();
+  return pages;
+}

@@ -1,0 +1,27 @@
+// The correction of each page of a scan: found by an analysis, or repeated from a sidecar.
+#pragma once
+
+#include <vector>
+
+#include "opening/scan.h"
+#include "options.h"
+#include "page/correction.h"
+#include "page/prescan.h"
+
+// The corrections of --use-sidecar; none where the scan is to be analysed. Throws Failure.
+std::vector<CorrectedPage> RepeatedCorrections(const Options& options);
+
+// A page with its correction, and the images by the way.
+struct DecidedPage {
+  CorrectedPage corrected;
+  SmallScan small;     // empty where nothing had to be measured
+  vips::VImage source; // the page, still to be read from its top
+};
+
+// Reads the page. `repeated`: see above. `again`: the page is read once more, from DecidedPage::source. Throws Failure.
+DecidedPage Decide(const Scan& scan, int page, const Options& options, const std::vector<CorrectedPage>& repeated,
+                   bool again);
+
+// The corrections of all pages but those without levels or of their own, for commands that write no picture. Throws
+// Failure.
+std::vector<CorrectedPage> DecideAll(const Scan& scan, const Options& options);

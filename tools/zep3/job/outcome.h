@@ -1,0 +1,17 @@
+// What became of the work on one scan.
+#pragma once
+
+#include <string>
+#include <vector>
+
+enum class Status { kCorrected, kSkipped, kFailed, kPlanned, kInterrupted };
+inline constexpr const char* kStatusNames[] = {"corrected", "skipped", "failed", "planned", "interrupted"};
+
+struct Outcome {
+  Status status = Status::kFailed;
+  std::string message{}; // why it failed or was skipped, what would be done
+  std::string text{};    // analysis or tables, for standard output
+  double seconds = 0;
+  std::vector<std::string> found{}; // a line a page: which analysis decided, and why
+  std::string pages = "[]";         // the same as JSON
+};

@@ -1,0 +1,41 @@
+// A page made small, on which its correction is decided, and the statistics of it.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include <vips/vips8>
+
+#include "page/correction.h"
+
+// A scan made small: box means of its values, one or three colour bands, in memory.
+struct SmallScan {
+  vips::VImage image;
+  int64_t shrink = 1;
+  int64_t scanWidth = 0, scanHeight = 0;
+};
+
+// Colour bands of an image: 1 or 3; what lies behind them (alpha) is not analysed and not corrected.
+int ColourBands(const vips::VImage& image);
+
+// `plain`, where it says so, reads the page from its file without a decoder: side of a block to its means, or null.
+using PlainReader = std::function<vips::VImage(int64_t side)>;
+
+// Reads the image. `held`, where given, becomes the same image in memory, unless that takes too much or `plain` reads
+// it.
+SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain, vips::VImage* held);
+
+// R G B, linear levels, line by line.
+struct LinearPixels {
+  std::vector<uint8_t> bytes;
+  int64_t width, height;
+
+  const uint8_t* At(int64_t x, int64_t y) const { return &bytes[static_cast<size_t>(3 * (y * width + x))]; }
+};
+
+// The pre-scan on the engine's scale; `gamma`: of its values, tenths. A gray one becomes three equal channels.
+LinearPixels ToLinear(const SmallScan& scan, int gamma);
+
+// What a correction tells about the pre-scan that it was found on.
+Prescan Describe(const SmallScan& scan, const LinearPixels& pixels, const AREA& area);

@@ -1,0 +1,38 @@
+#include "saving/write_page.h"
+
+#include "interrupt.h"
+#include "page/box_mean.h"
+#include "page/encoding.h"
+#include "page/finish.h"
+#include "saving/progress.h"
+#include "tiff/plain_tiff.h"
+
+namespace {
+
+// A plain page to a plain page: what is not pixels is carried, and pixels go from file to file. False where more is to
+// be done.
+bool RewritePage(const Scan& scan, int page, const vips::VImage& image, const CorrectedPage& corrected,
+                 const SaveOptions& save, bool quiet, PendingFile& to) {
+  const Correction& correction = corrected.correction;
+  const bool tiff = save.format->name == "tiff" && scan.IsTiff() && scan.IsPlainFile();
+  const bool asIs = save.saver.empty() && !save.strip && correction.encoding.input == correction.encoding.output;
+  if (!tiff || !asIs || !IsTablesAlone(image, corrected.chroma)) return false;
+  // Of the page itself: a thumbnail, corrected as the page before it, may have another depth.
+  const PlainShape shape = ShapeOf(image);
+  Progress progress(quiet);
+  const auto go = [&](double share) {
+    progress.Show(static_cast<int>(100 * share));
+    return !IsInterrupted();
+  };
+  return RewritePlainTiff(scan.Path(), scan.Place(page), to, shape, PixelsThroughTables(correction, shape.deep), go);
+}
+
+} // namespace
+
+void WritePage(const Scan& scan, int page, const vips::VImage& image, const CorrectedPage& corrected,
+               const SaveOptions& save, bool quiet, PendingFile& to) {
+  if (RewritePage(scan, page, image, corrected, save, quiet, to)) return;
+  const vips::VImage result = ApplyCorrection(image, corrected.correction, corrected.chroma);
+  Progress progress(quiet);
+  Save(progress.Watch(FitProfile(result, corrected.correction.encoding)), scan, page, save, to);
+}
