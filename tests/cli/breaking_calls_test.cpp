@@ -235,6 +235,13 @@ TEST_F(BreakingCalls, WhatIsCutIsNoResult) {
       }
     }
   }
+  // A strip that is longer than the file, by its high byte.
+  Save(image, "a.tif");
+  const std::string whole = Read("a.tif"), count("\x17\x01\x04\0\x01\0\0\0\x20\x1c\0\0", 12); // 7200 bytes
+  ASSERT_NE(whole.find(count), std::string::npos);
+  PendingFile liar(Path("result"));
+  liar.Write(std::string(whole).replace(whole.find(count) + 10, 1, "\x01").data(), whole.size());
+  EXPECT_THROW(CheckWhole(liar, *FormatOfName("a.tif")), Failure);
   // The file on the disk is another than the one that was written.
   PendingFile file(Path("result"));
   file.Write("0123456789", 10);
