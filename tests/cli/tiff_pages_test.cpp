@@ -186,6 +186,7 @@ TEST_F(TiffPages, WhatIsNotPlainIsNotRewritten) {
     PendingFile result(Path("result.tif"));
     const bool done = RewritePlainTiff(Path("source.tif"), 0, result, shape, same, [](double) { return true; });
     EXPECT_EQ(result.Size() > 0, done);
+    EXPECT_EQ(PlainLines::Open(Path("source.tif"), 0, shape) != nullptr, done);
     return done;
   };
   for (const char* options : {"[compression=lzw]", "[tile]", "[compression=jpeg]"}) {
