@@ -127,8 +127,8 @@ TEST_F(Program, PlainTiffsComeOutAsOthersDo) {
     const auto rows = [&](const std::string& name) { return Run("tiffinfo " + name + " | grep Rows/Strip").out; };
     EXPECT_EQ(rows("plain.tif"), rows("scan.tif"));
   }
-  ASSERT_EQ(Run("tiffset -s 315 Someone gray.tif").status, 0);
-  ExpectDone("gray.tif -o stripped.tif --strip");
+  ASSERT_EQ(Run("tiffset -s 315 Someone sample.tif").status, 0);
+  ExpectDone("sample.tif -o stripped.tif --strip");
   EXPECT_EQ(Run("tiffinfo stripped.tif | grep Someone").out, "");
 }
 
