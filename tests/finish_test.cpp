@@ -1,84 +1,61 @@
 // The pre-scan, the scan's own tables, and the finished picture.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <string_view>
 #include <vector>
 
 #include "support.h"
 
 namespace {
 
-// A scan of any layout and depth; the value of a sample is Value(x, y, channel) of 0..255, times 257 for 16 bits.
-struct Scan {
-  std::vector<uint8_t> bytes;
-  std::vector<uint16_t> deep;
-  ZEP3_BmpInfo bmp;
-  int width, samples;
+using Levels = std::vector<uint8_t>;
 
-  Scan(int w, int h, int format, bool is16, int (*value)(int x, int y, int channel)) : width(w) {
-    constexpr int kSamples[] = {3, 3, 4, 4, 4, 1, 2};
-    constexpr int kChannel[7][4] = {{0, 1, 2}, {2, 1, 0}, {3, 0, 1, 2}, {0, 1, 2, 3}, {2, 1, 0, 3}, {1}, {1, 3}};
-    samples = kSamples[format];
-    for (int y = 0; y < h; y++) {
-      for (int x = 0; x < w; x++) {
-        for (int s = 0; s < samples; s++) {
-          const int v = kChannel[format][s] == 3 ? 99 : value(x, y, kChannel[format][s]);
-          bytes.push_back(static_cast<uint8_t>(v));
-          deep.push_back(static_cast<uint16_t>(257 * v));
-        }
-      }
-    }
-    void* pixels = is16 ? static_cast<void*>(deep.data()) : bytes.data();
-    SetZEP3Image(&bmp, pixels, w, h, 0, format, is16 ? ZEP3_BITS_16 : ZEP3_BITS_8);
-  }
-};
-
-int Pattern(int x, int y, int channel) { return (7 * x + 31 * y + 50 * channel) % 256; }
-
-std::vector<uint8_t> PrescanOf(const ZEP3_BmpInfo& scan, int64_t gamma, int64_t shrink, ZEP3_BmpInfo& prescan) {
+Levels PrescanOf(const ZEP3_BmpInfo& scan, int64_t gamma, int64_t shrink, ZEP3_BmpInfo& prescan) {
   const auto blocks = [&](int64_t side) { return (side + shrink - 1) / shrink; };
-  std::vector<uint8_t> levels(static_cast<size_t>(3 * blocks(scan.lWidth) * blocks(scan.lHeight)));
+  Levels levels(static_cast<size_t>(3 * blocks(scan.lWidth) * blocks(scan.lHeight)));
   prescan.pBits = levels.data();
   EXPECT_EQ(MakeZEP3Prescan(&scan, gamma, shrink, &prescan), 1);
   return levels;
 }
 
 TEST(Prescan, IsTheMeanOfSquaresOnTheEnginesScale) {
+  ZEP3_BmpInfo prescan;
   // At gamma 1.8 values are levels. The last column and line are of what there is.
+  const auto pattern = [](int x, int y, int c) { return (7 * x + 31 * y + 50 * c) % 256; };
   for (int format = 0; format < 7; format++) {
-    for (const bool is16 : {false, true}) {
-      SCOPED_TRACE(testing::Message() << "format " << format << (is16 ? ", 16 bits" : ", 8 bits"));
-      const Scan scan(7, 5, format, is16, Pattern);
+    for (const int64_t bits : {ZEP3_BITS_8, ZEP3_BITS_16}) {
+      Image scan(7, 5, format, 0, bits);
+      scan.Fill(pattern);
       for (const int shrink : {1, 3, 100}) {
-        ZEP3_BmpInfo prescan;
-        const std::vector<uint8_t> levels = PrescanOf(scan.bmp, ZEP3_GAMMA_LINEAR_LEVELS, shrink, prescan);
-        size_t i = 0;
+        Levels expected;
         for (int top = 0; top < 5; top += shrink) {
           for (int left = 0; left < 7; left += shrink) {
             for (int c = 0; c < 3; c++) {
               double sum = 0, count = 0;
               for (int y = top; y < std::min(5, top + shrink); y++) {
                 for (int x = left; x < std::min(7, left + shrink); x++, count++) {
-                  sum += Pattern(x, y, scan.samples < 3 ? 1 : c);
+                  sum += pattern(x, y, kSamples[format] < 3 ? 1 : c);
                 }
               }
-              EXPECT_EQ(levels[i++], std::floor(sum / count + 0.5)) << shrink << ": " << left << " " << top;
+              expected.push_back(static_cast<uint8_t>(std::floor(sum / count + 0.5)));
             }
           }
         }
-        EXPECT_EQ(i, levels.size());
+        EXPECT_EQ(PrescanOf(scan.bmp, ZEP3_GAMMA_LINEAR_LEVELS, shrink, prescan), expected) << format << " " << bits;
       }
     }
   }
   // By hand: 255 * (128 / 255)^(2.2 / 1.8) = 109.83; light itself: 255 * (128 / 255)^(1 / 1.8) = 173.86.
-  const Scan gray(1, 1, ZEP3_PIXEL_GRAY, false, [](int, int, int) { return 128; });
-  ZEP3_BmpInfo prescan;
-  EXPECT_EQ(PrescanOf(gray.bmp, ZEP3_GAMMA_SRGB, 1, prescan), (std::vector<uint8_t>{110, 110, 110}));
-  EXPECT_EQ(PrescanOf(gray.bmp, 10, 1, prescan), (std::vector<uint8_t>{174, 174, 174}));
+  Image gray(1, 1, ZEP3_PIXEL_GRAY);
+  gray.pixels[0] = 128;
+  EXPECT_EQ(PrescanOf(gray.bmp, ZEP3_GAMMA_SRGB, 1, prescan), (Levels{110, 110, 110}));
+  EXPECT_EQ(PrescanOf(gray.bmp, 10, 1, prescan), (Levels{174, 174, 174}));
 }
 
 TEST(Prescan, TakesTheAreaAlong) {
-  Scan scan(1251, 900, ZEP3_PIXEL_RGB, false, Pattern);
+  Image scan(1251, 900);
   EXPECT_EQ(GetZEP3PrescanShrink(1250, 3), 1);
   EXPECT_EQ(GetZEP3PrescanShrink(3, 1251), 2);
   EXPECT_EQ(GetZEP3PrescanShrink(0, -5), 1);
@@ -88,12 +65,8 @@ TEST(Prescan, TakesTheAreaAlong) {
   EXPECT_EQ(prescan.area.ptRight.x, 626) << "all of it";
   scan.bmp.area = {{3, 201}, {400, 0}, {1251, 300}, {700, 899}};
   PrescanOf(scan.bmp, 22, 2, prescan);
-  const AREA& area = prescan.area;
-  EXPECT_EQ(area.ptLeft.x, 2);
-  EXPECT_EQ(area.ptLeft.y, 101);
-  EXPECT_EQ(area.ptTop.x, 200);
-  EXPECT_EQ(area.ptRight.x, 626);
-  EXPECT_EQ(area.ptBottom.y, 450);
+  const AREA expected = {{2, 101}, {200, 0}, {626, 150}, {350, 450}};
+  EXPECT_EQ(std::memcmp(&prescan.area, &expected, sizeof expected), 0);
 }
 
 // A scan's table is the curve at the level of each value.
@@ -119,19 +92,18 @@ TEST(Finish, IsItsStepsInOneCall) {
   const struct {
     const char* kind;
     int format;
-    bool is16;
-    int64_t adaptive;
-  } rows[] = {{"photo", ZEP3_PIXEL_RGB, false, ZEP3_UNSET},      {"faded-print", ZEP3_PIXEL_BGRA, true, ZEP3_UNSET},
-              {"faded-slide", ZEP3_PIXEL_RGBA, false, 0},        {"document", ZEP3_PIXEL_GRAY, false, ZEP3_UNSET},
-              {"bw-negative", ZEP3_PIXEL_RGB, true, ZEP3_UNSET}, {"negative", ZEP3_PIXEL_XRGB, false, 1}};
-  const auto value = [](int x, int y, int c) { return 40 + x / 13 + 20 * c + Noise(3 * (1300 * y + x) + c, 2) / 8; };
+    int64_t bits, adaptive;
+  } rows[] = {{"photo", ZEP3_PIXEL_RGB, ZEP3_BITS_8, ZEP3_UNSET},
+              {"faded-print", ZEP3_PIXEL_BGRA, ZEP3_BITS_16, ZEP3_UNSET},
+              {"faded-slide", ZEP3_PIXEL_RGBA, ZEP3_BITS_8, 0},
+              {"document", ZEP3_PIXEL_GRAY, ZEP3_BITS_8, ZEP3_UNSET},
+              {"bw-negative", ZEP3_PIXEL_RGB, ZEP3_BITS_16, ZEP3_UNSET},
+              {"negative", ZEP3_PIXEL_XRGB, ZEP3_BITS_8, 1}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.kind);
-    Scan scan(1300, 40, row.format, row.is16, value);
-    Scan steps = scan;
-    steps.bmp.pBits = row.is16 ? reinterpret_cast<uint8_t*>(steps.deep.data()) : steps.bytes.data();
-    scan.bmp.pBits = row.is16 ? reinterpret_cast<uint8_t*>(scan.deep.data()) : scan.bytes.data();
+    Image scan(1300, 40, row.format, 0, row.bits), steps(1300, 40, row.format, 0, row.bits);
     Record r, expected;
+    for (Image* image : {&scan, &steps}) FillPicture(*image);
     for (Record* record : {&r, &expected}) {
       ASSERT_EQ(SetZEP3Kind(&record->para, row.kind), 1);
       record->para.ic.lBrightness = 20;
@@ -140,41 +112,40 @@ TEST(Finish, IsItsStepsInOneCall) {
     ASSERT_EQ(FinishZEP3(&scan.bmp, 20, row.adaptive, &r.para, nullptr, &evidence), 1);
 
     ZEP3_BmpInfo prescan;
-    const std::vector<uint8_t> levels = PrescanOf(steps.bmp, 20, 2, prescan);
-    double identity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-    const bool adaptive = row.adaptive == ZEP3_UNSET ? std::string(row.kind) != "document" : row.adaptive == 1;
-    ASSERT_EQ(adaptive ? ZEP3Adaptive(&prescan, &expected.para, identity, &expectedEvidence)
-                       : ZEP3(&prescan, &expected.para, identity),
+    const Levels levels = PrescanOf(steps.bmp, 20, 2, prescan);
+    const bool adaptive = row.adaptive == ZEP3_UNSET ? std::string_view(row.kind) != "document" : row.adaptive == 1;
+    ASSERT_EQ(adaptive ? ZEP3Adaptive(&prescan, &expected.para, kIdentity, &expectedEvidence)
+                       : ZEP3(&prescan, &expected.para, kIdentity),
               1);
     EXPECT_EQ(r.Points(), expected.Points());
     EXPECT_EQ(r.para.lSaturation, expected.para.lSaturation);
     EXPECT_EQ(std::memcmp(&evidence, &expectedEvidence, sizeof evidence), 0);
     const double chroma = GetZEP3Chroma(&expected.para);
     std::vector<uint16_t> table(3 * 65536);
-    ASSERT_EQ(MakeZEP3ScanLUT(&expected.para, nullptr, 20, row.is16 ? 65536 : 256, table.data()), 1);
+    const int64_t entries = row.bits == ZEP3_BITS_16 ? 65536 : 256;
+    ASSERT_EQ(MakeZEP3ScanLUT(&expected.para, nullptr, 20, entries, table.data()), 1);
     ASSERT_EQ(ApplyZEP3ScanLUT(&steps.bmp, table.data(), chroma), 1);
-    EXPECT_EQ(row.is16 ? scan.deep == steps.deep : scan.bytes == steps.bytes, true);
+    EXPECT_TRUE(scan.pixels == steps.pixels);
   }
 }
 
 // What is refused stays as it was.
 TEST(Finish, RefusesWhatItCannotRead) {
-  Scan scan(200, 100, ZEP3_PIXEL_RGB, false, Pattern);
-  const std::vector<uint8_t> before = scan.bytes;
-  Record r;
-  EXPECT_EQ(FinishZEP3(nullptr, 22, 1, &r.para, nullptr, nullptr), 0);
-  EXPECT_EQ(FinishZEP3(&scan.bmp, 22, 1, nullptr, nullptr, nullptr), 0);
-  EXPECT_EQ(FinishZEP3(&scan.bmp, 0, 1, &r.para, nullptr, nullptr), 0);
-  ZEP3_BmpInfo bmp = scan.bmp;
-  bmp.lBitCount = 32;
-  EXPECT_EQ(FinishZEP3(&bmp, 22, 1, &r.para, nullptr, nullptr), 0);
-  bmp = scan.bmp;
-  bmp.area.ptLeft = {300, 300};
-  EXPECT_EQ(FinishZEP3(&bmp, 22, 1, &r.para, nullptr, nullptr), 0);
-  r.para.pOutRGBTone = nullptr;
-  EXPECT_EQ(FinishZEP3(&scan.bmp, 22, 1, &r.para, nullptr, nullptr), 0);
-  EXPECT_EQ(scan.bytes, before);
-  ZEP3_BmpInfo prescan = scan.bmp;
+  Image scan(200, 100);
+  const Levels before = scan.pixels;
+  Record r, incomplete;
+  incomplete.para.pOutRGBTone = nullptr;
+  ZEP3_BmpInfo deep = scan.bmp, beside = scan.bmp, prescan = scan.bmp;
+  deep.lBitCount = 32;
+  beside.area.ptLeft = {300, 300};
+  const struct {
+    ZEP3_BmpInfo* bmp;
+    int64_t gamma;
+    ZEP3_PARA* para;
+  } rows[] = {{nullptr, 22, &r.para}, {&scan.bmp, 22, nullptr}, {&scan.bmp, 0, &r.para},
+              {&deep, 22, &r.para},   {&beside, 22, &r.para},   {&scan.bmp, 22, &incomplete.para}};
+  for (const auto& row : rows) EXPECT_EQ(FinishZEP3(row.bmp, row.gamma, 1, row.para, nullptr, nullptr), 0);
+  EXPECT_EQ(scan.pixels, before);
   EXPECT_EQ(MakeZEP3Prescan(&scan.bmp, 22, 0, &prescan) + MakeZEP3Prescan(nullptr, 22, 1, &prescan), 0);
   uint16_t table[6];
   EXPECT_EQ(MakeZEP3ScanLUT(&r.para, nullptr, 22, 1, table) + MakeZEP3ScanLUT(&r.para, nullptr, 0, 2, table), 0);

@@ -24,7 +24,7 @@ struct Results {
   std::array<int64_t, 15> points = {}, adaptive = {};
   std::array<uint8_t, 768> table = {};
   std::array<double, 9> curves = {}, matrix = {};
-  std::vector<uint8_t> pixels, finished;
+  std::vector<uint8_t> finished;
   double confidence = 0;
   int answers = 0;
 
@@ -50,15 +50,13 @@ Results RunAll(const Job& job, const ZEP3_BmpInfo& scan) {
   results.answers += MakeZEP3LUTAt(&r.para, kMatrix, kLevels, 3, results.curves.data());
   results.answers += ColorMatrixConv(&r.para, matrix, results.matrix.data());
   results.points = r.Points();
-  Image image(64, 3), other(64, 48);
-  image.Fill([](int x, int y, int c) { return 4 * x + 30 * y + c; });
+  Image image(64, 48);
+  FillPicture(image);
   results.answers += ApplyZEP3LUT(&image.bmp, results.table.data());
-  results.pixels = image.pixels;
-  other.Fill([](int x, int y, int c) { return 40 + 2 * x + 10 * c + Noise(3 * (64 * y + x) + c, 4) / 8; });
   Record finish(job.type, job.subMode);
   ZEP3_EVIDENCE evidence;
-  results.answers += FinishZEP3(&other.bmp, 22, 1, &finish.para, matrix, &evidence);
-  results.finished = other.pixels;
+  results.answers += FinishZEP3(&image.bmp, 22, 1, &finish.para, matrix, &evidence);
+  results.finished = image.pixels;
   results.adaptive = finish.Points();
   results.confidence = evidence.dConfidence;
   return results;
@@ -66,7 +64,7 @@ Results RunAll(const Job& job, const ZEP3_BmpInfo& scan) {
 
 TEST(Concurrency, DistinctRecordsGiveWhatTheyGiveAlone) {
   Image scan(300, 220);
-  scan.Fill([](int x, int y, int c) { return 40 + x / 2 + 10 * c + Noise(3 * (300 * y + x) + c, 2) / 8; });
+  FillPicture(scan);
   std::vector<Results> alone;
   for (const Job& job : kJobs) alone.push_back(RunAll(job, scan.bmp));
   EXPECT_EQ(alone[4].answers, 9);
@@ -91,11 +89,10 @@ TEST(Concurrency, DistinctRecordsGiveWhatTheyGiveAlone) {
 // What hosts and their drivers leave behind: another rounding, traps, numbers flushed to zero.
 TEST(FloatEnvironment, TheHostsIsNeitherFeltNorChanged) {
   constexpr unsigned kFlushToZero = 0x8040; // of results and of operands, in the processor's register
-  struct Row {
+  const struct {
     const char* what;
     void (*set)();
-  };
-  const Row rows[] = {
+  } rows[] = {
       {"downward", [] { std::fesetround(FE_DOWNWARD); }},
       {"upward", [] { std::fesetround(FE_UPWARD); }},
       {"toward zero", [] { std::fesetround(FE_TOWARDZERO); }},
@@ -104,10 +101,10 @@ TEST(FloatEnvironment, TheHostsIsNeitherFeltNorChanged) {
       {"a flag", [] { std::feraiseexcept(FE_DIVBYZERO); }},
   };
   Image scan(300, 220);
-  scan.Fill([](int x, int y, int c) { return 40 + x / 2 + 10 * c + Noise(3 * (300 * y + x) + c, 2) / 8; });
+  FillPicture(scan);
   for (const Job& job : kJobs) {
     const Results expected = RunAll(job, scan.bmp);
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
       std::fenv_t before;
       std::fegetenv(&before);
       row.set();

@@ -1,4 +1,5 @@
 // zep3 as a user runs it: scans in, finished files out, and everything that can be wrong with them.
+#include <regex>
 #include <sstream>
 
 #include "program.h"
@@ -234,6 +235,35 @@ TEST_F(Program, MetadataAndLayoutAreKept) {
   EXPECT_IN("X Resolution                    : 300", left);
 }
 
+// A result says of its size and of the coding of its colours what the scan says, and no more.
+TEST_F(Program, SizeAndColoursAreToldAsByTheScan) {
+  using namespace std::string_literals;
+  Save(Sample(), "made.png");
+  const std::string made = Read("made.png"); // 33 bytes of signature and IHDR
+  for (const std::string& chunk : {""s, "\0\0\0\x9pHYs\0\0.#\0\0.#\1\x78\xa5\x3f\x76"s, // 300 pixels an inch
+                                   "\0\0\0\x9pHYs\0\0\0\2\0\0\0\1\0\xc9\xb1\xb6\x78"s,  // 2:1, without a unit
+                                   "\0\0\0\4cICP\x9\x10\0\1\x4d\x23\x23\xfe"s}) {
+    File("a.png", made.substr(0, 33) + chunk + made.substr(made.find("IDAT") - 4));
+    ExpectDone("a.png -o out.png --overwrite");
+    const std::string head = Read("out.png").substr(0, Read("out.png").find("IDAT"));
+    EXPECT_EQ(head.substr(33, chunk.size()), chunk);
+    for (const char* name : {"pHYs", "cICP"}) EXPECT_EQ(head.find(name, 33 + chunk.size()), std::string::npos) << name;
+  }
+  for (const std::string result : {"out.tif", "other.png --output-gamma 1.8"}) {
+    EXPECT_IN("(cICP) is left out", Zep3("a.png -o " + result).err);
+  }
+  EXPECT_EQ(Read("other.png").find("cICP"), std::string::npos);
+  Save(Sample(), "a.jpg");
+  ASSERT_EQ(Run("exiftool -q -overwrite_original -all= a.jpg && cp a.jpg big-endian.jpg && exiftool -q "
+                "-overwrite_original -Make=Maker -ResolutionUnit=None big-endian.jpg")
+                .status,
+            0);
+  for (const std::string scan : {"a.jpg", "big-endian.jpg", "a.png"}) {
+    ExpectDone(scan + " -o out.jpg --overwrite");
+    EXPECT_EQ(Run("exiftool -s3 -ResolutionUnit out.jpg").out, "None\n") << scan;
+  }
+}
+
 // With a profile of another gamma the result looks the same: the profile's curves fit what the values say.
 TEST_F(Program, ProfileFitsTheOutputGamma) {
   Save(Sample(), "scan.tif[profile=srgb]");
@@ -438,6 +468,28 @@ TEST_F(Program, InPlaceKeepsTheOriginal) {
   ExpectFiles(all);
 }
 
+// ---- what is said ----
+
+TEST_F(Program, TextsAreWhole) {
+  EXPECT_IN("the zep3 authors, MIT License\n", Zep3("--version").out);
+  // The man page, made of the help, joins lines that follow one another.
+  EXPECT_FALSE(std::regex_search(Zep3("--help").out, std::regex("\n    zep3 [^\n]*\n    zep3 ")));
+  Save(Sample(), "a.png");
+  ExpectDone("a.png -o out.png --report");
+  EXPECT_FALSE(std::regex_search(Read("out.png.zep3.html"), std::regex("<h2[^>]*></h2>|alt=\"( |\")")));
+}
+
+// On a terminal the writing of a result is followed where it is the only one.
+TEST_F(Program, OneLineOfProgress) {
+  Save(Gray(Noise(3000, 1500, 1)), "large.pgm"); // seconds of compression
+  Save(Sample(), "small.ppm");
+  for (const std::string scans : {"large.pgm", "large.pgm small.ppm"}) {
+    const std::string run = ZEP3_PROGRAM " -j2 " + scans + " -o out/ --overwrite --format png[compression=9]";
+    const std::string shown = Run("script -qec '" + run + "' typescript").out;
+    EXPECT_EQ(shown.find("writing, ") != std::string::npos, scans == "large.pgm") << shown;
+  }
+}
+
 // ---- everything that can be wrong ----
 
 TEST_F(Program, FaultsAreNamedAndLoseNothing) {
@@ -505,6 +557,7 @@ TEST_F(Program, FaultsAreNamedAndLoseNothing) {
       {"good.png -o - --json", 2, "standard output is the picture"},
       {"- --in-place < good.png", 2, "standard input cannot be replaced"},
       {"--files-from nowhere.txt -o folder", 2, "cannot read the list nowhere.txt"},
+      {"good.png -o out.png -b 0.5", 2, "--brightness: '0.5': expected a whole number of -1000..1000"},
       {"good.png -o out.png --curve 0:0", 2, "--curve"},
       {"tables good.png --report", 2, "write no pictures"},
       {"-r folder -o folder", 2, "is searched for scans"},

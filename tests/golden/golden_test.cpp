@@ -26,15 +26,17 @@ struct Case {
   std::set<std::string> edge;            // values that another mathematical library may move by one
 
   bool Has(const std::string& key) const { return input.count(key) > 0; }
-  std::vector<int64_t> Integers(const std::string& key) const {
-    std::vector<int64_t> values;
-    for (const std::string& word : input.at(key)) values.push_back(std::stoll(word));
+  template <class Number>
+  std::vector<Number> Numbers(const std::string& key, Number (*read)(const std::string&)) const {
+    std::vector<Number> values;
+    for (const std::string& word : input.at(key)) values.push_back(read(word));
     return values;
   }
+  std::vector<int64_t> Integers(const std::string& key) const {
+    return Numbers<int64_t>(key, [](const std::string& word) -> int64_t { return std::stoll(word); });
+  }
   std::vector<double> Doubles(const std::string& key) const {
-    std::vector<double> values;
-    for (const std::string& word : input.at(key)) values.push_back(std::stod(word));
-    return values;
+    return Numbers<double>(key, [](const std::string& word) { return std::stod(word); });
   }
 };
 
@@ -156,7 +158,11 @@ Result RunScan(const Case& c) {
   return result;
 }
 
-void FillHistogram(CHIST& hist, const Case& c) {
+void FillStatistics(CHIST& hist, const Case& c, std::initializer_list<std::pair<const char*, double*>> rows) {
+  for (const auto& [name, row] : rows) {
+    const auto values = c.Doubles(name);
+    std::copy(values.begin(), values.end(), row);
+  }
   const auto spans = c.Integers("hist"); // channel, lowest, highest; repeated
   for (size_t k = 0; k < spans.size(); k += 3) {
     for (int64_t i = spans[k + 1]; i <= spans[k + 2]; i++) {
@@ -168,26 +174,24 @@ void FillHistogram(CHIST& hist, const Case& c) {
 Result RunCalculator(const Case& c) {
   const auto r = RecordOf(c);
   CHIST hist;
-  double* rows[4] = {hist.m_pdHistMax[0], hist.m_pdHistMax[1], hist.m_pdHistMax[2], hist.m_pdHistMin[1]};
-  const char* names[4] = {"max0", "max1", "max2", "min1"};
-  for (int k = 0; k < 4; k++) std::memcpy(rows[k], c.Doubles(names[k]).data(), 4 * sizeof(double));
-  hist.m_dAnlRange[3] = c.Doubles("range3")[0];
-  std::memcpy(hist.m_dAnlSlope, c.Doubles("slopes").data(), sizeof hist.m_dAnlSlope);
-  FillHistogram(hist, c);
+  FillStatistics(hist, c,
+                 {{"max0", hist.m_pdHistMax[0]},
+                  {"max1", hist.m_pdHistMax[1]},
+                  {"max2", hist.m_pdHistMax[2]},
+                  {"min1", hist.m_pdHistMin[1]},
+                  {"range3", &hist.m_dAnlRange[3]},
+                  {"slopes", hist.m_dAnlSlope}});
   // Negatives read the histograms as first built, whatever the working ones hold.
   if (r->para.wDocType != ZEP3_DOC_NEGATIVE_BW) std::memcpy(hist.m_nHist, hist.m_nHistOrg, sizeof hist.m_nHist);
   r->para.lSaturation = 777; // what an earlier analysis left
   r->para.lLevelFlag = 9;
   CZEP zep;
   zep.SetParam(&hist, &r->para);
-  using Method = bool (CZEP::*)();
-  const Method reflective[5] = {&CZEP::CalcParamFBPhoto, &CZEP::CalcParamFBDoc, &CZEP::CalcRestorationFBP,
-                                &CZEP::CalcBackgroundRemove, &CZEP::CalcGroundColorRemove};
-  Method method = &CZEP::CalcParamNegaBW;
-  if (r->para.wDocType == ZEP3_DOC_REFLECTIVE) method = reflective[r->para.wSubMode];
-  if (r->para.wDocType == ZEP3_DOC_POSITIVE) {
-    method = r->para.wSubMode == ZEP3_SUB_RESTORATION ? &CZEP::CalcRestorationFBP : &CZEP::CalcParamPosi;
-  }
+  bool (CZEP::*const reflective[5])() = {&CZEP::CalcParamFBPhoto, &CZEP::CalcParamFBDoc, &CZEP::CalcRestorationFBP,
+                                         &CZEP::CalcBackgroundRemove, &CZEP::CalcGroundColorRemove};
+  auto method = reflective[r->para.wSubMode];
+  if (r->para.wDocType == ZEP3_DOC_NEGATIVE_BW) method = &CZEP::CalcParamNegaBW;
+  if (r->para.wDocType == ZEP3_DOC_POSITIVE && r->para.wSubMode != ZEP3_SUB_RESTORATION) method = &CZEP::CalcParamPosi;
   Result result;
   result.values["return"] = {double((zep.*method)())};
   result.TakeRecord(*r);
@@ -197,11 +201,13 @@ Result RunCalculator(const Case& c) {
 Result RunNegative(const Case& c) {
   const auto r = RecordOf(c);
   CHIST hist;
-  double* rows[6] = {hist.m_pdHistMin[0], hist.m_pdHistMin[1], hist.m_pdHistMax[0],
-                     hist.m_pdHistMax[1], hist.m_pdNegaMin[1], hist.m_pdHistAve};
-  const char* names[6] = {"min0", "min1", "max0", "max1", "nega1", "ave"};
-  for (int k = 0; k < 6; k++) std::memcpy(rows[k], c.Doubles(names[k]).data(), 3 * sizeof(double));
-  FillHistogram(hist, c);
+  FillStatistics(hist, c,
+                 {{"min0", hist.m_pdHistMin[0]},
+                  {"min1", hist.m_pdHistMin[1]},
+                  {"max0", hist.m_pdHistMax[0]},
+                  {"max1", hist.m_pdHistMax[1]},
+                  {"nega1", hist.m_pdNegaMin[1]},
+                  {"ave", hist.m_pdHistAve}});
   // The working histograms are those of the corrected image: of no use for the film.
   for (auto& channel : hist.m_nHist) std::fill(std::begin(channel), std::end(channel), 3u);
   r->para.lSaturation = 777; // what an earlier analysis left
@@ -209,15 +215,11 @@ Result RunNegative(const Case& c) {
   CZEP zep;
   zep.SetParam(&hist, &r->para);
   Result result;
-  bool done = false;
-  if (r->para.wDocType == ZEP3_DOC_NEGATIVE_BW) {
-    done = zep.CalcRestorationNegaBW();
-  } else if (r->para.wSubMode == ZEP3_SUB_RESTORATION) {
-    done = zep.CalcRestorationNega();
-  } else {
-    done = zep.CalcParamNega(c.Has("matrix") ? c.Doubles("matrix").data() : nullptr);
-  }
-  result.values["return"] = {double(done)};
+  const bool faded = r->para.wSubMode == ZEP3_SUB_RESTORATION;
+  result.values["return"] = {double(r->para.wDocType == ZEP3_DOC_NEGATIVE_BW ? zep.CalcRestorationNegaBW()
+                                    : faded
+                                        ? zep.CalcRestorationNega()
+                                        : zep.CalcParamNega(c.Has("matrix") ? c.Doubles("matrix").data() : nullptr))};
   result.TakeRecord(*r);
   return result;
 }
@@ -227,11 +229,8 @@ Result RunTables(const Case& c) {
   r->para.lSaturation = 12;
   uint8_t table[768];
   Result result;
-  if (c.Has("matrix")) {
-    result.values["return"] = {double(MakeZEP3LUTEx(&r->para, c.Doubles("matrix").data(), table))};
-  } else {
-    result.values["return"] = {double(MakeZEP3LUT(&r->para, table))};
-  }
+  result.values["return"] = {double(c.Has("matrix") ? MakeZEP3LUTEx(&r->para, c.Doubles("matrix").data(), table)
+                                                    : MakeZEP3LUT(&r->para, table))};
   result.TakeRecord(*r);
   result.TakeTables(table);
   return result;

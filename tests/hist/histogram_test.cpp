@@ -3,80 +3,18 @@
 
 #include <cmath>
 #include <cstring>
-#include <numeric>
 
 #include "engine/hist/chist.h"
 #include "support.h"
 
 namespace {
 
-TEST(Histogram, SamplesByPixelOrByBlock) {
-  const struct {
-    const char* why;
-    int width, height, target, samples;
-  } rows[] = {
-      {"twice the target: every pixel", 10, 10, 50, 100},
-      // q = 2.2: 1 line by 2 columns; 9 lines, starts 0, 2, 4, 6, 8.
-      {"more: blocks, and none that ends on the far edge", 11, 10, 50, 45},
-      // q = 9: 3 by 3; lines 0, 3; columns 0, 3, ... 24.
-      {"square blocks", 30, 9, 30, 18},
-      {"no target: blocks of a pixel", 10, 10, 0, 81},
-  };
-  for (const auto& row : rows) {
-    Image image(row.width, row.height);
-    Record r;
-    CHIST hist;
-    hist.m_nSampleTargetPosi = row.target;
-    ASSERT_TRUE(hist.MakeHistogram(&image.bmp, 0, &r.para)) << row.why;
-    EXPECT_EQ(hist.m_nPixelCount, row.samples) << row.why;
-    for (const auto& channel : hist.m_nHist) {
-      EXPECT_EQ(std::accumulate(std::begin(channel), std::end(channel), 0u), uint32_t(row.samples)) << row.why;
-    }
-  }
-}
-
-TEST(Histogram, RefusesWhatItCannotRead) {
-  const struct {
-    const char* why;
-    void (*spoil)(ZEP3_BmpInfo&);
-  } rows[] = {
-      {"32 bits, even with four bytes a pixel", [](ZEP3_BmpInfo& b) { b.lBitCount = 32, b.wPixelFormat = 2; }},
-      {"no pixels", [](ZEP3_BmpInfo& b) { b.pBits = nullptr; }},
-      {"lines overlap", [](ZEP3_BmpInfo& b) { b.lBytesPerLine = -29; }},
-      {"three-byte lines read as four-byte pixels", [](ZEP3_BmpInfo& b) { b.wPixelFormat = 2; }},
-      {"stride at the end of 64 bits", [](ZEP3_BmpInfo& b) { b.lBytesPerLine = INT64_MIN; }},
-      {"lines beyond the address space", [](ZEP3_BmpInfo& b) { b.lBytesPerLine = INT64_MAX / 4; }},
-      {"negative height", [](ZEP3_BmpInfo& b) { b.lHeight = -1; }},
-      {"area beside the image",
-       [](ZEP3_BmpInfo& b) {
-         b.area.ptLeft = b.area.ptTop = {10, 0};
-       }},
-      {"refused area", [](ZEP3_BmpInfo& b) { b.area.ptRight.x = -5; }},
-  };
-  Record r;
-  CHIST hist;
-  EXPECT_FALSE(hist.MakeHistogram(nullptr, 5, &r.para));
-  for (const auto& row : rows) {
-    Image image(10, 10);
-    row.spoil(image.bmp);
-    EXPECT_FALSE(hist.MakeHistogram(&image.bmp, 5, &r.para)) << row.why;
-  }
-  Image lines(10, 10);
-  lines.SetArea({0, 9}, {0, 9}, {10, 10}, {10, 10});
-  lines.bmp.lBytesPerLine = 27; // one line of it all the same
-  EXPECT_TRUE(hist.MakeHistogram(&lines.bmp, 5, &r.para));
-}
-
 // 1000 samples per channel: 1 at level 10, 9 at 12, 990 at 100.
-void FillSteps(CHIST& hist) {
+TEST(Statistics, LevelsAtFractions) {
+  CHIST hist;
   hist.m_nPixelCount = 1000;
   for (auto& channel : hist.m_nHist) channel[10] = 1, channel[12] = 9, channel[100] = 990;
   hist.m_nHistSum[30] = 1, hist.m_nHistSum[36] = 9, hist.m_nHistSum[300] = 990;
-}
-
-TEST(Statistics, LevelsAtFractions) {
-  CHIST hist;
-  FillSteps(hist);
   const struct {
     const char* why;
     bool max;
@@ -96,15 +34,19 @@ TEST(Statistics, LevelsAtFractions) {
       {"the lower bound is examined", true, 0, 100, 100, 0.005, 100.0},
       {"from above, past 990: 13 - 0.002 / 0.009", true, 0, 1, 255, 0.992, 13.0 - 2.0 / 9.0},
       {"beyond the histogram", true, 0, 1, 256, 0.005, 0.0},
-      {"no range", true, 0, 100, 99, 0.005, 0.0},
   };
   for (const auto& row : rows) {
     const double level = row.max ? hist.DetectMaxValue(row.channel, row.from, row.to, row.ratio)
                                  : hist.DetectMinValue(row.channel, row.from, row.to, row.ratio);
     EXPECT_NEAR(level, row.level, 1e-9) << row.why;
   }
-  hist.m_nPixelCount = 0;
-  EXPECT_EQ(hist.DetectMinValue(0, 1, 255, 0.001) + hist.DetectMaxValue(0, 1, 255, 0.001), 0.0);
+  // Reflective originals need every channel: those behind an empty one stay as they were.
+  std::memset(hist.m_nHist[1], 0, sizeof hist.m_nHist[1]);
+  for (const int type : {2, 1}) {
+    hist.m_pdHistMin[0][2] = 77.0;
+    EXPECT_EQ(hist.CalcHistMinValue(Record(type).para), type == 1);
+    EXPECT_EQ(hist.m_pdHistMin[0][2] == 77.0, type == 2);
+  }
 }
 
 TEST(Statistics, EntriesKeepApart) {
@@ -114,16 +56,16 @@ TEST(Statistics, EntriesKeepApart) {
     hist.m_nPixelCount = 100;
     for (auto& channel : hist.m_nHist) channel[100] = 100;
     hist.m_nHistSum[300] = 100;
-    Record r(type);
+    const Record r(type);
     EXPECT_TRUE(hist.CalcHistMinValue(r.para));
-    EXPECT_EQ(hist.CalcHistMaxValue(r.para), type == 0 || type == 3 ? 2 : 3);
+    EXPECT_EQ(hist.CalcHistMaxValue(r.para), r.IsFilm() ? 2 : 3);
     // Of an unknown type only the separation is done.
     EXPECT_NEAR(hist.m_pdHistMin[0][1], type <= 3 ? 99.001 : 0.0, 1e-9);
     for (int i = 0; i < 6; i++) {
       EXPECT_GE(hist.m_pdHistMin[i / 3 + 1][i % 3], hist.m_pdHistMin[i / 3][i % 3] + 0.1);
       EXPECT_LE(hist.m_pdHistMax[i / 3 + 1][i % 3], hist.m_pdHistMax[i / 3][i % 3] - 0.1);
     }
-    EXPECT_EQ(hist.m_pdHistMin[1][3] != 0.0, type != 0 && type != 3);
+    EXPECT_EQ(hist.m_pdHistMin[1][3] != 0.0, !r.IsFilm());
   }
 }
 
@@ -163,17 +105,10 @@ TEST(Statistics, MeansAreTakenInLightOverAllSamples) {
   }
   hist.m_nPixelCount = 0;
   EXPECT_FALSE(hist.CalcHistAverage(Record(2).para));
-  // Reflective originals need every channel: those behind an empty one stay as they were.
-  for (const int type : {1, 2}) {
-    CHIST steps;
-    FillSteps(steps);
-    std::memset(steps.m_nHist[1], 0, sizeof steps.m_nHist[1]);
-    steps.m_pdHistMin[0][2] = 77.0;
-    EXPECT_EQ(steps.CalcHistMinValue(Record(type).para), type == 1);
-    EXPECT_EQ(steps.m_pdHistMin[0][2] == 77.0, type == 2);
-  }
+  EXPECT_EQ(hist.DetectMinValue(0, 1, 255, 0.001) + hist.DetectMaxValue(0, 1, 255, 0.001), 0.0);
 }
 
+// The cross-talk of the dyes scales with the clear film, m_pdHistMin[1]; factors are 256ths.
 TEST(NegaStatistics, PreviewCorrectionMixesAndKeepsTheFirstHistograms) {
   Image image(20, 10);
   image.Fill([](int x, int, int c) { return x < 5 ? 255 : x < 10 ? 128 : 100 + 10 * c; });
@@ -196,7 +131,6 @@ TEST(NegaStatistics, PreviewCorrectionMixesAndKeepsTheFirstHistograms) {
   // Half of the samples lie at level 102: 101 + ratio / 0.5, and 0.1 apart where that is closer.
   EXPECT_NEAR(hist.m_pdNegaMin[0][0], 101.002, 1e-9);
   EXPECT_NEAR(hist.m_pdNegaMin[2][0], 101.202, 1e-9);
-  // The cross-talk scales with the clear film.
   image.Fill([](int, int, int) { return 100; });
   ASSERT_TRUE(hist.MakeHistogram(&image.bmp, 0, &r.para));
   const double min[3] = {40, 20, 80};
@@ -206,30 +140,17 @@ TEST(NegaStatistics, PreviewCorrectionMixesAndKeepsTheFirstHistograms) {
   EXPECT_EQ(hist.m_nHist[1][90], 200u);  // 0.0375, 0.85, 0.01875: 9 + 217 + 4
   EXPECT_EQ(hist.m_nHist[2][129], 200u); // 0.15, 0.3, 0.85: 38 + 76 + 217
   // The samples are kept for the second histograms: those of the same image and area, no others.
-  double identity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
   Image other(20, 10);
   other.Fill([](int, int, int) { return 150; });
-  ASSERT_TRUE(hist.MakeHistogramOfColorCorrectedImage(&other.bmp, identity));
+  ASSERT_TRUE(hist.MakeHistogramOfColorCorrectedImage(&other.bmp, kIdentity));
   EXPECT_EQ(hist.m_nHist[0][150], 200u);
   AREA half = {{0, 0}, {0, 0}, {9, 9}, {9, 9}}; // inclusive
   ASSERT_TRUE(hist.CalcLineEquation(&half, 0));
-  ASSERT_TRUE(hist.MakeHistogramOfColorCorrectedImage(&other.bmp, identity));
+  ASSERT_TRUE(hist.MakeHistogramOfColorCorrectedImage(&other.bmp, kIdentity));
   EXPECT_EQ(hist.m_nHist[0][150], 100u);
   other.bmp.lBitCount = 8;
-  EXPECT_FALSE(hist.MakeHistogramOfColorCorrectedImage(&other.bmp, identity));
-  EXPECT_FALSE(hist.MakeHistogramOfColorCorrectedImage(nullptr, identity));
-}
-
-TEST(NegaStatistics, RangeAndSlope) {
-  CHIST hist;
-  hist.m_nPixelCount = 2000;
-  for (int k = 0; k < 4; k++) {
-    hist.m_pdHistMax[1][k] = 200.0 + k, hist.m_pdHistMin[1][k] = 20.0, hist.m_pdHistMax[2][k] = 190.0;
-  }
-  hist.CalcAnlRangeValue();
-  hist.CalcAnlSlopeValue();
-  EXPECT_EQ(hist.m_dAnlRange[3], 183.0);
-  EXPECT_NEAR(hist.m_dAnlSlope[2], 0.045 * 2000 / 12 / 100, 1e-12);
+  EXPECT_FALSE(hist.MakeHistogramOfColorCorrectedImage(&other.bmp, kIdentity));
+  EXPECT_FALSE(hist.MakeHistogramOfColorCorrectedImage(nullptr, kIdentity));
 }
 
 } // namespace

@@ -14,16 +14,6 @@
 
 namespace {
 
-class Draw {
- public:
-  explicit Draw(unsigned seed) : m_random(seed) {}
-  int Below(int limit) { return static_cast<int>(m_random() % static_cast<unsigned>(limit)); }
-  int Between(int low, int high) { return low + Below(high - low + 1); }
-
- private:
-  std::mt19937 m_random;
-};
-
 bool IsRotated(const AREA& a) { return a.ptLeft.x != a.ptTop.x || a.ptLeft.y != a.ptTop.y; }
 
 // Twice the area of the triangle a, b, p: above 0 when p lies to the right of the way from a to b (y grows downwards).
@@ -93,27 +83,32 @@ Histograms PlainWalk(const Image& image, int target, IsInner inner) {
 }
 
 TEST(Sampling, HistogramsAreThoseOfAPlainWalk) {
-  Draw draw(11);
+  std::mt19937 random(11);
+  const auto below = [&](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };
+  const auto between = [&](int low, int high) { return low + below(high - low + 1); };
   int served = 0;
   int onEdges = 0;
   for (int n = 0; n < 600; n++) {
-    Image image(draw.Between(1, 130), draw.Between(1, 90), draw.Below(5), draw.Below(3) * 5);
+    Image image(between(1, 130), between(1, 90), below(3), below(3) * 5);
     image.Fill([&](int x, int y, int c) { return Noise(3 * (130 * y + x) + c, n); });
-    const int w = image.width;
-    const int h = image.height;
+    // Formats that the analyses do not know are read as B G R.
+    if (image.format == ZEP3_PIXEL_BGR && n % 4 == 0) image.bmp.wPixelFormat = static_cast<uint16_t>(3 + n % 9);
+    const int w = image.width, h = image.height;
     // About the image, and beyond it on all sides.
-    const int left = draw.Between(-20, w / 2), right = draw.Between(left + 1, w + 20);
-    const int top = draw.Between(-20, h / 2), bottom = draw.Between(top + 1, h + 20);
-    if (n % 3 == 0) image.SetArea({left, top}, {left, top}, {right, bottom}, {right, bottom});
+    const int left = between(-20, w / 2), right = between(left + 1, w + 20);
+    const int top = between(-20, h / 2), bottom = between(top + 1, h + 20);
+    AREA& area = image.bmp.area;
+    if (n % 3 == 0) area = {{left, top}, {left, top}, {right, bottom}, {right, bottom}};
     if (n % 3 == 1) {
-      image.SetArea({left, draw.Between(top, bottom)}, {draw.Between(left, right), top},
-                    {right, draw.Between(top, bottom)}, {draw.Between(left, right), bottom});
+      area = {{left, between(top, bottom)},
+              {between(left, right), top},
+              {right, between(top, bottom)},
+              {between(left, right), bottom}};
     }
-    const AREA area = image.bmp.area;
     if (n % 2 == 0) image.TurnUpsideDown();
     CHIST hist;
-    hist.m_nSampleTargetPosi = draw.Between(1, 2000);
-    const int margin = IsRotated(area) ? 0 : draw.Below(95);
+    hist.m_nSampleTargetPosi = between(1, 2000);
+    const int margin = IsRotated(area) ? 0 : below(95);
     Record r;
     const bool made = hist.MakeHistogram(&image.bmp, margin, &r.para);
     if (!made && n % 3 == 1) continue; // a vertical edge, or half a rectangle
@@ -158,13 +153,10 @@ TEST(Sampling, ImagesBeyond32BitsAreReadWhereTheyLie) {
               MAP_FAILED);
   }
   Image image(1, 1);
-  image.bmp.pBits = bits;
-  image.bmp.lWidth = kWidth;
-  image.bmp.lHeight = kLines;
-  image.bmp.lBytesPerLine = kStride;
+  SetZEP3Image(&image.bmp, bits, kWidth, kLines, kStride, ZEP3_PIXEL_RGB, ZEP3_BITS_8);
   for (const bool bottomUp : {false, true}) {
     // Only the columns on the far side, so that a test reads little.
-    image.SetArea({kWidth - 400, 0}, {kWidth - 400, 0}, {kWidth, kLines}, {kWidth, kLines});
+    image.bmp.area = {{kWidth - 400, 0}, {kWidth - 400, 0}, {kWidth, kLines}, {kWidth, kLines}};
     if (bottomUp) {
       image.bmp.pBits = bits + (kLines - 1) * kStride;
       image.bmp.lBytesPerLine = -kStride;

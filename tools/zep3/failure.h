@@ -1,4 +1,4 @@
-// What ends the work on one scan: said to the user as "NAME: reason", while the other scans go on.
+// Ends the work on one scan: the user is told "NAME: reason", and the other scans go on.
 #pragma once
 
 #include <stdexcept>

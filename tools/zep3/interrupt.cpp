@@ -1,3 +1,4 @@
+// Signal handlers: a flag, and a timer that wakes the calls that wait.
 #include "interrupt.h"
 
 #include <sys/time.h>
@@ -10,7 +11,7 @@ namespace {
 
 constexpr int kWake = 100'000; // us
 
-// Its parent ends a worker that is slow much earlier: this is for one that has lost it.
+// For a worker that has lost its parent; a parent ends a slow worker much earlier.
 constexpr unsigned kWorkersLast = 3; // s
 
 // Set by a signal handler, read by threads.
@@ -33,7 +34,7 @@ void Interrupt(int) {
 void CatchSignals() {
   struct sigaction action = {};
   action.sa_handler = Interrupt;
-  // Without SA_RESTART: what is waited for must not hold the end back.
+  // Without SA_RESTART, so that a signal ends every wait.
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction before = {};
     ::sigaction(signal, nullptr, &before);

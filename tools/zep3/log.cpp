@@ -1,3 +1,4 @@
+// Text made fit for a terminal, and GLib's messages kept or said.
 #include "log.h"
 
 #include <glib.h>
@@ -9,7 +10,7 @@
 
 namespace {
 
-// Of a whole file's warnings the first say what is wrong.
+// The first warnings of a file say what is wrong.
 constexpr size_t kKeptWarnings = 200; // bytes
 
 std::mutex warningsMutex; // decoders have threads

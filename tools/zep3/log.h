@@ -4,15 +4,15 @@
 #include <string>
 #include <string_view>
 
-// What a terminal or a reader of lines would not show as the text that it is: control characters, what turns the
-// direction of writing, and bytes that are no UTF-8 become \xNN or \u{NNNN}.
+// Makes a text safe for terminals and readers of lines: control characters, marks that turn the direction of writing,
+// and bytes that are no UTF-8 become \xNN or \u{NNNN}.
 std::string Printable(std::string_view text);
 
 // One line, printable.
 void Say(const std::string& message);
 
-// Warnings of the image libraries: with `verbose` they are said, otherwise kept for TakeLibraryWarnings() alone. What
-// ends a scan's work arrives as an exception, not here; what ends the process is said.
+// Takes the warnings of the image libraries: says them with `verbose`, otherwise keeps them for TakeLibraryWarnings().
+// A message that ends the process is always said; errors that end a scan's work arrive as exceptions.
 void RouteLibraryMessages(bool verbose);
 
 // The first warnings since the last call, in one line.

@@ -11,7 +11,7 @@
 
 namespace {
 
-// What ends the program, as an exit status.
+// Says why the program ends, and returns its exit status.
 int Refuse(const std::exception& error, int status) {
   Say(IsInterrupted() ? "interrupted" : error.what());
   return IsInterrupted() ? 130 : status;

@@ -34,7 +34,7 @@ struct PipetteArgument {
   int64_t strength = 100; // percent; the gray pipette's alone
 };
 
-// What the user says about the original, and asks of the analysis.
+// The original, as the user describes it, and wishes for its analysis.
 struct AnalysisOptions {
   const ZEP3_KIND* kind = FindZEP3Kind("photo");
   int64_t level = 4;
@@ -46,7 +46,7 @@ struct AnalysisOptions {
   std::optional<PipetteArgument> grayPipette, gammaPipette;
 };
 
-// What the user adds to a correction, found or repeated. Absent: as the correction has it.
+// The user's changes to a correction, found or repeated. Absent: as the correction has it.
 struct UserOptions {
   std::optional<int64_t> brightness, contrast;
   std::optional<std::array<int64_t, 3>> balance;

@@ -1,3 +1,4 @@
+// A small reader of numbers between separators; each argument says what it expected.
 #include "command/arguments.h"
 
 #include <charconv>
@@ -113,6 +114,13 @@ std::array<int64_t, 3> ParseBalance(std::string_view text) {
   for (size_t i = 0; good && i < balance.size(); i++) good = Read(parts[i], int64_t{-1000}, int64_t{1000}, balance[i]);
   if (!good) Refuse(text, "RED,GREEN,BLUE, whole numbers of -1000..1000");
   return balance;
+}
+
+int ParseWhole(std::string_view text, int low, int high) {
+  int number = 0;
+  if (!Read(text, low, high, number))
+    Refuse(text, "a whole number of " + std::to_string(low) + ".." + std::to_string(high));
+  return number;
 }
 
 int ParseGamma(std::string_view text) {

@@ -27,5 +27,8 @@ std::array<double, 9> ParseMatrix(std::string_view text);
 // "RED,GREEN,BLUE", whole numbers.
 std::array<int64_t, 3> ParseBalance(std::string_view text);
 
+// A whole number within the limits.
+int ParseWhole(std::string_view text, int low, int high);
+
 // A gamma with at most one decimal, 0.5 to 5; in tenths.
 int ParseGamma(std::string_view text);

@@ -1,3 +1,4 @@
+// The way of a run: jobs from the plan go to worker processes, outcomes to the reporter.
 #include "command/batch.h"
 
 #include <algorithm>
@@ -45,9 +46,12 @@ int RunBatch(const Options& options) {
   const bool alone = first && !second;
   if (!alone) reporter.Expect();
   const int jobs = alone ? 1 : options.jobs > 0 ? options.jobs : processors;
+  // Of many, the reporter alone draws a line: that of each result would be written over it.
+  Options forWorkers = options;
+  forWorkers.quiet |= !alone;
   const auto work = [&](const Message& message) {
     [[maybe_unused]] static const bool started = (StartImageLibrary(std::max(1, processors / jobs), options), true);
-    return ToMessage(RunJob(ToJob(message), options));
+    return ToMessage(RunJob(ToJob(message), forWorkers));
   };
   WorkerEvents events;
   events.next = [&]() -> std::optional<Message> {

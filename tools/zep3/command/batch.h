@@ -1,4 +1,4 @@
-// All scans of a run: one in this process, several in worker processes; messages, JSON lines, the summary.
+// All scans of a run, in worker processes.
 #pragma once
 
 #include "options.h"

@@ -1,3 +1,4 @@
+// The options by the groups of the help, with CLI11; then what may not be combined.
 #include "command/command_line.h"
 
 #include <CLI/CLI.hpp>
@@ -26,6 +27,7 @@ constexpr const char* kExamples = R"(Examples:
 
   A whole book as its first page was decided, the paper white:
     zep3 -k background page001.tif -o book/ --sidecar
+
     zep3 --use-sidecar book/page001.tif.zep3.json page*.tif -o book/
 
 Notes:
@@ -37,6 +39,8 @@ Notes:
 
   Exit status: 0; 1 when a scan failed (the others are finished); 2 for a fault in the command; 130 when interrupted.)";
 
+constexpr const char* kLicence = "Copyright (c) the zep3 authors, MIT License";
+
 // Options under one heading of the help.
 class Group {
  public:
@@ -45,10 +49,6 @@ class Group {
   template <typename T>
   CLI::Option* Add(const std::string& name, T& target, const std::string& form, const std::string& help) {
     return m_app.add_option(name, target, help)->type_name(form)->group(m_heading);
-  }
-  template <typename T>
-  CLI::Option* AddRange(const std::string& name, T& target, int low, int high, const std::string& help) {
-    return Add(name, target, "N", help)->check(Plain(CLI::Range(low, high)));
   }
   template <typename Take>
   CLI::Option* AddText(const std::string& name, const std::string& form, const std::string& help, Take take) {
@@ -79,6 +79,12 @@ CLI::Option* AddParsed(Group& group, const std::string& name, T& target, Parse p
   });
 }
 
+template <typename T>
+CLI::Option* AddRange(Group& group, const std::string& name, T& target, int low, int high, const std::string& help) {
+  const auto parse = [low, high](const std::string& text) { return ParseWhole(text, low, high); };
+  return AddParsed(group, name, target, parse, "N", help);
+}
+
 // Names of all kinds.
 std::vector<std::string> KindNames() {
   std::vector<std::string> names;
@@ -86,7 +92,7 @@ std::vector<std::string> KindNames() {
   return names;
 }
 
-// What the help says behind the options.
+// The help's text behind the options.
 std::string Footer() {
   std::string text = "Kinds of original, and their analysis:\n";
   const auto column = [](std::string_view word, size_t width) {
@@ -136,17 +142,17 @@ void AddOriginal(CLI::App& app, Options& options) {
                "standard, channel by channel, or adaptive, by colours that occur together (see below)",
                [&](const std::string& name) { options.analysis.adaptive = name == MethodName(true); })
       ->check(Group::OneOf({std::string(MethodName(false)), std::string(MethodName(true))}));
-  group.AddRange("--level", options.analysis.level, 0, 9, "Strength of the correction, 0..9 (4)");
-  group.AddRange("--backlight", options.analysis.backlight, 0, 8,
-                 "Lift a dark subject before a bright background, 0..8 (0)");
+  AddRange(group, "--level", options.analysis.level, 0, 9, "Strength of the correction, 0..9 (4)");
+  AddRange(group, "--backlight", options.analysis.backlight, 0, 8,
+           "Lift a dark subject before a bright background, 0..8 (0)");
   group
       .AddText("--option", "OPTION", "normal (default), or plain: a plainer handling of shadows",
                [&](const std::string& name) { options.analysis.plain = name == "plain"; })
       ->check(Group::OneOf({"normal", "plain"}));
   AddParsed(group, "--matrix", options.analysis.matrix, ParseMatrix, "M,M,...",
             "Colour matrix for negatives, nine numbers row by row; its diagonal gives the film's contrasts");
-  group.AddRange("-b,--brightness", options.user.brightness, -1000, 1000, "Density steps of 0.003, -1000..1000 (0)");
-  group.AddRange("-c,--contrast", options.user.contrast, -99, 99, "Contrast in percent, -99..99 (0)");
+  AddRange(group, "-b,--brightness", options.user.brightness, -1000, 1000, "Density steps of 0.003, -1000..1000 (0)");
+  AddRange(group, "-c,--contrast", options.user.contrast, -99, 99, "Contrast in percent, -99..99 (0)");
   AddParsed(group, "--balance", options.user.balance, ParseBalance, "R,G,B", "Brightness of each channel, added");
   AddParsed(group, "--curve", options.user.masterCurve, ParseCurve, "IN:OUT,...",
             "Tone curve of all channels by points of levels 0..255, in place of the proposed one");
@@ -183,7 +189,7 @@ void AddAreaAndScales(CLI::App& app, Options& options) {
             "Repeat the correction in this file; brightness, contrast, balance and curves may differ");
 }
 
-// What may be opened.
+// Limits on what is opened.
 void AddAdmission(CLI::App& app, Options& options) {
   Group group(app, "What is opened");
   AddParsed(
@@ -205,7 +211,7 @@ void AddMany(CLI::App& app, Options& options) {
                 "Take the scans below folders; the folders are kept in the result");
   group.Add("--files-from", options.filesFrom, "LIST", "Take names from this file, one a line; - for standard input");
   group.AddFlag("-0,--null", options.nulSeparated, "Names in the list end in a zero byte");
-  group.AddRange("-j,--jobs", options.jobs, 1, 256, "Scans at a time (one per processor)");
+  AddRange(group, "-j,--jobs", options.jobs, 1, 256, "Scans at a time (one per processor)");
   group.AddFlag("-n,--dry-run", options.dryRun, "Say what would be done, write nothing");
   group.AddFlag("--json", options.json, "One line of JSON a scan on standard output");
   group.AddFlag("-q,--quiet", options.quiet, "Say only what failed");
@@ -213,7 +219,7 @@ void AddMany(CLI::App& app, Options& options) {
                 "Say every scan with what was found, and what the image libraries warn of");
 }
 
-// What the analysis reads is settled in a sidecar.
+// A sidecar settles what the analysis reads.
 void CheckSidecarUse(const CLI::App& app) {
   for (const char* name : {"--kind", "--analysis", "--level", "--backlight", "--option", "--matrix", "--area",
                            "--corners", "--gray-pipette", "--gamma-pipette", "--input-gamma", "--output-gamma"}) {
@@ -263,7 +269,8 @@ Parsed ParseCommandLine(int argc, char** argv) {
   Options options;
   CLI::App app(kDescription, "zep3");
   app.footer(Footer());
-  app.set_version_flag("-V,--version", std::string("zep3 ") + kVersion + " (engine " + EngineVersion() + ")");
+  app.set_version_flag("-V,--version",
+                       std::string("zep3 ") + kVersion + " (engine " + EngineVersion() + ")\n" + kLicence);
   app.get_formatter()->column_width(34);
   app.get_formatter()->label("SUBCOMMAND", "COMMAND");
   app.get_formatter()->label("Subcommands", "Commands");

@@ -1,3 +1,4 @@
+// One text for each field; what comes back is checked, for a worker may have met anything.
 #include "command/messages.h"
 
 #include <iterator>
@@ -8,7 +9,7 @@
 
 namespace {
 
-// Throws for what is no outcome: the answer is that of a process which may have met anything.
+// Throws when the message is no outcome.
 Outcome ToOutcome(const Message& message) {
   const int status = std::stoi(message.at(0));
   if (status < 0 || status >= static_cast<int>(std::size(kStatusNames))) throw std::out_of_range("no status");

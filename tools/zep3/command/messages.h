@@ -13,5 +13,5 @@ Message ToMessage(const Outcome& outcome);
 
 Job ToJob(const Message& message);
 
-// What became of a job: its answer; or that there is none, or one that no worker in order gives.
+// The outcome in a worker's answer; a failure when there is none, or it makes no sense.
 Outcome OutcomeOf(const std::optional<Message>& answer, const std::string& death);

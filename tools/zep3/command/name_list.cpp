@@ -1,3 +1,4 @@
+// Reads the list in lots of 4 KiB and gives a name as soon as its end is there.
 #include "command/name_list.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// Names become jobs; a result must replace neither a scan nor another result of the run.
 #include "command/plan.h"
 
 #include <algorithm>
@@ -91,7 +92,8 @@ void Plan::Expand(const std::string& folder) {
       if (isFolder && !(m_toFolder && SameFile(path.string(), m_options.output))) folders.push_back(path);
       if (!entries->is_regular_file(kind)) continue;
       std::string name = path.string();
-      // What has but one name loses it for a moment when it is replaced: a run that was killed then is taken up.
+      // A file without hard links loses its name for a moment when it is replaced. A run that was killed in that moment
+      // is taken up again.
       if (m_options.inPlace && name.ends_with(kBackupSuffix)) {
         name.resize(name.size() - std::strlen(kBackupSuffix));
         if (fs::exists(name, kind)) continue;
@@ -103,7 +105,7 @@ void Plan::Expand(const std::string& folder) {
   std::sort(m_pending.rbegin(), m_pending.rend());
 }
 
-// By the name alone: of the formats that are read here.
+// True when the name's extension is that of a format that is read.
 bool Plan::IsScanName(const std::string& name) const {
   const Format* format = AnyFormatOfName(name);
   const auto& also = m_options.admission.alsoRead;

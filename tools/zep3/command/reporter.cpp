@@ -1,3 +1,4 @@
+// Messages go to standard error, what was asked for to standard output.
 #include "command/reporter.h"
 
 #include <unistd.h>
@@ -14,7 +15,7 @@
 
 namespace {
 
-// At most 60 bytes, of whole characters.
+// The first 60 bytes at most, cut between characters.
 std::string_view Beginning(std::string_view name) {
   size_t end = std::min<size_t>(name.size(), 60);
   while (end < name.size() && end > 0 && (static_cast<unsigned char>(name[end]) & 0xc0) == 0x80) end--;

@@ -1,3 +1,4 @@
+// Messages through socket pairs, and the pool: forking, feeding, collecting answers, putting away the dead.
 #include "command/workers.h"
 
 #include <poll.h>
@@ -63,12 +64,12 @@ bool Send(int file, const Message& message) {
   return sent;
 }
 
-// What a process that has lost its senses may make the other allocate. Honest answers hold some kilobytes for each page
-// of a scan, and TIFF knows no more than a million of them.
+// Bounds what a broken worker can make its parent allocate. Honest answers hold some kilobytes for each page of a scan,
+// and a TIFF has at most about a million pages.
 constexpr uint64_t kMostTexts = 2 << 20;
 constexpr uint64_t kMostBytes = 4ULL << 30;
 
-// Nothing when the other side has gone, or sends what is no message.
+// Nothing when the other side has gone, or sends no proper message.
 std::optional<Message> Receive(int file, bool (*stop)()) {
   uint64_t count = 0;
   uint64_t left = kMostBytes;
@@ -90,7 +91,7 @@ constexpr int kLook = 500; // ms
 
 using Clock = std::chrono::steady_clock;
 
-// For a worker to put away what it has begun, after a signal; then it is ended. What it leaves is put away for it.
+// Time that a worker has after a signal to remove what it has begun. Then it is killed, and its parent removes that.
 constexpr auto kGrace = std::chrono::milliseconds(500);
 constexpr int kLookAtTheEnd = 20; // ms
 #ifdef __SANITIZE_ADDRESS__
@@ -109,7 +110,7 @@ int WaitStatus(pid_t pid) {
   return status;
 }
 
-// Of one that has been told to end, and is ended where it has not by then.
+// Waits for a worker that has been told to end, and kills it at `end`. Returns its wait status.
 int EndAt(Clock::time_point end, pid_t pid) {
   int status = 0;
   while (::waitpid(pid, &status, WNOHANG) == 0) {
@@ -119,7 +120,7 @@ int EndAt(Clock::time_point end, pid_t pid) {
   return status;
 }
 
-// How a worker ended that has closed its channel, or whose channel holds nonsense.
+// Ends a worker that has closed its channel or sent nonsense, and tells how it ended.
 std::string HowItEnded(pid_t pid) {
   ::kill(pid, SIGKILL); // changes nothing for one that is ending
   const int status = WaitStatus(pid);
@@ -175,7 +176,7 @@ class Pool {
       // A list that arrives slowly must not hold back the answers.
       if (!worker.job && !m_exhausted && !AnswerWaits()) {
         if (worker.pid < 0 && !Start(worker)) {
-          // Those that run go on.
+          // Workers already started continue.
           if (!IsStarted()) throw UsageError(std::string("no worker process can be started: ") + std::strerror(errno));
           continue;
         }
@@ -220,7 +221,7 @@ class Pool {
       for (const Worker& other : m_workers) {
         if (other.pid >= 0) ::close(other.channel);
       }
-      // Whether to go on without a job is the parent's to say.
+      // Signals do not end this wait: the parent decides when there are no more jobs.
       while (const std::optional<Message> job = Receive(channel[1], [] { return false; })) {
         if (!Send(channel[1], m_work(*job))) break;
       }
@@ -263,7 +264,7 @@ class Pool {
     std::vector<pollfd> channels = Channels();
     const bool working =
         std::any_of(m_workers.begin(), m_workers.end(), [](const Worker& worker) { return worker.job; });
-    // Not for ever: a signal that comes just before is seen by the next look.
+    // With a limit, so that a signal which comes just before is seen by the next look.
     const int ready = ::poll(channels.data(), channels.size(), !working ? 0 : m_end ? kLookAtTheEnd : kLook);
     if (m_events.stop()) Stop(); // the signal may have been for this process alone
     if (ready <= 0) return;

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-// What goes to a worker and comes back: texts of any bytes.
+// Sent to a worker and back: texts of any bytes.
 using Message = std::vector<std::string>;
 
 struct WorkerEvents {
@@ -15,7 +15,7 @@ struct WorkerEvents {
   std::function<std::optional<Message>()> next;
   // A job's answer, in the order of the jobs. No answer: the worker died, `death` says how.
   std::function<void(const Message& job, const std::optional<Message>& answer, const std::string& death)> done;
-  // Asked before each job: no more jobs are begun when true.
+  // Asked before each job; when true, no more jobs are begun.
   std::function<bool()> stop;
   // A worker died at this job.
   std::function<void(const Message& job)> cleanUp;

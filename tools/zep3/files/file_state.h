@@ -1,4 +1,4 @@
-// By what a file is known again: as long as it is equal, it is the same file, and nobody has written into it.
+// Identity of a file: device, inode, size and modification time. Equal: the same file, and nobody has written into it.
 #pragma once
 
 #include <sys/stat.h>
@@ -12,7 +12,7 @@ inline FileState StateOf(const struct stat& file) {
   return {file.st_dev, file.st_ino, file.st_size, file.st_mtim.tv_sec, file.st_mtim.tv_nsec};
 }
 
-// That of no file is equal to itself alone.
+// A missing file has the empty state.
 inline FileState StateOf(const std::string& path) {
   struct stat file = {};
   return ::stat(path.c_str(), &file) == 0 ? StateOf(file) : FileState();

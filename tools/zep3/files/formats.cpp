@@ -1,3 +1,4 @@
+// The tables of formats, and options of libvips in brackets behind a name.
 #include "files/formats.h"
 
 #include <algorithm>

@@ -22,12 +22,12 @@ const std::vector<Format>& Formats();
 // Read where the user asks for it by name, see Admission.
 const std::vector<Format>& FormatsOnDemand();
 
-// By a file name's extension, in any case; null when it is none of those that are written.
+// The written format of a file name's extension, in upper or lower case; null when there is none.
 const Format* FormatOfName(const std::string& name);
-// The same, those on demand too.
+// The same among all formats, those on demand included.
 const Format* AnyFormatOfName(const std::string& name);
 
-// Of all, by a file's first bytes.
+// The format, among all, of a file that begins with these bytes; null when there is none.
 const Format* FormatOfContent(std::string_view head);
 
 bool IsOnDemand(const Format& format);

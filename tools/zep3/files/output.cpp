@@ -1,3 +1,4 @@
+// Names of temporary files, what killed processes left of them, and copies between descriptors.
 #include "files/output.h"
 
 #include <fcntl.h>
@@ -73,7 +74,7 @@ const std::string& MachineMark() {
   return mark;
 }
 
-// Also a dead process has a number until its parent has taken note, in containers often for ever.
+// A dead process keeps its number until its parent has taken note; in containers often for ever.
 bool IsAlive(int pid) {
   if (::kill(pid, 0) != 0 && errno == ESRCH) return false;
   std::string stat; // "PID (NAME) STATE ..."

@@ -1,4 +1,4 @@
-// Where the program leaves files for a time, and standard input and output.
+// Temporary files, and standard input and output.
 #pragma once
 
 #include <filesystem>

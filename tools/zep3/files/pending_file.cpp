@@ -1,3 +1,4 @@
+// A hidden file beside its target: writing with the first error kept, then renaming.
 #include "files/pending_file.h"
 
 #include <fcntl.h>
@@ -19,16 +20,16 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Bytes after which the disk is told to begin: it then works while the next are computed.
+// The disk is told to begin after this many bytes, so that it works while the next are computed.
 constexpr uint64_t kWriteBehind = 8 << 20;
 
-// Of a call that has set errno.
+// To be called after a system call that has set errno.
 [[noreturn]] void FailToWrite(const fs::path& file) {
   throw Failure(file.string() + ": cannot be written, " + std::strerror(errno));
 }
 
-// Who names a pipe or a device wants the bytes to go there; a file in its place would cut off whoever reads it, or take
-// away the system's. Links into /proc are names of what a process has open, as /dev/stdout.
+// A user who names a pipe or a device wants the bytes to go there. A file in its place would cut off the reader, or
+// replace the system's device. Links into /proc name what a process has open, such as /dev/stdout.
 void CheckReplaceable(const fs::path& target) {
   struct stat file = {};
   std::error_code ignored;

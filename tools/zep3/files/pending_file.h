@@ -17,7 +17,7 @@
 // overlook errors, and a later write that succeeds does not mend a former one that did not.
 class PendingFile {
  public:
-  // How long the disk is waited for.
+  // Whether a result waits for the disk.
   enum class Sync {
     kYes, // the file is on the disk before it takes its name
     kNo,
@@ -35,7 +35,7 @@ class PendingFile {
   const std::string& Name() const { return m_name; }
   uint64_t Size() const { return m_size; } // bytes
 
-  // As the system's calls, -1 and errno for an error; for one thread at a time. Write writes all bytes.
+  // Like the system's calls: -1 and errno for an error. Write writes all bytes. For one thread at a time.
   int64_t Write(const void* bytes, size_t size);
   int64_t Read(void* bytes, size_t size);
   int64_t Seek(int64_t offset, int whence);
@@ -55,10 +55,10 @@ class PendingFile {
     Check();
   }
 
-  // Takes owner and rights of the file; of one that is not there it takes none. False when there is none.
+  // Takes owner and rights of `file`. False when there is no such file.
   bool TakeRights(const std::filesystem::path& file);
 
-  // Nothing more is written: waits for the disk and closes the file. Throws Failure when any byte may be missing.
+  // Ends the writing: waits for the disk and closes the file. Throws Failure when any byte may be missing.
   void Finish();
 
   // Gives the finished file its final name. False when that is taken and must not be replaced. Throws Failure.

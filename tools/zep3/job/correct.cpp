@@ -1,3 +1,4 @@
+// The steps in their order; each may end the job.
 #include "job/correct.h"
 
 #include <filesystem>
@@ -85,7 +86,7 @@ Outcome MakeResult(const Job& job, const Options& options, const std::optional<I
   result.Finish();
   if (IsTaken(job, options)) return Exists(job); // another run was faster: the side files are its own
   if (!GiveNames(result, sideFiles, options, place)) return place ? IsCorrectedAlready(*place) : Exists(job);
-  // Of all files, which are in one folder. Not thrown: in place the scan is not the one any more that it was.
+  // One folder holds all the files. Not thrown, as an in-place result has replaced the scan by now.
   if (const std::string fault = result.SyncName(); !fault.empty()) return {Status::kFailed, fault};
   return Done(done, done.pages.empty() ? "is black and white only; kept as it is" : "");
 }

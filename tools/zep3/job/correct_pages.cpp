@@ -1,3 +1,4 @@
+// One page goes straight into the result; of several, each by way of a file of its own.
 #include "job/correct_pages.h"
 
 #include <utility>

@@ -11,7 +11,7 @@
 #include "page/prescan.h"
 #include "saving/save.h"
 
-// What the pages were corrected by, for what is told about them.
+// The corrections of a scan's pages, for sidecar, report and messages.
 struct CorrectedScan {
   std::vector<CorrectedPage> pages; // but those that are kept as they are
   std::vector<SmallScan> small;     // the same pages; for the report alone

@@ -1,3 +1,4 @@
+// A page is read at most twice: once to be measured, and again where it is too large to be held.
 #include "job/decide.h"
 
 #include <utility>

@@ -22,6 +22,6 @@ struct DecidedPage {
 DecidedPage Decide(const Scan& scan, int page, const Options& options, const std::vector<CorrectedPage>& repeated,
                    bool again);
 
-// The corrections of all pages but those without levels or of their own, for commands that write no picture. Throws
+// The corrections of all pages except black and white ones and thumbnails, for commands that write no picture. Throws
 // Failure.
 std::vector<CorrectedPage> DecideAll(const Scan& scan, const Options& options);

@@ -1,4 +1,4 @@
-// What became of the work on one scan.
+// The outcome of the work on one scan.
 #pragma once
 
 #include <string>

@@ -1,3 +1,4 @@
+// The analysis as JSON, and the tables in the form that was asked for.
 #include "job/print.h"
 
 #include <filesystem>

@@ -1,3 +1,4 @@
+// What the name, the option and the scan's content say of the result.
 #include "job/result.h"
 
 #include <filesystem>

@@ -1,4 +1,4 @@
-// What a job's result is to be: its format and layout, and what stands in its way.
+// The result of a job: its format and layout, and whether something stands in its way.
 #pragma once
 
 #include "command/plan.h"
@@ -8,7 +8,7 @@
 #include "options.h"
 #include "saving/save.h"
 
-// By the option, the result's name or the scan's content. Throws Failure where these do not agree.
+// The format by the option, the result's name or the scan's content. Throws Failure where these do not agree.
 const Format& ResultFormat(const Job& job, const Options& options, const Scan& scan);
 
 // Throws Failure for pages that cannot be corrected or kept; found without reading pixels.
@@ -17,7 +17,7 @@ void CheckPages(const Scan& scan, const Job& job, const Options& options, const 
 SaveOptions SaveOptionsOf(const Job& job, const Options& options, const Format& format);
 PendingFile::Sync SyncOf(const Options& options);
 
-// Whether there is a result that must stay.
+// True when there is a result that must stay.
 bool IsTaken(const Job& job, const Options& options);
-// What becomes of a job whose result must stay. Throws Failure where the user named that result.
+// The outcome of a job whose earlier result must stay. Throws Failure where the user named that result.
 Outcome Exists(const Job& job);

@@ -1,3 +1,4 @@
+// Bounds on pixels and memory, and libvips' loaders that are closed.
 #include "opening/admission.h"
 
 #include <unistd.h>
@@ -12,7 +13,7 @@
 
 namespace {
 
-// As ParseAmount() reads it, in three digits or more; what is needed must not be rounded down.
+// A text for ParseAmount() of three digits or more, rounded up so that it suffices.
 std::string InUnits(int64_t amount, int64_t kilo) {
   if (amount < 1000 * kilo) return std::to_string(amount);
   const bool millions = amount >= 1000 * kilo * kilo;
@@ -22,8 +23,8 @@ std::string InUnits(int64_t amount, int64_t kilo) {
 
 constexpr int64_t kMebi = 1 << 20;
 
-// What the program takes beside the decoder: pages that are held (64 MB), lines on their way, libraries; and for each
-// thread its stack and heap.
+// Memory of the program beside the decoder: pages that are held (64 MB), lines on their way, libraries. Each thread
+// adds its stack and heap.
 constexpr int64_t kOwnMemory = 512 * kMebi;
 constexpr int64_t kThreadMemory = 32 * kMebi;
 

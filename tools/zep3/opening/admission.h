@@ -12,7 +12,8 @@
 struct Admission {
   std::vector<const Format*> alsoRead; // of FormatsOnDemand()
 
-  // Of one page. An A0 sheet at 1200 pixels per inch has 2232 million; a file of half a megabyte may claim any number.
+  // Pixels of one page. An A0 sheet at 1200 pixels per inch has 2232 million; a file of half a megabyte may claim any
+  // number.
   int64_t maxPixels = 2'500'000'000;
 
   // Bytes that decoding one page may take. Most pages are decoded line by line and take little, whatever their size:
@@ -28,9 +29,9 @@ void CheckMemory(const Admission& admission, const std::string& what, int64_t by
 // untrusted apart from these. After VIPS_INIT; for the whole process.
 void BlockOtherLoaders(const Admission& admission);
 
-// As long as it lives the process gets no more memory than `admission` allows a decoder, and what the program itself
-// works with: a request beyond fails. For what no header tells, such as texts that unpack to a thousand times their
-// size.
+// While an object lives, the process gets no more memory than `admission` allows a decoder plus what the program itself
+// needs: requests beyond fail. It guards against what no header tells, such as texts that unpack to a thousand times
+// their size.
 class MemoryBound {
  public:
   explicit MemoryBound(const Admission& admission);

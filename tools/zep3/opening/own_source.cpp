@@ -1,3 +1,4 @@
+// A byte stream behind libvips' custom source.
 #include "opening/own_source.h"
 
 #include <exception>

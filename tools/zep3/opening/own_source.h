@@ -1,4 +1,4 @@
-// What libvips reads in place of a file.
+// Streams of bytes that libvips reads in place of a file.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ class ByteStream {
   virtual ~ByteStream() = default;
   // Up to `size` bytes from the present place on; 0 at the end. What it throws is the reason of a failed read.
   virtual int64_t Read(uint8_t* to, int64_t size) = 0;
-  // As lseek; -1: cannot be done, it is read once from its beginning.
+  // Like lseek. -1: the stream can only be read once, from its beginning.
   virtual int64_t Seek(int64_t, int) { return -1; }
 };
 

@@ -1,3 +1,4 @@
+// The head of a PNM file, and a reader that turns its text into binary.
 #include "opening/pnm.h"
 
 #include <algorithm>

@@ -19,11 +19,11 @@ struct PnmHead {
   int64_t Values() const { return width * height * (kind == '3' || kind == '6' ? 3 : 1); }
 };
 
-// Throws Failure for a head that is damaged or tells of no pixels.
+// Throws Failure for a damaged head, or one without pixels.
 PnmHead ReadPnmHead(const std::string& path);
 
-// Throws Failure for a file that ends before its last pixel. Of one as text that is too short for its values only: the
-// others are found when they are read.
+// Throws Failure for a file that ends before its last pixel. A text is counted only where it is too short for its
+// values; other faults of texts are found when they are read.
 void CheckPnmLength(const std::string& path, const PnmHead& head);
 
 // A file as text, in binary: gray for bitmaps, 0 for black. libvips reads text too, but gives 0 for what is missing and

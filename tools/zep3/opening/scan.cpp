@@ -1,3 +1,4 @@
+// Checks of a file before libvips sees it, and of each page before it is decoded.
 #include "opening/scan.h"
 
 #include <sys/stat.h>
@@ -16,6 +17,7 @@
 #include "failure.h"
 #include "files/output.h"
 #include "log.h"
+#include "opening/png_chunks.h"
 #include "opening/tiff_page_stream.h"
 
 namespace {
@@ -153,7 +155,8 @@ Scan::Scan(const std::string& name, const Admission& admission) : m_admission(ad
       CheckPnmLength(m_path, m_pnm);
     }
     const vips::VImage header = Load(0, {{"access", "sequential"}});
-    if (!onePage && header.get_typeof(VIPS_META_N_PAGES) != 0) {
+    const bool levels = content == "jp2"; // of resolution: libvips calls them pages
+    if (!onePage && !levels && header.get_typeof(VIPS_META_N_PAGES) != 0) {
       m_pages = std::max(1, header.get_int(VIPS_META_N_PAGES));
     }
   } catch (const vips::VError& error) {
@@ -161,20 +164,15 @@ Scan::Scan(const std::string& name, const Admission& admission) : m_admission(ad
   }
 }
 
-// What lies packed before the pixels, texts and profile, is unpacked when the head is read, in more than one copy.
+// libpng unpacks texts and profile when the head is read, and keeps more than one copy.
 void Scan::CheckPng() const {
   constexpr int64_t kMostOfOne = 50 << 20; // bytes, as libvips allows
   constexpr int64_t kMostPacking = 1032;   // times, of deflate
   std::ifstream file(m_path, std::ios::binary);
-  file.ignore(8); // the signature
   int64_t unpacked = 0;
-  for (std::array<unsigned char, 8> chunk; file.read(reinterpret_cast<char*>(chunk.data()), chunk.size());) {
-    const std::string name(chunk.begin() + 4, chunk.end());
-    const int64_t size = int64_t{chunk[0]} << 24 | chunk[1] << 16 | chunk[2] << 8 | chunk[3];
-    if (name == "IDAT") break;
+  WalkPngHead(file, [&](const std::string& name, int64_t, int64_t size) {
     if (name == "zTXt" || name == "iTXt" || name == "iCCP") unpacked += std::min(kMostOfOne, kMostPacking * size);
-    file.ignore(size + 4); // and its checksum
-  }
+  });
   CheckMemory(m_admission, "a PNG with packed texts", 2 * unpacked);
 }
 
@@ -197,7 +195,7 @@ void Scan::CheckTiffPage(const TiffLayout& layout) const {
   }
 }
 
-// Of decoders that hold more than some lines. How much they hold was measured.
+// Bounds the memory of decoders that hold more than a few lines. How much they hold was measured.
 void Scan::CheckDecoder(const vips::VImage& header, int page) const {
   CheckPixels(m_admission, header.width(), header.height());
   const int64_t pixels = int64_t{header.width()} * header.height();
@@ -249,7 +247,7 @@ vips::VImage Scan::Load(int page, Options options) const {
     if (alone) return LoadStream(OpenTiffPage(m_path, Place(page)), options);
     options.emplace_back("page", std::to_string(FilePage(page)));
   }
-  // By the loader that is known: new_from_file would let each that there is look at the file.
+  // The loader is known: new_from_file would let every loader look at the file.
   vips::VImage image;
   vips::VImage::call_option_string(std::string(m_format->loader).c_str(), JoinOptions(options, m_options).c_str(),
                                    vips::VImage::option()->set("filename", m_path.c_str())->set("out", &image));

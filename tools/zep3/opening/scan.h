@@ -25,8 +25,8 @@ class Scan {
   // The same without its pixels.
   vips::VImage Head(int page) const;
 
-  // Throws Failure when the file is not the one any more whose head was read: what was read since may be of both. Also
-  // when a read failed and nobody took notice.
+  // Throws Failure when the file has been changed or replaced since its head was read, as pixels may then come from
+  // either; also when a read failed and no library noticed.
   void CheckUnchanged() const;
 
   int Pages() const { return m_pages; }
@@ -34,7 +34,7 @@ class Scan {
   // Null when results cannot be written in the scan's format.
   const Format* FileFormat() const { return IsOnDemand(*m_format) ? nullptr : m_format; }
   bool IsTiff() const { return !m_layouts.empty(); }
-  // Nothing but the file itself says what Open() gives.
+  // True when no options for libvips change what Open() gives.
   bool IsPlainFile() const { return m_options.empty(); }
   // The page in the file that Open(page) reads; TIFF only.
   const TiffLayout& Layout(int page) const { return m_layouts.at(static_cast<size_t>(FilePage(page))); }
@@ -68,6 +68,5 @@ class Scan {
   std::shared_ptr<ReadFault> m_fault = std::make_shared<ReadFault>();
 };
 
-// What libvips or its codecs say, in one line without repetitions. What they told as a warning where the error itself
-// gives no reason.
+// The error of libvips or its codecs, in one line without repetitions; their warnings where the error gives no reason.
 std::string LibraryReason(const vips::VError& error);

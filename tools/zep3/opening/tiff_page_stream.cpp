@@ -1,3 +1,4 @@
+// The file with two offsets changed on the way: the first page is the one asked for, and no other follows.
 #include "opening/tiff_page_stream.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// The area and the pipettes on the pre-scan, around the call of the engine.
 #include "page/analysis.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The engine's box means, fed by libvips' stripes or by threads that read the file.
 #include "page/box_mean.h"
 
 #include <sys/mman.h>

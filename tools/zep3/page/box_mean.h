@@ -18,5 +18,5 @@ vips::VImage BoxMean(const vips::VImage& image, int bands, int64_t side, vips::V
 vips::VImage BoxMeanOfPlainTiff(const std::string& path, TiffPlace page, const PlainShape& shape, int bands,
                                 int64_t side);
 
-// What a plainly stored page is like that holds this image.
+// The shape of a plainly stored page that holds this image.
 PlainShape ShapeOf(const vips::VImage& image);

@@ -1,3 +1,4 @@
+// ICC profiles by Little CMS: their gamma, and curves replaced by another.
 #include "page/encoding.h"
 
 #include <lcms2.h>
@@ -62,7 +63,7 @@ Encoding FindEncoding(const vips::VImage& image, std::optional<int> givenInput, 
     encoding.source = "given";
   } else if (const Profile profile = ReadProfile(image)) {
     const double gamma = EstimateGamma(profile);
-    // The same limits as for a gamma that the user gives.
+    // The limits are those of --input-gamma.
     const bool found = gamma >= 0.5 && gamma <= 5;
     encoding.input = found ? static_cast<int>(std::lround(gamma * 10)) : kDisplayGamma;
     encoding.source = "ICC profile " + Description(profile) + (found ? "" : ", which tells no gamma");

@@ -1,4 +1,4 @@
-// How a scan's values stand for light: its gamma, from the ICC profile or as the user says.
+// The gamma of a scan's values, from its ICC profile or as the user says.
 #pragma once
 
 #include <array>

@@ -1,3 +1,4 @@
+// The engine's calls on lines of pixels, as an operation of libvips and as a function.
 #include "page/finish.h"
 
 #include <algorithm>

@@ -10,7 +10,7 @@
 // GetZEP3Chroma(); gray scans have none.
 vips::VImage ApplyCorrection(const vips::VImage& image, const Correction& correction, double chroma);
 
-// Whether ApplyCorrection does nothing but send red, green and blue through tables.
+// True when ApplyCorrection only sends red, green and blue through tables.
 bool IsTablesAlone(const vips::VImage& image, double chroma);
 
 // These tables by themselves, for R G B pixels of 8 or, if deep, 16 bits. Of any thread.

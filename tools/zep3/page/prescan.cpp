@@ -1,3 +1,4 @@
+// A page in memory, its means and their histograms.
 #include "page/prescan.h"
 
 #include "failure.h"

@@ -16,7 +16,7 @@ struct SmallScan {
   int64_t scanWidth = 0, scanHeight = 0;
 };
 
-// Colour bands of an image: 1 or 3; what lies behind them (alpha) is not analysed and not corrected.
+// Colour bands of an image: 1 or 3; bands behind them (alpha) are neither analysed nor corrected.
 int ColourBands(const vips::VImage& image);
 
 // `plain`, where it says so, reads the page from its file without a decoder: side of a block to its means, or null.
@@ -37,5 +37,5 @@ struct LinearPixels {
 // The pre-scan on the engine's scale; `gamma`: of its values, tenths. A gray one becomes three equal channels.
 LinearPixels ToLinear(const SmallScan& scan, int gamma);
 
-// What a correction tells about the pre-scan that it was found on.
+// The pre-scan in numbers, for a correction that is found on it.
 Prescan Describe(const SmallScan& scan, const LinearPixels& pixels, const AREA& area);

@@ -1,3 +1,4 @@
+// A copied record points to its own tone records.
 #include "page/record.h"
 
 #include <algorithm>

@@ -11,8 +11,7 @@ struct Record {
   ZEP3_TONE master;
   ZEP3_TONE rgb[3];
 
-  // What a caller starts from: level 4, no point set, automatic curve types, identity curves, display gamma 2.2. User
-  // and proposed curves share the records, so that what the analysis proposes is what the tables apply.
+  // The starting record of ResetZEP3, with the tone records of this object.
   Record();
   Record(const Record& other) { *this = other; }
   Record& operator=(const Record& other);

@@ -1,3 +1,4 @@
+// Tables by the engine; text, JSON and a picture of them.
 #include "page/tables.h"
 
 #include <nlohmann/json.hpp>

@@ -1,3 +1,4 @@
+// For each format, what the last bytes and the stored sizes must be.
 #include "saving/check_whole.h"
 
 #include <algorithm>

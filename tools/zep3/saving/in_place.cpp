@@ -1,3 +1,4 @@
+// What the scan, its kept original and their times say about earlier runs.
 #include "saving/in_place.h"
 
 #include <filesystem>

@@ -16,14 +16,14 @@ class InPlace {
 
   // An earlier run has replaced the scan, and nobody has changed it since.
   bool IsCorrected() const { return m_again && !m_halfReplaced; }
-  // Whether to begin from the original that is kept: a second correction is not laid on top of the first, and a run
-  // that was killed is taken up again.
+  // Whether the kept original is to be read: a second correction is not laid on top of the first, and the work of a
+  // run that was killed is taken up again.
   bool HasOriginal() const { return m_again; }
   // The name of the original; empty: none is kept.
   const std::string& Backup() const { return m_backup; }
 
-  // Whether the scan is still what it was at the beginning. Another run that has corrected it in between makes it
-  // false; throws Failure when somebody else has changed it.
+  // True while the scan is what it was at the beginning; false when another run has corrected it. Throws Failure when
+  // somebody else has changed it.
   bool IsUntouched() const;
   // Gives a result that is not finished the scan's owner and rights.
   void GiveRights(PendingFile& result) const;

@@ -1,3 +1,4 @@
+// Percentages from libvips, after the first second.
 #include "saving/progress.h"
 
 #include <unistd.h>

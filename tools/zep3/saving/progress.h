@@ -1,11 +1,11 @@
-// How far a result is, on a terminal.
+// The line on a terminal that tells how far a result is.
 #pragma once
 
 #include <chrono>
 
 #include <vips/vips8>
 
-// A line that tells how far a result is; only what takes long, and only where someone is looking.
+// Shows nothing in the first second, nor where standard error is no terminal.
 class Progress {
  public:
   explicit Progress(bool quiet);

@@ -1,13 +1,17 @@
+// The scan's layout as options of libvips' savers; the bytes go into the pending file.
 #include "saving/save.h"
 
 #include <tiff.h>
 
 #include <array>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "log.h"
+#include "saving/carried.h"
 #include "tiff/tiff_pages.h"
 
 namespace {
@@ -29,7 +33,7 @@ bool IsLosslessWebp(const std::string& path) {
   return false;
 }
 
-// High enough that another generation is not seen; what the scan was saved with is not recorded in it.
+// High enough that another generation is not seen. Scans do not record the quality that they were saved with.
 const std::string kQuality = "95";
 
 Options TiffOptions(const vips::VImage& image, const Scan& scan, int page) {
@@ -49,7 +53,7 @@ Options TiffOptions(const vips::VImage& image, const Scan& scan, int page) {
         options.emplace_back("compression", "deflate");
         break;
       case COMPRESSION_JPEG:
-        // From 90 on libvips stores R G B.
+        // libvips stores R G B from a quality of 90 on.
         options.insert(options.end(), {{"compression", "jpeg"}, {"Q", layout.luminanceChroma ? "89" : kQuality}});
         break;
       case COMPRESSION_PACKBITS:
@@ -70,7 +74,7 @@ Options TiffOptions(const vips::VImage& image, const Scan& scan, int page) {
                                      {"tile-width", std::to_string(layout.tileWidth)},
                                      {"tile-height", std::to_string(layout.tileHeight)}});
     } else if (layout.rowsPerStrip > 1 && layout.stripBytes <= uint64_t{kLargestStrip}) {
-      // Of strips of one row, libvips 8.14 leaves the last one out.
+      // libvips 8.14 leaves the last strip out where strips have one row.
       options.emplace_back("tile-height", std::to_string(layout.rowsPerStrip));
     }
   }
@@ -107,19 +111,26 @@ Options LayoutOptions(const vips::VImage& image, const Scan& scan, int page, con
   return {};
 }
 
-// What libvips writes there goes into the file, which must outlive it.
-vips::VTarget TargetFor(PendingFile& file) {
+// A file, and what its format has before the pixels, if it is PNG.
+struct Target {
+  PendingFile& file;
+  std::optional<PngHead> head;
+};
+
+// What libvips writes there goes into the file; both must outlive it.
+vips::VTarget TargetFor(Target& file) {
   VipsTargetCustom* target = vips_target_custom_new();
   if (target == nullptr) throw vips::VError();
-  const auto write = [](VipsTargetCustom*, const void* bytes, gint64 size, PendingFile* to) -> gint64 {
-    return to->Write(bytes, static_cast<size_t>(size));
+  const auto write = [](VipsTargetCustom*, const void* bytes, gint64 size, Target* to) -> gint64 {
+    const auto count = static_cast<size_t>(size);
+    return to->head ? to->head->Write(bytes, count, to->file) : to->file.Write(bytes, count);
   };
   // TIFF is written with steps back, and looked at again.
-  const auto read = [](VipsTargetCustom*, void* bytes, gint64 size, PendingFile* from) -> gint64 {
-    return from->Read(bytes, static_cast<size_t>(size));
+  const auto read = [](VipsTargetCustom*, void* bytes, gint64 size, Target* from) -> gint64 {
+    return from->file.Read(bytes, static_cast<size_t>(size));
   };
-  const auto seek = [](VipsTargetCustom*, gint64 offset, int whence, PendingFile* in) -> gint64 {
-    return in->Seek(offset, whence);
+  const auto seek = [](VipsTargetCustom*, gint64 offset, int whence, Target* in) -> gint64 {
+    return in->file.Seek(offset, whence);
   };
   g_signal_connect(target, "write", G_CALLBACK(+write), &file);
   g_signal_connect(target, "read", G_CALLBACK(+read), &file);
@@ -149,9 +160,20 @@ vips::VImage CleanHeader(const vips::VImage& image, bool strip) {
 void Save(const vips::VImage& image, const Scan& scan, int page, const SaveOptions& options, PendingFile& to) {
   const vips::VImage clean = CleanHeader(image, options.strip);
   const std::string layout = JoinOptions(LayoutOptions(image, scan, page, *options.format), options.saver);
-  const vips::VTarget target = TargetFor(to);
+  const bool png = options.format->name == "png";
+  const bool sized = HasResolution(image, scan);
+  std::string chunks = PngChunkOf(scan, kCicp);
+  if (!chunks.empty() && (!png || options.recoded)) {
+    Say(scan.Path() + ": the coding of its colours (cICP) is left out");
+    chunks.clear();
+  }
+  Target into = {to, std::nullopt};
+  const std::string resolution = png ? PngChunkOf(scan, kPhys) : "";
+  if (png) into.head.emplace(chunks + resolution, sized && resolution.empty());
+  const vips::VTarget target = TargetFor(into);
   clean.write_to_target((options.suffix + layout).c_str(), target);
   if (vips_target_end(target.get_target()) != 0) throw vips::VError(); // savers need not look at how it ends
+  if (options.format->name == "jpeg" && !sized) TakeUnitFromJpeg(to);
   if (options.format->name == "tiff" && scan.IsTiff() && !options.strip) {
     CopyTiffTags(scan.Path(), scan.Place(page), to);
   }

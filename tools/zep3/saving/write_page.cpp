@@ -1,3 +1,4 @@
+// From file to file where nothing but pixels changes, otherwise through libvips.
 #include "saving/write_page.h"
 
 #include "interrupt.h"
@@ -9,15 +10,14 @@
 
 namespace {
 
-// A plain page to a plain page: what is not pixels is carried, and pixels go from file to file. False where more is to
-// be done.
+// A plain page to a plain page: pixels go from file to file, all else is carried. False where libvips is needed.
 bool RewritePage(const Scan& scan, int page, const vips::VImage& image, const CorrectedPage& corrected,
                  const SaveOptions& save, bool quiet, PendingFile& to) {
   const Correction& correction = corrected.correction;
   const bool tiff = save.format->name == "tiff" && scan.IsTiff() && scan.IsPlainFile();
   const bool asIs = save.saver.empty() && !save.strip && correction.encoding.input == correction.encoding.output;
   if (!tiff || !asIs || !IsTablesAlone(image, corrected.chroma)) return false;
-  // Of the page itself: a thumbnail, corrected as the page before it, may have another depth.
+  // The shape of this page: a thumbnail, corrected like the page before it, may have another depth.
   const PlainShape shape = ShapeOf(image);
   Progress progress(quiet);
   const auto go = [&](double share) {
@@ -33,6 +33,9 @@ void WritePage(const Scan& scan, int page, const vips::VImage& image, const Corr
                const SaveOptions& save, bool quiet, PendingFile& to) {
   if (RewritePage(scan, page, image, corrected, save, quiet, to)) return;
   const vips::VImage result = ApplyCorrection(image, corrected.correction, corrected.chroma);
+  const Encoding& encoding = corrected.correction.encoding;
+  SaveOptions as = save;
+  as.recoded = encoding.input != encoding.output;
   Progress progress(quiet);
-  Save(progress.Watch(FitProfile(result, corrected.correction.encoding)), scan, page, save, to);
+  Save(progress.Watch(FitProfile(result, encoding)), scan, page, as, to);
 }

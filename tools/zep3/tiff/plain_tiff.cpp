@@ -1,3 +1,4 @@
+// Reads by pread, several threads at a time; writes one batch of strips while the next is read.
 #include "tiff/plain_tiff.h"
 
 #include <algorithm>
@@ -48,7 +49,7 @@ class PlainTiffLines : public PlainLines {
         },
         take);
   }
-  // The same with room for all lines, in which `take` leaves them.
+  // The same into a buffer for all lines; `take` changes them there.
   void ReadInto(uint8_t* lines, int64_t begin, int64_t end, const Take& take) const {
     ReadPieces(
         begin, end, [&](size_t size) { return std::exchange(lines, lines + size); }, take);
@@ -58,15 +59,14 @@ class PlainTiffLines : public PlainLines {
   const TiffLayout& Layout() const { return m_layout; }
 
  private:
-  // The fields may say anything: a line that the whole file has no room for is not one to make room for, nor are there
-  // more bytes than can be counted.
+  // The fields may hold anything: a line must fit into the file, and the number of bytes into 64 bits.
   bool HasLines() const {
     struct stat file = {};
     if (m_layout.rowsPerStrip == 0 || Samples() == 0 || ::fstat(TIFFFileno(m_tiff), &file) != 0) return false;
     return LineBytes() <= file.st_size && m_height <= INT64_MAX / LineBytes();
   }
 
-  // Of what is missing or short, decoders know best what to say.
+  // Pages with missing or short strips are left to the decoder, which has better messages.
   bool HasAllStrips() const {
     const int64_t rows = m_layout.rowsPerStrip;
     for (int64_t line = 0; line < m_height; line += rows) {

@@ -1,3 +1,4 @@
+// Numbers in the file's byte order; every offset and count is checked against the file's size.
 #include "tiff/tiff_directory.h"
 
 #include <algorithm>

@@ -41,10 +41,10 @@ class TaggedFile {
 
   size_t OffsetBytes() const { return big ? 8 : 4; }
 
-  // Positions of the offsets that lead to the first page's directory and on from that of the page around which this is.
+  // Positions of the offsets that lead to the first page's directory, and from this page's directory to the next.
   uint64_t FirstLink() const { return big ? 8 : 4; }
   uint64_t NextLink() { return EndOfEntries(m_directory); }
-  // From here on around the page to which the offset at this position leads.
+  // Moves to the page to which the offset at this position leads.
   void Follow(uint64_t link) { m_directory = NumberAt(link, OffsetBytes()); }
 
   // Numbers in the file's byte order.
@@ -60,7 +60,7 @@ class TaggedFile {
   // Nothing when it lies outside of the file.
   std::optional<Bytes> Data(const Entry& entry);
 
-  // At the end of the file.
+  // Both write at the end of the file.
   Entry Store(uint16_t tag, uint16_t type, const Bytes& data);
   uint64_t WriteDirectory(const Directory& entries, uint64_t next);
 

@@ -13,7 +13,7 @@
 #include "files/pending_file.h"
 #include "tiff/tiff_layout.h"
 
-// What a fuzzed size may make us or libtiff allocate at once, in bytes.
+// Largest single allocation, in bytes, that a size in a damaged file can cause here or in libtiff.
 constexpr int64_t kLargestAllocation = int64_t{1} << 30;
 
 // Messages stay with the handle: libtiff's global handlers are shared by all threads and belong to libvips. Warnings
@@ -60,7 +60,7 @@ class TiffHandle {
     return TIFFGetFieldDefaulted(m_tiff, tag, &value) != 0 ? value : otherwise;
   }
 
-  // Of a file that is written.
+  // To be called after a failed write.
   [[noreturn]] void FailToWrite() const {
     m_file->Check(); // the system's reason
     Fail("cannot be written");

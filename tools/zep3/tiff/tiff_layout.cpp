@@ -1,3 +1,4 @@
+// Tags that say how the pixels are stored, read and set by libtiff.
 #include "tiff/tiff_layout.h"
 
 #include <algorithm>
@@ -6,7 +7,7 @@
 
 namespace {
 
-// Of codecs without one, libtiff's default would be read from another codec's state.
+// Not by TIFFGetFieldDefaulted: for codecs without a predictor libtiff would read another codec's state.
 uint16_t PredictorOf(TIFF* tiff) {
   uint16_t predictor = PREDICTOR_NONE;
   return TIFFGetField(tiff, TIFFTAG_PREDICTOR, &predictor) != 0 ? predictor : uint16_t{PREDICTOR_NONE};
@@ -48,7 +49,7 @@ void SetLayout(const TiffHandle& from, const TiffLayout& layout, const TiffHandl
   constexpr uint32_t kShorts[] = {TIFFTAG_BITSPERSAMPLE, TIFFTAG_SAMPLESPERPIXEL, TIFFTAG_COMPRESSION,
                                   TIFFTAG_PHOTOMETRIC,   TIFFTAG_PLANARCONFIG,    TIFFTAG_FILLORDER,
                                   TIFFTAG_SAMPLEFORMAT};
-  // Those that the page has: a default that is written out would be a tag more.
+  // Only tags that the page has: writing a default would add a tag.
   const auto set = [&]<typename Value>(uint32_t tag, Value value) {
     if (TIFFGetField(from, tag, &value) != 0) TIFFSetField(to, tag, value);
   };

@@ -13,12 +13,12 @@ constexpr int64_t kLargestStrip = 8 << 20;
 // Bytes of pixels beyond which a classic TIFF's 32-bit offsets may not do.
 constexpr int64_t kLargestClassic = 3'900'000'000;
 
-// A page of a TIFF file: its number from 0 and, where that is known, the offset of its directory. Else the way to it
-// leads through the directories of all pages before it.
+// A page of a TIFF file: its number from 0 and, where that is known, the offset of its directory. Otherwise libtiff
+// goes through the directories of all pages before it.
 struct TiffPlace {
   constexpr TiffPlace(unsigned number, uint64_t offset = 0) : page(number), directory(offset) {}
 
-  // That the way to it need not be gone: to the first page there is none.
+  // True when the directory can be opened directly. The first page's is found without its offset.
   bool IsKnown() const { return page != 0 && directory != 0; }
 
   unsigned page;
@@ -52,7 +52,7 @@ struct TiffLayout {
 // The layouts of all pages, in order. Throws Failure with libtiff's reason.
 std::vector<TiffLayout> ReadTiffLayouts(const std::string& path);
 
-// Of the page at which the handle stands.
+// The layout of the page at which the handle stands.
 TiffLayout LayoutOf(const TiffHandle& tiff);
 
 // Gives the page to be written what libtiff must know to place its blocks.

@@ -1,3 +1,4 @@
+// Strips and tiles by libtiff; directories as they are stored, field by field.
 #include "tiff/tiff_pages.h"
 
 #include <algorithm>
@@ -15,7 +16,7 @@ bool IsOneOf(unsigned value, std::initializer_list<unsigned> values) {
 
 // ---- pixels: by libtiff ----
 
-// Whether what the codec stores changes with the file's byte order. Samples of other widths are streams of bits.
+// True when the stored bytes depend on the file's byte order. Samples of other widths are streams of bits.
 bool DependsOnByteOrder(const TiffHandle& tiff, const TiffLayout& layout) {
   if (!IsOneOf(layout.bitsPerSample, {16, 24, 32, 64, 128})) return false;
   if (IsOneOf(layout.compression, {COMPRESSION_JPEG, COMPRESSION_JP2000, COMPRESSION_WEBP, COMPRESSION_JXL})) {
@@ -72,7 +73,7 @@ void CopyBlocks(const TiffHandle& from, const TiffLayout& layout, const TiffHand
 
 constexpr uint16_t kInteroperability = 40965; // within the EXIF directory
 
-// Where the strips or tiles are: always the result's own.
+// Tags that tell where the strips or tiles are: always the result's own.
 bool IsBlockList(uint16_t tag) {
   return IsOneOf(tag, {TIFFTAG_STRIPOFFSETS, TIFFTAG_STRIPBYTECOUNTS, TIFFTAG_TILEOFFSETS, TIFFTAG_TILEBYTECOUNTS});
 }
@@ -177,13 +178,13 @@ class Carrier {
   int m_depth = 0;
 };
 
-// All lines in one strip: any number of rows from the image's on says so.
+// A number of rows per strip that is not below the image's means one strip.
 bool IsOneStrip(const TiffHandle& tiff) {
   return TIFFIsTiled(tiff) == 0 &&
          tiff.Get<uint32_t>(TIFFTAG_ROWSPERSTRIP, 0) >= tiff.Get<uint32_t>(TIFFTAG_IMAGELENGTH, 0);
 }
 
-// In what a page is like the one whose directory it is to have.
+// What two pages have in common, one of which is to get the other's directory.
 struct Likeness {
   bool pixels, depth, samples, rows; // as stored; pixels: all but where they are
 };

@@ -1,3 +1,4 @@
+// The library's tables of reasons and measurements, looked up for one finding.
 #include "told/evidence.h"
 
 #include <array>

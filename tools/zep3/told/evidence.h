@@ -1,4 +1,4 @@
-// What an analysis says of itself, in the library's words, for files and for people.
+// The findings of an analysis in the library's words, for files and for people.
 #pragma once
 
 #include <string>
@@ -16,13 +16,13 @@ struct Evidence {
   std::vector<double> values; // as many as the item has
 };
 
-// What the analysis that decided has measured, in the library's order; nothing where it is the standard one.
+// The measurements of the analysis that decided, in the library's order; the standard analysis has none.
 std::vector<Evidence> EvidencesOf(const Finding& finding);
 
-// With a fixed number of decimals. What rounds to nothing has no sign, and what is no finite number is a dash.
+// With this many decimals. Zero has no sign; infinity and NaN are a dash.
 std::string Decimal(double value, int places);
 
-// By channel with slashes between.
+// The numbers with slashes between.
 std::string ValueText(const Evidence& evidence);
 
 // "standard" or "adaptive".
@@ -31,11 +31,11 @@ std::string_view MethodName(bool adaptive);
 // Which analysis of an original is the adaptive one: ZEP3_ANALYSIS_...
 int AdaptiveAnalysisOf(uint16_t docType);
 
-// Which analysis decided, and how sure it is.
+// The analysis that decided, and how sure it is.
 std::string Verdict(const Finding& finding);
 
 // The same with its reasons, in one line.
 std::string Summary(const Finding& finding);
 
-// One for each page that has a finding; of several pages, with the page's number.
+// The summary of each page that has a finding; with the page's number where there are several pages.
 std::vector<std::string> SummariesOf(const std::vector<CorrectedPage>& pages);

@@ -1,3 +1,4 @@
+// HTML with everything inside: plots by gnuplot, pictures by libvips, tables of numbers.
 #include "told/report.h"
 
 #include <glib.h>
@@ -238,7 +239,7 @@ std::string PlotFigure(const std::string& svg, int height, const std::string& al
          "</figcaption>\n</figure>\n";
 }
 
-// Of the metadata only the profile stays: the page is for handing on, and a turn is made here, once.
+// Only the profile stays of the metadata, as reports are handed on. The picture is turned upright here, once.
 vips::VImage Bare(const vips::VImage& picture) {
   vips::VImage bare = picture.autorot().copy();
   std::unique_ptr<char*, decltype(&g_strfreev)> fields(vips_image_get_fields(bare.get_image()), g_strfreev);

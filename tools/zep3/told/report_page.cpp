@@ -1,3 +1,4 @@
+// The numbers' names, the pictures' sizes and the histograms.
 #include "told/report_page.h"
 
 #include <algorithm>
@@ -13,7 +14,7 @@
 
 namespace {
 
-// What the report's numbers are called and look like.
+// Names and texts of the report's numbers.
 std::vector<std::pair<std::string, std::string>> Numbers(const CorrectedPage& page) {
   const Correction& correction = page.correction;
   const ZEP3_PARA& para = correction.record.para;
@@ -90,7 +91,7 @@ ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size
     return (scale < 1 ? shown.resize(scale) : shown).copy_memory();
   };
   ReportPage page;
-  if (count > 1) page.title = "Page " + std::to_string(corrected.page + 1);
+  page.title = count > 1 ? "Page " + std::to_string(corrected.page + 1) : "Picture";
   page.before = picture(small.image);
   page.after = picture(after);
   page.histogramBefore = Histograms(bytes(small.image));

@@ -1,4 +1,4 @@
-// What is the same in every report: the head, the looks and the slider.
+// The parts that are the same in every report: head, style and slider.
 #pragma once
 
 #include <string_view>

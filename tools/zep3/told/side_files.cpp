@@ -1,3 +1,4 @@
+// Both are written whole before either has its name.
 #include "told/side_files.h"
 
 #include <filesystem>

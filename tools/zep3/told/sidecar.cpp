@@ -1,3 +1,4 @@
+// Writing, reading with a reason for each refusal, and JSON laid out for people.
 #include "told/sidecar.h"
 
 #include <vips/vips.h>
@@ -139,7 +140,7 @@ double Number(const nlohmann::json& json, const char* name, double low, double h
   return value.get<double>();
 }
 
-// What ValuesToJson wrote.
+// The way back from ValuesToJson.
 void ReadValues(const nlohmann::json& json, std::string_view name, std::span<double> values) {
   const auto read = [&](const nlohmann::json& value, double& to) {
     if (!value.is_number() && !value.is_null()) Refuse("'" + std::string(name) + "' is not a number");

@@ -1,0 +1,44 @@
+// What the image library would leave out of a PNG, or make up in PNG and JPEG: the coding of the colours (cICP) and
+// the resolution.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include <vips/vips8>
+
+#include "files/pending_file.h"
+#include "opening/scan.h"
+
+struct PngChunkKind {
+  const char* name;
+  int64_t size; // bytes of its data
+};
+inline constexpr PngChunkKind kCicp = {"cICP", 4};
+inline constexpr PngChunkKind kPhys = {"pHYs", 9};
+
+// The scan's own chunk, whole; empty where it is no PNG or has none.
+std::string PngChunkOf(const Scan& scan, const PngChunkKind& kind);
+
+// False where the scan says nothing of how large it is: the image then has a resolution by default.
+bool HasResolution(const vips::VImage& image, const Scan& scan);
+
+// A PNG as the image library writes it, piece by piece, with chunks of the scan.
+class PngHead {
+ public:
+  // `chunks`: whole, added behind the first. `sized`: the resolution that the image library writes stays.
+  PngHead(std::string chunks, bool sized) : m_chunks(std::move(chunks)), m_sized(sized) {}
+  // As PendingFile::Write.
+  int64_t Write(const void* bytes, size_t size, PendingFile& to);
+
+ private:
+  std::string m_chunks;
+  bool m_sized;
+  std::string m_head; // what came before the pixels
+  bool m_passed = false;
+};
+
+// Says in the EXIF block of a finished JPEG that its resolution has no unit.
+void TakeUnitFromJpeg(PendingFile& file);
