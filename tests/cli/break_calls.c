@@ -3,7 +3,7 @@
 //   BREAK_IN     only calls count with a path that holds this, or with a descriptor of such a file that may be written;
 //                fsync counts with such a folder, too
 //   BREAK_AT     the number of the call that breaks, from 1
-//   BREAK_HOW    how it breaks, see below
+//   BREAK_HOW    ENOSPC or EIO: with this error; short: half of it is written; run COMMAND: this happens just before it
 //   BREAK_ON     set: all that follow break, too
 //   BREAK_TOLD   a file that comes into being when a call breaks
 #define _GNU_SOURCE
@@ -11,7 +11,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
-#include <signal.h>
 #include <stdarg.h>
 #include <stdatomic.h>
 #include <stdio.h>
@@ -19,7 +18,6 @@
 #include <string.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 static const char* Setting(const char* name) {
@@ -28,12 +26,10 @@ static const char* Setting(const char* name) {
 }
 
 static int IsNamed(const char* call) {
-  const char* at = strstr(Setting("BREAK_CALLS"), call);
-  const size_t length = strlen(call);
-  for (; at != NULL; at = strstr(at + length, call)) {
-    if ((at == Setting("BREAK_CALLS") || at[-1] == ' ') && (at[length] == ' ' || at[length] == 0)) return 1;
-  }
-  return 0;
+  char names[256], name[32];
+  snprintf(names, sizeof names, " %s ", Setting("BREAK_CALLS"));
+  snprintf(name, sizeof name, " %s ", call);
+  return strstr(names, name) != NULL;
 }
 
 static int IsMeant(const char* call, const char* path, int file) {
@@ -61,10 +57,10 @@ static int IsBroken(const char* call, const char* path, int file) {
     const int told = (int)syscall(SYS_openat, AT_FDCWD, Setting("BREAK_TOLD"), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
     syscall(SYS_close, told);
   }
-  if (strcmp(Setting("BREAK_HOW"), "kill") == 0) kill(0, SIGKILL); // its whole process group
-  // swap FILE: this comes in place of what is about to be opened.
-  if (strncmp(Setting("BREAK_HOW"), "swap ", 5) == 0) {
-    syscall(SYS_renameat2, AT_FDCWD, Setting("BREAK_HOW") + 5, AT_FDCWD, path, 0);
+  // run COMMAND: this happens just before the call, which goes on.
+  if (strncmp(Setting("BREAK_HOW"), "run ", 4) == 0) {
+    unsetenv("LD_PRELOAD"); // not in the command's own calls
+    (void)!system(Setting("BREAK_HOW") + 4);
     return 0;
   }
   return 1;
@@ -103,10 +99,6 @@ WITH_PATH(chmod, (const char* path, mode_t mode), (path, mode), path)
 WRITES(write, (int file, const void* bytes, size_t size), (file, bytes, size), size)
 WRITES(pwrite, (int file, const void* bytes, size_t size, off_t at), (file, bytes, size, at), size)
 WRITES(pwrite64, (int file, const void* bytes, size_t size, off64_t at), (file, bytes, size, at), size)
-
-ssize_t writev(int file, const struct iovec* parts, int count) {
-  return IsBroken("writev", NULL, file) ? Fault() : NEXT(writev)(file, parts, count);
-}
 
 // What was written and not yet on the disk is lost.
 static int Lose(int file) {
