@@ -5,6 +5,7 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 
 #include <tiffio.h>
@@ -27,7 +28,7 @@ class TiffHandle {
     Open([&](TIFFOpenOptions* options) { return TIFFOpenExt(path.c_str(), mode, options); });
     if (place.page == 0) return;
     const int found =
-        place.IsKnown() ? TIFFSetSubDirectory(m_tiff, place.directory) : TIFFSetDirectory(m_tiff, place.page);
+        place.IsKnown() ? TIFFSetSubDirectory(*this, place.directory) : TIFFSetDirectory(*this, place.page);
     if (found == 0) Fail("page " + std::to_string(place.page + 1) + " cannot be read");
   }
   // To read ("rmc") or write a file that is not yet a result.
@@ -50,14 +51,13 @@ class TiffHandle {
   }
   TiffHandle(const TiffHandle&) = delete;
   TiffHandle& operator=(const TiffHandle&) = delete;
-  ~TiffHandle() { TIFFClose(m_tiff); }
 
-  operator TIFF*() const { return m_tiff; }
+  operator TIFF*() const { return m_tiff.get(); }
 
   template <typename Value>
   Value Get(uint32_t tag, Value otherwise) const {
     Value value = otherwise;
-    return TIFFGetFieldDefaulted(m_tiff, tag, &value) != 0 ? value : otherwise;
+    return TIFFGetFieldDefaulted(*this, tag, &value) != 0 ? value : otherwise;
   }
 
   // To be called after a failed write.
@@ -80,7 +80,7 @@ class TiffHandle {
     TIFFOpenOptionsSetErrorHandlerExtR(options, &TiffHandle::KeepReason, this);
     TIFFOpenOptionsSetWarningHandlerExtR(
         options, [](TIFF*, void*, const char*, const char*, va_list) { return 1; }, nullptr);
-    m_tiff = open(options);
+    m_tiff.reset(open(options));
     TIFFOpenOptionsFree(options);
     if (m_tiff != nullptr) return;
     if (m_file != nullptr) m_file->Check();
@@ -96,5 +96,5 @@ class TiffHandle {
   std::string m_path;
   PendingFile* m_file = nullptr; // what is written; null: a file to read
   std::array<char, 512> m_reason{};
-  TIFF* m_tiff = nullptr;
+  std::unique_ptr<TIFF, decltype(&TIFFClose)> m_tiff{nullptr, TIFFClose}; // closed also where its page is not found
 };
