@@ -150,7 +150,8 @@ TEST_F(BreakingCalls, ReplacedBetweenAnyTwoOpenings) {
                                   {"first.tif", "gray.tif"},
                                   {"first.tif", "deep.tif"},
                                   {"pages.tif", "other-pages.tif"}};
-  for (const auto& [first, other] : pairs) {
+  for (const auto& pair : pairs) {
+    const std::string first = pair[0], other = pair[1];
     std::string whole[2];
     const auto run = [&](const std::string& scan, const std::string& before) {
       Run("rm -f out.tif; cp " + scan + " in/a.tif; cp " + other + " swapped.tif");
