@@ -1,13 +1,17 @@
 #include "engine/window/fine.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <vector>
 
 #include "engine/adaptive/order_statistics.h"
 #include "engine/image/pixels.h"
 #include "engine/window/tuning.h"
 
 namespace {
+
+constexpr int kFraction = LevelMap::kUnit; // of a pixel: sums of a sample are sixteenths of levels
 
 constexpr LineSearch kFineLines = {.slopeStep = 0.03,
                                    .slopes = 6,
@@ -28,9 +32,10 @@ struct Band {
   Point inward;   // a pixel's length
   double first, last; // shares of the way that the band's rows cover
   double step;        // pixels from cell to cell across
+  double outward;     // pixels from the first cell to the side
   LevelMap map;
 
-  double OffsetOf(double across) const { return (across - 0.5 * (map.across - 1)) * step; }
+  double OffsetOf(double across) const { return across * step - outward; }
 };
 
 // The share of the way from `from` to `to` on which the scan is seen.
@@ -51,7 +56,7 @@ class BandReader {
   explicit BandReader(const ZEP3_BmpInfo& image) : m_image(image), m_pixel(LayoutOf(image)) {}
 
   // False where too little of the side lies within the scan.
-  bool Read(Band& band, double reach) const {
+  bool Read(Band& band, double block) const {
     const double length = std::hypot(band.to.x - band.from.x, band.to.y - band.from.y);
     if (!(length > kFineShortest)) return false;
     band.inward = {-(band.to.y - band.from.y) / length, (band.to.x - band.from.x) / length};
@@ -63,31 +68,48 @@ class BandReader {
     Clip(band.from.y, band.to.y, height, band.first, band.last);
     if (!(band.last - band.first > kFineLeast)) return false;
 
-    band.step = std::max(1.0, reach / kFineCells);
-    band.map.across = 2 * static_cast<int>(std::ceil(reach / band.step)) + 1;
+    band.step = std::max(1.0, (kFineOutward + kFineInward) * block / kFineCells);
+    band.outward = kFineOutward * block;
+    band.map.across = static_cast<int>((kFineOutward + kFineInward) * block / band.step) + 1;
     band.map.along = kFineRows;
     band.map.cells.assign(static_cast<size_t>(band.map.across) * kFineRows, {});
+    // Samples lie in the middles of the scan's columns (top and bottom sides) or lines, between two pixels across.
+    const bool level = std::fabs(band.inward.y) > std::fabs(band.inward.x);
+    const double from[2] = {level ? band.from.x : band.from.y, level ? band.from.y : band.from.x};
+    const double way[2] = {(level ? band.to.x : band.to.y) - from[0], (level ? band.to.y : band.to.x) - from[1]};
+    const double across = 1.0 / (level ? band.inward.y : band.inward.x);
+    const int64_t stride[2] = {level ? m_pixel.bytes : m_image.lBytesPerLine, level ? m_image.lBytesPerLine : m_pixel.bytes};
+    const int64_t end[2] = {(level ? m_image.lWidth : m_image.lHeight) - 1, (level ? m_image.lHeight : m_image.lWidth) - 1};
     const double row = (band.last - band.first) / kFineRows;
     const int samples = std::clamp(static_cast<int>(row * length / 2.0), 1, kFineSamples);
+    std::vector<int> sums(3 * static_cast<size_t>(band.map.across));
     for (int l = 0; l < kFineRows; l++) {
-      for (int a = 0; a < band.map.across; a++) {
-        const double offset = band.OffsetOf(a);
-        int sum[3] = {};
-        for (int i = 0; i < samples; i++) {
-          const double way = band.first + row * (l + (i + 0.5) / samples);
-          const double x = band.from.x + (band.to.x - band.from.x) * way + band.inward.x * offset;
-          const double y = band.from.y + (band.to.y - band.from.y) * way + band.inward.y * offset;
-          const auto column = static_cast<int64_t>(std::clamp(x, 0.0, width - 1.0));
-          const auto line = static_cast<int64_t>(std::clamp(y, 0.0, height - 1.0));
-          const uint8_t* p = m_image.pBits + (line * m_image.lBytesPerLine + column * m_pixel.bytes);
-          sum[0] += p[m_pixel.red];
-          sum[1] += p[m_pixel.green];
-          sum[2] += p[m_pixel.blue];
+      std::fill(sums.begin(), sums.end(), 0);
+      for (int i = 0; i < samples; i++) {
+        const double share = band.first + row * (l + (i + 0.5) / samples);
+        const int64_t at = std::clamp(static_cast<int64_t>(from[0] + way[0] * share), int64_t{0}, end[0]);
+        const double base = from[1] + way[1] * ((static_cast<double>(at) + 0.5 - from[0]) / way[0]) - 0.5;
+        const uint8_t* first = m_image.pBits + at * stride[0];
+        for (int a = 0; a < band.map.across; a++) {
+          const double place = std::clamp(base + band.OffsetOf(a) * across, 0.0, static_cast<double>(end[1]));
+          const auto below = std::min(static_cast<int64_t>(place), std::max(end[1] - 1, int64_t{0}));
+          const int part = static_cast<int>((place - static_cast<double>(below)) * kFraction);
+          const uint8_t* p = first + below * stride[1];
+          const uint8_t* q = first + std::min(below + 1, end[1]) * stride[1];
+          int* sum = &sums[3 * static_cast<size_t>(a)];
+          sum[0] += p[m_pixel.red] * (kFraction - part) + q[m_pixel.red] * part;
+          sum[1] += p[m_pixel.green] * (kFraction - part) + q[m_pixel.green] * part;
+          sum[2] += p[m_pixel.blue] * (kFraction - part) + q[m_pixel.blue] * part;
         }
+      }
+      for (int a = 0; a < band.map.across; a++) {
         LevelMap::Cell& cell = band.map.At(a, l);
-        for (int c = 0; c < 3; c++) cell.level[c] = static_cast<int16_t>(sum[c] * LevelMap::kUnit / samples);
+        for (int c = 0; c < 3; c++) {
+          cell.level[c] = static_cast<int16_t>(sums[3 * static_cast<size_t>(a) + static_cast<size_t>(c)] / samples);
+        }
       }
     }
+    MeasureNoise(band.map);
     return true;
   }
 
@@ -127,6 +149,66 @@ Strip StripBeside(const LevelMap& map, const Line& line) {
   return best;
 }
 
+// Whether what lies between two lines is one even strip, edge print and perforations aside. Its levels.
+bool IsStrip(const Band& band, const Line& outer, const Line& inner, double (&level)[3]) {
+  const LevelMap& map = band.map;
+  const double middle = 0.5 * (map.along - 1);
+  std::vector<LevelMap::Cell> cells;
+  for (int l = 0; l < map.along; l++) {
+    const int first = std::max(0, static_cast<int>(std::ceil(outer.At(l, middle) + kFineBlur)));
+    const int last = std::min(map.across - 1, static_cast<int>(std::floor(inner.At(l, middle) - kFineBlur)));
+    for (int a = first; a <= last; a++) cells.push_back(map.At(a, l));
+  }
+  if (cells.size() < static_cast<size_t>(map.along / 2)) return false;
+  LevelMap::Cell usual = {};
+  std::vector<int16_t> samples(cells.size());
+  for (int c = 0; c < 3; c++) {
+    for (size_t i = 0; i < cells.size(); i++) samples[i] = cells[i].level[c];
+    const auto half = samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2);
+    std::nth_element(samples.begin(), half, samples.end());
+    usual.level[c] = *half;
+    level[c] = usual.level[c] / static_cast<double>(LevelMap::kUnit);
+  }
+  const auto even = std::count_if(cells.begin(), cells.end(),
+                                  [&](const LevelMap::Cell& cell) { return Apart(cell, usual) < std::max(kStripScatter, kStripNoise * map.noise); });
+  return static_cast<double>(even) > kStripEven * static_cast<double>(cells.size());
+}
+
+// The line of a side: the likeliest near the coarse one, or one further in that only an even strip of surroundings
+// separates from it.
+const Line* Innermost(const Band& band, const std::vector<Line>& lines, Material material, const LevelMap& map,
+                      const Rectangle& rectangle, int s) {
+  Rectangle beside = rectangle;
+  SideTraits& side = beside.side[static_cast<size_t>(s)];
+  std::vector<double> scores;
+  const Line* chosen = nullptr;
+  double best = kFineLeastScore;
+  for (const Line& line : lines) {
+    side = TraitsOf(line, -0.5, band.map.along - 0.5);
+    LookInside(map, material, beside);
+    scores.push_back(side.border ? kSideWorst : SideScore(side, material));
+    if (scores.back() <= best || std::fabs(band.OffsetOf(line.at)) > kFineNear * band.outward) continue;
+    best = scores.back();
+    chosen = &line;
+  }
+  for (bool again = chosen != nullptr; again;) {
+    again = false;
+    const Line* next = nullptr;
+    for (size_t i = 0; i < lines.size(); i++) {
+      if (scores[i] < kFineLeastInner || lines[i].at < chosen->at + kFineApart) continue;
+      if (next != nullptr && lines[i].at > next->at) continue;
+      side.border = false;
+      if (!IsStrip(band, *chosen, lines[i], side.level)) continue;
+      LookInside(map, material, beside);
+      if (side.extreme > kStripExtreme) next = &lines[i];
+    }
+    if (next == nullptr) break;
+    chosen = next;
+    again = true;
+  }
+  return chosen;
+}
+
 } // namespace
 
 Corners ToPixels(const Corners& blocks, const GridPlace& place) {
@@ -150,24 +232,10 @@ void Refine(const ZEP3_BmpInfo& image, const GridPlace& place, Material material
     band.to = {corners.x[kEnds[s][1]], corners.y[kEnds[s][1]]};
     through[s][0] = band.from;
     through[s][1] = band.to;
-    if (rectangle.side[static_cast<size_t>(s)].border || !reader.Read(band, kFineReach * place.side)) continue;
+    if (rectangle.side[static_cast<size_t>(s)].border || !reader.Read(band, place.side)) continue;
     const EdgeMap edges = FindEdges(band.map);
     const std::vector<Line> lines = FindLines(band.map, edges, Outside::kBefore, kFineLines);
-    std::vector<double> scores;
-    double best = kFineLeastScore;
-    for (const Line& line : lines) {
-      Rectangle beside = rectangle;
-      SideTraits& side = beside.side[static_cast<size_t>(s)];
-      side = TraitsOf(line, -0.5, band.map.along - 0.5);
-      LookInside(map, beside);
-      scores.push_back(side.border ? kSideWorst : SideScore(side, material));
-      best = std::max(best, scores.back());
-    }
-    const Line* chosen = nullptr;
-    for (size_t i = 0; i < lines.size(); i++) {
-      if (scores[i] < std::max(kFineLeastScore, best - kFineAllowance)) continue;
-      if (chosen == nullptr || lines[i].at > chosen->at) chosen = &lines[i];
-    }
+    const Line* chosen = Innermost(band, lines, material, map, rectangle, s);
     if (chosen == nullptr) continue;
     strips[s] = StripBeside(band.map, *chosen);
     const double middle = 0.5 * (band.map.along - 1);

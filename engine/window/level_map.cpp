@@ -1,5 +1,6 @@
 #include "engine/window/level_map.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "engine/window/tuning.h"
@@ -11,12 +12,13 @@ namespace {
 void MarkGround(LevelMap& map) {
   std::vector<uint8_t> seen(map.cells.size());
   std::vector<std::pair<int, int>> open;
+  const int step = std::max(kGroundStep, kGroundNoise * map.noise);
   const auto even = [&](int a, int l) {
     const LevelMap::Cell& cell = map.At(a, l);
-    return (a == 0 || Apart(cell, map.At(a - 1, l)) <= kGroundStep) &&
-           (a + 1 == map.across || Apart(cell, map.At(a + 1, l)) <= kGroundStep) &&
-           (l == 0 || Apart(cell, map.At(a, l - 1)) <= kGroundStep) &&
-           (l + 1 == map.along || Apart(cell, map.At(a, l + 1)) <= kGroundStep);
+    return (a == 0 || Apart(cell, map.At(a - 1, l)) <= step) &&
+           (a + 1 == map.across || Apart(cell, map.At(a + 1, l)) <= step) &&
+           (l == 0 || Apart(cell, map.At(a, l - 1)) <= step) &&
+           (l + 1 == map.along || Apart(cell, map.At(a, l + 1)) <= step);
   };
   const auto reach = [&](int a, int l) {
     if (a < 0 || l < 0 || a >= map.across || l >= map.along) return;
@@ -47,6 +49,17 @@ void MarkGround(LevelMap& map) {
 
 } // namespace
 
+void MeasureNoise(LevelMap& map) {
+  std::vector<int16_t> steps;
+  for (int l = 0; l + 1 < map.along; l += 2) {
+    for (int a = 0; a < map.across; a += 2) steps.push_back(static_cast<int16_t>(Apart(map.At(a, l), map.At(a, l + 1))));
+  }
+  if (steps.empty()) return;
+  const auto quarter = steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 4);
+  std::nth_element(steps.begin(), quarter, steps.end());
+  map.noise = std::min<int>(*quarter, kMostNoise);
+}
+
 LevelMap MapOf(const BlockGrid& grid) {
   LevelMap map;
   map.across = grid.columns;
@@ -58,6 +71,7 @@ LevelMap MapOf(const BlockGrid& grid) {
     }
     map.cells[i].ground = 0;
   }
+  MeasureNoise(map);
   MarkGround(map);
   return map;
 }
@@ -66,6 +80,7 @@ LevelMap Turned(const LevelMap& map) {
   LevelMap turned;
   turned.across = map.along;
   turned.along = map.across;
+  turned.noise = map.noise;
   turned.cells.resize(map.cells.size());
   for (int l = 0; l < map.along; l++) {
     for (int a = 0; a < map.across; a++) turned.At(l, a) = map.At(a, l);

@@ -17,6 +17,7 @@ struct LevelMap {
 
   int across = 0; // cells of a row: a side line has one place in each row
   int along = 0;  // rows
+  int noise = 0;  // sixteenths by which neighbours in even places differ
   std::vector<Cell> cells;
 
   const Cell& At(int a, int l) const { return cells[static_cast<size_t>(l) * static_cast<size_t>(across) + a]; }
@@ -31,6 +32,9 @@ inline int Apart(const LevelMap::Cell& p, const LevelMap::Cell& q) {
   const int two = red > green ? red : green;
   return two > blue ? two : blue;
 }
+
+// Sets the noise.
+void MeasureNoise(LevelMap& map);
 
 // The grid's rows as the map's, the ground marked: left and right sides cross them.
 LevelMap MapOf(const BlockGrid& grid);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "engine/common/scale.h"
 #include "engine/window/tuning.h"
 
 namespace {
@@ -131,7 +132,7 @@ class Enumeration {
 
 constexpr LineSearch kBlockLines = {.slopeStep = 0.01,
                                     .slopes = 12,
-                                    .most = 12,
+                                    .most = 16,
                                     .leastVotes = 5,
                                     .distance = 1.25,
                                     .sameMiddle = 1.6,
@@ -158,7 +159,7 @@ SideLines FindSideLines(const BlockGrid& grid) {
   return found;
 }
 
-void LookInside(const LevelMap& map, Rectangle& rectangle) {
+void LookInside(const LevelMap& map, Material material, Rectangle& rectangle) {
   LevelMap::Cell cells[kPlaces * kPlaces];
   int seen = 0;
   const Corners& at = rectangle.corners;
@@ -174,10 +175,11 @@ void LookInside(const LevelMap& map, Rectangle& rectangle) {
       cells[seen++] = map.At(static_cast<int>(x), static_cast<int>(y));
     }
   }
-  for (SideTraits& side : rectangle.side) {
-    if (side.border || seen == 0) continue;
+  // Share of the places that are darker than a level, or lighter, whichever is more and can be of surroundings.
+  const auto extreme = [&](const double(&of)[3]) {
     int level[3];
-    for (int c = 0; c < 3; c++) level[c] = static_cast<int>(side.level[c] * LevelMap::kUnit);
+    for (int c = 0; c < 3; c++) level[c] = static_cast<int>(of[c] * LevelMap::kUnit);
+    const int same = kSameLevel + static_cast<int>(kUnevenLight * Largest(of) * LevelMap::kUnit);
     int darker = 0;
     int lighter = 0;
     for (int i = 0; i < seen; i++) {
@@ -187,10 +189,18 @@ void LookInside(const LevelMap& map, Rectangle& rectangle) {
         most = std::max(most, cells[i].level[c] - level[c]);
         least = std::min(least, cells[i].level[c] - level[c]);
       }
-      darker += most < kSameLevel;
-      lighter += least > -kSameLevel;
+      darker += most < same;
+      lighter += least > -same;
     }
-    side.extreme = std::max(darker, lighter) / static_cast<double>(seen);
+    // No film is as dense as what is opaque; no slide is lighter at its edge.
+    if (material == Material::kNegative && Largest(of) > kOpaque) lighter = 0;
+    if (material == Material::kSlide) darker = 0;
+    return std::max(darker, lighter) / static_cast<double>(seen);
+  };
+  for (SideTraits& side : rectangle.side) {
+    if (side.border || seen == 0) continue;
+    side.extreme = extreme(side.level);
+    side.insideExtreme = extreme(side.inside);
   }
 }
 
@@ -212,8 +222,10 @@ double OutsidesApart(const Rectangle& rectangle) {
   return apart;
 }
 
+double AreaOf(const Corners& c) { return c.Width() * c.Height(); }
+
 void Judge(const LevelMap& map, Material material, Rectangle& rectangle) {
-  LookInside(map, rectangle);
+  LookInside(map, material, rectangle);
   int borders = 0;
   rectangle.least = kSideBest;
   rectangle.score = 0.0;
@@ -229,6 +241,7 @@ void Judge(const LevelMap& map, Material material, Rectangle& rectangle) {
   const Corners& c = rectangle.corners;
   const double x = 0.25 * (c.x[0] + c.x[1] + c.x[2] + c.x[3]) - 0.5 * (map.across - 1);
   const double y = 0.25 * (c.y[0] + c.y[1] + c.y[2] + c.y[3]) - 0.5 * (map.along - 1);
+  rectangle.score += kSizeWeight * std::log(std::min(1.0, AreaOf(c) / (map.across * map.along)));
   const double off = std::max(std::fabs(x) / c.Width(), std::fabs(y) / c.Height());
   rectangle.score -= kOffCost * std::clamp(off - 0.5, 0.0, 1.0);
 }
@@ -244,7 +257,10 @@ bool IsWithin(const Corners& inner, const Corners& outer) {
   return true;
 }
 
-double AreaOf(const Corners& c) { return c.Width() * c.Height(); }
+// Whether what lies inside of a side may be surroundings, too: clear film within a holder, the border of a print.
+bool HasRim(const SideTraits& side) {
+  return !side.border && side.evenIn > kRimEven && side.insideScatter < kRimScatter && side.insideExtreme > kRimExtreme;
+}
 
 bool IsBetter(const Rectangle& p, const Rectangle& q) { return p.score != q.score ? p.score > q.score : p.line < q.line; }
 
@@ -261,20 +277,21 @@ std::vector<Rectangle> FindRectangles(const SideLines& lines, Material material)
 }
 
 const Rectangle* ChooseWindow(const std::vector<Rectangle>& rectangles) {
-  const Rectangle* chosen = nullptr;
-  double best = 0.0;
+  const auto likely = std::find_if(rectangles.begin(), rectangles.end(), [](const Rectangle& rectangle) {
+    return rectangle.score >= kLeastScore && rectangle.least >= kLeastSide;
+  });
+  if (likely == rectangles.end()) return nullptr;
+  const Rectangle* chosen = &*likely;
   for (bool again = true; again;) {
     again = false;
-    for (const Rectangle& rectangle : rectangles) {
-      if (rectangle.score < kLeastScore || rectangle.least < kLeastSide) continue;
-      if (chosen == nullptr) {
-        best = rectangle.score;
-      } else if (rectangle.score < best - kInnerAllowance || rectangle.least < kLeastInnerSide ||
-                 AreaOf(rectangle.corners) >= kInnerMost * AreaOf(chosen->corners) ||
-                 !IsWithin(rectangle.corners, chosen->corners)) {
-        continue;
-      }
-      chosen = &rectangle;
+    const auto rims = std::count_if(chosen->side.begin(), chosen->side.end(), HasRim);
+    const double allowed = kInnerAllowance + kRimAllowance * static_cast<double>(rims);
+    const double least = rims > 0 ? kLeastSideInRim : kLeastInnerSide;
+    for (const Rectangle& inner : rectangles) {
+      if (inner.score < likely->score - allowed || inner.least < least) continue;
+      if (AreaOf(inner.corners) >= kInnerMost * AreaOf(chosen->corners)) continue;
+      if (!IsWithin(inner.corners, chosen->corners)) continue;
+      chosen = &inner;
       again = true;
       break;
     }

@@ -46,7 +46,7 @@ std::vector<Rectangle> FindRectangles(const SideLines& lines, Material material)
 const Rectangle* ChooseWindow(const std::vector<Rectangle>& rectangles);
 
 // How the inside of a rectangle stands to what is outside of each side.
-void LookInside(const LevelMap& map, Rectangle& rectangle);
+void LookInside(const LevelMap& map, Material material, Rectangle& rectangle);
 
 // Nats for a side's being one of a window.
 double SideScore(const SideTraits& side, Material material);

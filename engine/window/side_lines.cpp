@@ -13,9 +13,9 @@ constexpr int kFraction = 256;
 int Share(int value, int none, int all) { return std::clamp((value - none) * kFull / (all - none), 0, kFull); }
 
 // A step of levels to how far an outside may change along a line and count as even.
-int Vote(int step, int uneven) {
+int Vote(int step, int uneven, int noise) {
   const int strength = std::min(step, kFullStep);
-  const int allowed = kUnevenLeast + step * kUnevenShare / 100;
+  const int allowed = std::max(kUnevenLeast, kUnevenNoise * noise) + step * kUnevenShare / 100;
   return uneven >= allowed ? 0 : kFull * strength / kFullStep * (allowed - uneven) / allowed;
 }
 
@@ -144,6 +144,8 @@ struct Sampled {
 void Measure(const LevelMap& map, const EdgeMap& edges, Outside outside, double distance, Line& line) {
   const double middle = 0.5 * (map.along - 1);
   const double outward = outside == Outside::kBefore ? -distance : distance;
+  const int even = std::max(kEvenFull, kEvenNoise * map.noise);
+  const int uneven = 3 * even;
   line.sums.assign(static_cast<size_t>(map.along) + 1, {});
   Sampled outBefore(map, line.At(0, middle) + outward, 0);
   Sampled inBefore(map, line.At(0, middle) - outward, 0);
@@ -164,8 +166,8 @@ void Measure(const LevelMap& map, const EdgeMap& edges, Outside outside, double 
     sums.seen++;
     sums.vote += vote;
     sums.contrast += Share(in.Apart(out), kContrastNone, kContrastFull);
-    sums.evenOut += kFull - Share(out.Apart(outBefore), kEvenFull, kEvenNone);
-    sums.evenIn += kFull - Share(in.Apart(inBefore), kEvenFull, kEvenNone);
+    sums.evenOut += kFull - Share(out.Apart(outBefore), even, uneven);
+    sums.evenIn += kFull - Share(in.Apart(inBefore), even, uneven);
     sums.darker += in.Above(out) < kSameLevel ? kFull : 0;
     sums.lighter += out.Above(in) < kSameLevel ? kFull : 0;
     sums.groundOut += map.At(static_cast<int>(outAt + 0.5), l).ground * kFull;
@@ -174,6 +176,8 @@ void Measure(const LevelMap& map, const EdgeMap& edges, Outside outside, double 
     for (int c = 0; c < 3; c++) {
       sums.level[c] += out.level[c];
       sums.square += int64_t{out.level[c]} * out.level[c];
+      sums.inside[c] += in.level[c];
+      sums.insideSquare += int64_t{in.level[c]} * in.level[c];
     }
     outBefore = out;
     inBefore = in;
@@ -199,8 +203,8 @@ EdgeMap FindEdges(const LevelMap& map) {
       EdgeMap::Edge& edge = found.edges[static_cast<size_t>(l) * static_cast<size_t>(map.across) + a];
       // The top of the parabola through the three.
       edge.shift = static_cast<int16_t>((behind - before) * kFraction / (2 * (2 * step - before - behind)));
-      edge.vote[0] = static_cast<uint8_t>(Vote(step, Apart(map.At(a - 1, l - 1), map.At(a - 1, l + 1))));
-      edge.vote[1] = static_cast<uint8_t>(Vote(step, Apart(map.At(a + 1, l - 1), map.At(a + 1, l + 1))));
+      edge.vote[0] = static_cast<uint8_t>(Vote(step, Apart(map.At(a - 1, l - 1), map.At(a - 1, l + 1)), map.noise));
+      edge.vote[1] = static_cast<uint8_t>(Vote(step, Apart(map.At(a + 1, l - 1), map.At(a + 1, l + 1)), map.noise));
     }
   }
   return found;
@@ -250,14 +254,17 @@ SideTraits TraitsOf(const Line& line, double from, double to) {
   traits.evenIn = (q.evenIn - p.evenIn) * perRow;
   traits.oneWay = std::max(q.darker - p.darker, q.lighter - p.lighter) * perRow;
   traits.ground = ((q.groundOut - p.groundOut) - (q.groundIn - p.groundIn)) * perRow;
-  double squares = 0.0;
-  for (int c = 0; c < 3; c++) {
-    const double mean = (q.level[c] - p.level[c]) / seen;
-    squares += mean * mean;
-    traits.level[c] = mean / LevelMap::kUnit;
-  }
-  const double variance = static_cast<double>(q.square - p.square) / seen - squares;
-  traits.scatter = std::sqrt(std::max(0.0, variance)) / LevelMap::kUnit;
+  const auto spread = [seen](const int32_t(&last)[3], const int32_t(&first)[3], int64_t square, double(&mean)[3]) {
+    double squares = 0.0;
+    for (int c = 0; c < 3; c++) {
+      const double level = (last[c] - first[c]) / seen;
+      squares += level * level;
+      mean[c] = level / LevelMap::kUnit;
+    }
+    return std::sqrt(std::max(0.0, static_cast<double>(square) / seen - squares)) / LevelMap::kUnit;
+  };
+  traits.scatter = spread(q.level, p.level, q.square - p.square, traits.level);
+  traits.insideScatter = spread(q.inside, p.inside, q.insideSquare - p.insideSquare, traits.inside);
   int beyond = 0;
   int votes = 0;
   for (int k = kBeyondFrom; k <= kBeyondTo; k++) {

@@ -46,6 +46,8 @@ struct RowSums {
   int32_t groundIn = 0;
   int32_t level[3] = {}; // outside, sixteenths of levels
   int64_t square = 0;    // of these, all channels
+  int32_t inside[3] = {}; // likewise inside
+  int64_t insideSquare = 0;
 };
 
 struct Line {
@@ -73,6 +75,9 @@ struct SideTraits {
   double ground = 0.0;    // ground outside less ground inside
   double scatter = 0.0;   // levels, of the outside
   double level[3] = {};   // mean of the outside
+  double inside[3] = {};   // mean of the inside
+  double insideScatter = 0.0;
+  double insideExtreme = 0.0; // as extreme, of the inside
   double extreme = 0.0;   // share of the window that is darker than the outside, or lighter, whichever is more
 };
 SideTraits TraitsOf(const Line& line, double from, double to);

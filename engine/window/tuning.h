@@ -2,6 +2,13 @@
 // lengths are blocks of the analysis's grid, a 170th of the scan's extent or so.
 #pragma once
 
+// ---- noise ----
+inline constexpr int kMostNoise = 4 * 16;
+inline constexpr int kGroundNoise = 4;
+inline constexpr int kUnevenNoise = 2;
+inline constexpr int kEvenNoise = 2;
+inline constexpr int kStripNoise = 4;
+
 // ---- ground ----
 inline constexpr int kGroundStep = 3 * 16; // levels between blocks that are one ground
 
@@ -21,7 +28,6 @@ inline constexpr int kBeyondTo = 4;           // ... to so many
 inline constexpr int kContrastNone = 2 * 16;  // difference of inside and outside that is none ...
 inline constexpr int kContrastFull = 6 * 16;  // ... and that cannot be overlooked
 inline constexpr int kEvenFull = 24;          // 1.5 levels from row to row: even
-inline constexpr int kEvenNone = 72;          // 4.5: not
 inline constexpr int kSameLevel = 40;         // 2.5: as light
 
 // ---- rectangles ----
@@ -56,15 +62,23 @@ inline constexpr int kPlaces = 9; // in each direction, where the inside is look
 inline constexpr size_t kMostRectangles = 150;
 
 // ---- choice, nats ----
-inline constexpr double kLeastScore = 2.0;
+inline constexpr double kLeastScore = -2.0;
 inline constexpr double kLeastSide = -4.0;
 inline constexpr double kInnerAllowance = 8.0;
 inline constexpr double kLeastInnerSide = -2.0;
 inline constexpr double kInnerMost = 0.97;
 
 // ---- fine search ----
-inline constexpr double kFineReach = 3.5;     // to either side of a coarse side, blocks
-inline constexpr double kFineCells = 28.0;    // of a pixel or more, to either side
+inline constexpr double kFineOutward = 3.5; // from a coarse side, blocks
+inline constexpr double kFineInward = 8.0;
+inline constexpr double kFineCells = 80.0; // of a pixel or more, across
+inline constexpr double kFineNear = 0.7; // of the way outward
+inline constexpr double kFineLeastInner = -4.0; // nats
+inline constexpr double kFineApart = 2.0; // cells
+inline constexpr double kFineBlur = 1.5; // cells
+inline constexpr int kStripScatter = 8 * 16; // levels
+inline constexpr double kStripEven = 0.6; // share of cells
+inline constexpr double kStripExtreme = 0.85;
 inline constexpr int kFineRows = 64;          // along a side
 inline constexpr int kFineSamples = 6;        // of a cell
 inline constexpr double kFineMargin = 0.06;   // of a side at either end: round corners
@@ -72,3 +86,11 @@ inline constexpr double kFineLeast = 0.3;     // of a side that the scan must sh
 inline constexpr double kFineShortest = 40.0; // pixels
 inline constexpr double kFineLeastScore = -2.0; // nats
 inline constexpr double kFineAllowance = 8.0;   // nats
+inline constexpr double kRimEven = 0.85;
+inline constexpr double kRimScatter = 8.0;
+inline constexpr double kRimExtreme = 0.93;
+inline constexpr double kRimAllowance = 3.0;
+inline constexpr double kLeastSideInRim = -5.0;
+inline constexpr double kOpaque = 40.0; // level that surroundings darker than film have at most
+inline constexpr double kSizeWeight = 1.0;
+inline constexpr double kUnevenLight = 0.04;
