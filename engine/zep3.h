@@ -290,6 +290,8 @@ typedef struct ZEP3_EVIDENCE {
   double dTrimmed;                 /* share 0..1 of the area that lies outside of the picture's frame */
   ZEP3_POSITIVE_EVIDENCE positive; /* for ZEP3_ANALYSIS_POSITIVE */
   ZEP3_NEGATIVE_EVIDENCE negative; /* for ZEP3_ANALYSIS_NEGATIVE */
+  double dWindow[4][2];
+  double dWindowConfidence;
 } ZEP3_EVIDENCE;
 
 /* ---- analysis --------------------------------------------------------------------------------------------------- */

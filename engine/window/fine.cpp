@@ -128,7 +128,7 @@ Strip MedianBeside(const LevelMap& map, const Line& line, double distance) {
     const LevelMap::Cell& cell = map.At(static_cast<int>(at + 0.5), l);
     for (int c = 0; c < 3; c++) samples[c].push_back(cell.level[c]);
   }
-  if (samples[0].size() < 0.5 * map.along) return strip;
+  if (2 * samples[0].size() < static_cast<size_t>(map.along)) return strip;
   strip.seen = true;
   for (int c = 0; c < 3; c++) strip.level[c] = Median(samples[c]) / LevelMap::kUnit;
   return strip;

@@ -276,11 +276,12 @@ std::vector<Rectangle> FindRectangles(const SideLines& lines, Material material)
   return found;
 }
 
-const Rectangle* ChooseWindow(const std::vector<Rectangle>& rectangles) {
+const Rectangle* ChooseWindow(const std::vector<Rectangle>& rectangles, double& likeliest) {
   const auto likely = std::find_if(rectangles.begin(), rectangles.end(), [](const Rectangle& rectangle) {
     return rectangle.score >= kLeastScore && rectangle.least >= kLeastSide;
   });
   if (likely == rectangles.end()) return nullptr;
+  likeliest = likely->score;
   const Rectangle* chosen = &*likely;
   for (bool again = true; again;) {
     again = false;

@@ -254,10 +254,10 @@ SideTraits TraitsOf(const Line& line, double from, double to) {
   traits.evenIn = (q.evenIn - p.evenIn) * perRow;
   traits.oneWay = std::max(q.darker - p.darker, q.lighter - p.lighter) * perRow;
   traits.ground = ((q.groundOut - p.groundOut) - (q.groundIn - p.groundIn)) * perRow;
-  const auto spread = [seen](const int32_t(&last)[3], const int32_t(&first)[3], int64_t square, double(&mean)[3]) {
+  const auto spread = [seen](const int32_t(&end)[3], const int32_t(&begin)[3], int64_t square, double(&mean)[3]) {
     double squares = 0.0;
     for (int c = 0; c < 3; c++) {
-      const double level = (last[c] - first[c]) / seen;
+      const double level = (end[c] - begin[c]) / seen;
       squares += level * level;
       mean[c] = level / LevelMap::kUnit;
     }

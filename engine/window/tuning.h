@@ -94,3 +94,6 @@ inline constexpr double kLeastSideInRim = -5.0;
 inline constexpr double kOpaque = 40.0; // level that surroundings darker than film have at most
 inline constexpr double kSizeWeight = 1.0;
 inline constexpr double kUnevenLight = 0.04;
+inline constexpr double kEvenScore = -1.0;
+inline constexpr double kScoreScatter = 3.0;
+inline constexpr int kFewestRowsOfGrid = 16;

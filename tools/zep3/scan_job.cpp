@@ -99,7 +99,7 @@ Outcome WithFindings(Outcome outcome, const std::vector<const CorrectedPage*>& p
     const Correction& correction = page->correction;
     const std::string which = pages.size() > 1 ? "page " + std::to_string(page->page + 1) + ": " : "";
     if (correction.finding) outcome.found.push_back(which + Summary(*correction.finding));
-    list.push_back({{"page", page->page}, {"analysis", AnalysisToJson(correction)}});
+    list.push_back({{"page", page->page}, {"analysis", AnalysisToJson(correction)}, {"frame", FrameToJson(correction)}});
   }
   outcome.pages = ToText(list, -1);
   return outcome;

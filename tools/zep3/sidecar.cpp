@@ -269,6 +269,15 @@ Json AnalysisToJson(const Correction& correction) {
           {"evidences", evidences}};
 }
 
+Json FrameToJson(const Correction& correction) {
+  if (!correction.finding || correction.finding->evidence.dWindowConfidence <= 0.0) return {};
+  const ZEP3_EVIDENCE& evidence = correction.finding->evidence;
+  const auto shrink = static_cast<double>(correction.prescan.shrink);
+  Json corners = Json::array();
+  for (const auto& corner : evidence.dWindow) corners.push_back({corner[0] * shrink, corner[1] * shrink});
+  return {{"corners", corners}, {"confidence", evidence.dWindowConfidence}};
+}
+
 Json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPage>& pages) {
   Json json = {{"format", kFormat},
                {"formatVersion", kFormatVersion},
@@ -281,6 +290,7 @@ Json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPa
     json["pages"].push_back({{"page", page.page},
                              {"kind", kind == nullptr ? "" : kind->name},
                              {"analysis", AnalysisToJson(correction)},
+                             {"frame", FrameToJson(correction)},
                              {"width", correction.prescan.scanWidth},
                              {"height", correction.prescan.scanHeight},
                              {"bands", page.bands},

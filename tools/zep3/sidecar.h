@@ -20,6 +20,10 @@ struct CorrectedPage {
 // Which analysis decided and why; null where the correction does not tell.
 nlohmann::ordered_json AnalysisToJson(const Correction& correction);
 
+// Corners of the picture in pixels of the scan, top left, top right, bottom right, bottom left, and the confidence in
+// them; null where none were found.
+nlohmann::ordered_json FrameToJson(const Correction& correction);
+
 nlohmann::ordered_json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPage>& pages);
 
 // The text of a file written from the above. Throws Failure that says what is missing or out of range, also when this
