@@ -328,7 +328,7 @@ void AddApplying() {
       }
     };
     const auto ours = [=] {
-      ApplyPlain(scan->bmp.pBits, scan->bmp.lWidth * scan->bmp.lHeight, LayoutOf(scan->bmp), table->data());
+      ApplyPlain<uint8_t>(scan->bmp.pBits, scan->bmp.lWidth * scan->bmp.lHeight, LayoutOf(scan->bmp), table->data());
     };
     return Sides{plain, ours, ""};
   });

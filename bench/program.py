@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 """Measures what the program promises: peak memory on a very large scan, time of a whole run against `vips copy`
-with the same options of the saver and against ImageMagick's -normalize, and many scans in one run against one run for
-each and by two workers.
+with the same options of the saver and against ImageMagick's -normalize, many scans in one run against one run for each
+and by two workers, and what it costs to wait for the disk.
 
 Prints a Markdown table. Exit status: 0; 1 when a limit is exceeded or a run failed; 2 when a tool or space is missing.
 The two sides of a ratio run in turn, so that other work on the machine reaches both; a row has the median of the
 ratios and their range. Scans and results are in the system's cache: no figure waits for the disk, which would bring
-the ratios nearer to 1. Seconds are wall time; CPU is user and system time; 1 MB is 1,000,000 bytes."""
+the ratios nearer to 1, but those that say so. Seconds are wall time; CPU is user and system time; 1 MB is 1,000,000 bytes."""
 import argparse
 import contextlib
 import json
@@ -28,6 +28,7 @@ WORKERS_LIMIT, PEER_CPU_LIMIT, PEER_MEMORY_LIMIT = 1 / 1.7, 1 / 4, 1 / 5   # rat
 PHOTO = "Q=95"                                     # finished photographs
 PLAIN = "compression=none,tile-height=128"         # tile-height is rows a strip when there are no tiles
 TILES = "predictor=horizontal,tile,tile-width=256,tile-height=256"
+OURS = ["--quiet", "--no-sync"]                    # the others do not wait for the disk either
 LOG = "messages.txt"                               # what the last program said
 
 
@@ -196,7 +197,7 @@ def make(scan: Scan, shift: int = 0) -> Scan:
 
 def memory(table: Table, zep3: str, side: int) -> None:
     scan = make(Scan("large.tif", side, side, 8, f"compression=lzw,{TILES},bigtiff"))
-    taken = measure(Trial([[zep3, scan.name, "-o", "result.tif", "--quiet"]], {"result.tif": scan}), through=True)
+    taken = measure(Trial([[zep3, scan.name, "-o", "result.tif", *OURS]], {"result.tif": scan}), through=True)
     os.remove(scan.name)
     what = f"Peak memory, {side * side // MB} MP TIFF, RGB 8 bit, LZW, tiles, BigTIFF"
     table.samples[what] = taken._asdict()
@@ -217,7 +218,7 @@ def times(table: Table, zep3: str, side: int, pairs: int) -> None:
 def beside_copy(zep3: str, scan: Scan) -> dict[str, Trial]:
     ours, copy = "result" + scan.name, "copy" + scan.name
     to = f"{ours}[{scan.options}]" if scan.name.endswith(".jpg") else ours   # of a TIFF, zep3 keeps them itself
-    return {"zep3": Trial([[zep3, scan.name, "-o", to, "--quiet"]], {ours: scan}),
+    return {"zep3": Trial([[zep3, scan.name, "-o", to, *OURS]], {ours: scan}),
             "vips copy": Trial([["vips", "copy", scan.name, f"{copy}[{scan.options}]"]], {copy: scan})}
 
 
@@ -226,7 +227,7 @@ def photos(table: Table, zep3: str, count: int, pairs: int) -> None:
     photographs have theirs already."""
     pale = make(Scan("pale.jpg", 4000, 3000, 8, PHOTO))
     photo = Scan("photo.jpg", 4000, 3000, 8, PHOTO)
-    run([zep3, pale.name, "-o", f"{photo.name}[{PHOTO}]", "--quiet"])
+    run([zep3, pale.name, "-o", f"{photo.name}[{PHOTO}]", *OURS])
     os.remove(pale.name)
     # vips copy encodes beside decoding, which nobody can who looks at the picture first: CPU time tells what is added.
     table.ratio("Time, 12 MP JPEG, quality 95", "zep3", "vips copy", in_turn(beside_copy(zep3, photo), pairs),
@@ -236,7 +237,7 @@ def photos(table: Table, zep3: str, count: int, pairs: int) -> None:
         os.link(photo.name, name)
     os.makedirs("finished", exist_ok=True)
     results = {f"finished/{name}": photo for name in names}
-    trials = {f"zep3 -j{jobs}": Trial([[zep3, *names, "-o", "finished", f"-j{jobs}", "--quiet"]], results)
+    trials = {f"zep3 -j{jobs}": Trial([[zep3, *names, "-o", "finished", f"-j{jobs}", *OURS]], results)
               for jobs in (1, 2)}
     table.ratio(f"{count} such JPEGs: two jobs, one job", "zep3 -j2", "zep3 -j1", in_turn(trials, pairs), WORKERS_LIMIT)
     for name in (photo.name, *names):
@@ -266,9 +267,9 @@ def batch(table: Table, zep3: str, count: int, pairs: int) -> None:
     names = [scan.name for scan in scans]
     results = {f"finished/{scan.name}": scan for scan in scans}
     one_each = f"{count} runs"
-    trials = {form: Trial([[zep3, *names, "-o", "finished", *form.split()[1:], "--quiet"]], results)
+    trials = {form: Trial([[zep3, *names, "-o", "finished", *form.split()[1:], *OURS]], results)
               for form in ("zep3 -j1", "zep3 -j2", "zep3")}
-    trials[one_each] = Trial([[zep3, name, "-o", f"finished/{name}", "-j1", "--quiet"] for name in names], results)
+    trials[one_each] = Trial([[zep3, name, "-o", f"finished/{name}", "-j1", *OURS] for name in names], results)
     taken = in_turn(trials, pairs)
     what = f"{count} TIFFs of 400 x 300, RGB 8 bit"
     table.ratio(f"{what}: one run, one run each", "zep3 -j1", one_each, taken, BATCH_LIMIT)
@@ -277,6 +278,28 @@ def batch(table: Table, zep3: str, count: int, pairs: int) -> None:
     for name in names:
         os.remove(name)
     os.rmdir("finished")
+
+
+def waiting(table: Table, zep3: str, side: int, count: int, pairs: int) -> None:
+    """Results on the disk before they take their names, which is what a run does unless told otherwise."""
+    def row(what: str, scans: list[Scan], to: str, *more: str) -> None:
+        results = {f"{to}/{scan.name}": scan for scan in scans}
+        os.makedirs(to)
+        command = [zep3, *(scan.name for scan in scans), "-o", f"{to}/", *more]
+        table.ratio(f"{what}: on the disk, in the cache", "zep3", "zep3 --no-sync",
+                    in_turn({"zep3": Trial([[*command, "--quiet"]], results),
+                             "zep3 --no-sync": Trial([[*command, *OURS]], results)}, pairs), None)
+        os.rmdir(to)
+        for scan in scans:
+            os.remove(scan.name)
+
+    for text, scan in (("RGB 16 bit, uncompressed", Scan("plain16.tif", side, side, 16, PLAIN)),
+                       ("RGB 8 bit, deflate, tiles", Scan("deflate.tif", side, side, 8, f"compression=deflate,{TILES}"))):
+        row(f"Time, {side * side // MB} MP TIFF, {text}", [make(scan)], "finished")
+    row("Time, 12 MP JPEG, quality 95", [make(Scan("photo.jpg", 4000, 3000, 8, PHOTO))], "finished")
+    for jobs in ("-j1", "-j2"):
+        row(f"{count} TIFFs of 400 x 300, RGB 8 bit, {jobs}",
+            [make(Scan(f"small{i}.tif", 400, 300, 8, PLAIN), 11 * i) for i in range(count)], "finished", jobs)
 
 
 def machine(zep3: str) -> str:
@@ -290,7 +313,7 @@ def arguments() -> argparse.Namespace:
     parser.add_argument("--zep3", type=Path, default=REPOSITORY / "build/release/zep3", metavar="PATH",
                         help="the program (build/release/zep3 of the repository)")
     parser.add_argument("--pairs", type=int, metavar="N", help="runs of each side (5; quick: 2)")
-    parser.add_argument("--only", choices=("memory", "time", "photo", "batch", "peer"), help="one part of the table")
+    parser.add_argument("--only", choices=("memory", "time", "photo", "batch", "waiting", "peer"), help="one part of the table")
     parser.add_argument("--quick", action="store_true", help="smaller scans, to try the script; checks no limits")
     parser.add_argument("--work", type=Path, metavar="DIR", help="folder for the scans (a temporary one)")
     parser.add_argument("--json", type=Path, metavar="FILE", help="write all samples here")
@@ -308,7 +331,8 @@ def bench(args: argparse.Namespace, zep3: str) -> Table:
              "time": (2 * 6 * middle ** 2, lambda: times(table, zep3, middle, args.pairs)),
              "photo": (2 * 12 * MB * few, lambda: photos(table, zep3, few, args.pairs)),
              "peer": (3 * 3 * middle ** 2, lambda: peer(table, zep3, middle, args.pairs)),
-             "batch": (2 * 3 * 400 * 300 * count, lambda: batch(table, zep3, count, args.pairs))}
+             "batch": (2 * 3 * 400 * 300 * count, lambda: batch(table, zep3, count, args.pairs)),
+             "waiting": (2 * 6 * middle ** 2, lambda: waiting(table, zep3, middle, count, args.pairs))}
     chosen = [args.only] if args.only else list(parts)
     need, free = max(parts[part][0] for part in chosen) + 700 * MB, shutil.disk_usage(".").free
     print(f"Space needed: {need // MB} MB, free: {free // MB} MB", file=sys.stderr)

@@ -1,7 +1,9 @@
-# Libraries, header, CMake package and pkg-config file.
+# Libraries, header, licence, CMake package and pkg-config file.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS zep3 zep3_static EXPORT zep3-targets PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zep3)
 install(EXPORT zep3-targets NAMESPACE zep3:: FILE zep3-config.cmake DESTINATION ${package_dir})

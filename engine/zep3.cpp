@@ -19,7 +19,7 @@ enum class Outcome { kFailed, kDefaults, kCalculated };
 
 bool RunCalculator(CZEP& zep, const ZEP3_PARA& para, double* colorMatrix) {
   const bool faded = para.wSubMode == ZEP3_SUB_RESTORATION;
-  switch (DocType(para)) { // GCOVR_EXCL_BR_LINE: all but the default
+  switch (DocType(para)) {
     case ZEP3_DOC_NEGATIVE:
       return faded ? zep.CalcRestorationNega() : zep.CalcParamNega(colorMatrix);
     case ZEP3_DOC_POSITIVE:
@@ -28,8 +28,8 @@ bool RunCalculator(CZEP& zep, const ZEP3_PARA& para, double* colorMatrix) {
       return faded ? zep.CalcRestorationNegaBW() : zep.CalcParamNegaBW();
     case ZEP3_DOC_REFLECTIVE:
       break;
-    default:        // GCOVR_EXCL_LINE: unknown types have no usable levels and took the defaults
-      return false; // GCOVR_EXCL_LINE
+    default: // not reached: unknown types have no usable levels and took the defaults
+      return false;
   }
   switch (para.wSubMode) {
     case ZEP3_SUB_PHOTO:
@@ -51,7 +51,7 @@ bool RunCalculator(CZEP& zep, const ZEP3_PARA& para, double* colorMatrix) {
 Outcome Analyse(CHIST& hist, CZEP& zep, ZEP3_BmpInfo* bmp, ZEP3_PARA& para, double* colorMatrix) {
   if (!hist.MakeHistogram(bmp, hist.m_nAreaMargin, &para)) return Outcome::kFailed;
   if (!hist.IsOutRange(para)) {
-    // SetDefault looks at type and sub-mode only; the sequence of calls is kept all the same.
+    // SetDefault reads document type and sub-mode alone, so that one call would do; the sequence is prescribed.
     zep.SetDefault(&para);
     if (IsPlain(para)) zep.SetDefault(&para);
     zep.SetDefault(&para);
@@ -64,8 +64,7 @@ Outcome Analyse(CHIST& hist, CZEP& zep, ZEP3_BmpInfo* bmp, ZEP3_PARA& para, doub
   }
   hist.CalcHistMaxValue(para);
   if (DocType(para) == ZEP3_DOC_NEGATIVE) {
-    // It was readable for the first histograms.
-    if (!hist.PreviewImageColorCorrection(bmp)) return Outcome::kFailed; // GCOVR_EXCL_BR_LINE
+    if (!hist.PreviewImageColorCorrection(bmp)) return Outcome::kFailed;
     hist.CalcNegaMinValue();
   }
   hist.CalcAnlRangeValue();

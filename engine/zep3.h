@@ -1,6 +1,8 @@
 /*
  * zep3.h: automatic exposure and colour correction of scanned images.
  *
+ * FinishZEP3 finishes a scan in one call. Its steps are calls of their own:
+ *
  * A caller describes a pre-scan (ZEP3_BmpInfo) and the kind of original (ZEP3_PARA), calls ZEP3, and finds in the
  * same record the proposed correction: per channel an input and an output highlight point, an input and an output
  * shadow point and a gamma. MakeZEP3LUT turns the completed record, together with the user's brightness, contrast,
@@ -15,15 +17,15 @@
  * Channels are red, green, blue (index 0, 1, 2) throughout.
  *
  * Calls keep no state and share none: calls on distinct records may run at the same time, two calls on one record must
- * not. No call prints, logs or throws. Every call returns 1 or 0 (ValueOfScreenGammaConv returns its value). The
- * caller's floating-point environment (rounding, traps, flags) is neither felt nor changed.
+ * not. No call prints, logs or throws. A call that does something returns 1, or 0 when it refuses; CheckZEP3 says why
+ * in words. The caller's floating-point environment (rounding, traps, flags) is neither felt nor changed.
  *
- * For every value of every field and argument each call returns, reads only the records, tone records and pixels that
- * it is given, and writes only what is documented. A null for a required pointer, and a lack of memory, give 0 with
- * nothing written, but that ZEP3 may have written a part when memory runs out. What lies outside a field's range is
- * defined: a conversion whose result is not a number, or lies outside 32 bits, yields -2147483648; a table entry that
- * is not a number, or lies outside 32 bits, yields 0, and one outside 0..255 its low 8 bits. The engine cannot know how
- * long the pixel buffer is: width, height, stride and pixel format must describe memory that exists.
+ * Whatever the fields and arguments hold, each call returns, reads only the records, tone records and pixels that it is
+ * given, and writes only what is documented. A null for a required pointer, and a lack of memory, give 0 with nothing
+ * written; only an analysis that runs out of memory may have written a part. Values outside a field's range have
+ * defined results: a conversion whose result is not a number, or lies outside 32 bits, yields -2147483648; a table
+ * entry that is not a number, or lies outside 32 bits, yields 0, and one outside 0..255 its low 8 bits. The engine
+ * cannot know how long the pixel buffer is: width, height, stride and pixel format must describe memory that exists.
  *
  * Plain C99, also C++. The records are binary interface: little-endian, 8-byte alignment, 64-bit pointers.
  */
@@ -86,8 +88,31 @@ enum {
   ZEP3_SD_AUTO = 7 /* resolved and written back: toe for negatives, none for the others */
 };
 
-/* ZEP3_BmpInfo::wPixelFormat, the bytes of a pixel. Any other value is read as ZEP3_PIXEL_BGR. */
-enum { ZEP3_PIXEL_RGB = 0, ZEP3_PIXEL_BGR = 1, ZEP3_PIXEL_XRGB = 2 };
+/*
+ * ZEP3_BmpInfo::wPixelFormat, the samples of a pixel in the order in which they lie in memory. ZEP3 and ZEP3Adaptive
+ * know the first three and read any other value as ZEP3_PIXEL_BGR. X and A are samples that no call reads or writes.
+ */
+enum {
+  ZEP3_PIXEL_RGB = 0,
+  ZEP3_PIXEL_BGR = 1,
+  ZEP3_PIXEL_XRGB = 2,
+  ZEP3_PIXEL_RGBA = 3,
+  ZEP3_PIXEL_BGRA = 4,
+  ZEP3_PIXEL_GRAY = 5,
+  ZEP3_PIXEL_GRAYA = 6
+};
+
+/* ZEP3_BmpInfo::lBitCount, which tells the depth of a sample, whatever wPixelFormat says. */
+enum {
+  ZEP3_BITS_8 = 24, /* a byte each */
+  ZEP3_BITS_16 = 48 /* uint16_t each, in the processor's byte order; not for ZEP3 and ZEP3Adaptive */
+};
+
+/*
+ * The gamma of a scan's values, in tenths as lScreenGamma: 18 are linear levels, 10 is light itself. sRGB counts as a
+ * gamma of 2.2, which its curve follows within a few levels.
+ */
+enum { ZEP3_GAMMA_LINEAR_LEVELS = 18, ZEP3_GAMMA_SRGB = 22 };
 
 /* A point field that is not set. A channel with one of its five fields unset counts as unset as a whole. */
 enum { ZEP3_UNSET = -1 };
@@ -97,12 +122,13 @@ enum { ZEP3_TONE_POINTS = 16 };
 
 /* ZEP3_EVIDENCE::lAnalysis, whose points the record holds. */
 enum {
-  ZEP3_ANALYSIS_STANDARD = 0, /* those of ZEP3 */
-  ZEP3_ANALYSIS_POSITIVE = 1, /* adaptive, prints and slides */
-  ZEP3_ANALYSIS_NEGATIVE = 2  /* adaptive, negatives */
+  ZEP3_ANALYSIS_STANDARD = 0,   /* those of ZEP3 */
+  ZEP3_ANALYSIS_POSITIVE = 1,   /* adaptive, prints and slides */
+  ZEP3_ANALYSIS_NEGATIVE = 2,   /* adaptive, colour negatives */
+  ZEP3_ANALYSIS_NEGATIVE_BW = 3 /* adaptive, monochrome negatives */
 };
 
-/* ZEP3_EVIDENCE::lReasons, a sum of these. */
+/* ZEP3_EVIDENCE::lReasons, a sum of these. GetZEP3Reason has a code and a sentence for each. */
 enum {
   /* Why the record holds the points of ZEP3. */
   ZEP3_REASON_NOT_ADAPTIVE = 1 << 0, /* this kind of original, or the plain handling, has no adaptive analysis */
@@ -111,7 +137,7 @@ enum {
 
   /* What the adaptive analysis met. */
   ZEP3_REASON_BORDER_REMOVED = 1 << 3, /* mount, holder, clear film or open light around the picture left out */
-  ZEP3_REASON_SOUND = 1 << 4,          /* looks sound: left nearly as it is (trust below 0.3) */
+  ZEP3_REASON_INTACT = 1 << 4,         /* looks intact: left nearly as it is (trust below 0.3) */
   ZEP3_REASON_UNCERTAIN = 1 << 5,      /* followed in part (trust 0.3 to 0.7) */
   ZEP3_REASON_NO_WHITE = 1 << 6,       /* the brightest thing is no white */
   ZEP3_REASON_NO_BLACK = 1 << 7,       /* no black in the scene: contrast not stretched to one */
@@ -121,10 +147,21 @@ enum {
   ZEP3_REASON_STRONG_FADING = 1 << 11, /* less than 55 % of a dye is left */
   ZEP3_REASON_STAIN = 1 << 12,         /* yellow stain or cast removed */
   ZEP3_REASON_MEASURED_BASE = 1 << 13, /* the film's base was measured at its clear border */
-  ZEP3_REASON_INCANDESCENT = 1 << 14,  /* incandescent light removed, sound film */
+  ZEP3_REASON_INCANDESCENT = 1 << 14,  /* incandescent light removed; film that has not faded */
   ZEP3_REASON_FLAT = 1 << 15,          /* flat or thin negative */
   ZEP3_REASON_BRIGHTNESS = 1 << 16,    /* unusually dark or light picture, brought back in part */
   ZEP3_REASON_UNEVEN_FADING = 1 << 17  /* one dye of the negative lost more than the others */
+};
+
+/* ZEP3_EVIDENCE::lVerdict. */
+enum { ZEP3_VERDICT_NONE = 0 /* the result was not checked against the scan; this version never does */ };
+
+/* CheckZEP3: the calls that are asked about. */
+enum {
+  ZEP3_CALL_ANALYSE = 0, /* ZEP3, ZEP3Adaptive */
+  ZEP3_CALL_TABLES = 1,  /* MakeZEP3LUT and the other table builders, ColorMatrixConv, the pipettes */
+  ZEP3_CALL_APPLY = 2,   /* ApplyZEP3LUT, ApplyZEP3LUT16, ApplyZEP3ScanLUT */
+  ZEP3_CALL_FINISH = 3   /* MakeZEP3Prescan, FinishZEP3 */
 };
 
 /* ---- records ---------------------------------------------------------------------------------------------------- */
@@ -226,15 +263,15 @@ typedef struct AREA {
 
 /* An image. 112 bytes. */
 typedef struct ZEP3_BmpInfo {
-  uint8_t* pBits;        /* linear levels; first byte of the first line. Only ApplyZEP3LUT writes. Not owned. */
-  int64_t lWidth;        /* pixels per line */
-  int64_t lHeight;       /* lines */
+  uint8_t* pBits;  /* first byte of the first line; linear levels where ZEP3 reads them. Written by the apply calls
+                      and FinishZEP3 alone. Not owned. */
+  int64_t lWidth;  /* pixels per line */
+  int64_t lHeight; /* lines */
   int64_t lBytesPerLine; /* bytes from a line to the next; negative for images stored bottom-up (pBits is then the
                             first byte of the top line, which lies last) */
-  int64_t lBitCount;     /* 24, whatever wPixelFormat says; anything else is refused */
+  int64_t lBitCount;     /* ZEP3_BITS_...; what a call does not take it refuses */
   AREA area;             /* analysis area; clipped to the image */
-  uint16_t wPixelFormat; /* ZEP3_PIXEL_RGB three bytes R G B, ZEP3_PIXEL_XRGB four bytes with the first unused,
-                            anything else three bytes B G R */
+  uint16_t wPixelFormat; /* ZEP3_PIXEL_... */
 } ZEP3_BmpInfo;
 
 /*
@@ -248,51 +285,132 @@ typedef struct ZEP3_GrayBalance {
   int64_t lIntensity; /* strength in percent, 0..100 */
 } ZEP3_GrayBalance;
 
-/* What the adaptive analysis saw in a print or slide. Red, green, blue. 160 bytes. */
-typedef struct ZEP3_POSITIVE_EVIDENCE {
-  double dTrust;         /* 0..1: how far the proposal was followed; 0: no more than base and flare taken off */
-  double dGain;          /* nats: evidence for a correction against none, before what is expected of the kind */
-  double dDyeLeft[3];    /* share of the channel's dye that is left; below 1: faded */
-  double dOffset[3];     /* density of the clear original: base, stain, exposure, cast */
-  double dJointWhite[3]; /* density of the whites after the correction; 0: paper white */
-  double dJointBlack[3]; /* density of the blacks after the correction */
-  double dWhiteTint;     /* density: largest minus smallest channel of the whites */
-  double dBlackTint;     /* the same of the blacks, none counted darker than the material can be */
-  double dBlackPile;     /* share 0..1 of the picture at its blacks; above 0.03 they are the material's darkest */
-  double dWhiteCost;     /* nats: how badly the whites fit the proposal, were it followed in full */
-  double dBlackCost;     /* nats: likewise the blacks */
-  double dHistoryCost;   /* nats: likewise how unusual a fading, exposure or cast this is */
-} ZEP3_POSITIVE_EVIDENCE;
-
-/* What it saw in a negative. Exposures are log10 of light on the film. 168 bytes. */
-typedef struct ZEP3_NEGATIVE_EVIDENCE {
-  double dHolder;       /* 0..1: sides with a holder, of four */
-  double dBorder;       /* 0..1: sides with clear film or open light, of four */
-  double dBaseMeasured; /* 1: the base was measured at a clear border; 0: taken from the picture */
-  double dBase[3];      /* linear levels of the clear film; up to 280.5 */
-  double dHighlight[2]; /* exposure of the scene's lightest parts, red and blue less green */
-  double dPlanck;       /* colour: exposure toward incandescent light; 0.38: tungsten, below 0: shade */
-  double dNeutral;      /* colour, 0..1: how far the lightest parts are believed to be white; monochrome: 1 */
-  double dSlope[3];     /* density per exposure that the film was found to have */
-  double dVotes;        /* colour, 0..1: share of the picture that agrees with the gray axis found */
-  double dStain[3];     /* monochrome: density of the channel relative to the common gray's */
-  double dRange;        /* exposure range of the picture */
-  double dPower;        /* contrast of the print relative to the scene's */
-  double dMean;         /* mean exposure of the print less its whites' */
-  double dLift;         /* exposure by which an unusually dark or light picture was brought back */
-} ZEP3_NEGATIVE_EVIDENCE;
-
-/* Why an adaptive analysis decided as it did. 360 bytes; what does not concern the original is 0. */
+/*
+ * Why an adaptive analysis decided as it did. 1024 bytes, plain: copies are as good as the original.
+ *
+ * What the estimators measured is reached by name (GetZEP3EvidenceItem, GetZEP3Evidence), for which numbers there are
+ * changes as they learn; docs/evidence.md lists them.
+ */
 typedef struct ZEP3_EVIDENCE {
-  int64_t lAnalysis;               /* ZEP3_ANALYSIS_... */
-  int64_t lReasons;                /* sum of ZEP3_REASON_... */
-  double dConfidence;              /* 0..1; 0 where the points are those of ZEP3 */
-  double dTrimmed;                 /* share 0..1 of the area that lies outside of the picture's frame */
-  ZEP3_POSITIVE_EVIDENCE positive; /* for ZEP3_ANALYSIS_POSITIVE */
-  ZEP3_NEGATIVE_EVIDENCE negative; /* for ZEP3_ANALYSIS_NEGATIVE */
-  double dWindow[4][2];
-  double dWindowConfidence;
+  int64_t lAnalysis;        /* ZEP3_ANALYSIS_... */
+  int64_t lReasons;         /* sum of ZEP3_REASON_... */
+  double dConfidence;       /* 0..1; 0 where the points are those of ZEP3 */
+  int64_t lVerdict;         /* ZEP3_VERDICT_... */
+  double dWindow[4][2];     /* the picture's window on the image that the call was given: corners top left, top right,
+                               bottom right, bottom left of the upright picture, x and y in pixels from the image's top
+                               left corner */
+  double dWindowConfidence; /* 0..1: how sure it is that this is the picture; 0: no window was looked for, or none found,
+                               and the corners are 0 */
+  double dMeasured[115];    /* by name alone */
 } ZEP3_EVIDENCE;
+
+/* ---- descriptions: constant, for the life of the library ----
+ *
+ * Strings are UTF-8 and end with a zero byte. A later version may add fields at a record's end: hold pointers to these
+ * records, not copies.
+ */
+
+/* A kind of original. */
+typedef struct ZEP3_KIND {
+  const char* pName;  /* "photo"; lower case, with hyphens */
+  const char* pText;  /* one line on what was scanned */
+  uint16_t wDocType;  /* ZEP3_DOC_... */
+  uint16_t wSubMode;  /* ZEP3_SUB_... */
+  uint16_t wAdaptive; /* 1: ZEP3Adaptive comes closer to such originals than ZEP3; 0: it has nothing to add */
+} ZEP3_KIND;
+
+/* A reason. */
+typedef struct ZEP3_REASON {
+  int64_t lBit;          /* ZEP3_REASON_... */
+  const char* pCode;     /* "border-removed"; lower case, with hyphens */
+  const char* pText;     /* a part of a line */
+  const char* pSentence; /* the same on its own */
+} ZEP3_REASON;
+
+/* A measurement of an adaptive analysis. */
+typedef struct ZEP3_EVIDENCE_ITEM {
+  const char* pName;  /* "dyeLeft" */
+  const char* pLabel; /* for people: "Dye left (R / G / B)" */
+  const char* pUnit;  /* "share", "density", "nats" ... */
+  const char* pText;  /* what the number tells */
+  int64_t lCount;     /* numbers: 1; 3: red, green, blue; 2: red, blue */
+  int64_t lDecimals;  /* digits behind the point that mean something */
+  int64_t lAnalyses;  /* that measure it, a sum of 1 << ZEP3_ANALYSIS_... */
+} ZEP3_EVIDENCE_ITEM;
+
+/* The largest lCount. */
+enum { ZEP3_EVIDENCE_COUNT_MAX = 3 };
+
+/* ---- starting records ------------------------------------------------------------------------------------------- */
+
+/*
+ * Fills the records with what a caller starts from: a print on a flatbed (ZEP3_DOC_REFLECTIVE, ZEP3_SUB_PHOTO),
+ * strength 4, no backlight correction, display gamma 2.2, no point set, automatic curve types, no user values, identity
+ * tone curves. User and proposed curves share the tone records, so that the table builder applies what the analysis
+ * proposes.
+ *
+ * master  one tone record, rgb three; they must live as long as the record, which points to them.
+ *
+ * Returns 1; 0 with nothing written when a pointer is null.
+ */
+ZEP3_API int ResetZEP3(ZEP3_PARA* para, ZEP3_TONE* master, ZEP3_TONE* rgb);
+
+/* Sets wDocType and wSubMode to those of a kind. Returns 1; 0 with nothing written for null or an unknown name. */
+ZEP3_API int SetZEP3Kind(ZEP3_PARA* para, const char* pName);
+
+/*
+ * Describes plain pixels. The analysis area becomes the whole image.
+ *
+ * pixels         the first line; not owned.
+ * lBytesPerLine  from a line to the next; 0: the lines lie one behind the other.
+ * lPixelFormat   ZEP3_PIXEL_...
+ * lBitCount      ZEP3_BITS_...
+ *
+ * Nothing is checked (see CheckZEP3). Returns 1; 0 with nothing written when bmp is null.
+ */
+ZEP3_API int SetZEP3Image(ZEP3_BmpInfo* bmp, void* pixels, int64_t lWidth, int64_t lHeight, int64_t lBytesPerLine,
+                          int64_t lPixelFormat, int64_t lBitCount);
+
+/* ---- what there is, and what is wrong --------------------------------------------------------------------------- */
+
+/* Kinds of original by number, from 0; null behind the last. */
+ZEP3_API const ZEP3_KIND* GetZEP3Kind(int64_t lIndex);
+
+/* By name; null for an unknown one, or none. */
+ZEP3_API const ZEP3_KIND* FindZEP3Kind(const char* pName);
+
+/* That of a record: its document type and sub-mode as ZEP3 reads them. Null where ZEP3 has no calculator. */
+ZEP3_API const ZEP3_KIND* FindZEP3KindOf(const ZEP3_PARA* para);
+
+/* Reasons by number, from 0, in the order in which they are best told; null behind the last. */
+ZEP3_API const ZEP3_REASON* GetZEP3Reason(int64_t lIndex);
+
+/* Measurements by number, from 0; null behind the last. */
+ZEP3_API const ZEP3_EVIDENCE_ITEM* GetZEP3EvidenceItem(int64_t lIndex);
+
+/*
+ * The numbers of a measurement. `values` takes lCount of them, ZEP3_EVIDENCE_COUNT_MAX at most. Returns how many; 0
+ * with nothing written when a pointer is null, the name is unknown, or the analysis that decided does not measure it.
+ */
+ZEP3_API int64_t GetZEP3Evidence(const ZEP3_EVIDENCE* evidence, const char* pName, double* values);
+
+/* The way back, for evidences that were written down. lAnalysis must be set. Returns as GetZEP3Evidence. */
+ZEP3_API int64_t SetZEP3Evidence(ZEP3_EVIDENCE* evidence, const char* pName, const double* values);
+
+/*
+ * Says in a sentence why a call would be refused with these arguments, or give nonsense; before the call or after it.
+ * Null when nothing is found to be wrong. Reads records and tone records, no pixels.
+ *
+ * lCall           ZEP3_CALL_...: the calls that are asked about.
+ * bmp             for ZEP3_CALL_TABLES unread.
+ * para            for ZEP3_CALL_APPLY unread.
+ * pdColorMatrix   nine doubles, or null; read for ZEP3_CALL_ANALYSE, ZEP3_CALL_TABLES and ZEP3_CALL_FINISH.
+ *
+ * Refused is what makes the call return 0. Nonsense is what the call takes and makes tables of that nobody wants: a
+ * display gamma that is not above 0, an unknown kind, a point beyond the scale, a tone curve of one point and the like.
+ */
+ZEP3_API const char* CheckZEP3(int64_t lCall, const ZEP3_BmpInfo* bmp, const ZEP3_PARA* para,
+                               const double* pdColorMatrix);
 
 /* ---- analysis --------------------------------------------------------------------------------------------------- */
 
@@ -322,21 +440,23 @@ typedef struct ZEP3_EVIDENCE {
 ZEP3_API int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix);
 
 /*
- * The same with an adaptive analysis, which decides from colours that occur together instead of channel by channel:
- * photos, faded prints, slides, faded slides, colour and monochrome negatives and faded ones. What ZEP3 says of its
- * arguments, its results and what is written holds here; only input and output points, gammas, curve types, of faded
- * prints and slides lSaturation, and of monochrome negatives the master curve are others. Everything that takes a
- * record takes this one.
+ * The same with an adaptive analysis. It decides from colours that occur together instead of channel by channel, and
+ * knows photos, slides, colour and monochrome negatives, unfaded and faded. Arguments, result and the fields that are
+ * written are those of ZEP3. Other values come out in the points, gammas and curve types, for faded prints and slides
+ * also in lSaturation, for monochrome negatives also in the master curve. Every call that takes a record takes this
+ * one.
  *
  * evidence  out: why, zeroed first; null: not wanted.
  *
- * The points are those of ZEP3, with the reason in the evidence, for documents, for wDocOption ZEP3_OPTION_PLAIN, where
- * the image holds too little to decide from, and where its levels are unusable; but a picture within a holder, clear
- * film or bare light that makes them so is analysed, as is a monochrome one that one channel shows. These
- * get neither a master curve nor the backlight correction, which would look at all of the scan. lCorrectLevel: for
- * prints and slides each level below 4 asks for more evidence (a factor e) before anything is moved, and each above, up
- * to 8, for less; for negatives each below 4 makes the print softer by 3 %. A master curve is proposed above level 4
- * for monochrome negatives too.
+ * The record holds the points of ZEP3, and the evidence the reason, for documents, for wDocOption ZEP3_OPTION_PLAIN,
+ * for images that hold too little to decide from, and for images with unusable levels. There are two exceptions to the
+ * last: a picture within a holder, clear film or bare light that alone makes the levels unusable, and a monochrome
+ * picture that one channel shows. Both are analysed; they get neither a master curve nor the backlight correction,
+ * because those look at all of the scan.
+ *
+ * lCorrectLevel: prints and slides need e times as much evidence for each level below 4 before anything is moved, and
+ * less for each level above, up to 8. The print of a negative is 3 % softer for each level below 4. Above level 4 a
+ * master curve is proposed for all negatives.
  */
 ZEP3_API int ZEP3Adaptive(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVIDENCE* evidence);
 
@@ -389,7 +509,8 @@ ZEP3_API int MakeZEP3LUT16(ZEP3_PARA* para, const double* pdColorMatrix, uint16_
  *
  * levels   `count` linear levels 0..255, in any order; held within. What is not a number comes out as such.
  * display  3 * count display levels of the caller's, red, green, blue, not rounded. At a whole level what MakeZEP3LUTEx
- *          rounds to its byte; outside 0..255 where user curves are.
+ *          rounds to its byte; outside 0..255 where user curves are. May overlap with the levels, which are then read
+ *          first.
  *
  * Returns 1; 0 with nothing written when a pointer is null or count is negative.
  */
@@ -397,17 +518,62 @@ ZEP3_API int MakeZEP3LUTAt(ZEP3_PARA* para, const double* pdColorMatrix, const d
                            double* display);
 
 /*
- * Applies three tables to an image in place.
+ * The tables of a completed record for a scan's own values: their conversion to linear levels, the curves of
+ * MakeZEP3LUTAt and rounding in one, without rounding in between.
  *
- * bmp    pixels, size, stride, bit count and pixel format as for ZEP3; the area is ignored. The pixels are written, an
- *        unused byte is not.
+ * lScanGamma  of the scan's values, tenths, ZEP3_GAMMA_...; above 0.
+ * lEntries    of a table: 256 for samples of 8 bits, 65536 for 16; from 2 to 65536.
+ * table       3 * lEntries of the caller's, red, green, blue; entry i is the 16-bit display level for the scan's value
+ * i. Over 257 and rounded it is the 8-bit one. Held within 0..65535; not a number: 0.
+ *
+ * Returns 1; 0 with nothing written when a pointer is null or a number outside of its range.
+ */
+ZEP3_API int MakeZEP3ScanLUT(ZEP3_PARA* para, const double* pdColorMatrix, int64_t lScanGamma, int64_t lEntries,
+                             uint16_t* table);
+
+/*
+ * Applies three tables to an image of 8-bit samples in place. A gray image takes the green table: where the channels
+ * differ, green is the nearest to what the eye calls gray.
+ *
+ * bmp    pixels, size, stride and pixel format, any ZEP3_PIXEL_...; lBitCount ZEP3_BITS_8; the area is ignored. Samples
+ *        X and A are left as they are.
  * table  768 bytes, as MakeZEP3LUT gives them.
  *
- * Returns 1, also for an image without pixels. Returns 0 with nothing written when a pointer is null, lBitCount is not
- * 24, a side is negative or above 2147483647, or lines overlap or reach beyond the address space. The same bytes on
- * every processor; those with permutes of 256 bytes (AVX-512 VBMI) take several times less time.
+ * Returns 1, also for an image without pixels. Returns 0 with nothing written when a pointer is null, for another
+ * lBitCount, when a side is negative or above 2147483647, or lines overlap or reach beyond the address space. The same
+ * bytes on every processor; those with permutes of 256 bytes (AVX-512 VBMI) take several times less time.
  */
 ZEP3_API int ApplyZEP3LUT(const ZEP3_BmpInfo* bmp, const uint8_t* table);
+
+/*
+ * The same for samples of 16 bits: lBitCount ZEP3_BITS_16, table 3 * 65536 entries as MakeZEP3LUT16 or MakeZEP3ScanLUT
+ * gives them. pBits and lBytesPerLine that are odd are
+ * refused.
+ */
+ZEP3_API int ApplyZEP3LUT16(const ZEP3_BmpInfo* bmp, const uint16_t* table);
+
+/*
+ * By what the saturation that an analysis proposed scales the chroma of the result: 1 + 0.005 * lSaturation, at least
+ * 0, and 0 for monochrome negatives, whose colour is the film's and the scanner's; 1: not at all. The share of 0.005
+ * was measured on simulated fading and backlight: whole percents cost faded originals twice as much in colour
+ * difference, and win backlit ones less than twice. To be asked before the tables are built, which sets lSaturation to
+ * 0. Null: 1.
+ */
+ZEP3_API double GetZEP3Chroma(const ZEP3_PARA* para);
+
+/*
+ * Applies the tables of MakeZEP3ScanLUT and a saturation in one step, in place, so that the tables' rounding is not
+ * stretched. On the 16-bit values R, G, B that the tables give, with the gray g = (R + 3 G + B) / 5, each channel
+ * becomes g + dChroma * (channel - g), in single precision, held within the scale and rounded to the image's depth.
+ * Gray images have no chroma: tables alone.
+ *
+ * bmp      as for ApplyZEP3LUT, 8 or 16 bits.
+ * table    of 3 * 256 entries for 8 bits, of 3 * 65536 for 16.
+ * dChroma  of GetZEP3Chroma; 1: tables alone. Held within 0..1000; not a number is refused.
+ *
+ * Returns as ApplyZEP3LUT.
+ */
+ZEP3_API int ApplyZEP3ScanLUT(const ZEP3_BmpInfo* bmp, const uint16_t* table, double dChroma);
 
 /*
  * Converts a colour matrix through the correction of a completed record, its brightness, balance and contrast included:
@@ -466,6 +632,50 @@ ZEP3_API int GetGamma(int64_t* plColor, ZEP3_PARA* para);
  */
 ZEP3_API int AdjustSpecifiedColor(ZEP3_PARA* para, const int64_t* plSource, const int64_t* plTarget,
                                   const double* pdNegaCoef, const double* pdColorMatrix);
+
+/* ---- a finished picture in one call ----------------------------------------------------------------------------- */
+
+/*
+ * How many pixels of a scan, each way, make one of the pre-scan on which FinishZEP3 decides: the longer side comes to
+ * 1250 pixels at most. 1 for sides that are 1250 or less, or below 1.
+ */
+ZEP3_API int64_t GetZEP3PrescanShrink(int64_t lWidth, int64_t lHeight);
+
+/*
+ * Makes a pre-scan: means of lShrink x lShrink pixels in the scan's own values, rounded, at the right and lower edge of
+ * what there is; then linear levels, rounded. A gray scan becomes three equal channels.
+ *
+ * scan        any ZEP3_PIXEL_... and ZEP3_BITS_...
+ * lScanGamma  of the scan's values, tenths, ZEP3_GAMMA_...; above 0.
+ * lShrink     from 1.
+ * prescan     out; its pBits are the caller's buffer of 3 * width * height bytes, where width and height are the scan's
+ *             over lShrink, rounded up. All other fields are written: R G B, line by line, and the analysis area, which
+ *             is the scan's area, each coordinate over lShrink and rounded, or all of the pre-scan for all of the scan.
+ *
+ * Returns 1. Returns 0 with nothing written when a pointer is null, a number outside of its range, a side of the scan
+ * below 1 or above 2147483647, for another lBitCount, when lines overlap or reach beyond the address space, and when
+ * memory is short.
+ */
+ZEP3_API int MakeZEP3Prescan(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lShrink, ZEP3_BmpInfo* prescan);
+
+/*
+ * Finishes a scan in place: pre-scan, analysis, the scan's own tables, saturation. It is what the program zep3 does.
+ *
+ * scan           pixels in any ZEP3_PIXEL_... and ZEP3_BITS_...; read and written. The area is the analysis area.
+ * lScanGamma     of the scan's values, tenths, ZEP3_GAMMA_... The result has the gamma of para->lScreenGamma: give both
+ *                the same to keep the encoding.
+ * lAdaptive      1: by ZEP3Adaptive; 0: by ZEP3; ZEP3_UNSET: as is best for the kind.
+ * para           in: kind, strength, display gamma and the user's values, on top of ResetZEP3. User tone curves belong
+ *                in tone records apart from the proposed ones, which the analysis resets. Out: as after the analysis,
+ *                the proposed saturation still in it.
+ * pdColorMatrix  nine doubles, or null: the film's own contrasts, no gains.
+ * evidence       out, as of ZEP3Adaptive; null: not wanted. Places are given in pixels of the scan.
+ *
+ * Returns 1. Returns 0 when the scan or the record is refused (see CheckZEP3), with the pixels as they were, or when
+ * memory is short; then, too, no pixel has changed.
+ */
+ZEP3_API int FinishZEP3(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lAdaptive, ZEP3_PARA* para,
+                        double* pdColorMatrix, ZEP3_EVIDENCE* evidence);
 
 #ifdef __cplusplus
 }

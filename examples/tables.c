@@ -1,9 +1,50 @@
-/* From pixels to three tables, and back through them. Usage: tables WIDTH HEIGHT <rgb.raw >corrected.raw */
+/* The steps of a correction one by one, as a front end takes them that scans first and applies later: pre-scan,
+   analysis, tables, pixels. Usage: tables WIDTH HEIGHT <rgb.raw >corrected.raw */
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 
 #include "zep3.h"
+
+static int Fail(const char* what) {
+  fprintf(stderr, "tables: %s\n", what);
+  return 1;
+}
+
+static int Run(ZEP3_BmpInfo* scan, uint8_t* levels, int64_t shrink) {
+  /* The record, with the tone curves that the analysis proposes and the table builder takes. */
+  ZEP3_PARA para;
+  ZEP3_TONE master;
+  ZEP3_TONE rgb[3];
+  ResetZEP3(&para, &master, rgb);
+  SetZEP3Kind(&para, "photo");
+
+  /* The analysis reads linear levels; the scan is encoded as sRGB. */
+  ZEP3_BmpInfo prescan;
+  prescan.pBits = levels;
+  if (!MakeZEP3Prescan(scan, ZEP3_GAMMA_SRGB, shrink, &prescan)) return Fail("out of memory");
+  ZEP3_EVIDENCE evidence;
+  if (!ZEP3Adaptive(&prescan, &para, NULL, &evidence)) {
+    const char* why = CheckZEP3(ZEP3_CALL_ANALYSE, &prescan, &para, NULL);
+    return Fail(why != NULL ? why : "out of memory");
+  }
+  const ZEP3_REASON* reason;
+  for (int64_t i = 0; (reason = GetZEP3Reason(i)) != NULL; i++) {
+    if (evidence.lReasons & reason->lBit) fprintf(stderr, "%s: %s\n", reason->pCode, reason->pSentence);
+  }
+  double dyeLeft[ZEP3_EVIDENCE_COUNT_MAX];
+  if (GetZEP3Evidence(&evidence, "dyeLeft", dyeLeft) == 3) {
+    fprintf(stderr, "dye left: %.2f %.2f %.2f\n", dyeLeft[0], dyeLeft[1], dyeLeft[2]);
+  }
+
+  /* Here the user may change brightness, contrast, balance and curves in the record. */
+
+  /* Photos ask for no saturation, so that bytes through tables are all there is; ApplyZEP3ScanLUT takes both. */
+  uint16_t fine[3 * 256];
+  uint8_t table[3 * 256];
+  if (!MakeZEP3ScanLUT(&para, NULL, ZEP3_GAMMA_SRGB, 256, fine)) return Fail("out of memory");
+  for (int i = 0; i < 3 * 256; i++) table[i] = (uint8_t)((fine[i] + 128) / 257);
+  return ApplyZEP3LUT(scan, table) ? 0 : Fail("the image was refused");
+}
 
 int main(int argc, char** argv) {
   const long width = argc > 2 ? strtol(argv[1], NULL, 10) : 0;
@@ -13,53 +54,21 @@ int main(int argc, char** argv) {
     return 2;
   }
   const size_t bytes = (size_t)width * (size_t)height * 3;
+  const int64_t shrink = GetZEP3PrescanShrink(width, height);
   uint8_t* pixels = malloc(bytes);
-  if (pixels == NULL || fread(pixels, 1, bytes, stdin) != bytes) {
-    fputs("tables: standard input holds fewer than WIDTH x HEIGHT pixels\n", stderr);
-    return 1;
+  uint8_t* levels = malloc((size_t)((width + shrink - 1) / shrink) * (size_t)((height + shrink - 1) / shrink) * 3);
+  int status = 0;
+  if (pixels == NULL || levels == NULL || fread(pixels, 1, bytes, stdin) != bytes) {
+    status = Fail("standard input holds fewer than WIDTH x HEIGHT pixels");
+  } else {
+    ZEP3_BmpInfo scan;
+    SetZEP3Image(&scan, pixels, width, height, 0, ZEP3_PIXEL_RGB, ZEP3_BITS_8);
+    status = Run(&scan, levels, shrink);
   }
-
-  /* Where the analysis writes the tone curves that it proposes, and where the table builder finds them. */
-  ZEP3_TONE master;
-  ZEP3_TONE rgb[3];
-  memset(&master, 0, sizeof master);
-  memset(rgb, 0, sizeof rgb);
-
-  ZEP3_PARA para;
-  memset(&para, 0, sizeof para);
-  para.wDocType = ZEP3_DOC_REFLECTIVE;
-  para.wSubMode = ZEP3_SUB_PHOTO;
-  para.wDocOption = ZEP3_OPTION_NORMAL;
-  para.lScreenGamma = 22;
-  para.lCorrectLevel = 4;
-  para.ic.wHlCurveType = ZEP3_HL_AUTO;
-  para.ic.wSdCurveType = ZEP3_SD_AUTO;
-  para.pOutMasterTone = para.ic.pMasterTone = &master;
-  para.pOutRGBTone = para.ic.pRGBTone = rgb;
-
-  ZEP3_BmpInfo image;
-  memset(&image, 0, sizeof image);
-  image.pBits = pixels;
-  image.lWidth = width;
-  image.lHeight = height;
-  image.lBytesPerLine = width * 3;
-  image.lBitCount = 24;
-  image.wPixelFormat = ZEP3_PIXEL_RGB;
-  image.area.ptRight.x = image.area.ptBottom.x = width;
-  image.area.ptRight.y = image.area.ptBottom.y = height;
-
-  uint8_t table[768];
-  if (!ZEP3(&image, &para, NULL) || !MakeZEP3LUT(&para, table)) {
-    fputs("tables: the image cannot be analysed\n", stderr);
-    return 1;
+  if (status == 0 && (fwrite(pixels, 1, bytes, stdout) != bytes || fflush(stdout) != 0)) {
+    status = Fail("standard output cannot be written");
   }
-  for (uint8_t* p = pixels; p != pixels + bytes; p += 3) {
-    p[0] = table[p[0]];
-    p[1] = table[256 + p[1]];
-    p[2] = table[512 + p[2]];
-  }
-  const int written = fwrite(pixels, 1, bytes, stdout) == bytes && fflush(stdout) == 0;
+  free(levels);
   free(pixels);
-  if (!written) fputs("tables: standard output cannot be written\n", stderr);
-  return written ? 0 : 1;
+  return status;
 }

@@ -27,15 +27,16 @@ HostileRecord WithResultsOf(const HostileRecord& record, const HostileRecord& re
 }
 
 // Shares are shares, numbers are numbers, and an analysis that was not followed says why.
-bool IsSound(const ZEP3_EVIDENCE& e) {
-  for (const double share : {e.dConfidence, e.dTrimmed, e.positive.dTrust, e.positive.dBlackPile, e.negative.dHolder,
-                             e.negative.dBorder, e.negative.dBaseMeasured, e.negative.dNeutral, e.negative.dVotes}) {
-    if (!(0.0 <= share && share <= 1.0)) return false;
+bool IsBelievable(const ZEP3_EVIDENCE& e) {
+  if (!(0.0 <= e.dConfidence && e.dConfidence <= 1.0)) return false;
+  for (int64_t i = 0; const ZEP3_EVIDENCE_ITEM* item = GetZEP3EvidenceItem(i); i++) {
+    double values[ZEP3_EVIDENCE_COUNT_MAX];
+    const int64_t count = GetZEP3Evidence(&e, item->pName, values);
+    if (!std::all_of(values, values + count, [](double v) { return std::isfinite(v); })) return false;
+    const std::string_view unit = item->pUnit;
+    const bool isShare = count == 1 && (unit == "share" || unit == "0..1" || unit == "0 or 1");
+    if (isShare && !(0.0 <= values[0] && values[0] <= 1.0)) return false;
   }
-  constexpr size_t kNumbers = (sizeof e - offsetof(ZEP3_EVIDENCE, dConfidence)) / sizeof(double);
-  double numbers[kNumbers];
-  std::memcpy(numbers, &e.dConfidence, sizeof numbers);
-  if (!std::all_of(numbers, numbers + kNumbers, [](double v) { return std::isfinite(v); })) return false;
   return e.lAnalysis != ZEP3_ANALYSIS_STANDARD || (e.lReasons != 0 && e.dConfidence == 0.0);
 }
 
@@ -73,6 +74,8 @@ void RunTarget(Input input) {
     ZEP3_HOLDS(result == 0);
   const ZEP3_PARA& para = record.para;
   if (result == 0) {
+    // Why, the library knows.
+    if (missing != 31) ZEP3_HOLDS(CheckZEP3(ZEP3_CALL_ANALYSE, &image.bmp, &given.para, coefficients) != nullptr);
     ZEP3_HOLDS(para.lLevelFlag == 0 && IsIdentity(*para.pOutMasterTone));
     for (int c = 0; c < 3; c++) ZEP3_HOLDS(IsIdentity(para.pOutRGBTone[c]));
     return;
@@ -85,7 +88,9 @@ void RunTarget(Input input) {
     ZEP3_HOLDS(2 <= tone->wPointNum && tone->wPointNum <= ZEP3_TONE_POINTS);
   }
 
-  if (adaptive && missing != 29) ZEP3_HOLDS(IsSound(evidence));
+  if (adaptive && missing != 29) ZEP3_HOLDS(IsBelievable(evidence));
+  record.Keep();
+  Keep(evidence.dMeasured, std::size(evidence.dMeasured));
 
   // No call knows of another.
   HostileRecord again = given;

@@ -1,6 +1,7 @@
 // From the bytes that a fuzzer hands over to arguments: each read takes what it needs, and behind the end all is zero.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
@@ -47,6 +48,8 @@ class Input {
 
   int Below(int limit) { return Take<uint8_t>() % limit; }
   bool OneIn(int count) { return Below(count) == count - 1; } // false behind the end
+
+  double Share() { return Take<uint8_t>() / 255.0; }
 
   // A field of a record: an edge, something of a level's size, or any 64 bits.
   int64_t Field() {

@@ -6,7 +6,8 @@
 #include <utility>
 
 #include "engine/zep3.h"
-#include "input.h"
+#include "film_picture.h"
+#include "target.h"
 
 // A parameter record with its tone records. Fields are ranges that make sense as often as any value at all, so that
 // calls get past their first look at the record.
@@ -70,6 +71,13 @@ class HostileRecord {
   bool HasTonesOf(const HostileRecord& other) const {
     return std::memcmp(m_tones.get(), other.m_tones.get(), sizeof *m_tones) == 0;
   }
+  // Into the digest: all but the pointers.
+  void Keep() const {
+    ZEP3_PARA mine = para;
+    mine.ic.pMasterTone = mine.ic.pRGBTone = mine.pOutMasterTone = mine.pOutRGBTone = nullptr;
+    ::Keep(reinterpret_cast<const unsigned char*>(&mine), sizeof mine);
+    ::Keep(reinterpret_cast<const unsigned char*>(m_tones.get()), sizeof *m_tones);
+  }
 
   ZEP3_PARA para = {};
 
@@ -110,9 +118,14 @@ class HostileImage {
   HostileImage(Input& input, bool wholeImage) {
     bmp.lWidth = input.OneIn(8) ? input.Field() : 1 + input.Below(250);
     bmp.lHeight = input.OneIn(8) ? input.Field() : 1 + input.Below(120);
-    bmp.lBitCount = input.OneIn(16) ? input.Field() : 24;
-    bmp.wPixelFormat = input.OneIn(8) ? input.Take<uint16_t>() : static_cast<uint16_t>(input.Below(4));
-    m_bytes = bmp.wPixelFormat == ZEP3_PIXEL_XRGB ? 4 : 3;
+    const int depth = input.Below(16);
+    bmp.lBitCount = wholeImage && depth == 14 ? ZEP3_BITS_16 : ZEP3_BITS_8;
+    if (depth == 15) bmp.lBitCount = input.Field();
+    bmp.wPixelFormat = input.OneIn(8) ? input.Take<uint16_t>() : static_cast<uint16_t>(input.Below(8));
+    // The analyses read formats that they do not know as B G R.
+    constexpr int kSamples[] = {3, 3, 4, 4, 4, 1, 2};
+    m_bytes = bmp.wPixelFormat < (wholeImage ? std::size(kSamples) : 3) ? kSamples[bmp.wPixelFormat] : 3;
+    if (bmp.lBitCount == ZEP3_BITS_16) m_bytes *= 2;
     const uint64_t stride =
         static_cast<uint64_t>(bmp.lWidth) * static_cast<uint64_t>(m_bytes) + static_cast<uint64_t>(input.Below(8));
     bmp.lBytesPerLine = static_cast<int64_t>(input.OneIn(4) ? 0 - stride : stride);
@@ -134,6 +147,7 @@ class HostileImage {
     std::copy_n(other.m_buffer.get(), m_size, m_buffer.get());
     bmp.pBits = m_buffer.get() + (other.bmp.pBits - other.m_buffer.get());
   }
+  void Keep() const { ::Keep(m_buffer.get(), m_size); }
   bool operator==(const HostileImage& other) const {
     return std::equal(m_buffer.get(), m_buffer.get() + m_size, other.m_buffer.get(), other.m_buffer.get() + m_size);
   }
@@ -198,13 +212,28 @@ class HostileImage {
     FillPixels(input);
   }
 
-  // A level, a rise along the buffer and noise: pictures that most calculators take.
+  // A film's picture; or a level, a rise along the buffer and noise, which most calculators take.
   void FillPixels(Input& input) {
+    if (input.OneIn(2)) {
+      FillFromFilm(FilmPicture(input));
+      return;
+    }
     const unsigned base = input.Take<uint8_t>(), rise = input.Take<uint8_t>(), noise = input.Take<uint8_t>();
     const uint64_t seed = input.Take<uint16_t>() + 1u;
     for (size_t i = 0; i < m_size; i++) {
       const auto random = static_cast<unsigned>((i + seed) * 0x9E3779B97F4A7C15u >> 56);
       m_buffer[i] = static_cast<uint8_t>(std::min<size_t>(255, base + rise * i / m_size + random * noise / 256));
+    }
+  }
+
+  void FillFromFilm(const FilmPicture& picture) {
+    const auto size = static_cast<int64_t>(m_size);
+    const int64_t stride = std::max<int64_t>(1, std::abs(std::clamp(bmp.lBytesPerLine, -size, size)));
+    for (int64_t i = 0; i < size; i++) {
+      const int64_t inLine = i % stride;
+      m_buffer[static_cast<size_t>(i)] = picture.At(
+          static_cast<double>(inLine) / static_cast<double>(stride), static_cast<double>(i) / static_cast<double>(size),
+          inLine / m_bytes, i / stride, static_cast<int>(inLine % m_bytes % 3));
     }
   }
 

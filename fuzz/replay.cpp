@@ -43,10 +43,11 @@ int main(int argc, char** argv) {
   std::mt19937_64 random(6);
   const long count = std::strtol(argv[2], nullptr, 10);
   for (long n = 0; n < count; n++) {
-    std::vector<uint8_t> bytes(random() % 600);
+    std::vector<uint8_t> bytes(random() % 2000);
     std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<uint8_t>(random()); });
     Run(bytes);
   }
-  std::printf("%d inputs of the corpus, %ld random ones\n", inputs, count);
+  std::printf("%d inputs of the corpus, %ld random ones, results %016llx\n", inputs, count,
+              static_cast<unsigned long long>(g_digest));
   return 0;
 }

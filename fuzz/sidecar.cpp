@@ -75,6 +75,18 @@ void Change(Input& input, Json& json) {
     *at = AnyValue(input);
 }
 
+// Of any JSON: however its text is laid out, it is read as the same.
+void TextKeepsTheValue(const std::string& text) {
+  using Ordered = nlohmann::ordered_json;
+  const auto shallow = [](int depth, Ordered::parse_event_t, Ordered&) {
+    if (depth > 100) throw Failure("too deep for recursion");
+    return true;
+  };
+  Ordered json;
+  if (!IsTaken<Failure>([&] { json = Ordered::parse(text, shallow, false); }) || json.is_discarded()) return;
+  for (const int indent : {-1, 1}) ZEP3_HOLDS(Ordered::parse(ToText(json, indent)) == json);
+}
+
 } // namespace
 
 void RunTarget(Input input) {
@@ -87,6 +99,7 @@ void RunTarget(Input input) {
     for (int n = input.Below(4); n > 0; n--) Change(input, json);
     text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
   }
+  TextKeepsTheValue(text);
   std::vector<CorrectedPage> pages;
   if (!IsTaken<Failure>([&] { pages = CorrectionFromJson(text); })) return;
   ZEP3_HOLDS(!pages.empty());

@@ -20,7 +20,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 CORPUS = ROOT / "fuzz" / "corpus"  # NAME.txt: an input a line, in hexadecimal
-PROGRAM = {"arguments", "file_list", "sidecar", "tiff"}  # the others are the engine's
+PROGRAM = {"arguments", "file_list", "scan", "sidecar", "tiff"}  # the others are the engine's
 
 LIMITS = ["-max_len=4096", "-timeout=20", "-rss_limit_mb=2500", "-malloc_limit_mb=500"]
 

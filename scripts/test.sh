@@ -29,6 +29,8 @@ check() {
 check gcc release gcc g++ -DZEP3_BUILD_BENCH=ON
 printf '\n==== gcc, glibc without fused multiply-add ====\n'
 GLIBC_TUNABLES=glibc.cpu.hwcaps=-FMA,-AVX2 build/test-gcc/tests/zep3_tests --gtest_brief=1
+printf '\n==== the same build in another folder ====\n'
+sh scripts/same_builds.sh build/test-gcc
 check clang release clang clang++
 if grep -q ' avx2 .* fma\| fma .* avx2 ' /proc/cpuinfo; then
   check gcc-v3 release gcc g++ -DCMAKE_CXX_FLAGS=-march=x86-64-v3

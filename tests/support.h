@@ -6,7 +6,7 @@
 #include <cstring>
 #include <vector>
 
-#include "driver.h"
+#include "engine/adaptive/evidence.h"
 #include "engine/zep3.h"
 
 // A default record (reflective photo) with its tone records; user and proposed curves apart.
@@ -15,7 +15,7 @@ struct Record {
   ZEP3_TONE master, rgb[3], outMaster, outRgb[3];
 
   explicit Record(int type = ZEP3_DOC_REFLECTIVE, int subMode = ZEP3_SUB_PHOTO, int option = ZEP3_OPTION_NORMAL) {
-    Reset(&para, &master, rgb);
+    ResetZEP3(&para, &master, rgb);
     outMaster = master;
     std::memcpy(outRgb, rgb, sizeof rgb);
     para.pOutMasterTone = &outMaster;
@@ -42,6 +42,13 @@ struct Record {
     return all;
   }
 };
+
+// What an adaptive analysis measured.
+inline Measured Seen(const ZEP3_EVIDENCE& evidence) {
+  Measured measured;
+  std::memcpy(&measured, evidence.dMeasured, sizeof measured);
+  return measured;
+}
 
 // An image in a buffer of exactly the bytes that its fields promise, the analysis area all of it.
 struct Image {

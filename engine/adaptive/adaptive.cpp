@@ -1,3 +1,4 @@
+// Which originals have an adaptive analysis, and why the standard one stands where it does.
 #include "engine/adaptive/adaptive.h"
 
 #include "engine/adaptive/negative/propose.h"
@@ -12,7 +13,13 @@ void ProposeAdaptive(const ZEP3_BmpInfo& image, const double* colorMatrix, const
   }
   // A holder or bare light makes the levels of a scan unusable, but not the picture within; nor does a lamp without
   // blue make a monochrome picture so.
-  const bool proposed = IsNegative(para) ? ProposeNegative(image, colorMatrix, standard, usable, para, evidence)
-                                         : ProposePositive(image, standard, usable, para, evidence);
-  if (!proposed) evidence.lReasons = usable ? ZEP3_REASON_TOO_LITTLE : ZEP3_REASON_DEFAULTS;
+  Measured measured;
+  const bool proposed = IsNegative(para)
+                            ? ProposeNegative(image, colorMatrix, standard, usable, para, evidence, measured)
+                            : ProposePositive(image, standard, usable, para, evidence, measured);
+  if (proposed) {
+    SetMeasured(evidence, measured);
+  } else {
+    evidence.lReasons = usable ? ZEP3_REASON_TOO_LITTLE : ZEP3_REASON_DEFAULTS;
+  }
 }

@@ -1,3 +1,4 @@
+// Reads the analysis area into square blocks, and tests their levels.
 #include "engine/adaptive/block_grid.h"
 
 #include <algorithm>
@@ -49,7 +50,7 @@ BlockGrid ReadBlockGrid(const ZEP3_BmpInfo& image, int margin) {
   const double perPixel = 1.0 / (static_cast<double>(side) * static_cast<double>(side));
   for (int row = 0; row < grid.rows; row++) {
     const int64_t y = lines.begin + row * side;
-    means.Read(image.pBits + (y * image.lBytesPerLine + int64_t{columns.begin} * pixel.bytes), image.lBytesPerLine,
+    means.Read(image.pBits + (y * image.lBytesPerLine + int64_t{columns.begin} * pixel.samples), image.lBytesPerLine,
                grid.columns);
     const PixelSpan inside = inner.InnerSpan(static_cast<int>(y + side / 2), columns);
     for (int column = 0; column < grid.columns; column++) {

@@ -11,8 +11,8 @@
 class CHIST;
 
 // Linear levels with their fractions, line by line. Blocks lie side by side from the top left corner of the analysis
-// area, of a rotated one from that of the upright rectangle around it; what is left over at the right and at the bottom
-// is not seen.
+// area; for a rotated area, of the upright rectangle around it. What is left over at the right and at the bottom is not
+// seen.
 struct BlockGrid {
   int rows = 0;
   int columns = 0;
@@ -29,10 +29,10 @@ struct BlockGrid {
   size_t Size() const { return inside.size(); }
 };
 
-// Of an image that the standard analysis has accepted. `margin`: percent of the area's extent that is not inside. At
-// most 30000 blocks; without any where the area leaves none.
+// Reads an image that the standard analysis has accepted: at most 30000 blocks, none where the area leaves no room.
+// `margin`: percent of the area's extent left out.
 BlockGrid ReadBlockGrid(const ZEP3_BmpInfo& image, int margin);
 
-// Whether the levels of some blocks pass the test that the standard analysis puts to those of the whole scan; of
-// monochrome film one channel that does is enough. `hist` has the bounds of document types, which 0 to 3 are.
+// Whether the given blocks pass the test of usable levels that the standard analysis puts to the whole scan. For
+// monochrome film one channel that passes is enough. `hist` holds the level bounds; docType is 0 to 3.
 bool HaveUsableLevels(const BlockGrid& grid, const std::vector<size_t>& blocks, const CHIST& hist, int16_t docType);

@@ -140,8 +140,8 @@ Picture FindPicture(const ZEP3_BmpInfo& image, const BlockGrid& grid, Material m
   return picture;
 }
 
-void TellWindow(const Picture& picture, ZEP3_EVIDENCE& evidence) {
-  evidence.dTrimmed = picture.trimmed;
+void TellWindow(const Picture& picture, ZEP3_EVIDENCE& evidence, Measured& measured) {
+  measured.trimmed = picture.trimmed;
   if (!picture.window.found) return;
   evidence.lReasons |= ZEP3_REASON_BORDER_REMOVED;
   evidence.dWindowConfidence = picture.window.confidence;

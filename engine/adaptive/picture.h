@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "engine/adaptive/block_grid.h"
+#include "engine/adaptive/evidence.h"
 #include "engine/window/window.h"
 
 struct Picture {
@@ -17,4 +18,4 @@ struct Picture {
 Picture FindPicture(const ZEP3_BmpInfo& image, const BlockGrid& grid, Material material);
 
 // Writes window, share left out and the reason into an evidence.
-void TellWindow(const Picture& picture, ZEP3_EVIDENCE& evidence);
+void TellWindow(const Picture& picture, ZEP3_EVIDENCE& evidence, Measured& measured);

@@ -104,8 +104,7 @@ CZEP::Backlight CZEP::AgainstLightJudge(const double (&histogram)[256], int64_t 
     dark = lower;
     bright = upper;
   }
-  // The whole variance is no less than that between the classes, but for rounding.
-  if (!(between > 0.0) || !(variance > 0.0)) return {}; // GCOVR_EXCL_BR_LINE
+  if (!(between > 0.0) || !(variance > 0.0)) return {}; // one level, or two that rounding makes one
 
   const double evidence = RampUp(share, m_dAgainstDarkShareLow, m_dAgainstDarkShareHigh) *
                           RampDown(share, m_dAgainstDarkOnlyLow, m_dAgainstDarkOnlyHigh) *

@@ -10,11 +10,14 @@
 // above 0; shares and weights are 0..1; densities are minus log10 of light, from 0. k is the block's reference level
 // minus the record's lCorrectLevel. "working" marks a member that the calculator sets before use to its ...Base (the
 // value at k = 0) plus its ...Step (the change per level below the reference) times k; photos, slides, monochrome
-// negatives and restoration keep its default above the reference.
+// negatives and faded prints keep its default above the reference.
 #pragma once
 
 #include <cstdint>
 
+#include "engine/calc/steps/level_tone.h"
+#include "engine/film/film.h"
+#include "engine/film/histogram_print.h"
 #include "engine/zep3.h"
 
 class CHIST;
@@ -70,29 +73,33 @@ class CZEP {
 
   // ---- range checks (range_checks.cpp): pure arithmetic on three channels of lower and upper points ----
 
-  // Raises narrow ranges to set shares of the others by lowering `lower`. The penalties lower the shares.
-  void RangeBalanceIntensity(double* lower, const double* upper, const double* penaltyA, const double* penaltyB);
+  // Raises ranges that are narrow beside the others by lowering `lower`: each is at least a set share of another.
+  // `over` and `under` (per channel, from 0) lower the shares: film that is over- or under-exposed there.
+  void RangeBalanceIntensity(double* lower, const double* upper, const double* over, const double* under);
   // Widens ranges that are narrow on average. `mid`: reference point of each channel; `belowShare`: least share of the
-  // common widening that goes below; targetCutA, targetCutB lower the target; `upperShare` (0..1) of a channel's own
+  // common widening that goes below; `over`, `under` (0..1) lower the target; `upperShare` (0..1) of a channel's own
   // extra width goes above.
-  void CheckRangeNarrow(double* lower, double* upper, const double* mid, const double* belowShare, double targetCutA,
-                        double targetCutB, double upperShare);
+  void CheckRangeNarrow(double* lower, double* upper, const double* mid, const double* belowShare, double over,
+                        double under, double upperShare);
   // Compresses ranges that are wide on average, and pulls unequal ones together. `least` is the least equalising
-  // strength; b, c, d, e, f (0..1) weaken it; `own` (0..1) is how far a channel that would grow keeps its own range;
-  // `reference` are the lower points against which f lifts. Always true.
-  bool CheckRangeWide(double* lower, const double* upper, double least, double b, double c, const double* own, double d,
-                      double e, double f, const double* reference);
+  // strength. What speaks for the ranges as they are weakens it, each 0..1: neutral whites, even means, over- and
+  // under-exposure, a dark scene. `own` (per channel, 0..1) is how far a channel that would grow keeps its own range;
+  // `reference` are the lower points against which the whites of a dark scene are lifted. Always true.
+  bool CheckRangeWide(double* lower, const double* upper, double least, double neutral, double even, const double* own,
+                      double over, double under, double dark, const double* reference);
   // Brings the mean of upper / lower up to minRatio (monochrome negatives; levels).
   void CheckRangeNarrowForBW(double* lower, double* upper, double minRatio);
 
   // ---- exposure judgements of colour negatives (exposure.cpp): weights per channel from 0, returns their mean ----
 
-  // Over-exposure from log10 levels: `ref` low and `val` close to it. Writes weight and diff = val - ref.
-  double ExposureOver(const double* ref, const double* val, double* weight, double* diff);
-  // Under-exposure: `a` high and `b` close to it. Writes weight, diff1 = a - b and diff2 = a - c, by which the channels
-  // whose weight exceeds that of the narrowest are brought near it: up to (2 - m_dExpUnderShare) times, which may be
-  // above 1.
-  double ExposureUnder(const double* a, const double* b, double* weight, const double* c, double* diff1, double* diff2);
+  // Over-exposure, from log10 levels at the dense end: `densest` and the little clearer `dense`. Writes weight and
+  // pile = dense - densest.
+  double ExposureOver(const double* densest, const double* dense, double* weight, double* pile);
+  // Under-exposure, from log10 levels: `clear` and the little denser `clearer` end, and `dense`, the other one. Writes
+  // weight, pile = clear - clearer and range = clear - dense. The channels whose weight exceeds that of the narrowest
+  // are brought near it: up to (2 - m_dExpUnderShare) times, which may be above 1.
+  double ExposureUnder(const double* clear, const double* clearer, double* weight, const double* dense, double* pile,
+                       double* range);
 
   // ================================================ tuning sheet =================================================
 
@@ -144,18 +151,62 @@ class CZEP {
   double m_dPosiHlGainMax = 1.03;   // working: highest highlight gain
   double m_dPosiGammaMin = 1.05;    // lowest gamma
 
-  // ---- CalcParamNega, first block: the ends of the film, and the film; levels and ranges as log10 of levels ----
+  // ---- CalcParamNega: levels and ranges as log10 of levels. Record fields are explained in film/film.h,
+  //      film/histogram_print.h and steps/level_tone.h ----
 
+  // The ends of the film.
   double m_dNegaRangeMin = 0.05;     // smallest range of a channel
   double m_dNegaRangeFloor = 0.1;    // smallest range after the checks
   double m_dNegaRangeDefault = 0.65; // range of a channel that shows no dense end: mean of normal pictures
   double m_dNegaAveMargin = 0.02;    // distance of the mean from both ends
   double m_dNegaGainMin = 0.7;       // a channel's density contrast relative to the mean of the three, at least ...
   double m_dNegaGainMax = 1.4;       // ... and at most: limits what a colour matrix can say
-  double m_dNegaSlope[3] = {0.61, 0.59, 0.64}; // density per log10 exposure; larger: softer prints
-  double m_dNegaToe = 0.3;        // width of the film's toe, log10 exposure; larger: deeper blacks on thin film
-  double m_dNegaBalanceR = -0.11; // exposure of a neutral by daylight, red against green; larger: colder prints
-  double m_dNegaBalanceB = 0.08;  // blue against green; larger: warmer prints
+  // What the range checks are told.
+  double m_dNegaNarrowShare = 0.5;      // least share of the common widening at the dense end; thin film: 1
+  double m_dNegaNarrowUpper = 0.3;      // share of a channel's own widening at the clear end; thin film: 0
+  double m_dNegaWideLevelStep = 0.1;    // least equalising per level below the reference
+  double m_dNegaWideNeutralLow = 0.005; // log10 levels that the preview correction moves the whites: neutral ...
+  double m_dNegaWideNeutralHigh = 0.03; // ... to coloured; neutral whites make the ranges credible
+  double m_dNegaWideCastLow = 0.05;     // difference of the means' positions in their ranges: balanced ...
+  double m_dNegaWideCastHigh = 0.2;     // ... to cast
+  double m_dNegaWideDarkLow = 0.15;     // mean position from the clear end: a dark scene ...
+  double m_dNegaWideDarkHigh = 0.35;    // ... to a usual one
+  double m_dNegaLiftRange = 0.65;       // range of a usual scene, against which the whites of a dark one are lifted
+  double m_dNegaWideShare = 0.25;       // share of the compression that is made; in full it burns highlights
+  // Steeper slopes print softer; a wider toe gives thin film deeper blacks.
+  FilmTraits m_negaFilm = {.slope = {0.61, 0.59, 0.64}, .toe = 0.3};
+  // Red lower: colder prints; blue higher: warmer ones. More scatter: casts go, and dominant colours with them.
+  WhiteTrust m_negaTrust = {.balance = {-0.11, 0.0, 0.08},
+                            .scatter = 0.45,
+                            .redFree = 0.3,
+                            .shade = 0.3,
+                            .lamp = 0.3,
+                            .slopeShare = 0.7,
+                            .slopeLimit = 0.12,
+                            .slopeSure = 0.0};
+  // At the reference level; below it contrast and white move by their steps. More of meanShare: evener brightness; more
+  // flare: deeper blacks.
+  PrintRule m_negaPrint = {.contrast = 0.96,
+                           .rangeNormal = 1.0,
+                           .rangeShare = 0.0,
+                           .white = 0.04,
+                           .whiteNormal = 0.0,
+                           .whitePull = 0.0,
+                           .meanShare = 0.09,
+                           .flare = 0.004};
+  double m_dNegaPrintStep = -0.03;
+  double m_dNegaWhiteStep = 0.01;
+  // Of faded negatives, too; its reference level is that of the prints.
+  LevelTone m_negaTone = {.levelRef = 4.0,
+                          .meanLow = 10.0,
+                          .meanHigh = 200.0,
+                          .mixMin = 64.0,
+                          .mixMax = 192.0,
+                          .darkRef = 90.0,
+                          .contrastStep = 0.05,
+                          .toneHl = 1.8,
+                          .toneSd = 2.5,
+                          .brightMax = 0.06};
 
   // ---- RangeBalanceIntensity, first block: shares of another channel's range that a channel has at least ----
 
@@ -208,44 +259,56 @@ class CZEP {
   double m_dRestFBPRatioRef = 7.0;   // highlight to shadow ratio below which a channel counts as compressed
   double m_dRestFBPSatMax = 50.0;    // cap of the saturation score
 
-  // ---- CalcRestorationNega, first block: as the like-named members of CalcParamNega; further: ----
+  // ---- CalcRestorationNega: likewise ----
 
-  double m_dRestNegaRatioMin = 1.3; // smallest accepted ratio of the film's ends
-  double m_dRestNegaRangeDefault = 0.58;
-  double m_dRestNegaSlope[3] = {0.5, 0.59, 0.72};
-  double m_dRestNegaToe = 0.3;
-  double m_dRestNegaBalanceR = -0.085;
-  double m_dRestNegaBalanceB = 0.075;
-  double m_dRestNegaTrust = 0.72;
-  double m_dRestNegaRedFree = 0.25;
-  double m_dRestNegaShade = 0.2;
-  double m_dRestNegaLamp = 0.0;
-  double m_dRestNegaSlopeShare = 1.0;  // an unequal density of the whites is lost dye rather than light
-  double m_dRestNegaSlopeLimit = 0.58; // 1.8 times
-  double m_dRestNegaSlopeSure = 1.0;
-  double m_dRestNegaSatRange = 40.0;  // saturation for compressed ranges
-  double m_dRestNegaRangeRef = 0.58;  // range, by density contrast, below which a channel counts as compressed
-  double m_dRestNegaSatSpread = 10.0; // saturation for unequal ranges
-  double m_dRestNegaSatMax = 50.0;    // cap of the saturation score
+  double m_dRestNegaRatioMin = 1.3;      // smallest accepted ratio of the film's ends
+  double m_dRestNegaRangeDefault = 0.58; // log10 levels, as m_dNegaRangeDefault
+  FilmTraits m_restNegaFilm = {.slope = {0.5, 0.59, 0.72}, .toe = 0.3};
+  // An unequal density of the whites is lost dye rather than light, up to a factor of 1.8 (0.58).
+  WhiteTrust m_restNegaTrust = {.balance = {-0.085, 0.0, 0.075},
+                                .scatter = 0.72,
+                                .redFree = 0.25,
+                                .shade = 0.2,
+                                .lamp = 0.0,
+                                .slopeShare = 1.0,
+                                .slopeLimit = 0.58,
+                                .slopeSure = 1.0};
+  PrintRule m_restNegaPrint = {.contrast = 1.21,
+                               .rangeNormal = 1.86,
+                               .rangeShare = 0.29,
+                               .white = -0.01,
+                               .whiteNormal = 1.6,
+                               .whitePull = 0.136,
+                               .meanShare = 0.06,
+                               .flare = 0.002};
+  double m_dRestNegaPrintStep = -0.03;
+  double m_dRestNegaWhiteStep = 0.01;
+  double m_dRestNegaSatRange = 40.0;    // saturation for compressed ranges
+  double m_dRestNegaRangeRef = 0.58;    // range, by density contrast, below which a channel counts as compressed
+  double m_dRestNegaSatSpread = 10.0;   // saturation for unequal ranges
+  double m_dRestNegaSatMax = 50.0;      // cap of the saturation score
+  double m_dRestNegaSatScale = 0.25;    // saturation per unit of score and correction level
+  double m_dRestNegaSatLevelMax = 10.0; // correction level from which saturation grows no further
 
-  // ---- CalcRestorationNegaBW, first block: likewise ----
+  // ---- CalcRestorationNegaBW: likewise ----
 
   double m_dRestNegaBWRatioMin = 1.3;
   double m_dRestNegaBWRangeDefault = 0.58;
-  double m_dRestNegaBWSlope = 0.4; // of all channels: faded silver is softer
-  double m_dRestNegaBWToe = 0.23;
+  FilmTraits m_restNegaBWFilm = {.slope = {0.4, 0.4, 0.4}, .toe = 0.23}; // faded silver is softer
+  PrintRule m_restNegaBWPrint = {.contrast = 1.1,
+                                 .rangeNormal = 1.57,
+                                 .rangeShare = 0.6,
+                                 .white = 0.06,
+                                 .whiteNormal = 2.1,
+                                 .whitePull = 0.1,
+                                 .meanShare = -0.04,
+                                 .flare = 0.01};
+  double m_dRestNegaBWPrintStep = -0.03;
+  double m_dRestNegaBWWhiteStep = 0.01;
   double m_dRestNegaBWSatSpread = 80.0; // what stain remains grows with the inequality of the ranges
   double m_dRestNegaBWSatMax = 50.0;
-
-  // ---- CalcParamNega, second block: the print by correction level ----
-
-  double m_dNegaLevelRef = 4.0; // reference level
-  double m_dNegaPrint = 0.96;   // working: contrast of the print; 1: the scene's own
-  double m_dNegaPrintBase = 0.96;
-  double m_dNegaPrintStep = -0.03;
-  double m_dNegaWhite = 0.04; // working: distance of paper white above the scene's whites, log10 exposure
-  double m_dNegaWhiteBase = 0.04;
-  double m_dNegaWhiteStep = 0.01;
+  double m_dRestNegaBWSatScale = 0.25;
+  double m_dRestNegaBWSatLevelMax = 10.0;
 
   // ---- CalcParamFBPhoto, second block: level interpolation and tone curve ----
 
@@ -367,86 +430,21 @@ class CZEP {
   double m_dNegaBWToneSd = 2.5;
   double m_dNegaBWBrightMax = 0.06;
 
-  // ---- CalcRestorationNegaBW, second block: the print, as the like-named members of CalcParamNega; further: ----
+  // ---- ExposureUnder, second block ----
 
-  double m_dRestNegaBWLevelRef = 4.0; // reference level
-  double m_dRestNegaBWPrint = 1.1;    // working
-  double m_dRestNegaBWPrintBase = 1.1;
-  double m_dRestNegaBWPrintStep = -0.03;
-  double m_dRestNegaBWWhite = 0.06; // working
-  double m_dRestNegaBWWhiteBase = 0.06;
-  double m_dRestNegaBWWhiteStep = 0.01;
-  double m_dRestNegaBWRangeNormal = 1.57; // exposure range of a usual picture ...
-  double m_dRestNegaBWRangeShare = 0.6;   // ... and how far an unusual one is put down to the fading
-  double m_dRestNegaBWWhiteNormal = 2.1;  // exposure of the whites on normally exposed film ...
-  double m_dRestNegaBWWhitePull = 0.1;    // ... and the share of its distance that is taken back
-  double m_dRestNegaBWMeanShare = -0.04;
-  double m_dRestNegaBWFlare = 0.01;
-  double m_dRestNegaBWSatScale = 0.25;    // saturation per unit of score and correction level
-  double m_dRestNegaBWSatLevelMax = 10.0; // correction level from which saturation grows no further
-  double m_dRestNegaBWMeanLow = 10.0;     // tone curve, as the like-named members of CalcParamFBPhoto
-  double m_dRestNegaBWMeanHigh = 200.0;
-  double m_dRestNegaBWMixMin = 64.0;
-  double m_dRestNegaBWMixMax = 192.0;
-  double m_dRestNegaBWDarkRef = 90.0;
-  double m_dRestNegaBWContrastStep = 0.05;
-  double m_dRestNegaBWToneHl = 1.8;
-  double m_dRestNegaBWToneSd = 2.5;
-  double m_dRestNegaBWBrightMax = 0.06;
-
-  // ---- CalcRestorationNega, second block: the print, as the like-named members of CalcParamNega; further: ----
-
-  double m_dRestNegaLevelRef = 4.0; // reference level
-  double m_dRestNegaPrint = 1.21;   // working
-  double m_dRestNegaPrintBase = 1.21;
-  double m_dRestNegaPrintStep = -0.03;
-  double m_dRestNegaWhite = -0.01; // working
-  double m_dRestNegaWhiteBase = -0.01;
-  double m_dRestNegaWhiteStep = 0.01;
-  double m_dRestNegaRangeNormal = 1.86; // exposure range of a usual picture ...
-  double m_dRestNegaRangeShare = 0.29;  // ... and how far an unusual one is put down to the fading
-  double m_dRestNegaWhiteNormal = 1.6;  // exposure of the whites on normally exposed film ...
-  double m_dRestNegaWhitePull = 0.136;  // ... and the share of its distance that is taken back
-  double m_dRestNegaMeanShare = 0.06;
-  double m_dRestNegaFlare = 0.002;
-  double m_dRestNegaSatScale = 0.25;    // saturation per unit of score and correction level
-  double m_dRestNegaSatLevelMax = 10.0; // correction level from which saturation grows no further
-  double m_dRestNegaMeanLow = 10.0;     // tone curve, as the like-named members of CalcParamFBPhoto
-  double m_dRestNegaMeanHigh = 200.0;
-  double m_dRestNegaMixMin = 64.0;
-  double m_dRestNegaMixMax = 192.0;
-  double m_dRestNegaDarkRef = 90.0;
-  double m_dRestNegaContrastStep = 0.05;
-  double m_dRestNegaToneHl = 1.8;
-  double m_dRestNegaToneSd = 2.5;
-  double m_dRestNegaBrightMax = 0.06;
-
-  // ---- CalcParamNega, third block, with the ExposureUnder second block inside: what the checks are told ----
-
-  double m_dNegaNarrowShare = 0.5;      // least share of the common widening at the dense end; thin film: 1
-  double m_dNegaNarrowUpper = 0.3;      // share of a channel's own widening at the clear end; thin film: 0
-  double m_dExpUnderCap = 1.3;          // cap of any weight, as a multiple of the largest
-  double m_dExpUnderShare = 0.6;        // how close a weight above that of the narrowest channel is brought to it
-  double m_dNegaWideLevelStep = 0.1;    // least equalising per level below the reference
-  double m_dNegaWideNeutralLow = 0.005; // log10 levels that the preview correction moves the whites: neutral ...
-  double m_dNegaWideNeutralHigh = 0.03; // ... to coloured; neutral whites make the ranges credible
-  double m_dNegaWideCastLow = 0.05;     // difference of the means' positions in their ranges: balanced ...
-  double m_dNegaWideCastHigh = 0.2;     // ... to cast
-  double m_dNegaWideDarkLow = 0.15;     // mean position from the clear end: a dark scene ...
-  double m_dNegaWideDarkHigh = 0.35;    // ... to a usual one
-  double m_dNegaLiftRange = 0.65;       // range of a usual scene, against which the whites of a dark one are lifted
-  double m_dNegaWideShare = 0.25;       // share of the compression that is made; in full it burns highlights
+  double m_dExpUnderCap = 1.3;   // cap of any weight, as a multiple of the largest
+  double m_dExpUnderShare = 0.6; // how close a weight above that of the narrowest channel is brought to it
 
   // ---- RangeBalanceIntensity, second block ----
 
-  double m_dBalanceWeightB = 0.4;  // penalty on a channel's shares per unit of penaltyB
-  double m_dBalanceWeightA = 0.33; // per unit of penaltyA
+  double m_dBalanceWeightB = 0.4;  // what a channel's shares lose per unit of under-exposure
+  double m_dBalanceWeightA = 0.33; // per unit of over-exposure
 
   // ---- CheckRangeNarrow: ranges in log10 of levels ----
 
   double m_dNarrowTarget = 0.475;  // mean range aimed at
-  double m_dNarrowTargetA = 0.1;   // its reduction per unit of targetCutA
-  double m_dNarrowTargetB = 0.2;   // its reduction per unit of targetCutB
+  double m_dNarrowTargetA = 0.1;   // its reduction per unit of over-exposure
+  double m_dNarrowTargetB = 0.2;   // its reduction per unit of under-exposure
   double m_dNarrowKnee = 0.1;      // width of the soft knee below the target
   double m_dNarrowOffset = 0.05;   // how much lower the target of a narrow range is
   double m_dNarrowCurve = 5.0;     // curvature of the knee: offset / knee^2 joins both ends
@@ -463,34 +461,12 @@ class CZEP {
   double m_dWideSpreadHigh = 0.3;      // channel spread at which its factor reaches 1
   double m_dWideRangeLow = 0.5;        // mean range at which equalising starts
   double m_dWideRangeHigh = 1.0;       // mean range at which its factor reaches 1
-  double m_dWideFactorC = 0.5;         // how far argument c weakens the strength
+  double m_dWideFactorC = 0.5;         // how far even means weaken the strength
   double m_dWideStrengthOffset = 0.05; // strength below which nothing is equalised
   double m_dWideStrengthMax = 0.4;     // highest strength
-  double m_dWideFactorF = 0.5;         // how far argument f weakens the strength
+  double m_dWideFactorF = 0.5;         // how far a dark scene weakens the strength
   double m_dWideLiftSpread = 0.12;     // spread of the lower points against the reference above which none is lifted
-  double m_dWideLiftFactor = 0.06;     // lift per unit of f and of the mean range
-
-  // ---- CalcParamNega, fourth block: how far the whites are believed, and the print ----
-
-  double m_dNegaTrust = 0.45;  // exposure by which the whites' colour deviates from the film's own balance when they
-                               // are believed half; larger: colour casts go, and dominant colours with them
-  double m_dNegaRedFree = 0.3; // lack of red in the whites that counts as none: scanners take red first
-  double m_dNegaShade = 0.3;   // deviation along the line of incandescent light that counts as none, to open shade ...
-  double m_dNegaLamp = 0.3;    // ... and to a household lamp
-  double m_dNegaSlopeShare = 0.7;  // share of the whites' unequal density that is put down to the film's slopes
-  double m_dNegaSlopeLimit = 0.12; // largest change of a slope, natural logarithm
-  double m_dNegaSlopeSure = 0.0;   // share of that change made whatever the whites are believed
-  double m_dNegaMeanShare = 0.09;  // share of an unusual mean exposure that is taken back; larger: evener brightness
-  double m_dNegaFlare = 0.004;     // light of the camera's flare, taken off; larger: deeper blacks
-  double m_dNegaMeanLow = 10.0;    // tone curve, as the like-named members of CalcParamFBPhoto
-  double m_dNegaMeanHigh = 200.0;
-  double m_dNegaMixMin = 64.0;
-  double m_dNegaMixMax = 192.0;
-  double m_dNegaDarkRef = 90.0;
-  double m_dNegaContrastStep = 0.05;
-  double m_dNegaToneHl = 1.8;
-  double m_dNegaToneSd = 2.5;
-  double m_dNegaBrightMax = 0.06;
+  double m_dWideLiftFactor = 0.06;     // lift per unit of darkness and of the mean range
 
   // ---- CalcAgainstLight: display levels. Six pairs weigh the evidence for a backlit picture ----
 

@@ -4,43 +4,43 @@
 #include "engine/calc/czep.h"
 #include "engine/calc/steps/ramp.h"
 
-double CZEP::ExposureOver(const double* ref, const double* val, double* weight, double* diff) {
-  for (int k = 0; k < 3; k++) {
-    const double dense = RampDown(ref[k], m_dExpOverRefLow, m_dExpOverRefHigh);
-    diff[k] = val[k] - ref[k];
-    weight[k] = RampDown(diff[k], m_dExpOverDiffLow, m_dExpOverDiffHigh) * dense;
+double CZEP::ExposureOver(const double* densest, const double* dense, double* weight, double* pile) {
+  for (int c = 0; c < 3; c++) {
+    const double isDense = RampDown(densest[c], m_dExpOverRefLow, m_dExpOverRefHigh);
+    pile[c] = dense[c] - densest[c];
+    weight[c] = RampDown(pile[c], m_dExpOverDiffLow, m_dExpOverDiffHigh) * isDense;
   }
   return (weight[0] + weight[1] + weight[2]) / 3.0;
 }
 
-double CZEP::ExposureUnder(const double* a, const double* b, double* weight, const double* c, double* diff1,
-                           double* diff2) {
-  for (int k = 0; k < 3; k++) {
-    const double clear = RampUp(a[k], m_dExpUnderLow, m_dExpUnderHigh);
-    diff1[k] = a[k] - b[k];
-    weight[k] = RampDown(diff1[k], m_dExpUnderDiffLow, m_dExpUnderDiffHigh) * clear;
+double CZEP::ExposureUnder(const double* clear, const double* clearer, double* weight, const double* dense,
+                           double* pile, double* range) {
+  for (int c = 0; c < 3; c++) {
+    const double isClear = RampUp(clear[c], m_dExpUnderLow, m_dExpUnderHigh);
+    pile[c] = clear[c] - clearer[c];
+    weight[c] = RampDown(pile[c], m_dExpUnderDiffLow, m_dExpUnderDiffHigh) * isClear;
   }
   // Moves nothing while m_dExpUnderCap is at least 1.
   const double cap = m_dExpUnderCap * std::max({weight[0], weight[1], weight[2]});
-  for (int k = 0; k < 3; k++) {
-    if (weight[k] > cap) weight[k] = cap;
-    diff2[k] = a[k] - c[k];
+  for (int c = 0; c < 3; c++) {
+    if (weight[c] > cap) weight[c] = cap;
+    range[c] = clear[c] - dense[c];
   }
 
   // The narrowest channel leads; of equals the one with the largest weight.
-  const double narrowest = std::min({diff2[0], diff2[1], diff2[2]});
+  const double narrowest = std::min({range[0], range[1], range[2]});
   double leading = 0.0;
-  for (int k = 0; k < 3; k++) {
-    if (diff2[k] == narrowest) leading = std::max(leading, weight[k]);
+  for (int c = 0; c < 3; c++) {
+    if (range[c] == narrowest) leading = std::max(leading, weight[c]);
   }
-  for (int k = 0; k < 3; k++) {
-    if (!(weight[k] > leading)) continue;
-    if (m_dExpUnderShare * diff2[k] > narrowest) {
-      weight[k] = leading;
-    } else if (diff2[k] == 0.0) { // only for a share that is not finite: 0 lies above every narrower range
-      weight[k] = (1.0 - m_dExpUnderShare) * leading;
+  for (int c = 0; c < 3; c++) {
+    if (!(weight[c] > leading)) continue;
+    if (m_dExpUnderShare * range[c] > narrowest) {
+      weight[c] = leading;
+    } else if (range[c] == 0.0) { // only for a share that is not finite: 0 lies above every narrower range
+      weight[c] = (1.0 - m_dExpUnderShare) * leading;
     } else {
-      weight[k] = (narrowest / diff2[k] + 1.0 - m_dExpUnderShare) * leading;
+      weight[c] = (narrowest / range[c] + 1.0 - m_dExpUnderShare) * leading;
     }
   }
   return (weight[0] + weight[1] + weight[2]) / 3.0;

@@ -24,11 +24,9 @@ bool CZEP::CalcParamNega(const double* colorMatrix) {
   ZEP3_IC& ic = para.ic;
   const CHIST& hist = *m_pHist;
   const double level = CorrectLevelFromZero(para);
-  const double below = AtLeast(0.0, m_dNegaLevelRef - level);
+  const double below = AtLeast(0.0, m_negaTone.levelRef - level);
 
-  m_dNegaPrint = m_dNegaPrintBase + m_dNegaPrintStep * below;
-  m_dNegaWhite = m_dNegaWhiteBase + m_dNegaWhiteStep * below;
-  para.lLevelFlag = level > m_dNegaLevelRef ? 1 : 0;
+  para.lLevelFlag = level > m_negaTone.levelRef ? 1 : 0;
   SetNegativeHeader(ic);
   para.lSaturation = 0;
 
@@ -100,40 +98,11 @@ bool CZEP::CalcParamNega(const double* colorMatrix) {
     ends.dense[c] = ends.clear[c] - widest;
   }
 
-  FilmTraits traits = {{}, m_dNegaToe};
-  for (int c = 0; c < 3; c++) traits.slope[c] = m_dNegaSlope[c] * (contrast[c] / ownContrast[c]);
-  const Film film = JudgeColourFilm(ends.Seen(), traits,
-                                    {.balance = {m_dNegaBalanceR, 0.0, m_dNegaBalanceB},
-                                     .scatter = m_dNegaTrust,
-                                     .redFree = m_dNegaRedFree,
-                                     .shade = m_dNegaShade,
-                                     .lamp = m_dNegaLamp,
-                                     .slopeShare = m_dNegaSlopeShare,
-                                     .slopeLimit = m_dNegaSlopeLimit,
-                                     .slopeSure = m_dNegaSlopeSure});
-  PrintFilm(film, ends,
-            {.contrast = m_dNegaPrint,
-             .rangeNormal = 1.0,
-             .rangeShare = 0.0,
-             .white = m_dNegaWhite,
-             .whiteNormal = 0.0,
-             .whitePull = 0.0,
-             .meanShare = m_dNegaMeanShare,
-             .flare = m_dNegaFlare},
-            hist.m_nHistOrg, ic);
+  FilmTraits traits = m_negaFilm;
+  for (int c = 0; c < 3; c++) traits.slope[c] *= contrast[c] / ownContrast[c];
+  const Film film = JudgeColourFilm(ends.Seen(), traits, m_negaTrust);
+  PrintFilm(film, ends, m_negaPrint.At(below, m_dNegaPrintStep, m_dNegaWhiteStep), hist.m_nHistOrg, ic);
 
-  if (para.lLevelFlag == 1) {
-    ProposeLevelTone({.levelRef = m_dNegaLevelRef,
-                      .meanLow = m_dNegaMeanLow,
-                      .meanHigh = m_dNegaMeanHigh,
-                      .mixMin = m_dNegaMixMin,
-                      .mixMax = m_dNegaMixMax,
-                      .darkRef = m_dNegaDarkRef,
-                      .contrastStep = m_dNegaContrastStep,
-                      .toneHl = m_dNegaToneHl,
-                      .toneSd = m_dNegaToneSd,
-                      .brightMax = m_dNegaBrightMax},
-                     hist.m_nHistOrg, true, para);
-  }
+  if (para.lLevelFlag == 1) ProposeLevelTone(m_negaTone, hist.m_nHistOrg, true, para);
   return true;
 }

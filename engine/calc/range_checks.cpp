@@ -5,12 +5,12 @@
 #include "engine/calc/czep.h"
 #include "engine/common/scale.h"
 
-void CZEP::RangeBalanceIntensity(double* lower, const double* upper, const double* penaltyA, const double* penaltyB) {
+void CZEP::RangeBalanceIntensity(double* lower, const double* upper, const double* over, const double* under) {
   double range[3];
   double penalty[3];
   for (int i = 0; i < 3; i++) {
     range[i] = upper[i] - lower[i];
-    penalty[i] = m_dBalanceWeightB * penaltyB[i] + m_dBalanceWeightA * penaltyA[i];
+    penalty[i] = m_dBalanceWeightB * under[i] + m_dBalanceWeightA * over[i];
   }
   // The order is part of the rule: each step sees the ranges that the steps before it left.
   const auto raise = [&](int i, double base, int from) {
@@ -25,13 +25,13 @@ void CZEP::RangeBalanceIntensity(double* lower, const double* upper, const doubl
   for (int i = 0; i < 3; i++) lower[i] = upper[i] - range[i];
 }
 
-void CZEP::CheckRangeNarrow(double* lower, double* upper, const double* mid, const double* belowShare,
-                            double targetCutA, double targetCutB, double upperShare) {
+void CZEP::CheckRangeNarrow(double* lower, double* upper, const double* mid, const double* belowShare, double over,
+                            double under, double upperShare) {
   double range[3];
   for (int i = 0; i < 3; i++) range[i] = upper[i] - lower[i];
   const double average = Mean(range);
 
-  const double full = m_dNarrowTarget - m_dNarrowTargetA * targetCutA - m_dNarrowTargetB * targetCutB;
+  const double full = m_dNarrowTarget - m_dNarrowTargetA * over - m_dNarrowTargetB * under;
   const double knee = full - m_dNarrowKnee;
   double target = average;
   if (knee > average) {
@@ -69,8 +69,8 @@ void CZEP::CheckRangeNarrow(double* lower, double* upper, const double* mid, con
   }
 }
 
-bool CZEP::CheckRangeWide(double* lower, const double* upper, double least, double b, double c, const double* own,
-                          double d, double e, double f, const double* reference) {
+bool CZEP::CheckRangeWide(double* lower, const double* upper, double least, double neutral, double even,
+                          const double* own, double over, double under, double dark, const double* reference) {
   double range[3];
   for (int i = 0; i < 3; i++) range[i] = upper[i] - lower[i];
   const double average = Mean(range);
@@ -94,8 +94,8 @@ bool CZEP::CheckRangeWide(double* lower, const double* upper, double least, doub
   if (!(m_dWideRangeLow > average)) {
     rangeFactor = (average - m_dWideRangeLow) / (m_dWideRangeHigh - m_dWideRangeLow);
   }
-  const double raw = std::max(least, spreadFactor * rangeFactor) * (1.0 - d) * (1.0 - e) * (1.0 - m_dWideFactorF * f) *
-                     (1.0 - b) * (1.0 - c * m_dWideFactorC);
+  const double raw = std::max(least, spreadFactor * rangeFactor) * (1.0 - over) * (1.0 - under) *
+                     (1.0 - m_dWideFactorF * dark) * (1.0 - neutral) * (1.0 - even * m_dWideFactorC);
   const double strength = std::min(m_dWideStrengthMax, m_dWideStrengthOffset > raw ? 0.0 : raw - m_dWideStrengthOffset);
 
   double width[3];
@@ -111,7 +111,7 @@ bool CZEP::CheckRangeWide(double* lower, const double* upper, double least, doub
   const double highest = Largest(above);
   const double aboveSpread = highest - Smallest(above);
   const double meanWidth = Mean(width);
-  const double allowance = f * m_dWideLiftFactor * meanWidth;
+  const double allowance = dark * m_dWideLiftFactor * meanWidth;
   double amount = 0.0;
   if (highest < 0.0) {
     amount = allowance;

@@ -1,5 +1,5 @@
 // Faded colour negative: each dye loses a share of what is there, so a channel's range and contrast shrink by one
-// factor; stain adds a density to all of it. Both go with the channel's own ends. Unlike for sound film the range
+// factor; stain adds a density to all of it. Both go with the channel's own ends. Unlike for unfaded film the range
 // checks are left out: a narrow channel is the damage to undo, and they would keep it. Proposes a saturation for
 // compressed ranges: a stretch of channels does not return the chroma in full, as the unwanted absorptions fade with
 // their dye. Outputs 200 and 10.
@@ -19,36 +19,15 @@ bool CZEP::CalcRestorationNega() {
   ZEP3_IC& ic = para.ic;
   const CHIST& hist = *m_pHist;
   const double level = CorrectLevelFromZero(para);
-  const double below = AtLeast(0.0, m_dRestNegaLevelRef - level);
+  const double below = AtLeast(0.0, m_negaTone.levelRef - level);
 
-  m_dRestNegaPrint = m_dRestNegaPrintBase + m_dRestNegaPrintStep * below;
-  m_dRestNegaWhite = m_dRestNegaWhiteBase + m_dRestNegaWhiteStep * below;
-  para.lLevelFlag = level > m_dRestNegaLevelRef ? 1 : 0;
+  para.lLevelFlag = level > m_negaTone.levelRef ? 1 : 0;
   SetNegativeHeader(ic);
 
   const FilmEnds ends =
       MeasureFilmEnds(hist, ZEP3_DOC_NEGATIVE, std::log10(m_dRestNegaRatioMin), m_dRestNegaRangeDefault);
-  FilmTraits traits = {{}, m_dRestNegaToe};
-  for (int c = 0; c < 3; c++) traits.slope[c] = m_dRestNegaSlope[c];
-  const Film film = JudgeColourFilm(ends.Seen(), traits,
-                                    {.balance = {m_dRestNegaBalanceR, 0.0, m_dRestNegaBalanceB},
-                                     .scatter = m_dRestNegaTrust,
-                                     .redFree = m_dRestNegaRedFree,
-                                     .shade = m_dRestNegaShade,
-                                     .lamp = m_dRestNegaLamp,
-                                     .slopeShare = m_dRestNegaSlopeShare,
-                                     .slopeLimit = m_dRestNegaSlopeLimit,
-                                     .slopeSure = m_dRestNegaSlopeSure});
-  PrintFilm(film, ends,
-            {.contrast = m_dRestNegaPrint,
-             .rangeNormal = m_dRestNegaRangeNormal,
-             .rangeShare = m_dRestNegaRangeShare,
-             .white = m_dRestNegaWhite,
-             .whiteNormal = m_dRestNegaWhiteNormal,
-             .whitePull = m_dRestNegaWhitePull,
-             .meanShare = m_dRestNegaMeanShare,
-             .flare = m_dRestNegaFlare},
-            hist.m_nHistOrg, ic);
+  const Film film = JudgeColourFilm(ends.Seen(), m_restNegaFilm, m_restNegaTrust);
+  PrintFilm(film, ends, m_restNegaPrint.At(below, m_dRestNegaPrintStep, m_dRestNegaWhiteStep), hist.m_nHistOrg, ic);
 
   // Ranges by the channels' density contrasts, as a neutral scene would show them alike.
   double contrast[3];
@@ -64,18 +43,6 @@ bool CZEP::CalcRestorationNega() {
                                                      m_dRestNegaSatSpread * (1.0 - Smallest(range) / Largest(range)));
   para.lSaturation = ToInt32(0.5 + score * AtMost(m_dRestNegaSatLevelMax, level) * m_dRestNegaSatScale);
 
-  if (para.lLevelFlag == 1) {
-    ProposeLevelTone({.levelRef = m_dRestNegaLevelRef,
-                      .meanLow = m_dRestNegaMeanLow,
-                      .meanHigh = m_dRestNegaMeanHigh,
-                      .mixMin = m_dRestNegaMixMin,
-                      .mixMax = m_dRestNegaMixMax,
-                      .darkRef = m_dRestNegaDarkRef,
-                      .contrastStep = m_dRestNegaContrastStep,
-                      .toneHl = m_dRestNegaToneHl,
-                      .toneSd = m_dRestNegaToneSd,
-                      .brightMax = m_dRestNegaBrightMax},
-                     hist.m_nHistOrg, true, para);
-  }
+  if (para.lLevelFlag == 1) ProposeLevelTone(m_negaTone, hist.m_nHistOrg, true, para);
   return true;
 }

@@ -16,28 +16,16 @@ bool CZEP::CalcRestorationNegaBW() {
   ZEP3_IC& ic = para.ic;
   const CHIST& hist = *m_pHist;
   const double level = CorrectLevelFromZero(para);
-  const double below = AtLeast(0.0, m_dRestNegaBWLevelRef - level);
+  const double below = AtLeast(0.0, m_negaTone.levelRef - level);
 
-  m_dRestNegaBWPrint = m_dRestNegaBWPrintBase + m_dRestNegaBWPrintStep * below;
-  m_dRestNegaBWWhite = m_dRestNegaBWWhiteBase + m_dRestNegaBWWhiteStep * below;
-  para.lLevelFlag = level > m_dRestNegaBWLevelRef ? 1 : 0;
+  para.lLevelFlag = level > m_negaTone.levelRef ? 1 : 0;
   SetNegativeHeader(ic);
 
   const FilmEnds ends =
       MeasureFilmEnds(hist, ZEP3_DOC_NEGATIVE_BW, std::log10(m_dRestNegaBWRatioMin), m_dRestNegaBWRangeDefault);
-  const FilmTraits traits = {.slope = {m_dRestNegaBWSlope, m_dRestNegaBWSlope, m_dRestNegaBWSlope},
-                             .toe = m_dRestNegaBWToe};
-  const Film film = JudgeMonochromeFilm(ends.Seen(), traits);
-  PrintFilm(film, ends,
-            {.contrast = m_dRestNegaBWPrint,
-             .rangeNormal = m_dRestNegaBWRangeNormal,
-             .rangeShare = m_dRestNegaBWRangeShare,
-             .white = m_dRestNegaBWWhite,
-             .whiteNormal = m_dRestNegaBWWhiteNormal,
-             .whitePull = m_dRestNegaBWWhitePull,
-             .meanShare = m_dRestNegaBWMeanShare,
-             .flare = m_dRestNegaBWFlare},
-            hist.m_nHistOrg, ic);
+  const Film film = JudgeMonochromeFilm(ends.Seen(), m_restNegaBWFilm);
+  PrintFilm(film, ends, m_restNegaBWPrint.At(below, m_dRestNegaBWPrintStep, m_dRestNegaBWWhiteStep), hist.m_nHistOrg,
+            ic);
 
   double range[3];
   for (int c = 0; c < 3; c++) range[c] = ends.clear[c] - ends.dense[c];
@@ -45,18 +33,6 @@ bool CZEP::CalcRestorationNegaBW() {
   para.lSaturation =
       -static_cast<int64_t>(ToInt32(0.5 + score * AtMost(m_dRestNegaBWSatLevelMax, level) * m_dRestNegaBWSatScale));
 
-  if (para.lLevelFlag == 1) {
-    ProposeLevelTone({.levelRef = m_dRestNegaBWLevelRef,
-                      .meanLow = m_dRestNegaBWMeanLow,
-                      .meanHigh = m_dRestNegaBWMeanHigh,
-                      .mixMin = m_dRestNegaBWMixMin,
-                      .mixMax = m_dRestNegaBWMixMax,
-                      .darkRef = m_dRestNegaBWDarkRef,
-                      .contrastStep = m_dRestNegaBWContrastStep,
-                      .toneHl = m_dRestNegaBWToneHl,
-                      .toneSd = m_dRestNegaBWToneSd,
-                      .brightMax = m_dRestNegaBWBrightMax},
-                     hist.m_nHistOrg, true, para);
-  }
+  if (para.lLevelFlag == 1) ProposeLevelTone(m_negaTone, hist.m_nHistOrg, true, para);
   return true;
 }

@@ -97,3 +97,8 @@ inline double LevelOfDensity(double density) { return 255.0 * std::pow(10.0, -de
 // Swaps the two ends of a negative's range: `end` becomes `otherEnd` and the other way round, levels in between keep
 // their ratios.
 inline double Mirrored(double level, double end, double otherEnd) { return end * otherEnd / level; }
+
+// A level of the film, at least kLevelFloor, in the domain of a negative's inverted points.
+inline double MirroredLevel(double level, double end, double otherEnd) {
+  return Mirrored(AtLeast(kLevelFloor, level), end, otherEnd);
+}

@@ -1,3 +1,4 @@
+// The film's curve both ways, and what the whites of a frame say about it.
 #include "engine/film/film.h"
 
 #include <cmath>

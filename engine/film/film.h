@@ -57,7 +57,7 @@ Film JudgeColourFilm(const FilmSeen& seen, const FilmTraits& traits, const White
 // Gives a film whose slopes have changed the balance that makes the whites, as far as they are believed, neutral.
 void BalanceWhites(Film& film, const double (&white)[3], const WhiteTrust& trust);
 
-// What the channels count for in a monochrome picture, in any unit: those with little light little.
+// The weights of the channels in a monochrome picture, in any unit; a channel with little light weighs little.
 void MonochromeWeights(const double (&base)[3], double (&weight)[3]);
 
 // All channels show one picture: whatever colour there is, is stain or the lamp's. The whites may stand for any density

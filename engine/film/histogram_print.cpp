@@ -1,3 +1,4 @@
+// Ends and exposures from histograms, and the paper for them.
 #include "engine/film/histogram_print.h"
 
 #include <cmath>

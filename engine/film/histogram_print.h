@@ -16,7 +16,7 @@ struct FilmEnds {
   FilmSeen Seen() const;
 };
 
-// What the statistics hold no level for, within the bounds of the document type, is replaced: the clear end by the
+// Ends that the statistics do not hold within the level bounds of the document type are replaced: the clear end by the
 // highest level, the dense end by `rangeDefault` below the clear one. A range is at least rangeMin.
 FilmEnds MeasureFilmEnds(const CHIST& hist, int16_t docType, double rangeMin, double rangeDefault);
 
@@ -30,6 +30,14 @@ struct PrintRule {
   double whitePull;   // ... and the share of the distance to it by which the print is darkened (thin) or lightened
   double meanShare;   // share of an unusual mean that is taken back
   double flare;       // light of the camera's flare, which is taken off
+
+  // `below` levels below the reference: contrast and white moved by their steps.
+  PrintRule At(double below, double contrastStep, double whiteStep) const {
+    PrintRule rule = *this;
+    rule.contrast += contrastStep * below;
+    rule.white += whiteStep * below;
+    return rule;
+  }
 };
 
 // Writes input points and gammas of the curves that come closest to the print, for the output points that the channels

@@ -1,3 +1,4 @@
+// The print on paper, and the regression that fits the curve of a table to it.
 #include "engine/film/print.h"
 
 #include <cmath>
@@ -27,7 +28,9 @@ class CurveFit {
     double error; // weighted square of the display error
   };
 
-  // Weights make an error on the curve's scale one on the display: a display level is out^(1.8 / 2.2).
+  // The regression runs on y = out^gamma, the error that counts is that of the display level out^(1.8 / 2.2). A small
+  // error dy is a display error of (1.8 / 2.2) * out^(1.8 / 2.2 - gamma) * dy / gamma: its square gives the weights,
+  // and the division by gamma^2 that makes the errors of different gammas comparable.
   Line Regress(double gamma) const {
     double sum = 0.0;
     double sumX = 0.0;

@@ -6,7 +6,7 @@
 #include "engine/film/film.h"
 #include "engine/zep3.h"
 
-// What the print of an exposure is, on the curve's scale 0..1, and the other way round.
+// The print: from an exposure to the curve's scale 0..1, and back.
 struct Paper {
   double white;    // exposure that prints as paper white
   double contrast; // of the print, per unit of log10 exposure; 1: the scene's own

@@ -3,6 +3,21 @@
 #include "engine/common/scale.h"
 #include "engine/graybalance/cgryblnce.h"
 
+namespace {
+
+// What the picked level shows: of a negative through its mirrored domain, which ends at 255.
+double ShownByNegative(const PowerCurve& curve, double mirrored) {
+  return mirrored > curve.a ? AtMost(255.0, curve.Unlimited(AtLeast(kLevelFloor, mirrored))) : 0.0;
+}
+
+// Of the others. The curve must start below the level as picked and as raised to the floor: one that starts in between
+// gives 0.
+double ShownByPositive(const PowerCurve& curve, double level, double raised) {
+  return level > curve.a && raised > curve.a ? curve.Unlimited(raised) : 0.0;
+}
+
+} // namespace
+
 bool CGRYBLNCE::GBIntensity(ZEP3_PARA* para, ZEP3_GrayBalance gb) {
   const bool negative = IsNegative(*para);
   const double toLinear = LinearExponent(*para);
@@ -17,14 +32,8 @@ bool CGRYBLNCE::GBIntensity(ZEP3_PARA* para, ZEP3_GrayBalance gb) {
     curve[c] = CurveOf(c, m_dGamma[c], negative);
     const double level = LinearLevel(AtLeast(0.1, static_cast<double>(pick[c])), toLinear, negative);
     picked[c] = AtLeast(kLevelFloor, level);
-    const double in = negative ? Mirrored(picked[c], m_dSdIn[c], m_dHlIn[c]) : picked[c];
-    out[c] = 0.0;
-    // Judged before the level is raised, too: a curve that starts in between gives 0.
-    if (!negative && curve[c].a >= level) continue;
-    if (in > curve[c].a) {
-      out[c] = curve[c].Unlimited(AtLeast(kLevelFloor, in));
-      if (negative) out[c] = AtMost(255.0, out[c]);
-    }
+    out[c] = negative ? ShownByNegative(curve[c], Mirrored(picked[c], m_dSdIn[c], m_dHlIn[c]))
+                      : ShownByPositive(curve[c], level, picked[c]);
   }
   const double gray = CommonGray(out);
 

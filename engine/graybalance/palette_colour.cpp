@@ -111,17 +111,16 @@ bool CGRYBLNCE::MovePoints(ZEP3_PARA* para, const int64_t* source, const int64_t
   };
   double from[3];
   double to[3];
-  // Tables and matrix that have a way back for one colour have one for the other.
-  if (!toScan(shown, from) || !toScan(wanted, to)) return false; // GCOVR_EXCL_BR_LINE
+  if (!toScan(shown, from) || !toScan(wanted, to)) return false;
 
   double gain[3] = {1.0, 1.0, 1.0};
   if (DocType(*para) == ZEP3_DOC_NEGATIVE) CheckCoefOfNega(negaCoef, gain);
   const double toDisplay = DisplayExponent(*para);
   ZEP3_POINTS moved[3];
   for (int c = 0; c < 3; c++) {
-    // Clipped on its way to the display, the source says nothing about the scan.
-    // It is above only of a curve that begins in one step and falls again at its end.
-    if (from[c] == kLevelNotFound || from[c] == kLevelAbove) return false; // GCOVR_EXCL_BR_LINE
+    // A source that is clipped on its way to the display says nothing about the scan. kLevelAbove occurs only for a
+    // curve that reaches its top in one step and falls again at its end.
+    if (from[c] == kLevelNotFound || from[c] == kLevelAbove) return false;
     if (!(gain[c] > 0.0)) return false;
     const double limit = kShiftMax * gain[c];
     const double shift = Clamp(1.8 * std::log10(from[c] / to[c]), -limit, limit);

@@ -68,10 +68,12 @@ class CHIST {
   // ---- settings ----
 
   static constexpr int kAreaMargin = 5;
-  int m_nAreaMargin = kAreaMargin;      // percent of the area's extent left out, 0..90
-  int m_nSampleTargetPosi = 30000;      // samples aimed at, positives and reflective
-  int m_nSampleTargetNega = 10000;      // samples aimed at, negatives
-  int m_nLevelLow = 1;                  // lowest level counted, positives and reflective
+  static constexpr int kSampleTargetPosi = 30000;
+  static constexpr int kSampleTargetNega = 10000;
+  int m_nAreaMargin = kAreaMargin;             // percent of the area's extent left out, 0..90
+  int m_nSampleTargetPosi = kSampleTargetPosi; // samples aimed at, positives and reflective
+  int m_nSampleTargetNega = kSampleTargetNega; // samples aimed at, negatives
+  int m_nLevelLow = 1;                         // lowest level counted, positives and reflective
   int m_nNegaLevelLow[3] = {16, 12, 8}; // lowest level counted, colour negative: darker is dust and the scanner's floor
   int m_nNegaBWLevelLow = 4;            // lowest level counted, monochrome negative
   int m_nFBLevelHigh = 255;             // highest level counted, reflective

@@ -9,7 +9,7 @@
 
 namespace {
 
-// All fields; what lies behind the last of them nobody sets.
+// Compares all fields but the trailing padding.
 bool IsSame(const ZEP3_BmpInfo& a, const ZEP3_BmpInfo& b) {
   return std::memcmp(&a, &b, offsetof(ZEP3_BmpInfo, wPixelFormat) + sizeof a.wPixelFormat) == 0;
 }
@@ -18,13 +18,7 @@ bool IsSame(const ZEP3_BmpInfo& a, const ZEP3_BmpInfo& b) {
 
 bool CHIST::MakeHistogram(ZEP3_BmpInfo* image, int margin, ZEP3_PARA* para) {
   if (image == nullptr) return false;
-  // What a rectangle too small for its margin keeps: itself.
-  const auto low32 = [](int64_t v) { return static_cast<int>(static_cast<uint32_t>(v)); };
-  const AREA& area = image->area;
-  m_nAreaRect[0] = low32(area.ptLeft.x);
-  m_nAreaRect[1] = low32(area.ptRight.x);
-  m_nAreaRect[2] = low32(area.ptTop.y);
-  m_nAreaRect[3] = low32(area.ptBottom.y);
+  std::copy_n(Unshrunk(image->area).rect, 4, m_nAreaRect);
   if (!CalcLineEquation(&image->area, margin) || image->lBitCount != 24) return false;
 
   std::memset(m_nHist, 0, sizeof m_nHist);

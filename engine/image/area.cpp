@@ -1,3 +1,4 @@
+// Corner arithmetic, edge lines, and spans of pixels inside them.
 #include "engine/image/area.h"
 
 #include <cmath>
@@ -35,6 +36,15 @@ bool AreaShape::Check(const AREA& area) {
   if (Same(right, bottom)) return false;
   rotated = true;
   return true;
+}
+
+AreaShape Unshrunk(const AREA& area) {
+  AreaShape shape;
+  shape.rect[0] = Low32(area.ptLeft.x);
+  shape.rect[1] = Low32(area.ptRight.x);
+  shape.rect[2] = Low32(area.ptTop.y);
+  shape.rect[3] = Low32(area.ptBottom.y);
+  return shape;
 }
 
 bool LineThrough(const LPOINT& a, const LPOINT& b, double& slope, double& intercept) {

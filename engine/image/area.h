@@ -45,6 +45,9 @@ struct AreaShape {
   bool IsBeyondEdge(int edge, int x, int y) const;
 };
 
+// The area as an upright rectangle without a margin: what a rectangle that is too small for its margin keeps.
+AreaShape Unshrunk(const AREA& area);
+
 // The line through two points. Equal x (as 32 bits): slope and intercept 0, false.
 bool LineThrough(const LPOINT& a, const LPOINT& b, double& slope, double& intercept);
 

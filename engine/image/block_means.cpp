@@ -1,3 +1,4 @@
+// Sums of lines two columns at a time, sums of columns four channels at a time.
 #include "engine/image/block_means.h"
 
 #include <algorithm>
@@ -8,19 +9,20 @@
 
 namespace {
 
-// So many bytes have a sum in 16 bits whatever they are: 257 * 255 = 65535.
+// The sum of 257 bytes always fits 16 bits: 257 * 255 = 65535.
 constexpr int64_t kBytesAtOnce = 257;
-// Sums of a pixel: of its own bytes, and of one of three bytes of the first of the next.
+// Sums kept for each pixel: four. A pixel of three bytes drags the first byte of the next one along.
 constexpr int64_t kSums = 4;
 
 // ---- lines ----
 
-// Lines that are read in step: many, for fewer passes over the sums, but no more streams than processors fetch ahead.
+// How many lines are read in step. More lines mean fewer passes over the sums; more than 16 streams outrun the
+// prefetcher of current processors.
 constexpr size_t kLinesInStep = 16;
 
 using AddLines = void (*)(const uint8_t* first, int64_t stride, int64_t bytes, uint16_t* sums);
 
-// Two bytes as one number: in which place of the two its low byte stands.
+// Which of two bytes that are read as one number is its low byte.
 constexpr int kLow = std::endian::native == std::endian::little ? 0 : 1;
 
 inline uint16_t Pair(const uint8_t* bytes) {
@@ -29,10 +31,13 @@ inline uint16_t Pair(const uint8_t* bytes) {
   return pair;
 }
 
-// Adds one line for each kLine to the sums, or starts the sums with them: two columns at a time, as numbers of 16 bits.
-// The sum of the high bytes tells how much of the sum of the numbers is theirs, the rest is the low bytes'; so no byte
-// has to be widened. Compilers make vectors of the loop, if __restrict tells them that the sums overlap none of the
-// lines: so many they do not check at run time.
+// Adds the lines number kLine... to the sums, or starts the sums with them. Two bytes side by side are read as one
+// 16-bit number p, so that no byte has to be widened: `both` adds up p, `high` adds up p >> 8, and the sum of the low
+// bytes is both - 256 * high. An example, three lines with the bytes (1, 2), (3, 4), (255, 255), the second byte high:
+// both = 513 + 1027 + 65535 = 67075, kept as 67075 - 65536 = 1539; high = 2 + 4 + 255 = 261; low = 1539 - 256 * 261
+// = -65277, kept as 259 = 1 + 3 + 255. The fold expressions over the comma run both additions once for each line.
+// Compilers vectorise the loop if __restrict tells them that the sums overlap no line: they do not check 16 lines at
+// run time.
 template <bool kStart, int... kLine>
 void AddLinesInStep(const uint8_t* first, int64_t stride, int64_t bytes, uint16_t* __restrict sums) {
   for (int64_t i = 0; i < bytes / 2; i++) {
@@ -78,14 +83,15 @@ void SumLines(const uint8_t* first, int64_t stride, int64_t lines, int64_t bytes
 
 // ---- columns ----
 
-// A pixel's four sums as the quarters of 64 bits. Added, they stay apart while each fits into 16 bits.
+// A pixel's four sums as the quarters of one 64-bit number. Adding such numbers adds the quarters, as long as each sum
+// fits 16 bits.
 inline uint64_t Quarters(const uint16_t* column) {
   uint64_t quarters = 0;
   std::memcpy(&quarters, column, sizeof quarters);
   return quarters;
 }
 
-// Sums of blocks that are few columns wide, of which their number is better known when compiled.
+// Narrow blocks: the column count is a template argument, so the loop unrolls.
 constexpr int kFewColumns = 16;
 
 using SumBlocks = void (*)(const uint16_t* column, int64_t blocks, uint16_t* sums);
@@ -118,7 +124,7 @@ constexpr auto kOfFourBytes = Summers<4>(std::make_integer_sequence<int, kFewCol
 // rounds off from doing so: in double precision less than 2^-43, which a quarter is at 2^41 pixels; in single
 // precision, used up to 257 pixels, less than 2^-14 beside a quarter of 2^-10.
 BlockMeans::BlockMeans(const PixelLayout& pixel, int64_t lines, int64_t columns, int64_t blocks)
-    : m_bytes(pixel.bytes),
+    : m_bytes(pixel.samples),
       m_lines(lines),
       m_columns(columns),
       m_linesAtOnce(std::min(lines, kBytesAtOnce)),

@@ -1,3 +1,4 @@
+// The clipped scan rectangle, and the size of the blocks.
 #include "engine/image/sampling.h"
 
 #include <cmath>
@@ -42,5 +43,12 @@ AreaSampler::AreaSampler(const AreaShape& area, const ZEP3_BmpInfo& image, int t
 
 bool AreaSampler::IsReadable() const {
   if (m_columns.begin == m_columns.end || m_lines.begin == m_lines.end) return true;
-  return IsAddressable(m_image, m_columns.end, m_lines.begin, m_lines.end);
+  return IsAddressable(m_image, m_pixel.samples, m_columns.end, m_lines.begin, m_lines.end);
+}
+
+int64_t AreaSampler::CountSamples() const {
+  if (!m_bBlocks) return m_area.InnerCount(m_columns, m_lines);
+  int64_t samples = 0;
+  ForEachRowOfBlocks([&](int64_t, int64_t first, int64_t last) { samples += last - first; });
+  return samples;
 }

@@ -32,6 +32,9 @@ class AreaSampler {
   // within the address space. An empty rectangle is readable.
   bool IsReadable() const;
 
+  // The number of samples, without a look at a pixel.
+  int64_t CountSamples() const;
+
   // Calls visit(r, g, b) for every sample, line by line; returns their number.
   template <class Visit>
   int64_t VisitSamples(Visit visit) const {
@@ -41,7 +44,7 @@ class AreaSampler {
 
  private:
   const uint8_t* Pixel(int64_t x, int64_t y) const {
-    return m_image.pBits + (y * m_image.lBytesPerLine + x * m_pixel.bytes);
+    return m_image.pBits + (y * m_image.lBytesPerLine + x * m_pixel.samples);
   }
   PixelSpan InnerSpan(int y) const { return m_area.InnerSpan(y, m_columns); }
 
@@ -61,7 +64,7 @@ class AreaSampler {
       if (span.begin >= span.end) continue;
       const uint8_t* p = Pixel(span.begin, y);
       ZEP3_UNROLL
-      for (int x = span.begin; x < span.end; x++, p += kPixel.bytes) {
+      for (int x = span.begin; x < span.end; x++, p += kPixel.samples) {
         visit(p[kPixel.red], p[kPixel.green], p[kPixel.blue]);
       }
       samples += span.end - span.begin;
@@ -78,11 +81,7 @@ class AreaSampler {
     BlockMeans blocks(m_pixel, m_nBlockHeight, m_nBlockWidth, perLine);
     uint8_t means[4 * BlockMeans::kMostMeans];
     int64_t samples = 0;
-    for (int64_t y = m_lines.begin; y < m_lines.end - m_nBlockHeight; y += m_nBlockHeight) {
-      const PixelSpan inside = InnerSpan(static_cast<int>(y));
-      const int64_t first = CeilDivide(int64_t{inside.begin} - m_columns.begin, m_nBlockWidth);
-      const int64_t last = std::min(perLine, CeilDivide(int64_t{inside.end} - m_columns.begin, m_nBlockWidth));
-      if (first >= last) continue;
+    ForEachRowOfBlocks([&](int64_t y, int64_t first, int64_t last) {
       blocks.Read(Pixel(m_columns.begin + first * m_nBlockWidth, y), m_image.lBytesPerLine, last - first);
       for (int64_t block = first; block < last; block += BlockMeans::kMostMeans) {
         const int64_t now = std::min(last - block, BlockMeans::kMostMeans);
@@ -93,8 +92,20 @@ class AreaSampler {
         }
       }
       samples += last - first;
-    }
+    });
     return samples;
+  }
+
+  // row(y, first, last): the blocks first..last-1 of a line of them lie inside the area.
+  template <class Row>
+  void ForEachRowOfBlocks(Row row) const {
+    const int64_t perLine = Steps(m_columns, m_nBlockWidth);
+    for (int64_t y = m_lines.begin; y < m_lines.end - m_nBlockHeight; y += m_nBlockHeight) {
+      const PixelSpan inside = InnerSpan(static_cast<int>(y));
+      const int64_t first = CeilDivide(int64_t{inside.begin} - m_columns.begin, m_nBlockWidth);
+      const int64_t last = std::min(perLine, CeilDivide(int64_t{inside.end} - m_columns.begin, m_nBlockWidth));
+      if (first < last) row(y, first, last);
+    }
   }
 
   static int64_t CeilDivide(int64_t n, int64_t step) { return n <= 0 ? 0 : (n + step - 1) / step; }

@@ -1,6 +1,7 @@
 // The base curve: a power curve through the shadow and the highlight point of each channel.
 #include "engine/common/power_curve.h"
 #include "engine/common/record.h"
+#include "engine/lut/channel_curve.h"
 #include "engine/lut/clut.h"
 
 void CLUT::CalcParamAB(const ZEP3_PARA* para) {
@@ -15,17 +16,23 @@ void CLUT::CalcParamAB(const ZEP3_PARA* para) {
   }
 }
 
-PowerCurve CLUT::BaseCurveOf(int c) const { return {m_dCoefA[c], m_dCoefB[c], m_dGamma[c]}; }
-
-double CLUT::BaseInputOf(double level, int c, bool negative, double least) const {
-  return negative ? NegaToPosi(level, c) : AtLeast(least, level);
+ChannelCurve CLUT::CurveOf(const ZEP3_PARA& para, int c, double least) const {
+  const bool negative = IsNegative(para);
+  const PowerCurve base = {m_dCoefA[c], m_dCoefB[c], m_dGamma[c]};
+  const double hlPivot = negative ? m_dSdIn[c] : m_dHlIn[c];
+  const double sdPivot = negative ? m_dHlIn[c] : m_dSdIn[c];
+  return {base,
+          ShoulderOf(base, para.ic.wHlCurveType, hlPivot, m_dHlOut[c], negative),
+          ToeOf(base, para.ic.wSdCurveType, sdPivot, m_dSdOut[c]),
+          negative,
+          m_dHlIn[c],
+          m_dSdIn[c],
+          least};
 }
 
-void CLUT::RunBaseCurve(bool negative, double least) {
+void CLUT::RunBaseCurve(const ZEP3_PARA& para, double least) {
   for (int c = 0; c < 3; c++) {
-    const PowerCurve curve = BaseCurveOf(c);
-    double input[256]; // apart from the curve: between calls of pow the divisions would wait for each other
-    for (int i = 0; i < 256; i++) input[i] = BaseInputOf(i, c, negative, least);
-    for (int i = 0; i < 256; i++) m_dCurve[c][i] = curve.At(input[i]);
+    const ChannelCurve curve = CurveOf(para, c, least);
+    for (int i = 0; i < 256; i++) m_dCurve[c][i] = curve.Base(i);
   }
 }

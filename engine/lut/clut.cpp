@@ -28,7 +28,7 @@ bool CLUT::MakeLUT(ZEP3_PARA* para, const double* coef, bool withTone) {
   // After the user's values: an unset channel ignores them.
   FillUnsetChannels(*para);
   CalcParamAB(para);
-  RunBaseCurve(IsNegative(*para), kLevelFloor);
+  RunBaseCurve(*para, kLevelFloor);
   CalcHlCurve(para);
   CalcSdCurve(para);
 
@@ -43,7 +43,7 @@ bool CLUT::MakeLUT(ZEP3_PARA* para, const double* coef, bool withTone) {
 
 bool CLUT::MakeLUTForAgainstLight(ZEP3_PARA* para) {
   CalcParamAB(para);
-  RunBaseCurve(IsNegative(*para), 0.0);
+  RunBaseCurve(*para, 0.0);
   if (IsNegative(*para)) {
     CalcHlCurve(para);
     CalcSdCurve(para);

@@ -13,9 +13,7 @@
 #include "engine/common/scale.h"
 #include "engine/zep3.h"
 
-struct HighlightShape;
-struct PowerCurve;
-struct ShadowShape;
+struct ChannelCurve;
 
 class CLUT {
  public:
@@ -24,8 +22,8 @@ class CLUT {
 
   // ---- tables (clut.cpp) ----
 
-  // Builds m_dCurve: display level 0..255 by linear level. coef: 3x3 colour matrix or null, of which the diagonal
-  // counts, for colour negatives. withTone: apply the record's user curves. Writes defaults of unset channels and
+  // Builds m_dCurve: display level 0..255 by linear level. coef: 3x3 colour matrix or null; its diagonal counts,
+  // for colour negatives alone. withTone: apply the record's user curves. Writes defaults of unset channels and
   // resolved curve types into the record and clears its lSaturation. Always true.
   bool MakeLUT(ZEP3_PARA* para, const double* coef, bool withTone);
   // The bare base curve on linear levels; for negatives with highlight and shadow shaping, which resolves automatic
@@ -47,8 +45,11 @@ class CLUT {
   // shaping.cpp: shadow end by wSdCurveType, likewise. Always true.
   bool CalcSdCurve(ZEP3_PARA* para);
 
+  // base_curve.cpp: the channel's curve after CalcParamAB, for the curve types that the record holds. `least`: see
+  // there.
+  ChannelCurve CurveOf(const ZEP3_PARA& para, int c, double least) const;
   // base_curve.cpp: maps an input level of a negative into the domain of its inverted points.
-  double NegaToPosi(double x, int c) const { return Mirrored(AtLeast(kLevelFloor, x), m_dSdIn[c], m_dHlIn[c]); }
+  double NegaToPosi(double x, int c) const { return MirroredLevel(x, m_dSdIn[c], m_dHlIn[c]); }
   // points.cpp: the three density gains that a colour matrix stands for.
   void CheckCoefOfNega(const double* coef, double* gain) const;
 
@@ -97,20 +98,11 @@ class CLUT {
   double m_dGamma[3];      // gamma of the base curve
 
  private:
-  friend class CurveSampler;
-
   void SetDefaults(const ZEP3_PARA& para, int c);
   void FillUnsetChannels(ZEP3_PARA& para);
-  void RunBaseCurve(bool negative, double least);
-  // shaping.cpp: the ends for the record's types, which must be resolved.
-  HighlightShape HlShapeOf(const ZEP3_PARA& para, int c) const;
-  ShadowShape SdShapeOf(const ZEP3_PARA& para, int c) const;
-  // Shapes the inputs beyond the pivot: `fromTop` from the highest input down, else from the lowest up.
-  template <class Shape>
-  void RunShape(const Shape& shape, int c, bool negative, bool fromTop);
-  PowerCurve BaseCurveOf(int c) const;
-  // The input that shaping sees at a level, and the one of the base curve, which raises that of originals that are not
-  // negatives to `least`.
-  double InputOf(double level, int c, bool negative) const { return negative ? NegaToPosi(level, c) : level; }
-  double BaseInputOf(double level, int c, bool negative, double least) const;
+  void RunBaseCurve(const ZEP3_PARA& para, double least);
 };
+
+// conv_val.cpp: a colour matrix (nine doubles, row-major) through the channel factors: off-diagonal entries times the
+// factors of the two channels that they mix, diagonal entries such that each row sums to 1. in and out may be the same.
+void ConvertMatrix(const double (&factor)[3], const double* in, double* out);

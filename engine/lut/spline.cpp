@@ -32,8 +32,8 @@ bool CLUT::Spline(const double* x, const double* y, int n, double yp1, double yp
   // A tone curve's points fit here, so that its table never fails.
   double few[ZEP3_TONE_POINTS + 1];
   const bool fits = n <= ZEP3_TONE_POINTS;
-  const auto size = static_cast<size_t>(n) + 1; // the compiler checks it once more
-  const std::unique_ptr<double[]> many(fits ? nullptr : new (std::nothrow) double[size]); // GCOVR_EXCL_BR_LINE
+  const auto size = static_cast<size_t>(n) + 1;
+  const std::unique_ptr<double[]> many(fits ? nullptr : new (std::nothrow) double[size]);
   double* u = fits ? few : many.get();
   if (u == nullptr) return false;
 
@@ -80,7 +80,7 @@ bool CLUT::GetGammaCurve(const double* x, const double* y, int n, double* table)
   if (table == nullptr || n < 1) return false;
   if (n > ZEP3_TONE_POINTS) n = ZEP3_TONE_POINTS;
   double y2[ZEP3_TONE_POINTS + 1];
-  Spline(x, y, n, kNatural, kNatural, y2); // of so few points it cannot fail
+  Spline(x, y, n, kNatural, kNatural, y2); // cannot fail: so few points take no memory
   if (n == 1) std::fill_n(table, 256, Clamp(y[1], 0.0, 255.0));
   // Segment by segment: within one the levels differ in nothing but the level.
   for (int lo = 1, i = 0; n > 1 && i < 256;) {

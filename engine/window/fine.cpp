@@ -78,7 +78,7 @@ class BandReader {
     const double from[2] = {level ? band.from.x : band.from.y, level ? band.from.y : band.from.x};
     const double way[2] = {(level ? band.to.x : band.to.y) - from[0], (level ? band.to.y : band.to.x) - from[1]};
     const double across = 1.0 / (level ? band.inward.y : band.inward.x);
-    const int64_t stride[2] = {level ? m_pixel.bytes : m_image.lBytesPerLine, level ? m_image.lBytesPerLine : m_pixel.bytes};
+    const int64_t stride[2] = {level ? m_pixel.samples : m_image.lBytesPerLine, level ? m_image.lBytesPerLine : m_pixel.samples};
     const int64_t end[2] = {(level ? m_image.lWidth : m_image.lHeight) - 1, (level ? m_image.lHeight : m_image.lWidth) - 1};
     const double row = (band.last - band.first) / kFineRows;
     const int samples = std::clamp(static_cast<int>(row * length / 2.0), 1, kFineSamples);

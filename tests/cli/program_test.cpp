@@ -170,6 +170,14 @@ TEST_F(Program, EveryModeComesOutAsItWentIn) {
   EXPECT_GT((steps.hist_find() > 0).avg() * 65536 / 255, 5000);
 }
 
+// No time of writing stands in a result.
+TEST_F(Program, PnmResultsHoldNoComment) {
+  Save(Sample(), "a.ppm");
+  ASSERT_EQ(Zep3("a.ppm -o out/").status, 0);
+  const std::string head = "P6\n" + std::to_string(kWidth) + " " + std::to_string(kHeight) + "\n255\n";
+  EXPECT_EQ(Read("out/a.ppm").substr(0, head.size()), head);
+}
+
 // A gray scan is analysed as three equal channels.
 TEST_F(Program, GrayIsThreeEqualChannels) {
   const VImage gray = Gray().zoom(5, 5);

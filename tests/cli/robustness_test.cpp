@@ -12,32 +12,16 @@
 #include <csignal>
 #include <cstdio>
 #include <functional>
-#include <map>
 #include <random>
 #include <thread>
-#include <vector>
-#include <vips/vips8>
 
-#include "shell.h"
+#include "robustness.h"
 
 namespace {
 
 using vips::VImage;
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
-
-// Noise, which no format makes small; R G B.
-VImage Noise(int width, int height, int seed) {
-  std::vector<VImage> bands;
-  for (int band = 0; band < 3; band++) {
-    bands.push_back(VImage::gaussnoise(
-        width, height,
-        VImage::option()->set("mean", 100 + 20 * band)->set("sigma", 25.0)->set("seed", 3 * seed + band)));
-  }
-  return VImage::bandjoin(bands)
-      .cast(VIPS_FORMAT_UCHAR)
-      .copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
-}
 
 int FromEnvironment(const char* name, int otherwise) {
   const char* text = std::getenv(name);
@@ -101,59 +85,6 @@ class Session {
   int m_alive = -1;
   rusage m_usage = {};
 };
-
-using Files = std::map<std::string, std::string>; // name and content
-
-class Robustness : public Shell {
- protected:
-  static void SetUpTestSuite() {
-    ASSERT_EQ(VIPS_INIT("robustness_test"), 0);
-    vips_cache_set_max(0);
-  }
-
-  Outcome Zep3(const std::string& arguments, const std::string& before = "") const {
-    return Run(before + ZEP3_PROGRAM + " " + arguments);
-  }
-  void Save(const VImage& image, const std::string& name) const {
-    fs::create_directories((m_folder / name).parent_path());
-    image.write_to_file(Path(name).c_str());
-  }
-
-  Files AllFiles() const {
-    Files files;
-    for (const auto& entry : fs::recursive_directory_iterator(m_folder)) {
-      const std::string name = entry.path().lexically_relative(m_folder).string();
-      if (entry.is_regular_file() && name != ".out" && name != ".err") files[name] = Read(name);
-    }
-    return files;
-  }
-  void PutBack(const Files& files) const {
-    for (const auto& entry : fs::directory_iterator(m_folder)) fs::remove_all(entry.path());
-    for (const auto& [name, content] : files) {
-      fs::create_directories((m_folder / name).parent_path());
-      File(name, content);
-    }
-  }
-
-  // Pending files that are there.
-  int Pending() const {
-    int count = 0;
-    std::error_code ignored;
-    for (const char* folder : {"in", "out"}) {
-      for (fs::directory_iterator at(m_folder / folder, ignored); at != fs::directory_iterator();
-           at.increment(ignored)) {
-        count += at->path().filename().string().starts_with('.');
-      }
-    }
-    return count;
-  }
-};
-
-std::string Names(const Files& files) {
-  std::string names;
-  for (const auto& [name, content] : files) names += name + " ";
-  return names;
-}
 
 // ---- killed ----
 
@@ -287,9 +218,8 @@ TEST_F(Killed, BetweenAnyTwoNames) {
     for (int status = 137; status == 137 && !HasFailure();) {
       SCOPED_TRACE(testing::Message() << story.what << ", before call " << ++number);
       PutBack(m_before);
-      Session session(m_folder, "env ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD=" ZEP3_KILL_BEFORE
-                                " KILL_BEFORE=" +
-                                    std::to_string(number) + " " + ZEP3_PROGRAM + " " + story.arguments);
+      Session session(m_folder, Broken("rename renameat2 link unlink chmod fsync", number, "kill") + ZEP3_PROGRAM +
+                                    " " + story.arguments);
       status = session.End();
       ExpectNothingHalf();
       ExpectToGoOn(story);
@@ -441,8 +371,7 @@ TEST_F(Robustness, AFullDisk) {
             "in place 1\n"
             "later 0\nc.tif\nc.tif.zep3.json\nd.png\n");
   const char* const messages[] = {"zep3: a.tif: full/a.tif: cannot be written, No space left on device",
-                                  "zep3: b.png: full/b.png: ",
-                                  "unix error: No space left on device",
+                                  "zep3: b.png: full/b.png: cannot be written, No space left on device",
                                   "zep3: 2 corrected, 2 failed",
                                   "cannot write what standard input holds into full: No space left on device",
                                   "/result: cannot be written, No space left on device",

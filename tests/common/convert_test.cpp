@@ -1,3 +1,4 @@
+// The ways from a double to an integer.
 #include "engine/common/convert.h"
 
 #include <gtest/gtest.h>

@@ -2,28 +2,10 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <iostream>
 
-void Reset(ZEP3_PARA* para, ZEP3_TONE* master, ZEP3_TONE* rgb) {
-  std::memset(master, 0, sizeof *master);
-  master->wPointNum = 2;
-  master->ptCtrl[0] = {0, 0};
-  master->ptCtrl[1] = {255, 255};
-  for (int c = 0; c < 3; c++) rgb[c] = *master;
-
-  std::memset(para, 0, sizeof *para);
-  para->wDocType = ZEP3_DOC_REFLECTIVE;
-  para->wDocOption = ZEP3_OPTION_NORMAL;
-  para->lScreenGamma = 22;
-  for (ZEP3_POINTS& p : para->ic.ch) p = {ZEP3_UNSET, ZEP3_UNSET, ZEP3_UNSET, ZEP3_UNSET, ZEP3_UNSET};
-  para->ic.wHlCurveType = ZEP3_HL_AUTO;
-  para->ic.wSdCurveType = ZEP3_SD_AUTO;
-  para->lCorrectLevel = 4;
-  para->ic.pMasterTone = para->pOutMasterTone = master;
-  para->ic.pRGBTone = para->pOutRGBTone = rgb;
-}
+void Reset(ZEP3_PARA* para, ZEP3_TONE* master, ZEP3_TONE* rgb) { ResetZEP3(para, master, rgb); }
 
 int64_t GetFileSize(std::string path) {
   std::ifstream file(path, std::ios::binary);

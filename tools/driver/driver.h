@@ -6,9 +6,7 @@
 
 #include "engine/zep3.h"
 
-// Fills the records with what a caller starts from: a reflective original at level 4 for display gamma 2.2, no point
-// set, automatic curve types, no user values. rgb: array of three. User and proposed tone curves share the records, so
-// that what the analysis proposes is what the table builder applies.
+// Fills the records with what a caller starts from, see ResetZEP3. rgb: array of three.
 void Reset(ZEP3_PARA* para, ZEP3_TONE* master, ZEP3_TONE* rgb);
 
 // Size of a file in bytes; 0 when it cannot be opened.

@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <string>
 #include <vector>
 
 #include "box_mean.h"
-#include "encoding.h"
 #include "failure.h"
 
 namespace {
@@ -24,29 +22,17 @@ struct Pixels {
 };
 
 // The pre-scan on the engine's scale. A gray one becomes three equal channels.
-template <typename T>
 Pixels ToEngineScale(const vips::VImage& scan, int gamma) {
-  const size_t entries = size_t{std::numeric_limits<T>::max()} + 1;
-  std::vector<uint8_t> table(entries);
-  for (size_t i = 0; i < entries; i++) {
-    const double level = LinearLevel(static_cast<double>(i) / static_cast<double>(entries - 1), gamma);
-    table[i] = static_cast<uint8_t>(std::lround(level));
-  }
   Pixels pixels = {{}, scan.width(), scan.height()};
-  const auto bands = static_cast<size_t>(scan.bands());
-  const auto count = static_cast<size_t>(pixels.width * pixels.height);
-  pixels.bytes.resize(3 * count);
-  const auto* value = reinterpret_cast<const T*>(VIPS_IMAGE_ADDR(scan.get_image(), 0, 0));
-  uint8_t* level = pixels.bytes.data();
-  for (size_t i = 0; i < count; i++, value += bands, level += 3) {
-    for (size_t c = 0; c < 3; c++) level[c] = table[value[bands == 3 ? c : 0]];
-  }
+  pixels.bytes.resize(static_cast<size_t>(3 * pixels.width * pixels.height));
+  ZEP3_BmpInfo small;
+  SetZEP3Image(&small, VIPS_IMAGE_ADDR(scan.get_image(), 0, 0), pixels.width, pixels.height, 0,
+               scan.bands() == 3 ? ZEP3_PIXEL_RGB : ZEP3_PIXEL_GRAY,
+               scan.format() == VIPS_FORMAT_USHORT ? ZEP3_BITS_16 : ZEP3_BITS_8);
+  ZEP3_BmpInfo levels = {};
+  levels.pBits = pixels.bytes.data();
+  if (!MakeZEP3Prescan(&small, gamma, 1, &levels)) throw Failure("not enough memory for the pre-scan");
   return pixels;
-}
-
-Pixels ToEngineScale(const vips::VImage& scan, int gamma) {
-  return scan.format() == VIPS_FORMAT_USHORT ? ToEngineScale<uint16_t>(scan, gamma)
-                                             : ToEngineScale<uint8_t>(scan, gamma);
 }
 
 // The report shows it, so that it must look like the scan: profile and orientation. In memory.
@@ -110,8 +96,9 @@ AREA ToEngineArea(const AreaArgument& argument, const SmallScan& scan) {
 
 std::array<ChannelStatistics, 3> Measure(const Pixels& pixels) {
   std::array<ChannelStatistics, 3> channels;
-  for (size_t i = 0; i < pixels.bytes.size(); i += 3) {
-    for (size_t c = 0; c < 3; c++) channels[c].histogram[pixels.bytes[i + c]]++;
+  const uint8_t* const end = pixels.bytes.data() + pixels.bytes.size();
+  for (const uint8_t* pixel = pixels.bytes.data(); pixel < end; pixel += 3) {
+    for (size_t c = 0; c < 3; c++) channels[c].histogram[pixel[c]]++;
   }
   for (ChannelStatistics& channel : channels) {
     double sum = 0, count = 0;
@@ -200,7 +187,7 @@ SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain, vips:
   SmallScan small;
   small.scanWidth = image.width();
   small.scanHeight = image.height();
-  small.shrink = (std::max(small.scanWidth, small.scanHeight) + kPrescanSide - 1) / kPrescanSide;
+  small.shrink = GetZEP3PrescanShrink(small.scanWidth, small.scanHeight);
   const int bands = ColourBands(image);
   const bool fits = VIPS_IMAGE_SIZEOF_IMAGE(image.get_image()) <= kHeldBytes;
   vips::VImage means(nullptr);
@@ -225,14 +212,9 @@ Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const
   para.lCorrectLevel = analysis.level;
   para.lAgainstLight = analysis.backlight;
 
-  ZEP3_BmpInfo bmp = {};
-  bmp.pBits = pixels.bytes.data();
-  bmp.lWidth = pixels.width;
-  bmp.lHeight = pixels.height;
-  bmp.lBytesPerLine = 3 * pixels.width;
-  bmp.lBitCount = 24;
+  ZEP3_BmpInfo bmp;
+  SetZEP3Image(&bmp, pixels.bytes.data(), pixels.width, pixels.height, 0, ZEP3_PIXEL_RGB, ZEP3_BITS_8);
   bmp.area = ToEngineArea(analysis.area, scan);
-  bmp.wPixelFormat = ZEP3_PIXEL_RGB;
   // Colour negatives need a matrix; where the user has none, the film's own contrasts stand.
   std::array<double, 9> matrix = analysis.matrix.value_or(std::array<double, 9>{1, 0, 0, 0, 1, 0, 0, 0, 1});
   Finding& finding = correction.finding.emplace();

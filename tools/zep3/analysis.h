@@ -42,9 +42,6 @@ struct SmallScan {
 // Colour bands of an image: 1 or 3; what lies behind them (alpha) is not analysed and not corrected.
 int ColourBands(const vips::VImage& image);
 
-// The longer side of a pre-scan, at most.
-constexpr int64_t kPrescanSide = 1250;
-
 // `plain`, where it says so, reads the page from its file without a decoder: side of a block to its means, or null.
 using PlainReader = std::function<vips::VImage(int64_t side)>;
 

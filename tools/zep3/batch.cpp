@@ -3,11 +3,14 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
+#include <iterator>
+#include <stdexcept>
+#include <string_view>
 #include <thread>
 #include <vips/vips8>
 
+#include "admission.h"
 #include "failure.h"
 #include "interrupt.h"
 #include "log.h"
@@ -21,9 +24,10 @@ namespace {
 
 constexpr const char* kStatusNames[] = {"corrected", "skipped", "failed", "planned", "interrupted"};
 
-void StartImageLibrary(int threads, bool verbose) {
-  RouteLibraryMessages(verbose);
+void StartImageLibrary(int threads, const Options& options) {
+  RouteLibraryMessages(options.verbose);
   if (VIPS_INIT("zep3") != 0) throw UsageError("libvips cannot be started");
+  BlockOtherLoaders(options.admission);
   // Every scan is read once or twice from the top; nothing is worth keeping.
   vips_cache_set_max(0);
   vips_concurrency_set(threads);
@@ -42,15 +46,36 @@ Message ToMessage(const Outcome& outcome) {
   return message;
 }
 
+// Throws for what is no outcome: the answer is that of a process which may have met anything.
 Outcome ToOutcome(const Message& message) {
-  Outcome outcome = {static_cast<Status>(std::stoi(message.at(0))), message.at(1), message.at(2),
-                     std::stod(message.at(3))};
+  const int status = std::stoi(message.at(0));
+  if (status < 0 || status >= static_cast<int>(std::size(kStatusNames))) throw std::out_of_range("no status");
+  Outcome outcome = {static_cast<Status>(status), message.at(1), message.at(2), std::stod(message.at(3))};
   outcome.pages = message.at(4);
+  if (!nlohmann::ordered_json::accept(outcome.pages)) throw std::invalid_argument("no JSON");
   outcome.found.assign(message.begin() + 5, message.end());
   return outcome;
 }
 
+// What became of a job: its answer, or that there is none.
+Outcome OutcomeOf(const std::optional<Message>& answer, const std::string& death) {
+  if (!answer && IsInterrupted()) return {Status::kInterrupted, "interrupted", "", 0};
+  if (!answer) return {Status::kFailed, death, "", 0};
+  try {
+    return ToOutcome(*answer);
+  } catch (const std::exception&) {
+    return {Status::kFailed, "its worker process gave an answer that is none", "", 0};
+  }
+}
+
 // ---- what the user is told ----
+
+// At most 60 bytes, of whole characters.
+std::string_view Beginning(std::string_view name) {
+  size_t end = std::min<size_t>(name.size(), 60);
+  while (end < name.size() && end > 0 && (static_cast<unsigned char>(name[end]) & 0xc0) == 0x80) end--;
+  return name.substr(0, end);
+}
 
 class Reporter {
  public:
@@ -69,7 +94,7 @@ class Reporter {
                                            {"pages", nlohmann::ordered_json::parse(outcome.pages)}};
       WriteToStandardOutput(ToText(line, -1) + '\n');
     } else if (outcome.status == Status::kPlanned) {
-      WriteToStandardOutput(job.scan + " -> " + job.result + '\n');
+      WriteToStandardOutput(Printable(job.scan + " -> " + job.result) + '\n');
     }
     const bool failed = outcome.status == Status::kFailed;
     const bool expected = outcome.status == Status::kPlanned || (outcome.status == Status::kSkipped && m_many);
@@ -112,7 +137,7 @@ class Reporter {
     if (!m_terminal || m_options.quiet) return;
     int done = 0;
     for (const int count : m_counts) done += count;
-    std::fprintf(stderr, "\rzep3: %d done, last %.60s\033[K", done, scan.c_str());
+    std::fprintf(stderr, "\rzep3: %d done, last %s\033[K", done, Printable(Beginning(scan)).c_str());
     m_shown = true;
   }
 
@@ -127,20 +152,6 @@ class Reporter {
   bool m_shown = false;
   int m_counts[5] = {};
 };
-
-void CatchSignals() {
-  struct sigaction action = {};
-  action.sa_handler = [](int) { Interrupt(); };
-  // Without SA_RESTART: a list that is waited for must not hold the end back.
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    struct sigaction before = {};
-    ::sigaction(signal, nullptr, &before);
-    if (before.sa_handler != SIG_IGN) ::sigaction(signal, &action, nullptr); // nohup and background jobs ignore some
-  }
-  // Writing says itself that nobody reads, or that a file may not grow, and what is half-written goes.
-  ::signal(SIGPIPE, SIG_IGN);
-  ::signal(SIGXFSZ, SIG_IGN);
-}
 
 } // namespace
 
@@ -161,8 +172,7 @@ int RunBatch(const Options& options) {
   if (!alone) reporter.Expect();
   const int jobs = alone ? 1 : options.jobs > 0 ? options.jobs : processors;
   const auto work = [&](const Message& message) {
-    [[maybe_unused]] static const bool started =
-        (StartImageLibrary(std::max(1, processors / jobs), options.verbose), true);
+    [[maybe_unused]] static const bool started = (StartImageLibrary(std::max(1, processors / jobs), options), true);
     return ToMessage(RunJob(ToJob(message), options));
   };
   WorkerEvents events;
@@ -172,7 +182,7 @@ int RunBatch(const Options& options) {
     return job ? std::optional(ToMessage(*job)) : std::nullopt;
   };
   events.done = [&](const Message& job, const std::optional<Message>& answer, const std::string& death) {
-    reporter.Tell(ToJob(job), answer ? ToOutcome(*answer) : Outcome{Status::kFailed, death, "", 0});
+    reporter.Tell(ToJob(job), OutcomeOf(answer, death));
   };
   events.stop = IsInterrupted;
   events.cleanUp = [](const Message& job) { RemoveAbandoned(ToJob(job).result); };

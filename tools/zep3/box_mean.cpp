@@ -8,60 +8,19 @@
 #include <thread>
 #include <vector>
 
+#include "engine/finish/box_means.h"
 #include "plain_tiff.h"
 
 namespace {
 
-int64_t Blocks(int64_t length, int64_t side) { return (length + side - 1) / side; }
-
-// Adds lines of `samples` values up by column, and makes a line of means of every `side` lines. T: a value; Sum: room
-// for a column of `side` values.
-template <typename T, typename Sum>
-class Columns {
- public:
-  // The means of the first `keep` of `bands` bands go to `means`, line by line.
-  Columns(int64_t samples, int64_t bands, int64_t keep, int64_t side, T* means)
-      : m_sums(static_cast<size_t>(samples)), m_bands(bands), m_keep(keep), m_side(side), m_means(means) {}
-
-  void Add(const T* line) {
-    // Plain, so that the compiler makes vectors of it.
-    Sum* sums = m_sums.data();
-    for (size_t i = 0, n = m_sums.size(); i < n; i++) sums[i] = static_cast<Sum>(sums[i] + line[i]);
-    if (++m_lines == m_side) Finish();
-  }
-
-  // Also of fewer lines, at the lower edge.
-  void Finish() {
-    if (m_lines == 0) return;
-    const int64_t width = static_cast<int64_t>(m_sums.size()) / m_bands;
-    for (int64_t left = 0; left < width; left += m_side) {
-      const int64_t right = std::min(left + m_side, width);
-      const auto count = static_cast<uint64_t>((right - left) * m_lines);
-      for (int64_t band = 0; band < m_keep; band++) {
-        uint64_t sum = count / 2;
-        for (int64_t x = left; x < right; x++) sum += m_sums[static_cast<size_t>(x * m_bands + band)];
-        *m_means++ = static_cast<T>(sum / count);
-      }
-    }
-    std::fill(m_sums.begin(), m_sums.end(), Sum{0});
-    m_lines = 0;
-  }
-
- private:
-  std::vector<Sum> m_sums;
-  int64_t m_bands, m_keep, m_side;
-  T* m_means;
-  int64_t m_lines = 0;
-};
-
-// Calls the function with the types that a value of the format and a column of `side` values need. A column of 257
-// bytes fits 16 bits; 32 hold what any file can.
+// Calls the function with the types that a sample and a column of `side` of them need.
 template <typename Function>
 vips::VImage WithTypes(bool deep, int64_t side, Function function) {
-  if (deep) return function(uint16_t{}, uint32_t{});
-  if (side > 257) return function(uint8_t{}, uint32_t{});
-  return function(uint8_t{}, uint16_t{});
+  return WithBoxTypes(deep, side, function);
 }
+
+template <typename T, typename Sum>
+using Columns = BoxMeans<T, Sum>;
 
 // Room for an image and its metadata.
 vips::VImage MemoryFor(const vips::VImage& image) {
@@ -120,27 +79,26 @@ vips::VImage BoxMean(const vips::VImage& image, int bands, int64_t side, vips::V
   return result;
 }
 
-vips::VImage BoxMeanOfPlainTiff(const std::string& path, unsigned page, int bands, int64_t side) {
+vips::VImage BoxMeanOfPlainTiff(const std::string& path, TiffPlace page, int bands, int64_t side) {
   const auto lines = PlainLines::Open(path, page);
   if (lines == nullptr) return vips::VImage(nullptr);
   return WithTypes(lines->IsDeep(), side, [&]<typename T, typename Sum>(T, Sum) {
     const int64_t width = Blocks(lines->Samples() / lines->Bands(), side);
     const int64_t height = Blocks(lines->Height(), side);
     std::vector<T> means(static_cast<size_t>(width * height * bands));
-    // Each thread takes its share of the lines of blocks, with a reader of its own.
+    // Each thread takes its share of the lines of blocks.
     const int64_t count = std::clamp<int64_t>(vips_concurrency_get(), 1, height);
     std::vector<std::exception_ptr> faults(static_cast<size_t>(count));
     std::vector<std::thread> threads;
     for (int64_t i = 0; i < count; i++) {
       threads.emplace_back([&, i] {
         try {
-          const auto own = PlainLines::Open(path, page);
           const int64_t begin = height * i / count;
           const int64_t end = height * (i + 1) / count;
-          Columns<T, Sum> columns(own->Samples(), own->Bands(), bands, side, means.data() + begin * width * bands);
-          own->Read(begin * side, std::min(end * side, own->Height()), [&](const uint8_t* first, int64_t number) {
+          Columns<T, Sum> columns(lines->Samples(), lines->Bands(), bands, side, means.data() + begin * width * bands);
+          lines->Read(begin * side, std::min(end * side, lines->Height()), [&](const uint8_t* first, int64_t number) {
             for (int64_t line = 0; line < number; line++) {
-              columns.Add(reinterpret_cast<const T*>(first + line * own->LineBytes()));
+              columns.Add(reinterpret_cast<const T*>(first + line * lines->LineBytes()));
             }
           });
           columns.Finish();

@@ -6,6 +6,8 @@
 
 #include <vips/vips8>
 
+#include "tiff_pages.h"
+
 // Means of `side` x `side` pixels of the first `bands` bands, rounded; at the right and lower edge of what there is. 8
 // or 16 bits. Reads the image once from top to bottom, at the speed of its decoder: the sums keep pace with memory.
 // `held`, where given, becomes the same image in memory.
@@ -13,4 +15,4 @@ vips::VImage BoxMean(const vips::VImage& image, int bands, int64_t side, vips::V
 
 // The same of a TIFF page that is stored plainly, by several threads and without libvips' copies in between: twice as
 // fast. A null image when it is stored otherwise.
-vips::VImage BoxMeanOfPlainTiff(const std::string& path, unsigned page, int bands, int64_t side);
+vips::VImage BoxMeanOfPlainTiff(const std::string& path, TiffPlace page, int bands, int64_t side);

@@ -115,6 +115,8 @@ void AddResult(CLI::App& app, Options& options) {
   auto* inPlace = group.AddFlag("--in-place", options.inPlace, "Replace the scan; it is kept as NAME_original");
   group.AddFlag("--no-backup", options.noBackup, "With --in-place: keep no original")->needs(inPlace);
   group.AddFlag("--overwrite", options.overwrite, "Replace results that exist");
+  group.AddFlag("--no-sync", options.noSync,
+                "Do not wait for the disk: sooner done; results may be cut or gone after a loss of power");
   group.AddFlag("--strip", options.strip, "Leave EXIF, IPTC, XMP and text out; profile and resolution stay");
   group.AddFlag("--sidecar", options.sidecar, "Write the correction beside the result, as RESULT.zep3.json");
   group.AddFlag("--report", options.report, "Write a page that shows before and after, as RESULT.zep3.html");
@@ -179,6 +181,22 @@ void AddAreaAndScales(CLI::App& app, Options& options) {
             "Gamma of the result's values (as the scan's); a profile is changed to fit");
   group.Add("--use-sidecar", options.useSidecar, "FILE",
             "Repeat the correction in this file; brightness, contrast, balance and curves may differ");
+}
+
+// What may be opened.
+void AddAdmission(CLI::App& app, Options& options) {
+  Group group(app, "What is opened");
+  AddParsed(
+      group, "--also-read", options.admission.alsoRead, ParseFormatsOnDemand, "FORMAT,...",
+      "Open these, too: jp2, jxl, heif, gif, pdf. Their decoders are less tried: for scans whose source you trust");
+  AddParsed(
+      group, "--max-pixels", options.admission.maxPixels,
+      [](const std::string& text) { return ParseAmount(text, 1000); }, "N",
+      "Open no page of more pixels, such as 4000M (2500M)");
+  AddParsed(
+      group, "--max-memory", options.admission.maxMemory,
+      [](const std::string& text) { return ParseAmount(text, 1024); }, "BYTES",
+      "Open no page whose decoder takes more memory, such as 3G (1G); counts for each scan at a time");
 }
 
 void AddMany(CLI::App& app, Options& options) {
@@ -259,6 +277,7 @@ Parsed ParseCommandLine(int argc, char** argv) {
   AddResult(app, options);
   AddOriginal(app, options);
   AddAreaAndScales(app, options);
+  AddAdmission(app, options);
   AddMany(app, options);
   try {
     app.parse(argc, argv);

@@ -99,5 +99,3 @@ vips::VImage FitProfile(const vips::VImage& image, const Encoding& encoding) {
   vips_image_set_blob_copy(fitted.get_image(), VIPS_META_ICC_NAME, bytes.data(), size);
   return fitted;
 }
-
-double LinearLevel(double value, int gamma) { return 255 * std::pow(value, gamma / 18.0); }

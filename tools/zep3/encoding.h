@@ -17,6 +17,3 @@ Encoding FindEncoding(const vips::VImage& image, std::optional<int> givenInput, 
 // The image with a profile that fits the result: the profile's curves are replaced where input and output differ.
 // Without a profile nothing changes. Throws Failure for a profile without curves to replace.
 vips::VImage FitProfile(const vips::VImage& image, const Encoding& encoding);
-
-// Linear level (gamma 1.8, 0..255, fractional) of a file value 0..1.
-double LinearLevel(double value, int gamma);

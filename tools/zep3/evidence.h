@@ -1,8 +1,7 @@
-// What an analysis says of itself: the names, units and meaning of its reasons and evidences, for files and for people.
+// What an analysis says of itself, in the library's words: its reasons and evidences, for files and for people.
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,15 +25,17 @@ struct Evidence {
   std::string_view name;
   std::string_view label;
   std::string_view unit;
-  unsigned families; // of originals that it is known of
-  int places;        // decimals that mean something
-  std::span<double> (*values)(ZEP3_EVIDENCE&);
   std::string_view reading; // what the number tells
+  int places;               // decimals that mean something
+  size_t count;             // of its numbers
 };
 
-// Those that are known of an original (ZEP3_DOC_...), in the order of the record; none where the analysis is the
-// standard one.
-std::vector<Evidence> EvidencesOf(const Finding& finding, uint16_t docType);
+// Those that the analysis measures which decided, in their order; none where that is the standard one.
+std::vector<Evidence> EvidencesOf(const Finding& finding);
+
+std::vector<double> ValuesOf(const Evidence& evidence, const Finding& finding);
+// `values`: as many as the evidence has.
+void SetValues(const Evidence& evidence, const std::vector<double>& values, Finding& finding);
 
 // By channel with slashes between; what is no finite number is a dash.
 std::string ValueText(const Evidence& evidence, const Finding& finding);

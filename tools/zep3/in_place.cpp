@@ -43,6 +43,10 @@ bool InPlace::IsUntouched() const {
   return false;
 }
 
+void InPlace::GiveRights(PendingFile& result) const {
+  if (!result.TakeRights(m_scan)) result.TakeRights(m_backup);
+}
+
 bool InPlace::Replace(PendingFile& result) const {
   if (result.CommitInPlace(m_backup, m_state)) return true;
   IsUntouched();

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "file_state.h"
-#include "output.h"
+#include "pending_file.h"
 
 inline constexpr const char* kBackupSuffix = "_original";
 
@@ -25,7 +25,9 @@ class InPlace {
   // Whether the scan is still what it was at the beginning. Another run that has corrected it in between makes it
   // false; throws Failure when somebody else has changed it.
   bool IsUntouched() const;
-  // Gives the result the scan's name. False as above, and nothing is replaced.
+  // Gives a result that is not finished the scan's owner and rights.
+  void GiveRights(PendingFile& result) const;
+  // Gives a finished result the scan's name. False as above, and nothing is replaced.
   bool Replace(PendingFile& result) const;
 
  private:

@@ -1,11 +1,54 @@
 #include "interrupt.h"
 
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <csignal>
 
 namespace {
-volatile std::sig_atomic_t interrupted = 0;
+
+constexpr int kWake = 100'000; // us
+
+// Its parent ends a worker that is slow much earlier: this is for one that has lost it.
+constexpr unsigned kWorkersLast = 3; // s
+
+// Set by a signal handler, read by threads.
+std::atomic<bool> interrupted = false;
+std::atomic<bool> isWorker = false;
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+void Interrupt(int) {
+  if (interrupted.exchange(true)) return;
+  if (isWorker) {
+    ::alarm(kWorkersLast);
+  } else {
+    const itimerval often = {{0, kWake}, {0, kWake}};
+    ::setitimer(ITIMER_REAL, &often, nullptr);
+  }
 }
 
-void Interrupt() { interrupted = 1; }
+} // namespace
 
-bool IsInterrupted() { return interrupted != 0; }
+void CatchSignals() {
+  struct sigaction action = {};
+  action.sa_handler = Interrupt;
+  // Without SA_RESTART: what is waited for must not hold the end back.
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction before = {};
+    ::sigaction(signal, nullptr, &before);
+    if (before.sa_handler != SIG_IGN) ::sigaction(signal, &action, nullptr); // nohup and background jobs ignore some
+  }
+  action.sa_handler = [](int) {};
+  ::sigaction(SIGALRM, &action, nullptr);
+  ::signal(SIGPIPE, SIG_IGN);
+  ::signal(SIGXFSZ, SIG_IGN);
+}
+
+void CatchSignalsAsWorker() {
+  isWorker = true;
+  ::signal(SIGALRM, SIG_DFL);
+  if (interrupted) ::alarm(kWorkersLast); // timers are not inherited
+}
+
+bool IsInterrupted() { return interrupted; }

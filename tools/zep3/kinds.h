@@ -1,4 +1,4 @@
-// The kinds of original by the names that the user gives them.
+// The kinds of original by the names that the user gives them, as the library has them.
 #pragma once
 
 #include <cstdint>

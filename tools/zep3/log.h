@@ -2,9 +2,18 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
+// What a terminal or a reader of lines would not show as the text that it is: control characters, what turns the
+// direction of writing, and bytes that are no UTF-8 become \xNN or \u{NNNN}.
+std::string Printable(std::string_view text);
+
+// One line, printable.
 void Say(const std::string& message);
 
-// Warnings of the image libraries: with `verbose` they are said, otherwise dropped. What ends a scan's work arrives as
-// an exception, not here.
+// Warnings of the image libraries: with `verbose` they are said, otherwise kept for TakeLibraryWarnings() alone. What
+// ends a scan's work arrives as an exception, not here; what ends the process is said.
 void RouteLibraryMessages(bool verbose);
+
+// The first warnings since the last call, in one line.
+std::string TakeLibraryWarnings();

@@ -6,7 +6,18 @@
 #include "batch.h"
 #include "command_line.h"
 #include "failure.h"
+#include "interrupt.h"
 #include "log.h"
+
+namespace {
+
+// What ends the program, as an exit status.
+int Refuse(const std::exception& error, int status) {
+  Say(IsInterrupted() ? "interrupted" : error.what());
+  return IsInterrupted() ? 130 : status;
+}
+
+} // namespace
 
 int main(int argc, char** argv) try {
   const Parsed parsed = ParseCommandLine(argc, argv);
@@ -14,9 +25,7 @@ int main(int argc, char** argv) try {
   if (!std::cout.flush()) throw std::runtime_error("cannot write to standard output");
   return parsed.status;
 } catch (const UsageError& error) {
-  Say(error.what());
-  return 2;
+  return Refuse(error, 2);
 } catch (const std::exception& error) {
-  Say(error.what());
-  return 1;
+  return Refuse(error, 1);
 }

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "admission.h"
 #include "analysis.h"
 #include "formats.h"
 
@@ -18,12 +19,15 @@ struct Options {
   bool nulSeparated = false;
   bool recursive = false;
 
+  Admission admission;
+
   std::string output; // a file, a folder or "-"; empty: none
   const Format* format = nullptr;
   std::string saver; // options for libvips in brackets
   bool inPlace = false;
   bool noBackup = false;
   bool overwrite = false;
+  bool noSync = false; // results are not waited for until they are on the disk
   bool strip = false;
   bool sidecar = false;
   bool report = false;

@@ -1,13 +1,9 @@
 #include "output.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
-#include <atomic>
-#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <csignal>
@@ -16,11 +12,11 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <set>
-#include <utility>
+#include <vector>
 
 #include "failure.h"
 #include "interrupt.h"
+#include "pending_file.h"
 
 namespace fs = std::filesystem;
 
@@ -34,16 +30,19 @@ void WriteAll(int file, const char* bytes, size_t size, const std::string& name)
   while (size > 0) {
     const ssize_t written = ::write(file, bytes, size);
     if (written < 0 && errno == EINTR && !IsInterrupted()) continue;
-    if (written < 0) throw Failure("cannot write " + name + ": " + Reason());
+    if (written == 0) errno = EIO; // would go on for ever
+    if (written <= 0) throw Failure("cannot write " + name + ": " + Reason());
     bytes += written;
     size -= static_cast<size_t>(written);
   }
 }
 
-void CopyAll(int from, int to, const std::string& name) {
+// `read` fills the buffer and says how much of it, as the system's call.
+template <typename Read>
+void CopyAll(Read read, int to, const std::string& name) {
   std::vector<char> buffer(1 << 20);
   while (!IsInterrupted()) { // before what may wait for ever: the signal may have come already
-    const ssize_t size = ::read(from, buffer.data(), buffer.size());
+    const int64_t size = read(buffer.data(), buffer.size());
     if (size < 0 && errno == EINTR && !IsInterrupted()) continue;
     if (size < 0) throw Failure("cannot read: " + Reason());
     if (size == 0) return;
@@ -52,42 +51,12 @@ void CopyAll(int from, int to, const std::string& name) {
   throw Failure("interrupted");
 }
 
-// A file descriptor that is closed at the end.
-class Descriptor {
- public:
-  explicit Descriptor(int file) : m_file(file) {}
-  ~Descriptor() {
-    if (m_file >= 0) ::close(m_file);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int Get() const { return m_file; }
-
- private:
-  int m_file;
-};
-
-void Flush(const std::string& path) {
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (file.Get() < 0 || ::fsync(file.Get()) != 0) throw Failure("cannot write " + path + ": " + Reason());
+// Disks that are reached by a network may have their say only when a file is closed; any copy of the descriptor does.
+void CheckStandardOutput() {
+  const int copy = ::dup(STDOUT_FILENO);
+  if (copy < 0 || ::close(copy) != 0) throw Failure(std::string("cannot write ") + kStandardOutput + ": " + Reason());
 }
 
-void Rename(const std::string& from, const fs::path& to) {
-  if (std::rename(from.c_str(), to.c_str()) != 0) throw Failure("cannot write " + to.string() + ": " + Reason());
-}
-
-// False when the target exists.
-bool RenameToNew(const std::string& from, const fs::path& to) {
-  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-  if (errno == EEXIST) return false;
-  // Not every file system knows the exclusive form.
-  if (errno != EINVAL && errno != ENOSYS) throw Failure("cannot write " + to.string() + ": " + Reason());
-  if (fs::exists(fs::symlink_status(to))) return false;
-  Rename(from, to);
-  return true;
-}
-
-// In the names of what is removed in the end: the machine, or the part of it in which process numbers mean the same.
 const std::string& MachineMark() {
   static const std::string mark = [] {
     std::array<char, 256> machine = {};
@@ -103,8 +72,6 @@ const std::string& MachineMark() {
   }();
   return mark;
 }
-
-std::string OwnMark() { return MachineMark() + std::to_string(::getpid()) + "-"; }
 
 // Also a dead process has a number until its parent has taken note, in containers often for ever.
 bool IsAlive(int pid) {
@@ -134,9 +101,11 @@ fs::path TemporaryPlace() {
   return place;
 }
 
-fs::path FolderOf(const fs::path& file) { return file.has_parent_path() ? file.parent_path() : fs::path("."); }
-
 } // namespace
+
+std::string OwnMark() { return MachineMark() + std::to_string(::getpid()) + "-"; }
+
+fs::path FolderOf(const fs::path& file) { return file.has_parent_path() ? file.parent_path() : fs::path("."); }
 
 void RemoveAbandoned(const fs::path& target) {
   std::error_code ignored;
@@ -147,76 +116,6 @@ void RemoveAbandoned(const fs::path& target) {
     const bool isFolder = entries->symlink_status(kept).type() == fs::file_type::directory;
     if (IsAbandoned(entries->path().filename().string(), isFolder)) fs::remove_all(entries->path(), kept);
   }
-}
-
-std::string WithFinalNames(std::string message) {
-  const std::string mark = std::string(".").append(OwnMark());
-  for (size_t at; (at = message.find(mark)) != std::string::npos;) {
-    size_t end = std::min(message.find_first_not_of("0123456789", at + mark.size()), message.size());
-    while (end < message.size() && (message[end] == '.' || std::isalpha(static_cast<unsigned char>(message[end]))))
-      end++;
-    message.erase(at, end - at);
-    const size_t slash = message.rfind("/.", at); // of the path, see PendingFile
-    if (slash == std::string::npos) continue;
-    // A result in the current folder was named without it.
-    const bool here = slash > 0 && message[slash - 1] == '.' && (slash == 1 || message[slash - 2] == ' ');
-    message.erase(here ? slash - 1 : slash + 1, here ? 3 : 1);
-  }
-  return message;
-}
-
-PendingFile::PendingFile(const fs::path& target, const std::string& suffix) : m_target(target) {
-  static std::set<std::string> visited;
-  const fs::path folder = FolderOf(target);
-  if (visited.insert(folder.string()).second) RemoveAbandoned(target);
-  static std::atomic<int> count = 0;
-  // Cut, so that a long name has room for the rest (255 bytes).
-  std::string name = ".";
-  name.append(target.filename().string(), 0, 180).append(".").append(OwnMark());
-  m_path = (folder / (name + std::to_string(count++) + suffix)).string();
-  // What a process of the same number left when it was killed.
-  ::unlink(m_path.c_str());
-}
-
-PendingFile::PendingFile(PendingFile&& other) noexcept
-    : m_target(std::move(other.m_target)), m_path(std::exchange(other.m_path, "")) {}
-
-PendingFile::~PendingFile() {
-  if (!m_path.empty()) ::unlink(m_path.c_str());
-}
-
-bool PendingFile::Commit(bool overwrite) {
-  if (!overwrite) return RenameToNew(m_path, m_target);
-  Rename(m_path, m_target);
-  return true;
-}
-
-bool PendingFile::CommitInPlace(const fs::path& backup, const FileState& replaced) {
-  struct stat original = {};
-  if (::stat(m_target.c_str(), &original) == 0 || ::stat(backup.c_str(), &original) == 0) {
-    // Ownership can be given away by root alone: that this fails for others is no fault.
-    [[maybe_unused]] const int owned = ::chown(m_path.c_str(), original.st_uid, original.st_gid);
-    ::chmod(m_path.c_str(), original.st_mode & 07777);
-  }
-  Flush(m_path);
-  if (StateOf(m_target.string()) != replaced) return false;
-  if (!backup.empty() && !fs::exists(backup)) {
-    // Linked first, so that the name is never without a file; renamed where links are not to be had. What another
-    // process kept in the meantime stays.
-    if (::link(m_target.c_str(), backup.c_str()) != 0 && errno != EEXIST) RenameToNew(m_target.string(), backup);
-  }
-  // Its change time now says that the result is finished: a file that is newer is not this result.
-  if (!backup.empty()) ::chmod(backup.c_str(), original.st_mode & 07777);
-  Rename(m_path, m_target);
-  return true;
-}
-
-PendingFile WritePending(const fs::path& target, const std::string& bytes) {
-  PendingFile pending(target, "");
-  const Descriptor file(::open(pending.Path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-  if (file.Get() < 0) throw Failure("cannot write " + target.string() + ": " + Reason());
-  WriteAll(file.Get(), bytes.data(), bytes.size(), target.string());
-  return pending;
 }
 
 TemporaryFolder::TemporaryFolder() {
@@ -236,16 +135,18 @@ std::string SpoolStandardInput() {
   const int file = ::mkostemp(name.data(), O_CLOEXEC); // stays open to the end of the process
   if (file < 0) throw Failure("cannot keep standard input in " + name + ": " + Reason());
   ::unlink(name.c_str());
-  CopyAll(STDIN_FILENO, file, "what standard input holds into " + TemporaryPlace().string());
+  CopyAll([](char* to, size_t size) { return ::read(STDIN_FILENO, to, size); }, file,
+          "what standard input holds into " + TemporaryPlace().string());
   return "/proc/self/fd/" + std::to_string(file);
 }
 
-void CopyToStandardOutput(const std::string& path) {
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (file.Get() < 0) throw Failure("cannot read " + path + ": " + Reason());
-  CopyAll(file.Get(), STDOUT_FILENO, kStandardOutput);
+void CopyToStandardOutput(PendingFile& file) {
+  file.Seek(0, SEEK_SET);
+  CopyAll([&](char* to, size_t size) { return file.Read(to, size); }, STDOUT_FILENO, kStandardOutput);
+  CheckStandardOutput();
 }
 
 void WriteToStandardOutput(const std::string& bytes) {
   WriteAll(STDOUT_FILENO, bytes.data(), bytes.size(), kStandardOutput);
+  CheckStandardOutput();
 }

@@ -18,7 +18,7 @@ namespace {
 
 class PlainTiffLines : public PlainLines {
  public:
-  PlainTiffLines(const std::string& path, unsigned page) : m_tiff(path, page) {
+  PlainTiffLines(const std::string& path, TiffPlace page) : m_tiff(path, page) {
     m_layout = LayoutOf(m_tiff);
     m_height = m_tiff.Get<uint32_t>(TIFFTAG_IMAGELENGTH, 0);
     m_width = m_tiff.Get<uint32_t>(TIFFTAG_IMAGEWIDTH, 0);
@@ -39,7 +39,7 @@ class PlainTiffLines : public PlainLines {
   int64_t Bands() const override { return m_layout.samplesPerPixel; }
   bool IsDeep() const override { return m_layout.bitsPerSample == 16; }
 
-  void Read(int64_t begin, int64_t end, const Take& take) override {
+  void Read(int64_t begin, int64_t end, const Take& take) const override {
     std::vector<uint8_t> piece;
     ReadPieces(
         begin, end,
@@ -50,7 +50,7 @@ class PlainTiffLines : public PlainLines {
         take);
   }
   // The same with room for all lines, in which `take` leaves them.
-  void ReadInto(uint8_t* lines, int64_t begin, int64_t end, const Take& take) {
+  void ReadInto(uint8_t* lines, int64_t begin, int64_t end, const Take& take) const {
     ReadPieces(
         begin, end, [&](size_t size) { return std::exchange(lines, lines + size); }, take);
   }
@@ -84,7 +84,7 @@ class PlainTiffLines : public PlainLines {
 
   // room(size): where the next bytes go.
   template <typename Room>
-  void ReadPieces(int64_t begin, int64_t end, Room room, const Take& take) {
+  void ReadPieces(int64_t begin, int64_t end, Room room, const Take& take) const {
     const int64_t linesAtATime = std::max<int64_t>(1, kPiece / LineBytes());
     for (int64_t line = begin; line < end;) {
       const int64_t strip = line / m_layout.rowsPerStrip;
@@ -102,7 +102,7 @@ class PlainTiffLines : public PlainLines {
   }
 
   // False at the end of the file.
-  bool ReadAt(uint64_t offset, size_t size, uint8_t* to) {
+  bool ReadAt(uint64_t offset, size_t size, uint8_t* to) const {
     for (size_t done = 0; done < size;) {
       const ssize_t now = ::pread(TIFFFileno(m_tiff), to + done, size - done, static_cast<off_t>(offset + done));
       if (now < 0 && errno == EINTR) continue;
@@ -128,7 +128,6 @@ void WriteStrips(const TiffHandle& to, int64_t firstStrip, int64_t stripBytes, s
   const auto size = static_cast<int64_t>(lines.size());
   for (int64_t done = 0; done < size; done += stripBytes, firstStrip++) {
     const int64_t now = std::min(stripBytes, size - done);
-    errno = 0;
     if (TIFFWriteEncodedStrip(to, static_cast<uint32_t>(firstStrip), lines.data() + done, now) != now) {
       to.FailToWrite();
     }
@@ -137,15 +136,15 @@ void WriteStrips(const TiffHandle& to, int64_t firstStrip, int64_t stripBytes, s
 
 } // namespace
 
-std::unique_ptr<PlainLines> PlainLines::Open(const std::string& path, unsigned page) {
+std::unique_ptr<PlainLines> PlainLines::Open(const std::string& path, TiffPlace page) {
   auto lines = std::make_unique<PlainTiffLines>(path, page);
   if (!lines->IsPlain()) return nullptr;
   return lines;
 }
 
-bool RewritePlainTiff(const std::string& source, unsigned page, const std::string& target, const PlainShape& shape,
+bool RewritePlainTiff(const std::string& source, TiffPlace page, PendingFile& target, const PlainShape& shape,
                       const ChangePixels& change, const std::function<bool(double)>& go) {
-  PlainTiffLines from(source, page);
+  const PlainTiffLines from(source, page);
   if (!from.IsPlain() || from.Shape() != shape) return false;
   if (!from.Layout().big && from.Height() * from.LineBytes() > kLargestClassic) return false;
   TiffLayout layout = from.Layout();
@@ -180,7 +179,6 @@ bool RewritePlainTiff(const std::string& source, unsigned page, const std::strin
       begin = end;
       if (!go(static_cast<double>(begin) / static_cast<double>(from.Height()))) throw Failure("interrupted");
     }
-    errno = 0;
     if (TIFFWriteDirectory(to) == 0) to.FailToWrite();
   }
   CopyTiffTags(source, page, target);

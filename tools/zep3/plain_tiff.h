@@ -7,11 +7,16 @@
 #include <memory>
 #include <string>
 
-// Reads lines of a page, in memory's byte order. Each reader is for one thread.
+#include "tiff_pages.h"
+
+class PendingFile;
+
+// Reads lines of a page, in memory's byte order. Several threads may read at a time; the file is opened once, so that
+// it is the same for all of them.
 class PlainLines {
  public:
   // Null when the page is stored otherwise. Throws Failure when the file cannot be read.
-  static std::unique_ptr<PlainLines> Open(const std::string& path, unsigned page);
+  static std::unique_ptr<PlainLines> Open(const std::string& path, TiffPlace page);
   virtual ~PlainLines() = default;
 
   virtual int64_t Height() const = 0;
@@ -23,7 +28,7 @@ class PlainLines {
   // Shows the lines from `begin` to before `end` to `take`, in pieces that stay in the processor's cache: in order,
   // `count` lines one behind the other, which it may change. Throws Failure for damage.
   using Take = std::function<void(uint8_t* first, int64_t count)>;
-  virtual void Read(int64_t begin, int64_t end, const Take& take) = 0;
+  virtual void Read(int64_t begin, int64_t end, const Take& take) const = 0;
 };
 
 // Pixels that a page is expected to have.
@@ -36,9 +41,9 @@ struct PlainShape {
 // Pixels that lie one behind the other.
 using ChangePixels = std::function<void(uint8_t* first, int64_t pixels)>;
 
-// Writes page `page` of `source` into the new file `target`: laid out as it is (in strips of moderate size), the pixels
-// as `change` leaves them, with the tags that CopyTiffTags carries and the profile. `change` runs on a thread of its
-// own. `go` is told the share of the work done and says whether to go on. False, with nothing written, when the page is
-// stored otherwise or of another shape. Throws Failure.
-bool RewritePlainTiff(const std::string& source, unsigned page, const std::string& target, const PlainShape& shape,
+// Writes page `page` of `source` into the empty file `target`: laid out as it is (in strips of moderate size), the
+// pixels as `change` leaves them, with the tags that CopyTiffTags carries and the profile. `change` runs on a thread of
+// its own. `go` is told the share of the work done and says whether to go on. False, with nothing written, when the
+// page is stored otherwise or of another shape. Throws Failure.
+bool RewritePlainTiff(const std::string& source, TiffPlace page, PendingFile& target, const PlainShape& shape,
                       const ChangePixels& change, const std::function<bool(double)>& go);

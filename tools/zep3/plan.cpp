@@ -1,12 +1,11 @@
 #include "plan.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
-#include <iostream>
 
 #include "failure.h"
 #include "in_place.h"
+#include "interrupt.h"
 
 namespace fs = std::filesystem;
 
@@ -38,17 +37,8 @@ std::string ExtensionOf(const std::string& tableForm) {
 
 Plan::Plan(const Options& options) : m_options(options) {
   for (const std::string& input : options.inputs) m_scans.insert(Canonical(SplitOptions(input).name));
-  if (!options.filesFrom.empty()) {
-    m_list = &std::cin;
-    if (options.filesFrom != "-") {
-      m_listFile.open(options.filesFrom);
-      if (!m_listFile || IsFolder(options.filesFrom)) {
-        throw UsageError("cannot read the list " + options.filesFrom + ": " + std::strerror(errno));
-      }
-      m_list = &m_listFile;
-    }
-  }
-  const bool toFile = options.inputs.size() == 1 && m_list == nullptr && !IsFolder(options.inputs[0]);
+  if (!options.filesFrom.empty()) m_list.emplace(options.filesFrom, options.nulSeparated ? '\0' : '\n');
+  const bool toFile = options.inputs.size() == 1 && !m_list && !IsFolder(options.inputs[0]);
   const std::string& output = options.output;
   m_toFolder = !output.empty() && output != "-" && (!toFile || output.ends_with('/') || IsFolder(output));
   if (m_toFolder) {
@@ -71,27 +61,28 @@ std::optional<std::string> Plan::NextName() {
       return name;
     }
     m_folder.clear();
-    std::string name;
+    std::optional<std::string> name;
     if (m_nextInput < m_options.inputs.size()) {
       name = m_options.inputs[m_nextInput++];
-    } else if (m_list == nullptr || !std::getline(*m_list, name, m_options.nulSeparated ? '\0' : '\n')) {
-      return std::nullopt;
+    } else if (m_list) {
+      name = m_list->Next();
     }
-    if (name.empty()) continue;
-    if (!m_options.recursive || !IsFolder(name)) return name;
-    Expand(name);
+    if (!name) return std::nullopt;
+    if (name->empty()) continue;
+    if (!m_options.recursive || !IsFolder(*name)) return name;
+    Expand(*name);
   }
 }
 
 void Plan::Expand(const std::string& folder) {
   m_folder = folder;
   std::vector<fs::path> folders = {folder};
-  while (!folders.empty()) {
+  while (!folders.empty() && !IsInterrupted()) {
     const fs::path current = std::move(folders.back());
     folders.pop_back();
     std::error_code error;
     fs::directory_iterator entries(current, error);
-    for (; !error && entries != fs::directory_iterator(); entries.increment(error)) {
+    for (; !error && !IsInterrupted() && entries != fs::directory_iterator(); entries.increment(error)) {
       const fs::path& path = entries->path();
       std::error_code kind; // of a link that leads nowhere, too
       const bool isFolder = entries->is_directory(kind) && !entries->is_symlink(kind);
@@ -105,11 +96,18 @@ void Plan::Expand(const std::string& folder) {
         name.resize(name.size() - std::strlen(kBackupSuffix));
         if (fs::exists(name, kind)) continue;
       }
-      if (FormatOfName(name) != nullptr) m_pending.push_back(name);
+      if (IsScanName(name)) m_pending.push_back(name);
     }
     if (error) m_unreadable.push_back({current.string(), "", error.message(), false});
   }
   std::sort(m_pending.rbegin(), m_pending.rend());
+}
+
+// By the name alone: of the formats that are read here.
+bool Plan::IsScanName(const std::string& name) const {
+  const Format* format = AnyFormatOfName(name);
+  const auto& also = m_options.admission.alsoRead;
+  return format != nullptr && (!IsOnDemand(*format) || std::find(also.begin(), also.end(), format) != also.end());
 }
 
 std::optional<Job> Plan::Next() {

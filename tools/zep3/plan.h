@@ -2,13 +2,12 @@
 #pragma once
 
 #include <filesystem>
-#include <fstream>
-#include <istream>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "name_list.h"
 #include "options.h"
 
 struct Job {
@@ -29,6 +28,7 @@ class Plan {
  private:
   std::optional<std::string> NextName();
   void Expand(const std::string& folder);
+  bool IsScanName(const std::string& name) const;
   std::string RefusalOf(const std::string& path, const Job& job);
   Job MakeJob(const std::string& scan);
 
@@ -38,7 +38,6 @@ class Plan {
   std::vector<Job> m_unreadable;      // folders that cannot be searched
   std::string m_folder;               // where they come from
   size_t m_nextInput = 0;
-  std::ifstream m_listFile;
-  std::istream* m_list = nullptr;
+  std::optional<NameList> m_list;
   std::set<std::string> m_scans, m_results; // of this run, as far as they are known
 };

@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "driver.h"
-
-Record::Record() { Reset(&para, &master, rgb); }
+Record::Record() { ResetZEP3(&para, &master, rgb); }
 
 Record& Record::operator=(const Record& other) {
   para = other.para;

@@ -2,6 +2,7 @@
 
 #include <glib.h>
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -51,10 +52,10 @@ std::string Decimal(double value, int digits = 4) {
 
 // One of gnuplot's standard streams.
 struct Stream {
-  std::unique_ptr<FILE, decltype(&std::fclose)> file{std::tmpfile(), std::fclose};
+  std::unique_ptr<FILE, decltype(&std::fclose)> file{::fdopen(::memfd_create("plot", MFD_CLOEXEC), "w+"), std::fclose};
 
   Stream() {
-    if (!file) throw Failure(std::string("the report's plots need a temporary file: ") + std::strerror(errno));
+    if (!file) throw Failure(std::string("the report's plots need memory: ") + std::strerror(errno));
   }
 
   std::string Read() const {
@@ -66,8 +67,8 @@ struct Stream {
   }
 };
 
-// Nameless files instead of pipes: neither side can wait for the other, and a gnuplot that ends early raises no
-// SIGPIPE.
+// Files in memory instead of pipes: neither side can wait for the other, and a gnuplot that ends early raises no
+// SIGPIPE. Instead of files on a disk: gnuplot overlooks that one is full.
 std::string Gnuplot(const std::string& commands) {
   const Stream in, out, errors;
   std::fwrite(commands.data(), 1, commands.size(), in.file.get());
@@ -93,8 +94,7 @@ std::string Gnuplot(const std::string& commands) {
   const std::string svg = out.Read();
   if (status != 0 || svg.find("</svg>") == std::string::npos) {
     const std::string reason = errors.Read();
-    throw Failure("gnuplot failed: " +
-                  (reason.empty() ? "its plot is cut short; is the temporary folder full?" : reason));
+    throw Failure("gnuplot failed: " + (reason.empty() ? "its plot is cut short" : reason));
   }
   return svg;
 }

@@ -54,12 +54,12 @@ std::vector<std::pair<std::string, std::string>> Numbers(const CorrectedPage& pa
   return numbers;
 }
 
-ReportWhy WhyOf(const Finding& finding, uint16_t docType) {
+ReportWhy WhyOf(const Finding& finding) {
   ReportWhy why;
   why.verdict = Verdict(finding) + ".";
   why.verdict[0] = g_ascii_toupper(why.verdict[0]);
   for (const Reason& reason : ReasonsOf(finding)) why.reasons.emplace_back(reason.sentence);
-  for (const Evidence& evidence : EvidencesOf(finding, docType)) {
+  for (const Evidence& evidence : EvidencesOf(finding)) {
     why.evidences.push_back({std::string(evidence.label), ValueText(evidence, finding), std::string(evidence.unit),
                              std::string(evidence.reading)});
   }
@@ -111,6 +111,6 @@ ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size
   }
   page.numbers = Numbers(corrected);
   const Correction& correction = corrected.correction;
-  if (correction.finding) page.why = WhyOf(*correction.finding, correction.record.para.wDocType);
+  if (correction.finding) page.why = WhyOf(*correction.finding);
   return page;
 }

@@ -101,7 +101,28 @@ Options LayoutOptions(const vips::VImage& image, const Scan& scan, int page, con
     return {{"bitdepth", image.format() == VIPS_FORMAT_USHORT ? "16" : "8"},
             {"interlace", image.get_typeof("interlaced") != 0 ? "true" : "false"}};
   }
+  if (format.name == "pnm") return {{"strip", "true"}}; // of the time of writing: the same scan gives the same bytes
   return {};
+}
+
+// What libvips writes there goes into the file, which must outlive it.
+vips::VTarget TargetFor(PendingFile& file) {
+  VipsTargetCustom* target = vips_target_custom_new();
+  if (target == nullptr) throw vips::VError();
+  const auto write = [](VipsTargetCustom*, const void* bytes, gint64 size, PendingFile* to) -> gint64 {
+    return to->Write(bytes, static_cast<size_t>(size));
+  };
+  // TIFF is written with steps back, and looked at again.
+  const auto read = [](VipsTargetCustom*, void* bytes, gint64 size, PendingFile* from) -> gint64 {
+    return from->Read(bytes, static_cast<size_t>(size));
+  };
+  const auto seek = [](VipsTargetCustom*, gint64 offset, int whence, PendingFile* in) -> gint64 {
+    return in->Seek(offset, whence);
+  };
+  g_signal_connect(target, "write", G_CALLBACK(+write), &file);
+  g_signal_connect(target, "read", G_CALLBACK(+read), &file);
+  g_signal_connect(target, "seek", G_CALLBACK(+seek), &file);
+  return vips::VTarget(VIPS_TARGET(target));
 }
 
 // Fields of the header that would steer a saver or, for `strip`, that tell about the scan.
@@ -123,10 +144,13 @@ vips::VImage CleanHeader(const vips::VImage& image, bool strip) {
 
 } // namespace
 
-void Save(const vips::VImage& image, const Scan& scan, int page, const SaveOptions& options, const std::string& path) {
+void Save(const vips::VImage& image, const Scan& scan, int page, const SaveOptions& options, PendingFile& to) {
   const vips::VImage clean = CleanHeader(image, options.strip);
-  clean.write_to_file((path + JoinOptions(LayoutOptions(image, scan, page, *options.format), options.saver)).c_str());
+  const std::string layout = JoinOptions(LayoutOptions(image, scan, page, *options.format), options.saver);
+  const vips::VTarget target = TargetFor(to);
+  clean.write_to_target((options.suffix + layout).c_str(), target);
+  if (vips_target_end(target.get_target()) != 0) throw vips::VError(); // savers need not look at how it ends
   if (options.format->name == "tiff" && scan.IsTiff() && !options.strip) {
-    CopyTiffTags(scan.Path(), static_cast<unsigned>(scan.FilePage(page)), path);
+    CopyTiffTags(scan.Path(), scan.Place(page), to);
   }
 }

@@ -6,14 +6,16 @@
 #include <vips/vips8>
 
 #include "formats.h"
+#include "pending_file.h"
 #include "scan.h"
 
 // What is asked of the result's file.
 struct SaveOptions {
   const Format* format = nullptr; // of the result
+  std::string suffix;             // of its name, such as ".tif": libvips tells kinds of PNM apart by it
   std::string saver;              // options for libvips in brackets, from the user
   bool strip = false;             // no EXIF, IPTC, XMP and text
 };
 
-// Writes page `page` of `scan`, as `image`, to `path`, which has the format's extension.
-void Save(const vips::VImage& image, const Scan& scan, int page, const SaveOptions& options, const std::string& path);
+// Writes page `page` of `scan`, as `image`, into the empty file `to`. Throws Failure or VError.
+void Save(const vips::VImage& image, const Scan& scan, int page, const SaveOptions& options, PendingFile& to);

@@ -10,11 +10,20 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <limits>
+
+#include <webp/decode.h>
 
 #include "failure.h"
+#include "log.h"
+#include "tiff_page_stream.h"
 
 namespace {
+
+// Bytes that decoding WebP takes, for each pixel.
+constexpr int64_t kWebpPixel = 8;
+
+// JPEG 2000 in TIFF as microscopes write it: this and the next two codes.
+constexpr uint16_t kAperioJpeg2000 = 33003;
 
 FileState CheckFile(const std::string& path) {
   struct stat file = {};
@@ -26,25 +35,23 @@ FileState CheckFile(const std::string& path) {
   return StateOf(file);
 }
 
-// "II" or "MM", then 42, or 43 for BigTIFF.
-bool LooksLikeTiff(const std::string& path) {
-  std::array<char, 4> head = {};
-  std::ifstream(path, std::ios::binary).read(head.data(), head.size());
-  const bool little = head[0] == 'I' && head[1] == 'I' && (head[2] == 42 || head[2] == 43) && head[3] == 0;
-  const bool big = head[0] == 'M' && head[1] == 'M' && head[2] == 0 && (head[3] == 42 || head[3] == 43);
-  return little || big;
+std::string HeadOf(const std::string& path, size_t size) {
+  std::string head(size, '\0');
+  std::ifstream file(path, std::ios::binary);
+  file.read(head.data(), static_cast<std::streamsize>(size));
+  head.resize(static_cast<size_t>(file.gcount()));
+  return head;
 }
 
-// libvips takes a PNM file of no width or height for one of a single pixel.
-bool IsEmptyPnm(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  file.ignore(2);
-  int64_t size[2] = {1, 1};
-  for (int64_t& side : size) {
-    while ((file >> std::ws).peek() == '#') file.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
-    file >> side;
+// The number in "[page=3]".
+int PageOption(const std::string& options) {
+  const char* digits = options.c_str() + options.find("page=") + 5;
+  const size_t length = std::strspn(digits, "0123456789");
+  if (options.find("page=") == std::string::npos || length == 0 || length > 6 ||
+      std::strchr(",]", digits[length]) == nullptr) {
+    throw Failure(options + ": page= takes the number of a page, from 0");
   }
-  return file && (size[0] == 0 || size[1] == 0);
+  return std::atoi(digits);
 }
 
 // Some loaders leave the resolution in EXIF alone, from where savers would replace it by a default.
@@ -90,55 +97,139 @@ std::string LibraryReason(const vips::VError& error) {
   for (size_t begin = 0; begin < text.size();) {
     const size_t end = std::min(text.find('\n', begin), text.size());
     const std::string line = text.substr(begin, end - begin);
+    if (line.starts_with(kOwnReason)) return line.substr(kOwnReason.size()); // what others add is no more than that
     if (!line.empty() && reason.find(line) == std::string::npos) reason += (reason.empty() ? "" : "; ") + line;
     begin = end + 1;
+  }
+  // libpng's reasons come as warnings.
+  const std::string told = TakeLibraryWarnings();
+  if (!told.empty() && (reason.empty() || reason.ends_with("libpng read error"))) {
+    reason += (reason.empty() ? "" : ", ") + told;
   }
   return reason.empty() ? "unknown error of the image library" : reason;
 }
 
-Scan::Scan(const std::string& name) {
+Scan::Scan(const std::string& name, const Admission& admission) : m_admission(admission) {
+  const MemoryBound bound(admission);
   const NameWithOptions parts = SplitOptions(name);
   m_path = parts.name;
   m_options = parts.options;
   m_file = CheckFile(m_path);
-  const char* loader = vips_foreign_find_load(m_path.c_str());
-  vips_error_clear();
-  if (LooksLikeTiff(m_path))
-    m_layouts = ReadTiffLayouts(m_path); // says what is wrong with a damaged one better than a guess at its format
-  if (loader == nullptr || (IsTiff() && !std::string(loader).starts_with("VipsForeignLoadTiff")))
-    throw Failure("is no image that can be read");
-  m_loader = vips_nickname_find(g_type_from_name(loader));
-  // Tables of numbers and text are images to libvips; to nobody else.
-  if (m_loader.starts_with("csv") || m_loader.starts_with("matrix")) throw Failure("is no image that can be read");
-  if (m_loader.starts_with("ppm") && IsEmptyPnm(m_path)) throw Failure("has no pixels");
-  const size_t page = m_options.find("page=");
-  const bool onePage = page != std::string::npos;
+  m_format = FormatOfContent(HeadOf(m_path, kFormatHead));
+  if (m_format == nullptr) {
+    throw Failure("is no image that can be read: no TIFF, PNG, JPEG, WebP or PNM by its content");
+  }
+  const std::string content(m_format->name);
+  if (IsOnDemand(*m_format)) {
+    const auto& admitted = admission.alsoRead;
+    if (std::find(admitted.begin(), admitted.end(), m_format) == admitted.end()) {
+      throw Failure("is a " + content + " file by its content; --also-read " + content + " opens it");
+    }
+    const Format* byName = AnyFormatOfName(m_path);
+    if (byName != nullptr && byName != m_format) {
+      throw Failure("is a " + content + " file by its content, though its name says " + std::string(byName->name) +
+                    "; rename it");
+    }
+  }
+  for (const char* key : {"filename", "source"}) {
+    if (HasOption(m_options, key)) throw Failure(m_options + ": " + key + " is no option for a scan");
+  }
+  const bool onePage = HasOption(m_options, "page");
+  if (onePage) m_firstPage = PageOption(m_options);
   try {
-    const vips::VImage header = Load({{"access", "sequential"}});
-    if (onePage) {
-      const char* digits = m_options.c_str() + page + 5;
-      const size_t length = std::strspn(digits, "0123456789");
-      if (length == 0 || length > 6 || std::strchr(",]", digits[length]) == nullptr) {
-        throw Failure(m_options + ": page= takes the number of a page, from 0");
-      }
-      m_firstPage = std::atoi(digits);
-    } else if (header.get_typeof(VIPS_META_N_PAGES) != 0) {
+    if (content == "tiff") {
+      m_layouts = ReadTiffLayouts(m_path);
+      const auto count = static_cast<int>(m_layouts.size());
+      if (m_firstPage >= count) throw Failure("does not contain page " + std::to_string(m_firstPage));
+      m_pages = onePage ? 1 : count;
+      return;
+    }
+    if (content == "png") CheckPng();
+    if (content == "webp") CheckWebp();
+    if (content == "pnm" && std::toupper(HeadOf(m_path, 2).back()) != 'F') {
+      m_pnm = ReadPnmHead(m_path);
+      CheckPixels(m_admission, m_pnm.width, m_pnm.height);
+      CheckPnmLength(m_path, m_pnm);
+    }
+    const vips::VImage header = Load(0, {{"access", "sequential"}});
+    if (!onePage && header.get_typeof(VIPS_META_N_PAGES) != 0) {
       m_pages = std::max(1, header.get_int(VIPS_META_N_PAGES));
     }
   } catch (const vips::VError& error) {
     throw Failure(LibraryReason(error));
   }
-  if (IsTiff()) m_pages = onePage ? 1 : static_cast<int>(m_layouts.size());
+}
+
+// What lies packed before the pixels, texts and profile, is unpacked when the head is read, in more than one copy.
+void Scan::CheckPng() const {
+  constexpr int64_t kMostOfOne = 50 << 20; // bytes, as libvips allows
+  constexpr int64_t kMostPacking = 1032;   // times, of deflate
+  std::ifstream file(m_path, std::ios::binary);
+  file.ignore(8); // the signature
+  int64_t unpacked = 0;
+  for (std::array<unsigned char, 8> chunk; file.read(reinterpret_cast<char*>(chunk.data()), chunk.size());) {
+    const std::string name(chunk.begin() + 4, chunk.end());
+    const int64_t size = int64_t{chunk[0]} << 24 | chunk[1] << 16 | chunk[2] << 8 | chunk[3];
+    if (name == "IDAT") break;
+    if (name == "zTXt" || name == "iTXt" || name == "iCCP") unpacked += std::min(kMostOfOne, kMostPacking * size);
+    file.ignore(size + 4); // and its checksum
+  }
+  CheckMemory(m_admission, "a PNG with packed texts", 2 * unpacked);
+}
+
+// libvips makes room for a picture when it reads the head.
+void Scan::CheckWebp() const {
+  const std::string head = HeadOf(m_path, 64);
+  WebPBitstreamFeatures features = {};
+  WebPGetFeatures(reinterpret_cast<const uint8_t*>(head.data()), head.size(), &features); // may want more: has the size
+  CheckPixels(m_admission, features.width, features.height);
+  CheckMemory(m_admission, "a WebP file", int64_t{features.width} * features.height * kWebpPixel);
+}
+
+// libvips decodes one compression by another library than libtiff.
+void Scan::CheckTiffPage(const TiffLayout& layout) const {
+  CheckPixels(m_admission, layout.width, layout.height);
+  const auto& admitted = m_admission.alsoRead;
+  const bool jpeg2000 = layout.compression >= kAperioJpeg2000 && layout.compression <= kAperioJpeg2000 + 2;
+  if (jpeg2000 && std::none_of(admitted.begin(), admitted.end(), [](const Format* f) { return f->name == "jp2"; })) {
+    throw Failure("holds JPEG 2000; --also-read jp2 opens it");
+  }
+}
+
+// Of decoders that hold more than some lines. How much they hold was measured.
+void Scan::CheckDecoder(const vips::VImage& header, int page) const {
+  CheckPixels(m_admission, header.width(), header.height());
+  const int64_t pixels = int64_t{header.width()} * header.height();
+  const int64_t pixel = VIPS_IMAGE_SIZEOF_PEL(header.get_image()); // bytes
+  const std::string_view name = m_format->name;
+  if (name == "tiff") {
+    // Rows of tiles, two of them; strips, decoded and sorted, but for large ones, which are read line by line.
+    const TiffLayout& layout = Layout(page);
+    const bool byLine = layout.rowsPerStrip > 128 && !layout.separatePlanes && !layout.luminanceChroma;
+    const int64_t lines = layout.tiled ? layout.tileHeight : byLine ? 1 : layout.rowsPerStrip;
+    CheckMemory(m_admission, "a TIFF page in large pieces", 2 * lines * header.width() * pixel);
+  }
+  const bool interlaced = header.get_typeof("interlaced") != 0;
+  if (name == "png" && interlaced) CheckMemory(m_admission, "an interlaced PNG", pixels * pixel);
+  // Coefficients of 16 bits.
+  if (name == "jpeg" && interlaced) CheckMemory(m_admission, "a progressive JPEG", pixels * header.bands() * 2);
+  if (name == "webp") CheckMemory(m_admission, "a WebP file", pixels * kWebpPixel);
+  if (name == "jp2") CheckMemory(m_admission, "a JPEG 2000 file", pixels * header.bands() * 4);
+  if (name == "jxl") CheckMemory(m_admission, "a JPEG XL file", pixels * pixel * 3);
+  if (name == "heif") CheckMemory(m_admission, "a HEIF file", pixels * pixel * 4);
+  if (name == "gif") CheckMemory(m_admission, "a GIF file", pixels * 8);
 }
 
 void Scan::CheckUnchanged() const {
   if (StateOf(m_path) != m_file) throw Failure("was changed while it was read");
+  m_fault->Check();
 }
 
 vips::VImage Scan::Head(int page) const {
-  std::vector<std::pair<std::string, std::string>> options = {{"access", "sequential"}, {"fail-on", "error"}};
-  if (IsTiff()) options.emplace_back("page", std::to_string(FilePage(page)));
-  const vips::VImage image = Load(options);
+  const MemoryBound bound(m_admission);
+  if (IsTiff()) CheckTiffPage(Layout(page));
+  const vips::VImage image = Load(page, {{"access", "sequential"}, {"fail-on", "error"}});
+  CheckDecoder(image, page);
   CheckMode(image);
   return image;
 }
@@ -149,10 +240,25 @@ vips::VImage Scan::Open(int page) const {
   return image;
 }
 
-vips::VImage Scan::Load(const std::vector<std::pair<std::string, std::string>>& options) const {
-  // By the loader that is known: new_from_file would open the file once for each that there is.
+vips::VImage Scan::Load(int page, Options options) const {
+  if (m_pnm.kind != 0 && m_pnm.IsText()) return LoadStream(OpenPnmText(m_path, m_pnm), options);
+  if (IsTiff()) {
+    // libvips counts the pages whenever it opens a file.
+    const bool alone = m_layouts.size() > 1 && !HasOption(m_options, "page") && !HasOption(m_options, "n");
+    if (alone) return LoadStream(OpenTiffPage(m_path, Place(page)), options);
+    options.emplace_back("page", std::to_string(FilePage(page)));
+  }
+  // By the loader that is known: new_from_file would let each that there is look at the file.
   vips::VImage image;
-  vips::VImage::call_option_string(m_loader.c_str(), JoinOptions(options, m_options).c_str(),
+  vips::VImage::call_option_string(std::string(m_format->loader).c_str(), JoinOptions(options, m_options).c_str(),
                                    vips::VImage::option()->set("filename", m_path.c_str())->set("out", &image));
+  return image;
+}
+
+vips::VImage Scan::LoadStream(std::unique_ptr<ByteStream> stream, const Options& options) const {
+  vips::VImage image;
+  vips::VImage::call_option_string(
+      (std::string(m_format->loader) + "_source").c_str(), JoinOptions(options, m_options).c_str(),
+      vips::VImage::option()->set("source", ToSource(std::move(stream), m_fault))->set("out", &image));
   return image;
 }

@@ -7,14 +7,17 @@
 
 #include <vips/vips8>
 
+#include "admission.h"
 #include "file_state.h"
 #include "formats.h"
+#include "pnm.h"
 #include "tiff_pages.h"
 
 class Scan {
  public:
-  // Reads the file's head. `name` may end in options for libvips in brackets. Throws Failure for what is no image.
-  explicit Scan(const std::string& name);
+  // Reads the file's head: its first bytes alone say which loader sees more of it. `name` may end in options for
+  // libvips in brackets. Throws Failure for what is no image, or none that is admitted.
+  Scan(const std::string& name, const Admission& admission);
 
   // Page `page`, to be read from top to bottom once.
   // Damage in the file is an error, not a gray patch. Throws Failure for pictures that no table can correct.
@@ -22,36 +25,49 @@ class Scan {
   // The same without its pixels.
   vips::VImage Head(int page) const;
 
-  // Throws Failure when the file is not the one any more whose head was read: what was read since may be of both.
+  // Throws Failure when the file is not the one any more whose head was read: what was read since may be of both. Also
+  // when a read failed and nobody took notice.
   void CheckUnchanged() const;
 
   int Pages() const { return m_pages; }
   const std::string& Path() const { return m_path; }
-  const std::string& Loader() const { return m_loader; }
   // Null when results cannot be written in the scan's format.
-  const Format* FileFormat() const { return FormatOfLoader(m_loader); }
+  const Format* FileFormat() const { return IsOnDemand(*m_format) ? nullptr : m_format; }
   bool IsTiff() const { return !m_layouts.empty(); }
   // Nothing but the file itself says what Open() gives.
   bool IsPlainFile() const { return m_options.empty(); }
   // The page in the file that Open(page) reads; TIFF only.
   const TiffLayout& Layout(int page) const { return m_layouts.at(static_cast<size_t>(FilePage(page))); }
   int FilePage(int page) const { return m_firstPage + page; }
+  TiffPlace Place(int page) const {
+    return {static_cast<unsigned>(FilePage(page)), IsTiff() ? Layout(page).directory : 0};
+  }
   // A thumbnail or pyramid layer of a page before it: corrected as that.
   bool IsReduced(int page) const { return IsTiff() && page > 0 && Layout(page).reduced; }
   // Black and white only: kept as it is.
   bool IsBilevel(int page) const { return IsTiff() && Layout(page).IsBilevel(); }
 
  private:
-  vips::VImage Load(const std::vector<std::pair<std::string, std::string>>& options) const;
+  using Options = std::vector<std::pair<std::string, std::string>>;
+  vips::VImage Load(int page, Options options) const;
+  vips::VImage LoadStream(std::unique_ptr<ByteStream> stream, const Options& options) const;
+  void CheckPng() const;
+  void CheckWebp() const;
+  void CheckTiffPage(const TiffLayout& layout) const;
+  void CheckDecoder(const vips::VImage& header, int page) const;
 
   std::string m_path;
   FileState m_file; // when it was opened
   std::string m_options;
-  std::string m_loader;
+  Admission m_admission;
+  const Format* m_format = nullptr;
+  PnmHead m_pnm;       // of such files alone
   int m_firstPage = 0; // where the user asks for one
   int m_pages = 1;
   std::vector<TiffLayout> m_layouts;
+  std::shared_ptr<ReadFault> m_fault = std::make_shared<ReadFault>();
 };
 
-// What libvips or its codecs say, in one line without repetitions.
+// What libvips or its codecs say, in one line without repetitions. What they told as a warning where the error itself
+// gives no reason.
 std::string LibraryReason(const vips::VError& error);

@@ -8,6 +8,7 @@
 #include <vips/vips8>
 
 #include "box_mean.h"
+#include "check_whole.h"
 #include "encoding.h"
 #include "evidence.h"
 #include "failure.h"
@@ -16,6 +17,7 @@
 #include "interrupt.h"
 #include "log.h"
 #include "output.h"
+#include "pending_file.h"
 #include "plain_tiff.h"
 #include "report_page.h"
 #include "save.h"
@@ -48,6 +50,7 @@ const CorrectedPage& PageOf(const std::vector<CorrectedPage>& sidecar, int page)
 // goes to `source` where that is asked for: an image still to be read.
 PageWork Decide(const Scan& scan, int page, const Options& options, const std::vector<CorrectedPage>& sidecar,
                 vips::VImage* source) {
+  const MemoryBound bound(options.admission);
   const vips::VImage image = scan.Open(page);
   if (source != nullptr) *source = image;
   PageWork work;
@@ -56,7 +59,7 @@ PageWork Decide(const Scan& scan, int page, const Options& options, const std::v
   if (measured) {
     const auto plain = [&](int64_t side) {
       if (!scan.IsTiff() || !scan.IsPlainFile()) return vips::VImage(nullptr);
-      return BoxMeanOfPlainTiff(scan.Path(), static_cast<unsigned>(scan.FilePage(page)), ColourBands(image), side);
+      return BoxMeanOfPlainTiff(scan.Path(), scan.Place(page), ColourBands(image), side);
     };
     vips::VImage held(nullptr);
     work.small = TakePrescan(image, plain, source != nullptr ? &held : nullptr);
@@ -107,6 +110,10 @@ Outcome WithFindings(Outcome outcome, const std::vector<const CorrectedPage*>& p
 
 // ---- side files ----
 
+PendingFile::Sync SyncOf(const Options& options) {
+  return options.noSync ? PendingFile::Sync::kNo : PendingFile::Sync::kYes;
+}
+
 // They belong to the result and are replaced with it.
 std::vector<PendingFile> WriteSideFiles(const Job& job, const Options& options, const std::vector<PageWork>& pages) {
   std::vector<PendingFile> files;
@@ -114,13 +121,13 @@ std::vector<PendingFile> WriteSideFiles(const Job& job, const Options& options, 
     std::vector<CorrectedPage> corrections;
     for (const PageWork& page : pages) corrections.push_back(page.corrected);
     const auto json = CorrectionToJson(job.scan, corrections);
-    files.push_back(WritePending(job.result + kSidecarSuffix, ToText(json, 1) + '\n'));
+    files.push_back(WritePending(job.result + kSidecarSuffix, ToText(json, 1) + '\n', SyncOf(options)));
   }
   if (options.report) {
     std::vector<ReportPage> shown;
     for (const PageWork& page : pages) shown.push_back(ToReport(page.corrected, page.small, pages.size()));
     const std::string html = MakeReport(fs::path(job.scan).filename().string(), shown);
-    files.push_back(WritePending(job.result + kReportSuffix, html));
+    files.push_back(WritePending(job.result + kReportSuffix, html, SyncOf(options)));
   }
   return files;
 }
@@ -201,7 +208,7 @@ void CheckPages(const Scan& scan, const Job& job, const Options& options, const 
 // A plain page to a plain page: what is not pixels is carried, and pixels go from file to file. False where more is to
 // be done.
 bool RewritePage(const Scan& scan, int page, const vips::VImage& image, const CorrectedPage& corrected,
-                 const Options& options, const SaveOptions& save, const std::string& path) {
+                 const Options& options, const SaveOptions& save, PendingFile& to) {
   const Correction& correction = corrected.correction;
   const bool tiff = save.format->name == "tiff" && scan.IsTiff() && scan.IsPlainFile();
   const bool asIs = save.saver.empty() && !save.strip && correction.encoding.input == correction.encoding.output;
@@ -213,28 +220,40 @@ bool RewritePage(const Scan& scan, int page, const vips::VImage& image, const Co
     progress.Show(static_cast<int>(100 * share));
     return !IsInterrupted();
   };
-  return RewritePlainTiff(scan.Path(), static_cast<unsigned>(scan.FilePage(page)), path, shape,
-                          PixelsThroughTables(correction, shape.deep), go);
+  return RewritePlainTiff(scan.Path(), scan.Place(page), to, shape, PixelsThroughTables(correction, shape.deep), go);
 }
 
 void WritePage(const Scan& scan, int page, const vips::VImage& image, const CorrectedPage& corrected,
-               const Options& options, const SaveOptions& save, const std::string& path) {
-  if (RewritePage(scan, page, image, corrected, options, save, path)) return;
+               const Options& options, const SaveOptions& save, PendingFile& to) {
+  if (RewritePage(scan, page, image, corrected, options, save, to)) return;
   const vips::VImage result = ApplyCorrection(image, corrected.correction, corrected.chroma);
   Progress progress(options.quiet);
-  Save(Watched(FitProfile(result, corrected.correction.encoding), progress), scan, page, save, path);
+  Save(Watched(FitProfile(result, corrected.correction.encoding), progress), scan, page, save, to);
 }
 
-// Writes all pages into `path`, which is to become `target`, and returns what was decided for them.
-std::vector<PageWork> WritePages(const Scan& scan, const Options& options, const SaveOptions& save,
-                                 const std::string& path, const fs::path& target) {
+// Does what writes into a file. Whether libraries took notice of an error or not, the file has its first reason.
+template <typename Work>
+void Write(PendingFile& file, Work work) {
+  try {
+    work();
+  } catch (...) {
+    file.Check();
+    throw;
+  }
+  file.Check();
+}
+
+// Writes all pages, and returns what was decided for them. `target`: the final name.
+std::vector<PageWork> WritePages(const Scan& scan, const Options& options, const SaveOptions& save, PendingFile& to,
+                                 const fs::path& target) {
   const std::vector<CorrectedPage> sidecar =
       options.useSidecar.empty() ? std::vector<CorrectedPage>() : ReadSidecar(options.useSidecar);
   const bool tiff = save.format->name == "tiff" && scan.IsTiff();
+  TiffPageWriter writer(to, tiff && scan.Layout(0).big);
   std::vector<PageWork> pages;
   for (int page = 0; page < scan.Pages(); page++) {
     if (tiff && scan.IsBilevel(page)) { // nothing to correct: kept as it is stored
-      AppendTiffPage(scan.Path(), static_cast<unsigned>(scan.FilePage(page)), path, scan.Layout(page).big, save.strip);
+      writer.Append(scan.Path(), scan.Place(page), save.strip);
       continue;
     }
     vips::VImage image(nullptr);
@@ -247,11 +266,14 @@ std::vector<PageWork> WritePages(const Scan& scan, const Options& options, const
     const CorrectedPage& corrected = work.corrected;
     if (!options.report) work.small = {}; // of many pages, what is shown alone is kept
     if (scan.Pages() == 1) {
-      WritePage(scan, page, image, corrected, options, save, path);
+      WritePage(scan, page, image, corrected, options, save, to);
     } else {
-      const PendingFile single(target, ".tif");
-      WritePage(scan, page, image, corrected, options, save, single.Path());
-      AppendTiffPage(single.Path(), 0, path, scan.Layout(page).big, save.strip);
+      PendingFile single(target, PendingFile::Sync::kNo);
+      Write(single, [&] {
+        WritePage(scan, page, image, corrected, options, save, single);
+        writer.Append(single, save.strip);
+        single.Finish();
+      });
     }
   }
   return pages;
@@ -275,22 +297,29 @@ bool IsTaken(const Job& job, const Options& options) {
 // `place`: in place of the scan, or nothing.
 Outcome MakeResult(const Job& job, const Options& options, const std::optional<InPlace>& place) {
   const bool toOutput = job.result == "-";
-  const Scan scan(place && place->HasOriginal() ? place->Backup() : job.scan == "-" ? SpoolStandardInput() : job.scan);
+  const Scan scan(place && place->HasOriginal() ? place->Backup()
+                  : job.scan == "-"             ? SpoolStandardInput()
+                                                : job.scan,
+                  options.admission);
   const Format& format = ResultFormat(job, options, scan);
   CheckPages(scan, job, options, format);
   if (options.dryRun) {
     return {Status::kPlanned, "would become " + (toOutput ? std::string("standard output") : job.result), "", 0};
   }
 
-  const SaveOptions save = {&format, options.saver, options.strip};
   const std::string suffix = FormatOfName(job.result) == &format ? fs::path(job.result).extension().string()
                                                                  : std::string(format.extensions.front());
+  const SaveOptions save = {&format, suffix, options.saver, options.strip};
   std::optional<TemporaryFolder> temporary;
   if (toOutput) temporary.emplace();
   const fs::path target = toOutput ? temporary->Path() / "result" : fs::path(job.result);
   if (target.has_parent_path()) fs::create_directories(target.parent_path());
-  PendingFile pending(target, suffix);
-  const std::vector<PageWork> pages = WritePages(scan, options, save, pending.Path(), target);
+  PendingFile pending(target, toOutput ? PendingFile::Sync::kNo : SyncOf(options));
+  std::vector<PageWork> pages;
+  Write(pending, [&] {
+    pages = WritePages(scan, options, save, pending, target);
+    CheckWhole(pending, format);
+  });
   if (IsInterrupted()) throw Failure("interrupted");
   if (place && !place->IsUntouched()) return IsCorrectedAlready(*place);
   scan.CheckUnchanged();
@@ -298,17 +327,26 @@ Outcome MakeResult(const Job& job, const Options& options, const std::optional<I
   std::vector<const CorrectedPage*> corrected;
   for (const PageWork& page : pages) corrected.push_back(&page.corrected);
   if (toOutput) {
-    CopyToStandardOutput(pending.Path());
+    CopyToStandardOutput(pending);
     return WithFindings({Status::kCorrected, "", "", 0}, corrected);
   }
+  if (place) place->GiveRights(pending);
+  pending.Finish();
   if (IsTaken(job, options)) return Exists(job); // another run was faster: the side files are its own
-  // Before the result, for a result that exists is not made again.
-  for (PendingFile& file : sideFiles) file.Commit(true);
-  if (place) {
-    if (!place->Replace(pending)) return IsCorrectedAlready(*place);
-  } else if (!pending.Commit(options.overwrite)) {
-    return Exists(job);
+  try {
+    // Before the result, for a result that exists is not made again.
+    for (PendingFile& file : sideFiles) file.CommitForNow();
+    if (place) {
+      if (!place->Replace(pending)) return IsCorrectedAlready(*place);
+    } else if (!pending.Commit(options.overwrite)) {
+      return Exists(job);
+    }
+  } catch (...) {
+    for (PendingFile& file : sideFiles) file.Withdraw();
+    throw;
   }
+  // Of all files, which are in one folder. Not thrown: in place the scan is not the one any more that it was.
+  if (const std::string fault = pending.SyncName(); !fault.empty()) return {Status::kFailed, fault, "", 0};
   const std::string message = pages.empty() ? "is black and white only; kept as it is" : "";
   return WithFindings({Status::kCorrected, message, "", 0}, corrected);
 }
@@ -332,7 +370,7 @@ Outcome Correct(const Job& job, const Options& options) {
 // ---- the other commands ----
 
 Outcome Analyse(const Job& job, const Options& options) {
-  const Scan scan(job.scan == "-" ? SpoolStandardInput() : job.scan);
+  const Scan scan(job.scan == "-" ? SpoolStandardInput() : job.scan, options.admission);
   const auto pages = DecideAll(scan, options, {});
   const auto json = CorrectionToJson(job.scan, pages);
   std::vector<const CorrectedPage*> found;
@@ -341,7 +379,7 @@ Outcome Analyse(const Job& job, const Options& options) {
 }
 
 Outcome PrintTables(const Job& job, const Options& options) {
-  const Scan scan(job.scan == "-" ? SpoolStandardInput() : job.scan);
+  const Scan scan(job.scan == "-" ? SpoolStandardInput() : job.scan, options.admission);
   const auto sidecar = options.useSidecar.empty() ? std::vector<CorrectedPage>() : ReadSidecar(options.useSidecar);
   const auto pages = DecideAll(scan, options, sidecar);
   const Tables tables = MakeTables(pages.front().correction, 256);
@@ -353,7 +391,9 @@ Outcome PrintTables(const Job& job, const Options& options) {
                                                  : TablesAsText(tables);
   if (job.result.empty() || job.result == "-") return {Status::kCorrected, "", text, 0};
   if (fs::path(job.result).has_parent_path()) fs::create_directories(fs::path(job.result).parent_path());
-  if (!WritePending(job.result, text).Commit(options.overwrite)) return Exists(job);
+  PendingFile pending = WritePending(job.result, text, SyncOf(options));
+  if (!pending.Commit(options.overwrite)) return Exists(job);
+  if (const std::string fault = pending.SyncName(); !fault.empty()) throw Failure(fault);
   return {Status::kCorrected, "", "", 0};
 }
 
@@ -375,18 +415,20 @@ Outcome Dispatch(const Job& job, const Options& options) {
 Outcome RunJob(const Job& job, const Options& options) {
   const auto begin = std::chrono::steady_clock::now();
   Outcome outcome;
+  TakeLibraryWarnings(); // what was said of the scan before
   try {
     outcome = Dispatch(job, options);
   } catch (const vips::VError& error) {
     outcome.message = LibraryReason(error);
   } catch (const fs::filesystem_error& error) {
     outcome.message = error.path1().string() + ": " + error.code().message();
+  } catch (const std::bad_alloc&) {
+    outcome.message = "takes more memory than there is, or than --max-memory allows";
   } catch (const std::exception& error) {
     outcome.message = error.what();
     // The scan is named anyway.
     if (outcome.message.starts_with(job.scan + ": ")) outcome.message.erase(0, job.scan.size() + 2);
   }
-  outcome.message = WithFinalNames(outcome.message);
   if (IsInterrupted() && outcome.status == Status::kFailed) outcome = {Status::kInterrupted, "interrupted", "", 0};
   outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   return outcome;

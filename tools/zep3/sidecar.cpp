@@ -2,6 +2,7 @@
 
 #include <vips/vips8>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <filesystem>
@@ -216,9 +217,12 @@ Finding FindingFromJson(const nlohmann::json& json, uint16_t docType) {
     for (const Reason& reason : Reasons()) record.lReasons |= code == reason.code ? reason.bit : 0;
   }
   const nlohmann::json& evidences = At(json, "evidences");
-  for (const Evidence& evidence : EvidencesOf(finding, docType)) {
+  for (const Evidence& evidence : EvidencesOf(finding)) {
     const std::string name(evidence.name);
-    if (evidences.contains(name)) ReadValues(evidences.at(name), name, evidence.values(record));
+    if (!evidences.contains(name)) continue;
+    std::vector<double> values(evidence.count);
+    ReadValues(evidences.at(name), name, values);
+    SetValues(evidence, values, finding);
   }
   return finding;
 }
@@ -250,17 +254,39 @@ CorrectedPage PageFromJson(const nlohmann::json& json) {
   return page;
 }
 
+std::string Dump(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
+
+// `line`: the break before the line on which this value ends. Lists of numbers are on one line each: a table would fill
+// screens otherwise.
+void AppendText(std::string& text, const Json& json, int indent, const std::string& line) {
+  const auto isLong = [](const Json& value) { return value.is_structured() || value.is_string(); };
+  const bool folded = json.is_array() && std::none_of(json.begin(), json.end(), isLong);
+  if (!json.is_structured() || json.empty() || folded) {
+    text += Dump(json);
+    return;
+  }
+  const std::string inner = line + std::string(static_cast<size_t>(indent), ' ');
+  const char* separator = json.is_object() ? "{" : "[";
+  for (const auto& [name, value] : json.items()) {
+    text += separator + inner;
+    if (json.is_object()) text += Dump(name) + ": ";
+    AppendText(text, value, indent, inner);
+    separator = ",";
+  }
+  text += line + (json.is_object() ? '}' : ']');
+}
+
 } // namespace
 
 Json AnalysisToJson(const Correction& correction) {
   if (!correction.finding) return {};
   const Finding& finding = *correction.finding;
-  ZEP3_EVIDENCE record = finding.evidence;
+  const ZEP3_EVIDENCE& record = finding.evidence;
   Json reasons = Json::array();
   for (const Reason& reason : ReasonsOf(finding)) reasons.push_back({{"code", reason.code}, {"text", reason.text}});
   Json evidences = Json::object();
-  for (const Evidence& evidence : EvidencesOf(finding, correction.record.para.wDocType)) {
-    evidences[std::string(evidence.name)] = ValuesToJson(evidence.values(record));
+  for (const Evidence& evidence : EvidencesOf(finding)) {
+    evidences[std::string(evidence.name)] = ValuesToJson(ValuesOf(evidence, finding));
   }
   return {{"asked", MethodName(finding.adaptive)},
           {"used", MethodName(record.lAnalysis != ZEP3_ANALYSIS_STANDARD)},
@@ -337,22 +363,8 @@ std::vector<CorrectedPage> ReadSidecar(const std::string& path) try {
 }
 
 std::string ToText(const Json& json, int indent) {
-  const std::string text = json.dump(indent, ' ', false, Json::error_handler_t::replace);
-  if (indent < 0) return text;
-  // Lists of numbers on one line each: a table would fill screens otherwise.
-  std::string folded;
-  bool inString = false;
-  for (size_t i = 0; i < text.size(); i++) {
-    if (text[i] == '"' && (i == 0 || text[i - 1] != '\\')) inString = !inString;
-    const size_t end = text[i] == '[' && !inString ? text.find_first_of("[]{\"", i + 1) : std::string::npos;
-    if (end == std::string::npos || text[end] != ']') {
-      folded += text[i];
-      continue;
-    }
-    for (; i < end; i++) {
-      if (text[i] != '\n' && text[i] != ' ') folded += text[i];
-    }
-    folded += ']';
-  }
-  return folded;
+  if (indent < 0) return Dump(json);
+  std::string text;
+  AppendText(text, json, indent, "\n");
+  return text;
 }

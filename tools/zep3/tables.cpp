@@ -1,29 +1,10 @@
 #include "tables.h"
 
-#include <algorithm>
-#include <cmath>
 #include <vips/vips8>
 
-#include "encoding.h"
 #include "failure.h"
 
 namespace {
-
-constexpr int kEngineGamma = 18;
-
-// The linear level of a scan's value.
-double LevelOf(size_t i, size_t entries, int gamma) {
-  const double last = static_cast<double>(entries - 1);
-  // On the engine's own scale exactly, so that its tables come out to the last bit.
-  if (gamma == kEngineGamma) return static_cast<double>(i) / (last / 255);
-  return LinearLevel(static_cast<double>(i) / last, gamma);
-}
-
-// A display level as 16 bits. What is not a number is black.
-uint16_t ToValue(double display) {
-  if (!(display > 0)) return 0;
-  return static_cast<uint16_t>(std::min(257 * display + 0.5, 65535.0));
-}
 
 std::string Line(const std::vector<uint16_t>& table, bool commaAtEnd) {
   std::string line;
@@ -36,16 +17,15 @@ std::string Line(const std::vector<uint16_t>& table, bool commaAtEnd) {
 
 Tables MakeTables(const Correction& correction, size_t entries) {
   Record record = correction.record; // the table builder writes into it
-  std::vector<double> levels(entries);
-  for (size_t i = 0; i < entries; i++) levels[i] = LevelOf(i, entries, correction.encoding.input);
-  std::vector<double> display(3 * entries);
-  if (!MakeZEP3LUTAt(&record.para, correction.matrix ? correction.matrix->data() : nullptr, levels.data(),
-                     static_cast<int64_t>(entries), display.data())) {
+  std::vector<uint16_t> values(3 * entries);
+  if (!MakeZEP3ScanLUT(&record.para, correction.matrix ? correction.matrix->data() : nullptr, correction.encoding.input,
+                       static_cast<int64_t>(entries), values.data())) {
     throw Failure("not enough memory for the tables");
   }
   Tables tables;
   for (size_t c = 0; c < 3; c++) {
-    for (size_t i = 0; i < entries; i++) tables[c].push_back(ToValue(display[entries * c + i]));
+    const auto first = values.begin() + static_cast<std::ptrdiff_t>(c * entries);
+    tables[c].assign(first, first + static_cast<std::ptrdiff_t>(entries));
   }
   return tables;
 }

@@ -1,11 +1,8 @@
 #include "tiff_directory.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-
-#include <tiffio.h>
+#include <cstdio>
+#include <string>
 
 #include "failure.h"
 
@@ -15,16 +12,14 @@ TiffTypeSize SizeOfTiffType(uint16_t type) {
   return {static_cast<size_t>(TIFFDataWidth(static_cast<TIFFDataType>(type)))};
 }
 
-TaggedFile::TaggedFile(const std::string& path, unsigned page, std::ios::openmode mode) : m_path(path) {
-  m_stream.open(path, mode | std::ios::in | std::ios::binary);
-  if (!m_stream) throw Failure(path + ": cannot be opened");
-  size = std::filesystem::file_size(path);
-  bigEndian = NumberAt(0, 2) == TIFF_BIGENDIAN; // the same number in either order
-  big = NumberAt(2, 2) == TIFF_VERSION_BIG;
-  m_link = big ? 8 : 4;
-  for (unsigned i = 0; i < page; ++i) m_link = EndOfEntries(NumberAt(m_link, OffsetBytes()));
-  m_directory = NumberAt(m_link, OffsetBytes());
-}
+TaggedFile::TaggedFile(TIFF* tiff)
+    : bigEndian(TIFFIsBigEndian(tiff) != 0),
+      big(TIFFIsBigTIFF(tiff) != 0),
+      size(TIFFGetSizeProc(tiff)(TIFFClientdata(tiff))),
+      m_tiff(tiff),
+      m_directory(TIFFCurrentDirOffset(tiff)) {}
+
+void TaggedFile::Fail(const char* what) const { throw Failure(std::string(TIFFFileName(m_tiff)) + ": " + what); }
 
 uint64_t TaggedFile::Number(const uint8_t* bytes, size_t width) const {
   uint64_t number = 0;
@@ -58,7 +53,7 @@ std::optional<Directory> TaggedFile::ReadDirectory(uint64_t offset) {
 
 Directory TaggedFile::PageDirectory() {
   auto entries = ReadDirectory(m_directory);
-  if (!entries) throw Failure(m_path + ": the page's directory cannot be read");
+  if (!entries) Fail("the page's directory cannot be read");
   return *std::move(entries);
 }
 
@@ -97,27 +92,31 @@ uint64_t TaggedFile::WriteDirectory(const Directory& entries, uint64_t next) {
   return Append(bytes);
 }
 
-void TaggedFile::ReplacePageDirectory(const Directory& entries) {
-  const uint64_t written = WriteDirectory(entries, NumberAt(EndOfEntries(m_directory), OffsetBytes()));
-  Bytes link;
-  Put(link, written, OffsetBytes());
-  Write(m_link, link);
-  if (!m_stream.flush()) throw Failure(m_path + ": cannot be written, " + std::strerror(errno));
+void TaggedFile::ReplacePageDirectory(const Directory& entries, uint64_t link) {
+  m_directory = WriteDirectory(entries, NumberAt(NextLink(), OffsetBytes()));
+  Bytes offset;
+  Put(offset, m_directory, OffsetBytes());
+  Write(link, offset);
+}
+
+void TaggedFile::Seek(uint64_t position, const char* what) {
+  const toff_t at = TIFFGetSeekProc(m_tiff)(TIFFClientdata(m_tiff), position, SEEK_SET);
+  if (at != position) Fail(what);
 }
 
 // Nothing when any of it lies outside of the file.
 std::optional<Bytes> TaggedFile::Read(uint64_t position, uint64_t count) {
   if (position > size || count > size - position) return {};
   Bytes bytes(static_cast<size_t>(count));
-  m_stream.seekg(static_cast<std::streamoff>(position));
-  m_stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(count));
-  if (!m_stream) throw Failure(m_path + ": cannot be read");
+  Seek(position, "cannot be read");
+  const auto wanted = static_cast<tmsize_t>(count);
+  if (TIFFGetReadProc(m_tiff)(TIFFClientdata(m_tiff), bytes.data(), wanted) != wanted) Fail("cannot be read");
   return bytes;
 }
 
 uint64_t TaggedFile::NumberAt(uint64_t position, size_t width) {
   const auto bytes = Read(position, width);
-  if (!bytes) throw Failure(m_path + ": a directory lies outside of the file");
+  if (!bytes) Fail("a directory lies outside of the file");
   return Number(bytes->data(), width);
 }
 
@@ -126,14 +125,15 @@ uint64_t TaggedFile::EndOfEntries(uint64_t directory) {
 }
 
 void TaggedFile::Write(uint64_t position, const Bytes& bytes) {
-  m_stream.seekp(static_cast<std::streamoff>(position));
-  m_stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  if (!m_stream) throw Failure(m_path + ": cannot be written, " + std::strerror(errno));
+  Seek(position, "cannot be written");
+  Bytes copy = bytes; // libtiff's procedures take what may be changed
+  const auto wanted = static_cast<tmsize_t>(copy.size());
+  if (TIFFGetWriteProc(m_tiff)(TIFFClientdata(m_tiff), copy.data(), wanted) != wanted) Fail("cannot be written");
 }
 
 uint64_t TaggedFile::Append(const Bytes& bytes) {
   const uint64_t position = size + size % 2; // TIFF wants even offsets
-  if (!big && position + bytes.size() > UINT32_MAX) throw Failure(m_path + ": too large for a TIFF that is no BigTIFF");
+  if (!big && position + bytes.size() > UINT32_MAX) Fail("too large for a TIFF that is no BigTIFF");
   Write(position, bytes);
   size = position + bytes.size();
   return position;

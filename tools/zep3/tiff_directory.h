@@ -5,11 +5,11 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
 #include <map>
 #include <optional>
-#include <string>
 #include <vector>
+
+#include <tiffio.h>
 
 using Bytes = std::vector<uint8_t>;
 
@@ -28,16 +28,24 @@ struct TiffTypeSize {
 };
 TiffTypeSize SizeOfTiffType(uint16_t type);
 
-// A file that libtiff could open, around the directory of one page. Whatever the file says is checked against its size.
-// Throws Failure when the file cannot be read or written.
+// A file that libtiff has opened, around the directory of one page; read and written by way of libtiff's handle, so
+// that it is the same file. Whatever the file says is checked against its size. Throws Failure when the file cannot be
+// read or written.
 class TaggedFile {
  public:
-  TaggedFile(const std::string& path, unsigned page, std::ios::openmode mode);
+  // Around the page that the handle stands at.
+  explicit TaggedFile(TIFF* tiff);
 
   bool bigEndian = false, big = false; // big: a BigTIFF
   uint64_t size = 0;                   // bytes
 
   size_t OffsetBytes() const { return big ? 8 : 4; }
+
+  // Positions of the offsets that lead to the first page's directory and on from that of the page around which this is.
+  uint64_t FirstLink() const { return big ? 8 : 4; }
+  uint64_t NextLink() { return EndOfEntries(m_directory); }
+  // From here on around the page to which the offset at this position leads.
+  void Follow(uint64_t link) { m_directory = NumberAt(link, OffsetBytes()); }
 
   // Numbers in the file's byte order.
   uint64_t Number(const uint8_t* bytes, size_t width) const;
@@ -56,8 +64,8 @@ class TaggedFile {
   Entry Store(uint16_t tag, uint16_t type, const Bytes& data);
   uint64_t WriteDirectory(const Directory& entries, uint64_t next);
 
-  // The link to it changes last: until then the file reads as before.
-  void ReplacePageDirectory(const Directory& entries);
+  // The offset at `link`, which leads to it, changes last: until then the file reads as before.
+  void ReplacePageDirectory(const Directory& entries, uint64_t link);
 
  private:
   size_t CountBytes() const { return big ? 8 : 2; }
@@ -68,8 +76,9 @@ class TaggedFile {
   void Write(uint64_t position, const Bytes& bytes);
   uint64_t Append(const Bytes& bytes);
 
-  std::string m_path;
-  std::fstream m_stream;
-  uint64_t m_link = 0;      // position of the offset that leads to the page's directory
-  uint64_t m_directory = 0; // that offset
+  void Seek(uint64_t position, const char* what);
+  [[noreturn]] void Fail(const char* what) const;
+
+  TIFF* m_tiff;
+  uint64_t m_directory = 0; // position
 };

@@ -2,16 +2,15 @@
 #pragma once
 
 #include <array>
-#include <cerrno>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <string>
 
 #include <tiffio.h>
 
 #include "failure.h"
+#include "pending_file.h"
 #include "tiff_pages.h"
 
 // What a fuzzed size may make us or libtiff allocate at once, in bytes.
@@ -21,19 +20,33 @@ constexpr int64_t kLargestAllocation = int64_t{1} << 30;
 // are dropped.
 class TiffHandle {
  public:
-  TiffHandle(const std::string& path, const char* mode) : m_path(path) {
-    TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
-    TIFFOpenOptionsSetMaxSingleMemAlloc(options, kLargestAllocation);
-    TIFFOpenOptionsSetErrorHandlerExtR(options, &TiffHandle::KeepReason, this);
-    TIFFOpenOptionsSetWarningHandlerExtR(
-        options, [](TIFF*, void*, const char*, const char*, va_list) { return 1; }, nullptr);
-    m_tiff = TIFFOpenExt(path.c_str(), mode, options);
-    TIFFOpenOptionsFree(options);
-    if (m_tiff == nullptr) Fail("cannot be opened as TIFF");
+  // To read a page. m: a truncated map would raise SIGBUS. c: strips as they are stored, a large one not as many small
+  // ones. h: no directory is read yet, else libtiff would look for the known one by going through them all.
+  TiffHandle(const std::string& path, TiffPlace place) : m_path(path) {
+    const char* mode = place.IsKnown() ? "rmch" : "rmc";
+    Open([&](TIFFOpenOptions* options) { return TIFFOpenExt(path.c_str(), mode, options); });
+    if (place.page == 0) return;
+    const int found =
+        place.IsKnown() ? TIFFSetSubDirectory(m_tiff, place.directory) : TIFFSetDirectory(m_tiff, place.page);
+    if (found == 0) Fail("page " + std::to_string(place.page + 1) + " cannot be read");
   }
-  // m: a truncated map would raise SIGBUS. c: strips as they are stored, a large one not as many small ones.
-  TiffHandle(const std::string& path, unsigned page) : TiffHandle(path, "rmc") {
-    if (page != 0 && TIFFSetDirectory(m_tiff, page) == 0) Fail("page " + std::to_string(page + 1) + " cannot be read");
+  // To read ("rmc") or write a file that is not yet a result.
+  TiffHandle(PendingFile& file, const char* mode) : m_path(file.Name()), m_file(&file) {
+    const auto read = [](thandle_t from, void* to, tmsize_t size) -> tmsize_t {
+      return static_cast<PendingFile*>(from)->Read(to, static_cast<size_t>(size));
+    };
+    const auto write = [](thandle_t to, void* from, tmsize_t size) -> tmsize_t {
+      return static_cast<PendingFile*>(to)->Write(from, static_cast<size_t>(size));
+    };
+    const auto seek = [](thandle_t in, toff_t offset, int whence) {
+      return static_cast<toff_t>(static_cast<PendingFile*>(in)->Seek(static_cast<int64_t>(offset), whence));
+    };
+    const auto size = [](thandle_t of) -> toff_t { return static_cast<PendingFile*>(of)->Size(); };
+    const auto close = [](thandle_t) { return 0; };
+    file.Seek(0, SEEK_SET);
+    Open([&](TIFFOpenOptions* options) {
+      return TIFFClientOpenExt(m_path.c_str(), mode, &file, read, write, seek, close, size, nullptr, nullptr, options);
+    });
   }
   TiffHandle(const TiffHandle&) = delete;
   TiffHandle& operator=(const TiffHandle&) = delete;
@@ -47,9 +60,10 @@ class TiffHandle {
     return TIFFGetFieldDefaulted(m_tiff, tag, &value) != 0 ? value : otherwise;
   }
 
-  // Of a call that has set errno, before which it was 0.
+  // Of a file that is written.
   [[noreturn]] void FailToWrite() const {
-    Fail(errno == 0 ? "cannot be written" : std::string("cannot be written, ") + std::strerror(errno));
+    m_file->Check(); // the system's reason
+    Fail("cannot be written");
   }
 
   [[noreturn]] void Fail(const std::string& what) const {
@@ -59,6 +73,20 @@ class TiffHandle {
   }
 
  private:
+  template <typename OpenWith>
+  void Open(OpenWith open) {
+    TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
+    TIFFOpenOptionsSetMaxSingleMemAlloc(options, kLargestAllocation);
+    TIFFOpenOptionsSetErrorHandlerExtR(options, &TiffHandle::KeepReason, this);
+    TIFFOpenOptionsSetWarningHandlerExtR(
+        options, [](TIFF*, void*, const char*, const char*, va_list) { return 1; }, nullptr);
+    m_tiff = open(options);
+    TIFFOpenOptionsFree(options);
+    if (m_tiff != nullptr) return;
+    if (m_file != nullptr) m_file->Check();
+    Fail("cannot be opened as TIFF");
+  }
+
   static int KeepReason(TIFF*, void* self, const char*, const char* format, va_list arguments) {
     auto& reason = static_cast<TiffHandle*>(self)->m_reason;
     std::vsnprintf(reason.data(), reason.size(), format, arguments);
@@ -66,6 +94,7 @@ class TiffHandle {
   }
 
   std::string m_path;
+  PendingFile* m_file = nullptr; // what is written; null: a file to read
   std::array<char, 512> m_reason{};
   TIFF* m_tiff = nullptr;
 };

@@ -1,8 +1,6 @@
 #include "tiff_pages.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <filesystem>
 #include <initializer_list>
 
 #include "failure.h"
@@ -42,7 +40,6 @@ void CopyStoredBlock(const TiffHandle& from, const TiffHandle& to, bool tiled, u
   const tmsize_t read =
       tiled ? TIFFReadRawTile(from, block, buffer.data(), size) : TIFFReadRawStrip(from, block, buffer.data(), size);
   if (read != size) from.Fail("block " + std::to_string(block) + " cannot be read");
-  errno = 0;
   const tmsize_t written =
       tiled ? TIFFWriteRawTile(to, block, buffer.data(), size) : TIFFWriteRawStrip(to, block, buffer.data(), size);
   if (written != size) to.FailToWrite();
@@ -53,18 +50,18 @@ void EncodeBlockAgain(const TiffHandle& from, const TiffHandle& to, bool tiled, 
   const tmsize_t read = tiled ? TIFFReadEncodedTile(from, block, buffer.data(), size)
                               : TIFFReadEncodedStrip(from, block, buffer.data(), size);
   if (read <= 0) from.Fail("block " + std::to_string(block) + " cannot be decoded");
-  errno = 0;
   const tmsize_t written = tiled ? TIFFWriteEncodedTile(to, block, buffer.data(), read)
                                  : TIFFWriteEncodedStrip(to, block, buffer.data(), read);
   if (written != read) to.FailToWrite();
 }
 
-void CopyBlocks(const TiffHandle& from, const TiffLayout& layout, uint64_t fileSize, const TiffHandle& to) {
+void CopyBlocks(const TiffHandle& from, const TiffLayout& layout, const TiffHandle& to) {
   const bool again = TIFFIsBigEndian(from) != TIFFIsBigEndian(to) && DependsOnByteOrder(from, layout);
   const tmsize_t decoded = layout.tiled ? TIFFTileSize(from) : TIFFStripSize(from);
   if (again && (decoded <= 0 || decoded > kLargestAllocation)) from.Fail("the strips or tiles are too large");
   const uint32_t blocks = layout.tiled ? TIFFNumberOfTiles(from) : TIFFNumberOfStrips(from);
-  uint64_t left = fileSize; // blocks that share their data could make any amount of it
+  uint64_t left =
+      TIFFGetSizeProc(from)(TIFFClientdata(from)); // blocks that share their data could make any amount of it
   Bytes buffer;
   for (uint32_t block = 0; block < blocks; ++block) {
     const uint64_t stored = TIFFGetStrileByteCount(from, block);
@@ -192,29 +189,20 @@ bool IsOneStrip(const TiffHandle& tiff) {
          tiff.Get<uint32_t>(TIFFTAG_ROWSPERSTRIP, 0) >= tiff.Get<uint32_t>(TIFFTAG_IMAGELENGTH, 0);
 }
 
-// Completes the directory of `targetPage` from that of `page`. With `samePixels` all but the block lists is the
-// source's.
-void Transplant(const std::string& source, unsigned page, const std::string& target, unsigned targetPage,
-                bool samePixels, bool strip) {
-  bool sameDepth = false;
-  bool sameSamples = false;
-  bool sameRows = samePixels;
-  { // with libtiff's checks of the directories
-    const TiffHandle before(source, page);
-    const TiffHandle after(target, targetPage);
-    const auto bits = [](const TiffHandle& tiff) { return tiff.Get<uint16_t>(TIFFTAG_BITSPERSAMPLE, 1); };
-    sameDepth = bits(before) == bits(after);
-    const auto samples = [](const TiffHandle& tiff) { return tiff.Get<uint16_t>(TIFFTAG_SAMPLESPERPIXEL, 1); };
-    sameSamples = samples(before) == samples(after);
-    sameRows = sameRows || (IsOneStrip(before) && IsOneStrip(after));
-  }
-  TaggedFile from(source, page, std::ios::in), to(target, targetPage, std::ios::out);
+// In what a page is like the one whose directory it is to have.
+struct Likeness {
+  bool pixels, depth, samples, rows; // as stored; pixels: all but where they are
+};
+
+// Completes the directory of the page around which `to` is from that around which `from` is. `link`: position of the
+// offset that leads to it.
+void Transplant(TaggedFile& from, TaggedFile& to, uint64_t link, const Likeness& same, bool strip) {
   const auto stays = [&](uint16_t tag) {
     // Its length follows from the depth.
-    if (tag == TIFFTAG_TRANSFERFUNCTION) return !sameDepth;
-    if (tag == TIFFTAG_ROWSPERSTRIP) return !sameRows;
-    if (tag == TIFFTAG_EXTRASAMPLES) return !sameSamples; // libvips says of any alpha that it is not multiplied in
-    return samePixels ? IsBlockList(tag) : BelongsToPixels(tag);
+    if (tag == TIFFTAG_TRANSFERFUNCTION) return !same.depth;
+    if (tag == TIFFTAG_ROWSPERSTRIP) return !same.rows;
+    if (tag == TIFFTAG_EXTRASAMPLES) return !same.samples; // libvips says of any alpha that it is not multiplied in
+    return same.pixels ? IsBlockList(tag) : BelongsToPixels(tag);
   };
   Directory entries;
   for (const auto& [tag, entry] : to.PageDirectory()) {
@@ -224,7 +212,7 @@ void Transplant(const std::string& source, unsigned page, const std::string& tar
   for (const auto& [tag, entry] : from.PageDirectory()) {
     if (!stays(tag) && (!strip || BelongsToPixels(tag) || PlacesPixels(tag))) carrier.Carry(entry, entries);
   }
-  to.ReplacePageDirectory(entries);
+  to.ReplacePageDirectory(entries, link);
 }
 
 } // namespace
@@ -252,6 +240,9 @@ TiffLayout LayoutOf(const TiffHandle& tiff) {
   const uint64_t* offsets = nullptr;
   layout.subImages = TIFFGetField(tiff, TIFFTAG_SUBIFD, &subImages, &offsets) != 0 && subImages > 0;
   layout.big = TIFFIsBigTIFF(tiff) != 0;
+  layout.width = tiff.Get<uint32_t>(TIFFTAG_IMAGEWIDTH, 0);
+  layout.height = tiff.Get<uint32_t>(TIFFTAG_IMAGELENGTH, 0);
+  layout.directory = TIFFCurrentDirOffset(tiff);
   return layout;
 }
 
@@ -280,7 +271,7 @@ void SetLayout(const TiffHandle& from, const TiffLayout& layout, const TiffHandl
 }
 
 std::vector<TiffLayout> ReadTiffLayouts(const std::string& path) {
-  const TiffHandle tiff(path, 0u);
+  const TiffHandle tiff(path, kFirstPage);
   std::vector<TiffLayout> layouts{LayoutOf(tiff)};
   while (TIFFLastDirectory(tiff) == 0) {
     if (TIFFReadDirectory(tiff) == 0) tiff.Fail("page " + std::to_string(layouts.size() + 1) + " cannot be read");
@@ -289,24 +280,44 @@ std::vector<TiffLayout> ReadTiffLayouts(const std::string& path) {
   return layouts;
 }
 
-void CopyTiffTags(const std::string& source, unsigned page, const std::string& result) {
-  Transplant(source, page, result, 0, false, false);
+void CopyTiffTags(const std::string& source, TiffPlace page, PendingFile& result) {
+  const TiffHandle before(source, page);
+  const TiffHandle after(result, "rmc");
+  const auto bits = [](const TiffHandle& tiff) { return tiff.Get<uint16_t>(TIFFTAG_BITSPERSAMPLE, 1); };
+  const auto samples = [](const TiffHandle& tiff) { return tiff.Get<uint16_t>(TIFFTAG_SAMPLESPERPIXEL, 1); };
+  const Likeness same = {false, bits(before) == bits(after), samples(before) == samples(after),
+                         IsOneStrip(before) && IsOneStrip(after)};
+  TaggedFile from(before), to(after);
+  Transplant(from, to, to.FirstLink(), same, false);
 }
 
-void AppendTiffPage(const std::string& source, unsigned page, const std::string& target, bool big, bool strip) {
-  unsigned targetPage = 0;
-  {
-    const TiffHandle from(source, page);
-    const TiffLayout layout = LayoutOf(from);
-    if (layout.compression == COMPRESSION_OJPEG) throw Failure(source + ": old-style JPEG cannot be copied");
-    const bool append = std::filesystem::exists(target);
-    const std::string create = std::string("w") + (TIFFIsBigEndian(from) != 0 ? "b" : "l") + (big ? "8" : "");
-    const TiffHandle to(target, append ? "a" : create.c_str());
-    SetLayout(from, layout, to);
-    CopyBlocks(from, layout, std::filesystem::file_size(source), to);
-    errno = 0;
-    if (TIFFWriteDirectory(to) == 0) to.FailToWrite();
+TiffPageWriter::TiffPageWriter(PendingFile& file, bool big) : m_file(file), m_big(big) {}
+
+TiffPageWriter::~TiffPageWriter() = default;
+
+void TiffPageWriter::Append(const std::string& source, TiffPlace page, bool strip) {
+  Append(TiffHandle(source, page), strip);
+}
+
+void TiffPageWriter::Append(PendingFile& source, bool strip) { Append(TiffHandle(source, "rmc"), strip); }
+
+void TiffPageWriter::Append(const TiffHandle& from, bool strip) {
+  const TiffLayout layout = LayoutOf(from);
+  if (layout.compression == COMPRESSION_OJPEG) from.Fail("old-style JPEG cannot be copied");
+  if (m_to == nullptr) {
+    const std::string mode = std::string("w") + (TIFFIsBigEndian(from) != 0 ? "b" : "l") + (m_big ? "8" : "");
+    m_to = std::make_unique<TiffHandle>(m_file, mode.c_str());
   }
-  targetPage = TIFFNumberOfDirectories(TiffHandle(target, 0u)) - 1;
-  Transplant(source, page, target, targetPage, true, strip);
+  SetLayout(from, layout, *m_to);
+  CopyBlocks(from, layout, *m_to);
+  if (TIFFWriteDirectory(*m_to) == 0) m_to->FailToWrite();
+  // libtiff links its directories to one another, and the first to the file's head. Of those that replace them the same
+  // is done here: looking for the last one from the beginning would cost a time that grows with the square of the
+  // pages.
+  TaggedFile source(from), target(*m_to);
+  if (m_link == 0) m_link = m_libraryLink = target.FirstLink();
+  target.Follow(m_libraryLink);
+  m_libraryLink = target.NextLink();
+  Transplant(source, target, m_link, {true, true, true, true}, strip);
+  m_link = target.NextLink();
 }

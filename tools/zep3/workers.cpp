@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstring>
@@ -21,6 +22,7 @@ extern "C" void __gcov_dump();
 #endif
 
 #include "failure.h"
+#include "interrupt.h"
 
 namespace {
 
@@ -38,11 +40,12 @@ bool WriteFully(int file, const void* data, size_t size) {
   return true;
 }
 
-bool ReadFully(int file, void* data, size_t size) {
+// `stop`: whether a signal ends the wait.
+bool ReadFully(int file, void* data, size_t size, bool (*stop)()) {
   char* bytes = static_cast<char*>(data);
   while (size > 0) {
     const ssize_t got = ::read(file, bytes, size);
-    if (got < 0 && errno == EINTR) continue;
+    if (got < 0 && errno == EINTR && !stop()) continue;
     if (got <= 0) return false;
     bytes += got;
     size -= static_cast<size_t>(got);
@@ -60,15 +63,23 @@ bool Send(int file, const Message& message) {
   return sent;
 }
 
-std::optional<Message> Receive(int file) {
+// What a process that has lost its senses may make the other allocate. Honest answers hold some kilobytes for each page
+// of a scan, and TIFF knows no more than a million of them.
+constexpr uint64_t kMostTexts = 2 << 20;
+constexpr uint64_t kMostBytes = 4ULL << 30;
+
+// Nothing when the other side has gone, or sends what is no message.
+std::optional<Message> Receive(int file, bool (*stop)()) {
   uint64_t count = 0;
-  if (!ReadFully(file, &count, sizeof count)) return std::nullopt;
+  uint64_t left = kMostBytes;
+  if (!ReadFully(file, &count, sizeof count, stop) || count > kMostTexts) return std::nullopt;
   Message message(count);
   for (std::string& text : message) {
     uint64_t size = 0;
-    if (!ReadFully(file, &size, sizeof size)) return std::nullopt;
+    if (!ReadFully(file, &size, sizeof size, stop) || size > left) return std::nullopt;
+    left -= size;
     text.resize(size);
-    if (!ReadFully(file, text.data(), text.size())) return std::nullopt;
+    if (!ReadFully(file, text.data(), text.size(), stop)) return std::nullopt;
   }
   return message;
 }
@@ -76,6 +87,12 @@ std::optional<Message> Receive(int file) {
 // ---- workers ----
 
 constexpr int kLook = 500; // ms
+
+using Clock = std::chrono::steady_clock;
+
+// For a worker to put away what it has begun, after a signal; then it is ended. What it leaves is put away for it.
+constexpr auto kGrace = std::chrono::milliseconds(500);
+constexpr int kLookAtTheEnd = 20; // ms
 #ifdef __SANITIZE_ADDRESS__
 constexpr int kLeaks = 23; // exit status, as the sanitizer's own
 #endif
@@ -92,7 +109,19 @@ int WaitStatus(pid_t pid) {
   return status;
 }
 
+// Of one that has been told to end, and is ended where it has not by then.
+int EndAt(Clock::time_point end, pid_t pid) {
+  int status = 0;
+  while (::waitpid(pid, &status, WNOHANG) == 0) {
+    if (Clock::now() > end) ::kill(pid, SIGKILL);
+    ::usleep(1000 * kLookAtTheEnd);
+  }
+  return status;
+}
+
+// How a worker ended that has closed its channel, or whose channel holds nonsense.
 std::string HowItEnded(pid_t pid) {
+  ::kill(pid, SIGKILL); // changes nothing for one that is ending
   const int status = WaitStatus(pid);
   if (WIFSIGNALED(status)) return std::string("its worker process died (") + strsignal(WTERMSIG(status)) + ")";
   return "its worker process ended with status " + std::to_string(WEXITSTATUS(status));
@@ -120,14 +149,20 @@ class Pool {
     std::string death;
   };
 
-  // Ends the workers that wait for a job, and returns the last of their exit statuses that is not 0.
+  // Ends the workers, and returns the last exit status that is not 0 of those that wait for a job. Others are at work
+  // when an exception ends the run: nobody takes their results.
   int Dismiss() {
+    for (Worker& worker : m_workers) {
+      if (worker.pid >= 0) ::close(worker.channel); // it sees the end of its jobs
+      if (worker.job) ::kill(worker.pid, SIGTERM);
+    }
     int fault = 0;
+    const auto end = Clock::now() + kGrace;
     for (Worker& worker : m_workers) {
       if (worker.pid < 0) continue;
-      ::close(worker.channel); // the worker sees the end of its jobs
-      const int status = WaitStatus(worker.pid);
-      if (WIFEXITED(status) && WEXITSTATUS(status) != 0) fault = WEXITSTATUS(status);
+      const int status = worker.job ? EndAt(end, worker.pid) : WaitStatus(worker.pid);
+      if (worker.job) m_events.cleanUp(m_running[*worker.job].job);
+      if (!worker.job && WIFEXITED(status) && WEXITSTATUS(status) != 0) fault = WEXITSTATUS(status);
       worker = Worker();
     }
     return fault;
@@ -179,12 +214,14 @@ class Pool {
     if (pid == 0) {
       // A parent that is killed tells nobody: its worker gives up what it works on.
       ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+      CatchSignalsAsWorker();
       if (::getppid() != parent) ::_exit(0);
       ::close(channel[0]);
       for (const Worker& other : m_workers) {
         if (other.pid >= 0) ::close(other.channel);
       }
-      while (const std::optional<Message> job = Receive(channel[1])) {
+      // Whether to go on without a job is the parent's to say.
+      while (const std::optional<Message> job = Receive(channel[1], [] { return false; })) {
         if (!Send(channel[1], m_work(*job))) break;
       }
 #ifdef __SANITIZE_ADDRESS__
@@ -212,25 +249,28 @@ class Pool {
     return ::poll(channels.data(), channels.size(), 0) > 0;
   }
 
+  // Asks the workers that have a job to give it up, and ends those that have not in time. At each look: a signal that
+  // comes just before a worker begins to wait for input does not end that.
+  void Stop() {
+    m_end = m_end.value_or(Clock::now() + kGrace);
+    for (const Worker& worker : m_workers) {
+      if (worker.job) ::kill(worker.pid, Clock::now() < *m_end ? SIGTERM : SIGKILL);
+    }
+  }
+
   // Waits for an answer and takes those that are there. Without a worker at work (they died) there is none to wait for.
   void Collect() {
     std::vector<pollfd> channels = Channels();
     const bool working =
         std::any_of(m_workers.begin(), m_workers.end(), [](const Worker& worker) { return worker.job; });
     // Not for ever: a signal that comes just before is seen by the next look.
-    const int ready = ::poll(channels.data(), channels.size(), working ? kLook : 0);
-    if (m_events.stop()) {
-      // The signal may have been for this process alone. At each look: one that comes just before a worker begins to
-      // wait for input does not end that.
-      for (const Worker& worker : m_workers) {
-        if (worker.pid >= 0) ::kill(worker.pid, SIGTERM);
-      }
-    }
+    const int ready = ::poll(channels.data(), channels.size(), !working ? 0 : m_end ? kLookAtTheEnd : kLook);
+    if (m_events.stop()) Stop(); // the signal may have been for this process alone
     if (ready <= 0) return;
     for (size_t i = 0; i < channels.size(); i++) {
       if (channels[i].revents == 0) continue;
       Worker& worker = m_workers[i];
-      std::optional<Message> answer = Receive(worker.channel);
+      std::optional<Message> answer = Receive(worker.channel, IsInterrupted);
       if (!answer) {
         Lost(worker);
         continue;
@@ -267,6 +307,7 @@ class Pool {
   std::map<size_t, Running> m_running; // by the jobs' order
   size_t m_next = 0;
   bool m_exhausted = false;
+  std::optional<Clock::time_point> m_end; // interrupted: until when workers have time
 };
 
 } // namespace

@@ -7,6 +7,7 @@ _zep3() {
       COMPREPLY=($(compgen -W "$("$1" --help | sed -n '/^Kinds/,/^$/s/^  \([a-z-]*\) .*/\1/p')" -- "$cur"))
       ;;
     --analysis) COMPREPLY=($(compgen -W "standard adaptive" -- "$cur")) ;;
+    --also-read) COMPREPLY=($(compgen -W "jp2 jxl heif gif pdf" -- "$cur")) ;;
     --as) COMPREPLY=($(compgen -W "text csv json png scanimage" -- "$cur")) ;;
     --format) COMPREPLY=($(compgen -W "tif png jpg webp pnm" -- "$cur")) ;;
     --option) COMPREPLY=($(compgen -W "normal plain" -- "$cur")) ;;

@@ -1,3 +1,4 @@
+// Base, whites, votes on the slopes, monochrome film, the print, in this order; then points and evidence.
 #include "engine/adaptive/negative/estimator.h"
 
 #include <algorithm>
@@ -44,7 +45,7 @@ void NegativeEstimator::ReadLogLevels() {
 bool NegativeEstimator::MeasureBase() {
   double top[3];
   std::vector<double> samples;
-  double(&base)[3] = m_seen.dBase;
+  double(&base)[3] = m_seen.base;
   for (int c = 0; c < 3; c++) {
     samples = m_log[c];
     top[c] = Percentile(samples, kTopPercent);
@@ -57,7 +58,7 @@ bool NegativeEstimator::MeasureBase() {
     if (!strip.seen) continue;
     double above[3];
     for (int c = 0; c < 3; c++) above[c] = 1.8 * (std::log10(AtLeast(kLeastLevel, strip.level[c])) - top[c]);
-    if (Largest(strip.level) < kHolderLevel) m_seen.dHolder += 0.25;
+    if (Largest(strip.level) < kHolderLevel) m_seen.holder += 0.25;
     if (Smallest(above) > -kTopAbove && Largest(above) < m_tuning.baseRange) clear.push_back(&strip);
   }
   if (!clear.empty()) {
@@ -65,8 +66,8 @@ bool NegativeEstimator::MeasureBase() {
     std::nth_element(clear.begin(), middle, clear.end(),
                      [](const Strip* p, const Strip* q) { return Mean(p->level) < Mean(q->level); });
     std::copy_n((*middle)->level, 3, base);
-    m_seen.dBaseMeasured = 1.0;
-    m_seen.dBorder = 0.25 * static_cast<double>(clear.size());
+    m_seen.baseMeasured = 1.0;
+    m_seen.border = 0.25 * static_cast<double>(clear.size());
   }
   for (int c = 0; c < 3; c++) {
     base[c] = Clamp(base[c], kBaseMin, kBaseMax);
@@ -87,13 +88,13 @@ void NegativeEstimator::JudgeColour(const double (&contrast)[3], const ExposureC
   double white[3];
   FindWhites(white);
   m_film = JudgeColourFilm(SeenWith(white), m_traits, m_tuning.trust);
-  m_seen.dNeutral = m_film.belief;
+  m_seen.neutral = m_film.belief;
   double first[3];
   for (int c = 0; c < 3; c++) first[c] = FilmExposure(white[c], m_traits.slope[c], m_traits.toe);
-  m_seen.dHighlight[0] = first[0] - first[1];
-  m_seen.dHighlight[1] = first[2] - first[1];
+  m_seen.highlight[0] = first[0] - first[1];
+  m_seen.highlight[1] = first[2] - first[1];
   const double(&daylight)[3] = m_tuning.trust.balance;
-  m_seen.dPlanck = TowardLamp(m_seen.dHighlight[0] - daylight[0], m_seen.dHighlight[1] - daylight[2]);
+  m_seen.planck = TowardLamp(m_seen.highlight[0] - daylight[0], m_seen.highlight[1] - daylight[2]);
   RefineSlopes(white, exposure);
 
   std::fill(m_exposure.begin(), m_exposure.end(), -kBaseMax);
@@ -177,7 +178,7 @@ void NegativeEstimator::RefineSlopes(const double (&white)[3], const ExposureCur
       if (value <= best) continue;
       best = value;
       found[turn] = change;
-      m_seen.dVotes = agree;
+      m_seen.votes = agree;
     }
     deviate(2 * turn, found[turn], deviation[turn]);
   }
@@ -206,14 +207,14 @@ void NegativeEstimator::JudgeMonochrome(const ExposureCurve& exposure) {
   }
   for (int c = 0; c < 3; c++) {
     products[c] = Clamp(products[c], squares / kContrastRatioMax, squares * kContrastRatioMax);
-    m_seen.dStain[c] = products[c] / squares;
+    m_seen.stain[c] = products[c] / squares;
   }
-  m_seen.dNeutral = 1.0;
+  m_seen.neutral = 1.0;
   m_film = JudgeMonochromeFilm(SeenWith(products), m_traits);
 
   const double perSlope = 1.0 / m_traits.slope[0];
   double share[3];
-  for (int c = 0; c < 3; c++) share[c] = 1.8 * weight[c] / sum / m_seen.dStain[c];
+  for (int c = 0; c < 3; c++) share[c] = 1.8 * weight[c] / sum / m_seen.stain[c];
   for (size_t i = 0; i < m_exposure.size(); i++) {
     double density = 0.0;
     for (int c = 0; c < 3; c++) density += share[c] * (m_base[c] - m_log[c][i]);
@@ -225,20 +226,20 @@ bool NegativeEstimator::JudgePrint(double softer) {
   std::vector<double> samples = m_exposure;
   const double black = Percentile(samples, kBlackPercent);
   const double white = Percentile(samples, m_tuning.whitePercent);
-  m_seen.dRange = white - black;
-  if (m_seen.dRange < kLeastRange) return false;
-  m_seen.dPower = (1.0 - softer) * Clamp(std::pow(m_tuning.rangeUsual / m_seen.dRange, m_tuning.rangeShare),
-                                         kContrastMin, m_tuning.contrastMax);
+  m_seen.range = white - black;
+  if (m_seen.range < kLeastRange) return false;
+  m_seen.power = (1.0 - softer) * Clamp(std::pow(m_tuning.rangeUsual / m_seen.range, m_tuning.rangeShare), kContrastMin,
+                                        m_tuning.contrastMax);
   double sum = 0.0;
   for (const double x : m_exposure) sum += AtLeast(black, x);
-  m_seen.dMean = m_seen.dPower * (sum / static_cast<double>(m_exposure.size()) - white);
-  m_seen.dLift = Clamp(kMeanShare * (Clamp(m_seen.dMean, kMeanDark, kMeanLight) - m_seen.dMean), -kLiftMax, kLiftMax);
+  m_seen.mean = m_seen.power * (sum / static_cast<double>(m_exposure.size()) - white);
+  m_seen.lift = Clamp(kMeanShare * (Clamp(m_seen.mean, kMeanDark, kMeanLight) - m_seen.mean), -kLiftMax, kLiftMax);
 
   const double thin = Clamp(white - m_tuning.whiteUsual, -kWhiteReach, kWhiteReach);
-  const double whitePrint = m_tuning.white + m_seen.dLift + m_tuning.whitePull * thin;
-  m_paper.white = white - whitePrint / m_seen.dPower;
-  m_paper.contrast = m_seen.dPower;
-  m_paper.flare = AtMost(kFlareMax, kFlareShare * std::pow(10.0, whitePrint - m_seen.dPower * m_seen.dRange));
+  const double whitePrint = m_tuning.white + m_seen.lift + m_tuning.whitePull * thin;
+  m_paper.white = white - whitePrint / m_seen.power;
+  m_paper.contrast = m_seen.power;
+  m_paper.flare = AtMost(kFlareMax, kFlareShare * std::pow(10.0, whitePrint - m_seen.power * m_seen.range));
   return true;
 }
 
@@ -255,23 +256,23 @@ void NegativeEstimator::FitPoints(ZEP3_IC& ic) const {
   }
 }
 
-void NegativeEstimator::Report(ZEP3_EVIDENCE& evidence) const {
-  ZEP3_NEGATIVE_EVIDENCE& seen = evidence.negative;
+void NegativeEstimator::Report(ZEP3_EVIDENCE& evidence, Measured& measured) const {
+  NegativeEvidence& seen = measured.negative;
   seen = m_seen;
-  std::copy_n(m_film.slope, 3, seen.dSlope);
+  std::copy_n(m_film.slope, 3, seen.slope);
   // What rests on the picture: its whites, the grays between them and black, and a contrast that is the film's own.
-  evidence.dConfidence = seen.dNeutral * std::min(seen.dPower, 1.0 / seen.dPower);
-  if (m_colour) evidence.dConfidence *= std::sqrt(AtMost(1.0, seen.dVotes / kUsualVotes));
+  evidence.dConfidence = seen.neutral * std::min(seen.power, 1.0 / seen.power);
+  if (m_colour) evidence.dConfidence *= std::sqrt(AtMost(1.0, seen.votes / kUsualVotes));
 
   const auto because = [&](bool so, int64_t reason) {
     if (so) evidence.lReasons |= reason;
   };
-  because(seen.dBaseMeasured > 0.0, ZEP3_REASON_MEASURED_BASE);
-  because(seen.dNeutral < kBelieved, ZEP3_REASON_ONE_COLOUR);
+  because(seen.baseMeasured > 0.0, ZEP3_REASON_MEASURED_BASE);
+  because(seen.neutral < kBelieved, ZEP3_REASON_ONE_COLOUR);
   // Of faded film the same is lost dye.
-  because(!m_faded && seen.dPlanck > kIncandescent && seen.dNeutral >= kBelieved, ZEP3_REASON_INCANDESCENT);
-  because(seen.dRange < kFlatRange, ZEP3_REASON_FLAT);
-  because(std::fabs(seen.dLift) > kLifted, ZEP3_REASON_BRIGHTNESS);
+  because(!m_faded && seen.planck > kIncandescent && seen.neutral >= kBelieved, ZEP3_REASON_INCANDESCENT);
+  because(seen.range < kFlatRange, ZEP3_REASON_FLAT);
+  because(std::fabs(seen.lift) > kLifted, ZEP3_REASON_BRIGHTNESS);
   const double uneven = std::max(LogRatio(0), LogRatio(2));
   because(m_faded && uneven > std::log(kUnevenSlope), ZEP3_REASON_UNEVEN_FADING);
 }

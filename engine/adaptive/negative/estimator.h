@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "engine/adaptive/block_grid.h"
+#include "engine/adaptive/evidence.h"
 #include "engine/adaptive/picture.h"
 #include "engine/film/film.h"
 #include "engine/film/print.h"
@@ -26,8 +27,8 @@ class NegativeEstimator {
   // Writes input points and gammas of the curves that print it, for the output points that the channels hold.
   void FitPoints(ZEP3_IC& ic) const;
 
-  // Evidence, reasons and confidence.
-  void Report(ZEP3_EVIDENCE& evidence) const;
+  // Measurements, reasons and confidence.
+  void Report(ZEP3_EVIDENCE& evidence, Measured& measured) const;
 
  private:
   void ReadLogLevels();
@@ -53,5 +54,5 @@ class NegativeEstimator {
   Film m_film;
   FilmTraits m_traits;
   Paper m_paper;
-  ZEP3_NEGATIVE_EVIDENCE m_seen = {};
+  NegativeEvidence m_seen = {};
 };

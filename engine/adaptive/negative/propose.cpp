@@ -1,3 +1,4 @@
+// What colour matrix and correction level ask for, handed to the estimator; its results laid into the record.
 #include "engine/adaptive/negative/propose.h"
 
 #include "engine/adaptive/block_grid.h"
@@ -42,7 +43,7 @@ void ProposeLevelToneFromFull(const CZEP& standard, ZEP3_PARA& para) {
 } // namespace
 
 bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, const CZEP& standard, bool usable,
-                     ZEP3_PARA& para, ZEP3_EVIDENCE& evidence) {
+                     ZEP3_PARA& para, ZEP3_EVIDENCE& evidence, Measured& measured) {
   const bool colour = DocType(para) == ZEP3_DOC_NEGATIVE;
   const bool faded = para.wSubMode == ZEP3_SUB_RESTORATION;
   double contrast[3] = {1.0, 1.0, 1.0};
@@ -60,8 +61,8 @@ bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, const
   } else if (!colour && !faded) {
     ProposeLevelToneFromFull(standard, para);
   }
-  evidence.lAnalysis = ZEP3_ANALYSIS_NEGATIVE;
-  estimator.Report(evidence);
-  TellWindow(picture, evidence);
+  evidence.lAnalysis = colour ? ZEP3_ANALYSIS_NEGATIVE : ZEP3_ANALYSIS_NEGATIVE_BW;
+  estimator.Report(evidence, measured);
+  TellWindow(picture, evidence, measured);
   return true;
 }

@@ -32,7 +32,7 @@ struct NegativeTuning {
 
 namespace negative {
 
-// Sound film: means of published characteristic curves, which lie between 0.55 and 0.69 (toes 0.12 to 0.27). The
+// Unfaded film: means of published characteristic curves, which lie between 0.55 and 0.69 (toes 0.12 to 0.27). The
 // balance is that of daylight film in daylight.
 inline constexpr NegativeTuning kColour = {
     .baseRange = 1.3,
@@ -156,8 +156,8 @@ inline constexpr double kBlackPercent = 0.5;
 inline constexpr double kContrastMin = 0.7;
 // How far whites may lie from usual ones to count: about three stops.
 inline constexpr double kWhiteReach = 1.0;
-// Mean exposures, relative to the whites, of pictures that are left as they are; half of what lies outside is taken
-// back, up to a stop.
+// Mean exposures, relative to the whites, between which pictures are left as they are; half of what lies outside is
+// taken back, up to a stop.
 inline constexpr double kMeanDark = -1.1;
 inline constexpr double kMeanLight = -0.2;
 inline constexpr double kMeanShare = 0.5;

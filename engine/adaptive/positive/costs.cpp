@@ -1,3 +1,4 @@
+// Each cost is minus the logarithm of a probability, up to a constant.
 #include "engine/adaptive/positive/costs.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Two points from the wanted levels, the gamma by bisection on a third.
 #include "engine/adaptive/positive/curve_points.h"
 
 #include "engine/common/convert.h"

@@ -17,9 +17,9 @@ struct CurvePoints {
   double hlIn = 0.0, sdIn = 0.0, hlOut = kHighlightOut, sdOut = kShadowOut, gamma = 1.0;
 };
 
-// The curve of an original that is not a negative. `levelFor` gives the level of the scan, above 0, that shall come out
-// as a level and rises with it. Where the highlight would lie beyond the scale, the curve ends at the first output
-// below it, in steps of 1, that does not.
+// The curve of an original that is not a negative. levelFor(out) is the scan's level, above 0, that shall come out as
+// `out`; it rises with it. Where the highlight would lie beyond the scale, the curve ends at the first lower output, in
+// steps of 1, that does not.
 CurvePoints CurveThrough(const std::function<double(double)>& levelFor);
 
 // As a record holds them before the conversion to the display gamma.

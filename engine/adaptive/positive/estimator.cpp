@@ -1,3 +1,4 @@
+// Joint ends of the picture, a search for the likeliest model from two starts, and the trust in it.
 #include "engine/adaptive/positive/estimator.h"
 
 #include <algorithm>
@@ -197,7 +198,7 @@ PositiveEstimate PositiveEstimator::Estimate(const BlockGrid& grid, const std::v
   Anchors anchors = anchorsFor(ranges);
 
   DensityModel found = BestModel(StartsFrom(anchors), anchors);
-  // A black that is dark in all channels of the faded picture may not be so in the sound one.
+  // A black that is dark in all channels of the faded picture may not be so in the unfaded one.
   anchors = anchorsFor(found);
   found = Search(found, anchors);
 

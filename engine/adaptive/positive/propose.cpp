@@ -1,9 +1,10 @@
-#include "engine/adaptive/picture.h"
+// The points that undo the model, and what is told of it: evidence, reasons, confidence.
 #include "engine/adaptive/positive/propose.h"
 
 #include <algorithm>
 #include <cmath>
 
+#include "engine/adaptive/picture.h"
 #include "engine/adaptive/positive/curve_points.h"
 #include "engine/adaptive/positive/estimator.h"
 #include "engine/adaptive/positive/tuning.h"
@@ -17,55 +18,55 @@ using namespace positive;
 
 namespace {
 
-// The light that a display shows for a linear level of its output: displays are sRGB, of which a gamma of 2.2 is the
-// usual approximation. From kShadowOut on, which lies above the straight beginning of sRGB (IEC 61966-2-1).
+// The light that a display shows for a linear level of its output. Displays are sRGB, which a gamma of 2.2
+// approximates. Valid from kShadowOut on, which lies above the straight beginning of sRGB (IEC 61966-2-1).
 double DisplayedLight(double level) { return std::pow((std::pow(level / 255.0, 1.8 / 2.2) + 0.055) / 1.055, 2.4); }
 
 double Apart(const double (&v)[3]) { return Largest(v) - Smallest(v); }
 
-ZEP3_POSITIVE_EVIDENCE EvidenceOf(const PositiveEstimate& estimate, const PositiveMaterial& material) {
-  ZEP3_POSITIVE_EVIDENCE e = {};
-  e.dTrust = estimate.trust;
-  e.dGain = estimate.gain;
-  e.dBlackPile = estimate.anchors.pile;
-  e.dWhiteCost = estimate.whiteCost;
-  e.dBlackCost = estimate.blackCost;
-  e.dHistoryCost = estimate.historyCost;
+PositiveEvidence EvidenceOf(const PositiveEstimate& estimate, const PositiveMaterial& material) {
+  PositiveEvidence e = {};
+  e.trust = estimate.trust;
+  e.gain = estimate.gain;
+  e.blackPile = estimate.anchors.pile;
+  e.whiteCost = estimate.whiteCost;
+  e.blackCost = estimate.blackCost;
+  e.historyCost = estimate.historyCost;
   double black[3];
   for (int c = 0; c < 3; c++) {
-    e.dDyeLeft[c] = estimate.model.Dye(c);
-    e.dOffset[c] = estimate.model.offset[c];
-    e.dJointWhite[c] = estimate.model.Undo(c, estimate.anchors.white[c]);
-    e.dJointBlack[c] = estimate.model.Undo(c, estimate.anchors.black[c]);
+    e.dyeLeft[c] = estimate.model.Dye(c);
+    e.offset[c] = estimate.model.offset[c];
+    e.jointWhite[c] = estimate.model.Undo(c, estimate.anchors.white[c]);
+    e.jointBlack[c] = estimate.model.Undo(c, estimate.anchors.black[c]);
     // What is darker than the material can be is the scanner's; its colour is noise.
-    black[c] = std::min(e.dJointBlack[c], material.densest);
+    black[c] = std::min(e.jointBlack[c], material.densest);
   }
-  e.dWhiteTint = Apart(e.dJointWhite);
-  e.dBlackTint = Apart(black);
+  e.whiteTint = Apart(e.jointWhite);
+  e.blackTint = Apart(black);
   return e;
 }
 
-int64_t ReasonsOf(const PositiveEstimate& estimate, const ZEP3_POSITIVE_EVIDENCE& e, bool slide) {
+int64_t ReasonsOf(const PositiveEstimate& estimate, const PositiveEvidence& e, bool slide) {
   double lightest[3];
   for (int c = 0; c < 3; c++) lightest[c] = estimate.model.Undo(c, estimate.anchors.lightest[c]);
   int64_t reasons = 0;
   const auto note = [&](bool holds, int64_t reason) { reasons |= holds ? reason : 0; };
-  note(e.dTrust < kIntact, ZEP3_REASON_SOUND);
-  note(kIntact <= e.dTrust && e.dTrust < kSure, ZEP3_REASON_UNCERTAIN);
-  note(Mean(e.dJointWhite) > kNoWhite, ZEP3_REASON_NO_WHITE);
-  note(Mean(e.dJointBlack) < kNoBlack[slide], ZEP3_REASON_NO_BLACK);
-  note(e.dWhiteTint > kTinted, ZEP3_REASON_COLOURED_WHITE);
-  note(e.dBlackTint > kTinted, ZEP3_REASON_COLOURED_BLACK);
+  note(e.trust < kIntact, ZEP3_REASON_INTACT);
+  note(kIntact <= e.trust && e.trust < kSure, ZEP3_REASON_UNCERTAIN);
+  note(Mean(e.jointWhite) > kNoWhite, ZEP3_REASON_NO_WHITE);
+  note(Mean(e.jointBlack) < kNoBlack[slide], ZEP3_REASON_NO_BLACK);
+  note(e.whiteTint > kTinted, ZEP3_REASON_COLOURED_WHITE);
+  note(e.blackTint > kTinted, ZEP3_REASON_COLOURED_BLACK);
   note(Apart(lightest) > kOneColour, ZEP3_REASON_ONE_COLOUR);
-  note(Smallest(e.dDyeLeft) < kFaded, ZEP3_REASON_STRONG_FADING);
-  note(e.dOffset[2] - e.dOffset[0] > kStained, ZEP3_REASON_STAIN);
+  note(Smallest(e.dyeLeft) < kFaded, ZEP3_REASON_STRONG_FADING);
+  note(e.offset[2] - e.offset[0] > kStained, ZEP3_REASON_STAIN);
   return reasons;
 }
 
 } // namespace
 
 bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, bool usable, ZEP3_PARA& para,
-                     ZEP3_EVIDENCE& evidence) {
+                     ZEP3_EVIDENCE& evidence, Measured& measured) {
   const bool slide = para.wDocType == ZEP3_DOC_POSITIVE;
   const bool faded = para.wSubMode == ZEP3_SUB_RESTORATION;
   const PositiveMaterial& material = slide ? kSlideMaterial : kPrintMaterial;
@@ -94,9 +95,9 @@ bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, bool usabl
       faded ? standard.RestorationSaturation(ic, Mean(gamma), estimate.trust * CorrectLevelFromZero(para)) : 0;
 
   evidence.lAnalysis = ZEP3_ANALYSIS_POSITIVE;
-  evidence.positive = EvidenceOf(estimate, material);
-  evidence.lReasons = ReasonsOf(estimate, evidence.positive, slide);
-  TellWindow(picture, evidence);
+  measured.positive = EvidenceOf(estimate, material);
+  evidence.lReasons = ReasonsOf(estimate, measured.positive, slide);
+  TellWindow(picture, evidence, measured);
   const double doubt = AtLeast(0.0, estimate.whiteCost) + 2.0 * AtLeast(0.0, estimate.blackCost);
   evidence.dConfidence = std::fabs(2.0 * estimate.trust - 1.0) * std::exp(-doubt / kDoubt);
   return true;

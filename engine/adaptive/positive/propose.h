@@ -1,11 +1,12 @@
 // Prints and slides: the estimate of what happened to them, laid into a record.
 #pragma once
 
+#include "engine/adaptive/evidence.h"
 #include "engine/zep3.h"
 
 class CZEP;
 
-// For reflective photos, faded prints and positive film. False, with nothing written, where the image holds too
-// little to decide from, or the picture itself has unusable levels where the scan has (not `usable`).
+// For reflective photos, faded prints and positive film. False, with nothing written, where the image holds too little
+// to decide from, and where the scan has unusable levels (not `usable`) and so has the picture itself.
 bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, bool usable, ZEP3_PARA& para,
-                     ZEP3_EVIDENCE& evidence);
+                     ZEP3_EVIDENCE& evidence, Measured& measured);

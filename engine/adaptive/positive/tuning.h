@@ -136,7 +136,7 @@ inline constexpr double kOneColour = 0.5;         // density by which the lighte
 inline constexpr double kFaded = 0.55;            // share of dye left
 inline constexpr double kStained = 0.08;          // density of the base in blue beyond that in red
 
-// Nats of what the ends cost that take confidence down by a factor e.
+// Cost of the ends, in nats, that lowers the confidence by a factor e.
 inline constexpr double kDoubt = 3.0;
 
 } // namespace positive

@@ -1,3 +1,4 @@
+// The document members by correction level, highlights, ratio and gamma.
 #include "engine/calc/steps/document.h"
 
 #include "engine/calc/steps/correct_level.h"

@@ -1,3 +1,4 @@
+// Weights of own and common highlights, and the gains.
 #include "engine/calc/steps/hl_balance.h"
 
 #include <algorithm>

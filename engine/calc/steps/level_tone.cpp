@@ -1,3 +1,4 @@
+// The mean output of the picture, and three inner points around it.
 #include "engine/calc/steps/level_tone.h"
 
 #include <algorithm>

@@ -1,0 +1,13 @@
+// From a scan's own values to linear levels.
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+
+// The linear level of value i of 0..entries-1, with its fraction; gamma in tenths.
+inline double LevelOfValue(int64_t i, int64_t entries, int64_t gamma) {
+  const auto last = static_cast<double>(entries - 1);
+  // On the engine's own scale exactly, so that its tables come out to the last bit.
+  if (gamma == 18) return static_cast<double>(i) / (last / 255.0);
+  return 255.0 * std::pow(static_cast<double>(i) / last, static_cast<double>(gamma) / 18.0);
+}

@@ -1,0 +1,130 @@
+// The pre-scan, the scan's own tables, and a finished picture in one call.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+#include "engine/common/convert.h"
+#include "engine/common/float_environment.h"
+#include "engine/finish/box_means.h"
+#include "engine/finish/scan_levels.h"
+#include "engine/finish/shrunk_area.h"
+#include "engine/image/pixels.h"
+#include "engine/zep3.h"
+
+namespace {
+
+// Pixels of the pre-scan's longer side, at most.
+constexpr int64_t kPrescanSide = 1250;
+
+// Share of chroma that a unit of the proposed saturation adds.
+constexpr double kChromaPerSaturation = 0.005;
+
+bool IsScan(const ZEP3_BmpInfo& scan) {
+  const auto isSide = [](int64_t side) { return 0 < side && side <= INT32_MAX; };
+  const bool depth = scan.lBitCount == ZEP3_BITS_8 || scan.lBitCount == ZEP3_BITS_16;
+  return depth && isSide(scan.lWidth) && isSide(scan.lHeight) && IsScanAddressable(scan);
+}
+
+// Pixels of the scan's layout as linear levels R G B.
+template <class Sample>
+class ToLinear {
+ public:
+  ToLinear(const PixelLayout& layout, int64_t gamma) : m_layout(layout), m_level(kEntries) {
+    for (int64_t i = 0; i < kEntries; i++) {
+      m_level[static_cast<size_t>(i)] = static_cast<uint8_t>(ToInt32(LevelOfValue(i, kEntries, gamma) + 0.5));
+    }
+  }
+  void Convert(const Sample* from, int64_t pixels, uint8_t* to) const {
+    for (int64_t i = 0; i < pixels; i++, from += m_layout.samples, to += 3) {
+      to[0] = m_level[from[m_layout.red]];
+      to[1] = m_level[from[m_layout.green]];
+      to[2] = m_level[from[m_layout.blue]];
+    }
+  }
+
+ private:
+  static constexpr int64_t kEntries = int64_t{1} << (8 * sizeof(Sample));
+  PixelLayout m_layout;
+  std::vector<uint8_t> m_level;
+};
+
+template <class Sample, class Sum>
+void WritePrescan(const ZEP3_BmpInfo& scan, int64_t gamma, int64_t shrink, uint8_t* out) {
+  const PixelLayout layout = ScanLayoutOf(scan);
+  const ToLinear<Sample> toLinear(layout, gamma);
+  const auto line = [&](int64_t y) { return reinterpret_cast<const Sample*>(scan.pBits + y * scan.lBytesPerLine); };
+  if (shrink == 1) {
+    for (int64_t y = 0; y < scan.lHeight; y++, out += 3 * scan.lWidth) toLinear.Convert(line(y), scan.lWidth, out);
+    return;
+  }
+  const int64_t pixels = Blocks(scan.lWidth, shrink) * Blocks(scan.lHeight, shrink);
+  std::vector<Sample> means(static_cast<size_t>(pixels * layout.samples));
+  BoxMeans<Sample, Sum> boxes(scan.lWidth * layout.samples, layout.samples, layout.samples, shrink, means.data());
+  for (int64_t y = 0; y < scan.lHeight; y++) boxes.Add(line(y));
+  boxes.Finish();
+  toLinear.Convert(means.data(), pixels, out);
+}
+
+} // namespace
+
+int64_t GetZEP3PrescanShrink(int64_t lWidth, int64_t lHeight) {
+  return std::max<int64_t>(1, Blocks(std::max(lWidth, lHeight), kPrescanSide));
+}
+
+int MakeZEP3Prescan(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lShrink, ZEP3_BmpInfo* prescan) try {
+  if (scan == nullptr || prescan == nullptr || prescan->pBits == nullptr) return 0;
+  if (lScanGamma <= 0 || lShrink < 1 || !IsScan(*scan)) return 0;
+  const FloatEnvironment environment;
+  const bool deep = scan->lBitCount == ZEP3_BITS_16;
+  WithBoxTypes(deep, lShrink, [&]<class Sample, class Sum>(Sample, Sum) {
+    WritePrescan<Sample, Sum>(*scan, lScanGamma, lShrink, prescan->pBits);
+  });
+  const int64_t width = Blocks(scan->lWidth, lShrink);
+  const int64_t height = Blocks(scan->lHeight, lShrink);
+  SetZEP3Image(prescan, prescan->pBits, width, height, 0, ZEP3_PIXEL_RGB, ZEP3_BITS_8);
+  prescan->area = ShrunkArea(*scan, lShrink);
+  return 1;
+} catch (...) { // out of memory: an exception must not reach a C caller
+  return 0;
+}
+
+double GetZEP3Chroma(const ZEP3_PARA* para) {
+  if (para == nullptr) return 1.0;
+  if (para->wDocType == ZEP3_DOC_NEGATIVE_BW) return 0.0;
+  const FloatEnvironment environment;
+  return std::max(0.0, 1.0 + kChromaPerSaturation * static_cast<double>(para->lSaturation));
+}
+
+int FinishZEP3(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lAdaptive, ZEP3_PARA* para, double* pdColorMatrix,
+               ZEP3_EVIDENCE* evidence) try {
+  if (scan == nullptr || para == nullptr || lScanGamma <= 0 || !IsScan(*scan)) return 0;
+  const int64_t shrink = GetZEP3PrescanShrink(scan->lWidth, scan->lHeight);
+  std::vector<uint8_t> levels(static_cast<size_t>(3 * Blocks(scan->lWidth, shrink) * Blocks(scan->lHeight, shrink)));
+  const int64_t entries = scan->lBitCount == ZEP3_BITS_16 ? 65536 : 256;
+  std::vector<uint16_t> table(static_cast<size_t>(3 * entries));
+  ZEP3_BmpInfo prescan = {};
+  prescan.pBits = levels.data();
+  if (MakeZEP3Prescan(scan, lScanGamma, shrink, &prescan) == 0) return 0;
+
+  const ZEP3_KIND* kind = FindZEP3KindOf(para);
+  const bool adaptive = lAdaptive == ZEP3_UNSET ? kind != nullptr && kind->wAdaptive != 0 : lAdaptive != 0;
+  double identity[9] = {1.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, 1.0};
+  double* const matrix = pdColorMatrix != nullptr ? pdColorMatrix : identity;
+  ZEP3_EVIDENCE seen = {};
+  const int found = adaptive ? ZEP3Adaptive(&prescan, para, matrix, &seen) : ZEP3(&prescan, para, matrix);
+  if (evidence != nullptr) {
+    for (auto& corner : seen.dWindow) {
+      for (double& v : corner) v *= static_cast<double>(shrink);
+    }
+    *evidence = seen;
+  }
+  if (found == 0) return 0;
+
+  const double chroma = GetZEP3Chroma(para);
+  ZEP3_PARA copy = *para; // the table builder writes into it
+  if (MakeZEP3ScanLUT(&copy, pdColorMatrix, lScanGamma, entries, table.data()) == 0) return 0;
+  return ApplyZEP3ScanLUT(scan, table.data(), chroma);
+} catch (...) {
+  return 0;
+}
