@@ -9,20 +9,8 @@ programs="python3-skimage python3-pil gnuplot-nox fonts-dejavu-core dpkg-dev"
 photographs="python3-skimage lomiri-wallpapers-16.04"
 source=leptonlib
 
-missing=""
-for package in $programs; do
-  case $(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null) in
-    installed) ;;
-    *) missing="$missing $package" ;;
-  esac
-done
-if [ -n "$missing" ]; then
-  as_root=""
-  [ "$(id -u)" = 0 ] || as_root=sudo
-  $as_root apt-get update -q
-  # shellcheck disable=SC2086
-  $as_root apt-get install -q -y --no-install-recommends $missing
-fi
+# shellcheck disable=SC2086
+sh scripts/setup.sh $programs
 
 if [ ! -f $packages/complete ]; then
   rm -rf $packages

@@ -1,11 +1,14 @@
 #!/bin/sh
-# Installs what building, testing and the samples need from Debian's packages; does nothing where it is all there.
+# Installs what building, testing and the samples need from Debian's packages, or the packages named; does nothing where
+# it is all there. Usage: setup.sh [PACKAGE...]
 set -eu
 
 packages="g++ clang libclang-rt-dev clang-format cmake ninja-build pkg-config
   libvips-dev libtiff-dev libwebp-dev liblcms2-dev zlib1g-dev libcli11-dev nlohmann-json3-dev gnuplot-nox help2man
   libgtest-dev libbenchmark-dev python3 libvips-tools libtiff-tools libimage-exiftool-perl procps
   abigail-tools musl-dev binutils gcovr"
+
+[ $# = 0 ] || packages="$*"
 
 missing=""
 for package in $packages; do
