@@ -108,8 +108,7 @@ void Plan::Expand(const std::string& folder) {
 // True when the name's extension is that of a format that is read.
 bool Plan::IsScanName(const std::string& name) const {
   const Format* format = AnyFormatOfName(name);
-  const auto& also = m_options.admission.alsoRead;
-  return format != nullptr && (!IsOnDemand(*format) || std::find(also.begin(), also.end(), format) != also.end());
+  return format != nullptr && (!IsOnDemand(*format) || m_options.admission.AlsoReads(format->name));
 }
 
 std::optional<Job> Plan::Next() {

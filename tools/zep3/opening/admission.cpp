@@ -3,9 +3,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <fstream>
-#include <string_view>
 
 #include <vips/vips8>
 
@@ -38,6 +38,10 @@ int64_t DataBytes() {
 }
 
 } // namespace
+
+bool Admission::AlsoReads(std::string_view format) const {
+  return std::any_of(alsoRead.begin(), alsoRead.end(), [&](const Format* each) { return each->name == format; });
+}
 
 void CheckPixels(const Admission& admission, int64_t width, int64_t height) {
   constexpr int64_t kEndless = INT64_MAX / 2;

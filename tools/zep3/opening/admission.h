@@ -5,12 +5,16 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "files/formats.h"
 
 struct Admission {
   std::vector<const Format*> alsoRead; // of FormatsOnDemand()
+
+  // Whether the format, by its name, is one of those.
+  bool AlsoReads(std::string_view format) const;
 
   // Pixels of one page. An A0 sheet at 1200 pixels per inch has 2232 million; a file of half a megabyte may claim any
   // number.

@@ -124,8 +124,7 @@ Scan::Scan(const std::string& name, const Admission& admission) : m_admission(ad
   }
   const std::string content(m_format->name);
   if (IsOnDemand(*m_format)) {
-    const auto& admitted = admission.alsoRead;
-    if (std::find(admitted.begin(), admitted.end(), m_format) == admitted.end()) {
+    if (!admission.AlsoReads(content)) {
       throw Failure("is a " + content + " file by its content; --also-read " + content + " opens it");
     }
     const Format* byName = AnyFormatOfName(m_path);
@@ -188,11 +187,8 @@ void Scan::CheckWebp() const {
 // libvips decodes one compression by another library than libtiff.
 void Scan::CheckTiffPage(const TiffLayout& layout) const {
   CheckPixels(m_admission, layout.width, layout.height);
-  const auto& admitted = m_admission.alsoRead;
   const bool jpeg2000 = layout.compression >= kAperioJpeg2000 && layout.compression <= kAperioJpeg2000 + 2;
-  if (jpeg2000 && std::none_of(admitted.begin(), admitted.end(), [](const Format* f) { return f->name == "jp2"; })) {
-    throw Failure("holds JPEG 2000; --also-read jp2 opens it");
-  }
+  if (jpeg2000 && !m_admission.AlsoReads("jp2")) throw Failure("holds JPEG 2000; --also-read jp2 opens it");
 }
 
 // Bounds the memory of decoders that hold more than a few lines. How much they hold was measured.
