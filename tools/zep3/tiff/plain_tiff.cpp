@@ -19,11 +19,7 @@ namespace {
 
 class PlainTiffLines : public PlainLines {
  public:
-  PlainTiffLines(const std::string& path, TiffPlace page) : m_tiff(path, page) {
-    m_layout = LayoutOf(m_tiff);
-    m_height = m_tiff.Get<uint32_t>(TIFFTAG_IMAGELENGTH, 0);
-    m_width = m_tiff.Get<uint32_t>(TIFFTAG_IMAGEWIDTH, 0);
-  }
+  PlainTiffLines(const std::string& path, TiffPlace page) : m_tiff(path, page), m_layout(LayoutOf(m_tiff)) {}
 
   bool IsPlain() const {
     const uint16_t photometric = m_tiff.Get<uint16_t>(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
@@ -36,7 +32,7 @@ class PlainTiffLines : public PlainLines {
   }
 
   PlainShape Shape() const override {
-    return {m_width, m_height, m_layout.samplesPerPixel, m_layout.bitsPerSample == 16};
+    return {m_layout.width, m_layout.height, m_layout.samplesPerPixel, m_layout.bitsPerSample == 16};
   }
 
   void Read(int64_t begin, int64_t end, const Take& take) const override {
@@ -63,15 +59,15 @@ class PlainTiffLines : public PlainLines {
   bool HasLines() const {
     struct stat file = {};
     if (m_layout.rowsPerStrip == 0 || Samples() == 0 || ::fstat(TIFFFileno(m_tiff), &file) != 0) return false;
-    return LineBytes() <= file.st_size && m_height <= INT64_MAX / LineBytes();
+    return LineBytes() <= file.st_size && m_layout.height <= INT64_MAX / LineBytes();
   }
 
   // Pages with missing or short strips are left to the decoder, which has better messages.
   bool HasAllStrips() const {
     const int64_t rows = m_layout.rowsPerStrip;
-    for (int64_t line = 0; line < m_height; line += rows) {
+    for (int64_t line = 0; line < m_layout.height; line += rows) {
       const auto strip = static_cast<uint32_t>(line / rows);
-      const auto bytes = static_cast<uint64_t>(std::min(rows, m_height - line) * LineBytes());
+      const auto bytes = static_cast<uint64_t>(std::min(rows, m_layout.height - line) * LineBytes());
       if (TIFFGetStrileOffset(m_tiff, strip) == 0 || TIFFGetStrileByteCount(m_tiff, strip) < bytes) return false;
     }
     return true;
@@ -92,7 +88,7 @@ class PlainTiffLines : public PlainLines {
       uint8_t* to = room(size);
       const uint64_t offset = TIFFGetStrileOffset(m_tiff, static_cast<uint32_t>(strip));
       if (!ReadAt(offset + static_cast<uint64_t>(inStrip * LineBytes()), size, to)) {
-        m_tiff.Fail("ends before line " + std::to_string(line + count) + " of " + std::to_string(m_height));
+        m_tiff.Fail("ends before line " + std::to_string(line + count) + " of " + std::to_string(m_layout.height));
       }
       take(to, count);
       line += count;
@@ -116,7 +112,6 @@ class PlainTiffLines : public PlainLines {
 
   TiffHandle m_tiff;
   TiffLayout m_layout;
-  uint32_t m_width, m_height;
 };
 
 // Decoded bytes that are read while as many are written.
