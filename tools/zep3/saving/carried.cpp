@@ -57,11 +57,10 @@ std::string PngChunkOf(const Scan& scan, const PngChunkKind& kind) {
   return whole;
 }
 
-bool HasResolution(const vips::VImage& image, const Scan& scan) {
+bool HasResolution(const vips::VImage& image, const Scan& scan, const std::string& phys) {
   if (Is(scan, "png")) {
-    const std::string chunk = PngChunkOf(scan, kPhys);
     const bool exif = image.get_typeof("exif-ifd0-XResolution") != 0;
-    return exif || (!chunk.empty() && chunk[16] == 1); // in metres
+    return exif || (!phys.empty() && phys[16] == 1); // in metres
   }
   return !Is(scan, "jpeg") || image.get_typeof(VIPS_META_RESOLUTION_UNIT) != 0;
 }

@@ -22,8 +22,9 @@ inline constexpr PngChunkKind kPhys = {"pHYs", 9};
 // The scan's own chunk, whole; empty where it is no PNG or has none.
 std::string PngChunkOf(const Scan& scan, const PngChunkKind& kind);
 
-// False where the scan says nothing of how large it is: the image then has a resolution by default.
-bool HasResolution(const vips::VImage& image, const Scan& scan);
+// False where the scan says nothing of how large it is: the image then has a resolution by default. `phys`: the scan's
+// kPhys chunk.
+bool HasResolution(const vips::VImage& image, const Scan& scan, const std::string& phys);
 
 // A PNG as the image library writes it, piece by piece, with chunks of the scan.
 class PngHead {

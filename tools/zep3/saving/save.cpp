@@ -161,15 +161,15 @@ void Save(const vips::VImage& image, const Scan& scan, int page, const SaveOptio
   const vips::VImage clean = CleanHeader(image, options.strip);
   const std::string layout = JoinOptions(LayoutOptions(image, scan, page, *options.format), options.saver);
   const bool png = options.format->name == "png";
-  const bool sized = HasResolution(image, scan);
+  const std::string phys = PngChunkOf(scan, kPhys);
+  const bool sized = HasResolution(image, scan, phys);
   std::string chunks = PngChunkOf(scan, kCicp);
   if (!chunks.empty() && (!png || options.recoded)) {
     Say(scan.Path() + ": the coding of its colours (cICP) is left out");
     chunks.clear();
   }
   Target into = {to, std::nullopt};
-  const std::string resolution = png ? PngChunkOf(scan, kPhys) : "";
-  if (png) into.head.emplace(chunks + resolution, sized && resolution.empty());
+  if (png) into.head.emplace(chunks + phys, sized && phys.empty());
   const vips::VTarget target = TargetFor(into);
   clean.write_to_target((options.suffix + layout).c_str(), target);
   if (vips_target_end(target.get_target()) != 0) throw vips::VError(); // savers need not look at how it ends
