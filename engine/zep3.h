@@ -154,7 +154,12 @@ enum {
 };
 
 /* ZEP3_EVIDENCE::lVerdict. */
-enum { ZEP3_VERDICT_NONE = 0 /* the result was not checked against the scan; this version never does */ };
+enum {
+  ZEP3_VERDICT_NONE = 0,  /* the result was not checked against the scan */
+  ZEP3_VERDICT_GOOD = 1,  /* nothing speaks against the result */
+  ZEP3_VERDICT_LOOK = 2,  /* somebody should look: lReasons says why */
+  ZEP3_VERDICT_FAILED = 3 /* the scan says too little for a correction (blank, clipped): default points */
+};
 
 /* CheckZEP3: the calls that are asked about. */
 enum {
@@ -299,9 +304,11 @@ typedef struct ZEP3_EVIDENCE {
   double dWindow[4][2];     /* the picture's window on the image that the call was given: corners top left, top right,
                                bottom right, bottom left of the upright picture, x and y in pixels from the image's top
                                left corner */
-  double dWindowConfidence; /* 0..1; 0: no window was looked for, or none found, and the corners are 0. This version
-                               looks for none. */
-  double dMeasured[115];    /* by name alone */
+  double dWindowConfidence; /* 0..1: how sure it is that this is the picture; 0: no window was looked for, or none
+                               found, and the corners are 0 */
+  double dPaper[4][2];      /* a print's sheet with the white border around its picture, likewise; 0 without a border */
+  int64_t lFrames;          /* pictures that the image shows whole, the one of the window among them; 0 without one */
+  double dMeasured[106];    /* by name alone */
 } ZEP3_EVIDENCE;
 
 /* ---- descriptions: constant, for the life of the library ----

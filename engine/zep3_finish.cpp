@@ -114,8 +114,9 @@ int FinishZEP3(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lAdaptive, 
   ZEP3_EVIDENCE seen = {};
   const int found = adaptive ? ZEP3Adaptive(&prescan, para, matrix, &seen) : ZEP3(&prescan, para, matrix);
   if (evidence != nullptr) {
-    for (auto& corner : seen.dWindow) {
-      for (double& v : corner) v *= static_cast<double>(shrink);
+    for (int i = 0; i < 4; i++) {
+      for (double& v : seen.dWindow[i]) v *= static_cast<double>(shrink);
+      for (double& v : seen.dPaper[i]) v *= static_cast<double>(shrink);
     }
     *evidence = seen;
   }

@@ -19,7 +19,8 @@ constexpr double kMostBlocks = 30000.0;
 BlockGrid ReadBlockGrid(const ZEP3_BmpInfo& image, int margin) {
   BlockGrid grid;
   AreaShape area;
-  if (!area.Lay(image.area, margin)) return grid;
+  AreaShape inner;
+  if (!area.Lay(image.area, 0) || !inner.Lay(image.area, margin)) return grid;
   const ScanRectangle scan = ScanRectangleOf(image);
   PixelSpan columns = scan.columns;
   PixelSpan lines = scan.lines;
@@ -33,6 +34,10 @@ BlockGrid ReadBlockGrid(const ZEP3_BmpInfo& image, int margin) {
 
   const double pixels = static_cast<double>(width) * static_cast<double>(height);
   const auto side = static_cast<int64_t>(std::ceil(std::sqrt(pixels / kMostBlocks)));
+  grid.left = columns.begin;
+  grid.top = lines.begin;
+  grid.side = side;
+  grid.upright = !area.rotated;
   grid.rows = static_cast<int>(height / side);
   grid.columns = static_cast<int>(width / side);
   const size_t size = static_cast<size_t>(grid.rows) * static_cast<size_t>(grid.columns);
@@ -47,7 +52,7 @@ BlockGrid ReadBlockGrid(const ZEP3_BmpInfo& image, int margin) {
     const int64_t y = lines.begin + row * side;
     means.Read(image.pBits + (y * image.lBytesPerLine + int64_t{columns.begin} * pixel.samples), image.lBytesPerLine,
                grid.columns);
-    const PixelSpan inside = area.InnerSpan(static_cast<int>(y + side / 2), columns);
+    const PixelSpan inside = inner.InnerSpan(static_cast<int>(y + side / 2), columns);
     for (int column = 0; column < grid.columns; column++) {
       const size_t at = grid.At(row, column);
       uint64_t sums[4];

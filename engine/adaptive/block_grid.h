@@ -16,8 +16,12 @@ class CHIST;
 struct BlockGrid {
   int rows = 0;
   int columns = 0;
+  int64_t left = 0; // pixels of the image: where the first block begins ...
+  int64_t top = 0;
+  int64_t side = 1;             // ... and what each of them measures
+  bool upright = true;          // the area is: all of the blocks lie within it
   std::vector<double> level[3]; // rows * columns each
-  std::vector<uint8_t> inside;  // likewise: 1 where the block's centre lies inside the area
+  std::vector<uint8_t> inside;  // likewise: 1 where the block's centre lies inside the area less its margin
 
   size_t At(int row, int column) const {
     return static_cast<size_t>(row) * static_cast<size_t>(columns) + static_cast<size_t>(column);
@@ -32,24 +36,3 @@ BlockGrid ReadBlockGrid(const ZEP3_BmpInfo& image, int margin);
 // Whether the given blocks pass the test of usable levels that the standard analysis puts to the whole scan. For
 // monochrome film one channel that passes is enough. `hist` holds the level bounds; docType is 0 to 3.
 bool HaveUsableLevels(const BlockGrid& grid, const std::vector<size_t>& blocks, const CHIST& hist, int16_t docType);
-
-// The rectangle of the grid in which the picture lies; ends excluded.
-struct Frame {
-  int top = 0, bottom = 0, left = 0, right = 0;
-
-  int Rows() const { return bottom - top; }
-  int Columns() const { return right - left; }
-};
-
-inline Frame WholeGrid(const BlockGrid& grid) { return {0, grid.rows, 0, grid.columns}; }
-
-// Calls visit(block) for the blocks of a frame that lie within the area, line by line.
-template <class Visit>
-void ForEachBlock(const BlockGrid& grid, const Frame& frame, Visit visit) {
-  for (int row = frame.top; row < frame.bottom; row++) {
-    for (int column = frame.left; column < frame.right; column++) {
-      const size_t at = grid.At(row, column);
-      if (grid.inside[at] != 0) visit(at);
-    }
-  }
-}

@@ -11,20 +11,20 @@
 
 using namespace negative;
 
-NegativeEstimator::NegativeEstimator(const BlockGrid& grid, bool colour, bool faded)
+NegativeEstimator::NegativeEstimator(const BlockGrid& grid, const Picture& picture, bool colour, bool faded)
     : m_grid(grid),
       m_colour(colour),
       m_faded(faded),
       m_tuning(TuningFor(colour, faded)),
-      m_frame(FindNegativeFrame(grid)),
+      m_picture(picture),
       m_traits(m_tuning.film) {}
 
 bool NegativeEstimator::Estimate(const double (&contrast)[3], double softer) {
-  if (m_frame.picture.size() < kLeastBlocks) return false;
+  if (m_picture.blocks.size() < kLeastBlocks) return false;
   ReadLogLevels();
   if (!MeasureBase()) return false;
   const ExposureCurve exposure(m_traits.toe);
-  m_exposure.resize(m_frame.picture.size());
+  m_exposure.resize(m_picture.blocks.size());
   if (m_colour) {
     JudgeColour(contrast, exposure);
   } else {
@@ -36,12 +36,12 @@ bool NegativeEstimator::Estimate(const double (&contrast)[3], double softer) {
 void NegativeEstimator::ReadLogLevels() {
   const Sampled<2048> logLevel(256.0, [](double level) { return std::log10(AtLeast(kLeastLevel, level)); });
   for (int c = 0; c < 3; c++) {
-    m_log[c].resize(m_frame.picture.size());
-    for (size_t i = 0; i < m_log[c].size(); i++) m_log[c][i] = logLevel(m_grid.level[c][m_frame.picture[i]]);
+    m_log[c].resize(m_picture.blocks.size());
+    for (size_t i = 0; i < m_log[c].size(); i++) m_log[c][i] = logLevel(m_grid.level[c][m_picture.blocks[i]]);
   }
 }
 
-// From the innermost clear border that the picture's blacks lie close enough to, else from the blacks.
+// From the clear film beside the picture, else from the picture's blacks.
 bool NegativeEstimator::MeasureBase() {
   double top[3];
   std::vector<double> samples;
@@ -51,13 +51,23 @@ bool NegativeEstimator::MeasureBase() {
     top[c] = Percentile(samples, kTopPercent);
     base[c] = std::pow(10.0, top[c]) * m_tuning.baseExcess;
   }
-  for (auto strip = m_frame.strips.rbegin(); strip != m_frame.strips.rend(); ++strip) {
+  // What lies beside the picture is clear film where it is lighter than all of the picture, but not by so much that it
+  // is open light. Of several such sides the middle one: light may fall off, or in.
+  std::vector<const Strip*> clear;
+  for (const Strip& strip : m_picture.window.strip) {
+    if (!strip.seen) continue;
     double above[3];
-    for (int c = 0; c < 3; c++) above[c] = 1.8 * (std::log10(AtLeast(kLeastLevel, strip->level[c])) - top[c]);
-    if (Smallest(above) <= -kTopAbove || Largest(above) >= m_tuning.baseRange) continue;
-    std::copy_n(strip->level, 3, base);
+    for (int c = 0; c < 3; c++) above[c] = 1.8 * (std::log10(AtLeast(kLeastLevel, strip.level[c])) - top[c]);
+    if (Largest(strip.level) < kHolderLevel) m_seen.holder += 0.25;
+    if (Smallest(above) > -kTopAbove && Largest(above) < m_tuning.baseRange) clear.push_back(&strip);
+  }
+  if (!clear.empty()) {
+    const auto middle = clear.begin() + static_cast<std::ptrdiff_t>((clear.size() - 1) / 2);
+    std::nth_element(clear.begin(), middle, clear.end(),
+                     [](const Strip* p, const Strip* q) { return Mean(p->level) < Mean(q->level); });
+    std::copy_n((*middle)->level, 3, base);
     m_seen.baseMeasured = 1.0;
-    break;
+    m_seen.border = 0.25 * static_cast<double>(clear.size());
   }
   for (int c = 0; c < 3; c++) {
     base[c] = Clamp(base[c], kBaseMin, kBaseMax);
@@ -234,10 +244,10 @@ bool NegativeEstimator::JudgePrint(double softer) {
 }
 
 void NegativeEstimator::FitPoints(ZEP3_IC& ic) const {
-  const double even = kEven * static_cast<double>(m_frame.picture.size());
+  const double even = kEven * static_cast<double>(m_picture.blocks.size());
   for (int c = 0; c < 3; c++) {
     uint32_t histogram[256] = {};
-    for (const size_t at : m_frame.picture) histogram[static_cast<int>(m_grid.level[c][at] + 0.5)]++;
+    for (const size_t at : m_picture.blocks) histogram[static_cast<int>(m_grid.level[c][at] + 0.5)]++;
     double exposure[256];
     for (int i = 0; i < 256; i++) {
       if (histogram[i] != 0) exposure[i] = m_film.ExposureAt(c, LogLevel(i));
@@ -249,12 +259,7 @@ void NegativeEstimator::FitPoints(ZEP3_IC& ic) const {
 void NegativeEstimator::Report(ZEP3_EVIDENCE& evidence, Measured& measured) const {
   NegativeEvidence& seen = measured.negative;
   seen = m_seen;
-  for (int i = 0; i < 4; i++) {
-    seen.holder += m_frame.holder[i] ? 0.25 : 0.0;
-    seen.border += m_frame.clear[i] ? 0.25 : 0.0;
-  }
   std::copy_n(m_film.slope, 3, seen.slope);
-  measured.trimmed = m_frame.trimmed;
   // What rests on the picture: its whites, the grays between them and black, and a contrast that is the film's own.
   evidence.dConfidence = seen.neutral * std::min(seen.power, 1.0 / seen.power);
   if (m_colour) evidence.dConfidence *= std::sqrt(AtMost(1.0, seen.votes / kUsualVotes));
@@ -262,7 +267,6 @@ void NegativeEstimator::Report(ZEP3_EVIDENCE& evidence, Measured& measured) cons
   const auto because = [&](bool so, int64_t reason) {
     if (so) evidence.lReasons |= reason;
   };
-  because(m_frame.trimmed > 0.0, ZEP3_REASON_BORDER_REMOVED);
   because(seen.baseMeasured > 0.0, ZEP3_REASON_MEASURED_BASE);
   because(seen.neutral < kBelieved, ZEP3_REASON_ONE_COLOUR);
   // Of faded film the same is lost dye.

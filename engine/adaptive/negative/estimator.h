@@ -7,7 +7,7 @@
 
 #include "engine/adaptive/block_grid.h"
 #include "engine/adaptive/evidence.h"
-#include "engine/adaptive/frame/negative_frame.h"
+#include "engine/adaptive/picture.h"
 #include "engine/film/film.h"
 #include "engine/film/print.h"
 #include "engine/zep3.h"
@@ -17,15 +17,12 @@ struct NegativeTuning;
 
 class NegativeEstimator {
  public:
-  // `grid` must outlive the object.
-  NegativeEstimator(const BlockGrid& grid, bool colour, bool faded);
+  // `grid` and `picture`, of which it holds blocks, must outlive the object.
+  NegativeEstimator(const BlockGrid& grid, const Picture& picture, bool colour, bool faded);
 
   // `contrast`: a channel's density contrast relative to the film's own. `softer`: 0..1, taken off the print's
   // contrast. False, with results that mean nothing, where the picture is too small or too flat.
   bool Estimate(const double (&contrast)[3], double softer);
-
-  // The blocks that show the picture.
-  const std::vector<size_t>& Picture() const { return m_frame.picture; }
 
   // Writes input points and gammas of the curves that print it, for the output points that the channels hold.
   void FitPoints(ZEP3_IC& ic) const;
@@ -48,7 +45,7 @@ class NegativeEstimator {
   const bool m_colour;
   const bool m_faded;
   const NegativeTuning& m_tuning;
-  const NegativeFrame m_frame;
+  const Picture& m_picture;
   // Of the picture's blocks.
   std::vector<double> m_log[3];   // log10 of levels
   std::vector<double> m_exposure; // of the channel that prints lightest

@@ -50,9 +50,10 @@ bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, const
   if (colour && !faded && colorMatrix != nullptr) MatrixContrasts(colorMatrix, contrast);
 
   const BlockGrid grid = ReadBlockGrid(image, 0);
-  NegativeEstimator estimator(grid, colour, faded);
+  const Picture picture = FindPicture(image, grid, Material::kNegative);
+  NegativeEstimator estimator(grid, picture, colour, faded);
   if (!estimator.Estimate(contrast, kSofterStep * AtLeast(0.0, kFullLevel - CorrectLevelFromZero(para)))) return false;
-  if (!usable && !HaveUsableLevels(grid, estimator.Picture(), *standard.m_pHist, DocType(para))) return false;
+  if (!usable && !HaveUsableLevels(grid, picture.blocks, *standard.m_pHist, DocType(para))) return false;
   SetNegativeHeader(para.ic);
   estimator.FitPoints(para.ic);
   if (!usable) {
@@ -62,5 +63,6 @@ bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, const
   }
   evidence.lAnalysis = colour ? ZEP3_ANALYSIS_NEGATIVE : ZEP3_ANALYSIS_NEGATIVE_BW;
   estimator.Report(evidence, measured);
+  TellWindow(picture, evidence, measured);
   return true;
 }

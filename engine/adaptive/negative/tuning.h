@@ -127,6 +127,7 @@ inline constexpr double kLeastRange = 0.1;  // exposure
 inline constexpr double kLeastLight = 24.0; // level of the lightest blocks
 
 // Levels below it are the scanner's noise.
+inline constexpr double kHolderLevel = 30.0; // a strip beside the picture that is as dark is a holder's
 inline constexpr double kLeastLevel = 0.3;
 // Levels of the base: a scene without a black may lie 10 % below it, and so beyond the scale.
 inline constexpr double kBaseMin = 2.0;

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <span>
 
-#include "engine/adaptive/frame/positive_frame.h"
 #include "engine/adaptive/order_statistics.h"
 #include "engine/common/scale.h"
 
@@ -164,19 +163,14 @@ DensityModel PositiveEstimator::BestModel(const std::array<DensityModel, 2>& sta
   return m_costs.Total(second, anchors) < m_costs.Total(first, anchors) ? second : first;
 }
 
-PositiveEstimate PositiveEstimator::Estimate(const BlockGrid& grid) const {
+PositiveEstimate PositiveEstimator::Estimate(const BlockGrid& grid, const std::vector<size_t>& picture) const {
   PositiveEstimate estimate;
-  const Frame frame = FindPositiveFrame(grid, m_material);
+  if (picture.size() < kFewestBlocks) return estimate;
   std::vector<double> density[3];
-  for (std::vector<double>& channel : density) channel.reserve(grid.Size());
-  estimate.picture.reserve(grid.Size());
-  ForEachBlock(grid, frame, [&](size_t at) {
-    estimate.picture.push_back(at);
-    for (int c = 0; c < 3; c++) density[c].push_back(ScannedDensity(grid.level[c][at]));
-  });
-  if (estimate.picture.size() < kFewestBlocks) return estimate;
-  const auto seen = std::count(grid.inside.begin(), grid.inside.end(), uint8_t{1});
-  estimate.trimmed = 1.0 - static_cast<double>(estimate.picture.size()) / static_cast<double>(seen);
+  for (int c = 0; c < 3; c++) {
+    density[c].reserve(picture.size());
+    for (const size_t at : picture) density[c].push_back(ScannedDensity(grid.level[c][at]));
+  }
 
   Anchors ends;
   bool flat = true;

@@ -26,9 +26,7 @@ struct PositiveEstimate {
   double whiteCost = 0.0; // nats, of the proposal, likewise the next two
   double blackCost = 0.0;
   double historyCost = 0.0;
-  double flare = 0.0;          // light, as a share of white, that lies on everything
-  std::vector<size_t> picture; // the blocks inside of the frame
-  double trimmed = 0.0;        // share of the blocks outside of it
+  double flare = 0.0; // light, as a share of white, that lies on everything
 };
 
 class PositiveEstimator {
@@ -37,7 +35,8 @@ class PositiveEstimator {
   PositiveEstimator(const PositiveMaterial& material, const PositiveHistory& history, double caution)
       : m_material(material), m_history(history), m_costs(material, history), m_caution(caution) {}
 
-  PositiveEstimate Estimate(const BlockGrid& grid) const;
+  // From the blocks of a grid that show the picture.
+  PositiveEstimate Estimate(const BlockGrid& grid, const std::vector<size_t>& picture) const;
 
  private:
   // Of densities by channel, seen through the model; at least one block.

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "engine/adaptive/picture.h"
 #include "engine/adaptive/positive/curve_points.h"
 #include "engine/adaptive/positive/estimator.h"
 #include "engine/adaptive/positive/tuning.h"
@@ -50,7 +51,6 @@ int64_t ReasonsOf(const PositiveEstimate& estimate, const PositiveEvidence& e, b
   for (int c = 0; c < 3; c++) lightest[c] = estimate.model.Undo(c, estimate.anchors.lightest[c]);
   int64_t reasons = 0;
   const auto note = [&](bool holds, int64_t reason) { reasons |= holds ? reason : 0; };
-  note(estimate.trimmed > 0.0, ZEP3_REASON_BORDER_REMOVED);
   note(e.trust < kIntact, ZEP3_REASON_INTACT);
   note(kIntact <= e.trust && e.trust < kSure, ZEP3_REASON_UNCERTAIN);
   note(Mean(e.jointWhite) > kNoWhite, ZEP3_REASON_NO_WHITE);
@@ -74,9 +74,10 @@ bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, bool usabl
   // Lower levels ask for more evidence, higher ones for less.
   const double caution = 4.0 - Clamp(CorrectLevel(para), 0.0, 8.0);
   const BlockGrid grid = ReadBlockGrid(image, CHIST::kAreaMargin);
-  const PositiveEstimate estimate = PositiveEstimator(material, history, caution).Estimate(grid);
+  const Picture picture = FindPicture(image, grid, slide ? Material::kSlide : Material::kPrint);
+  const PositiveEstimate estimate = PositiveEstimator(material, history, caution).Estimate(grid, picture.blocks);
   if (!estimate.usable) return false;
-  if (!usable && !HaveUsableLevels(grid, estimate.picture, *standard.m_pHist, DocType(para))) return false;
+  if (!usable && !HaveUsableLevels(grid, picture.blocks, *standard.m_pHist, DocType(para))) return false;
 
   ZEP3_IC& ic = para.ic;
   double gamma[3];
@@ -95,8 +96,8 @@ bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, bool usabl
 
   evidence.lAnalysis = ZEP3_ANALYSIS_POSITIVE;
   measured.positive = EvidenceOf(estimate, material);
-  measured.trimmed = estimate.trimmed;
   evidence.lReasons = ReasonsOf(estimate, measured.positive, slide);
+  TellWindow(picture, evidence, measured);
   const double doubt = AtLeast(0.0, estimate.whiteCost) + 2.0 * AtLeast(0.0, estimate.blackCost);
   evidence.dConfidence = std::fabs(2.0 * estimate.trust - 1.0) * std::exp(-doubt / kDoubt);
   return true;

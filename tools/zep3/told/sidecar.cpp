@@ -298,6 +298,21 @@ Json AnalysisToJson(const Correction& correction) {
           {"evidences", evidences}};
 }
 
+Json CornersToJson(const double (&corners)[4][2], const Prescan& prescan) {
+  Json json = Json::array();
+  for (const auto& [x, y] : corners) {
+    json.push_back({x * static_cast<double>(prescan.shrink), y * static_cast<double>(prescan.shrink)});
+  }
+  return json;
+}
+
+// Corners of the picture in pixels of the scan, and how sure they are; null where no window was found.
+Json FrameToJson(const Correction& correction) {
+  if (!correction.finding || correction.finding->evidence.dWindowConfidence <= 0.0) return {};
+  const ZEP3_EVIDENCE& evidence = correction.finding->evidence;
+  return {{"corners", CornersToJson(evidence.dWindow, correction.prescan)}, {"confidence", evidence.dWindowConfidence}};
+}
+
 } // namespace
 
 Json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPage>& pages) {
@@ -310,6 +325,7 @@ Json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPa
     json["pages"].push_back({{"page", page.page},
                              {"kind", KindName(correction.record)},
                              {"analysis", AnalysisToJson(correction)},
+                             {"frame", FrameToJson(correction)},
                              {"width", correction.prescan.scanWidth},
                              {"height", correction.prescan.scanHeight},
                              {"bands", page.bands},
@@ -332,7 +348,8 @@ std::string CorrectionText(const std::string& scanName, const std::vector<Correc
 std::string AnalysesText(const std::vector<CorrectedPage>& pages) {
   Json list = Json::array();
   for (const CorrectedPage& page : pages) {
-    list.push_back({{"page", page.page}, {"analysis", AnalysisToJson(page.correction)}});
+    list.push_back(
+        {{"page", page.page}, {"analysis", AnalysisToJson(page.correction)}, {"frame", FrameToJson(page.correction)}});
   }
   return ToText(list, -1);
 }

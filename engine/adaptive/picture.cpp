@@ -1,0 +1,156 @@
+#include "engine/adaptive/picture.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <utility>
+
+#include "engine/adaptive/order_statistics.h"
+#include "engine/common/scale.h"
+
+namespace {
+
+// Of a window, blocks from its sides and shares of its shorter side from its corners: what is nearer shows both, and
+// holders and mounts have round corners.
+constexpr double kInset = 1.0;
+constexpr double kCornerCut = 0.08;
+
+// A window that holds less than this share of the area's blocks is none to decide from.
+constexpr double kSmallest = 0.002;
+
+// Film lets more light through than this level in one channel, and than this share of what it does in the middle's
+// densest parts; the more the one that is less, but for scans without stray light.
+constexpr double kOpaqueLevel = 12.0;
+constexpr double kOpaqueMost = 24.0;
+constexpr double kOpaqueShare = 0.45;
+constexpr double kDensestPercent = 1.0;
+constexpr int kHalo = 2; // blocks that what is opaque shades
+
+struct SideLine {
+  double x, y;   // a point of it
+  double nx, ny; // inward, of length 1
+};
+
+class Inset {
+ public:
+  Inset(const Corners& corners, double side, bool film) {
+    for (int i = 0; i < 4; i++) {
+      const int next = (i + 1) % 4;
+      const double dx = corners.x[next] - corners.x[i];
+      const double dy = corners.y[next] - corners.y[i];
+      const double length = std::max(std::hypot(dx, dy), 1.0);
+      m_line[i] = {corners.x[i], corners.y[i], -dy / length, dx / length};
+    }
+    m_inset = kInset * side;
+    if (film) m_corner = kCornerCut * std::min(corners.Width(), corners.Height());
+  }
+
+  bool Holds(double x, double y) const {
+    double depth[4];
+    for (int i = 0; i < 4; i++) {
+      depth[i] = (x - m_line[i].x) * m_line[i].nx + (y - m_line[i].y) * m_line[i].ny;
+      if (depth[i] < m_inset) return false;
+    }
+    for (int i = 0; i < 4; i++) {
+      if (depth[i] + depth[(i + 1) % 4] < m_corner) return false;
+    }
+    return true;
+  }
+
+ private:
+  SideLine m_line[4];
+  double m_inset = 0.0;
+  double m_corner = 0.0;
+};
+
+// Blocks of a negative's scan that no film is dense enough for, as far as they hang together with the scan's edge, and
+// those that they shade: what a holder covers where no window was found, or reaches into it, and what was filled in
+// where a scan was turned.
+std::vector<uint8_t> OpaqueBlocks(const BlockGrid& grid) {
+  const auto lightest = [&](size_t at) { return std::max({grid.level[0][at], grid.level[1][at], grid.level[2][at]}); };
+  std::vector<double> middle;
+  for (int row = grid.rows / 4; row < grid.rows - grid.rows / 4; row++) {
+    for (int column = grid.columns / 4; column < grid.columns - grid.columns / 4; column++) {
+      middle.push_back(lightest(grid.At(row, column)));
+    }
+  }
+  std::vector<uint8_t> opaque(grid.Size());
+  if (middle.empty()) return opaque;
+  const double most = Clamp(kOpaqueShare * Percentile(middle, kDensestPercent), kOpaqueLevel, kOpaqueMost);
+  std::vector<std::pair<int, int>> open;
+  const auto reach = [&](int row, int column) {
+    if (row < 0 || column < 0 || row >= grid.rows || column >= grid.columns) return;
+    const size_t at = grid.At(row, column);
+    if (opaque[at] != 0 || lightest(at) >= most) return;
+    opaque[at] = 1;
+    open.emplace_back(row, column);
+  };
+  for (int row = 0; row < grid.rows; row++) {
+    reach(row, 0);
+    reach(row, grid.columns - 1);
+  }
+  for (int column = 0; column < grid.columns; column++) {
+    reach(0, column);
+    reach(grid.rows - 1, column);
+  }
+  std::vector<std::pair<int, int>> reached;
+  while (!open.empty()) {
+    const auto [row, column] = open.back();
+    open.pop_back();
+    reached.emplace_back(row, column);
+    reach(row - 1, column);
+    reach(row + 1, column);
+    reach(row, column - 1);
+    reach(row, column + 1);
+  }
+  for (const auto& [row, column] : reached) {
+    for (int r = std::max(row - kHalo, 0); r <= std::min(row + kHalo, grid.rows - 1); r++) {
+      for (int c = std::max(column - kHalo, 0); c <= std::min(column + kHalo, grid.columns - 1); c++) {
+        opaque[grid.At(r, c)] = 1;
+      }
+    }
+  }
+  return opaque;
+}
+
+} // namespace
+
+Picture FindPicture(const ZEP3_BmpInfo& image, const BlockGrid& grid, Material material) {
+  Picture picture;
+  const std::vector<uint8_t> opaque = material == Material::kNegative ? OpaqueBlocks(grid) : std::vector<uint8_t>();
+  if (grid.upright) picture.window = FindWindow(image, grid, material);
+  if (picture.window.found) {
+    const Inset inset(picture.window.corners, static_cast<double>(grid.side), material != Material::kPrint);
+    for (int row = 0; row < grid.rows; row++) {
+      const double y = static_cast<double>(grid.top) + (row + 0.5) * static_cast<double>(grid.side);
+      for (int column = 0; column < grid.columns; column++) {
+        const double x = static_cast<double>(grid.left) + (column + 0.5) * static_cast<double>(grid.side);
+        const size_t at = grid.At(row, column);
+        if (inset.Holds(x, y) && (opaque.empty() || opaque[at] == 0)) picture.blocks.push_back(at);
+      }
+    }
+    const double share = static_cast<double>(picture.blocks.size()) / static_cast<double>(grid.Size());
+    picture.trimmed = 1.0 - share;
+    if (share > kSmallest) return picture;
+    picture = {};
+  }
+  for (size_t at = 0; at < grid.Size(); at++) {
+    if (grid.inside[at] != 0 && (opaque.empty() || opaque[at] == 0)) picture.blocks.push_back(at);
+  }
+  return picture;
+}
+
+void TellWindow(const Picture& picture, ZEP3_EVIDENCE& evidence, Measured& measured) {
+  measured.trimmed = picture.trimmed;
+  if (!picture.window.found) return;
+  evidence.lReasons |= ZEP3_REASON_BORDER_REMOVED;
+  evidence.dWindowConfidence = picture.window.confidence;
+  evidence.lFrames = picture.window.frames;
+  for (int i = 0; i < 4; i++) {
+    evidence.dWindow[i][0] = picture.window.corners.x[i];
+    evidence.dWindow[i][1] = picture.window.corners.y[i];
+    if (!picture.window.bordered) continue;
+    evidence.dPaper[i][0] = picture.window.paper.x[i];
+    evidence.dPaper[i][1] = picture.window.paper.y[i];
+  }
+}

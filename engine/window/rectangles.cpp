@@ -1,0 +1,299 @@
+#include "engine/window/rectangles.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "engine/common/scale.h"
+#include "engine/window/tuning.h"
+
+namespace {
+
+// Nats for a side's being one of a window, not counting how it stands to what is inside.
+double LineScore(const SideTraits& side) {
+  return kSideBias + kVoteWeight * std::log(std::max(side.vote, kLeastShare)) +
+         kEvenWeight * std::max(side.evenOut - kEvenUsual, 0.0) -
+         kScatterWeight * std::log(std::max(side.scatter / kScatterUsual, 1.0)) -
+         kBeyondWeight * std::min(side.beyond, side.vote) +
+         kRowsWeight * std::log(std::clamp(side.rows / kRowsUsual, kRowsLeast, 1.0));
+}
+
+} // namespace
+
+double SideScore(const SideTraits& side, Material material) {
+  if (side.border) return 0.0;
+  const double weight = material == Material::kPrint ? kExtremePrint : kExtremeFilm;
+  const double apart = std::max(side.extreme, side.ground);
+  return std::clamp(LineScore(side) + weight * std::log(std::max(2.0 * apart - 1.0, kLeastExtreme)), kSideWorst,
+                    kSideBest);
+}
+
+namespace {
+
+double EarlyScore(const SideTraits& side) {
+  return side.border ? -kBorderCost : std::clamp(LineScore(side), kSideWorst, kSideBest);
+}
+
+struct Choice {
+  double score;
+  int line;
+};
+constexpr size_t kChoices = 5;
+
+void KeepBest(std::vector<Choice>& choices) {
+  std::sort(choices.begin(), choices.end(),
+            [](const Choice& p, const Choice& q) { return p.score != q.score ? p.score > q.score : p.line < q.line; });
+  if (choices.size() > kChoices) choices.resize(kChoices);
+}
+
+class Enumeration {
+ public:
+  explicit Enumeration(const SideLines& lines)
+      : m_lines(lines), m_middleX(0.5 * (lines.map.across - 1)), m_middleY(0.5 * (lines.map.along - 1)) {}
+
+  std::vector<Rectangle> Run() {
+    const double least = std::max(8.0, 0.08 * m_lines.map.along);
+    for (size_t t = 0; t < m_lines.line[kTop].size(); t++) {
+      for (size_t b = 0; b < m_lines.line[kBottom].size(); b++) {
+        const Line& top = m_lines.line[kTop][t];
+        const Line& bottom = m_lines.line[kBottom][b];
+        if (bottom.at - top.at < least) continue;
+        if (!top.border && !bottom.border && std::fabs(top.slope - bottom.slope) > kLeanMost) continue;
+        Between(static_cast<int>(t), static_cast<int>(b));
+      }
+    }
+    return std::move(m_found);
+  }
+
+ private:
+  void Meet(const Line& level, const Line& upright, double& x, double& y) const {
+    // y = level.at + level.slope (x - middleX), x = upright.at + upright.slope (y - middleY)
+    x = (upright.at + upright.slope * (level.at - level.slope * m_middleX - m_middleY)) /
+        (1.0 - upright.slope * level.slope);
+    y = level.at + level.slope * (x - m_middleX);
+  }
+
+  void Between(int t, int b) {
+    const Line& top = m_lines.line[kTop][static_cast<size_t>(t)];
+    const Line& bottom = m_lines.line[kBottom][static_cast<size_t>(b)];
+    const double least = std::max(8.0, 0.08 * m_lines.map.along);
+    std::vector<Choice>(&choices)[2] = m_choices;
+    for (int i = 0; i < 2; i++) {
+      choices[i].clear();
+      const std::vector<Line>& lines = m_lines.line[kLeft + i];
+      for (size_t k = 0; k < lines.size(); k++) {
+        double x, from, to;
+        Meet(top, lines[k], x, from);
+        Meet(bottom, lines[k], x, to);
+        if (to - from < least) continue;
+        const SideTraits traits = TraitsOf(lines[k], from, to);
+        choices[i].push_back({EarlyScore(traits), static_cast<int>(k)});
+      }
+      KeepBest(choices[i]);
+    }
+    for (const Choice& left : choices[0]) {
+      for (const Choice& right : choices[1]) Consider({t, b, left.line, right.line});
+    }
+  }
+
+  void Consider(const std::array<int, kSideCount>& line) {
+    const Line* lines[kSideCount];
+    double lean[2] = {1.0, -1.0};
+    for (int i = 0; i < kSideCount; i++) {
+      lines[i] = &m_lines.line[i][static_cast<size_t>(line[static_cast<size_t>(i)])];
+      if (lines[i]->border) continue;
+      const double slope = i < kLeft ? lines[i]->slope : -lines[i]->slope;
+      lean[0] = std::min(lean[0], slope);
+      lean[1] = std::max(lean[1], slope);
+    }
+    if (lean[1] - lean[0] > kLeanMost) return;
+    Rectangle found;
+    found.line = line;
+    Corners& c = found.corners;
+    Meet(*lines[kTop], *lines[kLeft], c.x[0], c.y[0]);
+    Meet(*lines[kTop], *lines[kRight], c.x[1], c.y[1]);
+    Meet(*lines[kBottom], *lines[kRight], c.x[2], c.y[2]);
+    Meet(*lines[kBottom], *lines[kLeft], c.x[3], c.y[3]);
+    if (std::min(c.x[1] - c.x[0], c.x[2] - c.x[3]) < std::max(8.0, 0.08 * m_lines.map.across)) return;
+    found.side = {TraitsOf(*lines[kTop], c.x[0], c.x[1]), TraitsOf(*lines[kBottom], c.x[3], c.x[2]),
+                  TraitsOf(*lines[kLeft], c.y[0], c.y[3]), TraitsOf(*lines[kRight], c.y[1], c.y[2])};
+    int borders = 0;
+    for (const SideTraits& side : found.side) {
+      found.score += EarlyScore(side);
+      borders += side.border;
+    }
+    if (borders <= 2) m_found.push_back(found);
+  }
+
+  const SideLines& m_lines;
+  const double m_middleX;
+  const double m_middleY;
+  std::vector<Choice> m_choices[2];
+  std::vector<Rectangle> m_found;
+};
+
+constexpr LineSearch kBlockLines = {
+    .slopeStep = 0.01, .slopes = 12, .most = 16, .leastVotes = 5, .distance = 1.25, .sameMiddle = 1.6, .sameEnds = 8.0};
+
+} // namespace
+
+SideLines FindSideLines(const BlockGrid& grid) {
+  SideLines found;
+  found.map = MapOf(grid);
+  const LevelMap turned = Turned(found.map);
+  for (const int first : {kTop, kLeft}) {
+    const LevelMap& map = first == kLeft ? found.map : turned;
+    const EdgeMap edges = FindEdges(map);
+    for (const Outside outside : {Outside::kBefore, Outside::kBehind}) {
+      std::vector<Line>& lines = found.line[first + static_cast<int>(outside)];
+      lines = FindLines(map, edges, outside, kBlockLines);
+      Line border;
+      border.border = true;
+      border.at = outside == Outside::kBefore ? -0.5 : map.across - 0.5;
+      lines.push_back(border);
+    }
+  }
+  return found;
+}
+
+void LookInside(const LevelMap& map, Material material, Rectangle& rectangle) {
+  LevelMap::Cell cells[kPlaces * kPlaces];
+  int seen = 0;
+  const Corners& at = rectangle.corners;
+  for (int i = 0; i < kPlaces; i++) {
+    const double v = (i + 0.5) / kPlaces;
+    const double left[2] = {at.x[0] + (at.x[3] - at.x[0]) * v, at.y[0] + (at.y[3] - at.y[0]) * v};
+    const double right[2] = {at.x[1] + (at.x[2] - at.x[1]) * v, at.y[1] + (at.y[2] - at.y[1]) * v};
+    for (int j = 0; j < kPlaces; j++) {
+      const double u = (j + 0.5) / kPlaces;
+      const double x = left[0] + (right[0] - left[0]) * u + 0.5;
+      const double y = left[1] + (right[1] - left[1]) * u + 0.5;
+      if (x < 0.0 || y < 0.0 || x >= map.across || y >= map.along) continue;
+      cells[seen++] = map.At(static_cast<int>(x), static_cast<int>(y));
+    }
+  }
+  // Share of the places that are darker than a level, or lighter, whichever is more and can be of surroundings.
+  const auto extreme = [&](const double(&of)[3]) {
+    int level[3];
+    for (int c = 0; c < 3; c++) level[c] = static_cast<int>(of[c] * LevelMap::kUnit);
+    const int same = kSameLevel + static_cast<int>(kUnevenLight * Largest(of) * LevelMap::kUnit);
+    int darker = 0;
+    int lighter = 0;
+    for (int i = 0; i < seen; i++) {
+      int most = cells[i].level[0] - level[0];
+      int least = most;
+      for (int c = 1; c < 3; c++) {
+        most = std::max(most, cells[i].level[c] - level[c]);
+        least = std::min(least, cells[i].level[c] - level[c]);
+      }
+      darker += most < same;
+      lighter += least > -same;
+    }
+    // No film is as dense as what is opaque; no slide is lighter at its edge.
+    if (material == Material::kNegative && Largest(of) > kOpaque) lighter = 0;
+    if (material == Material::kSlide) darker = 0;
+    return std::max(darker, lighter) / static_cast<double>(seen);
+  };
+  for (SideTraits& side : rectangle.side) {
+    if (side.border || seen == 0) continue;
+    side.extreme = extreme(side.level);
+    side.insideExtreme = extreme(side.inside);
+  }
+}
+
+namespace {
+
+// By how much the outsides of the sides differ, levels.
+double OutsidesApart(const Rectangle& rectangle) {
+  double apart = 0.0;
+  for (int c = 0; c < 3; c++) {
+    double most = 0.0;
+    double least = 255.0;
+    for (const SideTraits& side : rectangle.side) {
+      if (side.border) continue;
+      most = std::max(most, side.level[c]);
+      least = std::min(least, side.level[c]);
+    }
+    apart = std::max(apart, most - least);
+  }
+  return apart;
+}
+
+double AreaOf(const Corners& c) { return c.Width() * c.Height(); }
+
+void Judge(const LevelMap& map, Material material, Rectangle& rectangle) {
+  LookInside(map, material, rectangle);
+  int borders = 0;
+  rectangle.least = kSideBest;
+  rectangle.score = 0.0;
+  for (const SideTraits& side : rectangle.side) {
+    borders += side.border;
+    if (side.border) continue;
+    const double score = SideScore(side, material);
+    rectangle.least = std::min(rectangle.least, score);
+    rectangle.score += score - kEvenInsideCost * std::max(0.0, 2.0 * side.evenIn - 1.0);
+  }
+  rectangle.score -= kBorderCost * borders + (borders > 1 ? kTwoBordersCost : 0.0);
+  rectangle.score -= kApartCost * std::min(1.0, OutsidesApart(rectangle) / kApartFull);
+  const Corners& c = rectangle.corners;
+  const double x = 0.25 * (c.x[0] + c.x[1] + c.x[2] + c.x[3]) - 0.5 * (map.across - 1);
+  const double y = 0.25 * (c.y[0] + c.y[1] + c.y[2] + c.y[3]) - 0.5 * (map.along - 1);
+  rectangle.score += kSizeWeight * std::log(std::min(1.0, AreaOf(c) / (map.across * map.along)));
+  const double off = std::max(std::fabs(x) / c.Width(), std::fabs(y) / c.Height());
+  rectangle.score -= kOffCost * std::clamp(off - 0.5, 0.0, 1.0);
+}
+
+bool IsWithin(const Corners& inner, const Corners& outer) {
+  for (int i = 0; i < 4; i++) {
+    const bool left = i == 0 || i == 3;
+    const bool top = i < 2;
+    const double x = left ? inner.x[i] - outer.x[i] : outer.x[i] - inner.x[i];
+    const double y = top ? inner.y[i] - outer.y[i] : outer.y[i] - inner.y[i];
+    if (x <= -1.0 || y <= -1.0) return false;
+  }
+  return true;
+}
+
+// Whether what lies inside of a side may be surroundings, too: clear film within a holder, the border of a print.
+bool HasRim(const SideTraits& side) {
+  return !side.border && side.evenIn > kRimEven && side.insideScatter < kRimScatter && side.insideExtreme > kRimExtreme;
+}
+
+bool IsBetter(const Rectangle& p, const Rectangle& q) {
+  return p.score != q.score ? p.score > q.score : p.line < q.line;
+}
+
+} // namespace
+
+std::vector<Rectangle> FindRectangles(const SideLines& lines, Material material) {
+  std::vector<Rectangle> found = Enumeration(lines).Run();
+  const size_t most = std::min(kMostRectangles, found.size());
+  std::partial_sort(found.begin(), found.begin() + static_cast<std::ptrdiff_t>(most), found.end(), IsBetter);
+  found.resize(most);
+  for (Rectangle& rectangle : found) Judge(lines.map, material, rectangle);
+  std::sort(found.begin(), found.end(), IsBetter);
+  return found;
+}
+
+const Rectangle* ChooseWindow(const std::vector<Rectangle>& rectangles, double& likeliest) {
+  const auto likely = std::find_if(rectangles.begin(), rectangles.end(), [](const Rectangle& rectangle) {
+    return rectangle.score >= kLeastScore && rectangle.least >= kLeastSide;
+  });
+  if (likely == rectangles.end()) return nullptr;
+  likeliest = likely->score;
+  const Rectangle* chosen = &*likely;
+  for (bool again = true; again;) {
+    again = false;
+    const auto rims = std::count_if(chosen->side.begin(), chosen->side.end(), HasRim);
+    const double allowed = kInnerAllowance + kRimAllowance * static_cast<double>(rims);
+    const double least = rims > 0 ? kLeastSideInRim : kLeastInnerSide;
+    for (const Rectangle& inner : rectangles) {
+      if (inner.score < likely->score - allowed || inner.least < least) continue;
+      if (AreaOf(inner.corners) >= kInnerMost * AreaOf(chosen->corners)) continue;
+      if (!IsWithin(inner.corners, chosen->corners)) continue;
+      chosen = &inner;
+      again = true;
+      break;
+    }
+  }
+  return chosen;
+}
