@@ -12,6 +12,6 @@ struct Outcome {
   std::string message{}; // why it failed or was skipped, what would be done
   std::string text{};    // analysis or tables, for standard output
   double seconds = 0;
-  std::vector<std::string> found{}; // a line a page: which analysis decided, and why
+  std::vector<std::string> found{}; // lines on each page: its verdict, the analysis and why, where the picture lies
   std::string pages = "[]";         // the same as JSON
 };

@@ -106,6 +106,14 @@ void ApplyGammaPipette(std::array<int64_t, 3> colour, ZEP3_PARA& para) {
   }
 }
 
+// What only the adaptive analysis looks for. It may also find nothing.
+ZEP3_EVIDENCE WindowAlone(const ZEP3_BmpInfo& bmp, Record record, std::array<double, 9> matrix) {
+  ZEP3_BmpInfo same = bmp;
+  ZEP3_EVIDENCE evidence = {};
+  ZEP3Adaptive(&same, &record.para, matrix.data(), &evidence);
+  return evidence;
+}
+
 } // namespace
 
 Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const UserOptions& user,
@@ -129,12 +137,16 @@ Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const
   std::array<double, 9> matrix = analysis.matrix.value_or(std::array<double, 9>{1, 0, 0, 0, 1, 0, 0, 0, 1});
   Finding& finding = correction.finding.emplace();
   finding.adaptive = analysis.adaptive.value_or(analysis.kind->wAdaptive != 0);
+  const bool windowAlone = analysis.window && !finding.adaptive && analysis.kind->wAdaptive != 0;
+  const ZEP3_EVIDENCE window = windowAlone ? WindowAlone(bmp, correction.record, matrix) : ZEP3_EVIDENCE();
   const int found =
       finding.adaptive ? ZEP3Adaptive(&bmp, &para, matrix.data(), &finding.evidence) : ZEP3(&bmp, &para, matrix.data());
   if (!found) {
     const char* why = CheckZEP3(ZEP3_CALL_ANALYSE, &bmp, &para, matrix.data());
     throw Failure(why != nullptr ? why : "not enough memory for the analysis");
   }
+  correction.frame = analysis.area.corners.empty() ? FrameOf(windowAlone ? window : finding.evidence, scan.shrink)
+                                                   : FrameOf(analysis.area, scan.scanWidth, scan.scanHeight);
   ApplyUserOptions(user, correction.record);
   if (analysis.grayPipette) {
     ApplyGrayPipette(Pick(pixels, analysis.grayPipette->at, scan, para), analysis.grayPipette->strength, para);

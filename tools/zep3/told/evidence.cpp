@@ -60,11 +60,47 @@ std::string Summary(const Finding& finding) {
   return Verdict(finding) + text;
 }
 
+std::string PlaceOf(const CorrectedPage& page) {
+  const std::optional<Frame>& frame = page.correction.frame;
+  if (!frame) return "";
+  const auto size = [](const Corners& corners) {
+    return Decimal(WidthOf(corners), 0) + " x " + Decimal(HeightOf(corners), 0) + " pixels";
+  };
+  const Corner& first = frame->corners[0];
+  std::string text = (frame->given ? "area: " : "picture: ") + size(frame->corners) + " at " + Decimal(first.x, 0) +
+                     "," + Decimal(first.y, 0) + ", tilted by " + Decimal(TiltOf(frame->corners), 1) + " degrees";
+  if (!frame->given) text += ", confidence " + Decimal(frame->confidence, 2);
+  if (frame->paper) text += "; with its white border " + size(*frame->paper);
+  if (frame->pictures > 1) text += "; " + std::to_string(frame->pictures) + " pictures are seen whole";
+  if (page.cut) {
+    text += "; cut to " + Decimal(page.cut->width, 0) + " x " + Decimal(page.cut->height, 0) + " pixels";
+    if (page.cut->degrees != 0) text += " and straightened";
+  }
+  return text;
+}
+
+namespace {
+
+std::string NumberedPage(const CorrectedPage& page, const std::vector<CorrectedPage>& pages) {
+  return pages.size() > 1 ? "page " + std::to_string(page.page + 1) + ": " : "";
+}
+
+} // namespace
+
+std::string NoticesOf(const std::vector<CorrectedPage>& pages) {
+  std::string text;
+  for (const CorrectedPage& page : pages) {
+    if (!page.uncut.empty()) text += (text.empty() ? "" : "; ") + NumberedPage(page, pages) + page.uncut;
+  }
+  return text;
+}
+
 std::vector<std::string> SummariesOf(const std::vector<CorrectedPage>& pages) {
   std::vector<std::string> lines;
   for (const CorrectedPage& page : pages) {
-    const std::string which = pages.size() > 1 ? "page " + std::to_string(page.page + 1) + ": " : "";
+    const std::string which = NumberedPage(page, pages);
     if (page.correction.finding) lines.push_back(which + Summary(*page.correction.finding));
+    if (const std::string place = PlaceOf(page); !place.empty()) lines.push_back(which + place);
   }
   return lines;
 }

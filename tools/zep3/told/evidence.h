@@ -37,5 +37,11 @@ std::string Verdict(const Finding& finding);
 // The same with its reasons, in one line.
 std::string Summary(const Finding& finding);
 
-// The summary of each page that has a finding; with the page's number where there are several pages.
+// Where the picture lies, and what is cut out; nothing where it fills the scan.
+std::string PlaceOf(const CorrectedPage& page);
+
+// What the user is told unasked, in one line: pages that are not as they were to be.
+std::string NoticesOf(const std::vector<CorrectedPage>& pages);
+
+// What is told of each page, in lines; with the page's number where there are several pages.
 std::vector<std::string> SummariesOf(const std::vector<CorrectedPage>& pages);
