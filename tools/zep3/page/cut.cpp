@@ -197,13 +197,16 @@ vips::VImage CutOut(const vips::VImage& page, const Cut& cut,
   box = {box.left - kReach, box.top - kReach, box.right + kReach, box.bottom + kReach};
   const Cut around = WholePixels(box, page.width(), page.height());
   const vips::VImage changed = change(Part(page, around));
-  const vips::VImage held = Held(watch(changed));
+  const vips::VImage watched = watch(changed.copy());
+  const vips::VImage held = Held(watched);
+  vips_image_set_progress(held.get_image(), FALSE); // or all that is made of it would report to the one that goes now
   // libvips counts from the middle of the first pixel, we from its corner.
   const Axes axes(cut.degrees);
-  vips::VImage turned =
+  const vips::VInterpolate bicubic = vips::VInterpolate::new_from_name("bicubic");
+  const vips::VImage turned =
       held.affine({axes.cosine, axes.sine, -axes.sine, axes.cosine},
                   vips::VImage::option()
-                      ->set("interpolate", vips::VInterpolate::new_from_name("bicubic"))
+                      ->set("interpolate", bicubic)
                       ->set("oarea", std::vector<int>{0, 0, static_cast<int>(cut.width), static_cast<int>(cut.height)})
                       ->set("idx", around.x - cut.x + 0.5)
                       ->set("idy", around.y - cut.y + 0.5)
