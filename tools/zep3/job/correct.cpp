@@ -30,6 +30,7 @@ Outcome IsCorrectedAlready(const InPlace& place) {
 Outcome Done(const CorrectedScan& done) {
   Outcome outcome = {Status::kCorrected, NoticesOf(done.pages)};
   if (done.pages.empty()) outcome.message = "is black and white only; kept as it is";
+  outcome.verdict = WorstVerdict(done.pages);
   outcome.found = SummariesOf(done.pages);
   outcome.pages = AnalysesText(done.pages);
   return outcome;

@@ -26,8 +26,7 @@ CorrectedPage Repeated(const CorrectedPage& sidecar, const SmallScan& small, con
   Correction& correction = corrected.correction;
   const Prescan& first = correction.prescan;
   if (first.scanWidth != small.scanWidth || first.scanHeight != small.scanHeight) correction.frame.reset();
-  ApplyUserOptions(user, correction.record);
-  MeasurePrescan(small, correction);
+  Repeat(small, user, correction);
   return corrected;
 }
 

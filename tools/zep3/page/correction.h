@@ -47,8 +47,9 @@ struct Correction {
   std::optional<std::array<double, 9>> matrix; // row-major
   Encoding encoding;
   Prescan prescan;
-  std::optional<Finding> finding; // absent: from a sidecar that does not tell
-  std::optional<Frame> frame;     // absent: the picture fills the scan, or was not found
+  std::optional<Finding> finding;      // absent: from a sidecar that does not tell
+  std::optional<Frame> frame;          // absent: the picture fills the scan, or was not found
+  int64_t verdict = ZEP3_VERDICT_NONE; // on what it makes of this scan
 };
 
 // One corrected page of a scan.

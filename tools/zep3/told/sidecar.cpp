@@ -357,7 +357,9 @@ Json CutToJson(const std::optional<Cut>& cut) {
 
 // What is told of a page in few words.
 Json PageToJson(const CorrectedPage& page) {
+  const std::string_view verdict = VerdictName(page.correction.verdict);
   return {{"page", page.page},
+          {"verdict", verdict.empty() ? Json() : Json(verdict)},
           {"analysis", AnalysisToJson(page.correction)},
           {"frame", FrameToJson(page.correction.frame)},
           {"crop", CutToJson(page.cut)}};
