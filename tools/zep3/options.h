@@ -58,7 +58,7 @@ struct UserOptions {
 // What is cut out of a scan.
 struct CropOptions {
   bool wanted = false;
-  Length margin; // around the picture; percent of its shorter side; negative: inside
+  std::optional<Length> margin; // around the picture; percent of its shorter side; negative: inside
   bool keepsTilt = false; // nothing is turned
 };
 

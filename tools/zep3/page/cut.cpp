@@ -14,6 +14,9 @@ namespace {
 // which no eye sees and the finder does not measure better.
 constexpr double kUprightLean = 1.0 / 1250;
 
+// Margin where none is asked for: inside of a found picture's edge, which is as soft and as uncertain as this.
+constexpr Length kSoftEdge = {-0.2, true};
+
 // Pixels around a place that the interpolation looks at.
 constexpr double kReach = 3;
 
@@ -171,7 +174,8 @@ Cut CutOf(const Frame& frame, const CropOptions& options, int64_t width, int64_t
   if (std::abs(degrees) * std::numbers::pi / 180 < kUprightLean) degrees = 0;
   const Cut picture = RectangleOf(frame.corners, degrees);
   const double shorter = std::min(picture.width, picture.height);
-  const double margin = options.margin.percent ? options.margin.value / 100 * shorter : options.margin.value;
+  const Length wanted = options.margin.value_or(frame.given ? Length() : kSoftEdge);
+  const double margin = wanted.percent ? wanted.value / 100 * shorter : wanted.value;
   Cut cut = Within(WithMargin(picture, margin, width, height), width, height);
   const Cut around = cut.width > 0 && cut.height > 0 ? WholePixels(BoxOf(CornersOf(cut)), width, height) : Cut();
   if (degrees == 0 || options.keepsTilt) cut = around;
