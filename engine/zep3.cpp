@@ -4,11 +4,13 @@
 #include <memory>
 
 #include "engine/adaptive/adaptive.h"
+#include "engine/adaptive/view.h"
 #include "engine/calc/czep.h"
 #include "engine/common/float_environment.h"
 #include "engine/common/record.h"
 #include "engine/common/scale.h"
 #include "engine/hist/chist.h"
+#include "engine/verdict/verdict.h"
 
 namespace {
 
@@ -97,10 +99,23 @@ int Propose(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVID
   const Outcome outcome = Analyse(*hist, *zep, bmp, *para, pdColorMatrix);
   if (outcome == Outcome::kFailed) return 0;
   const bool usable = outcome == Outcome::kCalculated;
-  if (evidence != nullptr) ProposeAdaptive(*bmp, pdColorMatrix, *zep, usable, *para, *evidence);
-  ConvertToDisplayGamma(*para);
-  // On the converted points: it judges what is displayed.
-  if (usable) zep->CalcAgainstLight(para->lAgainstLight);
+  const auto finish = [&] {
+    ConvertToDisplayGamma(*para);
+    // On the converted points: it judges what is displayed.
+    if (usable) zep->CalcAgainstLight(para->lAgainstLight);
+  };
+  if (evidence == nullptr) {
+    finish();
+    return 1;
+  }
+  const Proposal calculated(*para);
+  finish();
+  const Proposal standard(*para);
+  calculated.WriteTo(*para);
+  const View view = LookAt(*bmp, *para);
+  ProposeAdaptive(view, pdColorMatrix, *zep, usable, *para, *evidence);
+  finish();
+  Settle(view, standard, usable, pdColorMatrix, *para, *evidence);
   return 1;
 }
 
@@ -117,6 +132,23 @@ int ZEP3Adaptive(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3
   if (evidence == nullptr) evidence = &unwanted;
   *evidence = {};
   return Propose(bmp, para, pdColorMatrix, evidence);
+} catch (...) {
+  return 0;
+}
+
+int JudgeZEP3(const ZEP3_BmpInfo* bmp, const ZEP3_PARA* para, const double* pdColorMatrix,
+              ZEP3_EVIDENCE* evidence) try {
+  if (bmp == nullptr || para == nullptr || evidence == nullptr) return 0;
+  const FloatEnvironment environment;
+  ZEP3_BmpInfo image = *bmp;
+  ZEP3_PARA copy = *para;
+  const auto hist = std::make_unique<CHIST>();
+  if (!hist->MakeHistogram(&image, hist->m_nAreaMargin, &copy)) return 0;
+  if (evidence->lAnalysis == ZEP3_ANALYSIS_STANDARD && !hist->IsOutRange(copy)) {
+    evidence->lReasons |= ZEP3_REASON_DEFAULTS;
+  }
+  Judge(LookAt(image, copy), copy, pdColorMatrix, *evidence);
+  return 1;
 } catch (...) {
   return 0;
 }

@@ -150,7 +150,18 @@ enum {
   ZEP3_REASON_INCANDESCENT = 1 << 14,  /* incandescent light removed; film that has not faded */
   ZEP3_REASON_FLAT = 1 << 15,          /* flat or thin negative */
   ZEP3_REASON_BRIGHTNESS = 1 << 16,    /* unusually dark or light picture, brought back in part */
-  ZEP3_REASON_UNEVEN_FADING = 1 << 17  /* one dye of the negative lost more than the others */
+  ZEP3_REASON_UNEVEN_FADING = 1 << 17, /* one dye of the negative lost more than the others */
+
+  /* Checks of the result against the scan that failed: with ZEP3_VERDICT_LOOK in the result as it is, with
+     ZEP3_VERDICT_GOOD before the correction was weakened. */
+  ZEP3_REASON_CLIPPING = 1 << 18,       /* parts of the picture end at black or white that the scan tells apart */
+  ZEP3_REASON_MARKS_LOST = 1 << 19,     /* faint marks of the scan can no longer be seen */
+  ZEP3_REASON_NEARLY_BLACK = 1 << 20,   /* hardly anything in the result is light */
+  ZEP3_REASON_NEARLY_WHITE = 1 << 21,   /* hardly anything in the result is dark */
+  ZEP3_REASON_CAST_GREW = 1 << 22,      /* the result has a cast that the scan has not */
+  ZEP3_REASON_LOOKS_NEGATIVE = 1 << 23, /* the scan looks like a negative, and was not taken for one */
+  ZEP3_REASON_LOOKS_POSITIVE = 1 << 24, /* the scan looks like a positive, and was taken for a negative */
+  ZEP3_REASON_WEAKENED = 1 << 25        /* the correction was weakened until the checks held */
 };
 
 /* ZEP3_EVIDENCE::lVerdict. */
@@ -466,6 +477,26 @@ ZEP3_API int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix);
  * master curve is proposed for all negatives.
  */
 ZEP3_API int ZEP3Adaptive(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVIDENCE* evidence);
+
+/*
+ * Holds a correction against the scan that it is for: what the record's tables, with the user's values and the
+ * saturation, make of the picture. ZEP3Adaptive and FinishZEP3 have done so for what they propose; this is for the
+ * points of ZEP3, and for records that have been changed since.
+ *
+ * bmp            the pre-scan, as for the analysis.
+ * para           a completed record; read only.
+ * pdColorMatrix  as for MakeZEP3LUTEx.
+ * evidence       in: of the analysis, or zeros for the points of ZEP3. Out: lVerdict, and the reasons
+ *                ZEP3_REASON_DEFAULTS, ZEP3_REASON_TOO_LITTLE, ZEP3_REASON_CLIPPING to ZEP3_REASON_LOOKS_POSITIVE.
+ *
+ * Checked are: new clipping, faint marks that are lost, a result that is nearly black or white, a cast that grew, and
+ * whether the scan can be of the kind at all. ZEP3_VERDICT_FAILED: the levels are unusable (blank, clipped), so that
+ * the points are default points. ZEP3_VERDICT_LOOK: a check failed, or there is too little to decide from.
+ *
+ * Returns 1; 0 with nothing written when a pointer but the matrix is null, the image is refused, or memory is short.
+ */
+ZEP3_API int JudgeZEP3(const ZEP3_BmpInfo* bmp, const ZEP3_PARA* para, const double* pdColorMatrix,
+                       ZEP3_EVIDENCE* evidence);
 
 /* Stores the version, 3 and 9. Returns 1; 0 with nothing written when a pointer is null. */
 ZEP3_API int GetZEP3Version(int64_t* plMajor, int64_t* plMinor);

@@ -62,6 +62,20 @@ constexpr ZEP3_REASON kReasons[] = {
      "The picture is unusually dark or light and was brought back in part."},
     {ZEP3_REASON_UNEVEN_FADING, "uneven-fading", "one dye faded more than the others",
      "One dye of the negative has faded more than the others."},
+    {ZEP3_REASON_CLIPPING, "clipping", "parts end at black or white",
+     "The correction drives parts of the picture to black or white that the scan tells apart."},
+    {ZEP3_REASON_MARKS_LOST, "marks-lost", "faint marks lost",
+     "Faint marks that the scan shows can no longer be seen after the correction."},
+    {ZEP3_REASON_NEARLY_BLACK, "nearly-black", "nearly black", "The correction makes the picture nearly black."},
+    {ZEP3_REASON_NEARLY_WHITE, "nearly-white", "nearly white", "The correction makes the picture nearly white."},
+    {ZEP3_REASON_CAST_GREW, "cast-grew", "a cast that the scan has not",
+     "The correction gives the picture a cast that the scan has not."},
+    {ZEP3_REASON_LOOKS_NEGATIVE, "looks-negative", "looks like a negative",
+     "The scan looks like a negative, and was corrected as something else."},
+    {ZEP3_REASON_LOOKS_POSITIVE, "looks-positive", "looks like a positive",
+     "The scan looks like a positive, and was corrected as a negative."},
+    {ZEP3_REASON_WEAKENED, "weakened", "correction weakened",
+     "The correction failed a check against the scan and was weakened until it held."},
 };
 
 // The entry of a table by number; null beyond it.

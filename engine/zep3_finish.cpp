@@ -6,6 +6,7 @@
 
 #include "engine/common/convert.h"
 #include "engine/common/float_environment.h"
+#include "engine/common/record.h"
 #include "engine/finish/box_means.h"
 #include "engine/finish/scan_levels.h"
 #include "engine/finish/shrunk_area.h"
@@ -112,7 +113,9 @@ int FinishZEP3(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lAdaptive, 
   double identity[9] = {1.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, 1.0};
   double* const matrix = pdColorMatrix != nullptr ? pdColorMatrix : identity;
   ZEP3_EVIDENCE seen = {};
-  const int found = adaptive ? ZEP3Adaptive(&prescan, para, matrix, &seen) : ZEP3(&prescan, para, matrix);
+  int found = adaptive ? ZEP3Adaptive(&prescan, para, matrix, &seen) : ZEP3(&prescan, para, matrix);
+  if (found != 0 && evidence != nullptr && (!adaptive || HasUserValues(*para)))
+    found = JudgeZEP3(&prescan, para, pdColorMatrix, &seen);
   if (evidence != nullptr) {
     for (int i = 0; i < 4; i++) {
       for (double& v : seen.dWindow[i]) v *= static_cast<double>(shrink);

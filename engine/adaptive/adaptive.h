@@ -1,6 +1,7 @@
 // The adaptive analysis, which runs after the standard one.
 #pragma once
 
+#include "engine/adaptive/view.h"
 #include "engine/zep3.h"
 
 class CZEP;
@@ -8,7 +9,7 @@ class CZEP;
 // Completes a record anew that the standard calculator of the kind (`usable`) or the default points have completed:
 // points and gammas (linear level times 257) and curve types; for faded prints and slides lSaturation, for monochrome
 // negatives the level tone curve. Leaves the record alone, and notes the reason, where the kind has no adaptive
-// analysis or the image too little to decide from. `evidence` must hold zeros. `image` has been accepted by the
-// standard analysis; `colorMatrix` (nine doubles, row-major, or null) is read for colour negatives.
-void ProposeAdaptive(const ZEP3_BmpInfo& image, const double* colorMatrix, const CZEP& standard, bool usable,
-                     ZEP3_PARA& para, ZEP3_EVIDENCE& evidence);
+// analysis or the image too little to decide from. `evidence` must hold zeros; `colorMatrix` (nine doubles, row-major,
+// or null) is read for colour negatives.
+void ProposeAdaptive(const View& view, const double* colorMatrix, const CZEP& standard, bool usable, ZEP3_PARA& para,
+                     ZEP3_EVIDENCE& evidence);

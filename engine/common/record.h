@@ -28,6 +28,13 @@ inline bool IsPicture(const ZEP3_PARA& para) {
 
 inline bool IsPlain(const ZEP3_PARA& para) { return para.wDocOption == ZEP3_OPTION_PLAIN; }
 
+// Whether the record asks for anything beyond what an analysis proposes.
+inline bool HasUserValues(const ZEP3_PARA& para) {
+  const ZEP3_IC& ic = para.ic;
+  return ic.lBrightness != 0 || ic.lContrast != 0 || ic.lColorBalanceR != 0 || ic.lColorBalanceG != 0 ||
+         ic.lColorBalanceB != 0 || ic.pMasterTone != para.pOutMasterTone || ic.pRGBTone != para.pOutRGBTone;
+}
+
 // One unset field makes the whole channel unset.
 inline bool IsUnset(const ZEP3_POINTS& p) {
   return p.lGamma == ZEP3_UNSET || p.lHlIn == ZEP3_UNSET || p.lHlOut == ZEP3_UNSET || p.lSdIn == ZEP3_UNSET ||

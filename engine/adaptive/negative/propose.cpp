@@ -1,7 +1,6 @@
 // What colour matrix and correction level ask for, handed to the estimator; its results laid into the record.
 #include "engine/adaptive/negative/propose.h"
 
-#include "engine/adaptive/block_grid.h"
 #include "engine/adaptive/negative/estimator.h"
 #include "engine/calc/czep.h"
 #include "engine/calc/steps/correct_level.h"
@@ -42,15 +41,14 @@ void ProposeLevelToneFromFull(const CZEP& standard, ZEP3_PARA& para) {
 
 } // namespace
 
-bool ProposeNegative(const ZEP3_BmpInfo& image, const double* colorMatrix, const CZEP& standard, bool usable,
-                     ZEP3_PARA& para, ZEP3_EVIDENCE& evidence, Measured& measured) {
+bool ProposeNegative(const View& view, const double* colorMatrix, const CZEP& standard, bool usable, ZEP3_PARA& para,
+                     ZEP3_EVIDENCE& evidence, Measured& measured) {
   const bool colour = DocType(para) == ZEP3_DOC_NEGATIVE;
   const bool faded = para.wSubMode == ZEP3_SUB_RESTORATION;
   double contrast[3] = {1.0, 1.0, 1.0};
   if (colour && !faded && colorMatrix != nullptr) MatrixContrasts(colorMatrix, contrast);
 
-  const BlockGrid grid = ReadBlockGrid(image, 0);
-  const Picture picture = FindPicture(image, grid, Material::kNegative);
+  const auto& [grid, picture] = view;
   NegativeEstimator estimator(grid, picture, colour, faded);
   if (!estimator.Estimate(contrast, kSofterStep * AtLeast(0.0, kFullLevel - CorrectLevelFromZero(para)))) return false;
   if (!usable && !HaveUsableLevels(grid, picture.blocks, *standard.m_pHist, DocType(para))) return false;

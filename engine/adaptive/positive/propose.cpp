@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "engine/adaptive/picture.h"
 #include "engine/adaptive/positive/curve_points.h"
 #include "engine/adaptive/positive/estimator.h"
 #include "engine/adaptive/positive/tuning.h"
@@ -12,7 +11,6 @@
 #include "engine/calc/steps/correct_level.h"
 #include "engine/common/record.h"
 #include "engine/common/scale.h"
-#include "engine/hist/chist.h"
 
 using namespace positive;
 
@@ -65,16 +63,15 @@ int64_t ReasonsOf(const PositiveEstimate& estimate, const PositiveEvidence& e, b
 
 } // namespace
 
-bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, bool usable, ZEP3_PARA& para,
-                     ZEP3_EVIDENCE& evidence, Measured& measured) {
+bool ProposePositive(const View& view, const CZEP& standard, bool usable, ZEP3_PARA& para, ZEP3_EVIDENCE& evidence,
+                     Measured& measured) {
   const bool slide = para.wDocType == ZEP3_DOC_POSITIVE;
   const bool faded = para.wSubMode == ZEP3_SUB_RESTORATION;
   const PositiveMaterial& material = slide ? kSlideMaterial : kPrintMaterial;
   const PositiveHistory& history = faded ? kFadedHistory : kUnfadedHistory;
   // Lower levels ask for more evidence, higher ones for less.
   const double caution = 4.0 - Clamp(CorrectLevel(para), 0.0, 8.0);
-  const BlockGrid grid = ReadBlockGrid(image, CHIST::kAreaMargin);
-  const Picture picture = FindPicture(image, grid, slide ? Material::kSlide : Material::kPrint);
+  const auto& [grid, picture] = view;
   const PositiveEstimate estimate = PositiveEstimator(material, history, caution).Estimate(grid, picture.blocks);
   if (!estimate.usable) return false;
   if (!usable && !HaveUsableLevels(grid, picture.blocks, *standard.m_pHist, DocType(para))) return false;

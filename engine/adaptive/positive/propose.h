@@ -2,11 +2,12 @@
 #pragma once
 
 #include "engine/adaptive/evidence.h"
+#include "engine/adaptive/view.h"
 #include "engine/zep3.h"
 
 class CZEP;
 
 // For reflective photos, faded prints and positive film. False, with nothing written, where the image holds too little
 // to decide from, and where the scan has unusable levels (not `usable`) and so has the picture itself.
-bool ProposePositive(const ZEP3_BmpInfo& image, const CZEP& standard, bool usable, ZEP3_PARA& para,
-                     ZEP3_EVIDENCE& evidence, Measured& measured);
+bool ProposePositive(const View& view, const CZEP& standard, bool usable, ZEP3_PARA& para, ZEP3_EVIDENCE& evidence,
+                     Measured& measured);

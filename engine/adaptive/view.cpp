@@ -1,0 +1,19 @@
+#include "engine/adaptive/view.h"
+
+#include "engine/common/record.h"
+#include "engine/hist/chist.h"
+
+View LookAt(const ZEP3_BmpInfo& image, const ZEP3_PARA& para) {
+  View view;
+  // Film fills what it is scanned in; sheets leave an edge that has another light.
+  view.grid = ReadBlockGrid(image, IsNegative(para) ? 0 : CHIST::kAreaMargin);
+  if (IsPicture(para)) {
+    const Material positive = DocType(para) == ZEP3_DOC_POSITIVE ? Material::kSlide : Material::kPrint;
+    view.picture = FindPicture(image, view.grid, IsNegative(para) ? Material::kNegative : positive);
+    return view;
+  }
+  for (size_t at = 0; at < view.grid.Size(); at++) {
+    if (view.grid.inside[at] != 0) view.picture.blocks.push_back(at);
+  }
+  return view;
+}

@@ -1,0 +1,14 @@
+// What an analysis looks at.
+#pragma once
+
+#include "engine/adaptive/block_grid.h"
+#include "engine/adaptive/picture.h"
+#include "engine/zep3.h"
+
+struct View {
+  BlockGrid grid;
+  Picture picture;
+};
+
+// Of an image that the standard analysis has accepted, by the kind of original; a page has no window.
+View LookAt(const ZEP3_BmpInfo& image, const ZEP3_PARA& para);

@@ -1,0 +1,148 @@
+#include "engine/verdict/result_check.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <memory>
+
+#include "engine/common/record.h"
+#include "engine/common/scale.h"
+#include "engine/lut/clut.h"
+#include "engine/verdict/tuning.h"
+
+using namespace verdict;
+
+namespace {
+
+// Between two levels a curve is straight.
+double Along(const double (&curve)[256], double level) {
+  const int below = std::min(static_cast<int>(level), 254);
+  return curve[below] + (curve[below + 1] - curve[below]) * (level - below);
+}
+
+double GrayOf(const double (&level)[3]) {
+  double gray = 0.0;
+  for (int c = 0; c < 3; c++) gray += kChannelWeight[c] * level[c];
+  return gray;
+}
+
+// How often the whole levels from -255 to 255 occur.
+class LevelCounts {
+ public:
+  // What is not a number counts as the lowest.
+  void Add(double level) {
+    const double held = level > -255.0 ? std::min(level, 255.0) : -255.0;
+    m_count[static_cast<size_t>(held + 255.5)]++;
+    m_sum++;
+  }
+  // The level that a share of them does not exceed; 0 without any.
+  double At(double share) const {
+    double left = share * static_cast<double>(m_sum);
+    if (m_sum == 0) return 0.0;
+    size_t i = 0;
+    while (i + 1 < m_count.size() && left > static_cast<double>(m_count[i])) left -= static_cast<double>(m_count[i++]);
+    return static_cast<double>(i) - 255.0;
+  }
+
+ private:
+  std::array<uint32_t, 511> m_count = {};
+  uint32_t m_sum = 0;
+};
+
+// How far a picture as a whole is from gray.
+class CastCounts {
+ public:
+  void Add(const double (&level)[3], double gray) {
+    if (gray < kCastFrom || gray > kCastTo) return;
+    m_red.Add(level[0] - level[1]);
+    m_blue.Add(level[2] - level[1]);
+  }
+  double Cast() const { return std::hypot(m_red.At(0.5), m_blue.At(0.5)); }
+
+ private:
+  LevelCounts m_red;
+  LevelCounts m_blue;
+};
+
+} // namespace
+
+ResultCheck::ResultCheck(const View& view, const ZEP3_PARA& para) : m_view(view), m_negative(IsNegative(para)) {
+  for (int i = 0; i < 256; i++) m_before[i] = DisplayLevel(i, DisplayExponent(para));
+  FindMarks();
+  if (m_negative) return;
+  CastCounts counts;
+  for (const size_t at : view.picture.blocks) {
+    double level[3];
+    for (int c = 0; c < 3; c++) level[c] = Along(m_before, view.grid.level[c][at]);
+    counts.Add(level, GrayOf(level));
+  }
+  m_castBefore = counts.Cast();
+}
+
+// Neighbours that differ by little, but by more than noise.
+void ResultCheck::FindMarks() {
+  const BlockGrid& grid = m_view.grid;
+  std::vector<int64_t> number(grid.Size(), -1);
+  const std::vector<size_t>& blocks = m_view.picture.blocks;
+  for (size_t i = 0; i < blocks.size(); i++) number[blocks[i]] = static_cast<int64_t>(i);
+  const auto look = [&](size_t i, size_t other) {
+    if (number[other] < 0) return;
+    double most = 0.0;
+    for (int c = 0; c < 3; c++) {
+      const double apart = Along(m_before, grid.level[c][blocks[i]]) - Along(m_before, grid.level[c][other]);
+      most = std::max(most, std::fabs(apart));
+    }
+    if (kFaintFrom <= most && most <= kFaintTo) {
+      m_marks.push_back({static_cast<uint32_t>(i), static_cast<uint32_t>(number[other])});
+    }
+  };
+  const auto columns = static_cast<size_t>(grid.columns);
+  for (size_t i = 0; i < blocks.size(); i++) {
+    if (blocks[i] % columns + 1 < columns) look(i, blocks[i] + 1);
+    if (blocks[i] + columns < grid.Size()) look(i, blocks[i] + columns);
+  }
+}
+
+ResultMeasures ResultCheck::Measure(const ZEP3_PARA& para, const double* matrix) const {
+  ResultMeasures measures;
+  if (IsEmpty()) return measures;
+  const double chroma = GetZEP3Chroma(&para);
+  ZEP3_PARA copy = para; // the table builder writes into it
+  const auto lut = std::make_unique<CLUT>(&copy);
+  lut->MakeLUT(&copy, matrix, true);
+
+  const std::vector<size_t>& blocks = m_view.picture.blocks;
+  std::vector<std::array<double, 3>> shown(blocks.size());
+  LevelCounts grays;
+  CastCounts cast;
+  size_t clipped = 0;
+  for (size_t i = 0; i < blocks.size(); i++) {
+    double level[3];
+    for (int c = 0; c < 3; c++) level[c] = Along(lut->m_dCurve[c], m_view.grid.level[c][blocks[i]]);
+    const double gray = GrayOf(level);
+    bool ended = false;
+    for (int c = 0; c < 3; c++) {
+      level[c] = Clamp(gray + chroma * (level[c] - gray), 0.0, 255.0);
+      shown[i][static_cast<size_t>(c)] = level[c];
+      const double before = m_view.grid.level[c][blocks[i]];
+      ended =
+          ended || ((level[c] <= kEnd || level[c] >= 255.0 - kEnd) && kScanEnd < before && before < 255.0 - kScanEnd);
+    }
+    clipped += ended;
+    grays.Add(gray);
+    cast.Add(level, gray);
+  }
+  size_t lost = 0;
+  for (const Mark& mark : m_marks) {
+    double most = 0.0;
+    for (size_t c = 0; c < 3; c++) most = std::max(most, std::fabs(shown[mark.first][c] - shown[mark.second][c]));
+    lost += most < kSeen;
+  }
+  measures.clipped = static_cast<double>(clipped) / static_cast<double>(blocks.size());
+  measures.marksLost = m_marks.empty() ? 0.0 : static_cast<double>(lost) / static_cast<double>(m_marks.size());
+  measures.lightest = grays.At(0.95);
+  measures.darkest = grays.At(0.05);
+  measures.cast = cast.Cast();
+  measures.castGrown = m_negative ? 0.0 : measures.cast - m_castBefore;
+  return measures;
+}

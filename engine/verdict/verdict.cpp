@@ -1,0 +1,138 @@
+#include "engine/verdict/verdict.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "engine/common/convert.h"
+#include "engine/common/record.h"
+#include "engine/common/scale.h"
+#include "engine/verdict/tuning.h"
+
+using namespace verdict;
+
+namespace {
+
+// The correction as an analysis proposes it: what the user adds is meant.
+ZEP3_PARA WithoutUser(const ZEP3_PARA& para) {
+  ZEP3_PARA own = para;
+  own.ic.lBrightness = own.ic.lContrast = 0;
+  own.ic.lColorBalanceR = own.ic.lColorBalanceG = own.ic.lColorBalanceB = 0;
+  own.ic.pMasterTone = own.pOutMasterTone;
+  own.ic.pRGBTone = own.pOutRGBTone;
+  return own;
+}
+
+int64_t Between(int64_t from, int64_t to, double share) {
+  return from + std::llround(share * static_cast<double>(to - from));
+}
+
+void Tell(const ResultMeasures& measures, const Excess& excess, ZEP3_EVIDENCE& evidence) {
+  static_cast<void>(measures);
+  evidence.lReasons |= excess.reasons;
+  evidence.lVerdict = excess.reasons != 0 ? ZEP3_VERDICT_LOOK : ZEP3_VERDICT_GOOD;
+}
+
+} // namespace
+
+Excess HoldAgainstLimits(const ResultMeasures& measures, const ZEP3_PARA& para) {
+  const ResultLimits& limits = IsPicture(para) ? kPictureLimits : kPageLimits;
+  Excess excess;
+  const auto hold = [&](double share, int64_t reason) {
+    if (share > 1.0) excess.reasons |= reason;
+    excess.worst = std::max(excess.worst, share);
+  };
+  hold(measures.clipped / limits.clipped, ZEP3_REASON_CLIPPING);
+  hold(measures.marksLost / limits.marksLost, ZEP3_REASON_MARKS_LOST);
+  hold((255.0 - measures.lightest) / (255.0 - limits.lightest), ZEP3_REASON_NEARLY_BLACK);
+  hold(measures.darkest / limits.darkest, ZEP3_REASON_NEARLY_WHITE);
+  hold((IsNegative(para) ? measures.cast / limits.cast : measures.castGrown / limits.castGrown), ZEP3_REASON_CAST_GREW);
+  return excess;
+}
+
+void Judge(const View& view, const ZEP3_PARA& para, const double* matrix, ZEP3_EVIDENCE& evidence) {
+  evidence.lReasons &= ~kCheckReasons;
+  if ((evidence.lReasons & ZEP3_REASON_DEFAULTS) != 0) {
+    evidence.lVerdict = ZEP3_VERDICT_FAILED;
+    return;
+  }
+  const ResultCheck check(view, para);
+  if (check.IsEmpty()) evidence.lReasons |= ZEP3_REASON_TOO_LITTLE;
+  const ResultMeasures measures = check.Measure(para, matrix);
+  Tell(measures, HoldAgainstLimits(measures, para), evidence);
+  if ((evidence.lReasons & ZEP3_REASON_TOO_LITTLE) != 0) evidence.lVerdict = ZEP3_VERDICT_LOOK;
+}
+
+Proposal::Proposal(const ZEP3_PARA& para)
+    : m_ic(para.ic), m_saturation(para.lSaturation), m_levelFlag(para.lLevelFlag), m_master(*para.pOutMasterTone) {
+  std::copy_n(para.pOutRGBTone, 3, m_rgb);
+}
+
+void Proposal::WriteTo(ZEP3_PARA& para) const {
+  std::copy_n(m_ic.ch, 3, para.ic.ch);
+  para.ic.wHlCurveType = m_ic.wHlCurveType;
+  para.ic.wSdCurveType = m_ic.wSdCurveType;
+  para.lSaturation = m_saturation;
+  para.lLevelFlag = m_levelFlag;
+  *para.pOutMasterTone = m_master;
+  std::copy_n(m_rgb, 3, para.pOutRGBTone);
+}
+
+Proposal Proposal::Toward(const Proposal& other, double share) const {
+  Proposal between = *this;
+  for (int c = 0; c < 3; c++) {
+    const ZEP3_POINTS& from = m_ic.ch[c];
+    const ZEP3_POINTS& to = other.m_ic.ch[c];
+    between.m_ic.ch[c] = {Between(from.lHlIn, to.lHlIn, share), Between(from.lSdIn, to.lSdIn, share),
+                          Between(from.lHlOut, to.lHlOut, share), Between(from.lSdOut, to.lSdOut, share),
+                          Between(from.lGamma, to.lGamma, share)};
+  }
+  between.m_saturation = Between(m_saturation, other.m_saturation, share);
+  return between;
+}
+
+Proposal Proposal::Unchanged(const ZEP3_PARA& para) {
+  Proposal unchanged(para);
+  const double exponent = DisplayExponent(para);
+  const int64_t light = EncodeLevel(kUnchangedLight, exponent);
+  const int64_t dark = EncodeLevel(kUnchangedDark, exponent);
+  for (ZEP3_POINTS& p : unchanged.m_ic.ch) p = {light, dark, light, dark, 100};
+  unchanged.m_ic.wHlCurveType = ZEP3_HL_NONE;
+  unchanged.m_ic.wSdCurveType = ZEP3_SD_NONE;
+  unchanged.m_saturation = 0;
+  unchanged.m_levelFlag = 0;
+  SetIdentity(unchanged.m_master);
+  for (ZEP3_TONE& tone : unchanged.m_rgb) SetIdentity(tone);
+  return unchanged;
+}
+
+void Settle(const View& view, const Proposal& standard, bool usable, const double* matrix, ZEP3_PARA& para,
+            ZEP3_EVIDENCE& evidence) {
+  if (evidence.lAnalysis == ZEP3_ANALYSIS_STANDARD) return Judge(view, WithoutUser(para), matrix, evidence);
+  const ResultCheck check(view, para);
+  const Proposal proposed(para);
+  const ResultMeasures measures = check.Measure(WithoutUser(para), matrix);
+  const Excess excess = HoldAgainstLimits(measures, para);
+  Tell(measures, excess, evidence);
+  if (excess.reasons == 0) return;
+
+  std::vector<Proposal> weaker;
+  if (usable) {
+    weaker.push_back(proposed.Toward(standard, 0.5));
+    weaker.push_back(standard);
+  }
+  if (!IsNegative(para)) {
+    const Proposal unchanged = Proposal::Unchanged(para);
+    weaker.push_back((usable ? standard : proposed).Toward(unchanged, 0.5));
+    weaker.push_back(unchanged);
+  }
+  for (const Proposal& proposal : weaker) {
+    proposal.WriteTo(para);
+    const ResultMeasures left = check.Measure(WithoutUser(para), matrix);
+    if (HoldAgainstLimits(left, para).reasons != 0) continue;
+    evidence.lReasons |= ZEP3_REASON_WEAKENED;
+    evidence.lVerdict = ZEP3_VERDICT_GOOD;
+    return;
+  }
+  proposed.WriteTo(para);
+}
