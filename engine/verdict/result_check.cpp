@@ -49,19 +49,16 @@ class LevelCounts {
   uint32_t m_sum = 0;
 };
 
-// How far a picture as a whole is from gray.
+// How far a picture is from gray where it is least coloured: a scene of many colours has grays, one with a cast has not.
 class CastCounts {
  public:
   void Add(const double (&level)[3], double gray) {
-    if (gray < kCastFrom || gray > kCastTo) return;
-    m_red.Add(level[0] - level[1]);
-    m_blue.Add(level[2] - level[1]);
+    if (kCastFrom <= gray && gray <= kCastTo) m_chroma.Add(Largest(level) - Smallest(level));
   }
-  double Cast() const { return std::hypot(m_red.At(0.5), m_blue.At(0.5)); }
+  double Cast() const { return m_chroma.At(kCastShare); }
 
  private:
-  LevelCounts m_red;
-  LevelCounts m_blue;
+  LevelCounts m_chroma;
 };
 
 } // namespace

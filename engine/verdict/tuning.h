@@ -11,8 +11,9 @@ inline constexpr double kScanEnd = 3.0;   // linear levels from an end at which 
 inline constexpr double kFaintFrom = 2.5; // difference of neighbouring blocks that makes a faint mark ...
 inline constexpr double kFaintTo = 16.0;  // ... and that is no longer faint
 inline constexpr double kSeen = 1.0;      // what is left of it at least
-inline constexpr double kCastFrom = 40.0; // grays between which a cast is looked for
-inline constexpr double kCastTo = 230.0;
+inline constexpr double kCastFrom = 24.0; // grays between which a cast is looked for
+inline constexpr double kCastTo = 235.0;
+inline constexpr double kCastShare = 0.1; // of the picture that is least coloured
 
 // ---- what is allowed ----
 
