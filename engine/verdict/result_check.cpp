@@ -49,7 +49,8 @@ class LevelCounts {
   uint32_t m_sum = 0;
 };
 
-// How far a picture is from gray where it is least coloured: a scene of many colours has grays, one with a cast has not.
+// How far a picture is from gray where it is least coloured: a scene of many colours has grays, one with a cast has
+// not.
 class CastCounts {
  public:
   void Add(const double (&level)[3], double gray) {
@@ -64,16 +65,19 @@ class CastCounts {
 } // namespace
 
 ResultCheck::ResultCheck(const View& view, const ZEP3_PARA& para) : m_view(view), m_negative(IsNegative(para)) {
-  for (int i = 0; i < 256; i++) m_before[i] = DisplayLevel(i, DisplayExponent(para));
+  for (int i = 0; i < 256; i++) m_shown[i] = DisplayLevel(i, DisplayExponent(para));
   FindMarks();
-  if (m_negative) return;
-  CastCounts counts;
+  LevelCounts grays;
+  CastCounts cast;
   for (const size_t at : view.picture.blocks) {
     double level[3];
-    for (int c = 0; c < 3; c++) level[c] = Along(m_before, view.grid.level[c][at]);
-    counts.Add(level, GrayOf(level));
+    for (int c = 0; c < 3; c++) level[c] = Along(m_shown, view.grid.level[c][at]);
+    grays.Add(GrayOf(level));
+    cast.Add(level, GrayOf(level));
   }
-  m_castBefore = counts.Cast();
+  m_before.lightest = grays.At(1.0 - kEndShare);
+  m_before.darkest = grays.At(kEndShare);
+  m_before.cast = cast.Cast();
 }
 
 // Neighbours that differ by little, but by more than noise.
@@ -86,7 +90,7 @@ void ResultCheck::FindMarks() {
     if (number[other] < 0) return;
     double most = 0.0;
     for (int c = 0; c < 3; c++) {
-      const double apart = Along(m_before, grid.level[c][blocks[i]]) - Along(m_before, grid.level[c][other]);
+      const double apart = Along(m_shown, grid.level[c][blocks[i]]) - Along(m_shown, grid.level[c][other]);
       most = std::max(most, std::fabs(apart));
     }
     if (kFaintFrom <= most && most <= kFaintTo) {
@@ -137,9 +141,11 @@ ResultMeasures ResultCheck::Measure(const ZEP3_PARA& para, const double* matrix)
   }
   measures.clipped = static_cast<double>(clipped) / static_cast<double>(blocks.size());
   measures.marksLost = m_marks.empty() ? 0.0 : static_cast<double>(lost) / static_cast<double>(m_marks.size());
-  measures.lightest = grays.At(0.95);
-  measures.darkest = grays.At(0.05);
+  measures.lightest = grays.At(1.0 - kEndShare);
+  measures.darkest = grays.At(kEndShare);
+  measures.lightestBefore = m_before.lightest;
+  measures.darkestBefore = m_before.darkest;
   measures.cast = cast.Cast();
-  measures.castGrown = m_negative ? 0.0 : measures.cast - m_castBefore;
+  measures.castGrown = m_negative ? 0.0 : measures.cast - m_before.cast;
   return measures;
 }

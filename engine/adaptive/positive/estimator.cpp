@@ -248,7 +248,9 @@ PositiveEstimate PositiveEstimator::Estimate(const BlockGrid& grid, const std::v
   }
   for (int c = 0; c < 3; c++) {
     estimate.model.offset[c] += under;
-    for (double(*end)[3] : {&estimate.anchors.lightest, &estimate.anchors.darkest, &estimate.anchors.white, &estimate.anchors.black}) (*end)[c] += under;
+    for (double(*end)[3] :
+         {&estimate.anchors.lightest, &estimate.anchors.darkest, &estimate.anchors.white, &estimate.anchors.black})
+      (*end)[c] += under;
   }
   estimate.trust = 1.0 - (1.0 - estimate.trust) * (1.0 - underTrust);
   return estimate;
