@@ -62,6 +62,16 @@ class CastCounts {
   LevelCounts m_chroma;
 };
 
+// How far three curves lead one level apart, in the middle of the scale: without it no cast comes about.
+double SpreadOf(const double (&curve)[3][256]) {
+  LevelCounts spread;
+  for (int i = kSpreadFrom; i < kSpreadTo; i++) {
+    const double shown[3] = {curve[0][i], curve[1][i], curve[2][i]};
+    spread.Add(Largest(shown) - Smallest(shown));
+  }
+  return spread.At(0.5);
+}
+
 } // namespace
 
 ResultCheck::ResultCheck(const View& view, const ZEP3_PARA& para) : m_view(view), m_negative(IsNegative(para)) {
@@ -146,6 +156,6 @@ ResultMeasures ResultCheck::Measure(const ZEP3_PARA& para, const double* matrix)
   measures.lightestBefore = m_before.lightest;
   measures.darkestBefore = m_before.darkest;
   measures.cast = cast.Cast();
-  measures.castGrown = m_negative ? 0.0 : measures.cast - m_before.cast;
+  measures.castGrown = m_negative ? 0.0 : std::min(measures.cast - m_before.cast, SpreadOf(lut->m_dCurve));
   return measures;
 }

@@ -14,6 +14,8 @@ inline constexpr double kSeen = 1.0;      // what is left of it at least
 inline constexpr double kEndShare = 0.05; // of the picture that is light, or dark
 inline constexpr double kCastFrom = 24.0; // grays between which a cast is looked for
 inline constexpr double kCastTo = 235.0;
+inline constexpr int kSpreadFrom = 40; // linear levels at which curves are compared
+inline constexpr int kSpreadTo = 216;
 inline constexpr double kCastShare = 0.1; // of the picture that is least coloured
 
 // ---- what is allowed ----
@@ -30,7 +32,7 @@ struct ResultLimits {
 // A picture's own dark ground or a white wall is far from these: of 1650 simulated results of all kinds none that came
 // out as usual is beyond one of them.
 inline constexpr ResultLimits kPictureLimits = {
-    .clipped = 0.12, .marksLost = 0.10, .lightest = 60.0, .darkest = 205.0, .cast = 60.0, .castGrown = 40.0};
+    .clipped = 0.12, .marksLost = 0.10, .lightest = 60.0, .darkest = 232.0, .cast = 90.0, .castGrown = 40.0};
 // The paper of a page goes to white as it should.
 inline constexpr ResultLimits kPageLimits = {
     .clipped = 2.0, .marksLost = 0.9, .lightest = 100.0, .darkest = 254.0, .cast = 60.0, .castGrown = 40.0};

@@ -124,15 +124,10 @@ void Settle(const View& view, const Proposal& standard, bool usable, const doubl
   if (failed == 0) return;
 
   std::vector<Proposal> weaker;
-  if (usable) {
-    weaker.push_back(proposed.Toward(standard, 0.5));
-    weaker.push_back(standard);
-  }
-  if (!IsNegative(para)) {
-    const Proposal unchanged = Proposal::Unchanged(para);
-    weaker.push_back((usable ? standard : proposed).Toward(unchanged, 0.5));
-    weaker.push_back(unchanged);
-  }
+  if (usable) weaker.push_back(proposed.Toward(standard, 0.5));
+  if (!IsNegative(para)) weaker.push_back(proposed.Toward(Proposal::Unchanged(para), 0.5));
+  if (usable) weaker.push_back(standard);
+  if (!IsNegative(para)) weaker.push_back(Proposal::Unchanged(para));
   for (const Proposal& proposal : weaker) {
     proposal.WriteTo(para);
     if (FailedChecks(check.Measure(WithoutUser(para), matrix), para) != 0) continue;
