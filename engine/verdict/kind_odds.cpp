@@ -20,8 +20,6 @@ struct Zone {
   double density[3] = {};
 
   double At(int c) const { return density[c] / count; }
-  double Mean() const { return (At(0) + At(1) + At(2)) / 3.0; }
-  double Tint() const { return At(2) - At(0); }
 };
 
 } // namespace
@@ -41,8 +39,7 @@ double NegativeLogOdds(const View& view) {
   std::vector<double> dark(blocks.size());
   for (size_t i = 0; i < blocks.size(); i++) dark[i] = at(0, blocks[i]) + at(1, blocks[i]) + at(2, blocks[i]);
 
-  Zone zones[] = {
-      {kLightest[0], kLightest[1]}, {kMiddle[0], kMiddle[1]}, {kDark[0], kDark[1]}, {kDarkest[0], kDarkest[1]}};
+  Zone zones[] = {{kLightest[0], kLightest[1]}, {kDark[0], kDark[1]}, {kDarkest[0], kDarkest[1]}};
   std::vector<double> samples = dark;
   for (Zone& zone : zones) {
     const double from = Percentile(samples, 100.0 * zone.from);
@@ -54,9 +51,12 @@ double NegativeLogOdds(const View& view) {
     }
     if (zone.count == 0.0) return 0.0; // between two blocks
   }
-  const auto& [lightest, middle, shade, darkest] = zones;
-  const double range = std::max(kLeastRange, darkest.Mean() - lightest.Mean());
-  return kOdds + kOddsRange * AtMost(kMostRange, range) + kOddsLight * lightest.Mean() +
-         kOddsTint[0] * lightest.Tint() + kOddsTint[1] * middle.Tint() + kOddsTint[2] * darkest.Tint() +
-         kOddsShade * (shade.Mean() - lightest.Mean()) / range;
+  const auto& [lightest, shade, darkest] = zones;
+  // Of the channel that has least of it: others may lack their light.
+  double range[3];
+  for (int c = 0; c < 3; c++) range[c] = darkest.At(c) - lightest.At(c);
+  const int c = static_cast<int>(std::min_element(range, range + 3) - range);
+  const double least = AtLeast(kLeastRange, range[c]);
+  const double clearest = std::min({lightest.At(0), lightest.At(1), lightest.At(2)});
+  return kOdds + kOddsRange * least + kOddsShade * (shade.At(c) - lightest.At(c)) / least + kOddsClear * clearest;
 }

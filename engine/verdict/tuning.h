@@ -39,25 +39,24 @@ inline constexpr ResultLimits kPageLimits = {
 
 inline constexpr double kAsBefore = 15.0; // display levels
 
-// Natural logarithm of the odds for or against a negative from which a kind is denied.
-inline constexpr double kDenied = 3.5;
+// Natural logarithm of the odds that a scan shows a negative, from which a positive kind is denied, and below which a
+// negative one is.
+inline constexpr double kDeniedPositive = 4.0;
+inline constexpr double kDeniedNegative = -3.6;
 
 // ---- odds that a scan shows a negative ----
 
-// A logistic regression over 46 photographs, as scans of all kinds. Densities; zones are shares of the picture from its
-// lightest to its darkest.
+// A logistic regression over scans of 46 photographs as every kind of original. Densities; zones are shares of the
+// picture from its lightest to its darkest.
 inline constexpr double kLightest[2] = {0.0, 0.01};
-inline constexpr double kMiddle[2] = {0.49, 0.51};
 inline constexpr double kDark[2] = {0.94, 0.96};
 inline constexpr double kDarkest[2] = {0.99, 1.0};
 inline constexpr double kLeastLevel = 0.7; // linear; below is noise
 inline constexpr double kLeastRange = 0.05;
-inline constexpr double kMostRange = 3.5;
-inline constexpr double kOdds = -7.6;
-inline constexpr double kOddsRange = -4.93;
-inline constexpr double kOddsLight = 5.04;
-inline constexpr double kOddsTint[3] = {-2.38, -3.15, 1.7}; // blue's density less red's
-inline constexpr double kOddsShade = 13.78;                 // of what is dark, as a share of the range
+inline constexpr double kOdds = -4.37;
+inline constexpr double kOddsRange = -3.15;
+inline constexpr double kOddsShade = 6.24;  // of what is dark, as a share of the range
+inline constexpr double kOddsClear = 10.73; // of the lightest in the clearest channel
 
 // ---- leaving a scan as it is ----
 

@@ -32,8 +32,8 @@ int64_t Between(int64_t from, int64_t to, double share) {
 int64_t DeniedKind(const View& view, const ZEP3_PARA& para) {
   if (!IsPicture(para)) return 0;
   const double odds = NegativeLogOdds(view);
-  if (IsNegative(para)) return odds < -kDenied ? ZEP3_REASON_LOOKS_POSITIVE : 0;
-  return odds > kDenied ? ZEP3_REASON_LOOKS_NEGATIVE : 0;
+  if (IsNegative(para)) return odds < kDeniedNegative ? ZEP3_REASON_LOOKS_POSITIVE : 0;
+  return odds > kDeniedPositive ? ZEP3_REASON_LOOKS_NEGATIVE : 0;
 }
 
 void Tell(int64_t failed, ZEP3_EVIDENCE& evidence) {
