@@ -68,6 +68,7 @@ inline constexpr double kLeastSide = -4.0;
 inline constexpr double kInnerAllowance = 8.0;
 inline constexpr double kLeastInnerSide = -2.0;
 inline constexpr double kInnerMost = 0.97;
+inline constexpr double kSameSide = 1.5; // blocks between two lines that may be one side
 
 // ---- fine search ----
 inline constexpr double kFineOutward = 3.5; // from a coarse side, blocks
@@ -87,9 +88,11 @@ inline constexpr double kFineLeast = 0.3;       // of a side that the scan must 
 inline constexpr double kFineShortest = 40.0;   // pixels
 inline constexpr double kFineLeastScore = -2.0; // nats
 inline constexpr double kFineAllowance = 8.0;   // nats
-inline constexpr double kRimEven = 0.85;
-inline constexpr double kRimScatter = 8.0;
 inline constexpr double kRimExtreme = 0.93;
+inline constexpr int kStripAlong = 32;         // places of a strip that are looked at
+inline constexpr int kStripAcross = 4;
+inline constexpr int kStripLeast = 40;          // 2.5 levels by which an even strip may differ from its usual level ...
+inline constexpr int kStripShare = 20;          // ... on top of a share of that
 inline constexpr double kRimAllowance = 3.0;
 inline constexpr double kLeastSideInRim = -5.0;
 inline constexpr double kOpaque = 40.0; // level that surroundings darker than film have at most
