@@ -202,9 +202,10 @@ void LookInside(const LevelMap& map, Material material, Rectangle& rectangle) {
 
 namespace {
 
-// By how much the outsides of the sides differ, levels.
+// By how much more than light falls off the outsides of the sides differ, levels: in the channel in which they do
+// least, as light that is scattered in colours one.
 double OutsidesApart(const Rectangle& rectangle) {
-  double apart = 0.0;
+  double apart = 255.0;
   for (int c = 0; c < 3; c++) {
     double most = 0.0;
     double least = 255.0;
@@ -213,12 +214,16 @@ double OutsidesApart(const Rectangle& rectangle) {
       most = std::max(most, side.level[c]);
       least = std::min(least, side.level[c]);
     }
-    apart = std::max(apart, most - least);
+    apart = std::min(apart, std::max(0.0, most * (1.0 - kFallOff) - least));
   }
   return apart;
 }
 
 double AreaOf(const Corners& c) { return c.Width() * c.Height(); }
+
+// Whether all of the picture is darker, or lighter, than all that a side has outside, however uneven that is:
+// perforations may touch the picture.
+bool Parts(const SideTraits& side) { return std::min({side.contrast, side.oneWay, side.extreme}) > kPartsShare; }
 
 void Judge(const LevelMap& map, Material material, Rectangle& rectangle) {
   LookInside(map, material, rectangle);
@@ -229,7 +234,7 @@ void Judge(const LevelMap& map, Material material, Rectangle& rectangle) {
     borders += side.border;
     if (side.border) continue;
     const double score = SideScore(side, material);
-    rectangle.least = std::min(rectangle.least, score);
+    rectangle.least = std::min(rectangle.least, Parts(side) ? std::max(score, kLeastSide) : score);
     rectangle.score += score - kEvenInsideCost * std::max(0.0, 2.0 * side.evenIn - 1.0);
   }
   rectangle.score -= kBorderCost * borders + (borders > 1 ? kTwoBordersCost : 0.0);
@@ -304,17 +309,20 @@ bool IsStripBetween(const LevelMap& map, const Corners& inner, const Corners& ou
 }
 
 // Sides on which a rim separates a rectangle from one around it; -1 where there is a side on which something else does.
-int RimsBetween(const LevelMap& map, const Rectangle& inner, const Rectangle& outer) {
+// A single one is an even part of the picture more often than not, but for what is lighter than a negative's holder.
+int RimsBetween(const LevelMap& map, Material material, const Rectangle& inner, const Rectangle& outer) {
   int rims = 0;
+  bool clear = false;
   for (size_t s = 0; s < kSideCount; s++) {
     if (inner.line[s] == outer.line[s]) continue;
     if (inner.side[s].extreme > kRimExtreme && IsStripBetween(map, inner.corners, outer.corners, s)) {
       rims++;
+      clear = clear || (material == Material::kNegative && Mean(inner.side[s].level) > Mean(outer.side[s].level));
     } else if (!outer.side[s].border && Between(inner.corners, outer.corners, s) > kSameSide) {
       return -1;
     }
   }
-  return rims;
+  return rims == 1 && !clear ? -1 : rims;
 }
 
 bool IsBetter(const Rectangle& p, const Rectangle& q) {
@@ -333,7 +341,8 @@ std::vector<Rectangle> FindRectangles(const SideLines& lines, Material material)
   return found;
 }
 
-const Rectangle* ChooseWindow(const LevelMap& map, const std::vector<Rectangle>& rectangles, double& likeliest) {
+const Rectangle* ChooseWindow(const LevelMap& map, Material material, const std::vector<Rectangle>& rectangles,
+                              double& likeliest) {
   const auto likely = std::find_if(rectangles.begin(), rectangles.end(), [](const Rectangle& rectangle) {
     return rectangle.score >= kLeastScore && rectangle.least >= kLeastSide;
   });
@@ -345,7 +354,7 @@ const Rectangle* ChooseWindow(const LevelMap& map, const std::vector<Rectangle>&
     for (const Rectangle& inner : rectangles) {
       if (AreaOf(inner.corners) >= kInnerMost * AreaOf(chosen->corners)) continue;
       if (!IsWithin(inner.corners, chosen->corners)) continue;
-      const int rims = RimsBetween(map, inner, *chosen);
+      const int rims = RimsBetween(map, material, inner, *chosen);
       if (rims < 0 || inner.score < likely->score - kInnerAllowance - kRimAllowance * rims) continue;
       if (inner.least < (rims > 0 ? kLeastSideInRim : kLeastInnerSide)) continue;
       chosen = &inner;
