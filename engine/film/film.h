@@ -29,8 +29,9 @@ struct Film {
   double belief;     // 0..1: how far the whites were taken for white; monochrome: 1
   double lost = 0.0; // light that the scanner's black level took off every channel; the base has it
 
-  // Exposure of a scan's level as a neutral would need it in green, and the level of an exposure.
-  double ExposureAt(int c, double level) const;
+  // Exposure of a level, the lost light put back (LogLevelWith), as a neutral would need it in green; and the scan's
+  // level of an exposure.
+  double ExposureAt(int c, double logLevel) const;
   double LevelAt(int c, double exposure) const;
 };
 
