@@ -49,34 +49,45 @@ class LevelCounts {
   uint32_t m_sum = 0;
 };
 
-// How far a picture as a whole is from gray.
+// How far a picture is from gray where it is least coloured: a scene of many colours has grays, one with a cast has
+// not.
 class CastCounts {
  public:
   void Add(const double (&level)[3], double gray) {
-    if (gray < kCastFrom || gray > kCastTo) return;
-    m_red.Add(level[0] - level[1]);
-    m_blue.Add(level[2] - level[1]);
+    if (kCastFrom <= gray && gray <= kCastTo) m_chroma.Add(Largest(level) - Smallest(level));
   }
-  double Cast() const { return std::hypot(m_red.At(0.5), m_blue.At(0.5)); }
+  double Cast() const { return m_chroma.At(kCastShare); }
 
  private:
-  LevelCounts m_red;
-  LevelCounts m_blue;
+  LevelCounts m_chroma;
 };
+
+// How far three curves lead one level apart, in the middle of the scale: without it no cast comes about.
+double SpreadOf(const double (&curve)[3][256]) {
+  LevelCounts spread;
+  for (int i = kSpreadFrom; i < kSpreadTo; i++) {
+    const double shown[3] = {curve[0][i], curve[1][i], curve[2][i]};
+    spread.Add(Largest(shown) - Smallest(shown));
+  }
+  return spread.At(0.5);
+}
 
 } // namespace
 
 ResultCheck::ResultCheck(const View& view, const ZEP3_PARA& para) : m_view(view), m_negative(IsNegative(para)) {
-  for (int i = 0; i < 256; i++) m_before[i] = DisplayLevel(i, DisplayExponent(para));
+  for (int i = 0; i < 256; i++) m_shown[i] = DisplayLevel(i, DisplayExponent(para));
   FindMarks();
-  if (m_negative) return;
-  CastCounts counts;
+  LevelCounts grays;
+  CastCounts cast;
   for (const size_t at : view.picture.blocks) {
     double level[3];
-    for (int c = 0; c < 3; c++) level[c] = Along(m_before, view.grid.level[c][at]);
-    counts.Add(level, GrayOf(level));
+    for (int c = 0; c < 3; c++) level[c] = Along(m_shown, view.grid.level[c][at]);
+    grays.Add(GrayOf(level));
+    cast.Add(level, GrayOf(level));
   }
-  m_castBefore = counts.Cast();
+  m_before.lightest = grays.At(1.0 - kEndShare);
+  m_before.darkest = grays.At(kEndShare);
+  m_before.cast = cast.Cast();
 }
 
 // Neighbours that differ by little, but by more than noise.
@@ -89,7 +100,7 @@ void ResultCheck::FindMarks() {
     if (number[other] < 0) return;
     double most = 0.0;
     for (int c = 0; c < 3; c++) {
-      const double apart = Along(m_before, grid.level[c][blocks[i]]) - Along(m_before, grid.level[c][other]);
+      const double apart = Along(m_shown, grid.level[c][blocks[i]]) - Along(m_shown, grid.level[c][other]);
       most = std::max(most, std::fabs(apart));
     }
     if (kFaintFrom <= most && most <= kFaintTo) {
@@ -140,9 +151,11 @@ ResultMeasures ResultCheck::Measure(const ZEP3_PARA& para, const double* matrix)
   }
   measures.clipped = static_cast<double>(clipped) / static_cast<double>(blocks.size());
   measures.marksLost = m_marks.empty() ? 0.0 : static_cast<double>(lost) / static_cast<double>(m_marks.size());
-  measures.lightest = grays.At(0.95);
-  measures.darkest = grays.At(0.05);
+  measures.lightest = grays.At(1.0 - kEndShare);
+  measures.darkest = grays.At(kEndShare);
+  measures.lightestBefore = m_before.lightest;
+  measures.darkestBefore = m_before.darkest;
   measures.cast = cast.Cast();
-  measures.castGrown = m_negative ? 0.0 : measures.cast - m_castBefore;
+  measures.castGrown = m_negative ? 0.0 : std::min(measures.cast - m_before.cast, SpreadOf(lut->m_dCurve));
   return measures;
 }

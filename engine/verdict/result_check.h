@@ -14,7 +14,9 @@ struct ResultMeasures {
   double marksLost = 0.0; // share of the picture's faint marks that can no longer be seen
   double lightest = 0.0;  // display level that 5 % of the picture lie above ...
   double darkest = 0.0;   // ... and that 5 % lie below
-  double cast = 0.0;      // display levels by which the picture as a whole is coloured
+  double lightestBefore = 0.0;
+  double darkestBefore = 0.0;
+  double cast = 0.0;      // display levels that the channels of its least coloured parts lie apart
   double castGrown = 0.0; // more than before; a negative has no before
 };
 
@@ -37,7 +39,7 @@ class ResultCheck {
 
   const View& m_view;
   const bool m_negative;
-  double m_before[256]; // display level by linear level
+  double m_shown[256]; // the scan's display level by linear level
   std::vector<Mark> m_marks;
-  double m_castBefore = 0.0;
+  ResultMeasures m_before; // of the scan shown as it is
 };

@@ -7,6 +7,7 @@
 #include "engine/common/convert.h"
 #include "engine/common/record.h"
 #include "engine/common/scale.h"
+#include "engine/verdict/kind_odds.h"
 #include "engine/verdict/tuning.h"
 
 using namespace verdict;
@@ -27,27 +28,35 @@ int64_t Between(int64_t from, int64_t to, double share) {
   return from + std::llround(share * static_cast<double>(to - from));
 }
 
-void Tell(const ResultMeasures& measures, const Excess& excess, ZEP3_EVIDENCE& evidence) {
-  static_cast<void>(measures);
-  evidence.lReasons |= excess.reasons;
-  evidence.lVerdict = excess.reasons != 0 ? ZEP3_VERDICT_LOOK : ZEP3_VERDICT_GOOD;
+// Whether the scan can be of the kind at all; nothing is known of pages.
+int64_t DeniedKind(const View& view, const ZEP3_PARA& para) {
+  if (!IsPicture(para)) return 0;
+  const double odds = NegativeLogOdds(view);
+  if (IsNegative(para)) return odds < kDeniedNegative ? ZEP3_REASON_LOOKS_POSITIVE : 0;
+  return odds > kDeniedPositive ? ZEP3_REASON_LOOKS_NEGATIVE : 0;
+}
+
+void Tell(int64_t failed, ZEP3_EVIDENCE& evidence) {
+  evidence.lReasons |= failed;
+  const bool look = ((failed | evidence.lReasons) & (kCheckReasons | ZEP3_REASON_TOO_LITTLE)) != 0;
+  evidence.lVerdict = look ? ZEP3_VERDICT_LOOK : ZEP3_VERDICT_GOOD;
 }
 
 } // namespace
 
-Excess HoldAgainstLimits(const ResultMeasures& measures, const ZEP3_PARA& para) {
+int64_t FailedChecks(const ResultMeasures& measures, const ZEP3_PARA& para) {
   const ResultLimits& limits = IsPicture(para) ? kPictureLimits : kPageLimits;
-  Excess excess;
-  const auto hold = [&](double share, int64_t reason) {
-    if (share > 1.0) excess.reasons |= reason;
-    excess.worst = std::max(excess.worst, share);
-  };
-  hold(measures.clipped / limits.clipped, ZEP3_REASON_CLIPPING);
-  hold(measures.marksLost / limits.marksLost, ZEP3_REASON_MARKS_LOST);
-  hold((255.0 - measures.lightest) / (255.0 - limits.lightest), ZEP3_REASON_NEARLY_BLACK);
-  hold(measures.darkest / limits.darkest, ZEP3_REASON_NEARLY_WHITE);
-  hold((IsNegative(para) ? measures.cast / limits.cast : measures.castGrown / limits.castGrown), ZEP3_REASON_CAST_GREW);
-  return excess;
+  const bool negative = IsNegative(para);
+  int64_t failed = 0;
+  const auto check = [&](bool holds, int64_t reason) { failed |= holds ? 0 : reason; };
+  check(measures.clipped <= limits.clipped, ZEP3_REASON_CLIPPING);
+  check(measures.marksLost <= limits.marksLost, ZEP3_REASON_MARKS_LOST);
+  check(measures.lightest >= limits.lightest || (!negative && measures.lightest >= measures.lightestBefore - kAsBefore),
+        ZEP3_REASON_NEARLY_BLACK);
+  check(measures.darkest <= limits.darkest || (!negative && measures.darkest <= measures.darkestBefore + kAsBefore),
+        ZEP3_REASON_NEARLY_WHITE);
+  check(negative ? measures.cast <= limits.cast : measures.castGrown <= limits.castGrown, ZEP3_REASON_CAST_GREW);
+  return failed;
 }
 
 void Judge(const View& view, const ZEP3_PARA& para, const double* matrix, ZEP3_EVIDENCE& evidence) {
@@ -58,9 +67,7 @@ void Judge(const View& view, const ZEP3_PARA& para, const double* matrix, ZEP3_E
   }
   const ResultCheck check(view, para);
   if (check.IsEmpty()) evidence.lReasons |= ZEP3_REASON_TOO_LITTLE;
-  const ResultMeasures measures = check.Measure(para, matrix);
-  Tell(measures, HoldAgainstLimits(measures, para), evidence);
-  if ((evidence.lReasons & ZEP3_REASON_TOO_LITTLE) != 0) evidence.lVerdict = ZEP3_VERDICT_LOOK;
+  Tell(DeniedKind(view, para) | FailedChecks(check.Measure(para, matrix), para), evidence);
 }
 
 Proposal::Proposal(const ZEP3_PARA& para)
@@ -111,27 +118,21 @@ void Settle(const View& view, const Proposal& standard, bool usable, const doubl
   if (evidence.lAnalysis == ZEP3_ANALYSIS_STANDARD) return Judge(view, WithoutUser(para), matrix, evidence);
   const ResultCheck check(view, para);
   const Proposal proposed(para);
-  const ResultMeasures measures = check.Measure(WithoutUser(para), matrix);
-  const Excess excess = HoldAgainstLimits(measures, para);
-  Tell(measures, excess, evidence);
-  if (excess.reasons == 0) return;
+  const int64_t denied = DeniedKind(view, para);
+  const int64_t failed = FailedChecks(check.Measure(WithoutUser(para), matrix), para);
+  Tell(denied | failed, evidence);
+  if (failed == 0) return;
 
   std::vector<Proposal> weaker;
-  if (usable) {
-    weaker.push_back(proposed.Toward(standard, 0.5));
-    weaker.push_back(standard);
-  }
-  if (!IsNegative(para)) {
-    const Proposal unchanged = Proposal::Unchanged(para);
-    weaker.push_back((usable ? standard : proposed).Toward(unchanged, 0.5));
-    weaker.push_back(unchanged);
-  }
+  if (usable) weaker.push_back(proposed.Toward(standard, 0.5));
+  if (!IsNegative(para)) weaker.push_back(proposed.Toward(Proposal::Unchanged(para), 0.5));
+  if (usable) weaker.push_back(standard);
+  if (!IsNegative(para)) weaker.push_back(Proposal::Unchanged(para));
   for (const Proposal& proposal : weaker) {
     proposal.WriteTo(para);
-    const ResultMeasures left = check.Measure(WithoutUser(para), matrix);
-    if (HoldAgainstLimits(left, para).reasons != 0) continue;
+    if (FailedChecks(check.Measure(WithoutUser(para), matrix), para) != 0) continue;
     evidence.lReasons |= ZEP3_REASON_WEAKENED;
-    evidence.lVerdict = ZEP3_VERDICT_GOOD;
+    if (denied == 0) evidence.lVerdict = ZEP3_VERDICT_GOOD;
     return;
   }
   proposed.WriteTo(para);

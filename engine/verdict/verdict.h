@@ -12,12 +12,8 @@ inline constexpr int64_t kCheckReasons = ZEP3_REASON_CLIPPING | ZEP3_REASON_MARK
                                          ZEP3_REASON_NEARLY_WHITE | ZEP3_REASON_CAST_GREW | ZEP3_REASON_LOOKS_NEGATIVE |
                                          ZEP3_REASON_LOOKS_POSITIVE;
 
-// How far a result is beyond what the kind of original allows: 1 is the limit.
-struct Excess {
-  int64_t reasons = 0; // of the checks that failed
-  double worst = 0.0;  // of all checks of the result
-};
-Excess HoldAgainstLimits(const ResultMeasures& measures, const ZEP3_PARA& para);
+// The checks of a result that fail.
+int64_t FailedChecks(const ResultMeasures& measures, const ZEP3_PARA& para);
 
 // Writes the verdict on the record's tables, with their user values, and the reasons of the checks.
 void Judge(const View& view, const ZEP3_PARA& para, const double* matrix, ZEP3_EVIDENCE& evidence);

@@ -90,7 +90,7 @@ double PositiveCosts::History(const DensityModel& model) const {
   cost += Square((Mean(model.logDye) - std::log(m_history.dye)) / m_history.dyeSd) / 2.0;
   for (int c = 0; c < 3; c++) {
     const double apart = (model.logDye[c] - model.logDye[(c + 1) % 3]) / m_history.dyeRatio;
-    cost += m_history.dyeRatioCost * std::sqrt(1.0 + apart * apart);
+    cost += m_history.dyeRatioCost * (std::sqrt(1.0 + apart * apart) - 1.0);
   }
   return cost;
 }

@@ -131,7 +131,21 @@ DensityModel PositiveEstimator::Search(DensityModel model, const Anchors& anchor
   return model;
 }
 
+bool PositiveEstimator::ShowsMaterial(const Anchors& anchors) const {
+  return Smallest(anchors.lightest) > m_material.base - kBaseBelow &&
+         Largest(anchors.darkest) < m_material.densest + m_material.base + kBlackAbove;
+}
+
+double PositiveEstimator::Underexposed(const Anchors& ends, double& trust) const {
+  trust = 0.0;
+  if (m_history.faded || !ShowsMaterial(ends)) return 0.0;
+  const double above = Clamp(Smallest(ends.lightest) - m_material.base, 0.0, kUnderMost);
+  trust = 1.0 / (1.0 + std::exp(kUnderPrior + m_caution - above / kUnderUsual));
+  return trust * above;
+}
+
 DensityModel PositiveEstimator::Untouched(const Anchors& anchors) const {
+  if (!m_history.faded && !ShowsMaterial(anchors)) return {};
   const double lightest = std::min(Smallest(anchors.white), Smallest(anchors.lightest));
   const double offset = Clamp(lightest, 0.0, m_material.base);
   return {{offset, offset, offset}, {0.0, 0.0, 0.0}};
@@ -187,6 +201,16 @@ PositiveEstimate PositiveEstimator::Estimate(const BlockGrid& grid, const std::v
   }
   if (flat) return estimate;
 
+  // What follows sees the scan as it would be with the right exposure.
+  double underTrust;
+  const double under = Underexposed(ends, underTrust);
+  for (int c = 0; c < 3; c++) {
+    for (double& d : density[c]) d -= under;
+    ends.lightest[c] -= under;
+    ends.darkest[c] -= under;
+    ranges.offset[c] -= under;
+  }
+
   const auto anchorsFor = [&](const DensityModel& model) {
     Anchors anchors = FindAnchors(density, model);
     for (int c = 0; c < 3; c++) {
@@ -210,14 +234,24 @@ PositiveEstimate PositiveEstimator::Estimate(const BlockGrid& grid, const std::v
   const DensityModel untouched = Untouched(anchors);
   estimate.gain = m_costs.White(untouched, anchors) + m_costs.Black(untouched, anchors) - estimate.whiteCost -
                   estimate.blackCost - estimate.historyCost;
-  estimate.trust = 1.0 / (1.0 + std::exp(m_history.prior + m_caution - estimate.gain));
+  const bool shown = m_history.faded || ShowsMaterial(anchors);
+  const double caution = m_caution + (shown ? 0.0 : kNotShown);
+  estimate.trust = 1.0 / (1.0 + std::exp(m_history.prior + caution - estimate.gain));
   for (int c = 0; c < 3; c++) {
     estimate.model.offset[c] = untouched.offset[c] + estimate.trust * (found.offset[c] - untouched.offset[c]);
     estimate.model.logDye[c] = estimate.trust * found.logDye[c];
   }
-  estimate.flare = m_material.flare;
+  // From here on in densities of the scan.
+  estimate.flare = shown ? m_material.flare : 0.0;
   for (int c = 0; c < 3; c++) {
     estimate.flare = std::min(estimate.flare, std::pow(10.0, -estimate.model.Undo(c, ends.darkest[c])));
   }
+  for (int c = 0; c < 3; c++) {
+    estimate.model.offset[c] += under;
+    for (double(*end)[3] :
+         {&estimate.anchors.lightest, &estimate.anchors.darkest, &estimate.anchors.white, &estimate.anchors.black})
+      (*end)[c] += under;
+  }
+  estimate.trust = 1.0 - (1.0 - estimate.trust) * (1.0 - underTrust);
   return estimate;
 }

@@ -46,8 +46,12 @@ class PositiveEstimator {
   // The model of least cost from the given one on, and the better of those from two.
   DensityModel Search(DensityModel model, const Anchors& anchors) const;
   DensityModel BestModel(const std::array<DensityModel, 2>& starts, const Anchors& anchors) const;
+  // Whether the picture can be on the material at all: a file from a camera goes beyond both of its ends.
+  bool ShowsMaterial(const Anchors& anchors) const;
   // Nothing happened to the original.
   DensityModel Untouched(const Anchors& anchors) const;
+  // By how much the scan is too dark as a whole, as far as it is believed, and how far that is (0..1).
+  double Underexposed(const Anchors& anchors, double& trust) const;
 
   const PositiveMaterial& m_material;
   const PositiveHistory& m_history;

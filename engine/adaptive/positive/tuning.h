@@ -63,7 +63,7 @@ inline constexpr PositiveHistory kFadedHistory = {
     .dyeRatioCost = 0.5,
     .whiteTintCost = 0.4,
     .beyondCost = 1.0,
-    .prior = 0.7,
+    .prior = 2.2,
 };
 
 inline constexpr PositiveHistory kUnfadedHistory = {
@@ -74,7 +74,7 @@ inline constexpr PositiveHistory kUnfadedHistory = {
     .dyeRatioCost = 0.7,
     .whiteTintCost = 0.5,
     .beyondCost = 0.15,
-    .prior = 2.0,
+    .prior = 4.1,
 };
 
 // ---- blocks ----
@@ -113,9 +113,23 @@ inline constexpr double kBlackBeyond = 0.05;   // how far a black counts beyond 
 inline constexpr double kStain[3] = {0.18, 0.42, 1.0};
 inline constexpr double kStainSd = 0.02; // of an offset from that line
 inline constexpr double kDyeGrowth = 0.03;
-inline constexpr double kShift = 0.15;   // usual common shift of exposure
+inline constexpr double kShift = 0.15;   // usual common shift of exposure, beside a cast
 inline constexpr double kCast = 0.05;    // usual cast
 inline constexpr double kCastCost = 0.6; // nats
+
+// ---- unfaded originals: whether the scan shows the material ----
+
+inline constexpr double kBaseBelow = 0.02;  // density by which a channel's lightest may lie below the base
+inline constexpr double kBlackAbove = 0.15; // and its darkest above the densest on that base
+inline constexpr double kNotShown = 5.0;    // nats that any change costs a picture that is not on the material
+
+// ---- unfaded originals: exposure ----
+
+// Hardly a scene holds nothing that is light in some channel: one whose lightest lies so far above the base was
+// underexposed, or the scan was.
+inline constexpr double kUnderUsual = 0.025; // density by which lightest ones lie above the base, exponential
+inline constexpr double kUnderPrior = 4.4;   // nats
+inline constexpr double kUnderMost = 0.45;   // density, a stop and a half
 
 // ---- search ----
 
