@@ -195,15 +195,21 @@ void RunTarget(Input input) {
   const auto add = [&](bool wanted, std::initializer_list<const char*> more) {
     if (wanted) words.insert(words.end(), more.begin(), more.end());
   };
-  const bool inPlace = input.OneIn(8), told = input.OneIn(4), analysed = input.OneIn(16), twice = input.OneIn(4);
+  const bool inPlace = input.OneIn(8), told = input.OneIn(4), analysed = input.OneIn(16), twice = input.OneIn(4),
+             cut = input.OneIn(4);
   add(input.OneIn(4), {"--analysis", "standard"});
   add(input.OneIn(8), {"--output-gamma", "1.8"});
-  add(input.OneIn(8), {"--area", "10%,10%,60%,60%"});
+  const int area = input.Below(16);
+  add(area < 2, {"--area", "10%,10%,60%,60%"});
+  add(area == 2, {"--corners", "10%,20%,80%,-10%,110%,70%,20%,90%"});
   add(input.OneIn(8), {"--gray-pipette", "30%,30%"});
   if (analysed) {
     add(true, {"analyse"});
   } else {
     add(input.OneIn(8), {"--strip"});
+    add(cut, {"--crop"});
+    add(cut && input.OneIn(2), {"--margin", input.OneIn(2) ? "-20%" : "3"});
+    add(cut && input.OneIn(4), {"--no-straighten"});
     add(told, {"--sidecar", "--report"});
     inPlace ? add(true, {"--in-place"}) : add(true, {"-o", result.c_str()});
   }
@@ -231,7 +237,8 @@ void RunTarget(Input input) {
     names.insert(name);
     if (inPlace) names.insert(name + kBackupSuffix);
     if (told) names.insert({name + kSidecarSuffix, name + kReportSuffix});
-    ZEP3_HOLDS(SizesOf(written) == sizes);
+    const std::optional<Sizes> now = SizesOf(written);
+    ZEP3_HOLDS(now && now->size() == sizes->size() && (cut || now == sizes));
   }
   ZEP3_HOLDS(folder.Names() == names);
   if (!done || inPlace) ZEP3_HOLDS(ReadAll(done && !analysed ? scan + kBackupSuffix : scan) == bytes);

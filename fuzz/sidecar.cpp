@@ -24,6 +24,9 @@ const Json& Written() {
     ZEP3_EVIDENCE& evidence = page.correction.finding.emplace().evidence;
     evidence.lAnalysis = AdaptiveAnalysisOf(record.para.wDocType);
     evidence.lReasons = ZEP3_REASON_STAIN | ZEP3_REASON_STRONG_FADING;
+    page.correction.frame = {{{{10, 10}, {90, 12}, {89, 70}, {9, 68}}}, 0.9};
+    page.correction.frame->paper = page.correction.frame->corners;
+    page.correction.prescan.scanWidth = page.correction.prescan.scanHeight = 100;
     Json written = CorrectionToJson("scan.tif", {page});
     written["pages"][0].erase("prescan"); // large, and read by nobody
     return written;
@@ -92,7 +95,7 @@ void RunTarget(Input input) {
     Json kept;
     for (const Json& page : json.at("pages")) {
       kept.push_back({page.at("record"), page.at("matrix"), page.at("tables"), page.at("chroma"),
-                      page.at("inputGamma10"), page.at("analysis")});
+                      page.at("inputGamma10"), page.at("analysis"), page.at("frame")});
     }
     return kept;
   };

@@ -22,6 +22,7 @@ finish faded-slide samples/slide-faded.jpg slide-faded.jpg
 finish faded-print samples/print-faded.jpg print-faded.jpg
 finish negative samples/negative-colour.jpg negative-colour.jpg
 finish bw-negative samples/negative-bw.jpg negative-bw.jpg
+finish negative samples/strip.jpg strip.jpg --crop
 finish document samples/plate.jpg plate.jpg
 finish background samples/breviary.jpg breviary.jpg
 finish ground-color samples/breviary.jpg breviary-neutral.jpg

@@ -339,11 +339,11 @@ TEST_F(Program, TheAnalysisIsChosenAndTold) {
     const char *options, *asked, *line;
     const char* same; // options of the same tables
   } cases[] = {
-      {"-k document", "standard", "scan.png: standard analysis\n", "-k document --analysis standard"},
-      {"-k document --analysis adaptive", "adaptive", "scan.png: standard analysis: there is no other", "-k document"},
-      {"-k photo --option plain", "adaptive", "scan.png: standard analysis: there is no other",
+      {"-k document", "standard", "scan.png: good, standard analysis\n", "-k document --analysis standard"},
+      {"-k document --analysis adaptive", "adaptive", "scan.png: good, standard analysis: there is no other", "-k document"},
+      {"-k photo --option plain", "adaptive", "scan.png: good, standard analysis: there is no other",
        "-k photo --option plain --analysis standard"},
-      {"-k photo", "adaptive", "scan.png: adaptive analysis, confidence ", "-k photo --analysis adaptive"}};
+      {"-k photo", "adaptive", "scan.png: good, adaptive analysis, confidence ", "-k photo --analysis adaptive"}};
   const auto tables = [&](const std::string& options) { return Zep3("tables scan.png " + options).out; };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.options);

@@ -22,6 +22,9 @@ constexpr const char* kExamples = R"(Examples:
   A colour negative, with a page that shows it before and after:
     zep3 -k negative roll7_12.tif -o finished/roll7_12.tif --report
 
+  A strip of film in its holder, the picture in the middle cut out and straightened:
+    zep3 -k negative --crop strip.tif -o finished/
+
   All scans below a folder, faded slides, the originals kept; run it again to go on where it stopped:
     zep3 -r -k faded-slide archive/slides -o archive/finished
 

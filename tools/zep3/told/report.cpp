@@ -274,7 +274,8 @@ std::string Pictures(const ReportPage& page) {
   const vips::VImage before = Bare(page.before), after = Bare(page.after);
   return "<div class=\"pair pictures\" style=\"--width: " + std::to_string(before.width()) +
          "; --height: " + std::to_string(before.height()) + "; --split: 50%\">\n" +
-         PictureFigure(before, page.title + " before the correction", "Before") +
+         PictureFigure(before, page.title + " before the correction",
+                       "Before" + (page.framed.empty() ? "" : "; the line: " + Escape(page.framed))) +
          PictureFigure(after, page.title + " after the correction", "After") + "</div>\n";
 }
 

@@ -26,6 +26,7 @@ struct ReportPage {
   std::string verdict;             // in words; empty: the result was not checked
   bool good = true;                // nothing speaks against the result
   vips::VImage before, after;      // small pictures of 8 bits, gray or RGB, in memory, profile attached
+  std::string framed;              // what the line on `before` is around; empty: there is none
   std::optional<vips::VImage> cut; // likewise: the part of `after` that is the result
   // Pixels per file value 0..255 of red, green, blue.
   std::array<std::array<int64_t, 256>, 3> histogramBefore{}, histogramAfter{};

@@ -139,7 +139,10 @@ ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size
   page.verdict = Sentence(VerdictText(correction));
   page.good = correction.verdict <= ZEP3_VERDICT_GOOD;
   page.before = picture(small.image);
-  if (correction.frame) page.before = WithFrame(page.before, *correction.frame, correction.prescan);
+  if (correction.frame) {
+    page.before = WithFrame(page.before, *correction.frame, correction.prescan);
+    page.framed = correction.frame->given ? "the analysis area" : "the picture that was found";
+  }
   page.after = picture(after);
   if (corrected.cut) page.cut = picture(CutOfSmall(after, *corrected.cut, correction.prescan));
   page.histogramBefore = Histograms(bytes(small.image));
