@@ -121,6 +121,7 @@ inline constexpr double kCastCost = 0.6; // nats
 
 inline constexpr double kBaseBelow = 0.02;  // density by which a channel's lightest may lie below the base
 inline constexpr double kBlackAbove = 0.15; // and its darkest above the densest on that base
+inline constexpr double kFlareSeen = 0.1;   // or the darkest lies so near the densest that flare has ended it
 inline constexpr double kNotShown = 5.0;    // nats that any change costs a picture that is not on the material
 
 // ---- unfaded originals: exposure ----
