@@ -38,8 +38,10 @@ add_library(zep3_program_parts STATIC
   tools/zep3/opening/tiff_page_stream.cpp
   tools/zep3/page/analysis.cpp
   tools/zep3/page/box_mean.cpp
+  tools/zep3/page/cut.cpp
   tools/zep3/page/encoding.cpp
   tools/zep3/page/finish.cpp
+  tools/zep3/page/frame.cpp
   tools/zep3/page/prescan.cpp
   tools/zep3/page/record.cpp
   tools/zep3/page/tables.cpp

@@ -4,7 +4,7 @@ set -eu
 cd "$(dirname "$0")/.."
 
 sh scripts/setup.sh
-[ -f build/release/CMakeCache.txt ] || cmake --preset release >/dev/null
+[ -f build/release/CMakeCache.txt ] || cmake --preset release -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ >/dev/null
 cmake --build --preset release --target zep3_program >/dev/null
 zep3=build/release/zep3
 out=build/demo

@@ -47,29 +47,28 @@ echo 'gcc -O2: the first'
 engine gcc-O2 gcc g++ -O2
 results gcc-O2 | tee $out/first.txt
 MALLOC_PERTURB_=165 same 'gcc -O2 again, on memory that holds other values' gcc-O2
-for level in -O0 -O1 -O3; do
-  engine gcc$level gcc g++ $level
-  same "gcc $level" gcc$level
-done
-for level in -O0 -O1 -O2 -O3; do
-  engine clang$level clang clang++ $level
-  same "clang $level" clang$level
+for build in 'gcc -O0' 'gcc -O3' 'clang -O0' 'clang -O2' 'clang -O3'; do
+  compiler=${build% *} level=${build#* }
+  cxx=g++
+  [ "$compiler" = gcc ] || cxx=clang++
+  engine "$compiler$level" "$compiler" $cxx "$level"
+  same "$build" "$compiler$level"
 done
 
 fma=no
 if grep -q ' avx2 .* fma\| fma .* avx2 ' /proc/cpuinfo; then fma=yes; fi
-for level in -O2 -O3; do
-  for compiler in gcc clang; do
-    cxx=g++
-    [ $compiler = gcc ] || cxx=clang++
-    engine "$compiler$level-v3" $compiler $cxx "$level -march=x86-64-v3"
-    unfused "$compiler$level-v3"
-    if [ $fma = yes ]; then
-      same "$compiler $level -march=x86-64-v3" "$compiler$level-v3"
-    else
-      echo "$compiler $level -march=x86-64-v3: built, not run: no such processor"
-    fi
-  done
+for compiler in gcc clang; do
+  cxx=g++
+  [ $compiler = gcc ] || cxx=clang++
+  engine "$compiler-v3" $compiler $cxx '-O3 -march=x86-64-v3'
+  unfused "$compiler-v3"
+  if [ $fma = yes ]; then
+    same "$compiler -O3 -march=x86-64-v3" "$compiler-v3"
+    g++ -o $out/golden-v3 $out/golden.o "$out/$compiler-v3/libzep3.a" -lgtest -lgtest_main
+    $out/golden-v3 --gtest_brief=1
+  else
+    echo "$compiler -O3 -march=x86-64-v3: built, not run: no such processor"
+  fi
 done
 
 golden="$out/golden.o $out/gcc-O2/libzep3.a -lgtest -lgtest_main"

@@ -30,13 +30,23 @@ double FilmExposure(double density, double slope, double toe) {
   return toe * std::log(std::expm1(AtLeast(kLeastDensity, density) / slope / toe));
 }
 
+double LogLevelWith(double light, double level) {
+  const double least = AtLeast(kLeastLevel, level);
+  return std::log10(light == 0.0 ? least : 255.0 * std::pow(Light(least) + light, kInverseGamma));
+}
+
+double LevelWithout(double light, double logLevel) {
+  const double level = std::pow(10.0, logLevel);
+  return light == 0.0 ? level : 255.0 * std::pow(AtLeast(Light(kLeastLevel), Light(level) - light), kInverseGamma);
+}
+
 double Film::ExposureAt(int c, double logLevel) const {
   return FilmExposure(1.8 * (base[c] - logLevel), slope[c], toe) - balance[c];
 }
 
 double Film::LevelAt(int c, double exposure) const {
   const double density = slope[c] * toe * std::log1p(std::exp((exposure + balance[c]) / toe));
-  return std::pow(10.0, base[c] - density / 1.8);
+  return LevelWithout(lost, base[c] - density / 1.8);
 }
 
 double TowardLamp(double red, double blue) { return red * kLampLine[0] + blue * kLampLine[1]; }

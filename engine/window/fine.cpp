@@ -172,39 +172,92 @@ bool IsStrip(const Band& band, const Line& outer, const Line& inner, double (&le
   return static_cast<double>(even) > kStripEven * static_cast<double>(cells.size());
 }
 
-// The line of a side: the likeliest near the coarse one, or one further in that only an even strip of surroundings
-// separates from it.
-const Line* Innermost(const Band& band, const std::vector<Line>& lines, Material material, const LevelMap& map,
-                      const Rectangle& rectangle, int s) {
-  Rectangle beside = rectangle;
-  SideTraits& side = beside.side[static_cast<size_t>(s)];
-  std::vector<double> scores;
-  const Line* chosen = nullptr;
-  double best = kFineLeastScore;
-  for (const Line& line : lines) {
-    side = TraitsOf(line, -0.5, band.map.along - 0.5);
-    LookInside(map, material, beside);
-    scores.push_back(side.border ? kSideWorst : SideScore(side, material));
-    if (scores.back() <= best || std::fabs(band.OffsetOf(line.at)) > kFineNear * band.outward) continue;
-    best = scores.back();
-    chosen = &line;
-  }
-  for (bool again = chosen != nullptr; again;) {
-    again = false;
-    const Line* next = nullptr;
-    for (size_t i = 0; i < lines.size(); i++) {
-      if (scores[i] < kFineLeastInner || lines[i].at < chosen->at + kFineApart) continue;
-      if (next != nullptr && lines[i].at > next->at) continue;
-      side.border = false;
-      if (!IsStrip(band, *chosen, lines[i], side.level)) continue;
-      LookInside(map, material, beside);
-      if (side.extreme > kStripExtreme) next = &lines[i];
+// A side as the scan shows it.
+struct FineSide {
+  bool read = false;
+  Band band;
+  std::vector<Line> lines;
+  Line line;          // of the picture, as far as is sure
+  const Line* unsure; // one further in that only an even strip separates from it; null without
+  double level[3];    // of that strip
+};
+
+class SideFinder {
+ public:
+  SideFinder(Material material, const LevelMap& map, const Rectangle& rectangle)
+      : m_material(material), m_map(map), m_beside(rectangle) {}
+
+  // The likeliest line near the coarse one, else this itself, or one further in that only an even strip of surroundings
+  // separates from it.
+  void Find(int s, FineSide& found) {
+    const Band& band = found.band;
+    SideTraits& side = m_beside.side[static_cast<size_t>(s)];
+    const SideTraits coarse = side;
+    found.lines = FindLines(band.map, FindEdges(band.map), Outside::kBefore, kFineLines);
+    found.line = {};
+    found.line.at = band.outward / band.step;
+    std::vector<double> scores;
+    double best = kFineLeastScore;
+    for (const Line& line : found.lines) {
+      side = TraitsOf(line, -0.5, band.map.along - 0.5);
+      LookInside(m_map, m_material, m_beside);
+      scores.push_back(side.border ? kSideWorst : SideScore(side, m_material));
+      if (scores.back() <= best || std::fabs(band.OffsetOf(line.at)) > kFineNear * band.outward) continue;
+      best = scores.back();
+      found.line = line;
     }
-    if (next == nullptr) break;
-    chosen = next;
-    again = true;
+    found.unsure = nullptr;
+    for (bool again = true; again;) {
+      again = false;
+      for (size_t i = 0; i < found.lines.size(); i++) {
+        const Line& line = found.lines[i];
+        if (line.at < found.line.at + kFineApart) continue;
+        side.border = false;
+        if (!IsStrip(band, found.line, line, side.level)) continue;
+        LookInside(m_map, m_material, m_beside);
+        if (side.extreme < kRimExtreme) continue;
+        if (scores[i] >= kFineLeastInner) {
+          found.line = line;
+          again = true;
+          break;
+        }
+        if (found.unsure != nullptr && found.unsure->at > line.at) continue;
+        found.unsure = &line;
+        std::copy_n(side.level, 3, found.level);
+      }
+    }
+    if (found.unsure != nullptr && found.unsure->at < found.line.at + kFineApart) found.unsure = nullptr;
+    side = coarse;
   }
-  return chosen;
+
+ private:
+  const Material m_material;
+  const LevelMap& m_map;
+  Rectangle m_beside;
+};
+
+bool AreAlike(const double (&p)[3], const double (&q)[3]) {
+  for (int c = 0; c < 3; c++) {
+    if (std::fabs(p[c] - q[c]) > kAlikeLeast + kAlikeShare * std::max(p[c], q[c])) return false;
+  }
+  return true;
+}
+
+// What is clear beside one side is so beside others: unsure lines whose strips agree are the picture's.
+void TakeUnsure(FineSide (&sides)[kSideCount]) {
+  bool agrees[kSideCount] = {};
+  for (int s = 0; s < kSideCount; s++) {
+    if (!sides[s].read || sides[s].unsure == nullptr) continue;
+    for (int other = 0; other < kSideCount; other++) {
+      if (other == s || !sides[other].read) continue;
+      const Strip strip = StripBeside(sides[other].band.map, sides[other].line);
+      agrees[s] = agrees[s] || (strip.seen && AreAlike(strip.level, sides[s].level)) ||
+                  (sides[other].unsure != nullptr && AreAlike(sides[other].level, sides[s].level));
+    }
+  }
+  for (int s = 0; s < kSideCount; s++) {
+    if (agrees[s]) sides[s].line = *sides[s].unsure;
+  }
 }
 
 } // namespace
@@ -223,24 +276,29 @@ void Refine(const ZEP3_BmpInfo& image, const GridPlace& place, Material material
   // Clockwise, the inside to the right.
   constexpr int kEnds[kSideCount][2] = {{0, 1}, {2, 3}, {3, 0}, {1, 2}};
   const BandReader reader(image);
+  SideFinder finder(material, map, rectangle);
+  FineSide sides[kSideCount];
   Point through[kSideCount][2];
   for (int s = 0; s < kSideCount; s++) {
-    Band band;
+    Band& band = sides[s].band;
     band.from = {corners.x[kEnds[s][0]], corners.y[kEnds[s][0]]};
     band.to = {corners.x[kEnds[s][1]], corners.y[kEnds[s][1]]};
     through[s][0] = band.from;
     through[s][1] = band.to;
     if (rectangle.side[static_cast<size_t>(s)].border || !reader.Read(band, place.side)) continue;
-    const EdgeMap edges = FindEdges(band.map);
-    const std::vector<Line> lines = FindLines(band.map, edges, Outside::kBefore, kFineLines);
-    const Line* chosen = Innermost(band, lines, material, map, rectangle, s);
-    if (chosen == nullptr) continue;
-    strips[s] = StripBeside(band.map, *chosen);
+    sides[s].read = true;
+    finder.Find(s, sides[s]);
+  }
+  TakeUnsure(sides);
+  for (int s = 0; s < kSideCount; s++) {
+    if (!sides[s].read) continue;
+    const Band& band = sides[s].band;
+    strips[s] = StripBeside(band.map, sides[s].line);
     const double middle = 0.5 * (band.map.along - 1);
     for (int end = 0; end < 2; end++) {
       // Rows of the band to the ends of the side.
       const double row = (end - band.first) / (band.last - band.first) * band.map.along - 0.5;
-      const double offset = band.OffsetOf(chosen->At(row, middle));
+      const double offset = band.OffsetOf(sides[s].line.At(row, middle));
       through[s][end].x += band.inward.x * offset;
       through[s][end].y += band.inward.y * offset;
     }

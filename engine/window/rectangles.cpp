@@ -202,9 +202,10 @@ void LookInside(const LevelMap& map, Material material, Rectangle& rectangle) {
 
 namespace {
 
-// By how much the outsides of the sides differ, levels.
+// By how much more than light falls off the outsides of the sides differ, levels: in the channel in which they do
+// least, as light that is scattered in colours one.
 double OutsidesApart(const Rectangle& rectangle) {
-  double apart = 0.0;
+  double apart = 255.0;
   for (int c = 0; c < 3; c++) {
     double most = 0.0;
     double least = 255.0;
@@ -213,12 +214,16 @@ double OutsidesApart(const Rectangle& rectangle) {
       most = std::max(most, side.level[c]);
       least = std::min(least, side.level[c]);
     }
-    apart = std::max(apart, most - least);
+    apart = std::min(apart, std::max(0.0, most * (1.0 - kFallOff) - least));
   }
   return apart;
 }
 
 double AreaOf(const Corners& c) { return c.Width() * c.Height(); }
+
+// Whether all of the picture is darker, or lighter, than all that a side has outside, however uneven that is:
+// perforations may touch the picture.
+bool Parts(const SideTraits& side) { return std::min({side.contrast, side.oneWay, side.extreme}) > kPartsShare; }
 
 void Judge(const LevelMap& map, Material material, Rectangle& rectangle) {
   LookInside(map, material, rectangle);
@@ -229,7 +234,7 @@ void Judge(const LevelMap& map, Material material, Rectangle& rectangle) {
     borders += side.border;
     if (side.border) continue;
     const double score = SideScore(side, material);
-    rectangle.least = std::min(rectangle.least, score);
+    rectangle.least = std::min(rectangle.least, Parts(side) ? std::max(score, kLeastSide) : score);
     rectangle.score += score - kEvenInsideCost * std::max(0.0, 2.0 * side.evenIn - 1.0);
   }
   rectangle.score -= kBorderCost * borders + (borders > 1 ? kTwoBordersCost : 0.0);
@@ -253,9 +258,71 @@ bool IsWithin(const Corners& inner, const Corners& outer) {
   return true;
 }
 
-// Whether what lies inside of a side may be surroundings, too: clear film within a holder, the border of a print.
-bool HasRim(const SideTraits& side) {
-  return !side.border && side.evenIn > kRimEven && side.insideScatter < kRimScatter && side.insideExtreme > kRimExtreme;
+// Mean distance between a side of two rectangles, blocks.
+double Between(const Corners& p, const Corners& q, size_t side) {
+  constexpr int kEnds[kSideCount][2] = {{0, 1}, {3, 2}, {0, 3}, {1, 2}};
+  const int a = kEnds[side][0];
+  const int b = kEnds[side][1];
+  if (side < kLeft) return 0.5 * std::fabs(p.y[a] - q.y[a] + p.y[b] - q.y[b]);
+  return 0.5 * std::fabs(p.x[a] - q.x[a] + p.x[b] - q.x[b]);
+}
+
+// Whether what lies between a side of two rectangles is one even strip, edge print and perforations aside: clear film
+// within a holder, the border of a print.
+bool IsStripBetween(const LevelMap& map, const Corners& inner, const Corners& outer, size_t side) {
+  constexpr int kEnds[kSideCount][2] = {{0, 1}, {3, 2}, {0, 3}, {1, 2}};
+  const int a = kEnds[side][0];
+  const int b = kEnds[side][1];
+  LevelMap::Cell cells[kStripAlong * kStripAcross];
+  int seen = 0;
+  for (int i = 0; i < kStripAlong; i++) {
+    const double u = (i + 0.5) / kStripAlong;
+    for (int k = 0; k < kStripAcross; k++) {
+      const double v = (k + 0.5) / kStripAcross;
+      const auto between = [u, v](double p, double q, double r, double t) {
+        return (p + (q - p) * u) * v + (r + (t - r) * u) * (1.0 - v) + 0.5;
+      };
+      const double x = between(inner.x[a], inner.x[b], outer.x[a], outer.x[b]);
+      const double y = between(inner.y[a], inner.y[b], outer.y[a], outer.y[b]);
+      if (x < 0.0 || y < 0.0 || x >= map.across || y >= map.along) continue;
+      cells[seen++] = map.At(static_cast<int>(x), static_cast<int>(y));
+    }
+  }
+  if (seen < kStripAlong) return false;
+  int usual[3];
+  int16_t samples[kStripAlong * kStripAcross];
+  for (int c = 0; c < 3; c++) {
+    for (int i = 0; i < seen; i++) samples[i] = cells[i].level[c];
+    std::nth_element(samples, samples + seen / 2, samples + seen);
+    usual[c] = samples[seen / 2];
+  }
+  int even = 0;
+  for (int i = 0; i < seen; i++) {
+    bool same = true;
+    for (int c = 0; c < 3; c++) {
+      const int most = std::max(kStripNoise * map.noise, kStripLeast + usual[c] / kStripShare);
+      same = same && std::abs(cells[i].level[c] - usual[c]) <= most;
+    }
+    even += same;
+  }
+  return even > kStripEven * seen;
+}
+
+// Sides on which a rim separates a rectangle from one around it; -1 where there is a side on which something else does.
+// A single one is an even part of the picture more often than not, but for what is lighter than a negative's holder.
+int RimsBetween(const LevelMap& map, Material material, const Rectangle& inner, const Rectangle& outer) {
+  int rims = 0;
+  bool clear = false;
+  for (size_t s = 0; s < kSideCount; s++) {
+    if (inner.line[s] == outer.line[s]) continue;
+    if (inner.side[s].extreme > kRimExtreme && IsStripBetween(map, inner.corners, outer.corners, s)) {
+      rims++;
+      clear = clear || (material == Material::kNegative && Mean(inner.side[s].level) > Mean(outer.side[s].level));
+    } else if (!outer.side[s].border && Between(inner.corners, outer.corners, s) > kSameSide) {
+      return -1;
+    }
+  }
+  return rims == 1 && !clear ? -1 : rims;
 }
 
 bool IsBetter(const Rectangle& p, const Rectangle& q) {
@@ -274,7 +341,8 @@ std::vector<Rectangle> FindRectangles(const SideLines& lines, Material material)
   return found;
 }
 
-const Rectangle* ChooseWindow(const std::vector<Rectangle>& rectangles, double& likeliest) {
+const Rectangle* ChooseWindow(const LevelMap& map, Material material, const std::vector<Rectangle>& rectangles,
+                              double& likeliest) {
   const auto likely = std::find_if(rectangles.begin(), rectangles.end(), [](const Rectangle& rectangle) {
     return rectangle.score >= kLeastScore && rectangle.least >= kLeastSide;
   });
@@ -283,13 +351,12 @@ const Rectangle* ChooseWindow(const std::vector<Rectangle>& rectangles, double& 
   const Rectangle* chosen = &*likely;
   for (bool again = true; again;) {
     again = false;
-    const auto rims = std::count_if(chosen->side.begin(), chosen->side.end(), HasRim);
-    const double allowed = kInnerAllowance + kRimAllowance * static_cast<double>(rims);
-    const double least = rims > 0 ? kLeastSideInRim : kLeastInnerSide;
     for (const Rectangle& inner : rectangles) {
-      if (inner.score < likely->score - allowed || inner.least < least) continue;
       if (AreaOf(inner.corners) >= kInnerMost * AreaOf(chosen->corners)) continue;
       if (!IsWithin(inner.corners, chosen->corners)) continue;
+      const int rims = RimsBetween(map, material, inner, *chosen);
+      if (rims < 0 || inner.score < likely->score - kInnerAllowance - kRimAllowance * rims) continue;
+      if (inner.least < (rims > 0 ? kLeastSideInRim : kLeastInnerSide)) continue;
       chosen = &inner;
       again = true;
       break;

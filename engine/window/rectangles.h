@@ -43,7 +43,8 @@ std::vector<Rectangle> FindRectangles(const SideLines& lines, Material material)
 
 // The one that holds the picture: the innermost of those that are hardly less likely than the best. Null without any
 // that is likely.
-const Rectangle* ChooseWindow(const std::vector<Rectangle>& rectangles, double& likeliest);
+const Rectangle* ChooseWindow(const LevelMap& map, Material material, const std::vector<Rectangle>& rectangles,
+                              double& likeliest);
 
 // How the inside of a rectangle stands to what is outside of each side.
 void LookInside(const LevelMap& map, Material material, Rectangle& rectangle);

@@ -57,17 +57,20 @@ inline constexpr double kBorderCost = 1.5;
 inline constexpr double kTwoBordersCost = 2.0;
 inline constexpr double kApartCost = 4.0;
 inline constexpr double kApartFull = 40.0;
+inline constexpr double kFallOff = 0.15; // share of its level by which light falls off from side to side
 inline constexpr double kOffCost = 4.0;
 inline constexpr double kEvenInsideCost = 1.0;
 inline constexpr int kPlaces = 9; // in each direction, where the inside is looked at
 inline constexpr size_t kMostRectangles = 150;
 
 // ---- choice, nats ----
-inline constexpr double kLeastScore = -2.0;
+inline constexpr double kLeastScore = -4.2;
 inline constexpr double kLeastSide = -4.0;
+inline constexpr double kPartsShare = 0.97;
 inline constexpr double kInnerAllowance = 8.0;
 inline constexpr double kLeastInnerSide = -2.0;
 inline constexpr double kInnerMost = 0.97;
+inline constexpr double kSameSide = 1.5; // blocks between two lines that may be one side
 
 // ---- fine search ----
 inline constexpr double kFineOutward = 3.5; // from a coarse side, blocks
@@ -79,7 +82,8 @@ inline constexpr double kFineApart = 2.0;       // cells
 inline constexpr double kFineBlur = 1.5;        // cells
 inline constexpr int kStripScatter = 8 * 16;    // levels
 inline constexpr double kStripEven = 0.6;       // share of cells
-inline constexpr double kStripExtreme = 0.85;
+inline constexpr double kAlikeLeast = 4.0;      // levels by which strips may differ that are the same ...
+inline constexpr double kAlikeShare = 0.12;     // ... on top of a share of theirs: light falls off
 inline constexpr int kFineRows = 64;            // along a side
 inline constexpr int kFineSamples = 6;          // of a cell
 inline constexpr double kFineMargin = 0.06;     // of a side at either end: round corners
@@ -87,9 +91,11 @@ inline constexpr double kFineLeast = 0.3;       // of a side that the scan must 
 inline constexpr double kFineShortest = 40.0;   // pixels
 inline constexpr double kFineLeastScore = -2.0; // nats
 inline constexpr double kFineAllowance = 8.0;   // nats
-inline constexpr double kRimEven = 0.85;
-inline constexpr double kRimScatter = 8.0;
 inline constexpr double kRimExtreme = 0.93;
+inline constexpr int kStripAlong = 32; // places of a strip that are looked at
+inline constexpr int kStripAcross = 4;
+inline constexpr int kStripLeast = 40; // 2.5 levels by which an even strip may differ from its usual level ...
+inline constexpr int kStripShare = 20; // ... on top of a share of that
 inline constexpr double kRimAllowance = 3.0;
 inline constexpr double kLeastSideInRim = -5.0;
 inline constexpr double kOpaque = 40.0; // level that surroundings darker than film have at most

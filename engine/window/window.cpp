@@ -17,7 +17,7 @@ Window FindWindow(const ZEP3_BmpInfo& image, const BlockGrid& grid, Material mat
   const SideLines lines = FindSideLines(grid);
   const std::vector<Rectangle> rectangles = FindRectangles(lines, material);
   double likeliest = 0.0;
-  const Rectangle* chosen = ChooseWindow(rectangles, likeliest);
+  const Rectangle* chosen = ChooseWindow(lines.map, material, rectangles, likeliest);
   if (chosen == nullptr) return window;
   const GridPlace place = {static_cast<double>(grid.left), static_cast<double>(grid.top),
                            static_cast<double>(grid.side)};

@@ -13,6 +13,7 @@ from PIL import Image, ImageDraw, ImageFont
 from skimage.color import deltaE_ciede2000, rgb2lab
 
 import simulate as s
+import surroundings
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 SAMPLES = ROOT / "samples"
@@ -129,7 +130,14 @@ def negative(m, photograph="mountains", film="colour", size=SIZE, **how):
     return s.scanned(s.negative(m.photograph(photograph, size), film, **how))
 
 
+def strip(m, size=(1000, 640)):
+    """Three colour negatives on a light table, a little tilted."""
+    frames = [m.photograph(name, 900) for name in ("meadow", "mountains", "brook")]
+    return surroundings.strip(frames, "colour", size, 1.6, FONT)
+
+
 def samples(m):
+    s.save(SAMPLES / "strip.jpg", strip(m), 88)
     s.save(SAMPLES / "slide-faded.jpg", slide(m), 90)
     s.save(SAMPLES / "print-faded.jpg", print_(m, size=600))
     s.save(SAMPLES / "negative-colour.jpg", negative(m, size=640), 90)
@@ -189,10 +197,6 @@ def wrong(m):
 
     pair("kind", negative(m), ("slide", ""), ("negative", ""))
     pair("faded", print_(m, "brook", "dark"), ("photo", ""), ("faded-print", ""))
-    edge = 200
-    mount = np.pad(s.positive(m.photograph("mountains"), "slide", "slide-heavy"), [(edge, edge)] * 2 + [(0, 0)])
-    pair("mount", s.scanned(mount), ("faded-slide", ""), ("faded-slide", "--area 30%,30%,40%,40%"),
-         (slice(edge, -edge), slice(edge, -edge)))
     pair("book", m.page("plate", 900), ("faded-print", ""), ("document", ""))
     pair("warm", s.scanned(s.positive(evening(m, "dogs"), "print", "dark")), ("faded-print", ""),
          ("faded-print", "--balance 10,0,-30"))
@@ -219,6 +223,19 @@ def table(m, name, rows, height=130, holder=0.0):
         print("  ", name, title, line[2][1], line[3][1])
     heads = ("as scanned", "standard", "adaptive", "the original")
     s.save(IMAGES / f"{name}.jpg", compose(lines, height, heads=heads, shared=True), 82)
+
+
+def crop(m):
+    """Scans with what lies around the picture: corrected whole, and cut to the picture."""
+    slide_ = s.positive(m.photograph("astronaut", 900), "slide", "slide-heavy")
+    print__ = s.positive(m.photograph("brushes", 900), "print", "heavy")
+    rows = [("a film strip on a light table", strip(m), "negative"),
+            ("a slide in its mount", surroundings.mounted(slide_, (900, 640), 0.62, -2.5), "faded-slide"),
+            ("a print with a white border under a white lid", surroundings.on_lid(print__, (900, 640), 0.78, 3, 0.88),
+             "faded-print")]
+    lines = [[title, (scan, ""), (m.corrected(scan, kind), ""), (m.corrected(scan, kind, "--crop"), "")]
+             for title, scan, kind in rows]
+    s.save(IMAGES / "crop.jpg", compose(lines, 190, heads=("as scanned", "corrected", "with --crop"), shared=True), 85)
 
 
 def evening(m, name):
@@ -333,7 +350,7 @@ def densities(m):
 
 GROUPS = {"adaptive-prints": adaptive_prints, "adaptive-negatives": adaptive_negatives, "adaptive-frame": adaptive_frame,
           "adaptive-failures": adaptive_failures, "adaptive-densities": densities, "negatives": negatives,
-          "samples": samples, "before-after": before_after, "kind": kinds, "wrong": wrong}
+          "samples": samples, "before-after": before_after, "kind": kinds, "wrong": wrong, "crop": crop}
 
 
 def main():

@@ -43,6 +43,7 @@ struct AnalysisOptions {
   std::optional<bool> adaptive; // absent: as is best for the kind
   std::optional<std::array<double, 9>> matrix;
   AreaArgument area;
+  bool window = false; // the picture's place is wanted of an analysis, too, that does not need it
   std::optional<PipetteArgument> grayPipette, gammaPipette;
 };
 
@@ -52,6 +53,13 @@ struct UserOptions {
   std::optional<std::array<int64_t, 3>> balance;
   std::optional<ZEP3_TONE> masterCurve;
   std::array<std::optional<ZEP3_TONE>, 3> channelCurves;
+};
+
+// What is cut out of a scan.
+struct CropOptions {
+  bool wanted = false;
+  std::optional<Length> margin; // around the picture; percent of its shorter side; negative: inside
+  bool keepsTilt = false; // nothing is turned
 };
 
 enum class Command { kCorrect, kAnalyse, kTables };
@@ -80,6 +88,7 @@ struct Options {
 
   AnalysisOptions analysis;
   UserOptions user;
+  CropOptions crop;
   std::optional<int> inputGamma, outputGamma; // tenths
   bool saturation = true;
   std::string useSidecar; // empty: analyse

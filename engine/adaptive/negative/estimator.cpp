@@ -22,6 +22,7 @@ NegativeEstimator::NegativeEstimator(const BlockGrid& grid, const Picture& pictu
 
 bool NegativeEstimator::Estimate(const double (&contrast)[3], double softer) {
   if (m_picture.blocks.size() < kLeastBlocks) return false;
+  MeasureLost();
   ReadLogLevels();
   if (!MeasureBase()) return false;
   const ExposureCurve exposure(m_traits.toe);
@@ -31,11 +32,23 @@ bool NegativeEstimator::Estimate(const double (&contrast)[3], double softer) {
   } else {
     JudgeMonochrome(exposure);
   }
+  m_film.lost = m_lost;
   return JudgePrint(softer);
 }
 
+// No picture on film is as dense as a scanner's black. Where the darkest parts nearly reach it, in whatever channel, the
+// black level has taken light off all of them, without which the densities near it are without bounds.
+void NegativeEstimator::MeasureLost() {
+  std::vector<double> darkest;
+  darkest.reserve(m_picture.blocks.size());
+  for (const size_t at : m_picture.blocks) {
+    darkest.push_back(std::min({m_grid.level[0][at], m_grid.level[1][at], m_grid.level[2][at]}));
+  }
+  m_lost = AtLeast(0.0, kLeastFilmLight - Light(Percentile(darkest, kDarkestPercent)));
+}
+
 void NegativeEstimator::ReadLogLevels() {
-  const Sampled<2048> logLevel(256.0, [](double level) { return std::log10(AtLeast(kLeastLevel, level)); });
+  const Sampled<2048> logLevel(256.0, [this](double level) { return LogLevelWith(m_lost, level); });
   for (int c = 0; c < 3; c++) {
     m_log[c].resize(m_picture.blocks.size());
     for (size_t i = 0; i < m_log[c].size(); i++) m_log[c][i] = logLevel(m_grid.level[c][m_picture.blocks[i]]);
@@ -50,7 +63,7 @@ bool NegativeEstimator::MeasureBase() {
   for (int c = 0; c < 3; c++) {
     samples = m_log[c];
     top[c] = Percentile(samples, kTopPercent);
-    base[c] = std::pow(10.0, top[c]) * m_tuning.baseExcess;
+    base[c] = LevelWithout(m_lost, top[c] + std::log10(m_tuning.baseExcess));
   }
   // What lies beside the picture is clear film where it is lighter than all of the picture, but not by so much that it
   // is open light. Of several such sides the middle one: light may fall off, or in.
@@ -58,7 +71,7 @@ bool NegativeEstimator::MeasureBase() {
   for (const Strip& strip : m_picture.window.strip) {
     if (!strip.seen) continue;
     double above[3];
-    for (int c = 0; c < 3; c++) above[c] = 1.8 * (std::log10(AtLeast(kLeastLevel, strip.level[c])) - top[c]);
+    for (int c = 0; c < 3; c++) above[c] = 1.8 * (LogLevelWith(m_lost, strip.level[c]) - top[c]);
     if (Largest(strip.level) < kHolderLevel) m_seen.holder += 0.25;
     if (Smallest(above) > -kTopAbove && Largest(above) < m_tuning.baseRange) clear.push_back(&strip);
   }
@@ -72,7 +85,7 @@ bool NegativeEstimator::MeasureBase() {
   }
   for (int c = 0; c < 3; c++) {
     base[c] = Clamp(base[c], kBaseMin, kBaseMax);
-    m_base[c] = std::log10(base[c]);
+    m_base[c] = LogLevelWith(m_lost, base[c]);
   }
   return Largest(top) >= std::log10(kLeastLight);
 }
@@ -251,7 +264,7 @@ void NegativeEstimator::FitPoints(ZEP3_IC& ic) const {
     for (const size_t at : m_picture.blocks) histogram[static_cast<int>(m_grid.level[c][at] + 0.5)]++;
     double exposure[256];
     for (int i = 0; i < 256; i++) {
-      if (histogram[i] != 0) exposure[i] = m_film.ExposureAt(c, LogLevel(i));
+      if (histogram[i] != 0) exposure[i] = m_film.ExposureAt(c, LogLevelWith(m_film.lost, i));
     }
     FitPrint(m_film, m_paper, c, histogram, exposure, even, ic.ch[c]);
   }

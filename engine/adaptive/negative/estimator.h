@@ -31,6 +31,7 @@ class NegativeEstimator {
   void Report(ZEP3_EVIDENCE& evidence, Measured& measured) const;
 
  private:
+  void MeasureLost();
   void ReadLogLevels();
   bool MeasureBase();
   FilmSeen SeenWith(const double (&white)[3]) const;
@@ -50,7 +51,8 @@ class NegativeEstimator {
   std::vector<double> m_log[3];   // log10 of levels
   std::vector<double> m_exposure; // of the channel that prints lightest
 
-  double m_base[3]; // log10 of levels
+  double m_lost = 0.0; // light that the scanner's black level took away
+  double m_base[3];    // log10 of levels
   Film m_film;
   FilmTraits m_traits;
   Paper m_paper;

@@ -57,6 +57,12 @@ bool ReadCorners(std::string_view text, size_t count, AreaArgument& area) {
 
 } // namespace
 
+Length ParseLength(std::string_view text) {
+  Length length;
+  if (!Read(text, length)) Refuse(text, "pixels or percent, such as 20, 2% or -1%");
+  return length;
+}
+
 AreaArgument ParseArea(std::string_view text) {
   AreaArgument area;
   if (!ReadCorners(text, 2, area) || area.corners[1].x.value <= 0 || area.corners[1].y.value <= 0) {

@@ -9,6 +9,9 @@
 #include "engine/zep3.h"
 #include "options.h"
 
+// A number of pixels or, with %, percent.
+Length ParseLength(std::string_view text);
+
 // "X,Y,WIDTH,HEIGHT", each a number of pixels or, with %, a share of the scan.
 AreaArgument ParseArea(std::string_view text);
 

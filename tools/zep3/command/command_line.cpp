@@ -166,6 +166,19 @@ void AddOriginal(CLI::App& app, Options& options) {
       ->check(Group::OneOf({"on", "off"}));
 }
 
+void AddCrop(CLI::App& app, Options& options) {
+  Group group(app, "Crop");
+  auto* crop = group.AddFlag("--crop", options.crop.wanted,
+                             "Cut out the picture: no holder, mount, lid or white border; with --area, that area");
+  AddParsed(group, "--margin", options.crop.margin, ParseLength, "LENGTH",
+            "With --crop: leave this much around the picture; pixels, or percent of its shorter side; negative: inside")
+      ->needs(crop);
+  group
+      .AddFlag("--no-straighten", options.crop.keepsTilt,
+               "With --crop: cut the upright rectangle around a tilted picture; no pixel is changed by turning")
+      ->needs(crop);
+}
+
 void AddAreaAndScales(CLI::App& app, Options& options) {
   Group group(app, "Analysis area, pipettes, encoding");
   auto* area = AddParsed(group, "--area", options.analysis.area, ParseArea, "X,Y,WIDTH,HEIGHT",
@@ -238,7 +251,7 @@ void Check(const CLI::App& app, Options& options) {
     throw UsageError("zep3 analyse finds a correction; --use-sidecar repeats one");
   }
   if (options.command != Command::kCorrect) {
-    if (options.inPlace || options.sidecar || options.report || options.dryRun) {
+    if (options.inPlace || options.sidecar || options.report || options.dryRun || options.crop.wanted) {
       throw UsageError("zep3 analyse and zep3 tables write no pictures");
     }
     if (options.command == Command::kAnalyse && !options.output.empty()) {
@@ -255,6 +268,9 @@ void Check(const CLI::App& app, Options& options) {
     throw UsageError("say where the results go: either -o FILE, -o FOLDER or --in-place");
   }
   if (options.inPlace && options.format != nullptr) throw UsageError("--in-place keeps the format");
+  if (options.noBackup && options.crop.wanted)
+    throw UsageError("--crop needs the backup: what is cut off would be lost");
+  options.analysis.window = options.crop.wanted;
   if (options.output == "-" && (options.json || options.sidecar || options.report)) {
     throw UsageError("with -o - standard output is the picture; --json, --sidecar and --report need -o FILE");
   }
@@ -284,6 +300,7 @@ Parsed ParseCommandLine(int argc, char** argv) {
   AddResult(app, options);
   AddOriginal(app, options);
   AddAreaAndScales(app, options);
+  AddCrop(app, options);
   AddAdmission(app, options);
   AddMany(app, options);
   try {

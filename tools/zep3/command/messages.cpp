@@ -14,9 +14,10 @@ Outcome ToOutcome(const Message& message) {
   const int status = std::stoi(message.at(0));
   if (status < 0 || status >= static_cast<int>(std::size(kStatusNames))) throw std::out_of_range("no status");
   Outcome outcome = {static_cast<Status>(status), message.at(1), message.at(2), std::stod(message.at(3))};
-  outcome.pages = message.at(4);
+  outcome.verdict = std::stoll(message.at(4));
+  outcome.pages = message.at(5);
   if (!nlohmann::ordered_json::accept(outcome.pages)) throw std::invalid_argument("no JSON");
-  outcome.found.assign(message.begin() + 5, message.end());
+  outcome.found.assign(message.begin() + 6, message.end());
   return outcome;
 }
 
@@ -27,8 +28,12 @@ Message ToMessage(const Job& job) { return {job.scan, job.result, job.refusal, j
 Job ToJob(const Message& message) { return {message.at(0), message.at(1), message.at(2), !message.at(3).empty()}; }
 
 Message ToMessage(const Outcome& outcome) {
-  Message message = {std::to_string(static_cast<int>(outcome.status)), outcome.message, outcome.text,
-                     std::to_string(outcome.seconds), outcome.pages};
+  Message message = {std::to_string(static_cast<int>(outcome.status)),
+                     outcome.message,
+                     outcome.text,
+                     std::to_string(outcome.seconds),
+                     std::to_string(outcome.verdict),
+                     outcome.pages};
   message.insert(message.end(), outcome.found.begin(), outcome.found.end());
   return message;
 }

@@ -28,6 +28,8 @@ Reporter::Reporter(const Options& options) : m_options(options), m_terminal(::is
 
 void Reporter::Tell(const Job& job, const Outcome& outcome) {
   m_counts[static_cast<size_t>(outcome.status)]++;
+  m_toLookAt += outcome.verdict == ZEP3_VERDICT_LOOK ? 1 : 0;
+  m_notFound += outcome.verdict == ZEP3_VERDICT_FAILED ? 1 : 0;
   ClearProgress();
   if (!outcome.text.empty()) WriteToStandardOutput(outcome.text);
   if (m_options.json && m_options.command == Command::kCorrect) {
@@ -59,8 +61,10 @@ void Reporter::Tell(const Job& job, const Outcome& outcome) {
 void Reporter::Summarise() {
   ClearProgress();
   if (!m_many || m_options.quiet) return;
-  std::string summary =
-      std::to_string(Count(Status::kCorrected)) + (m_options.command == Command::kCorrect ? " corrected" : " analysed");
+  std::string summary = std::to_string(Count(Status::kCorrected) - m_toLookAt - m_notFound) +
+                        (m_options.command == Command::kCorrect ? " corrected" : " analysed");
+  if (m_toLookAt > 0) summary += ", " + std::to_string(m_toLookAt) + " to look at";
+  if (m_notFound > 0) summary += ", " + std::to_string(m_notFound) + " without a correction";
   if (m_options.dryRun) summary = std::to_string(Count(Status::kPlanned)) + " to be corrected";
   if (Count(Status::kSkipped) > 0) summary += ", " + std::to_string(Count(Status::kSkipped)) + " skipped";
   summary += ", " + std::to_string(Count(Status::kFailed)) + " failed";

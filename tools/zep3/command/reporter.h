@@ -29,5 +29,6 @@ class Reporter {
   bool m_terminal;
   bool m_many = false;
   bool m_shown = false;
-  int m_counts[5] = {}; // by Status
+  int m_counts[5] = {};               // by Status
+  int m_toLookAt = 0, m_notFound = 0; // of those corrected, by verdict
 };

@@ -27,8 +27,10 @@ Outcome IsCorrectedAlready(const InPlace& place) {
   return {Status::kSkipped, place.Backup() + " exists: it is corrected already"};
 }
 
-Outcome Done(const CorrectedScan& done, const std::string& message) {
-  Outcome outcome = {Status::kCorrected, message};
+Outcome Done(const CorrectedScan& done) {
+  Outcome outcome = {Status::kCorrected, NoticesOf(done.pages)};
+  if (done.pages.empty()) outcome.message = "is black and white only; kept as it is";
+  outcome.verdict = WorstVerdict(done.pages);
   outcome.found = SummariesOf(done.pages);
   outcome.pages = AnalysesText(done.pages);
   return outcome;
@@ -80,7 +82,7 @@ Outcome MakeResult(const Job& job, const Options& options, const std::optional<I
   std::vector<PendingFile> sideFiles = WriteSideFiles(job, options, sync, done.pages, done.small);
   if (toOutput) {
     CopyToStandardOutput(result);
-    return Done(done, "");
+    return Done(done);
   }
   if (place) place->GiveRights(result);
   result.Finish();
@@ -88,7 +90,7 @@ Outcome MakeResult(const Job& job, const Options& options, const std::optional<I
   if (!GiveNames(result, sideFiles, options, place)) return place ? IsCorrectedAlready(*place) : Exists(job);
   // One folder holds all the files. Not thrown, as an in-place result has replaced the scan by now.
   if (const std::string fault = result.SyncName(); !fault.empty()) return {Status::kFailed, fault};
-  return Done(done, done.pages.empty() ? "is black and white only; kept as it is" : "");
+  return Done(done);
 }
 
 } // namespace

@@ -20,6 +20,16 @@ const CorrectedPage& PageOf(const std::vector<CorrectedPage>& sidecar, int page)
   throw Failure("the sidecar holds nothing for page " + std::to_string(page + 1));
 }
 
+// The correction for a page of this size. Where the picture lies is repeated on scans that are as large as the first.
+CorrectedPage Repeated(const CorrectedPage& sidecar, const SmallScan& small, const UserOptions& user) {
+  CorrectedPage corrected = sidecar;
+  Correction& correction = corrected.correction;
+  const Prescan& first = correction.prescan;
+  if (first.scanWidth != small.scanWidth || first.scanHeight != small.scanHeight) correction.frame.reset();
+  Repeat(small, user, correction);
+  return corrected;
+}
+
 // Makes the page small, and keeps it for being read again: in memory, or by opening it a second time.
 void Measure(const Scan& scan, int page, const vips::VImage& image, bool again, DecidedPage& decided) {
   const auto plain = [&](int64_t side) {
@@ -29,6 +39,24 @@ void Measure(const Scan& scan, int page, const vips::VImage& image, bool again, 
   vips::VImage held(nullptr);
   decided.small = TakePrescan(image, plain, again ? &held : nullptr);
   if (again) decided.source = held.is_null() ? scan.Open(page) : held;
+}
+
+// Below this confidence a window is more likely none than one, and cutting loses a picture.
+constexpr double kCutConfidence = 0.5;
+
+// What is cut out of a page of this size, or why nothing is.
+void DecideCut(const CropOptions& options, int64_t width, int64_t height, CorrectedPage& corrected) {
+  const Correction& correction = corrected.correction;
+  const ZEP3_KIND* kind = FindZEP3KindOf(&correction.record.para);
+  if (correction.frame && correction.frame->confidence >= kCutConfidence) {
+    corrected.cut = CutOf(*correction.frame, options, width, height);
+  } else if (correction.frame) {
+    corrected.uncut = "not cut: it is not sure enough where the picture lies";
+  } else if (kind != nullptr && kind->wAdaptive == 0) {
+    corrected.uncut = "not cut: no picture is looked for on documents; --area names the part to be cut out";
+  } else {
+    corrected.uncut = "not cut: nothing was found around the picture";
+  }
 }
 
 } // namespace
@@ -43,19 +71,16 @@ DecidedPage Decide(const Scan& scan, int page, const Options& options, const std
   const vips::VImage image = scan.Open(page);
   DecidedPage decided;
   decided.source = image;
-  // A repeated correction needs no measurement, but what is told about it does.
-  const bool measured = repeated.empty() || options.sidecar || options.report;
-  if (measured) Measure(scan, page, image, again, decided);
+  Measure(scan, page, image, again, decided);
   CorrectedPage& corrected = decided.corrected;
   if (repeated.empty()) {
     const Encoding encoding = FindEncoding(image, options.inputGamma, options.outputGamma);
     corrected.correction = Analyse(decided.small, options.analysis, options.user, encoding);
     corrected.chroma = GetZEP3Chroma(&corrected.correction.record.para);
   } else {
-    corrected = PageOf(repeated, scan.FilePage(page));
-    ApplyUserOptions(options.user, corrected.correction.record);
-    if (measured) MeasurePrescan(decided.small, corrected.correction);
+    corrected = Repeated(PageOf(repeated, scan.FilePage(page)), decided.small, options.user);
   }
+  if (options.crop.wanted) DecideCut(options.crop, image.width(), image.height(), corrected);
   if (!options.saturation) corrected.chroma = 1;
   corrected.page = scan.FilePage(page);
   corrected.bands = image.bands();

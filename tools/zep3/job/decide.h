@@ -14,7 +14,7 @@ std::vector<CorrectedPage> RepeatedCorrections(const Options& options);
 // A page with its correction, and the images by the way.
 struct DecidedPage {
   CorrectedPage corrected;
-  SmallScan small;     // empty where nothing had to be measured
+  SmallScan small;
   vips::VImage source; // the page, still to be read from its top
 };
 

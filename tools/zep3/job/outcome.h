@@ -1,6 +1,7 @@
 // The outcome of the work on one scan.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,7 @@ struct Outcome {
   std::string message{}; // why it failed or was skipped, what would be done
   std::string text{};    // analysis or tables, for standard output
   double seconds = 0;
-  std::vector<std::string> found{}; // a line a page: which analysis decided, and why
+  int64_t verdict = 0;              // the gravest of its pages, ZEP3_VERDICT_...
+  std::vector<std::string> found{}; // lines on each page: its verdict, the analysis and why, where the picture lies
   std::string pages = "[]";         // the same as JSON
 };

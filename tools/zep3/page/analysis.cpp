@@ -106,6 +106,50 @@ void ApplyGammaPipette(std::array<int64_t, 3> colour, ZEP3_PARA& para) {
   }
 }
 
+// What only the adaptive analysis looks for. It may also find nothing.
+ZEP3_EVIDENCE WindowAlone(const ZEP3_BmpInfo& bmp, Record record, std::array<double, 9> matrix) {
+  ZEP3_BmpInfo same = bmp;
+  ZEP3_EVIDENCE evidence = {};
+  ZEP3Adaptive(&same, &record.para, matrix.data(), &evidence);
+  return evidence;
+}
+
+void ApplyUserOptions(const UserOptions& user, Record& record) {
+  ZEP3_IC& ic = record.para.ic;
+  ic.lBrightness = user.brightness.value_or(ic.lBrightness);
+  ic.lContrast = user.contrast.value_or(ic.lContrast);
+  if (user.balance) {
+    ic.lColorBalanceR = (*user.balance)[0];
+    ic.lColorBalanceG = (*user.balance)[1];
+    ic.lColorBalanceB = (*user.balance)[2];
+  }
+  if (user.masterCurve) record.master = *user.masterCurve;
+  for (size_t c = 0; c < 3; c++) {
+    if (user.channelCurves[c]) record.rgb[c] = *user.channelCurves[c];
+  }
+}
+
+bool ChangesAnything(const UserOptions& user) {
+  const bool curves = user.masterCurve || user.channelCurves[0] || user.channelCurves[1] || user.channelCurves[2];
+  return user.brightness || user.contrast || user.balance || curves;
+}
+
+// The verdict of the library on the whole correction, with its reasons.
+void Judge(const ZEP3_BmpInfo& bmp, Correction& correction) {
+  ZEP3_EVIDENCE evidence = correction.finding ? correction.finding->evidence : ZEP3_EVIDENCE();
+  const double* matrix = correction.matrix ? correction.matrix->data() : nullptr;
+  if (!JudgeZEP3(&bmp, &correction.record.para, matrix, &evidence)) throw Failure("not enough memory for the verdict");
+  correction.verdict = evidence.lVerdict;
+  if (correction.finding) correction.finding->evidence = evidence;
+}
+
+ZEP3_BmpInfo ImageOf(LinearPixels& pixels, const AREA& area) {
+  ZEP3_BmpInfo bmp;
+  SetZEP3Image(&bmp, pixels.bytes.data(), pixels.width, pixels.height, 0, ZEP3_PIXEL_RGB, ZEP3_BITS_8);
+  bmp.area = area;
+  return bmp;
+}
+
 } // namespace
 
 Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const UserOptions& user,
@@ -122,44 +166,37 @@ Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const
   para.lCorrectLevel = analysis.level;
   para.lAgainstLight = analysis.backlight;
 
-  ZEP3_BmpInfo bmp;
-  SetZEP3Image(&bmp, pixels.bytes.data(), pixels.width, pixels.height, 0, ZEP3_PIXEL_RGB, ZEP3_BITS_8);
-  bmp.area = ToEngineArea(analysis.area, scan);
+  ZEP3_BmpInfo bmp = ImageOf(pixels, ToEngineArea(analysis.area, scan));
   // Colour negatives need a matrix; where the user has none, the film's own contrasts stand.
   std::array<double, 9> matrix = analysis.matrix.value_or(std::array<double, 9>{1, 0, 0, 0, 1, 0, 0, 0, 1});
   Finding& finding = correction.finding.emplace();
   finding.adaptive = analysis.adaptive.value_or(analysis.kind->wAdaptive != 0);
+  const bool windowAlone = analysis.window && !finding.adaptive && analysis.kind->wAdaptive != 0;
+  const ZEP3_EVIDENCE window = windowAlone ? WindowAlone(bmp, correction.record, matrix) : ZEP3_EVIDENCE();
   const int found =
       finding.adaptive ? ZEP3Adaptive(&bmp, &para, matrix.data(), &finding.evidence) : ZEP3(&bmp, &para, matrix.data());
   if (!found) {
     const char* why = CheckZEP3(ZEP3_CALL_ANALYSE, &bmp, &para, matrix.data());
     throw Failure(why != nullptr ? why : "not enough memory for the analysis");
   }
+  correction.frame = analysis.area.corners.empty() ? FrameOf(windowAlone ? window : finding.evidence, scan.shrink)
+                                                   : FrameOf(analysis.area, scan.scanWidth, scan.scanHeight);
   ApplyUserOptions(user, correction.record);
   if (analysis.grayPipette) {
     ApplyGrayPipette(Pick(pixels, analysis.grayPipette->at, scan, para), analysis.grayPipette->strength, para);
   }
   if (analysis.gammaPipette) ApplyGammaPipette(Pick(pixels, analysis.gammaPipette->at, scan, para), para);
+  correction.verdict = finding.evidence.lVerdict;
+  const bool changed = ChangesAnything(user) || analysis.grayPipette || analysis.gammaPipette;
+  if (changed || correction.verdict == ZEP3_VERDICT_NONE) Judge(bmp, correction);
   correction.prescan = Describe(scan, pixels, bmp.area);
   return correction;
 }
 
-void MeasurePrescan(const SmallScan& scan, Correction& correction) {
-  const LinearPixels pixels = ToLinear(scan, correction.encoding.input);
-  correction.prescan = Describe(scan, pixels, ToEngineArea({}, scan));
-}
-
-void ApplyUserOptions(const UserOptions& user, Record& record) {
-  ZEP3_IC& ic = record.para.ic;
-  ic.lBrightness = user.brightness.value_or(ic.lBrightness);
-  ic.lContrast = user.contrast.value_or(ic.lContrast);
-  if (user.balance) {
-    ic.lColorBalanceR = (*user.balance)[0];
-    ic.lColorBalanceG = (*user.balance)[1];
-    ic.lColorBalanceB = (*user.balance)[2];
-  }
-  if (user.masterCurve) record.master = *user.masterCurve;
-  for (size_t c = 0; c < 3; c++) {
-    if (user.channelCurves[c]) record.rgb[c] = *user.channelCurves[c];
-  }
+void Repeat(const SmallScan& scan, const UserOptions& user, Correction& correction) {
+  LinearPixels pixels = ToLinear(scan, correction.encoding.input);
+  const AREA whole = ToEngineArea({}, scan);
+  ApplyUserOptions(user, correction.record);
+  Judge(ImageOf(pixels, whole), correction);
+  correction.prescan = Describe(scan, pixels, whole);
 }

@@ -9,7 +9,6 @@
 Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const UserOptions& user,
                    const Encoding& encoding);
 
-// Puts the scan's own size and statistics into a correction that was found on another.
-void MeasurePrescan(const SmallScan& scan, Correction& correction);
-
-void ApplyUserOptions(const UserOptions& user, Record& record);
+// Makes a correction that was found on another scan this one's: with what the user adds, its size and statistics, and
+// its verdict.
+void Repeat(const SmallScan& scan, const UserOptions& user, Correction& correction);

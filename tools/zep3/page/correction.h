@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "page/cut.h"
+#include "page/frame.h"
 #include "page/record.h"
 
 // Gamma of pixel values, in tenths: 22 is 2.2. The engine's resolution is a tenth, so is ours, in both directions: what
@@ -45,7 +47,9 @@ struct Correction {
   std::optional<std::array<double, 9>> matrix; // row-major
   Encoding encoding;
   Prescan prescan;
-  std::optional<Finding> finding; // absent: from a sidecar that does not tell
+  std::optional<Finding> finding;      // absent: from a sidecar that does not tell
+  std::optional<Frame> frame;          // absent: the picture fills the scan, or was not found
+  int64_t verdict = ZEP3_VERDICT_NONE; // on what it makes of this scan
 };
 
 // One corrected page of a scan.
@@ -55,4 +59,6 @@ struct CorrectedPage {
   int bits = 8;      // per value
   double chroma = 1; // as applied, see ApplyCorrection
   Correction correction;
+  std::optional<Cut> cut; // absent: the result shows the whole scan
+  std::string uncut{};    // why, where it was to be cut
 };

@@ -15,7 +15,8 @@ bool RewritePage(const Scan& scan, int page, const vips::VImage& image, const Co
                  const SaveOptions& save, bool quiet, PendingFile& to) {
   const Correction& correction = corrected.correction;
   const bool tiff = save.format->name == "tiff" && scan.IsTiff() && scan.IsPlainFile();
-  const bool asIs = save.saver.empty() && !save.strip && correction.encoding.input == correction.encoding.output;
+  const bool asIs =
+      save.saver.empty() && !save.strip && !corrected.cut && correction.encoding.input == correction.encoding.output;
   if (!tiff || !asIs || !IsTablesAlone(image, corrected.chroma)) return false;
   // The shape of this page: a thumbnail, corrected like the page before it, may have another depth.
   const PlainShape shape = ShapeOf(image);
@@ -32,10 +33,20 @@ bool RewritePage(const Scan& scan, int page, const vips::VImage& image, const Co
 void WritePage(const Scan& scan, int page, const vips::VImage& image, const CorrectedPage& corrected,
                const SaveOptions& save, bool quiet, PendingFile& to) {
   if (RewritePage(scan, page, image, corrected, save, quiet, to)) return;
-  const vips::VImage result = ApplyCorrection(image, corrected.correction, corrected.chroma);
+  Progress progress(quiet);
+  const auto watch = [&](const vips::VImage& watched) { return progress.Watch(watched); };
+  const auto correct = [&](const vips::VImage& part) {
+    return ApplyCorrection(part, corrected.correction, corrected.chroma);
+  };
+  const Prescan& prescan = corrected.correction.prescan;
+  const auto ratio = [](int64_t side, int64_t whole) { return static_cast<double>(side) / static_cast<double>(whole); };
+  const vips::VImage result = corrected.cut ? CutOut(image,
+                                                     corrected.cut->Scaled(ratio(image.width(), prescan.scanWidth),
+                                                                           ratio(image.height(), prescan.scanHeight)),
+                                                     correct, watch)
+                                            : correct(image);
   const Encoding& encoding = corrected.correction.encoding;
   SaveOptions as = save;
   as.recoded = encoding.input != encoding.output;
-  Progress progress(quiet);
-  Save(progress.Watch(FitProfile(result, encoding)), scan, page, as, to);
+  Save(watch(FitProfile(result, encoding)), scan, page, as, to);
 }

@@ -137,10 +137,16 @@ bool PlacesPixels(uint16_t tag) {
                        TIFFTAG_SUBFILETYPE, TIFFTAG_PAGENUMBER});
 }
 
+// What EXIF repeats of the picture's size, pixels.
+struct ToldSize {
+  uint32_t width, height;
+};
+
 // One transplantation. Fields that cannot be read are left out.
 class Carrier {
  public:
-  Carrier(TaggedFile& from, TaggedFile& to) : m_from(from), m_to(to), m_left(from.size) {}
+  Carrier(TaggedFile& from, TaggedFile& to, const std::optional<ToldSize>& size)
+      : m_from(from), m_to(to), m_size(size), m_left(from.size) {}
 
   void Carry(const Entry& entry, Directory& entries) {
     const uint64_t bytes = m_from.DataBytes(entry);
@@ -155,6 +161,11 @@ class Carrier {
     if (LeadsElsewhere(entry)) return;
     if (m_from.bigEndian != m_to.bigEndian) ChangeByteOrder(entry, *data);
     uint16_t type = entry.type;
+    if (m_size && m_depth > 0 && IsOneOf(entry.tag, {EXIFTAG_PIXELXDIMENSION, EXIFTAG_PIXELYDIMENSION})) {
+      type = TIFF_LONG;
+      data->clear();
+      m_to.Put(*data, entry.tag == EXIFTAG_PIXELXDIMENSION ? m_size->width : m_size->height, 4);
+    }
     if (!m_to.big && IsOneOf(type, {TIFF_LONG8, TIFF_SLONG8}) && !Narrow(m_to, type, *data)) return;
     entries.emplace(entry.tag, m_to.Store(entry.tag, type, *data));
   }
@@ -174,7 +185,8 @@ class Carrier {
   }
 
   TaggedFile &m_from, &m_to;
-  uint64_t m_left; // bytes: fields that share their data could make any amount of it
+  std::optional<ToldSize> m_size; // where it is not the source's any more
+  uint64_t m_left;                // bytes: fields that share their data could make any amount of it
   int m_depth = 0;
 };
 
@@ -191,7 +203,8 @@ struct Likeness {
 
 // Completes the directory of the page around which `to` is from that around which `from` is. `link`: position of the
 // offset that leads to it.
-void Transplant(TaggedFile& from, TaggedFile& to, uint64_t link, const Likeness& same, bool strip) {
+void Transplant(TaggedFile& from, TaggedFile& to, uint64_t link, const Likeness& same, bool strip,
+                const std::optional<ToldSize>& size = std::nullopt) {
   const auto stays = [&](uint16_t tag) {
     // Its length follows from the depth.
     if (tag == TIFFTAG_TRANSFERFUNCTION) return !same.depth;
@@ -203,7 +216,7 @@ void Transplant(TaggedFile& from, TaggedFile& to, uint64_t link, const Likeness&
   for (const auto& [tag, entry] : to.PageDirectory()) {
     if (stays(tag)) entries.emplace(tag, entry);
   }
-  Carrier carrier(from, to);
+  Carrier carrier(from, to, size);
   for (const auto& [tag, entry] : from.PageDirectory()) {
     if (!stays(tag) && (!strip || BelongsToPixels(tag) || PlacesPixels(tag))) carrier.Carry(entry, entries);
   }
@@ -215,12 +228,15 @@ void Transplant(TaggedFile& from, TaggedFile& to, uint64_t link, const Likeness&
 void CopyTiffTags(const std::string& source, TiffPlace page, PendingFile& result) {
   const TiffHandle before(source, page);
   const TiffHandle after(result, "rmc");
+  const TiffLayout scan = LayoutOf(before), layout = LayoutOf(after);
+  const bool cut = scan.width != layout.width || scan.height != layout.height;
   const auto bits = [](const TiffHandle& tiff) { return tiff.Get<uint16_t>(TIFFTAG_BITSPERSAMPLE, 1); };
   const auto samples = [](const TiffHandle& tiff) { return tiff.Get<uint16_t>(TIFFTAG_SAMPLESPERPIXEL, 1); };
   const Likeness same = {false, bits(before) == bits(after), samples(before) == samples(after),
                          IsOneStrip(before) && IsOneStrip(after)};
   TaggedFile from(before), to(after);
-  Transplant(from, to, to.FirstLink(), same, false);
+  Transplant(from, to, to.FirstLink(), same, false,
+             cut ? std::optional(ToldSize{layout.width, layout.height}) : std::nullopt);
 }
 
 TiffPageWriter::TiffPageWriter(PendingFile& file, bool big) : m_file(file), m_big(big) {}

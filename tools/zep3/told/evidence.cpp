@@ -1,9 +1,19 @@
 // The library's tables of reasons and measurements, looked up for one finding.
 #include "told/evidence.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
+
+namespace {
+
+// Reasons that speak against a result, or that there is none.
+constexpr int64_t kAgainst = ZEP3_REASON_DEFAULTS | ZEP3_REASON_TOO_LITTLE | ZEP3_REASON_CLIPPING |
+                             ZEP3_REASON_MARKS_LOST | ZEP3_REASON_NEARLY_BLACK | ZEP3_REASON_NEARLY_WHITE |
+                             ZEP3_REASON_CAST_GREW | ZEP3_REASON_LOOKS_NEGATIVE | ZEP3_REASON_LOOKS_POSITIVE;
+
+} // namespace
 
 std::vector<const ZEP3_REASON*> ReasonsOf(const Finding& finding) {
   std::vector<const ZEP3_REASON*> reasons;
@@ -46,25 +56,99 @@ int AdaptiveAnalysisOf(uint16_t docType) {
   return docType == ZEP3_DOC_NEGATIVE_BW ? ZEP3_ANALYSIS_NEGATIVE_BW : ZEP3_ANALYSIS_POSITIVE;
 }
 
-std::string Verdict(const Finding& finding) {
+std::string_view VerdictName(int64_t verdict) {
+  switch (verdict) {
+    case ZEP3_VERDICT_GOOD:
+      return "good";
+    case ZEP3_VERDICT_LOOK:
+      return "look";
+    case ZEP3_VERDICT_FAILED:
+      return "failed";
+    default:
+      return "";
+  }
+}
+
+std::string VerdictText(const Correction& correction) {
+  if (correction.verdict == ZEP3_VERDICT_GOOD) return "good: nothing speaks against the result";
+  if (correction.verdict == ZEP3_VERDICT_NONE) return "";
+  std::string text;
+  if (correction.finding) {
+    for (const ZEP3_REASON* reason : ReasonsOf(*correction.finding)) {
+      if ((reason->lBit & kAgainst) != 0) text += (text.empty() ? ": " : "; ") + std::string(reason->pText);
+    }
+  }
+  return (correction.verdict == ZEP3_VERDICT_LOOK ? "please look at the result" : "failed, no correction was found") +
+         text;
+}
+
+std::string Decision(const Finding& finding) {
   const bool adaptive = finding.evidence.lAnalysis != ZEP3_ANALYSIS_STANDARD;
   const std::string text = (finding.repeated ? "repeated " : "") + std::string(MethodName(adaptive)) + " analysis";
   return adaptive ? text + ", confidence " + Decimal(finding.evidence.dConfidence, 2) : text;
 }
 
-std::string Summary(const Finding& finding) {
+std::string PlaceOf(const CorrectedPage& page) {
+  const std::optional<Frame>& frame = page.correction.frame;
+  if (!frame) return "";
+  const auto size = [](const Corners& corners) {
+    return Decimal(WidthOf(corners), 0) + " x " + Decimal(HeightOf(corners), 0) + " pixels";
+  };
+  const Corner& first = frame->corners[0];
+  std::string text = (frame->given ? "area: " : "picture: ") + size(frame->corners) + " at " + Decimal(first.x, 0) +
+                     "," + Decimal(first.y, 0) + ", tilted by " + Decimal(TiltOf(frame->corners), 1) + " degrees";
+  if (!frame->given) text += ", confidence " + Decimal(frame->confidence, 2);
+  if (frame->paper) text += "; with its white border " + size(*frame->paper);
+  if (frame->pictures > 1) text += "; " + std::to_string(frame->pictures) + " pictures are seen whole";
+  if (page.cut) {
+    text += "; cut to " + Decimal(page.cut->width, 0) + " x " + Decimal(page.cut->height, 0) + " pixels";
+    if (page.cut->degrees != 0) text += " and straightened";
+  }
+  return text;
+}
+
+namespace {
+
+std::string NumberedPage(const CorrectedPage& page, const std::vector<CorrectedPage>& pages) {
+  return pages.size() > 1 ? "page " + std::to_string(page.page + 1) + ": " : "";
+}
+
+// Verdict, analysis and reasons in one line.
+std::string Summary(const Correction& correction) {
+  const Finding& finding = *correction.finding;
+  const std::string verdict(VerdictName(correction.verdict));
   std::string text;
   for (const ZEP3_REASON* reason : ReasonsOf(finding)) {
     text += std::string(text.empty() ? ": " : "; ") + reason->pText;
   }
-  return Verdict(finding) + text;
+  return (verdict.empty() ? "" : verdict + ", ") + Decision(finding) + text;
+}
+
+} // namespace
+
+int64_t WorstVerdict(const std::vector<CorrectedPage>& pages) {
+  int64_t worst = ZEP3_VERDICT_NONE;
+  for (const CorrectedPage& page : pages) worst = std::max(worst, page.correction.verdict);
+  return worst;
+}
+
+std::string NoticesOf(const std::vector<CorrectedPage>& pages) {
+  std::string text;
+  for (const CorrectedPage& page : pages) {
+    const bool good = page.correction.verdict <= ZEP3_VERDICT_GOOD;
+    for (const std::string& notice : {good ? "" : VerdictText(page.correction), page.uncut}) {
+      if (!notice.empty()) text += (text.empty() ? "" : "; ") + NumberedPage(page, pages) + notice;
+    }
+  }
+  return text;
 }
 
 std::vector<std::string> SummariesOf(const std::vector<CorrectedPage>& pages) {
   std::vector<std::string> lines;
   for (const CorrectedPage& page : pages) {
-    const std::string which = pages.size() > 1 ? "page " + std::to_string(page.page + 1) + ": " : "";
-    if (page.correction.finding) lines.push_back(which + Summary(*page.correction.finding));
+    const std::string which = NumberedPage(page, pages);
+    if (page.correction.finding) lines.push_back(which + Summary(page.correction));
+    if (const std::string place = PlaceOf(page); !place.empty()) lines.push_back(which + place);
   }
   return lines;
 }

@@ -31,11 +31,23 @@ std::string_view MethodName(bool adaptive);
 // Which analysis of an original is the adaptive one: ZEP3_ANALYSIS_...
 int AdaptiveAnalysisOf(uint16_t docType);
 
+// "good", "look" or "failed"; empty where the result was not checked. ZEP3_VERDICT_...
+std::string_view VerdictName(int64_t verdict);
+
+// The same for people, with the reasons that speak against the result; empty likewise.
+std::string VerdictText(const Correction& correction);
+
 // The analysis that decided, and how sure it is.
-std::string Verdict(const Finding& finding);
+std::string Decision(const Finding& finding);
 
-// The same with its reasons, in one line.
-std::string Summary(const Finding& finding);
+// Where the picture lies, and what is cut out; nothing where it fills the scan.
+std::string PlaceOf(const CorrectedPage& page);
 
-// The summary of each page that has a finding; with the page's number where there are several pages.
+// The gravest of all pages.
+int64_t WorstVerdict(const std::vector<CorrectedPage>& pages);
+
+// What the user is told unasked, in one line: pages to look at, and those that were to be cut and are not.
+std::string NoticesOf(const std::vector<CorrectedPage>& pages);
+
+// What is told of each page, in lines; with the page's number where there are several pages.
 std::vector<std::string> SummariesOf(const std::vector<CorrectedPage>& pages);

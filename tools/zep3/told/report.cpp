@@ -264,6 +264,12 @@ std::string PictureFigure(const vips::VImage& bare, const std::string& alt, cons
          "</strong></figcaption>\n</figure>\n";
 }
 
+std::string CutPicture(const ReportPage& page) {
+  if (!page.cut) return "";
+  return "<div class=\"cut\">\n" + PictureFigure(Bare(*page.cut), page.title + " as it is cut out", "Result, cut out") +
+         "</div>\n";
+}
+
 std::string Pictures(const ReportPage& page) {
   const vips::VImage before = Bare(page.before), after = Bare(page.after);
   return "<div class=\"pair pictures\" style=\"--width: " + std::to_string(before.width()) +
@@ -311,7 +317,7 @@ std::string Numbers(const ReportPage& page) {
 std::string Why(const ReportPage& page) {
   if (!page.why) return "";
   const ReportWhy& why = *page.why;
-  std::string html = "<h3>Why</h3>\n<p>" + Escape(why.verdict) + "</p>\n";
+  std::string html = "<h3>Why</h3>\n<p>" + Escape(why.decision) + "</p>\n";
   if (!why.reasons.empty()) {
     html += "<ul class=\"reasons\">\n";
     for (const std::string& reason : why.reasons) html += "<li>" + Escape(reason) + "</li>\n";
@@ -334,11 +340,25 @@ std::string Why(const ReportPage& page) {
 std::string Section(const ReportPage& page, size_t number) {
   const std::string id = "page-" + std::to_string(number);
   return "<section id=\"" + id + "\" aria-labelledby=\"" + id + "-title\">\n<h2 id=\"" + id + "-title\">" +
-         Escape(page.title) + "</h2>\n" + Pictures(page) + Why(page) + Histograms(page) +
+         Escape(page.title) + "</h2>\n" + Pictures(page) + CutPicture(page) + Why(page) + Histograms(page) +
          "<div class=\"pair\">\n<div>\n<h3>Correction curves</h3>\n" +
          PlotFigure(CurvePlot(page), 480, "Correction curves: file value out over file value in",
                     "The gray diagonal leaves a value as it is.") +
          "</div>\n" + Numbers(page) + "</div>\n</section>\n";
+}
+
+// Of a single page, or of those of several that somebody should look at.
+std::string Verdicts(const std::vector<ReportPage>& pages) {
+  std::string html;
+  for (size_t i = 0; i < pages.size(); i++) {
+    const ReportPage& page = pages[i];
+    if (page.verdict.empty() || (page.good && pages.size() > 1)) continue;
+    html += std::string("<p class=\"") + (page.good ? "verdict" : "verdict against") + "\">" +
+            (pages.size() > 1 ? Escape(page.title) + ": " : "") + Escape(page.verdict) + "</p>\n";
+  }
+  const bool checked = std::all_of(pages.begin(), pages.end(), [](const auto& page) { return !page.verdict.empty(); });
+  if (html.empty() && checked && !pages.empty()) html = "<p class=\"verdict\">" + Escape(pages[0].verdict) + "</p>\n";
+  return html;
 }
 
 std::string Contents(const std::vector<ReportPage>& pages) {
@@ -355,7 +375,7 @@ std::string Contents(const std::vector<ReportPage>& pages) {
 std::string MakeReport(const std::string& scanName, const std::vector<ReportPage>& pages) try {
   const std::string name = Escape(scanName);
   std::string html = std::string(kHead) + "<title>" + name + " – correction report</title>\n" + std::string(kStyle) +
-                     "</head>\n<body>\n<header>\n<h1>" + name + "</h1>\n<p>Correction report, " +
+                     "</head>\n<body>\n<header>\n<h1>" + name + "</h1>\n" + Verdicts(pages) + "<p>Correction report, " +
                      std::to_string(pages.size()) + (pages.size() == 1 ? " page" : " pages") + "</p>\n" +
                      Contents(pages) + "</header>\n<main>\n";
   for (size_t i = 0; i < pages.size(); ++i) html += Section(pages[i], i + 1);

@@ -15,7 +15,7 @@ struct ReportWhy {
   struct Row {
     std::string what, value, unit, reading;
   };
-  std::string verdict;
+  std::string decision;
   std::vector<std::string> reasons; // sentences
   std::vector<Row> evidences;
 };
@@ -23,7 +23,10 @@ struct ReportWhy {
 // What the report shows of one page of a scan.
 struct ReportPage {
   std::string title;
-  vips::VImage before, after; // small pictures of 8 bits, gray or RGB, in memory, profile attached
+  std::string verdict;             // in words; empty: the result was not checked
+  bool good = true;                // nothing speaks against the result
+  vips::VImage before, after;      // small pictures of 8 bits, gray or RGB, in memory, profile attached
+  std::optional<vips::VImage> cut; // likewise: the part of `after` that is the result
   // Pixels per file value 0..255 of red, green, blue.
   std::array<std::array<int64_t, 256>, 3> histogramBefore{}, histogramAfter{};
   // The tables as applied: file value 0..255 in, file value out. Red, green, blue.

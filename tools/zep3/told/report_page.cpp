@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <string>
 #include <utility>
 #include <vector>
@@ -25,10 +26,12 @@ std::vector<std::pair<std::string, std::string>> Numbers(const CorrectedPage& pa
     return text;
   };
   const auto level = [](int64_t level16) { return Decimal(static_cast<double>(level16) / 257, 1); };
+  const std::string frame = PlaceOf(page);
   std::vector<std::pair<std::string, std::string>> numbers = {
       {"Kind of original", KindName(correction.record)},
       {"Size", std::to_string(correction.prescan.scanWidth) + " x " + std::to_string(correction.prescan.scanHeight) +
                    ", " + std::to_string(page.bits) + " bits"},
+      {"Picture", frame.empty() ? "fills the scan, or was not found" : frame},
       {"Gamma of the scan", tenth(correction.encoding.input) + " (" + correction.encoding.source + ")"},
       {"Gamma of the result", tenth(para.lScreenGamma)},
       {"Highlight in (R / G / B)", all([&](const ZEP3_POINTS& points) { return level(points.lHlIn); })},
@@ -46,16 +49,56 @@ std::vector<std::pair<std::string, std::string>> Numbers(const CorrectedPage& pa
   return numbers;
 }
 
+std::string Sentence(std::string text) {
+  if (text.empty()) return text;
+  text[0] = g_ascii_toupper(text[0]);
+  return text + ".";
+}
+
 ReportWhy WhyOf(const Finding& finding) {
   ReportWhy why;
-  why.verdict = Verdict(finding) + ".";
-  why.verdict[0] = g_ascii_toupper(why.verdict[0]);
+  why.decision = Sentence(Decision(finding));
   for (const ZEP3_REASON* reason : ReasonsOf(finding)) why.reasons.emplace_back(reason->pSentence);
   for (const Evidence& evidence : EvidencesOf(finding)) {
     const ZEP3_EVIDENCE_ITEM& item = *evidence.item;
     why.evidences.push_back({item.pLabel, ValueText(evidence), item.pUnit, item.pText});
   }
   return why;
+}
+
+// A white line between black ones, so that it is seen on everything.
+vips::VImage WithFrame(const vips::VImage& picture, const Frame& frame, const Prescan& prescan) {
+  const auto line = [](vips::VImage image, const Corners& corners) {
+    const auto draw = [&](double level, int from, int to) {
+      const std::vector<double> ink(static_cast<size_t>(image.bands()), level);
+      for (size_t i = 0; i < corners.size(); i++) {
+        const Corner &a = corners[i], &b = corners[(i + 1) % corners.size()];
+        for (int shift = from; shift <= to; shift++) {
+          const auto place = [&](double at) { return static_cast<int>(std::lround(at)) + shift; };
+          image.draw_line(ink, place(a.x), place(a.y), place(b.x), place(b.y));
+        }
+      }
+    };
+    draw(0, -2, 2);
+    draw(255, -1, 1);
+  };
+  const double across = picture.width() / static_cast<double>(prescan.scanWidth);
+  const double down = picture.height() / static_cast<double>(prescan.scanHeight);
+  const auto scaled = [&](Corners corners) {
+    for (Corner& corner : corners) corner = {corner.x * across, corner.y * down};
+    return corners;
+  };
+  const vips::VImage drawn = picture.copy_memory(); // drawn on in place
+  if (frame.paper) line(drawn, scaled(*frame.paper));
+  line(drawn, scaled(frame.corners));
+  return drawn;
+}
+
+// The result's part of the pre-scan.
+vips::VImage CutOfSmall(const vips::VImage& small, const Cut& cut, const Prescan& prescan) {
+  const auto same = [](const vips::VImage& image) { return image; };
+  const double across = small.width() / static_cast<double>(prescan.scanWidth);
+  return CutOut(small, cut.Scaled(across, small.height() / static_cast<double>(prescan.scanHeight)), same, same);
 }
 
 // The longer side of the report's pictures.
@@ -92,8 +135,13 @@ ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size
   };
   ReportPage page;
   page.title = count > 1 ? "Page " + std::to_string(corrected.page + 1) : "Picture";
+  const Correction& correction = corrected.correction;
+  page.verdict = Sentence(VerdictText(correction));
+  page.good = correction.verdict <= ZEP3_VERDICT_GOOD;
   page.before = picture(small.image);
+  if (correction.frame) page.before = WithFrame(page.before, *correction.frame, correction.prescan);
   page.after = picture(after);
+  if (corrected.cut) page.cut = picture(CutOfSmall(after, *corrected.cut, correction.prescan));
   page.histogramBefore = Histograms(bytes(small.image));
   page.histogramAfter = Histograms(bytes(after));
   const Tables tables = MakeTables(corrected.correction, 256);
@@ -102,7 +150,6 @@ ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size
     std::transform(tables[channel].begin(), tables[channel].end(), page.tables[c].begin(), ToByte);
   }
   page.numbers = Numbers(corrected);
-  const Correction& correction = corrected.correction;
   if (correction.finding) page.why = WhyOf(*correction.finding);
   return page;
 }

@@ -28,6 +28,10 @@ h1 { font-size: 1.75rem; line-height: 1.2; margin: 0; }
 h2 { font-size: 1.3rem; margin: 2.5rem 0 1rem; }
 h3 { font-size: 1rem; margin: 2rem 0 .5rem; }
 header p, figcaption { color: var(--soft); font-size: .875rem; margin: .25rem 0 0; }
+header .verdict { color: var(--ink); font-size: 1.125rem; margin: .5rem 0; }
+header .against { font-weight: 700; border-left: .375rem solid var(--ink); padding-left: .75rem; }
+.cut { margin-top: 1.25rem; }
+.cut img { max-height: 88vh; width: auto; }
 nav ul { display: flex; flex-wrap: wrap; gap: .25rem 1.25rem; list-style: none; margin: .75rem 0 0; padding: 0; }
 a { color: inherit; }
 .pair { display: grid; grid-template-columns: repeat(2, minmax(0, 1fr)); gap: 1.25rem; align-items: start; }

@@ -4,6 +4,7 @@
 #include <vips/vips.h>
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -27,6 +28,11 @@ constexpr int kFormatVersion = 1;
 constexpr double kChromaMost = 10;         // far above any real one
 constexpr size_t kSidecarBytes = 16 << 20; // some 2,000 pages
 constexpr int kDepthMost = 16;
+constexpr double kFarthest = 1e9; // pixels, beyond any scan
+
+// Where a frame comes from.
+constexpr const char* kFromScan = "scan";
+constexpr const char* kFromArea = "area";
 
 // ---- the record's fields, once for both directions ----
 
@@ -229,6 +235,28 @@ Finding FindingFromJson(const nlohmann::json& json, uint16_t docType) {
   return finding;
 }
 
+Corners CornersFromJson(const nlohmann::json& json) {
+  Corners corners = {};
+  if (!json.is_array() || json.size() != corners.size()) Refuse("'corners' are not four");
+  for (size_t i = 0; i < corners.size(); i++) {
+    std::array<double, 2> corner;
+    ReadValues(json[i], "corners", corner);
+    if (!(std::abs(corner[0]) <= kFarthest && std::abs(corner[1]) <= kFarthest)) Refuse("'corners' lie on no scan");
+    corners[i] = {corner[0], corner[1]};
+  }
+  return corners;
+}
+
+Frame FrameFromJson(const nlohmann::json& json) {
+  Frame frame;
+  frame.corners = CornersFromJson(At(json, "corners"));
+  frame.confidence = Number(json, "confidence", 0, 1);
+  frame.given = At(json, "from") == kFromArea;
+  if (const nlohmann::json& paper = At(json, "paper"); !paper.is_null()) frame.paper = CornersFromJson(paper);
+  frame.pictures = Integer(json, "pictures", 1, INT32_MAX);
+  return frame;
+}
+
 CorrectedPage PageFromJson(const nlohmann::json& json) {
   CorrectedPage page;
   page.page = static_cast<int>(Integer(json, "page", 0, INT32_MAX));
@@ -240,6 +268,11 @@ CorrectedPage PageFromJson(const nlohmann::json& json) {
   correction.encoding.source = "sidecar";
   if (json.contains("analysis") && !json.at("analysis").is_null()) {
     correction.finding = FindingFromJson(json.at("analysis"), correction.record.para.wDocType);
+  }
+  if (json.contains("frame") && !json.at("frame").is_null()) {
+    correction.frame = FrameFromJson(json.at("frame"));
+    correction.prescan.scanWidth = Integer(json, "width", 1, INT32_MAX);
+    correction.prescan.scanHeight = Integer(json, "height", 1, INT32_MAX);
   }
   const nlohmann::json& matrix = At(json, "matrix");
   if (!matrix.is_null()) {
@@ -298,19 +331,38 @@ Json AnalysisToJson(const Correction& correction) {
           {"evidences", evidences}};
 }
 
-Json CornersToJson(const double (&corners)[4][2], const Prescan& prescan) {
+// Null where there are none.
+Json CornersToJson(const std::optional<Corners>& corners) {
+  if (!corners) return {};
   Json json = Json::array();
-  for (const auto& [x, y] : corners) {
-    json.push_back({x * static_cast<double>(prescan.shrink), y * static_cast<double>(prescan.shrink)});
-  }
+  for (const auto& [x, y] : *corners) json.push_back({x, y});
   return json;
 }
 
-// Corners of the picture in pixels of the scan, and how sure they are; null where no window was found.
-Json FrameToJson(const Correction& correction) {
-  if (!correction.finding || correction.finding->evidence.dWindowConfidence <= 0.0) return {};
-  const ZEP3_EVIDENCE& evidence = correction.finding->evidence;
-  return {{"corners", CornersToJson(evidence.dWindow, correction.prescan)}, {"confidence", evidence.dWindowConfidence}};
+// Null where the picture fills the scan, or was not found.
+Json FrameToJson(const std::optional<Frame>& frame) {
+  if (!frame) return {};
+  return {{"from", frame->given ? kFromArea : kFromScan},
+          {"corners", CornersToJson(frame->corners)},
+          {"confidence", frame->confidence},
+          {"paper", CornersToJson(frame->paper)},
+          {"pictures", frame->pictures}};
+}
+
+// Null where the result shows the whole scan.
+Json CutToJson(const std::optional<Cut>& cut) {
+  if (!cut) return {};
+  return {{"left", cut->x}, {"top", cut->y}, {"width", cut->width}, {"height", cut->height}, {"tilt", cut->degrees}};
+}
+
+// What is told of a page in few words.
+Json PageToJson(const CorrectedPage& page) {
+  const std::string_view verdict = VerdictName(page.correction.verdict);
+  return {{"page", page.page},
+          {"verdict", verdict.empty() ? Json() : Json(verdict)},
+          {"analysis", AnalysisToJson(page.correction)},
+          {"frame", FrameToJson(page.correction.frame)},
+          {"crop", CutToJson(page.cut)}};
 }
 
 } // namespace
@@ -322,21 +374,20 @@ Json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPa
                {"scan", scanName}};
   for (const CorrectedPage& page : pages) {
     const Correction& correction = page.correction;
-    json["pages"].push_back({{"page", page.page},
-                             {"kind", KindName(correction.record)},
-                             {"analysis", AnalysisToJson(correction)},
-                             {"frame", FrameToJson(correction)},
-                             {"width", correction.prescan.scanWidth},
-                             {"height", correction.prescan.scanHeight},
-                             {"bands", page.bands},
-                             {"bits", page.bits},
-                             {"inputGamma10", correction.encoding.input},
-                             {"inputGammaFrom", correction.encoding.source},
-                             {"chroma", page.chroma},
-                             {"prescan", PrescanToJson(correction.prescan)},
-                             {"record", RecordToJson(correction.record)},
-                             {"matrix", correction.matrix ? Json(*correction.matrix) : Json()},
-                             {"tables", TablesToJson(MakeTables(correction, 256))}});
+    Json told = PageToJson(page);
+    told.update({{"kind", KindName(correction.record)},
+                 {"width", correction.prescan.scanWidth},
+                 {"height", correction.prescan.scanHeight},
+                 {"bands", page.bands},
+                 {"bits", page.bits},
+                 {"inputGamma10", correction.encoding.input},
+                 {"inputGammaFrom", correction.encoding.source},
+                 {"chroma", page.chroma},
+                 {"prescan", PrescanToJson(correction.prescan)},
+                 {"record", RecordToJson(correction.record)},
+                 {"matrix", correction.matrix ? Json(*correction.matrix) : Json()},
+                 {"tables", TablesToJson(MakeTables(correction, 256))}});
+    json["pages"].push_back(told);
   }
   return json;
 }
@@ -347,10 +398,7 @@ std::string CorrectionText(const std::string& scanName, const std::vector<Correc
 
 std::string AnalysesText(const std::vector<CorrectedPage>& pages) {
   Json list = Json::array();
-  for (const CorrectedPage& page : pages) {
-    list.push_back(
-        {{"page", page.page}, {"analysis", AnalysisToJson(page.correction)}, {"frame", FrameToJson(page.correction)}});
-  }
+  for (const CorrectedPage& page : pages) list.push_back(PageToJson(page));
   return ToText(list, -1);
 }
 
