@@ -215,13 +215,12 @@ class SideFinder {
         side.border = false;
         if (!IsStrip(band, found.line, line, side.level)) continue;
         LookInside(m_map, m_material, m_beside);
-        if (side.extreme < kRimExtreme) continue;
-        if (scores[i] >= kFineLeastInner) {
+        if (side.extreme > kStripExtreme && scores[i] >= kFineLeastInner) {
           found.line = line;
           again = true;
           break;
         }
-        if (found.unsure != nullptr && found.unsure->at > line.at) continue;
+        if (side.extreme < kRimExtreme || (found.unsure != nullptr && found.unsure->at > line.at)) continue;
         found.unsure = &line;
         std::copy_n(side.level, 3, found.level);
       }

@@ -75,13 +75,14 @@ inline constexpr double kSameSide = 1.5; // blocks between two lines that may be
 // ---- fine search ----
 inline constexpr double kFineOutward = 3.5; // from a coarse side, blocks
 inline constexpr double kFineInward = 8.0;
-inline constexpr double kFineCells = 80.0;      // of a pixel or more, across
+inline constexpr double kFineCells = 55.0;      // of a pixel or more, across
 inline constexpr double kFineNear = 0.7;        // of the way outward
 inline constexpr double kFineLeastInner = -4.0; // nats
 inline constexpr double kFineApart = 2.0;       // cells
 inline constexpr double kFineBlur = 1.5;        // cells
 inline constexpr int kStripScatter = 8 * 16;    // levels
 inline constexpr double kStripEven = 0.6;       // share of cells
+inline constexpr double kStripExtreme = 0.85;
 inline constexpr double kAlikeLeast = 4.0;      // levels by which strips may differ that are the same ...
 inline constexpr double kAlikeShare = 0.12;     // ... on top of a share of theirs: light falls off
 inline constexpr int kFineRows = 64;            // along a side
