@@ -310,19 +310,23 @@ bool IsStripBetween(const LevelMap& map, const Corners& inner, const Corners& ou
 
 // Sides on which a rim separates a rectangle from one around it; -1 where there is a side on which something else does.
 // A single one is an even part of the picture more often than not, but for what is lighter than a negative's holder.
+// Within a strip of film, whose edges are rims, a gap separates the frame from the ones beside.
 int RimsBetween(const LevelMap& map, Material material, const Rectangle& inner, const Rectangle& outer) {
   int rims = 0;
+  int gaps = 0;
   bool clear = false;
   for (size_t s = 0; s < kSideCount; s++) {
     if (inner.line[s] == outer.line[s]) continue;
-    if (inner.side[s].extreme > kRimExtreme && IsStripBetween(map, inner.corners, outer.corners, s)) {
+    const bool extreme = inner.side[s].extreme > kRimExtreme;
+    if (extreme && IsStripBetween(map, inner.corners, outer.corners, s)) {
       rims++;
       clear = clear || (material == Material::kNegative && Mean(inner.side[s].level) > Mean(outer.side[s].level));
     } else if (!outer.side[s].border && Between(inner.corners, outer.corners, s) > kSameSide) {
-      return -1;
+      if (material == Material::kPrint || !extreme || inner.side[s].evenOut < kEvenUsual) return -1;
+      gaps++;
     }
   }
-  return rims == 1 && !clear ? -1 : rims;
+  return (rims == 1 && !clear) || (gaps > 0 && rims < 2) ? -1 : rims;
 }
 
 bool IsBetter(const Rectangle& p, const Rectangle& q) {
