@@ -70,7 +70,11 @@ inline constexpr double kPartsShare = 0.97;
 inline constexpr double kInnerAllowance = 8.0;
 inline constexpr double kLeastInnerSide = -2.0;
 inline constexpr double kInnerMost = 0.97;
-inline constexpr double kSameSide = 1.5; // blocks between two lines that may be one side
+inline constexpr int kSheetRims = 3;          // sides on which a print's border is seen
+inline constexpr double kBorderLeast = 0.006; // width of a border, share of the picture's shorter side
+inline constexpr double kFrameSize = 0.08;    // by which frames of one film differ in size, share
+inline constexpr double kFramesFill = 0.6;    // of a rectangle that is several frames, share
+inline constexpr double kSameSide = 1.5;      // blocks between two lines that may be one side
 
 // ---- fine search ----
 inline constexpr double kFineOutward = 3.5; // from a coarse side, blocks
