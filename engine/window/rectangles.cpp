@@ -248,34 +248,40 @@ void Judge(const LevelMap& map, Material material, Rectangle& rectangle) {
   rectangle.score -= kOffCost * std::clamp(off - 0.5, 0.0, 1.0);
 }
 
-bool IsWithin(const Corners& inner, const Corners& outer) {
-  for (int i = 0; i < 4; i++) {
-    const bool left = i == 0 || i == 3;
-    const bool top = i < 2;
-    const double x = left ? inner.x[i] - outer.x[i] : outer.x[i] - inner.x[i];
-    const double y = top ? inner.y[i] - outer.y[i] : outer.y[i] - inner.y[i];
-    if (x <= -1.0 || y <= -1.0) return false;
-  }
-  return true;
-}
-
 // Left or top end, right or bottom end of a side.
 constexpr int kEnds[kSideCount][2] = {{0, 1}, {3, 2}, {0, 3}, {1, 2}};
 
-// Mean distance of the ends of a side from the same side of another rectangle, drawn on, blocks.
-double Between(const Corners& p, const Corners& q, size_t side) {
+// How far the two ends of a side lie inward of the same side of another rectangle, drawn on, blocks.
+void Inward(const Corners& p, const Corners& q, int side, double (&inward)[2]) {
   const int from = kEnds[side][0];
   const int to = kEnds[side][1];
   const double alongX = q.x[to] - q.x[from];
   const double alongY = q.y[to] - q.y[from];
-  double sum = 0.0;
-  for (const int end : kEnds[side]) sum += (p.y[end] - q.y[from]) * alongX - (p.x[end] - q.x[from]) * alongY;
-  return 0.5 * std::fabs(sum) / std::hypot(alongX, alongY);
+  const double scale = (side == kTop || side == kRight ? 1.0 : -1.0) / std::hypot(alongX, alongY);
+  for (int i = 0; i < 2; i++) {
+    const int end = kEnds[side][i];
+    inward[i] = scale * ((p.y[end] - q.y[from]) * alongX - (p.x[end] - q.x[from]) * alongY);
+  }
+}
+
+double Between(const Corners& inner, const Corners& outer, int side) {
+  double inward[2];
+  Inward(inner, outer, side, inward);
+  return 0.5 * std::fabs(inward[0] + inward[1]);
+}
+
+bool IsWithin(const Corners& inner, const Corners& outer) {
+  for (int side = 0; side < kSideCount; side++) {
+    double inward[2];
+    Inward(inner, outer, side, inward);
+    if (std::min(inward[0], inward[1]) <= -1.0) return false;
+  }
+  return true;
 }
 
 // Whether what lies between a side of two rectangles is one even strip, edge print and perforations aside: clear film
 // within a holder, the border of a print.
-bool IsStripBetween(const LevelMap& map, const Corners& inner, const Corners& outer, size_t side) {
+bool IsStripBetween(const LevelMap& map, const Corners& inner, const Corners& outer, int side) {
   const int a = kEnds[side][0];
   const int b = kEnds[side][1];
   LevelMap::Cell cells[kStripAlong * kStripAcross];
@@ -320,14 +326,15 @@ int RimsBetween(const LevelMap& map, Material material, const Rectangle& inner, 
   int rims = 0;
   int gaps = 0;
   bool clear = false;
-  for (size_t s = 0; s < kSideCount; s++) {
-    if (inner.line[s] == outer.line[s]) continue;
-    const bool extreme = inner.side[s].extreme > kRimExtreme;
+  for (int s = 0; s < kSideCount; s++) {
+    const auto at = static_cast<size_t>(s);
+    if (inner.line[at] == outer.line[at]) continue;
+    const bool extreme = inner.side[at].extreme > kRimExtreme;
     if (extreme && IsStripBetween(map, inner.corners, outer.corners, s)) {
       rims++;
-      clear = clear || (material == Material::kNegative && Mean(inner.side[s].level) > Mean(outer.side[s].level));
-    } else if (!outer.side[s].border && Between(inner.corners, outer.corners, s) > kSameSide) {
-      if (material == Material::kPrint || !extreme || inner.side[s].evenOut < kEvenUsual) return -1;
+      clear = clear || (material == Material::kNegative && Mean(inner.side[at].level) > Mean(outer.side[at].level));
+    } else if (!outer.side[at].border && Between(inner.corners, outer.corners, s) > kSameSide) {
+      if (material == Material::kPrint || !extreme || inner.side[at].evenOut < kEvenUsual) return -1;
       gaps++;
     }
   }
@@ -371,7 +378,7 @@ double FromMiddle(const LevelMap& map, const Corners& c) {
 const Rectangle* OneFrame(const LevelMap& map, const std::vector<Rectangle>& rectangles, const Rectangle& whole) {
   std::vector<const Rectangle*> most = {&whole};
   for (const Rectangle& first : rectangles) {
-    const auto shares = [&](size_t side) { return Between(first.corners, whole.corners, side) < kSameSide; };
+    const auto shares = [&](int side) { return Between(first.corners, whole.corners, side) < kSameSide; };
     if ((shares(kTop) && shares(kBottom)) == (shares(kLeft) && shares(kRight))) continue;
     if (first.least < kLeastSide || !IsWithin(first.corners, whole.corners)) continue;
     std::vector<const Rectangle*> frames = FramesLike(rectangles, first);
