@@ -40,8 +40,8 @@ double LevelWithout(double light, double logLevel) {
   return light == 0.0 ? level : 255.0 * std::pow(AtLeast(Light(kLeastLevel), Light(level) - light), kInverseGamma);
 }
 
-double Film::ExposureAt(int c, double level) const {
-  return FilmExposure(1.8 * (base[c] - LogLevelWith(lost, level)), slope[c], toe) - balance[c];
+double Film::ExposureAt(int c, double logLevel) const {
+  return FilmExposure(1.8 * (base[c] - logLevel), slope[c], toe) - balance[c];
 }
 
 double Film::LevelAt(int c, double exposure) const {
