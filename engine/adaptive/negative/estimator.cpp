@@ -264,7 +264,7 @@ void NegativeEstimator::FitPoints(ZEP3_IC& ic) const {
     for (const size_t at : m_picture.blocks) histogram[static_cast<int>(m_grid.level[c][at] + 0.5)]++;
     double exposure[256];
     for (int i = 0; i < 256; i++) {
-      if (histogram[i] != 0) exposure[i] = m_film.ExposureAt(c, LogLevelWith(m_film.lost, i));
+      if (histogram[i] != 0) exposure[i] = m_film.ExposureAt(c, LogLevelWith(m_lost, i));
     }
     FitPrint(m_film, m_paper, c, histogram, exposure, even, ic.ch[c]);
   }
