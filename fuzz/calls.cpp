@@ -1,5 +1,6 @@
 // Every call but the analyses (analysis.cpp), on any record and image. The first byte chooses which.
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 #include "records.h"

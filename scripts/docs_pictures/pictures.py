@@ -348,8 +348,23 @@ def densities(m):
     print("   adaptive-densities: white in red and blue", "found", offset, "true", grays[-1], "joint", ends[0])
 
 
+def confidence(m):
+    """How often results were right, by what the confidence said."""
+    figures = pathlib.Path(__file__).with_name("calibration.txt")
+    plot = pathlib.Path(m.temporary.name) / "calibration.png"
+    commands = ["set terminal pngcairo size 420,380 font 'DejaVu Sans,9'", f"set output '{plot}'", "set grid",
+                "set xrange [0:1]", "set yrange [0:1]", "set xlabel 'confidence'", "set ylabel 'share that was right'",
+                "set key bottom right samplen 2",
+                f"plot x with lines lc rgb '#92c47a' lw 4 title 'as it should be', '{figures}' using 1:2:"
+                "(sqrt($2*(1-$2)/$3)) with yerrorbars pt 7 ps 0.8 lc rgb 'black' title 'photographs left out of the fit'"]
+    subprocess.run(["gnuplot"], input="\n".join(commands), text=True, check=True)
+    image = Image.open(plot).convert("RGB").quantize(32, dither=Image.Dither.NONE)
+    image.save(IMAGES / "adaptive-confidence.png", optimize=True)
+
+
 GROUPS = {"adaptive-prints": adaptive_prints, "adaptive-negatives": adaptive_negatives, "adaptive-frame": adaptive_frame,
-          "adaptive-failures": adaptive_failures, "adaptive-densities": densities, "negatives": negatives,
+          "adaptive-failures": adaptive_failures, "adaptive-densities": densities,
+          "adaptive-confidence": confidence, "negatives": negatives,
           "samples": samples, "before-after": before_after, "kind": kinds, "wrong": wrong, "crop": crop}
 
 
