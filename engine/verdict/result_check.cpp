@@ -26,6 +26,11 @@ double GrayOf(const double (&level)[3]) {
   return gray;
 }
 
+// Of the channel in which two colours differ most.
+double Apart(const std::array<double, 3>& p, const std::array<double, 3>& q) {
+  return std::max({std::fabs(p[0] - q[0]), std::fabs(p[1] - q[1]), std::fabs(p[2] - q[2])});
+}
+
 // How often the whole levels from -255 to 255 occur.
 class LevelCounts {
  public:
@@ -75,42 +80,42 @@ double SpreadOf(const double (&curve)[3][256]) {
 } // namespace
 
 ResultCheck::ResultCheck(const View& view, const ZEP3_PARA& para) : m_view(view), m_negative(IsNegative(para)) {
-  for (int i = 0; i < 256; i++) m_shown[i] = DisplayLevel(i, DisplayExponent(para));
-  FindMarks();
+  double display[256];
+  for (int i = 0; i < 256; i++) display[i] = DisplayLevel(i, DisplayExponent(para));
+  std::vector<Colour> shown;
+  shown.reserve(view.picture.blocks.size());
   LevelCounts grays;
   CastCounts cast;
   for (const size_t at : view.picture.blocks) {
     double level[3];
-    for (int c = 0; c < 3; c++) level[c] = Along(m_shown, view.grid.level[c][at]);
-    grays.Add(GrayOf(level));
-    cast.Add(level, GrayOf(level));
+    for (int c = 0; c < 3; c++) level[c] = Along(display, view.grid.level[c][at]);
+    const double gray = GrayOf(level);
+    grays.Add(gray);
+    cast.Add(level, gray);
+    shown.push_back({level[0], level[1], level[2]});
   }
   m_before.lightest = grays.At(1.0 - kEndShare);
   m_before.darkest = grays.At(kEndShare);
   m_before.cast = cast.Cast();
+  FindMarks(shown);
 }
 
 // Neighbours that differ by little, but by more than noise.
-void ResultCheck::FindMarks() {
+void ResultCheck::FindMarks(const std::vector<Colour>& shown) {
   const BlockGrid& grid = m_view.grid;
-  std::vector<int64_t> number(grid.Size(), -1);
+  constexpr auto kNone = static_cast<uint32_t>(-1);
+  std::vector<uint32_t> number(grid.Size(), kNone);
   const std::vector<size_t>& blocks = m_view.picture.blocks;
-  for (size_t i = 0; i < blocks.size(); i++) number[blocks[i]] = static_cast<int64_t>(i);
-  const auto look = [&](size_t i, size_t other) {
-    if (number[other] < 0) return;
-    double most = 0.0;
-    for (int c = 0; c < 3; c++) {
-      const double apart = Along(m_shown, grid.level[c][blocks[i]]) - Along(m_shown, grid.level[c][other]);
-      most = std::max(most, std::fabs(apart));
-    }
-    if (kFaintFrom <= most && most <= kFaintTo) {
-      m_marks.push_back({static_cast<uint32_t>(i), static_cast<uint32_t>(number[other])});
-    }
+  for (size_t i = 0; i < blocks.size(); i++) number[blocks[i]] = static_cast<uint32_t>(i);
+  const auto look = [&](size_t i, uint32_t other) {
+    if (other == kNone) return;
+    const double most = Apart(shown[i], shown[other]);
+    if (kFaintFrom <= most && most <= kFaintTo) m_marks.push_back({static_cast<uint32_t>(i), other});
   };
   const auto columns = static_cast<size_t>(grid.columns);
   for (size_t i = 0; i < blocks.size(); i++) {
-    if (blocks[i] % columns + 1 < columns) look(i, blocks[i] + 1);
-    if (blocks[i] + columns < grid.Size()) look(i, blocks[i] + columns);
+    if (blocks[i] % columns + 1 < columns) look(i, number[blocks[i] + 1]);
+    if (blocks[i] + columns < grid.Size()) look(i, number[blocks[i] + columns]);
   }
 }
 
@@ -123,7 +128,7 @@ ResultMeasures ResultCheck::Measure(const ZEP3_PARA& para, const double* matrix)
   lut->MakeLUT(&copy, matrix, true);
 
   const std::vector<size_t>& blocks = m_view.picture.blocks;
-  std::vector<std::array<double, 3>> shown(blocks.size());
+  std::vector<Colour> shown(blocks.size());
   LevelCounts grays;
   CastCounts cast;
   size_t clipped = 0;
@@ -145,9 +150,7 @@ ResultMeasures ResultCheck::Measure(const ZEP3_PARA& para, const double* matrix)
   }
   size_t lost = 0;
   for (const Mark& mark : m_marks) {
-    double most = 0.0;
-    for (size_t c = 0; c < 3; c++) most = std::max(most, std::fabs(shown[mark.first][c] - shown[mark.second][c]));
-    lost += most < kSeen;
+    lost += Apart(shown[mark.first], shown[mark.second]) < kSeen;
   }
   measures.clipped = static_cast<double>(clipped) / static_cast<double>(blocks.size());
   measures.marksLost = m_marks.empty() ? 0.0 : static_cast<double>(lost) / static_cast<double>(m_marks.size());

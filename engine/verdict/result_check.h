@@ -1,6 +1,7 @@
 // A correction held against the scan that it was made for: what its tables make of the blocks of the picture.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -35,11 +36,11 @@ class ResultCheck {
   struct Mark {
     uint32_t first, second; // numbers of neighbouring blocks among the picture's
   };
-  void FindMarks();
+  using Colour = std::array<double, 3>; // display levels
+  void FindMarks(const std::vector<Colour>& shown);
 
   const View& m_view;
   const bool m_negative;
-  double m_shown[256]; // the scan's display level by linear level
   std::vector<Mark> m_marks;
   ResultMeasures m_before; // of the scan shown as it is
 };
