@@ -161,7 +161,8 @@ enum {
   ZEP3_REASON_CAST_GREW = 1 << 22,      /* the result has a cast that the scan has not */
   ZEP3_REASON_LOOKS_NEGATIVE = 1 << 23, /* the scan looks like a negative, and was not taken for one */
   ZEP3_REASON_LOOKS_POSITIVE = 1 << 24, /* the scan looks like a positive, and was taken for a negative */
-  ZEP3_REASON_WEAKENED = 1 << 25        /* the correction was weakened until the checks held */
+  ZEP3_REASON_WEAKENED = 1 << 25,       /* the correction was weakened until the checks held */
+  ZEP3_REASON_UNSURE = 1 << 26          /* the result is more likely off than not (confidence below 0.5) */
 };
 
 /* ZEP3_EVIDENCE::lVerdict. */
@@ -308,13 +309,14 @@ typedef struct ZEP3_GrayBalance {
  * changes as they learn; docs/evidence.md lists them.
  */
 typedef struct ZEP3_EVIDENCE {
-  int64_t lAnalysis;        /* ZEP3_ANALYSIS_... */
-  int64_t lReasons;         /* sum of ZEP3_REASON_... */
-  double dConfidence;       /* 0..1; 0 where the points are those of ZEP3 */
-  int64_t lVerdict;         /* ZEP3_VERDICT_... */
-  double dWindow[4][2];     /* the picture's window on the image that the call was given: corners top left, top right,
-                               bottom right, bottom left of the upright picture, x and y in pixels from the image's top
-                               left corner */
+  int64_t lAnalysis;    /* ZEP3_ANALYSIS_... */
+  int64_t lReasons;     /* sum of ZEP3_REASON_... */
+  double dConfidence;   /* 0..1: the chance that the result is nearer to the original than the scan, and within twice
+                           the error that is usual for the kind; 0 where the points are those of ZEP3 */
+  int64_t lVerdict;     /* ZEP3_VERDICT_... */
+  double dWindow[4][2]; /* the picture's window on the image that the call was given: corners top left, top right,
+                           bottom right, bottom left of the upright picture, x and y in pixels from the image's top
+                           left corner */
   double dWindowConfidence; /* 0..1: how sure it is that this is the picture; 0: no window was looked for, or none
                                found, and the corners are 0 */
   double dPaper[4][2];      /* a print's sheet with the white border around its picture, likewise; 0 without a border */
@@ -472,6 +474,10 @@ ZEP3_API int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix);
  * picture that one channel shows. Both are analysed; they get neither a master curve nor the backlight correction,
  * because those look at all of the scan.
  *
+ * The result is held against the scan (JudgeZEP3, without the user's values). Where a check fails, the correction is
+ * weakened toward that of ZEP3 and toward the scan until it holds: the record then holds points in between, and the
+ * evidence ZEP3_REASON_WEAKENED.
+ *
  * lCorrectLevel: prints and slides need e times as much evidence for each level below 4 before anything is moved, and
  * less for each level above, up to 8. The print of a negative is 3 % softer for each level below 4. Above level 4 a
  * master curve is proposed for all negatives.
@@ -487,11 +493,13 @@ ZEP3_API int ZEP3Adaptive(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMat
  * para           a completed record; read only.
  * pdColorMatrix  as for MakeZEP3LUTEx.
  * evidence       in: of the analysis, or zeros for the points of ZEP3. Out: lVerdict, and the reasons
- *                ZEP3_REASON_DEFAULTS, ZEP3_REASON_TOO_LITTLE, ZEP3_REASON_CLIPPING to ZEP3_REASON_LOOKS_POSITIVE.
+ *                ZEP3_REASON_DEFAULTS, ZEP3_REASON_TOO_LITTLE, ZEP3_REASON_CLIPPING to ZEP3_REASON_LOOKS_POSITIVE and
+ *                ZEP3_REASON_UNSURE.
  *
  * Checked are: new clipping, faint marks that are lost, a result that is nearly black or white, a cast that grew, and
  * whether the scan can be of the kind at all. ZEP3_VERDICT_FAILED: the levels are unusable (blank, clipped), so that
- * the points are default points. ZEP3_VERDICT_LOOK: a check failed, or there is too little to decide from.
+ * the points are default points. ZEP3_VERDICT_LOOK: a check failed, there is too little to decide from, or an adaptive
+ * analysis has a confidence below 0.5.
  *
  * Returns 1; 0 with nothing written when a pointer but the matrix is null, the image is refused, or memory is short.
  */

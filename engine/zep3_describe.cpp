@@ -76,6 +76,8 @@ constexpr ZEP3_REASON kReasons[] = {
      "The scan looks like a positive, and was corrected as a negative."},
     {ZEP3_REASON_WEAKENED, "weakened", "correction weakened",
      "The correction failed a check against the scan and was weakened until it held."},
+    {ZEP3_REASON_UNSURE, "unsure", "more likely off than not",
+     "Of results that were as hard to decide as this one, more than half are off."},
 };
 
 // The entry of a table by number; null beyond it.

@@ -149,6 +149,12 @@ struct Results {
     if (finished == 0 && known && given.IsServed()) {
       ZEP3_HOLDS(CheckZEP3(ZEP3_CALL_FINISH, &image.bmp, &given.para, matrix.data()) && image == seen);
     }
+    const ZEP3_PARA judged = para;
+    ZEP3_EVIDENCE verdict = evidence;
+    if (JudgeZEP3(&image.bmp, &para, matrix.data(), &verdict) == 1) {
+      ZEP3_HOLDS(ZEP3_VERDICT_GOOD <= verdict.lVerdict && verdict.lVerdict <= ZEP3_VERDICT_FAILED);
+    }
+    ZEP3_HOLDS(std::memcmp(&judged, &para, sizeof para) == 0);
     GetGrayBalance(&para, pick);
     int64_t colour[3] = {pick.lRed, pick.lGreen, pick.lBlue};
     GetGamma(colour, &para);

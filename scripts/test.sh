@@ -2,8 +2,8 @@
 # Sets up, builds with GCC and with Clang, runs all tests on both, and under AddressSanitizer and
 # UndefinedBehaviorSanitizer; threads under ThreadSanitizer, the fuzz targets for some seconds; the library with every
 # package hidden; then the coverage of the engine, the binary interface, and the results by levels of optimisation, by
-# processors with fused multiply-add and by other math libraries. Tests labelled `once` run with GCC alone. Each heading
-# says how many minutes have passed.
+# processors with fused multiply-add and by other math libraries. Tests labelled `once` run with GCC alone, `slow`
+# ones not with Clang. Each heading says how many minutes have passed.
 set -eu
 cd "$(dirname "$0")/.."
 
@@ -40,7 +40,9 @@ heading 'gcc, glibc without fused multiply-add'
 GLIBC_TUNABLES=glibc.cpu.hwcaps=-FMA,-AVX2 build/release/tests/zep3_tests --gtest_brief=1
 heading 'the same build in another folder'
 sh scripts/same_builds.sh build/release
+without='once|slow'
 check clang release clang clang++
+without=once
 check sanitize sanitize gcc g++
 
 build threads thread -DZEP3_BUILD_TOOLS=OFF -DZEP3_BUILD_REPLAYS=OFF

@@ -36,8 +36,8 @@ TEST(Describe, EveryReasonHasItsOwnWords) {
     all |= reason->lBit;
     words.insert({reason->pCode, reason->pText, reason->pSentence});
   }
-  EXPECT_EQ(all, 2 * ZEP3_REASON_UNEVEN_FADING - 1) << "every bit up to the last";
-  EXPECT_EQ(words.size(), 3 * 18u);
+  EXPECT_EQ(all, 2 * ZEP3_REASON_UNSURE - 1) << "every bit up to the last";
+  EXPECT_EQ(words.size(), 3 * 27u);
 }
 
 TEST(Describe, MeasurementsAreReachedByNameWhereTheyAreMade) {

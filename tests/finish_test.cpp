@@ -98,6 +98,7 @@ TEST(Finish, IsItsStepsInOneCall) {
     ASSERT_EQ(adaptive ? ZEP3Adaptive(&prescan, &expected.para, kIdentity, &expectedEvidence)
                        : ZEP3(&prescan, &expected.para, kIdentity),
               1);
+    ASSERT_EQ(JudgeZEP3(&prescan, &expected.para, kIdentity, &expectedEvidence), 1);
     EXPECT_EQ(r.Points(), expected.Points());
     EXPECT_EQ(r.para.lSaturation, expected.para.lSaturation);
     EXPECT_EQ(std::memcmp(&evidence, &expectedEvidence, sizeof evidence), 0);

@@ -52,7 +52,9 @@ Bytes RunAll(const Job& job, const ZEP3_BmpInfo& scan) {
   ZEP3_EVIDENCE evidence;
   keep(FinishZEP3(&image.bmp, 22, 1, &finish.para, matrix, &evidence));
   keep(finish.Points());
+  keep(JudgeZEP3(&image.bmp, &finish.para, matrix, &evidence));
   keep(evidence.dConfidence);
+  keep(evidence.lReasons);
   results.insert(results.end(), image.pixels.begin(), image.pixels.end());
   return results;
 }

@@ -87,6 +87,7 @@ TEST(Memory, WithoutItCallsFailAndKeepWhatTheyShould) {
   const int64_t wanted[3] = {130, 110, 100};
   std::vector<uint8_t> table(768);
   double* m = kIdentity;
+  ZEP3_EVIDENCE evidence = {};
   struct Row {
     const char* name;
     int least;   // requests
@@ -97,6 +98,7 @@ TEST(Memory, WithoutItCallsFailAndKeepWhatTheyShould) {
       {"ZEP3", 10, true, [&](ZEP3_PARA* p) { return ZEP3(&image.bmp, p, m); }},
       {"ZEP3Adaptive", 20, true, [&](ZEP3_PARA* p) { return ZEP3Adaptive(&image.bmp, p, m, nullptr); }},
       {"FinishZEP3", 20, true, [&](ZEP3_PARA* p) { return FinishZEP3(&image.bmp, 22, 1, p, m, nullptr); }},
+      {"JudgeZEP3", 10, false, [&](ZEP3_PARA* p) { return JudgeZEP3(&image.bmp, p, m, &evidence); }},
       {"MakeZEP3LUTEx", 1, false, [&](ZEP3_PARA* p) { return MakeZEP3LUTEx(p, m, table.data()); }},
       {"the same in place", 2, false, [&](ZEP3_PARA* p) { return MakeZEP3LUTAt(p, m, display, 1, display); }},
       {"ApplyZEP3LUT", 0, false, [&](ZEP3_PARA*) { return ApplyZEP3LUT(&image.bmp, table.data()); }},

@@ -9,8 +9,10 @@
 // One 8-bit step at the base; what lies closer to it is the scanner's noise.
 inline constexpr double kLeastDensity = 0.01;
 
-// log10 of the level, at least kLeastLevel, that shows so much more light (1 at level 255); and the way back.
+// Levels below it are the scanner's noise.
 inline constexpr double kLeastLevel = 0.3;
+
+// log10 of the level that shows so much more light (1 at level 255), and the way back.
 double LogLevelWith(double light, double level);
 double LevelWithout(double light, double logLevel);
 
@@ -29,8 +31,7 @@ struct Film {
   double belief;     // 0..1: how far the whites were taken for white; monochrome: 1
   double lost = 0.0; // light that the scanner's black level took off every channel; the base has it
 
-  // Exposure of a level, the lost light put back (LogLevelWith), as a neutral would need it in green; and the scan's
-  // level of an exposure.
+  // Exposure of a level, with the lost light, as a neutral would need it in green, and the scan's level of an exposure.
   double ExposureAt(int c, double logLevel) const;
   double LevelAt(int c, double exposure) const;
 };

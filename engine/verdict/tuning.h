@@ -39,6 +39,8 @@ inline constexpr ResultLimits kPageLimits = {
 
 inline constexpr double kAsBefore = 15.0; // display levels
 
+inline constexpr double kUnsure = 0.5; // confidence
+
 // Natural logarithm of the odds that a scan shows a negative, from which a positive kind is denied, and below which a
 // negative one is.
 inline constexpr double kDeniedPositive = 4.0;

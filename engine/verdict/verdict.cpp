@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "engine/adaptive/confidence.h"
 #include "engine/common/convert.h"
 #include "engine/common/record.h"
 #include "engine/common/scale.h"
@@ -36,9 +37,16 @@ int64_t DeniedKind(const View& view, const ZEP3_PARA& para) {
   return odds > kDeniedPositive ? ZEP3_REASON_LOOKS_NEGATIVE : 0;
 }
 
-void Tell(int64_t failed, ZEP3_EVIDENCE& evidence) {
-  evidence.lReasons |= failed;
-  const bool look = ((failed | evidence.lReasons) & (kCheckReasons | ZEP3_REASON_TOO_LITTLE)) != 0;
+// What makes a result one to look at.
+constexpr int64_t kChecks = ZEP3_REASON_CLIPPING | ZEP3_REASON_MARKS_LOST | ZEP3_REASON_NEARLY_BLACK |
+                            ZEP3_REASON_NEARLY_WHITE | ZEP3_REASON_CAST_GREW | ZEP3_REASON_LOOKS_NEGATIVE |
+                            ZEP3_REASON_LOOKS_POSITIVE | ZEP3_REASON_UNSURE;
+
+// `failing`: checks that the result fails as it is.
+void SetVerdict(int64_t failing, ZEP3_EVIDENCE& evidence) {
+  if (evidence.lAnalysis != ZEP3_ANALYSIS_STANDARD && evidence.dConfidence < kUnsure) failing |= ZEP3_REASON_UNSURE;
+  evidence.lReasons |= failing;
+  const bool look = failing != 0 || (evidence.lReasons & ZEP3_REASON_TOO_LITTLE) != 0;
   evidence.lVerdict = look ? ZEP3_VERDICT_LOOK : ZEP3_VERDICT_GOOD;
 }
 
@@ -60,14 +68,14 @@ int64_t FailedChecks(const ResultMeasures& measures, const ZEP3_PARA& para) {
 }
 
 void Judge(const View& view, const ZEP3_PARA& para, const double* matrix, ZEP3_EVIDENCE& evidence) {
-  evidence.lReasons &= ~kCheckReasons;
+  evidence.lReasons &= ~kChecks;
   if ((evidence.lReasons & ZEP3_REASON_DEFAULTS) != 0) {
     evidence.lVerdict = ZEP3_VERDICT_FAILED;
     return;
   }
   const ResultCheck check(view, para);
   if (check.IsEmpty()) evidence.lReasons |= ZEP3_REASON_TOO_LITTLE;
-  Tell(DeniedKind(view, para) | FailedChecks(check.Measure(para, matrix), para), evidence);
+  SetVerdict(DeniedKind(view, para) | FailedChecks(check.Measure(para, matrix), para), evidence);
 }
 
 Proposal::Proposal(const ZEP3_PARA& para)
@@ -120,8 +128,8 @@ void Settle(const View& view, const Proposal& standard, bool usable, const doubl
   const Proposal proposed(para);
   const int64_t denied = DeniedKind(view, para);
   const int64_t failed = FailedChecks(check.Measure(WithoutUser(para), matrix), para);
-  Tell(denied | failed, evidence);
-  if (failed == 0) return;
+  if ((denied | failed) != 0) evidence.dConfidence = AfterFailedCheck(evidence.dConfidence);
+  if (failed == 0) return SetVerdict(denied, evidence);
 
   std::vector<Proposal> weaker;
   if (usable) weaker.push_back(proposed.Toward(standard, 0.5));
@@ -131,9 +139,9 @@ void Settle(const View& view, const Proposal& standard, bool usable, const doubl
   for (const Proposal& proposal : weaker) {
     proposal.WriteTo(para);
     if (FailedChecks(check.Measure(WithoutUser(para), matrix), para) != 0) continue;
-    evidence.lReasons |= ZEP3_REASON_WEAKENED;
-    if (denied == 0) evidence.lVerdict = ZEP3_VERDICT_GOOD;
-    return;
+    evidence.lReasons |= failed | ZEP3_REASON_WEAKENED;
+    return SetVerdict(denied, evidence);
   }
   proposed.WriteTo(para);
+  SetVerdict(denied | failed, evidence);
 }

@@ -7,12 +7,7 @@
 #include "engine/verdict/result_check.h"
 #include "engine/zep3.h"
 
-// The reasons that the checks give.
-inline constexpr int64_t kCheckReasons = ZEP3_REASON_CLIPPING | ZEP3_REASON_MARKS_LOST | ZEP3_REASON_NEARLY_BLACK |
-                                         ZEP3_REASON_NEARLY_WHITE | ZEP3_REASON_CAST_GREW | ZEP3_REASON_LOOKS_NEGATIVE |
-                                         ZEP3_REASON_LOOKS_POSITIVE;
-
-// The checks of a result that fail.
+// The checks of a result that fail, as reasons.
 int64_t FailedChecks(const ResultMeasures& measures, const ZEP3_PARA& para);
 
 // Writes the verdict on the record's tables, with their user values, and the reasons of the checks.

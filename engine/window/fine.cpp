@@ -189,7 +189,7 @@ class SideFinder {
 
   // The likeliest line near the coarse one, else this itself, or one further in that only an even strip of surroundings
   // separates from it.
-  void Find(int s, FineSide& found) {
+  void Find(int s, FineSearch::Depth depth, FineSide& found) {
     const Band& band = found.band;
     SideTraits& side = m_beside.side[static_cast<size_t>(s)];
     const SideTraits coarse = side;
@@ -207,7 +207,7 @@ class SideFinder {
       found.line = line;
     }
     found.unsure = nullptr;
-    for (bool again = true; again;) {
+    for (bool again = depth == FineSearch::kInnermost; again;) {
       again = false;
       for (size_t i = 0; i < found.lines.size(); i++) {
         const Line& line = found.lines[i];
@@ -215,13 +215,12 @@ class SideFinder {
         side.border = false;
         if (!IsStrip(band, found.line, line, side.level)) continue;
         LookInside(m_map, m_material, m_beside);
-        if (side.extreme < kRimExtreme) continue;
-        if (scores[i] >= kFineLeastInner) {
+        if (side.extreme > kStripExtreme && scores[i] >= kFineLeastInner) {
           found.line = line;
           again = true;
           break;
         }
-        if (found.unsure != nullptr && found.unsure->at > line.at) continue;
+        if (side.extreme < kRimExtreme || (found.unsure != nullptr && found.unsure->at > line.at)) continue;
         found.unsure = &line;
         std::copy_n(side.level, 3, found.level);
       }
@@ -260,8 +259,6 @@ void TakeUnsure(FineSide (&sides)[kSideCount]) {
   }
 }
 
-} // namespace
-
 Corners ToPixels(const Corners& blocks, const GridPlace& place) {
   Corners pixels;
   for (int i = 0; i < 4; i++) {
@@ -271,12 +268,14 @@ Corners ToPixels(const Corners& blocks, const GridPlace& place) {
   return pixels;
 }
 
-void Refine(const ZEP3_BmpInfo& image, const GridPlace& place, Material material, const LevelMap& map,
-            const Rectangle& rectangle, Corners& corners, Strip (&strips)[kSideCount]) {
+} // namespace
+
+Corners FineSearch::Refine(const Rectangle& rectangle, Depth depth, Strip (&strips)[kSideCount]) const {
+  Corners corners = ToPixels(rectangle.corners, m_place);
   // Clockwise, the inside to the right.
   constexpr int kEnds[kSideCount][2] = {{0, 1}, {2, 3}, {3, 0}, {1, 2}};
-  const BandReader reader(image);
-  SideFinder finder(material, map, rectangle);
+  const BandReader reader(m_image);
+  SideFinder finder(m_material, m_map, rectangle);
   FineSide sides[kSideCount];
   Point through[kSideCount][2];
   for (int s = 0; s < kSideCount; s++) {
@@ -285,9 +284,9 @@ void Refine(const ZEP3_BmpInfo& image, const GridPlace& place, Material material
     band.to = {corners.x[kEnds[s][1]], corners.y[kEnds[s][1]]};
     through[s][0] = band.from;
     through[s][1] = band.to;
-    if (rectangle.side[static_cast<size_t>(s)].border || !reader.Read(band, place.side)) continue;
+    if (rectangle.side[static_cast<size_t>(s)].border || !reader.Read(band, m_place.side)) continue;
     sides[s].read = true;
-    finder.Find(s, sides[s]);
+    finder.Find(s, depth, sides[s]);
   }
   TakeUnsure(sides);
   for (int s = 0; s < kSideCount; s++) {
@@ -318,4 +317,5 @@ void Refine(const ZEP3_BmpInfo& image, const GridPlace& place, Material material
   meet(kTop, kRight, 1);
   meet(kBottom, kRight, 2);
   meet(kBottom, kLeft, 3);
+  return corners;
 }

@@ -11,16 +11,27 @@ struct GridPlace {
   double side;
 };
 
-// In pixels; where the scan begins is 0.
-Corners ToPixels(const Corners& blocks, const GridPlace& place);
-
 // What the scan shows on the outside of a side.
 struct Strip {
   bool seen = false;
   double level[3] = {}; // medians along the side, next to the picture
 };
 
-// Moves the sides of a window, but for those on the scan's edge, to the innermost line beside them that could be one.
-// `corners` in pixels, in and out.
-void Refine(const ZEP3_BmpInfo& image, const GridPlace& place, Material material, const LevelMap& map,
-            const Rectangle& rectangle, Corners& corners, Strip (&strips)[kSideCount]);
+class FineSearch {
+ public:
+  enum Depth { kLikeliest, kInnermost }; // across even strips of surroundings inward, or not
+
+  // All must outlive the object.
+  FineSearch(const ZEP3_BmpInfo& image, const GridPlace& place, Material material, const LevelMap& map)
+      : m_image(image), m_place(place), m_material(material), m_map(map) {}
+
+  // Moves the sides of a rectangle, but for those on the scan's edge, to a line beside them. Corners in pixels, and
+  // what the sides have on their outside.
+  Corners Refine(const Rectangle& rectangle, Depth depth, Strip (&strips)[kSideCount]) const;
+
+ private:
+  const ZEP3_BmpInfo& m_image;
+  const GridPlace m_place;
+  const Material m_material;
+  const LevelMap& m_map;
+};

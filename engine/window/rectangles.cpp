@@ -33,15 +33,16 @@ double EarlyScore(const SideTraits& side) {
   return side.border ? -kBorderCost : std::clamp(LineScore(side), kSideWorst, kSideBest);
 }
 
-struct Choice {
+struct Candidate {
   double score;
   int line;
 };
 constexpr size_t kChoices = 5;
 
-void KeepBest(std::vector<Choice>& choices) {
-  std::sort(choices.begin(), choices.end(),
-            [](const Choice& p, const Choice& q) { return p.score != q.score ? p.score > q.score : p.line < q.line; });
+void KeepBest(std::vector<Candidate>& choices) {
+  std::sort(choices.begin(), choices.end(), [](const Candidate& p, const Candidate& q) {
+    return p.score != q.score ? p.score > q.score : p.line < q.line;
+  });
   if (choices.size() > kChoices) choices.resize(kChoices);
 }
 
@@ -76,7 +77,7 @@ class Enumeration {
     const Line& top = m_lines.line[kTop][static_cast<size_t>(t)];
     const Line& bottom = m_lines.line[kBottom][static_cast<size_t>(b)];
     const double least = std::max(8.0, 0.08 * m_lines.map.along);
-    std::vector<Choice>(&choices)[2] = m_choices;
+    std::vector<Candidate>(&choices)[2] = m_choices;
     for (int i = 0; i < 2; i++) {
       choices[i].clear();
       const std::vector<Line>& lines = m_lines.line[kLeft + i];
@@ -90,8 +91,8 @@ class Enumeration {
       }
       KeepBest(choices[i]);
     }
-    for (const Choice& left : choices[0]) {
-      for (const Choice& right : choices[1]) Consider({t, b, left.line, right.line});
+    for (const Candidate& left : choices[0]) {
+      for (const Candidate& right : choices[1]) Consider({t, b, left.line, right.line});
     }
   }
 
@@ -127,7 +128,7 @@ class Enumeration {
   const SideLines& m_lines;
   const double m_middleX;
   const double m_middleY;
-  std::vector<Choice> m_choices[2];
+  std::vector<Candidate> m_choices[2];
   std::vector<Rectangle> m_found;
 };
 
@@ -247,30 +248,40 @@ void Judge(const LevelMap& map, Material material, Rectangle& rectangle) {
   rectangle.score -= kOffCost * std::clamp(off - 0.5, 0.0, 1.0);
 }
 
+// Left or top end, right or bottom end of a side.
+constexpr int kEnds[kSideCount][2] = {{0, 1}, {3, 2}, {0, 3}, {1, 2}};
+
+// How far the two ends of a side lie inward of the same side of another rectangle, drawn on, blocks.
+void Inward(const Corners& p, const Corners& q, int side, double (&inward)[2]) {
+  const int from = kEnds[side][0];
+  const int to = kEnds[side][1];
+  const double alongX = q.x[to] - q.x[from];
+  const double alongY = q.y[to] - q.y[from];
+  const double scale = (side == kTop || side == kRight ? 1.0 : -1.0) / std::hypot(alongX, alongY);
+  for (int i = 0; i < 2; i++) {
+    const int end = kEnds[side][i];
+    inward[i] = scale * ((p.y[end] - q.y[from]) * alongX - (p.x[end] - q.x[from]) * alongY);
+  }
+}
+
+double Between(const Corners& inner, const Corners& outer, int side) {
+  double inward[2];
+  Inward(inner, outer, side, inward);
+  return 0.5 * std::fabs(inward[0] + inward[1]);
+}
+
 bool IsWithin(const Corners& inner, const Corners& outer) {
-  for (int i = 0; i < 4; i++) {
-    const bool left = i == 0 || i == 3;
-    const bool top = i < 2;
-    const double x = left ? inner.x[i] - outer.x[i] : outer.x[i] - inner.x[i];
-    const double y = top ? inner.y[i] - outer.y[i] : outer.y[i] - inner.y[i];
-    if (x <= -1.0 || y <= -1.0) return false;
+  for (int side = 0; side < kSideCount; side++) {
+    double inward[2];
+    Inward(inner, outer, side, inward);
+    if (std::min(inward[0], inward[1]) <= -1.0) return false;
   }
   return true;
 }
 
-// Mean distance between a side of two rectangles, blocks.
-double Between(const Corners& p, const Corners& q, size_t side) {
-  constexpr int kEnds[kSideCount][2] = {{0, 1}, {3, 2}, {0, 3}, {1, 2}};
-  const int a = kEnds[side][0];
-  const int b = kEnds[side][1];
-  if (side < kLeft) return 0.5 * std::fabs(p.y[a] - q.y[a] + p.y[b] - q.y[b]);
-  return 0.5 * std::fabs(p.x[a] - q.x[a] + p.x[b] - q.x[b]);
-}
-
 // Whether what lies between a side of two rectangles is one even strip, edge print and perforations aside: clear film
 // within a holder, the border of a print.
-bool IsStripBetween(const LevelMap& map, const Corners& inner, const Corners& outer, size_t side) {
-  constexpr int kEnds[kSideCount][2] = {{0, 1}, {3, 2}, {0, 3}, {1, 2}};
+bool IsStripBetween(const LevelMap& map, const Corners& inner, const Corners& outer, int side) {
   const int a = kEnds[side][0];
   const int b = kEnds[side][1];
   LevelMap::Cell cells[kStripAlong * kStripAcross];
@@ -310,23 +321,75 @@ bool IsStripBetween(const LevelMap& map, const Corners& inner, const Corners& ou
 
 // Sides on which a rim separates a rectangle from one around it; -1 where there is a side on which something else does.
 // A single one is an even part of the picture more often than not, but for what is lighter than a negative's holder.
+// Within a strip of film, whose edges are rims, a gap separates the frame from the ones beside.
 int RimsBetween(const LevelMap& map, Material material, const Rectangle& inner, const Rectangle& outer) {
   int rims = 0;
+  int gaps = 0;
   bool clear = false;
-  for (size_t s = 0; s < kSideCount; s++) {
-    if (inner.line[s] == outer.line[s]) continue;
-    if (inner.side[s].extreme > kRimExtreme && IsStripBetween(map, inner.corners, outer.corners, s)) {
+  for (int s = 0; s < kSideCount; s++) {
+    const auto at = static_cast<size_t>(s);
+    if (inner.line[at] == outer.line[at]) continue;
+    const bool extreme = inner.side[at].extreme > kRimExtreme;
+    if (extreme && IsStripBetween(map, inner.corners, outer.corners, s)) {
       rims++;
-      clear = clear || (material == Material::kNegative && Mean(inner.side[s].level) > Mean(outer.side[s].level));
-    } else if (!outer.side[s].border && Between(inner.corners, outer.corners, s) > kSameSide) {
-      return -1;
+      clear = clear || (material == Material::kNegative && Mean(inner.side[at].level) > Mean(outer.side[at].level));
+    } else if (!outer.side[at].border && Between(inner.corners, outer.corners, s) > kSameSide) {
+      if (material == Material::kPrint || !extreme || inner.side[at].evenOut < kEvenUsual) return -1;
+      gaps++;
     }
   }
-  return rims == 1 && !clear ? -1 : rims;
+  return (rims == 1 && !clear) || (gaps > 0 && rims < 2) ? -1 : rims;
 }
 
 bool IsBetter(const Rectangle& p, const Rectangle& q) {
   return p.score != q.score ? p.score > q.score : p.line < q.line;
+}
+
+// Those as large as a rectangle that are seen whole beside it, and itself.
+std::vector<const Rectangle*> FramesLike(const std::vector<Rectangle>& rectangles, const Rectangle& picture) {
+  const double width = picture.corners.Width();
+  const double height = picture.corners.Height();
+  std::vector<const Rectangle*> frames = {&picture};
+  for (const Rectangle& frame : rectangles) {
+    if (frame.least < kLeastSide) continue;
+    if (std::any_of(frame.side.begin(), frame.side.end(), [](const SideTraits& side) { return side.border; })) continue;
+    if (std::fabs(frame.corners.Width() - width) > kFrameSize * width) continue;
+    if (std::fabs(frame.corners.Height() - height) > kFrameSize * height) continue;
+    const bool apart = std::all_of(frames.begin(), frames.end(), [&](const Rectangle* other) {
+      double x = 0.0;
+      double y = 0.0;
+      for (int i = 0; i < 4; i++) {
+        x += 0.25 * (frame.corners.x[i] - other->corners.x[i]);
+        y += 0.25 * (frame.corners.y[i] - other->corners.y[i]);
+      }
+      return std::max(std::fabs(x) / width, std::fabs(y) / height) > 1.0 - kFrameSize;
+    });
+    if (apart) frames.push_back(&frame);
+  }
+  return frames;
+}
+
+double FromMiddle(const LevelMap& map, const Corners& c) {
+  return std::hypot(0.25 * (c.x[0] + c.x[1] + c.x[2] + c.x[3]) - 0.5 * (map.across - 1),
+                    0.25 * (c.y[0] + c.y[1] + c.y[2] + c.y[3]) - 0.5 * (map.along - 1));
+}
+
+// Of the most frames that fill a rectangle, the one nearest to the scan's middle; else the rectangle itself.
+const Rectangle* OneFrame(const LevelMap& map, const std::vector<Rectangle>& rectangles, const Rectangle& whole) {
+  std::vector<const Rectangle*> most = {&whole};
+  for (const Rectangle& first : rectangles) {
+    const auto shares = [&](int side) { return Between(first.corners, whole.corners, side) < kSameSide; };
+    if ((shares(kTop) && shares(kBottom)) == (shares(kLeft) && shares(kRight))) continue;
+    if (first.least < kLeastSide || !IsWithin(first.corners, whole.corners)) continue;
+    std::vector<const Rectangle*> frames = FramesLike(rectangles, first);
+    std::erase_if(frames, [&](const Rectangle* frame) { return !IsWithin(frame->corners, whole.corners); });
+    double filled = 0.0;
+    for (const Rectangle* frame : frames) filled += AreaOf(frame->corners);
+    if (frames.size() > most.size() && filled > kFramesFill * AreaOf(whole.corners)) most = frames;
+  }
+  return *std::min_element(most.begin(), most.end(), [&](const Rectangle* p, const Rectangle* q) {
+    return FromMiddle(map, p->corners) < FromMiddle(map, q->corners);
+  });
 }
 
 } // namespace
@@ -341,26 +404,44 @@ std::vector<Rectangle> FindRectangles(const SideLines& lines, Material material)
   return found;
 }
 
-const Rectangle* ChooseWindow(const LevelMap& map, Material material, const std::vector<Rectangle>& rectangles,
-                              double& likeliest) {
+Choice ChooseWindow(const LevelMap& map, Material material, const std::vector<Rectangle>& rectangles) {
+  Choice choice;
   const auto likely = std::find_if(rectangles.begin(), rectangles.end(), [](const Rectangle& rectangle) {
     return rectangle.score >= kLeastScore && rectangle.least >= kLeastSide;
   });
-  if (likely == rectangles.end()) return nullptr;
-  likeliest = likely->score;
-  const Rectangle* chosen = &*likely;
+  if (likely == rectangles.end()) return choice;
+  choice.likeliest = likely->score;
+  choice.picture = &*likely;
+  const auto isInner = [&](const Rectangle& inner, const Rectangle& outer, int& rims) {
+    if (AreaOf(inner.corners) >= kInnerMost * AreaOf(outer.corners)) return false;
+    if (!IsWithin(inner.corners, outer.corners)) return false;
+    rims = RimsBetween(map, material, inner, outer);
+    return rims >= 0;
+  };
   for (bool again = true; again;) {
     again = false;
     for (const Rectangle& inner : rectangles) {
-      if (AreaOf(inner.corners) >= kInnerMost * AreaOf(chosen->corners)) continue;
-      if (!IsWithin(inner.corners, chosen->corners)) continue;
-      const int rims = RimsBetween(map, material, inner, *chosen);
-      if (rims < 0 || inner.score < likely->score - kInnerAllowance - kRimAllowance * rims) continue;
+      int rims = 0;
+      if (!isInner(inner, *choice.picture, rims)) continue;
+      if (inner.score < likely->score - kInnerAllowance - kRimAllowance * rims) continue;
       if (inner.least < (rims > 0 ? kLeastSideInRim : kLeastInnerSide)) continue;
-      chosen = &inner;
+      choice.picture = &inner;
       again = true;
       break;
     }
   }
-  return chosen;
+  choice.picture = OneFrame(map, rectangles, *choice.picture);
+  choice.sheet = choice.picture;
+  for (const Rectangle& outer : rectangles) {
+    int rims = 0;
+    if (outer.score < likely->score - kInnerAllowance) break;
+    if (outer.least < kLeastSide || !isInner(*choice.picture, outer, rims) || rims < kSheetRims) continue;
+    choice.sheet = &outer;
+    break;
+  }
+  return choice;
+}
+
+int CountFrames(const std::vector<Rectangle>& rectangles, const Rectangle& picture) {
+  return static_cast<int>(FramesLike(rectangles, picture).size());
 }

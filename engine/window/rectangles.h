@@ -41,10 +41,17 @@ SideLines FindSideLines(const BlockGrid& grid);
 // likelier ones by their sides, best first.
 std::vector<Rectangle> FindRectangles(const SideLines& lines, Material material);
 
-// The one that holds the picture: the innermost of those that are hardly less likely than the best. Null without any
-// that is likely.
-const Rectangle* ChooseWindow(const LevelMap& map, Material material, const std::vector<Rectangle>& rectangles,
-                              double& likeliest);
+struct Choice {
+  const Rectangle* picture = nullptr; // null without any that is likely
+  const Rectangle* sheet = nullptr;   // around it, with an even border between them; else the same
+  double likeliest = 0.0;             // nats, of the best of all
+};
+
+// The one that holds the picture: the innermost of those that are hardly less likely than the best.
+Choice ChooseWindow(const LevelMap& map, Material material, const std::vector<Rectangle>& rectangles);
+
+// Those as large as the picture that are seen whole beside it, and itself.
+int CountFrames(const std::vector<Rectangle>& rectangles, const Rectangle& picture);
 
 // How the inside of a rectangle stands to what is outside of each side.
 void LookInside(const LevelMap& map, Material material, Rectangle& rectangle);

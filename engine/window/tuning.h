@@ -70,18 +70,23 @@ inline constexpr double kPartsShare = 0.97;
 inline constexpr double kInnerAllowance = 8.0;
 inline constexpr double kLeastInnerSide = -2.0;
 inline constexpr double kInnerMost = 0.97;
-inline constexpr double kSameSide = 1.5; // blocks between two lines that may be one side
+inline constexpr int kSheetRims = 3;          // sides on which a print's border is seen
+inline constexpr double kBorderLeast = 0.006; // width of a border, share of the picture's shorter side
+inline constexpr double kFrameSize = 0.08;    // by which frames of one film differ in size, share
+inline constexpr double kFramesFill = 0.6;    // of a rectangle that is several frames, share
+inline constexpr double kSameSide = 1.5;      // blocks between two lines that may be one side
 
 // ---- fine search ----
 inline constexpr double kFineOutward = 3.5; // from a coarse side, blocks
 inline constexpr double kFineInward = 8.0;
-inline constexpr double kFineCells = 80.0;      // of a pixel or more, across
+inline constexpr double kFineCells = 55.0;      // of a pixel or more, across
 inline constexpr double kFineNear = 0.7;        // of the way outward
 inline constexpr double kFineLeastInner = -4.0; // nats
 inline constexpr double kFineApart = 2.0;       // cells
 inline constexpr double kFineBlur = 1.5;        // cells
 inline constexpr int kStripScatter = 8 * 16;    // levels
 inline constexpr double kStripEven = 0.6;       // share of cells
+inline constexpr double kStripExtreme = 0.85;
 inline constexpr double kAlikeLeast = 4.0;      // levels by which strips may differ that are the same ...
 inline constexpr double kAlikeShare = 0.12;     // ... on top of a share of theirs: light falls off
 inline constexpr int kFineRows = 64;            // along a side

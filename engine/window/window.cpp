@@ -1,5 +1,6 @@
 #include "engine/window/window.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "engine/window/tuning.h"
@@ -9,6 +10,16 @@ namespace {
 // Chance that a rectangle of so many nats is the window.
 double ChanceOf(double score) { return 1.0 / (1.0 + std::exp(-(score - kEvenScore) / kScoreScatter)); }
 
+// Sides of a picture that lie clearly within those of its sheet.
+int SidesBetween(const Corners& picture, const Corners& sheet) {
+  const double least = kBorderLeast * std::min(picture.Width(), picture.Height());
+  const double inward[kSideCount] = {0.5 * (picture.y[0] - sheet.y[0] + picture.y[1] - sheet.y[1]),
+                                     0.5 * (sheet.y[2] - picture.y[2] + sheet.y[3] - picture.y[3]),
+                                     0.5 * (picture.x[0] - sheet.x[0] + picture.x[3] - sheet.x[3]),
+                                     0.5 * (sheet.x[1] - picture.x[1] + sheet.x[2] - picture.x[2])};
+  return static_cast<int>(std::count_if(inward, inward + kSideCount, [&](double side) { return side > least; }));
+}
+
 } // namespace
 
 Window FindWindow(const ZEP3_BmpInfo& image, const BlockGrid& grid, Material material) {
@@ -16,15 +27,20 @@ Window FindWindow(const ZEP3_BmpInfo& image, const BlockGrid& grid, Material mat
   if (grid.rows < kFewestRowsOfGrid || grid.columns < kFewestRowsOfGrid) return window;
   const SideLines lines = FindSideLines(grid);
   const std::vector<Rectangle> rectangles = FindRectangles(lines, material);
-  double likeliest = 0.0;
-  const Rectangle* chosen = ChooseWindow(lines.map, material, rectangles, likeliest);
-  if (chosen == nullptr) return window;
+  const Choice choice = ChooseWindow(lines.map, material, rectangles);
+  if (choice.picture == nullptr) return window;
   const GridPlace place = {static_cast<double>(grid.left), static_cast<double>(grid.top),
                            static_cast<double>(grid.side)};
+  const FineSearch search(image, place, material, lines.map);
   window.found = true;
-  window.corners = ToPixels(chosen->corners, place);
-  window.confidence = ChanceOf(likeliest);
-  window.frames = 1;
-  Refine(image, place, material, lines.map, *chosen, window.corners, window.strip);
+  window.confidence = ChanceOf(choice.likeliest);
+  window.frames = CountFrames(rectangles, *choice.picture);
+  window.corners = search.Refine(*choice.picture, FineSearch::kInnermost, window.strip);
+  if (material == Material::kPrint) {
+    Strip beside[kSideCount];
+    window.paper = search.Refine(*choice.sheet, FineSearch::kLikeliest, beside);
+    window.bordered = SidesBetween(window.corners, window.paper) >= kSheetRims;
+    if (!window.bordered) window.paper = {};
+  }
   return window;
 }

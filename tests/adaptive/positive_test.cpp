@@ -80,6 +80,17 @@ TEST(Positive, FindsWhatHappenedToAGrayRamp) {
   }
 }
 
+// A scan that is too dark by a stop, and shows it: nothing in it is as light as paper.
+TEST(Positive, BringsBackAnExposure) {
+  const auto dark = Scan(Ramp(kPrintBlack - 0.3), {{0.34, 0.34, 0.34}, {1, 1, 1}});
+  const Result result(ZEP3_DOC_REFLECTIVE, ZEP3_SUB_PHOTO, *dark);
+  for (int c = 0; c < 3; c++) EXPECT_NEAR(result.Seen().offset[c], 0.34, 0.03);
+  EXPECT_GT(result.Seen().trust, 0.9);
+  // A file whose blacks lie beyond paper's is no scan of a print: it was meant to be dark.
+  const auto file = Scan(Ramp(3.2), {{0.34, 0.34, 0.34}, {1, 1, 1}});
+  EXPECT_LT(Result(ZEP3_DOC_REFLECTIVE, ZEP3_SUB_PHOTO, *file).Seen().trust, 0.1);
+}
+
 // Paper and flare are taken off an unfaded original, nothing is off a picture without either.
 TEST(Positive, LeavesUnfadedOriginalsAlone) {
   const struct {
@@ -101,7 +112,7 @@ TEST(Positive, LeavesUnfadedOriginalsAlone) {
     EXPECT_EQ(result.r.para.lSaturation, 0);
     for (const double d : {0.05, 0.2, 0.5, 1.0, 1.5}) {
       const double expected = Srgb((std::pow(10.0, -d) - row.flare) / (1 - row.flare));
-      for (int c = 0; c < 3; c++) EXPECT_NEAR(result.At(Level(d + row.base), c), expected, 5) << d;
+      for (int c = 0; c < 3; c++) EXPECT_NEAR(result.At(Level(d + row.base), c), expected, 6) << d;
     }
   }
 }
@@ -116,7 +127,6 @@ TEST(Positive, OneColourKeepsItsHue) {
     const Result result(ZEP3_DOC_REFLECTIVE, subMode, *Scan(cloth, kUnfadedPrint));
     EXPECT_GT(result.At(Level(0.04 + 0.1), 0), 80 + result.At(Level(0.04 + 1.0), 1));
     EXPECT_TRUE(result.Says(ZEP3_REASON_ONE_COLOUR) && result.Says(ZEP3_REASON_COLOURED_WHITE));
-    EXPECT_LT(result.evidence.dConfidence, 0.2);
   }
   // A scan without colour gets equal channels.
   const auto gray = Scan([](int x, int y, int) { return Photograph(x, y, 0); }, {{0.1, 0.1, 0.1}, {0.7, 0.7, 0.7}});
@@ -137,7 +147,8 @@ TEST(Positive, SeesWhatLiesInsideOfMountAndHolder) {
     });
     const Result result(type, ZEP3_SUB_RESTORATION, image), plain(type, ZEP3_SUB_RESTORATION, *bare);
     EXPECT_TRUE(result.Says(ZEP3_REASON_BORDER_REMOVED));
-    EXPECT_NEAR(result.Trimmed(), 1 - kWidth * kHeight / (0.95 * 0.95 * image.width * image.height), 0.06);
+    // Blocks of 2 pixels count from one block inside of the window's sides on; slides' corners do not.
+    EXPECT_NEAR(result.Trimmed(), 1 - (kWidth - 5) * (kHeight - 5) / (1.0 * image.width * image.height), 0.015);
     EXPECT_EQ(plain.Trimmed(), 0.0);
     for (int c = 0; c < 3; c++) EXPECT_NEAR(result.Seen().dyeLeft[c], plain.Seen().dyeLeft[c], 0.02);
   }
@@ -155,7 +166,8 @@ TEST(Positive, SeesWhatLiesInsideOfMountAndHolder) {
 TEST(Positive, SaysWhenScenesLackWhiteOrBlack) {
   for (const bool dark : {false, true}) {
     const auto scene = [&](int x, int y, int c) {
-      return (dark ? 0.45 : 0) + (dark ? 0.78 : 0.45) * Photograph(x, y, c);
+      // In the dark one something is light in red alone: the exposure was right.
+      return (dark && c != 0 ? 0.45 : 0) + (dark ? 0.78 : 0.45) * Photograph(x, y, c);
     };
     const Result result(ZEP3_DOC_REFLECTIVE, ZEP3_SUB_PHOTO, *Scan(scene, kUnfadedPrint));
     EXPECT_EQ(result.Says(ZEP3_REASON_NO_WHITE), dark);
@@ -208,6 +220,9 @@ TEST(Adaptive, FallsBackToTheStandardAnalysisWithAReason) {
     EXPECT_EQ(std::memcmp(&result.r.outMaster, &standard.r.outMaster, sizeof standard.r.outMaster), 0);
     ZEP3_EVIDENCE expected = {};
     expected.lReasons = row.reason;
+    expected.lVerdict = row.reason == kDefaults ? ZEP3_VERDICT_FAILED
+                        : row.reason == kNot    ? ZEP3_VERDICT_GOOD
+                                                : ZEP3_VERDICT_LOOK;
     EXPECT_EQ(std::memcmp(&result.evidence, &expected, sizeof expected), 0);
   }
 }

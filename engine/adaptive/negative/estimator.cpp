@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "engine/adaptive/confidence.h"
 #include "engine/adaptive/negative/tuning.h"
 #include "engine/adaptive/order_statistics.h"
 #include "engine/common/scale.h"
@@ -263,7 +264,7 @@ void NegativeEstimator::FitPoints(ZEP3_IC& ic) const {
     for (const size_t at : m_picture.blocks) histogram[static_cast<int>(m_grid.level[c][at] + 0.5)]++;
     double exposure[256];
     for (int i = 0; i < 256; i++) {
-      if (histogram[i] != 0) exposure[i] = m_film.ExposureAt(c, LogLevelWith(m_film.lost, i));
+      if (histogram[i] != 0) exposure[i] = m_film.ExposureAt(c, LogLevelWith(m_lost, i));
     }
     FitPrint(m_film, m_paper, c, histogram, exposure, even, ic.ch[c]);
   }
@@ -273,9 +274,7 @@ void NegativeEstimator::Report(ZEP3_EVIDENCE& evidence, Measured& measured) cons
   NegativeEvidence& seen = measured.negative;
   seen = m_seen;
   std::copy_n(m_film.slope, 3, seen.slope);
-  // What rests on the picture: its whites, the grays between them and black, and a contrast that is the film's own.
-  evidence.dConfidence = seen.neutral * std::min(seen.power, 1.0 / seen.power);
-  if (m_colour) evidence.dConfidence *= std::sqrt(AtMost(1.0, seen.votes / kUsualVotes));
+  evidence.dConfidence = NegativeConfidence(seen, m_colour, m_faded);
 
   const auto because = [&](bool so, int64_t reason) {
     if (so) evidence.lReasons |= reason;

@@ -172,8 +172,6 @@ inline constexpr double kFlareMax = 0.008;
 // weigh in the fit must still come out white.
 inline constexpr double kEven = 0.003;
 
-inline constexpr double kUsualVotes = 0.5; // share of votes from which the gray axis is sure
-
 // Reasons.
 inline constexpr double kBelieved = 0.5;
 inline constexpr double kIncandescent = 0.25;

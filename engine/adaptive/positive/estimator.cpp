@@ -242,7 +242,9 @@ PositiveEstimate PositiveEstimator::Estimate(const BlockGrid& grid, const std::v
     estimate.model.logDye[c] = estimate.trust * found.logDye[c];
   }
   // From here on in densities of the scan.
-  estimate.flare = shown ? m_material.flare : 0.0;
+  const double blackest = Largest(ends.darkest);
+  const bool flared = shown || std::fabs(blackest - m_material.densest) < kFlareSeen;
+  estimate.flare = flared ? m_material.flare : 0.0;
   for (int c = 0; c < 3; c++) {
     estimate.flare = std::min(estimate.flare, std::pow(10.0, -estimate.model.Undo(c, ends.darkest[c])));
   }

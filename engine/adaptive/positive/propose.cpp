@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "engine/adaptive/confidence.h"
 #include "engine/adaptive/positive/curve_points.h"
 #include "engine/adaptive/positive/estimator.h"
 #include "engine/adaptive/positive/tuning.h"
@@ -95,7 +96,6 @@ bool ProposePositive(const View& view, const CZEP& standard, bool usable, ZEP3_P
   measured.positive = EvidenceOf(estimate, material);
   evidence.lReasons = ReasonsOf(estimate, measured.positive, slide);
   TellWindow(picture, evidence, measured);
-  const double doubt = AtLeast(0.0, estimate.whiteCost) + 2.0 * AtLeast(0.0, estimate.blackCost);
-  evidence.dConfidence = std::fabs(2.0 * estimate.trust - 1.0) * std::exp(-doubt / kDoubt);
+  evidence.dConfidence = PositiveConfidence(measured.positive, faded);
   return true;
 }

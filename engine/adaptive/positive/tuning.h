@@ -121,6 +121,7 @@ inline constexpr double kCastCost = 0.6; // nats
 
 inline constexpr double kBaseBelow = 0.02;  // density by which a channel's lightest may lie below the base
 inline constexpr double kBlackAbove = 0.15; // and its darkest above the densest on that base
+inline constexpr double kFlareSeen = 0.1;   // or the darkest lies so near the densest that flare has ended it
 inline constexpr double kNotShown = 5.0;    // nats that any change costs a picture that is not on the material
 
 // ---- unfaded originals: exposure ----
@@ -139,7 +140,7 @@ inline constexpr double kFirstStep = 0.12;
 inline constexpr double kLastStep = 0.006;
 inline constexpr double kAlongDye = -0.6; // an offset and a share of dye that keep the blacks where they are
 
-// ---- reasons and confidence ----
+// ---- reasons ----
 
 inline constexpr double kIntact = 0.3;            // trust below which an original is left nearly as it is
 inline constexpr double kSure = 0.7;              // trust from which the proposal is followed
@@ -149,8 +150,5 @@ inline constexpr double kTinted = 0.15;           // density between the channel
 inline constexpr double kOneColour = 0.5;         // density by which the lightest of one channel is above another's
 inline constexpr double kFaded = 0.55;            // share of dye left
 inline constexpr double kStained = 0.08;          // density of the base in blue beyond that in red
-
-// Cost of the ends, in nats, that lowers the confidence by a factor e.
-inline constexpr double kDoubt = 3.0;
 
 } // namespace positive
