@@ -207,7 +207,7 @@ TEST_F(Crop, EveryPageHasItsOwn) {
   ASSERT_EQ(Run("tiffcp one.tif two.tif thumbnail.tif full.tif scan.tif && tiffset -d 2 -s 254 1 scan.tif").status, 0);
   const Outcome run = Zep3("-k slide scan.tif -o out.tif --crop --json");
   EXPECT_EQ(run.status, 0);
-  EXPECT_IN("scan.tif: page 4: not cut: nothing was found around the picture", run.err);
+  EXPECT_IN("page 4: not cut: nothing was found around the picture", run.err);
   const auto pages = nlohmann::json::parse(run.out)["pages"];
   ASSERT_EQ(pages.size(), 3u);
   ExpectDone("-k slide scan.tif -o whole.tif");

@@ -229,7 +229,7 @@ TEST_F(Robustness, VeryManyScans) {
       fs::create_hard_link(m_folder / "one.ppm", m_folder / in / (std::to_string(i) + ".ppm"));
     }
     const Outcome run = Zep3("-j2 --no-sync -r " + in + " -o out" + in, "prlimit --nofile=40 ");
-    EXPECT_EQ(run.err, "zep3: " + std::to_string(count) + " corrected, 0 failed\n");
+    EXPECT_TRUE(run.err.ends_with("zep3: 0 corrected, " + std::to_string(count) + " to look at, 0 failed\n"));
     rusage usage = {};
     ::getrusage(RUSAGE_CHILDREN, &usage);
     most[count == 1000] = usage.ru_maxrss;

@@ -59,7 +59,7 @@ struct UserOptions {
 struct CropOptions {
   bool wanted = false;
   std::optional<Length> margin; // around the picture; percent of its shorter side; negative: inside
-  bool keepsTilt = false; // nothing is turned
+  bool keepsTilt = false;       // nothing is turned
 };
 
 enum class Command { kCorrect, kAnalyse, kTables };
