@@ -202,7 +202,7 @@ EdgeMap FindEdges(const LevelMap& map) {
       const int before = steps[static_cast<size_t>(a) - 1];
       const int behind = steps[static_cast<size_t>(a) + 1];
       if (step < kLeastStep || step < before || step <= behind) continue;
-      EdgeMap::Edge& edge = found.edges[static_cast<size_t>(l) * static_cast<size_t>(map.across) + a];
+      EdgeMap::Edge& edge = found.edges[map.Place(a, l)];
       // The top of the parabola through the three.
       edge.shift = static_cast<int16_t>((behind - before) * kFraction / (2 * (2 * step - before - behind)));
       edge.vote[0] = static_cast<uint8_t>(Vote(step, Apart(map.At(a - 1, l - 1), map.At(a - 1, l + 1)), map.noise));
