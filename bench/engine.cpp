@@ -1,13 +1,16 @@
 // What the engine's calls cost, beside what bounds them.
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <utility>
 #include <vector>
 
+#include "engine/adaptive/block_grid.h"
 #include "engine/hist/chist.h"
 #include "engine/lut/apply.h"
+#include "engine/window/window.h"
 #include "engine/zep3.h"
 #include "pairs.h"
 #include "peers.h"
@@ -244,6 +247,27 @@ void AddAdaptive() {
   }
 }
 
+// In a frame as dark as a mount or a holder.
+void AddWindow() {
+  for (const auto& [name, material] : {std::pair{"print", Material::kPrint}, std::pair{"slide", Material::kSlide},
+                                       std::pair{"negative", Material::kNegative}}) {
+    const Material of = material;
+    AddRow(std::string("picture's window, 1.5 MP, ") + name, "FindWindow", "read once", {Goal::kDifference, 5.0}, [=] {
+      auto bench = std::make_shared<Bench>(kPrescan, kPhoto);
+      const ZEP3_BmpInfo& bmp = bench->scan.bmp;
+      for (int64_t y = 0; y < bmp.lHeight; y++) {
+        for (int64_t x = 0; x < bmp.lWidth; x++) {
+          const bool inside = std::llabs(2 * x - bmp.lWidth) < 1000 && std::llabs(2 * y - bmp.lHeight) < 700;
+          if (!inside) std::memset(bmp.pBits + y * bmp.lBytesPerLine + 3 * x, 8, 3);
+        }
+      }
+      auto grid = std::make_shared<BlockGrid>(ReadBlockGrid(bmp, 0));
+      const auto find = [=] { return FindWindow(bench->scan.bmp, *grid, of).found; };
+      return Sides{[=] { ReadOnce(bench->scan); }, find, find() ? "" : "finds no window"};
+    });
+  }
+}
+
 // ---- tables ----
 
 void AddTables() {
@@ -342,6 +366,7 @@ int main(int argc, char** argv) {
   AddArea();
   AddAnalysis();
   AddAdaptive();
+  AddWindow();
   AddTables();
   AddApplying();
   AddPeers();

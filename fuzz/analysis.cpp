@@ -37,6 +37,12 @@ bool IsBelievable(const ZEP3_EVIDENCE& e) {
     const bool isShare = count == 1 && (unit == "share" || unit == "0..1" || unit == "0 or 1");
     if (isShare && !(0.0 <= values[0] && values[0] <= 1.0)) return false;
   }
+  for (int i = 0; i < 4; i++) {
+    for (const double place : {e.dWindow[i][0], e.dWindow[i][1], e.dPaper[i][0], e.dPaper[i][1]}) {
+      if (!std::isfinite(place) || (place != 0.0 && e.lFrames == 0)) return false;
+    }
+  }
+  if (!(0.0 <= e.dWindowConfidence && e.dWindowConfidence <= 1.0)) return false;
   return e.lAnalysis != ZEP3_ANALYSIS_STANDARD || (e.lReasons != 0 && e.dConfidence == 0.0);
 }
 

@@ -22,7 +22,7 @@ void MarkGround(LevelMap& map) {
   };
   const auto reach = [&](int a, int l) {
     if (a < 0 || l < 0 || a >= map.across || l >= map.along) return;
-    uint8_t& once = seen[static_cast<size_t>(l) * static_cast<size_t>(map.across) + static_cast<size_t>(a)];
+    uint8_t& once = seen[map.Place(a, l)];
     if (once != 0) return;
     once = 1;
     if (!even(a, l)) return;

@@ -20,8 +20,11 @@ struct LevelMap {
   int noise = 0;  // sixteenths by which neighbours in even places differ
   std::vector<Cell> cells;
 
-  const Cell& At(int a, int l) const { return cells[static_cast<size_t>(l) * static_cast<size_t>(across) + a]; }
-  Cell& At(int a, int l) { return cells[static_cast<size_t>(l) * static_cast<size_t>(across) + a]; }
+  size_t Place(int a, int l) const {
+    return static_cast<size_t>(l) * static_cast<size_t>(across) + static_cast<size_t>(a);
+  }
+  const Cell& At(int a, int l) const { return cells[Place(a, l)]; }
+  Cell& At(int a, int l) { return cells[Place(a, l)]; }
 };
 
 // The largest difference of a channel.

@@ -67,8 +67,8 @@ class Ballot {
   void Count(int vote, int place, int turn) {
     int32_t* row = m_votes.data();
     for (int s = 0; s <= 2 * m_search.slopes; s++, row += m_bins, place -= turn) {
-      const int bin = place / kFraction;
-      const int part = place % kFraction;
+      const unsigned bin = static_cast<unsigned>(place) / kFraction; // within the margins no place is negative
+      const int part = static_cast<int>(static_cast<unsigned>(place) % kFraction);
       row[bin] += vote * (kFraction - part);
       row[bin + 1] += vote * part;
     }
@@ -99,8 +99,9 @@ void Settle(const LevelMap& map, const EdgeMap& edges, Outside outside, double r
   for (int l = 1; l + 1 < map.along; l++) {
     const double row = l - middle;
     const double at = line.at + line.slope * row;
-    const int first = std::max(1, static_cast<int>(std::ceil(at - reach - 0.5)));
-    const int last = std::min(map.across - 2, static_cast<int>(std::floor(at + reach + 0.5)));
+    // Truncated, which costs less than rounding; places before the map come to 1 and 0.
+    const int first = std::max(1, static_cast<int>(at - reach + 0.5));
+    const int last = std::min(map.across - 2, static_cast<int>(at + reach + 0.5));
     for (int a = first; a <= last; a++) {
       const EdgeMap::Edge& edge = edges.At(a, l);
       const double vote = edge.vote[static_cast<int>(outside)];
@@ -201,7 +202,7 @@ EdgeMap FindEdges(const LevelMap& map) {
       const int before = steps[static_cast<size_t>(a) - 1];
       const int behind = steps[static_cast<size_t>(a) + 1];
       if (step < kLeastStep || step < before || step <= behind) continue;
-      EdgeMap::Edge& edge = found.edges[static_cast<size_t>(l) * static_cast<size_t>(map.across) + a];
+      EdgeMap::Edge& edge = found.edges[map.Place(a, l)];
       // The top of the parabola through the three.
       edge.shift = static_cast<int16_t>((behind - before) * kFraction / (2 * (2 * step - before - behind)));
       edge.vote[0] = static_cast<uint8_t>(Vote(step, Apart(map.At(a - 1, l - 1), map.At(a - 1, l + 1)), map.noise));

@@ -29,7 +29,9 @@ struct EdgeMap {
   };
   int across = 0;
   std::vector<Edge> edges; // as the cells of the map
-  const Edge& At(int a, int l) const { return edges[static_cast<size_t>(l) * static_cast<size_t>(across) + a]; }
+  const Edge& At(int a, int l) const {
+    return edges[static_cast<size_t>(l) * static_cast<size_t>(across) + static_cast<size_t>(a)];
+  }
 };
 EdgeMap FindEdges(const LevelMap& map);
 

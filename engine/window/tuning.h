@@ -1,111 +1,120 @@
-// Constants of the search for the picture's window. Levels are linear, and stand here in sixteenths where whole
-// numbers; lengths are blocks of the analysis's grid, a 170th of the scan's extent or so.
+// Constants of the search for the picture's window: chosen on simulated scans, of which half were left out.
+//
+// Levels are linear. Whole numbers of them are sixteenths, as a map has them (LevelMap::kUnit). Lengths are blocks of
+// the analysis's grid, a 170th of the scan's extent or so, or cells of a fine band where it says so. Scores are nats.
 #pragma once
 
+#include <cstddef>
+
+inline constexpr int kFewestRowsOfGrid = 16; // blocks across or down that a scan must have
+
 // ---- noise ----
-inline constexpr int kMostNoise = 4 * 16;
+// What is even may differ by so many times the noise, whatever the other limits are.
+inline constexpr int kMostNoise = 4 * 16; // the noise itself: more is detail
 inline constexpr int kGroundNoise = 4;
 inline constexpr int kUnevenNoise = 2;
 inline constexpr int kEvenNoise = 2;
 inline constexpr int kStripNoise = 4;
 
-// ---- ground ----
-inline constexpr int kGroundStep = 3 * 16; // levels between blocks that are one ground
-
 // ---- edges ----
-inline constexpr int kLeastStep = 3 * 16; // levels across two blocks that make an edge
-inline constexpr int kFullStep = 8 * 16;  // and that make a clear one
-inline constexpr int kUnevenShare = 30;   // percent of the step by which the outside may change along the edge ...
-inline constexpr int kUnevenLeast = 24;   // ... on top of 1.5 levels
+inline constexpr int kGroundStep = 3 * 16; // between blocks that are one ground
+inline constexpr int kLeastStep = 3 * 16;  // across two cells: an edge
+inline constexpr int kFullStep = 8 * 16;   // a clear one, whose vote counts in full
+inline constexpr int kUnevenShare = 30;    // percent of the step by which the outside may change along the edge ...
+inline constexpr int kUnevenLeast = 24;    // ... or 1.5 levels
 
 // ---- lines ----
 inline constexpr double kSettleVotes = 3.0;   // rows' worth of votes that a line needs to be settled on them
-inline constexpr double kSettleSpread = 1e-6; // of their rows, relative
-inline constexpr double kOnLine = 1.0;        // distance of edges that are a line's
+inline constexpr double kSettleSpread = 1e-6; // least spread of their rows, relative
+inline constexpr double kOnLine = 1.0;        // cells: edges as near are the line's
 inline constexpr double kFewestRows = 3.0;    // of a stretch that tells anything
-inline constexpr int kBeyondFrom = 2;         // where a side is over: from so many rows on ...
-inline constexpr int kBeyondTo = 4;           // ... to so many
-inline constexpr int kContrastNone = 2 * 16;  // difference of inside and outside that is none ...
-inline constexpr int kContrastFull = 6 * 16;  // ... and that cannot be overlooked
-inline constexpr int kEvenFull = 24;          // 1.5 levels from row to row: even
-inline constexpr int kSameLevel = 40;         // 2.5: as light
+inline constexpr int kBeyondFrom = 2;        // rows behind the end of a side in which the line should be over: from ...
+inline constexpr int kBeyondTo = 4;          // ... to
+inline constexpr int kContrastNone = 2 * 16; // difference of inside and outside that is none ...
+inline constexpr int kContrastFull = 6 * 16; // ... and that cannot be overlooked
+inline constexpr int kEvenFull = 24;         // 1.5 levels from row to row: even
+inline constexpr int kSameLevel = 40;        // 2.5 levels: as light ...
+inline constexpr double kUnevenLight = 0.04; // ... on top of a share of the level
 
 // ---- rectangles ----
-inline constexpr double kLeanMost = 0.06; // by which sides may lean apart, tangent
+inline constexpr double kLeanMost = 0.06;      // by which sides may lean apart, tangent
+inline constexpr size_t kMostRectangles = 150; // that are judged
+inline constexpr int kPlaces = 9;              // in each direction, where a rectangle's inside is looked at
 
-// ---- what a side is worth, nats ----
+// ---- what a side is worth ----
 inline constexpr double kSideBias = 4.5;
-inline constexpr double kVoteWeight = 8.0; // for each factor e of the share of rows that vote
-inline constexpr double kLeastShare = 0.05;
-inline constexpr double kEvenWeight = 24.0;   // for a share of even rows above ...
-inline constexpr double kEvenUsual = 0.9;     // ... this
-inline constexpr double kScatterWeight = 1.2; // against each factor e of the outside's scatter above ...
-inline constexpr double kScatterUsual = 2.0;  // ... this, levels
-inline constexpr double kBeyondWeight = 3.5;  // against votes beyond the corners
-inline constexpr double kRowsWeight = 7.4;    // for each factor e of the length ...
-inline constexpr double kRowsUsual = 60.0;    // ... up to this, blocks
-inline constexpr double kRowsLeast = 8.0 / 60.0;
-inline constexpr double kExtremeFilm =
-    3.2; // for each factor e of how far the outside is darker or lighter than the inside
+inline constexpr double kVoteWeight = 8.0;       // for each factor e of the share of rows that vote, from ...
+inline constexpr double kLeastShare = 0.05;      // ... this on
+inline constexpr double kEvenWeight = 24.0;      // for a share of even rows above ...
+inline constexpr double kEvenUsual = 0.9;        // ... this
+inline constexpr double kScatterWeight = 1.2;    // against each factor e of the outside's scatter above ...
+inline constexpr double kScatterUsual = 2.0;     // ... so many levels
+inline constexpr double kBeyondWeight = 3.5;     // against votes beyond the ends
+inline constexpr double kRowsWeight = 7.4;       // against each factor e of the length below ...
+inline constexpr double kRowsUsual = 60.0;       // ... this, down to ...
+inline constexpr double kRowsLeast = 8.0 / 60.0; // ... this share of it
+// For each factor e of the share of the inside, above a half, that is darker, or lighter, than the outside. Prints hold
+// whites and blacks; film is nowhere clearer than its rebate nor as dense as a holder.
+inline constexpr double kExtremeFilm = 3.2;
 inline constexpr double kExtremePrint = 0.6;
 inline constexpr double kLeastExtreme = 0.04;
+inline constexpr double kOpaque = 40.0; // level that surroundings darker than a negative have at most
 inline constexpr double kSideWorst = -8.0;
 inline constexpr double kSideBest = 5.0;
 
-// ---- what a rectangle is worth, nats ----
-inline constexpr double kBorderCost = 1.5;
+// ---- what costs a rectangle ----
+inline constexpr double kBorderCost = 1.5; // each side on the scan's edge
 inline constexpr double kTwoBordersCost = 2.0;
-inline constexpr double kApartCost = 4.0;
-inline constexpr double kApartFull = 40.0;
-inline constexpr double kFallOff = 0.15; // share of its level by which light falls off from side to side
-inline constexpr double kOffCost = 4.0;
-inline constexpr double kEvenInsideCost = 1.0;
-inline constexpr int kPlaces = 9; // in each direction, where the inside is looked at
-inline constexpr size_t kMostRectangles = 150;
+inline constexpr double kApartCost = 4.0;      // outsides that differ by ...
+inline constexpr double kApartFull = 40.0;     // ... so many levels, beyond ...
+inline constexpr double kFallOff = 0.15;       // ... what light falls off, share
+inline constexpr double kOffCost = 4.0;        // a middle that lies its own size beside the scan's
+inline constexpr double kEvenInsideCost = 1.0; // an inside that is even along a side: it may be surroundings, too
+inline constexpr double kSizeWeight = 1.0;     // each factor e of the scan's area
 
-// ---- choice, nats ----
-inline constexpr double kLeastScore = -4.2;
-inline constexpr double kLeastSide = -4.0;
-inline constexpr double kPartsShare = 0.97;
+// ---- choice ----
+inline constexpr double kLeastScore = -4.2; // of the likeliest rectangle; pictures that fill the scan reach -4.3
+inline constexpr double kLeastSide = -4.0;  // of its weakest side
+inline constexpr double kPartsShare = 0.97; // of a side's rows and the inside that differ one way: no weak side
+// An inner rectangle may be so much less likely, and more for each rim between the two.
 inline constexpr double kInnerAllowance = 8.0;
+inline constexpr double kRimAllowance = 3.0;
 inline constexpr double kLeastInnerSide = -2.0;
-inline constexpr double kInnerMost = 0.97;
-inline constexpr int kSheetRims = 3;          // sides on which a print's border is seen
-inline constexpr double kBorderLeast = 0.006; // width of a border, share of the picture's shorter side
-inline constexpr double kFrameSize = 0.08;    // by which frames of one film differ in size, share
-inline constexpr double kFramesFill = 0.6;    // of a rectangle that is several frames, share
-inline constexpr double kSameSide = 1.5;      // blocks between two lines that may be one side
+inline constexpr double kLeastSideInRim = -5.0;
+inline constexpr double kInnerMost = 0.97;    // of the outer one's area
+inline constexpr double kSameSide = 1.5;      // between two lines that may be one side
+inline constexpr int kSheetRims = 3;          // sides on which a print's border must be seen
+inline constexpr double kBorderLeast = 0.006; // its width, share of the picture's shorter side
+inline constexpr double kFrameSize = 0.08;    // share by which frames of one film differ in size
+inline constexpr double kFramesFill = 0.6;    // share of a rectangle that is several frames
+
+// Chance that the window is the picture's: even at this score, and e times as likely with each ...
+inline constexpr double kEvenScore = -1.0;
+inline constexpr double kScoreScatter = 3.0; // ... of these
+
+// ---- strips of surroundings between two lines: rebate, gaps, borders of prints ----
+inline constexpr double kRimExtreme = 0.93;   // share of the picture that is darker than a strip, or lighter
+inline constexpr double kStripExtreme = 0.85; // where the line inside of it is clear
+inline constexpr double kStripEven = 0.6;     // share of a strip that is one level; perforations take a fifth
+inline constexpr int kStripScatter = 8 * 16;  // by which cells of a fine band may differ from that level
+inline constexpr int kStripLeast = 40;        // the same of blocks: 2.5 levels ...
+inline constexpr int kStripShare = 20;        // ... and so much of the level is one more
+inline constexpr int kStripAlong = 32;        // places of a strip that are looked at, along ...
+inline constexpr int kStripAcross = 4;        // ... and across
+inline constexpr double kAlikeLeast = 4.0;    // levels by which strips of two sides may differ that are the same ...
+inline constexpr double kAlikeShare = 0.12;   // ... on top of a share of theirs: light falls off
 
 // ---- fine search ----
-inline constexpr double kFineOutward = 3.5; // from a coarse side, blocks
-inline constexpr double kFineInward = 8.0;
-inline constexpr double kFineCells = 55.0;      // of a pixel or more, across
-inline constexpr double kFineNear = 0.7;        // of the way outward
-inline constexpr double kFineLeastInner = -4.0; // nats
-inline constexpr double kFineApart = 2.0;       // cells
-inline constexpr double kFineBlur = 1.5;        // cells
-inline constexpr int kStripScatter = 8 * 16;    // levels
-inline constexpr double kStripEven = 0.6;       // share of cells
-inline constexpr double kStripExtreme = 0.85;
-inline constexpr double kAlikeLeast = 4.0;      // levels by which strips may differ that are the same ...
-inline constexpr double kAlikeShare = 0.12;     // ... on top of a share of theirs: light falls off
+inline constexpr double kFineOutward = 3.5;     // blocks from a coarse side that a band reaches ...
+inline constexpr double kFineInward = 8.0;      // ... to either side of it
+inline constexpr double kFineCells = 55.0;      // across a band, of a pixel or more
 inline constexpr int kFineRows = 64;            // along a side
-inline constexpr int kFineSamples = 6;          // of a cell
-inline constexpr double kFineMargin = 0.06;     // of a side at either end: round corners
-inline constexpr double kFineLeast = 0.3;       // of a side that the scan must show
-inline constexpr double kFineShortest = 40.0;   // pixels
-inline constexpr double kFineLeastScore = -2.0; // nats
-inline constexpr double kFineAllowance = 8.0;   // nats
-inline constexpr double kRimExtreme = 0.93;
-inline constexpr int kStripAlong = 32; // places of a strip that are looked at
-inline constexpr int kStripAcross = 4;
-inline constexpr int kStripLeast = 40; // 2.5 levels by which an even strip may differ from its usual level ...
-inline constexpr int kStripShare = 20; // ... on top of a share of that
-inline constexpr double kRimAllowance = 3.0;
-inline constexpr double kLeastSideInRim = -5.0;
-inline constexpr double kOpaque = 40.0; // level that surroundings darker than film have at most
-inline constexpr double kSizeWeight = 1.0;
-inline constexpr double kUnevenLight = 0.04;
-inline constexpr double kEvenScore = -1.0;
-inline constexpr double kScoreScatter = 3.0;
-inline constexpr int kFewestRowsOfGrid = 16;
+inline constexpr int kFineSamples = 6;          // of a cell, at most
+inline constexpr double kFineMargin = 0.06;     // share of a side at either end that is left out: round corners
+inline constexpr double kFineLeast = 0.3;       // share of a side that the scan must show
+inline constexpr double kFineShortest = 40.0;   // pixels of a side
+inline constexpr double kFineNear = 0.7;        // share of the way outward in which the side's own line lies
+inline constexpr double kFineLeastScore = -2.0; // of that line
+inline constexpr double kFineLeastInner = -4.0; // of one further in, behind an even strip
+inline constexpr double kFineApart = 2.0;       // cells between two lines
+inline constexpr double kFineBlur = 1.5;        // cells beside a line that show both sides of it

@@ -121,14 +121,14 @@ TEST(AdaptiveNegative, FindsTheFrame) {
       SCOPED_TRACE(testing::Message() << type << ": " << clear << " " << holder);
       const auto scan = Scan(kFilm, scene, clear, holder);
       const Print print(*scan, type);
-      EXPECT_EQ(print.Seen().holder, holder > 0);
+      EXPECT_EQ(print.Seen().holder, holder > 0 && clear == 0); // what lies right beside the picture
       EXPECT_EQ(print.Seen().border, clear > 0);
       EXPECT_EQ(print.Seen().baseMeasured, clear > 0);
       EXPECT_EQ(print.Says(ZEP3_REASON_MEASURED_BASE), clear > 0);
       EXPECT_TRUE(print.Says(ZEP3_REASON_BORDER_REMOVED));
-      // At every side a line of blocks (2 pixels) may be half border, and one further is taken off after each round.
-      const double around = 1 - kWidth * kHeight / (1.0 * scan->width * scan->height);
-      EXPECT_NEAR(print.Trimmed(), around + 0.045, 0.055);
+      // Blocks count from one block (2 pixels) inside of the sides on, and beyond a twelfth of the height from corners.
+      const double inside = (kWidth - 5) * (kHeight - 5) - 0.08 * 0.08 * 2 * kHeight * kHeight;
+      EXPECT_NEAR(print.Trimmed(), 1 - inside / (1.0 * scan->width * scan->height), 0.015);
       for (int c = 0; c < 3; c++) {
         for (const double light : {-kRange, -0.5 * kRange, 0.0}) {
           EXPECT_NEAR(print.At(kFilm, light, c), bare.At(kFilm, light, c), 14) << light;
@@ -155,6 +155,21 @@ TEST(AdaptiveNegative, OneColourStaysWhatItIs) {
       for (const int c : {0, 2}) EXPECT_NEAR(with.At(kFilm, patch, c), with.At(kFilm, patch, 1), 12);
     }
     EXPECT_GT(with.evidence.dConfidence, alone.evidence.dConfidence);
+  }
+}
+
+TEST(AdaptiveNegative, ABlackLevelThatIsTooHighTakesNoPictureWithIt) {
+  // So much light is taken off that the densest 1 to 2 % have a blue of 0, and less of red and green.
+  const auto scan = Scan(kFilm), cut = Scan(kFilm);
+  cut->Fill([&](int x, int y, int c) {
+    const double light = std::pow(scan->Level(x, y, c) / 255.0, 1.8) - 0.0065 * (c + 1) / 3;
+    return static_cast<int>(255.0 * std::pow(std::max(0.0, light), 1 / 1.8) + 0.5);
+  });
+  const Print whole(*scan), rest(*cut);
+  for (int c = 0; c < 3; c++) {
+    // Mid-gray stays within a third of a stop: 117 in display levels, 0.1 in log10 of light.
+    const double light = std::pow(kFilm.Level(-0.745, c) / 255.0, 1.8) - 0.0065 * (c + 1) / 3;
+    EXPECT_NEAR(rest.At(static_cast<int>(255.0 * std::pow(light, 1 / 1.8) + 0.5), c), whole.At(kFilm, -0.745, c), 14);
   }
 }
 

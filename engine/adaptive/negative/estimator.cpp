@@ -36,8 +36,8 @@ bool NegativeEstimator::Estimate(const double (&contrast)[3], double softer) {
   return JudgePrint(softer);
 }
 
-// No picture on film is as dense as a scanner's black. Where the darkest parts nearly reach it, in whatever channel, the
-// black level has taken light off all of them, without which the densities near it are without bounds.
+// No picture on film is as dense as a scanner's black. Where the darkest parts nearly reach it, in whatever channel,
+// the black level has taken light off all of them, without which the densities near it are without bounds.
 void NegativeEstimator::MeasureLost() {
   std::vector<double> darkest;
   darkest.reserve(m_picture.blocks.size());

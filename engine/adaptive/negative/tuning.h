@@ -127,8 +127,8 @@ inline constexpr double kLeastRange = 0.1;  // exposure
 inline constexpr double kLeastLight = 24.0; // level of the lightest blocks
 
 inline constexpr double kHolderLevel = 30.0; // a strip beside the picture that is as dark is a holder's
-// Light, 1 at level 255, that the darkest parts of a picture on film let through at least; stray light counts. Below its
-// level, 9, a step of 8 bits is more than 0.09 density.
+// Light, 1 at level 255, that the darkest parts of a picture on film let through at least; stray light counts. Below
+// its level, 9, a step of 8 bits is more than 0.09 density.
 inline constexpr double kLeastFilmLight = 0.0025;
 inline constexpr double kDarkestPercent = 0.5;
 // Levels of the base: a scene without a black may lie 10 % below it, and so beyond the scale.
