@@ -245,7 +245,11 @@ void Judge(const LevelMap& map, Material material, Rectangle& rectangle) {
   const double y = 0.25 * (c.y[0] + c.y[1] + c.y[2] + c.y[3]) - 0.5 * (map.along - 1);
   rectangle.score += kSizeWeight * std::log(std::min(1.0, AreaOf(c) / (map.across * map.along)));
   const double off = std::max(std::fabs(x) / c.Width(), std::fabs(y) / c.Height());
-  rectangle.score -= kOffCost * std::clamp(off - 0.5, 0.0, 1.0);
+  rectangle.score -= (material == Material::kNegative ? kOffCostNegative : kOffCost) * std::clamp(off - 0.5, 0.0, 1.0);
+  // Around a negative lies a holder, or clear film: a chart's ground is neither.
+  const bool stands = std::any_of(rectangle.side.begin(), rectangle.side.end(),
+                                  [](const SideTraits& side) { return side.extreme > kRimExtreme; });
+  if (material == Material::kNegative && !stands) rectangle.least = kSideWorst;
 }
 
 // Left or top end, right or bottom end of a side.
@@ -381,6 +385,10 @@ const Rectangle* OneFrame(const LevelMap& map, const std::vector<Rectangle>& rec
     const auto shares = [&](int side) { return Between(first.corners, whole.corners, side) < kSameSide; };
     if ((shares(kTop) && shares(kBottom)) == (shares(kLeft) && shares(kRight))) continue;
     if (first.least < kLeastSide || !IsWithin(first.corners, whole.corners)) continue;
+    if (std::any_of(first.side.begin(), first.side.end(),
+                    [](const SideTraits& side) { return side.extreme < kRimExtreme; })) {
+      continue;
+    }
     std::vector<const Rectangle*> frames = FramesLike(rectangles, first);
     std::erase_if(frames, [&](const Rectangle* frame) { return !IsWithin(frame->corners, whole.corners); });
     double filled = 0.0;

@@ -65,15 +65,16 @@ inline constexpr double kSideBest = 5.0;
 // ---- what costs a rectangle ----
 inline constexpr double kBorderCost = 1.5; // each side on the scan's edge
 inline constexpr double kTwoBordersCost = 2.0;
-inline constexpr double kApartCost = 4.0;      // outsides that differ by ...
-inline constexpr double kApartFull = 40.0;     // ... so many levels, beyond ...
-inline constexpr double kFallOff = 0.15;       // ... what light falls off, share
-inline constexpr double kOffCost = 4.0;        // a middle that lies its own size beside the scan's
-inline constexpr double kEvenInsideCost = 1.0; // an inside that is even along a side: it may be surroundings, too
-inline constexpr double kSizeWeight = 1.0;     // each factor e of the scan's area
+inline constexpr double kApartCost = 4.0;        // outsides that differ by ...
+inline constexpr double kApartFull = 40.0;       // ... so many levels, beyond ...
+inline constexpr double kFallOff = 0.15;         // ... what light falls off, share
+inline constexpr double kOffCost = 4.0;          // a middle that lies its own size beside the scan's
+inline constexpr double kOffCostNegative = 24.0; // the same of negatives, which lie in the middle of a holder
+inline constexpr double kEvenInsideCost = 1.0;   // an inside that is even along a side: it may be surroundings, too
+inline constexpr double kSizeWeight = 1.0;       // each factor e of the scan's area
 
 // ---- choice ----
-inline constexpr double kLeastScore = -4.2; // of the likeliest rectangle; pictures that fill the scan reach -4.3
+inline constexpr double kLeastScore = -2.5; // of the likeliest rectangle; pictures that fill the scan reach -3
 inline constexpr double kLeastSide = -4.0;  // of its weakest side
 inline constexpr double kPartsShare = 0.97; // of a side's rows and the inside that differ one way: no weak side
 // An inner rectangle may be so much less likely, and more for each rim between the two.
