@@ -80,6 +80,8 @@ class BandReader {
     const double row = (band.last - band.first) / kFineRows;
     const int samples = std::clamp(static_cast<int>(row * length / 2.0), 1, kFineSamples);
     std::vector<int> sums(3 * static_cast<size_t>(band.map.across));
+    std::vector<double> offset(static_cast<size_t>(band.map.across));
+    for (int a = 0; a < band.map.across; a++) offset[static_cast<size_t>(a)] = band.OffsetOf(a) * across;
     for (int l = 0; l < kFineRows; l++) {
       std::fill(sums.begin(), sums.end(), 0);
       for (int i = 0; i < samples; i++) {
@@ -88,7 +90,7 @@ class BandReader {
         const double base = from[1] + way[1] * ((static_cast<double>(at) + 0.5 - from[0]) / way[0]) - 0.5;
         const uint8_t* first = m_image.pBits + at * stride[0];
         for (int a = 0; a < band.map.across; a++) {
-          const double place = std::clamp(base + band.OffsetOf(a) * across, 0.0, static_cast<double>(end[1]));
+          const double place = std::clamp(base + offset[static_cast<size_t>(a)], 0.0, static_cast<double>(end[1]));
           const auto below = std::min(static_cast<int64_t>(place), std::max(end[1] - 1, int64_t{0}));
           const int part = static_cast<int>((place - static_cast<double>(below)) * kFraction);
           const uint8_t* p = first + below * stride[1];
@@ -177,6 +179,7 @@ struct FineSide {
   bool read = false;
   Band band;
   std::vector<Line> lines;
+  Line likeliest;     // near the coarse side
   Line line;          // of the picture, as far as is sure
   const Line* unsure; // one further in that only an even strip separates from it; null without
   double level[3];    // of that strip
@@ -187,9 +190,9 @@ class SideFinder {
   SideFinder(Material material, const LevelMap& map, const Rectangle& rectangle)
       : m_material(material), m_map(map), m_beside(rectangle) {}
 
-  // The likeliest line near the coarse one, else this itself, or one further in that only an even strip of surroundings
-  // separates from it.
-  void Find(int s, FineSearch::Depth depth, FineSide& found) {
+  // The likeliest line near the coarse one, else this itself, and one further in that only an even strip of
+  // surroundings separates from it.
+  void Find(int s, FineSide& found) {
     const Band& band = found.band;
     SideTraits& side = m_beside.side[static_cast<size_t>(s)];
     const SideTraits coarse = side;
@@ -206,8 +209,9 @@ class SideFinder {
       best = scores.back();
       found.line = line;
     }
+    found.likeliest = found.line;
     found.unsure = nullptr;
-    for (bool again = depth == FineSearch::kInnermost; again;) {
+    for (bool again = true; again;) {
       again = false;
       for (size_t i = 0; i < found.lines.size(); i++) {
         const Line& line = found.lines[i];
@@ -270,52 +274,59 @@ Corners ToPixels(const Corners& blocks, const GridPlace& place) {
 
 } // namespace
 
-Corners FineSearch::Refine(const Rectangle& rectangle, Depth depth, Strip (&strips)[kSideCount]) const {
-  Corners corners = ToPixels(rectangle.corners, m_place);
+FineRectangle FineSearch::Refine(const Rectangle& rectangle) const {
+  const Corners coarse = ToPixels(rectangle.corners, m_place);
   // Clockwise, the inside to the right.
   constexpr int kEnds[kSideCount][2] = {{0, 1}, {2, 3}, {3, 0}, {1, 2}};
   const BandReader reader(m_image);
   SideFinder finder(m_material, m_map, rectangle);
   FineSide sides[kSideCount];
-  Point through[kSideCount][2];
   for (int s = 0; s < kSideCount; s++) {
     Band& band = sides[s].band;
-    band.from = {corners.x[kEnds[s][0]], corners.y[kEnds[s][0]]};
-    band.to = {corners.x[kEnds[s][1]], corners.y[kEnds[s][1]]};
-    through[s][0] = band.from;
-    through[s][1] = band.to;
+    band.from = {coarse.x[kEnds[s][0]], coarse.y[kEnds[s][0]]};
+    band.to = {coarse.x[kEnds[s][1]], coarse.y[kEnds[s][1]]};
     if (rectangle.side[static_cast<size_t>(s)].border || !reader.Read(band, m_place.side)) continue;
     sides[s].read = true;
-    finder.Find(s, depth, sides[s]);
+    finder.Find(s, sides[s]);
   }
   TakeUnsure(sides);
-  for (int s = 0; s < kSideCount; s++) {
-    if (!sides[s].read) continue;
-    const Band& band = sides[s].band;
-    strips[s] = StripBeside(band.map, sides[s].line);
-    const double middle = 0.5 * (band.map.along - 1);
-    for (int end = 0; end < 2; end++) {
-      // Rows of the band to the ends of the side.
-      const double row = (end - band.first) / (band.last - band.first) * band.map.along - 0.5;
-      const double offset = band.OffsetOf(sides[s].line.At(row, middle));
-      through[s][end].x += band.inward.x * offset;
-      through[s][end].y += band.inward.y * offset;
+  const auto cornersOn = [&](Line FineSide::*line) {
+    Point through[kSideCount][2];
+    for (int s = 0; s < kSideCount; s++) {
+      const Band& band = sides[s].band;
+      through[s][0] = band.from;
+      through[s][1] = band.to;
+      if (!sides[s].read) continue;
+      const double middle = 0.5 * (band.map.along - 1);
+      for (int end = 0; end < 2; end++) {
+        // Rows of the band to the ends of the side.
+        const double row = (end - band.first) / (band.last - band.first) * band.map.along - 0.5;
+        const double offset = band.OffsetOf((sides[s].*line).At(row, middle));
+        through[s][end].x += band.inward.x * offset;
+        through[s][end].y += band.inward.y * offset;
+      }
     }
-  }
-  const auto meet = [&](int p, int q, int corner) {
-    const Point a = through[p][0];
-    const Point u = {through[p][1].x - a.x, through[p][1].y - a.y};
-    const Point b = through[q][0];
-    const Point v = {through[q][1].x - b.x, through[q][1].y - b.y};
-    const double cross = u.x * v.y - u.y * v.x;
-    if (cross == 0.0) return;
-    const double way = ((b.x - a.x) * v.y - (b.y - a.y) * v.x) / cross;
-    corners.x[corner] = a.x + u.x * way;
-    corners.y[corner] = a.y + u.y * way;
+    Corners corners = coarse;
+    const auto meet = [&](int p, int q, int corner) {
+      const Point a = through[p][0];
+      const Point u = {through[p][1].x - a.x, through[p][1].y - a.y};
+      const Point b = through[q][0];
+      const Point v = {through[q][1].x - b.x, through[q][1].y - b.y};
+      const double cross = u.x * v.y - u.y * v.x;
+      if (cross == 0.0) return;
+      const double way = ((b.x - a.x) * v.y - (b.y - a.y) * v.x) / cross;
+      corners.x[corner] = a.x + u.x * way;
+      corners.y[corner] = a.y + u.y * way;
+    };
+    meet(kTop, kLeft, 0);
+    meet(kTop, kRight, 1);
+    meet(kBottom, kRight, 2);
+    meet(kBottom, kLeft, 3);
+    return corners;
   };
-  meet(kTop, kLeft, 0);
-  meet(kTop, kRight, 1);
-  meet(kBottom, kRight, 2);
-  meet(kBottom, kLeft, 3);
-  return corners;
+  FineRectangle found = {cornersOn(&FineSide::likeliest), cornersOn(&FineSide::line), {}};
+  for (int s = 0; s < kSideCount; s++) {
+    if (sides[s].read) found.strip[s] = StripBeside(sides[s].band.map, sides[s].line);
+  }
+  return found;
 }

@@ -17,17 +17,20 @@ struct Strip {
   double level[3] = {}; // medians along the side, next to the picture
 };
 
+// A rectangle with its sides on lines of the scan, but for those on the scan's edge; corners in pixels.
+struct FineRectangle {
+  Corners likeliest;       // on the likeliest lines
+  Corners innermost;       // on lines further in that even strips of surroundings separate from those
+  Strip strip[kSideCount]; // outside of the innermost
+};
+
 class FineSearch {
  public:
-  enum Depth { kLikeliest, kInnermost }; // across even strips of surroundings inward, or not
-
   // All must outlive the object.
   FineSearch(const ZEP3_BmpInfo& image, const GridPlace& place, Material material, const LevelMap& map)
       : m_image(image), m_place(place), m_material(material), m_map(map) {}
 
-  // Moves the sides of a rectangle, but for those on the scan's edge, to a line beside them. Corners in pixels, and
-  // what the sides have on their outside.
-  Corners Refine(const Rectangle& rectangle, Depth depth, Strip (&strips)[kSideCount]) const;
+  FineRectangle Refine(const Rectangle& rectangle) const;
 
  private:
   const ZEP3_BmpInfo& m_image;

@@ -35,10 +35,11 @@ Window FindWindow(const ZEP3_BmpInfo& image, const BlockGrid& grid, Material mat
   window.found = true;
   window.confidence = ChanceOf(choice.likeliest);
   window.frames = CountFrames(rectangles, *choice.picture);
-  window.corners = search.Refine(*choice.picture, FineSearch::kInnermost, window.strip);
+  const FineRectangle picture = search.Refine(*choice.picture);
+  window.corners = picture.innermost;
+  std::copy_n(picture.strip, kSideCount, window.strip);
   if (material == Material::kPrint) {
-    Strip beside[kSideCount];
-    window.paper = search.Refine(*choice.sheet, FineSearch::kLikeliest, beside);
+    window.paper = choice.sheet == choice.picture ? picture.likeliest : search.Refine(*choice.sheet).likeliest;
     window.bordered = SidesBetween(window.corners, window.paper) >= kSheetRims;
     if (!window.bordered) window.paper = {};
   }
