@@ -173,7 +173,7 @@ void LookInside(const LevelMap& map, Material material, Rectangle& rectangle) {
     }
   }
   // Share of the places that are darker than a level, or lighter, whichever is more and can be of surroundings.
-  const auto extreme = [&](const double(&of)[3]) {
+  const auto extreme = [&](const double(&of)[3], double* ofAny) {
     int level[3];
     for (int c = 0; c < 3; c++) level[c] = static_cast<int>(of[c] * LevelMap::kUnit);
     const int same = kSameLevel + static_cast<int>(kUnevenLight * Largest(of) * LevelMap::kUnit);
@@ -189,6 +189,7 @@ void LookInside(const LevelMap& map, Material material, Rectangle& rectangle) {
       darker += most < same;
       lighter += least > -same;
     }
+    if (ofAny != nullptr) *ofAny = std::max(darker, lighter) / static_cast<double>(seen);
     // No film is as dense as what is opaque; no slide is lighter at its edge.
     if (material == Material::kNegative && Largest(of) > kOpaque) lighter = 0;
     if (material == Material::kSlide) darker = 0;
@@ -196,8 +197,8 @@ void LookInside(const LevelMap& map, Material material, Rectangle& rectangle) {
   };
   for (SideTraits& side : rectangle.side) {
     if (side.border || seen == 0) continue;
-    side.extreme = extreme(side.level);
-    side.insideExtreme = extreme(side.inside);
+    side.extreme = extreme(side.level, &side.extremeOfAny);
+    side.insideExtreme = extreme(side.inside, nullptr);
   }
 }
 
@@ -246,10 +247,15 @@ void Judge(const LevelMap& map, Material material, Rectangle& rectangle) {
   rectangle.score += kSizeWeight * std::log(std::min(1.0, AreaOf(c) / (map.across * map.along)));
   const double off = std::max(std::fabs(x) / c.Width(), std::fabs(y) / c.Height());
   rectangle.score -= (material == Material::kNegative ? kOffCostNegative : kOffCost) * std::clamp(off - 0.5, 0.0, 1.0);
-  // Around a negative lies a holder, or clear film: a chart's ground is neither.
-  const bool stands = std::any_of(rectangle.side.begin(), rectangle.side.end(),
-                                  [](const SideTraits& side) { return side.extreme > kRimExtreme; });
+  const auto anySide = [&](const auto& holds) {
+    return std::any_of(rectangle.side.begin(), rectangle.side.end(), holds);
+  };
+  // Around a negative lies a holder, or clear film.
+  const bool stands = anySide([](const SideTraits& side) { return side.extreme > kRimExtreme; });
   if (material == Material::kNegative && !stands) rectangle.least = kSideWorst;
+  rectangle.onOwnGround = material != Material::kNegative &&
+                          anySide([](const SideTraits& side) { return side.ground > kOwnGround; }) &&
+                          !anySide([](const SideTraits& side) { return side.extremeOfAny > kOwnExtreme; });
 }
 
 // Left or top end, right or bottom end of a side.
@@ -417,7 +423,7 @@ Choice ChooseWindow(const LevelMap& map, Material material, const std::vector<Re
   const auto likely = std::find_if(rectangles.begin(), rectangles.end(), [](const Rectangle& rectangle) {
     return rectangle.score >= kLeastScore && rectangle.least >= kLeastSide;
   });
-  if (likely == rectangles.end()) return choice;
+  if (likely == rectangles.end() || likely->onOwnGround) return choice;
   choice.likeliest = likely->score;
   choice.picture = &*likely;
   const auto isInner = [&](const Rectangle& inner, const Rectangle& outer, int& rims) {

@@ -25,8 +25,9 @@ struct Rectangle {
   Corners corners; // places of blocks; whole numbers are their middles
   std::array<int, kSideCount> line;
   std::array<SideTraits, kSideCount> side;
-  double least = 0.0; // nats: the weakest side's score
-  double score = 0.0; // nats
+  double least = 0.0;       // nats: the weakest side's score
+  double score = 0.0;       // nats
+  bool onOwnGround = false; // what lies around it is a part of the picture
 };
 
 // The lines of the four sides of a grid, the scan's own edges last.

@@ -81,5 +81,6 @@ struct SideTraits {
   double insideScatter = 0.0;
   double insideExtreme = 0.0; // as extreme, of the inside
   double extreme = 0.0;       // share of the window that is darker than the outside, or lighter, whichever is more
+  double extremeOfAny = 0.0;  // the same, were the material any
 };
 SideTraits TraitsOf(const Line& line, double from, double to);

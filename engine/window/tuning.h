@@ -58,6 +58,10 @@ inline constexpr double kRowsLeast = 8.0 / 60.0; // ... this share of it
 inline constexpr double kExtremeFilm = 3.2;
 inline constexpr double kExtremePrint = 0.6;
 inline constexpr double kLeastExtreme = 0.04;
+// The own ground of a print or slide, as that of a chart: even up to the scan's edges along this share of a side, and
+// so little lighter, or darker, than what lies on it.
+inline constexpr double kOwnGround = 0.5;
+inline constexpr double kOwnExtreme = 0.65;
 inline constexpr double kOpaque = 40.0; // level that surroundings darker than a negative have at most
 inline constexpr double kSideWorst = -8.0;
 inline constexpr double kSideBest = 5.0;
