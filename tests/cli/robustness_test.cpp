@@ -164,7 +164,7 @@ TEST_F(Robustness, WhatChangesUnderARun) {
   } cases[] = {
       {"in/large.ppm -o out/large.ppm", "truncate -s 1000000 in/large.ppm", "died (Bus error)",
        "in/large.ppm in/small.tif"},
-      {"-j1 -r in -o out", "truncate -s 1000000 in/large.ppm", "1 corrected, 1 failed",
+      {"-j1 -r in -o out", "truncate -s 1000000 in/large.ppm", "1 to look at, 1 failed",
        "in/large.ppm in/small.tif out/small.tif"},
       {"-j1 -r in -o out", "rm in/small.tif", "in/small.tif: No such file or directory", "in/large.ppm out/large.ppm"},
       {"in/plain.tif -o out/plain.tif", "truncate -s 1000000 in/plain.tif", "in/plain.tif: ends before line",
@@ -211,9 +211,13 @@ TEST_F(Robustness, TwoRunsIntoOneFolder) {
     const Outcome run = Run("(" + both + " 2>first & p=$!; " + both + "; s=$?; wait $p && exit $s)");
     EXPECT_EQ(run.status, 0) << run.err << Read("first");
     EXPECT_EQ(Run("diff -r alone" + place + " both" + place).out, "");
-    int one = 0, other = 0;
-    EXPECT_EQ(std::sscanf(run.err.c_str(), "zep3: %d corrected", &one), 1) << run.err;
-    EXPECT_EQ(std::sscanf(Read("first").c_str(), "zep3: %d corrected", &other), 1) << Read("first");
+    const auto done = [](const std::string& told) { // noise is something to look at
+      const size_t summary = told.rfind("zep3: ");
+      int corrected = 0, toLookAt = 0;
+      EXPECT_GE(std::sscanf(&told[summary], "zep3: %d corrected, %d to look at", &corrected, &toLookAt), 1) << told;
+      return corrected + toLookAt;
+    };
+    const int one = done(run.err), other = done(Read("first"));
     if (place.empty()) EXPECT_EQ(one + other, 20);
   }
 }

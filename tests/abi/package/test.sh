@@ -31,7 +31,7 @@ check() {
   # Each language by itself: a project with both links C with the C++ compiler, which hides what a C link lacks.
   for language in C CXX; do
     rm -rf found
-    quietly cmake.log "$cmake" -S . -B found -DLANGUAGE=$language -DCMAKE_PREFIX_PATH="$prefix" \
+    quietly cmake.log "$cmake" -G Ninja -S . -B found -DLANGUAGE=$language -DCMAKE_PREFIX_PATH="$prefix" \
       -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx"
     quietly cmake.log "$cmake" --build found
     run '' found/zep3_consumer yes
