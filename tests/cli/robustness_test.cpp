@@ -214,7 +214,8 @@ TEST_F(Robustness, TwoRunsIntoOneFolder) {
     const auto done = [](const std::string& told) { // noise is something to look at
       const size_t summary = told.rfind("zep3: ");
       int corrected = 0, toLookAt = 0;
-      EXPECT_GE(std::sscanf(&told[summary], "zep3: %d corrected, %d to look at", &corrected, &toLookAt), 1) << told;
+      EXPECT_GE(std::sscanf(&told[summary], "zep3: %d corrected, %d", &corrected, &toLookAt), 1) << told;
+      if (told.find(" to look at", summary) == std::string::npos) toLookAt = 0; // of those skipped
       return corrected + toLookAt;
     };
     const int one = done(run.err), other = done(Read("first"));
