@@ -86,7 +86,12 @@ void RunTarget(Input input) {
     for (int c = 0; c < 3; c++) ZEP3_HOLDS(IsIdentity(para.pOutRGBTone[c]));
     return;
   }
-  if (adaptive && missing != 29) ZEP3_HOLDS(IsBelievable(evidence));
+  const bool told = adaptive && missing != 29;
+  if (told) ZEP3_HOLDS(IsBelievable(evidence));
+  ZEP3_EVIDENCE verdict = told ? evidence : ZEP3_EVIDENCE();
+  const HostileRecord judged = record;
+  ZEP3_HOLDS(JudgeZEP3(&image.bmp, &record.para, coefficients, &verdict) == 1 && record == judged);
+  ZEP3_HOLDS(ZEP3_VERDICT_GOOD <= verdict.lVerdict && verdict.lVerdict <= ZEP3_VERDICT_FAILED);
   record.Keep();
   Keep(evidence.dMeasured, std::size(evidence.dMeasured));
 

@@ -150,17 +150,11 @@ struct Results {
     if (finished == 0 && known && given.IsServed()) {
       ZEP3_HOLDS(CheckZEP3(ZEP3_CALL_FINISH, &image.bmp, &given.para, matrix.data()) && image == seen);
     }
-    const ZEP3_PARA judged = para;
-    ZEP3_EVIDENCE verdict = evidence;
-    if (JudgeZEP3(&image.bmp, &para, matrix.data(), &verdict) == 1) {
-      ZEP3_HOLDS(ZEP3_VERDICT_GOOD <= verdict.lVerdict && verdict.lVerdict <= ZEP3_VERDICT_FAILED);
-    }
-    ZEP3_HOLDS(std::memcmp(&judged, &para, sizeof para) == 0);
     GetGrayBalance(&para, pick);
     int64_t colour[3] = {pick.lRed, pick.lGreen, pick.lBlue};
     GetGamma(colour, &para);
-    const int64_t gray[3] = {colour[1], colour[1], colour[1]};
-    AdjustSpecifiedColor(&para, colour, gray, matrix.data(), nullptr);
+    const int64_t neutral[3] = {colour[1], colour[1], colour[1]};
+    AdjustSpecifiedColor(&para, colour, neutral, matrix.data(), nullptr);
     CheckZEP3(ZEP3_CALL_TABLES, nullptr, &para, matrix.data());
     ZEP3_HOLDS(MakeZEP3LUTEx(&para, matrix.data(), table.data()) == 1);
   }
