@@ -24,7 +24,8 @@ struct Figures {
   double whiteTo = 1.0;
 };
 
-Figures MeasureFigures(const Planes& planes, const Levels& levels, const Paper& paper, const Surface& surface);
+Figures MeasureFigures(const Planes& planes, const Levels& levels, const Ground& ground, const Paper& paper,
+                       const Surface& surface);
 
 // Whether there is paper enough to believe in.
 bool HasPaper(const Figures& figures);

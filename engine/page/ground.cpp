@@ -6,113 +6,122 @@ namespace {
 constexpr int kPixels = kCell * kCell; // of a cell
 
 // Pixels of the cells of a line, the darkest first: keys of brightness with the pixel's number, sorted by a network that
-// compares all cells of the line at a time.
+// orders all cells of the line at a time. Whole numbers below 2^24, which floats hold; processors order those many at
+// once.
 class SortedLine {
  public:
-  explicit SortedLine(int cells) : m_cells(cells) {
-    for (auto& keys : m_key) keys.resize(static_cast<size_t>(cells));
-  }
+  explicit SortedLine(int cells) : m_cells(static_cast<size_t>(cells)), m_keys(kPixels * m_cells) {}
 
-  void Sort(const Planes& planes, const std::array<uint32_t, 256>& brightness, int row) {
+  void Sort(const Planes& planes, const Levels& levels, int row) {
     for (int i = 0; i < kPixels; i++) {
       const uint8_t* pixel = planes.mean + 3 * planes.At(i % kCell, row * kCell + i / kCell);
-      for (size_t cell = 0; cell < m_key[0].size(); cell++, pixel += 3 * kCell) {
-        const uint32_t sum = brightness[pixel[0]] + brightness[pixel[1]] + brightness[pixel[2]];
-        m_key[static_cast<size_t>(i)][cell] = sum * kPixels + static_cast<uint32_t>(i);
+      float* keys = Keys(i);
+      for (size_t cell = 0; cell < m_cells; cell++, pixel += 3 * kCell) {
+        keys[cell] = static_cast<float>(levels.SumOf(pixel) * kPixels + static_cast<uint32_t>(i));
       }
     }
     // Batcher's odd-even merge sort.
     for (int p = 1; p < kPixels; p *= 2) {
       for (int k = p; k >= 1; k /= 2) {
         for (int j = k % p; j + k < kPixels; j += 2 * k) {
-          for (int i = 0; i < k && i + j + k < kPixels; i++) {
-            if ((i + j) / (2 * p) == (i + j + k) / (2 * p)) Order(static_cast<size_t>(i + j), static_cast<size_t>(i + j + k));
+          for (int i = j; i < j + k && i + k < kPixels; i++) {
+            if (i / (2 * p) == (i + k) / (2 * p)) Order(Keys(i), Keys(i + k));
           }
         }
       }
     }
   }
 
-  // Number of the pixel at a place of the order, and its brightness.
-  int Pixel(int place, int cell) const { return static_cast<int>(Key(place, cell) % kPixels); }
-  uint32_t Brightness(int place, int cell) const { return Key(place, cell) / kPixels; }
+  // Of a place of the order: the pixel's number, and its channels' sum.
+  uint32_t Pixel(int place, int cell) const { return Key(place, cell) % kPixels; }
+  uint32_t Sum(int place, int cell) const { return Key(place, cell) / kPixels; }
 
  private:
-  uint32_t Key(int place, int cell) const { return m_key[static_cast<size_t>(place)][static_cast<size_t>(cell)]; }
-  void Order(size_t lower, size_t upper) {
-    uint32_t* a = m_key[lower].data();
-    uint32_t* b = m_key[upper].data();
-    for (size_t i = 0, n = m_key[0].size(); i < n; i++) {
-      const uint32_t less = std::min(a[i], b[i]);
-      b[i] = std::max(a[i], b[i]);
-      a[i] = less;
+  float* Keys(int place) { return &m_keys[static_cast<size_t>(place) * m_cells]; }
+  uint32_t Key(int place, int cell) const {
+    return static_cast<uint32_t>(m_keys[static_cast<size_t>(place) * m_cells + static_cast<size_t>(cell)]);
+  }
+  void Order(float* a, float* b) {
+    for (size_t i = 0, n = m_cells; i < n; i++) {
+      const float x = a[i], y = b[i];
+      a[i] = x < y ? x : y;
+      b[i] = x < y ? y : x;
     }
   }
 
-  int m_cells;
-  std::array<std::vector<uint32_t>, kPixels> m_key;
+  size_t m_cells;
+  std::vector<float> m_keys;
 };
 
 struct CellColours {
   Grid<Colour> lightest, darkest; // ln of the mean of a quarter of the pixels
-  Grid<float> middle;             // level
+  Grid<float> lightestMean, darkestMean, middle; // ln of the mean channel of those, and of the two in the middle
+  Mask darkestPixel;
 };
 
 CellColours ReadCells(const Planes& planes, const Levels& levels) {
   const int rows = planes.height / kCell, columns = planes.width / kCell;
-  CellColours cells = {Grid<Colour>(rows, columns), Grid<Colour>(rows, columns), Grid<float>(rows, columns)};
-  constexpr float kUnit = 4096.0F; // of brightness in a key: three of them times kPixels fit
-  std::array<uint32_t, 256> brightness;
-  for (size_t i = 0; i < 256; i++) brightness[i] = static_cast<uint32_t>(kUnit * levels.level[i] + 0.5F);
+  const Grid<Colour> colours(rows, columns);
+  const Grid<float> numbers(rows, columns);
+  CellColours cells = {colours, colours, numbers, numbers, numbers, Mask(rows, columns)};
   SortedLine line(columns);
   for (int row = 0; row < rows; row++) {
-    line.Sort(planes, brightness, row);
+    line.Sort(planes, levels, row);
     for (int column = 0; column < columns; column++) {
-      const auto quarter = [&](int from) {
-        Colour sum = {};
+      const uint8_t* corner = planes.mean + 3 * planes.At(column * kCell, row * kCell);
+      const auto quarter = [&](int from, Colour& colour, float& mean) {
+        uint32_t sum[3] = {};
         for (int i = from; i < from + kQuarter; i++) {
-          const int pixel = line.Pixel(i, column);
-          const uint8_t* at = planes.mean + 3 * planes.At(column * kCell + pixel % kCell, row * kCell + pixel / kCell);
-          for (size_t c = 0; c < 3; c++) sum[c] += levels.level[at[c]];
+          const uint32_t pixel = line.Pixel(i, column);
+          const uint8_t* at = corner + 3 * planes.At(static_cast<int>(pixel % kCell), static_cast<int>(pixel / kCell));
+          for (size_t c = 0; c < 3; c++) sum[c] += levels.units[at[c]];
         }
-        for (float& v : sum) v = std::log(v / kQuarter);
-        return sum;
+        for (size_t c = 0; c < 3; c++) colour[c] = levels.LogOfFour(sum[c]);
+        mean = levels.ln[sum[0] + sum[1] + sum[2]];
       };
-      cells.darkest.At(row, column) = quarter(0);
-      cells.lightest.At(row, column) = quarter(kPixels - kQuarter);
-      const uint32_t middle = line.Brightness(kPixels / 2 - 1, column) + line.Brightness(kPixels / 2, column);
-      cells.middle.At(row, column) = static_cast<float>(middle) / (6.0F * kUnit);
+      const size_t at = numbers.Index(row, column);
+      quarter(0, cells.darkest.cells[at], cells.darkestMean.cells[at]);
+      quarter(kPixels - kQuarter, cells.lightest.cells[at], cells.lightestMean.cells[at]);
+      cells.middle.cells[at] = levels.ln[2 * (line.Sum(kPixels / 2 - 1, column) + line.Sum(kPixels / 2, column))];
+      cells.darkestPixel.cells[at] = static_cast<uint8_t>(line.Pixel(0, column));
     }
   }
   return cells;
 }
 
-// Of every cell's square of `reach` cells around it the colour that is lightest, or darkest. The channels of a cell stay
-// together: a yellow marker must not lend its red to a neighbour's blue.
-Grid<Colour> Chosen(const Grid<Colour>& grid, int reach, bool lightest) {
-  const auto along = [&](const Grid<Colour>& from, int rowStep, int columnStep) {
-    Grid<float> key(from.rows, from.columns);
-    for (size_t i = 0; i < from.Size(); i++) key.cells[i] = from.cells[i][0] + from.cells[i][1] + from.cells[i][2];
-    Grid<Colour> to(from.rows, from.columns);
-    for (int row = 0; row < from.rows; row++) {
-      for (int column = 0; column < from.columns; column++) {
-        size_t best = key.Index(row, column);
-        for (int i = -reach; i <= reach; i++) {
-          const int r = std::clamp(row + i * rowStep, 0, from.rows - 1);
-          const int c = std::clamp(column + i * columnStep, 0, from.columns - 1);
-          const size_t at = key.Index(r, c);
-          if (lightest ? key.cells[at] > key.cells[best] : key.cells[at] < key.cells[best]) best = at;
-        }
-        to.At(row, column) = from.cells[best];
-      }
+// Of every cell's square of kClosed cells around it the cell that is lightest, or darkest: its colour. The channels of a
+// cell stay together: a yellow marker must not lend its red to a neighbour's blue.
+Grid<Colour> Chosen(const Grid<Colour>& grid, bool lightest) {
+  const int rows = grid.rows, columns = grid.columns;
+  const float sign = lightest ? 1.0F : -1.0F;
+  Grid<float> key(rows, columns);
+  for (size_t i = 0; i < grid.Size(); i++) key.cells[i] = sign * (grid.cells[i][0] + grid.cells[i][1] + grid.cells[i][2]);
+  Grid<uint32_t> best(rows, columns);
+  for (int row = 0; row < rows; row++) {
+    for (int column = 0; column < columns; column++) {
+      const int first = std::max(column - kClosed, 0), last = std::min(column + kClosed, columns - 1);
+      int at = column;
+      for (int c = first; c <= last; c++) at = key.At(row, c) > key.At(row, at) ? c : at;
+      best.At(row, column) = static_cast<uint32_t>(key.Index(row, at));
     }
-    return to;
-  };
-  return along(along(grid, 0, 1), 1, 0);
+  }
+  Grid<Colour> chosen(rows, columns);
+  for (int row = 0; row < rows; row++) {
+    const int first = std::max(row - kClosed, 0), last = std::min(row + kClosed, rows - 1);
+    for (int column = 0; column < columns; column++) {
+      uint32_t at = best.At(row, column);
+      for (int r = first; r <= last; r++) {
+        const uint32_t other = best.At(r, column);
+        at = key.cells[other] > key.cells[at] ? other : at;
+      }
+      chosen.At(row, column) = grid.cells[at];
+    }
+  }
+  return chosen;
 }
 
 Grid<Colour> Closed(const Grid<Colour>& grid, bool reverse) {
-  const Grid<Colour> closed = Chosen(Chosen(Extended(grid, kClosed), kClosed, !reverse), kClosed, reverse);
+  const Grid<Colour> closed = Chosen(Chosen(Extended(grid, kClosed), !reverse), reverse);
   Grid<Colour> inner(grid.rows, grid.columns);
   for (int row = 0; row < grid.rows; row++) {
     std::copy_n(&closed.At(row + kClosed, kClosed), grid.columns, &inner.At(row, 0));
@@ -120,22 +129,17 @@ Grid<Colour> Closed(const Grid<Colour>& grid, bool reverse) {
   return inner;
 }
 
-float LogOfMean(const Colour& ln) {
-  return std::log((std::exp(ln[0]) + std::exp(ln[1]) + std::exp(ln[2])) / 3.0F);
-}
-
 bool IsReverse(const CellColours& cells) {
   std::vector<float> middle = cells.middle.cells;
   const auto half = middle.begin() + static_cast<std::ptrdiff_t>(middle.size() / 2);
   std::nth_element(middle.begin(), half, middle.end());
-  if (*half >= kReverseLevel) return false;
+  if (*half >= std::log(kReverseLevel)) return false;
   Grid<float> around = cells.middle;
-  for (float& v : around.cells) v = std::log(v);
   Blur(around, kAround);
   double above = 0.0, below = 0.0;
   for (size_t i = 0; i < around.Size(); i++) {
-    above += std::max(LogOfMean(cells.lightest.cells[i]) - around.cells[i], 0.0F);
-    below += std::max(around.cells[i] - LogOfMean(cells.darkest.cells[i]), 0.0F);
+    above += std::max(cells.lightestMean.cells[i] - around.cells[i], 0.0F);
+    below += std::max(around.cells[i] - cells.darkestMean.cells[i], 0.0F);
   }
   return above > kReverseMarks * below;
 }
@@ -143,12 +147,21 @@ bool IsReverse(const CellColours& cells) {
 } // namespace
 
 Ground FindGround(const Planes& planes, const Levels& levels) {
-  const CellColours cells = ReadCells(planes, levels);
+  CellColours cells = ReadCells(planes, levels);
   Ground ground;
   ground.reverse = IsReverse(cells);
   ground.ln = Closed(ground.reverse ? cells.darkest : cells.lightest, ground.reverse);
-  ground.darkest = Grid<float>(ground.ln.rows, ground.ln.columns);
-  for (size_t i = 0; i < ground.darkest.Size(); i++) ground.darkest.cells[i] = LogOfMean(cells.darkest.cells[i]);
+  ground.lnMean = Grid<float>(ground.ln.rows, ground.ln.columns);
+  for (size_t i = 0; i < ground.lnMean.Size(); i++) {
+    // ln((e^a + e^b + e^c) / 3) to the second order in what the three differ by.
+    const Colour& v = ground.ln.cells[i];
+    const float mean = Mean(v);
+    float squares = 0.0F;
+    for (const float of : v) squares += (of - mean) * (of - mean);
+    ground.lnMean.cells[i] = mean + squares / 6.0F;
+  }
+  ground.darkest = std::move(cells.darkestMean);
+  ground.darkestPixel = std::move(cells.darkestPixel);
   return ground;
 }
 

@@ -8,7 +8,9 @@ namespace page {
 
 struct Ground {
   Grid<Colour> ln;        // of the ground
+  Grid<float> lnMean;     // of the mean of its channels
   Grid<float> darkest;    // ln of the mean channel of a cell's darkest quarter
+  Mask darkestPixel;      // of the 16 of a cell, line by line
   bool reverse = false;   // light marks on a dark ground: the ground is what is darkest
 };
 

@@ -60,7 +60,7 @@ size_t MainRegion(const Ground& ground, const Regions& regions) {
     const auto size = static_cast<double>(cells.size());
     double inked = 0.0, light = 0.0;
     for (const uint32_t at : cells) {
-      const float ln = Mean(ground.ln.cells[at]);
+      const float ln = ground.lnMean.cells[at];
       inked += ground.darkest.cells[at] < ln - kInk ? 1.0 : 0.0;
       light += std::exp(ln);
     }

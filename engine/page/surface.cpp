@@ -5,27 +5,12 @@
 namespace page {
 namespace {
 
-// ln of the mean of three levels, from the sum of their whole thousandths.
-class LogOfSum {
- public:
-  explicit LogOfSum(const Levels& levels) : m_ln(3 * kUnit + 1) {
-    for (size_t i = 0; i < 256; i++) m_part[i] = static_cast<uint32_t>(kUnit * levels.level[i] + 0.5F);
-    for (size_t i = 1; i < m_ln.size(); i++) m_ln[i] = std::log(static_cast<float>(i) / (3.0F * kUnit));
-    m_ln[0] = m_ln[1];
-  }
-  float operator()(const uint8_t* pixel) const { return m_ln[m_part[pixel[0]] + m_part[pixel[1]] + m_part[pixel[2]]]; }
-
- private:
-  static constexpr uint32_t kUnit = 4096;
-  std::array<uint32_t, 256> m_part;
-  std::vector<float> m_ln;
-};
-
+// Half of a cell's pixels, as on a chess board.
 template <class Visit>
 void ForEachPixel(const Planes& planes, int row, int column, Visit visit) {
-  for (int y = row * kCell; y < (row + 1) * kCell; y++) {
-    const uint8_t* pixel = planes.mean + 3 * planes.At(column * kCell, y);
-    for (int x = 0; x < kCell; x++, pixel += 3) visit(pixel);
+  for (int y = 0; y < kCell; y++) {
+    const uint8_t* pixel = planes.mean + 3 * planes.At(column * kCell + y % 2, row * kCell + y);
+    for (int x = 0; x < kCell; x += 2, pixel += 6) visit(pixel);
   }
 }
 
@@ -41,13 +26,8 @@ void ForEachCell(const Mask& mask, Visit visit) {
 } // namespace
 
 Surface MeasureSurface(const Planes& planes, const Levels& levels, const Ground& ground, const Paper& paper) {
-  const LogOfSum lnOf(levels);
   const int rows = ground.ln.rows, columns = ground.ln.columns;
-  Grid<float> ln(rows, columns);
-  for (size_t i = 0; i < ln.Size(); i++) {
-    const Colour& g = ground.ln.cells[i];
-    ln.cells[i] = std::log((std::exp(g[0]) + std::exp(g[1]) + std::exp(g[2])) / 3.0F);
-  }
+  const Grid<float>& ln = ground.lnMean;
 
   // What choosing the lightest adds to the ground, by grain: measured on cells without ink.
   Mask blank = paper.known;
@@ -59,13 +39,13 @@ Surface MeasureSurface(const Planes& planes, const Levels& levels, const Ground&
   if (blanks < 50) blank = paper.known;
   Histogram above(-0.5F, 0.5F);
   ForEachCell(blank, [&](int row, int column) {
-    ForEachPixel(planes, row, column, [&](const uint8_t* pixel) { above.Add(ln.At(row, column) - lnOf(pixel)); });
+    ForEachPixel(planes, row, column, [&](const uint8_t* pixel) { above.Add(ln.At(row, column) - levels.LogOfPixel(pixel)); });
   });
   const auto bias = static_cast<float>(above.Percentile(50.0));
   Histogram spread(0.0F, 0.5F);
   ForEachCell(blank, [&](int row, int column) {
     ForEachPixel(planes, row, column,
-                 [&](const uint8_t* pixel) { spread.Add(std::fabs(ln.At(row, column) - lnOf(pixel) - bias)); });
+                 [&](const uint8_t* pixel) { spread.Add(std::fabs(ln.At(row, column) - levels.LogOfPixel(pixel) - bias)); });
   });
   const float grain = kSigmas * static_cast<float>(spread.Percentile(50.0));
   const float band = std::max(kBandLeast, kBandGrains * grain);
@@ -79,7 +59,7 @@ Surface MeasureSurface(const Planes& planes, const Levels& levels, const Ground&
   ForEachCell(paper.known, [&](int row, int column) {
     Sum& sum = sums.At(row, column);
     ForEachPixel(planes, row, column, [&](const uint8_t* pixel) {
-      if (std::fabs(lnOf(pixel) - (ln.At(row, column) - bias)) >= band) return;
+      if (std::fabs(levels.LogOfPixel(pixel) - (ln.At(row, column) - bias)) >= band) return;
       for (size_t c = 0; c < 3; c++) sum.level[c] += levels.level[pixel[c]];
       sum.count += 1.0F;
     });
@@ -94,8 +74,8 @@ Surface MeasureSurface(const Planes& planes, const Levels& levels, const Ground&
       }
     }
     for (size_t c = 0; c < 3; c++) {
-      local.At(row, column)[c] = sum.count >= kEnough ? std::log(std::max(sum.level[c] / sum.count, kDarkest))
-                                                      : ground.ln.At(row, column)[c] - bias;
+      local.At(row, column)[c] = sum.count >= kEnough ? std::max(sum.level[c] / sum.count, kDarkest)
+                                                      : std::exp(ground.ln.At(row, column)[c] - bias);
     }
   });
   const Grid<Colour> filled = Filled(local, paper.known);
@@ -105,7 +85,7 @@ Surface MeasureSurface(const Planes& planes, const Levels& levels, const Ground&
   for (size_t c = 0; c < 3; c++) {
     for (size_t i = 0; i < channel.Size(); i++) channel.cells[i] = filled.cells[i][c];
     Blur(channel, kSmooth);
-    for (size_t i = 0; i < channel.Size(); i++) surface.level.cells[i][c] = std::exp(channel.cells[i]);
+    for (size_t i = 0; i < channel.Size(); i++) surface.level.cells[i][c] = channel.cells[i];
   }
 
   Mask large(rows, columns);

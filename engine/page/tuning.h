@@ -51,7 +51,7 @@ inline constexpr double kLeastKnown = 0.03; // share of the cells; below, object
 inline constexpr float kBandLeast = 0.02F; // ln; paper's pixels lie as near to the ground, or so many times its grain
 inline constexpr float kBandGrains = 2.5F;
 inline constexpr float kSigmas = 1.48F; // standard deviations in a median absolute deviation
-inline constexpr int kEnough = 12;      // pixels; with fewer the ground stands for them
+inline constexpr int kEnough = 6;       // of the pixels looked at; with fewer the ground stands for them
 inline constexpr double kSmooth = 0.8;  // cells, standard deviation
 inline constexpr float kSurfaceLeast = 20.0F / 255.0F; // level; where paper seems darker, it counts as this
 
@@ -62,7 +62,6 @@ inline constexpr double kNoises = 5.0;
 inline constexpr double kUsualInk = 0.3;    // level of strokes where there are none to measure
 inline constexpr double kUsualDarkest = 0.1;
 inline constexpr double kInkEdge = 0.45;    // of the way from paper to strokes
-inline constexpr int kFarFromInk = 4;       // pixels
 inline constexpr double kVeilShare = 0.6;   // of the darkest's light that lies on everything; ...
 inline constexpr double kVeilMost = 0.30;
 inline constexpr double kInkVeilShare = 1.1; // ... and of ink's that blur and weak ink leave in strokes
