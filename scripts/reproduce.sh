@@ -25,7 +25,7 @@ engine() {
 
 # results NAME: what the targets sum up.
 results() {
-  "$out/$1/analysis" fuzz/corpus/analysis.txt 20000
+  "$out/$1/analysis" fuzz/corpus/analysis.txt 5000
   "$out/$1/calls" fuzz/corpus/calls.txt 4000
 }
 
