@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <utility>
 
 #include "engine/adaptive/order_statistics.h"
 #include "engine/common/scale.h"
+#include "engine/window/reached.h"
 
 namespace {
 
@@ -74,39 +74,18 @@ std::vector<uint8_t> OpaqueBlocks(const BlockGrid& grid) {
       middle.push_back(lightest(grid.At(row, column)));
     }
   }
-  std::vector<uint8_t> opaque(grid.Size());
-  if (middle.empty()) return opaque;
+  if (middle.empty()) return std::vector<uint8_t>(grid.Size());
   const double most = Clamp(kOpaqueShare * Percentile(middle, kDensestPercent), kOpaqueLevel, kOpaqueMost);
-  std::vector<std::pair<int, int>> open;
-  const auto reach = [&](int row, int column) {
-    if (row < 0 || column < 0 || row >= grid.rows || column >= grid.columns) return;
-    const size_t at = grid.At(row, column);
-    if (opaque[at] != 0 || lightest(at) >= most) return;
-    opaque[at] = 1;
-    open.emplace_back(row, column);
-  };
+  const std::vector<uint8_t> reached = ReachedFromEdge(
+      grid.columns, grid.rows, [&](int column, int row) { return !(lightest(grid.At(row, column)) >= most); });
+  std::vector<uint8_t> opaque = reached;
   for (int row = 0; row < grid.rows; row++) {
-    reach(row, 0);
-    reach(row, grid.columns - 1);
-  }
-  for (int column = 0; column < grid.columns; column++) {
-    reach(0, column);
-    reach(grid.rows - 1, column);
-  }
-  std::vector<std::pair<int, int>> reached;
-  while (!open.empty()) {
-    const auto [row, column] = open.back();
-    open.pop_back();
-    reached.emplace_back(row, column);
-    reach(row - 1, column);
-    reach(row + 1, column);
-    reach(row, column - 1);
-    reach(row, column + 1);
-  }
-  for (const auto& [row, column] : reached) {
-    for (int r = std::max(row - kHalo, 0); r <= std::min(row + kHalo, grid.rows - 1); r++) {
-      for (int c = std::max(column - kHalo, 0); c <= std::min(column + kHalo, grid.columns - 1); c++) {
-        opaque[grid.At(r, c)] = 1;
+    for (int column = 0; column < grid.columns; column++) {
+      if (reached[grid.At(row, column)] == 0) continue;
+      for (int r = std::max(row - kHalo, 0); r <= std::min(row + kHalo, grid.rows - 1); r++) {
+        for (int c = std::max(column - kHalo, 0); c <= std::min(column + kHalo, grid.columns - 1); c++) {
+          opaque[grid.At(r, c)] = 1;
+        }
       }
     }
   }

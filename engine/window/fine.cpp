@@ -159,15 +159,8 @@ bool IsStrip(const Band& band, const Line& outer, const Line& inner, double (&le
     for (int a = first; a <= last; a++) cells.push_back(map.At(a, l));
   }
   if (cells.size() < static_cast<size_t>(map.along / 2)) return false;
-  LevelMap::Cell usual = {};
-  std::vector<int16_t> samples(cells.size());
-  for (int c = 0; c < 3; c++) {
-    for (size_t i = 0; i < cells.size(); i++) samples[i] = cells[i].level[c];
-    const auto half = samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2);
-    std::nth_element(samples.begin(), half, samples.end());
-    usual.level[c] = *half;
-    level[c] = usual.level[c] / static_cast<double>(LevelMap::kUnit);
-  }
+  const LevelMap::Cell usual = MedianOf(cells);
+  for (int c = 0; c < 3; c++) level[c] = usual.level[c] / static_cast<double>(LevelMap::kUnit);
   const auto even = std::count_if(cells.begin(), cells.end(), [&](const LevelMap::Cell& cell) {
     return Apart(cell, usual) < std::max(kStripScatter, kStripNoise * map.noise);
   });

@@ -1,8 +1,8 @@
 #include "engine/window/level_map.h"
 
 #include <algorithm>
-#include <utility>
 
+#include "engine/window/reached.h"
 #include "engine/window/tuning.h"
 
 namespace {
@@ -10,8 +10,6 @@ namespace {
 // The blocks that are reached from the scan's edge over even ones: lid, mount, holder, light table; in a picture that
 // fills the scan an even sky.
 void MarkGround(LevelMap& map) {
-  std::vector<uint8_t> seen(map.cells.size());
-  std::vector<std::pair<int, int>> open;
   const int step = std::max(kGroundStep, kGroundNoise * map.noise);
   const auto even = [&](int a, int l) {
     const LevelMap::Cell& cell = map.At(a, l);
@@ -20,31 +18,8 @@ void MarkGround(LevelMap& map) {
            (l == 0 || Apart(cell, map.At(a, l - 1)) <= step) &&
            (l + 1 == map.along || Apart(cell, map.At(a, l + 1)) <= step);
   };
-  const auto reach = [&](int a, int l) {
-    if (a < 0 || l < 0 || a >= map.across || l >= map.along) return;
-    uint8_t& once = seen[map.Place(a, l)];
-    if (once != 0) return;
-    once = 1;
-    if (!even(a, l)) return;
-    map.At(a, l).ground = 1;
-    open.emplace_back(a, l);
-  };
-  for (int a = 0; a < map.across; a++) {
-    reach(a, 0);
-    reach(a, map.along - 1);
-  }
-  for (int l = 0; l < map.along; l++) {
-    reach(0, l);
-    reach(map.across - 1, l);
-  }
-  while (!open.empty()) {
-    const auto [a, l] = open.back();
-    open.pop_back();
-    reach(a - 1, l);
-    reach(a + 1, l);
-    reach(a, l - 1);
-    reach(a, l + 1);
-  }
+  const std::vector<uint8_t> ground = ReachedFromEdge(map.across, map.along, even);
+  for (size_t i = 0; i < ground.size(); i++) map.cells[i].ground = ground[i];
 }
 
 } // namespace
@@ -61,6 +36,18 @@ void MeasureNoise(LevelMap& map) {
   map.noise = std::min<int>(*quarter, kMostNoise);
 }
 
+LevelMap::Cell MedianOf(std::span<const LevelMap::Cell> cells) {
+  LevelMap::Cell median = {};
+  std::vector<int16_t> samples(cells.size());
+  const auto half = samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2);
+  for (int c = 0; c < 3; c++) {
+    for (size_t i = 0; i < cells.size(); i++) samples[i] = cells[i].level[c];
+    std::nth_element(samples.begin(), half, samples.end());
+    median.level[c] = *half;
+  }
+  return median;
+}
+
 LevelMap MapOf(const BlockGrid& grid) {
   LevelMap map;
   map.across = grid.columns;
@@ -70,7 +57,6 @@ LevelMap MapOf(const BlockGrid& grid) {
     for (int c = 0; c < 3; c++) {
       map.cells[i].level[c] = static_cast<int16_t>(grid.level[c][i] * LevelMap::kUnit + 0.5);
     }
-    map.cells[i].ground = 0;
   }
   MeasureNoise(map);
   MarkGround(map);

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <span>
 #include <vector>
 
 #include "engine/adaptive/block_grid.h"
@@ -35,6 +36,9 @@ inline int Apart(const LevelMap::Cell& p, const LevelMap::Cell& q) {
   const int two = red > green ? red : green;
   return two > blue ? two : blue;
 }
+
+// Of each channel; of an even number of cells the higher one of the two in the middle. Needs a cell.
+LevelMap::Cell MedianOf(std::span<const LevelMap::Cell> cells);
 
 // Sets the noise.
 void MeasureNoise(LevelMap& map);

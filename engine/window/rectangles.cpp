@@ -46,13 +46,16 @@ void KeepBest(std::vector<Candidate>& choices) {
   if (choices.size() > kChoices) choices.resize(kChoices);
 }
 
+// Of a rectangle that is looked at, by the map's extent in its direction.
+double LeastSide(int extent) { return std::max(kFewestBlocks, kLeastExtent * extent); }
+
 class Enumeration {
  public:
   explicit Enumeration(const SideLines& lines)
       : m_lines(lines), m_middleX(0.5 * (lines.map.across - 1)), m_middleY(0.5 * (lines.map.along - 1)) {}
 
   std::vector<Rectangle> Run() {
-    const double least = std::max(8.0, 0.08 * m_lines.map.along);
+    const double least = LeastSide(m_lines.map.along);
     for (size_t t = 0; t < m_lines.line[kTop].size(); t++) {
       for (size_t b = 0; b < m_lines.line[kBottom].size(); b++) {
         const Line& top = m_lines.line[kTop][t];
@@ -76,7 +79,7 @@ class Enumeration {
   void Between(int t, int b) {
     const Line& top = m_lines.line[kTop][static_cast<size_t>(t)];
     const Line& bottom = m_lines.line[kBottom][static_cast<size_t>(b)];
-    const double least = std::max(8.0, 0.08 * m_lines.map.along);
+    const double least = LeastSide(m_lines.map.along);
     std::vector<Candidate>(&choices)[2] = m_choices;
     for (int i = 0; i < 2; i++) {
       choices[i].clear();
@@ -114,7 +117,7 @@ class Enumeration {
     Meet(*lines[kTop], *lines[kRight], c.x[1], c.y[1]);
     Meet(*lines[kBottom], *lines[kRight], c.x[2], c.y[2]);
     Meet(*lines[kBottom], *lines[kLeft], c.x[3], c.y[3]);
-    if (std::min(c.x[1] - c.x[0], c.x[2] - c.x[3]) < std::max(8.0, 0.08 * m_lines.map.across)) return;
+    if (std::min(c.x[1] - c.x[0], c.x[2] - c.x[3]) < LeastSide(m_lines.map.across)) return;
     found.side = {TraitsOf(*lines[kTop], c.x[0], c.x[1]), TraitsOf(*lines[kBottom], c.x[3], c.x[2]),
                   TraitsOf(*lines[kLeft], c.y[0], c.y[3]), TraitsOf(*lines[kRight], c.y[1], c.y[2])};
     int borders = 0;
@@ -310,19 +313,13 @@ bool IsStripBetween(const LevelMap& map, const Corners& inner, const Corners& ou
     }
   }
   if (seen < kStripAlong) return false;
-  int usual[3];
-  int16_t samples[kStripAlong * kStripAcross];
-  for (int c = 0; c < 3; c++) {
-    for (int i = 0; i < seen; i++) samples[i] = cells[i].level[c];
-    std::nth_element(samples, samples + seen / 2, samples + seen);
-    usual[c] = samples[seen / 2];
-  }
+  const LevelMap::Cell usual = MedianOf({cells, static_cast<size_t>(seen)});
   int even = 0;
   for (int i = 0; i < seen; i++) {
     bool same = true;
     for (int c = 0; c < 3; c++) {
-      const int most = std::max(kStripNoise * map.noise, kStripLeast + usual[c] / kStripShare);
-      same = same && std::abs(cells[i].level[c] - usual[c]) <= most;
+      const int most = std::max(kStripNoise * map.noise, kStripLeast + usual.level[c] / kStripShare);
+      same = same && std::abs(cells[i].level[c] - usual.level[c]) <= most;
     }
     even += same;
   }

@@ -38,6 +38,8 @@ inline constexpr double kUnevenLight = 0.04; // ... on top of a share of the lev
 
 // ---- rectangles ----
 inline constexpr double kLeanMost = 0.06;      // by which sides may lean apart, tangent
+inline constexpr double kFewestBlocks = 8.0;   // along a side ...
+inline constexpr double kLeastExtent = 0.08;   // ... and share of the scan's extent, whichever is more
 inline constexpr size_t kMostRectangles = 150; // that are judged
 inline constexpr int kPlaces = 9;              // in each direction, where a rectangle's inside is looked at
 
