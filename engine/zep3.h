@@ -162,7 +162,12 @@ enum {
   ZEP3_REASON_LOOKS_NEGATIVE = 1 << 23, /* the scan looks like a negative, and was not taken for one */
   ZEP3_REASON_LOOKS_POSITIVE = 1 << 24, /* the scan looks like a positive, and was taken for a negative */
   ZEP3_REASON_WEAKENED = 1 << 25,       /* the correction was weakened until the checks held */
-  ZEP3_REASON_UNSURE = 1 << 26          /* the result is more likely off than not (confidence below 0.5) */
+  ZEP3_REASON_UNSURE = 1 << 26,         /* the result is more likely off than not (confidence below 0.5) */
+
+  /* All that make a result one to look at. */
+  ZEP3_REASON_CHECKS = ZEP3_REASON_CLIPPING | ZEP3_REASON_MARKS_LOST | ZEP3_REASON_NEARLY_BLACK |
+                       ZEP3_REASON_NEARLY_WHITE | ZEP3_REASON_CAST_GREW | ZEP3_REASON_LOOKS_NEGATIVE |
+                       ZEP3_REASON_LOOKS_POSITIVE | ZEP3_REASON_UNSURE
 };
 
 /* ZEP3_EVIDENCE::lVerdict. */

@@ -37,11 +37,6 @@ int64_t DeniedKind(const View& view, const ZEP3_PARA& para) {
   return odds > kDeniedPositive ? ZEP3_REASON_LOOKS_NEGATIVE : 0;
 }
 
-// What makes a result one to look at.
-constexpr int64_t kChecks = ZEP3_REASON_CLIPPING | ZEP3_REASON_MARKS_LOST | ZEP3_REASON_NEARLY_BLACK |
-                            ZEP3_REASON_NEARLY_WHITE | ZEP3_REASON_CAST_GREW | ZEP3_REASON_LOOKS_NEGATIVE |
-                            ZEP3_REASON_LOOKS_POSITIVE | ZEP3_REASON_UNSURE;
-
 // `failing`: checks that the result fails as it is.
 void SetVerdict(int64_t failing, ZEP3_EVIDENCE& evidence) {
   if (evidence.lAnalysis != ZEP3_ANALYSIS_STANDARD && evidence.dConfidence < kUnsure) failing |= ZEP3_REASON_UNSURE;
@@ -68,7 +63,7 @@ int64_t FailedChecks(const ResultMeasures& measures, const ZEP3_PARA& para) {
 }
 
 void Judge(const View& view, const ZEP3_PARA& para, const double* matrix, ZEP3_EVIDENCE& evidence) {
-  evidence.lReasons &= ~kChecks;
+  evidence.lReasons &= ~int64_t{ZEP3_REASON_CHECKS};
   if ((evidence.lReasons & ZEP3_REASON_DEFAULTS) != 0) {
     evidence.lVerdict = ZEP3_VERDICT_FAILED;
     return;

@@ -9,10 +9,7 @@
 namespace {
 
 // Reasons that speak against a result, or that there is none.
-constexpr int64_t kAgainst = ZEP3_REASON_DEFAULTS | ZEP3_REASON_TOO_LITTLE | ZEP3_REASON_CLIPPING |
-                             ZEP3_REASON_MARKS_LOST | ZEP3_REASON_NEARLY_BLACK | ZEP3_REASON_NEARLY_WHITE |
-                             ZEP3_REASON_CAST_GREW | ZEP3_REASON_LOOKS_NEGATIVE | ZEP3_REASON_LOOKS_POSITIVE |
-                             ZEP3_REASON_UNSURE;
+constexpr int64_t kAgainst = ZEP3_REASON_DEFAULTS | ZEP3_REASON_TOO_LITTLE | ZEP3_REASON_CHECKS;
 
 } // namespace
 
