@@ -153,8 +153,8 @@ struct Results {
     GetGrayBalance(&para, pick);
     int64_t colour[3] = {pick.lRed, pick.lGreen, pick.lBlue};
     GetGamma(colour, &para);
-    const int64_t neutral[3] = {colour[1], colour[1], colour[1]};
-    AdjustSpecifiedColor(&para, colour, neutral, matrix.data(), nullptr);
+    const int64_t gray[3] = {colour[1], colour[1], colour[1]};
+    AdjustSpecifiedColor(&para, colour, gray, matrix.data(), nullptr);
     CheckZEP3(ZEP3_CALL_TABLES, nullptr, &para, matrix.data());
     ZEP3_HOLDS(MakeZEP3LUTEx(&para, matrix.data(), table.data()) == 1);
   }

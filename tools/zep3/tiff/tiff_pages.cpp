@@ -230,10 +230,8 @@ void CopyTiffTags(const std::string& source, TiffPlace page, PendingFile& result
   const TiffHandle after(result, "rmc");
   const TiffLayout scan = LayoutOf(before), layout = LayoutOf(after);
   const bool cut = scan.width != layout.width || scan.height != layout.height;
-  const auto bits = [](const TiffHandle& tiff) { return tiff.Get<uint16_t>(TIFFTAG_BITSPERSAMPLE, 1); };
-  const auto samples = [](const TiffHandle& tiff) { return tiff.Get<uint16_t>(TIFFTAG_SAMPLESPERPIXEL, 1); };
-  const Likeness same = {false, bits(before) == bits(after), samples(before) == samples(after),
-                         IsOneStrip(before) && IsOneStrip(after)};
+  const Likeness same = {false, scan.bitsPerSample == layout.bitsPerSample,
+                         scan.samplesPerPixel == layout.samplesPerPixel, IsOneStrip(before) && IsOneStrip(after)};
   TaggedFile from(before), to(after);
   Transplant(from, to, to.FirstLink(), same, false,
              cut ? std::optional(ToldSize{layout.width, layout.height}) : std::nullopt);
