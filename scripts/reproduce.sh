@@ -12,10 +12,12 @@ done
 g++ -std=c++20 -O1 -I. -c -o $out/replay.o fuzz/replay.cpp
 g++ -std=c++20 -O1 -I. -Itests -DZEP3_GOLDEN_DIR="\"$PWD/tests/golden\"" -c -o $out/golden.o tests/golden/golden_test.cpp
 
-# engine NAME C-COMPILER C++-COMPILER FLAGS: the engine, and the targets linked to it. Without a build type, so that the
+# engine NAME COMPILER FLAGS: the engine, and the targets linked to it. Without a build type, so that the
 # flags are all there is.
 engine() {
-  cmake -G Ninja -S . -B "$out/$1" -DCMAKE_C_COMPILER="$2" -DCMAKE_CXX_COMPILER="$3" -DCMAKE_CXX_FLAGS="$4" \
+  cxx=g++
+  [ "$2" = gcc ] || cxx=clang++
+  cmake -G Ninja -S . -B "$out/$1" -DCMAKE_C_COMPILER="$2" -DCMAKE_CXX_COMPILER=$cxx -DCMAKE_CXX_FLAGS="$3" \
     -DCMAKE_BUILD_TYPE= -DZEP3_BUILD_TOOLS=OFF -DZEP3_BUILD_TESTS=OFF >/dev/null
   cmake --build "$out/$1" -j "$(nproc)" --target zep3_static >"$out/$1.log" || { cat "$out/$1.log"; exit 1; }
   for target in analysis calls; do
@@ -44,23 +46,19 @@ unfused() {
 }
 
 echo 'gcc -O2: the first'
-engine gcc-O2 gcc g++ -O2
+engine gcc-O2 gcc -O2
 results gcc-O2 | tee $out/first.txt
 MALLOC_PERTURB_=165 same 'gcc -O2 again, on memory that holds other values' gcc-O2
 for build in 'gcc -O0' 'gcc -O3' 'clang -O0' 'clang -O2' 'clang -O3'; do
   compiler=${build% *} level=${build#* }
-  cxx=g++
-  [ "$compiler" = gcc ] || cxx=clang++
-  engine "$compiler$level" "$compiler" $cxx "$level"
+  engine "$compiler$level" "$compiler" "$level"
   same "$build" "$compiler$level"
 done
 
 fma=no
 if grep -q ' avx2 .* fma\| fma .* avx2 ' /proc/cpuinfo; then fma=yes; fi
 for compiler in gcc clang; do
-  cxx=g++
-  [ $compiler = gcc ] || cxx=clang++
-  engine "$compiler-v3" $compiler $cxx '-O3 -march=x86-64-v3'
+  engine "$compiler-v3" $compiler '-O3 -march=x86-64-v3'
   unfused "$compiler-v3"
   if [ $fma = yes ]; then
     same "$compiler -O3 -march=x86-64-v3" "$compiler-v3"
