@@ -1,0 +1,20 @@
+// The ground of every cell of a page: what would be seen there without strokes.
+#pragma once
+
+#include "engine/page/grid.h"
+#include "engine/page/planes.h"
+
+namespace page {
+
+struct Ground {
+  Grid<Colour> ln;        // of the ground
+  Grid<float> lnMean;     // of the mean of its channels
+  Grid<float> darkest;    // ln of the mean channel of a cell's darkest quarter
+  Mask darkestPixel;      // of the 16 of a cell, line by line
+  bool reverse = false;   // light marks on a dark ground: the ground is what is darkest
+};
+
+// Of a page of at least one cell.
+Ground FindGround(const Planes& planes, const Levels& levels);
+
+} // namespace page

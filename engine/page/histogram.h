@@ -1,0 +1,39 @@
+// Percentiles of very many samples: counts in narrow bins, read between their centres.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace page {
+
+class Histogram {
+ public:
+  Histogram(float from, float to) : m_from(from), m_perBin(kBins / (to - from)), m_count(kBins) {}
+
+  // What lies outside of the range counts at its ends.
+  void Add(float v) {
+    const float bin = (v - m_from) * m_perBin;
+    m_count[bin > 0.0F ? (bin < kBins - 1 ? static_cast<size_t>(bin) : kBins - 1) : 0]++;
+    m_samples++;
+  }
+  int64_t Samples() const { return m_samples; }
+
+  // The sample below which so many percent lie; 0 without samples.
+  double Percentile(double percent) const {
+    if (m_samples == 0) return 0.0;
+    const double place = percent / 100.0 * static_cast<double>(m_samples);
+    double below = 0.0;
+    size_t bin = 0;
+    while (bin + 1 < kBins && below + static_cast<double>(m_count[bin]) < place) below += static_cast<double>(m_count[bin++]);
+    const double within = m_count[bin] == 0 ? 0.5 : (place - below) / static_cast<double>(m_count[bin]);
+    return m_from + (static_cast<double>(bin) + within) / m_perBin;
+  }
+
+ private:
+  static constexpr int kBins = 4096;
+  float m_from, m_perBin;
+  std::vector<int64_t> m_count;
+  int64_t m_samples = 0;
+};
+
+} // namespace page
