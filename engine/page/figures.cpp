@@ -1,6 +1,6 @@
 #include "engine/page/figures.h"
 
-#include "engine/page/between_cells.h"
+#include "engine/finish/block_detail.h"
 #include "engine/page/histogram.h"
 
 namespace page {
@@ -10,33 +10,15 @@ double LightOf(double level) { return std::pow(std::max(level, 0.0), kGamma); }
 double LevelOf(double light) { return std::pow(std::clamp(light, 0.0, 1.0), 1.0 / kGamma); }
 double WithoutVeil(double level, double veil) { return LevelOf((LightOf(level) - veil) / (1.0 - veil)); }
 
-// Pixels of a cell that are looked at: two, on its diagonal.
+// Pixels of a cell that are looked at: the two on its diagonal that lie next to its centre, for which its own gain will
+// do. Of their blocks the scan's finer detail is known (finish/block_detail.h).
 constexpr int kSamples = 2;
+static_assert(kCell == kCellBlocks && IsLookedAt(1, 1) && IsLookedAt(2, 2));
 
 Colour GainOf(const Colour& paper) {
-  Colour gain;
+  Colour gain = {};
   for (size_t c = 0; c < 3; c++) gain[c] = 1.0F / std::max(paper[c], kSurfaceLeast);
   return gain;
-}
-
-// Calls visit(x, y, gain, sample's place among kSamples * cells) for the pixels that are looked at.
-template <class Visit>
-void ForEachSample(const Grid<Colour>& gains, Visit visit) {
-  BetweenCells between(gains.rows, gains.columns, kCell, int64_t{gains.columns} * kCell);
-  std::array<std::vector<float>, 3> gain;
-  for (auto& line : gain) line.resize(static_cast<size_t>(gains.columns) * kCell);
-  for (int row = 0; row < gains.rows; row++) {
-    for (int sample = 0; sample < kSamples; sample++) {
-      const int in = 1 + 2 * sample, y = row * kCell + in;
-      for (size_t c = 0; c < 3; c++) between.Line(y, [&](size_t at) { return gains.cells[at][c]; }, gain[c].data());
-      for (int column = 0; column < gains.columns; column++) {
-        const int x = column * kCell + in;
-        const auto i = static_cast<size_t>(x);
-        visit(x, y, Colour{gain[0][i], gain[1][i], gain[2][i]},
-              kSamples * gains.Index(row, column) + static_cast<size_t>(sample));
-      }
-    }
-  }
 }
 
 float SmallestOf(const Colour& v) { return std::min({v[0], v[1], v[2]}); }
@@ -50,7 +32,7 @@ Figures MeasureFigures(const Planes& planes, const Levels& levels, const Ground&
   constexpr float kMost = 2.0F;
   const auto levelOf = [&](const uint8_t* plane, int x, int y, const Colour& gain) {
     const uint8_t* pixel = plane + 3 * planes.At(x, y);
-    Colour v;
+    Colour v = {};
     for (size_t c = 0; c < 3; c++) v[c] = levels.level[pixel[c]] * gain[c];
     return v;
   };
@@ -63,17 +45,24 @@ Figures MeasureFigures(const Planes& planes, const Levels& levels, const Ground&
   };
   std::vector<Sample> samples(kSamples * gains.Size());
   Histogram onPaper(0.0F, kMost), deviation(0.0F, 0.5F), blacks(0.0F, kMost);
-  ForEachSample(gains, [&](int x, int y, const Colour& gain, size_t at) {
-    const Colour v = levelOf(planes.mean, x, y, gain);
-    Sample& sample = samples[at];
-    sample = {SmallestOf(v), LargestOf(v), 0.0F};
-    sample.black = planes.darkest == nullptr ? sample.most : LargestOf(levelOf(planes.darkest, x, y, gain));
-    blacks.Add(sample.black);
-    if (paper.known.cells[at / kSamples] == 0) return;
-    onPaper.Add(sample.least);
-    if (planes.deviation == nullptr) return;
-    deviation.Add(static_cast<float>(planes.deviation[planes.At(x, y)]) / 255.0F * Mean(gain));
-  });
+  for (int row = 0; row < rows; row++) {
+    for (int column = 0; column < columns; column++) {
+      const size_t at = gains.Index(row, column);
+      const Colour& gain = gains.cells[at];
+      for (int i = 0; i < kSamples; i++) {
+        const int x = column * kCell + 1 + i, y = row * kCell + 1 + i;
+        const Colour v = levelOf(planes.mean, x, y, gain);
+        Sample& sample = samples[kSamples * at + static_cast<size_t>(i)];
+        sample = {SmallestOf(v), LargestOf(v), 0.0F};
+        sample.black = planes.darkest == nullptr ? sample.most : LargestOf(levelOf(planes.darkest, x, y, gain));
+        blacks.Add(sample.black);
+        if (paper.known.cells[at] == 0) continue;
+        onPaper.Add(sample.least);
+        if (planes.deviation == nullptr) continue;
+        deviation.Add(static_cast<float>(planes.deviation[planes.At(x, y)]) / 255.0F * Mean(gain));
+      }
+    }
+  }
   figures.centre = onPaper.Percentile(50.0);
   figures.noise = std::hypot(onPaper.Percentile(84.0) - figures.centre, deviation.Percentile(50.0));
   figures.darkest = blacks.Percentile(0.2);
@@ -116,7 +105,8 @@ Figures MeasureFigures(const Planes& planes, const Levels& levels, const Ground&
   figures.strokesVeil =
       std::max(figures.veil, std::min(kInkVeilShare * LightOf(figures.ink / centre) - kBlack, kInkVeilMost));
   const double stretch = 1.0 / (centre * (1.0 - figures.strokesVeil));
-  const double depth = std::max({kDepthNoises * figures.noise * stretch, kDepthDeep * figures.deep * stretch, kDepthLeast});
+  const double depth =
+      std::max({kDepthNoises * figures.noise * stretch, kDepthDeep * figures.deep * stretch, kDepthLeast});
   const double weak = std::clamp(1.0 - WithoutVeil(figures.strokes / centre, figures.strokesVeil), 0.1, 1.0);
   figures.whiteTo = 1.0 - std::clamp(depth, kDepthLeast, std::min(kDepthMost, kDepthInk * weak));
   figures.whiteFrom = figures.whiteTo - std::max(kRampLeast, 1.0 - figures.whiteTo);

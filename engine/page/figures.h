@@ -9,18 +9,18 @@ namespace page {
 
 // Levels 0..1, on paper of 1.
 struct Figures {
-  double known = 0.0;    // share of cells where paper is seen
-  double objects = 0.0;  // share of cells in the outline of a picture or box
-  double centre = 1.0;   // of paper, where its surface is 1
-  double noise = 0.0;    // of paper
-  double deep = 0.0;     // below paper: what shows through, stains
-  double strokes = 0.0;  // of strokes as the pre-scan shows them
-  double ink = 0.0;      // of the blackest in strokes
-  double darkest = 0.0;  // of the page
+  double known = 0.0;   // share of cells where paper is seen
+  double objects = 0.0; // share of cells in the outline of a picture or box
+  double centre = 1.0;  // of paper, where its surface is 1
+  double noise = 0.0;   // of paper
+  double deep = 0.0;    // below paper: what shows through, stains
+  double strokes = 0.0; // of strokes as the pre-scan shows them
+  double ink = 0.0;     // of the blackest in strokes
+  double darkest = 0.0; // of the page
   // From these:
-  double veil = 0.0;       // light that lies on everything
+  double veil = 0.0;        // light that lies on everything
   double strokesVeil = 0.0; // light in strokes on paper
-  double whiteFrom = 1.0;  // levels, without their veil, from which whitening sets in, and which become white
+  double whiteFrom = 1.0;   // levels, without their veil, from which whitening sets in, and which become white
   double whiteTo = 1.0;
 };
 

@@ -6,11 +6,13 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace page {
 
-using Colour = std::array<float, 3>;
+// R, G, B, and a fourth number that is carried along (the ground's brightness): four are as fast as one.
+using Colour = std::array<float, 4>;
 
 inline float Mean(const Colour& v) { return (v[0] + v[1] + v[2]) / 3.0F; }
 
@@ -35,19 +37,35 @@ struct Grid {
 
 using Mask = Grid<uint8_t>;
 
-// `more` cells at each side, going on as the borders do: shade that deepens toward an edge of the page goes on deepening.
+// The numbers of a line of cells.
+inline const float* Numbers(const Grid<float>& grid, int row) { return &grid.cells[grid.Index(row, 0)]; }
+inline const float* Numbers(const Grid<Colour>& grid, int row) { return grid.cells[grid.Index(row, 0)].data(); }
+template <class T>
+float* Numbers(Grid<T>& grid, int row) {
+  return const_cast<float*>(Numbers(const_cast<const Grid<T>&>(grid), row));
+}
+
+// `more` cells at each side, going on as the borders do: shade that deepens toward an edge of the page goes on
+// deepening.
 Grid<Colour> Extended(const Grid<Colour>& grid, int more);
 
 // A Gaussian; beyond the borders their cells go on.
 void Blur(Grid<float>& grid, double sigma);
+void Blur(Grid<Colour>& grid, double sigma);
 
-// Means of what is known on coarser and coarser grids in the place of what is not.
+// Means of what is known on coarser and coarser grids in the place of what is not; 0 where nothing is known.
 Grid<Colour> Filled(const Grid<Colour>& grid, const Mask& known);
 
 // Connected cells of a mask (4 neighbours): 1, 2, ... in the order of their first cells; 0 outside.
 struct Regions {
   Grid<int32_t> label;
-  std::vector<std::vector<uint32_t>> cells; // by label, that of 0 empty
+  std::vector<uint32_t> order; // cells, region by region, each line by line
+  std::vector<uint32_t> first; // in `order`, by label; one more at the end
+
+  size_t Labels() const { return first.size() - 1; } // with 0, which has no cells
+  std::span<const uint32_t> Cells(size_t of) const {
+    return std::span(order).subspan(first[of], first[of + 1] - first[of]);
+  }
 };
 Regions Connected(const Mask& mask);
 

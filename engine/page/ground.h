@@ -7,11 +7,10 @@
 namespace page {
 
 struct Ground {
-  Grid<Colour> ln;        // of the ground
-  Grid<float> lnMean;     // of the mean of its channels
-  Grid<float> darkest;    // ln of the mean channel of a cell's darkest quarter
-  Mask darkestPixel;      // of the 16 of a cell, line by line
-  bool reverse = false;   // light marks on a dark ground: the ground is what is darkest
+  Grid<Colour> ln;      // of the ground, and fourth of the mean of its channels
+  Grid<float> darkest;  // ln of the mean channel of a cell's darkest quarter
+  Mask darkestPixel;    // of the 16 of a cell, line by line
+  bool reverse = false; // light marks on a dark ground: the ground is what is darkest
 };
 
 // Of a page of at least one cell.

@@ -1,6 +1,8 @@
 // Percentiles of very many samples: counts in narrow bins, read between their centres.
 #pragma once
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -11,10 +13,22 @@ class Histogram {
   Histogram(float from, float to) : m_from(from), m_perBin(kBins / (to - from)), m_count(kBins) {}
 
   // What lies outside of the range counts at its ends.
-  void Add(float v) {
-    const float bin = (v - m_from) * m_perBin;
-    m_count[bin > 0.0F ? (bin < kBins - 1 ? static_cast<size_t>(bin) : kBins - 1) : 0]++;
-    m_samples++;
+  void Add(float v, int64_t times = 1) {
+    // Truncated, and whole numbers compared: no branch, so none that is foretold wrong.
+    const auto bin = static_cast<int>((v - m_from) * m_perBin);
+    m_count[static_cast<size_t>(std::clamp(bin, 0, kBins - 1))] += times;
+    m_samples += times;
+  }
+  // The distances from a value.
+  Histogram Around(double value) const {
+    const double width = 1.0 / m_perBin;
+    Histogram distances(0.0F, static_cast<float>(kBins * width));
+    for (size_t bin = 0; bin < kBins; bin++) {
+      if (m_count[bin] == 0) continue;
+      const double centre = m_from + (static_cast<double>(bin) + 0.5) * width;
+      distances.Add(static_cast<float>(std::fabs(centre - value)), m_count[bin]);
+    }
+    return distances;
   }
   int64_t Samples() const { return m_samples; }
 
@@ -24,7 +38,8 @@ class Histogram {
     const double place = percent / 100.0 * static_cast<double>(m_samples);
     double below = 0.0;
     size_t bin = 0;
-    while (bin + 1 < kBins && below + static_cast<double>(m_count[bin]) < place) below += static_cast<double>(m_count[bin++]);
+    while (bin + 1 < kBins && below + static_cast<double>(m_count[bin]) < place)
+      below += static_cast<double>(m_count[bin++]);
     const double within = m_count[bin] == 0 ? 0.5 : (place - below) / static_cast<double>(m_count[bin]);
     return m_from + (static_cast<double>(bin) + within) / m_perBin;
   }

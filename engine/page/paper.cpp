@@ -5,27 +5,33 @@
 namespace page {
 namespace {
 
-// How far the change across a cell lies outside of what the changes before and behind it foretell, in the worst channel
-// and direction. A slope or a fold of any steepness gives about 0; the edge of a box or a picture its whole contrast.
+// How far `here`, the change across a number, lies outside of what the changes before and behind it foretell; the
+// numbers stand `step` apart. Takes the larger of that and of `edges`.
+void TakeEdges(const float* v, std::ptrdiff_t step, float* __restrict edges, size_t n) {
+  const float *v3 = v - 3 * step, *v1 = v - step, *w1 = v + step, *w3 = v + 3 * step;
+  for (size_t i = 0; i < n; i++) {
+    const float before = v1[i] - v3[i], here = w1[i] - v1[i], behind = w3[i] - w1[i];
+    const float most = std::max(std::max(before, behind), 0.0F), least = std::min(std::min(before, behind), 0.0F);
+    edges[i] = std::max(edges[i], std::max(here - most, least - here));
+  }
+}
+
+// In the worst channel and direction. A slope or a fold of any steepness gives about 0; the edge of a box or a picture
+// its whole contrast.
 Grid<float> Edges(const Grid<Colour>& ln) {
   constexpr int kReach = 3;
+  constexpr size_t kLanes = sizeof(Colour) / sizeof(float);
   const Grid<Colour> wide = Extended(ln, kReach);
   Grid<float> edges(ln.rows, ln.columns);
+  std::vector<float> lanes(kLanes * static_cast<size_t>(ln.columns));
   for (int row = 0; row < ln.rows; row++) {
+    std::fill(lanes.begin(), lanes.end(), 0.0F);
+    const float* from = Numbers(wide, row + kReach) + kReach * kLanes;
+    TakeEdges(from, kLanes, lanes.data(), lanes.size());
+    TakeEdges(from, static_cast<std::ptrdiff_t>(kLanes) * wide.columns, lanes.data(), lanes.size());
     for (int column = 0; column < ln.columns; column++) {
-      float most = 0.0F;
-      const auto along = [&](int rowStep, int columnStep) {
-        const auto at = [&](int i) -> const Colour& {
-          return wide.At(row + kReach + i * rowStep, column + kReach + i * columnStep);
-        };
-        for (size_t c = 0; c < 3; c++) {
-          const float before = at(-1)[c] - at(-3)[c], here = at(1)[c] - at(-1)[c], behind = at(3)[c] - at(1)[c];
-          most = std::max({most, here - std::max({before, behind, 0.0F}), std::min({before, behind, 0.0F}) - here});
-        }
-      };
-      along(0, 1);
-      along(1, 0);
-      edges.At(row, column) = most;
+      const float* v = &lanes[kLanes * static_cast<size_t>(column)];
+      edges.At(row, column) = std::max({v[0], v[1], v[2]});
     }
   }
   return edges;
@@ -38,14 +44,15 @@ float MedianOf(std::vector<float>& samples) {
   return *half;
 }
 
-// The usual change from a cell to the next.
+// The usual change from a cell to the next, in every second line.
 float UsualChange(const Grid<Colour>& ln) {
   std::vector<float> changes;
-  for (int row = 0; row < ln.rows; row++) {
-    for (int column = 0; column + 1 < ln.columns; column++) {
-      float most = 0.0F;
-      for (size_t c = 0; c < 3; c++) most = std::max(most, std::fabs(ln.At(row, column + 1)[c] - ln.At(row, column)[c]));
-      changes.push_back(most);
+  changes.reserve(ln.Size() / 2 + static_cast<size_t>(ln.columns));
+  for (int row = 0; row < ln.rows; row += 2) {
+    const Colour* line = &ln.At(row, 0);
+    for (int i = 0; i + 1 < ln.columns; i++) {
+      const Colour &a = line[i], &b = line[i + 1];
+      changes.push_back(std::max({std::fabs(b[0] - a[0]), std::fabs(b[1] - a[1]), std::fabs(b[2] - a[2])}));
     }
   }
   return MedianOf(changes);
@@ -55,12 +62,12 @@ float UsualChange(const Grid<Colour>& ln) {
 size_t MainRegion(const Ground& ground, const Regions& regions) {
   size_t main = 0;
   double best = 0.0;
-  for (size_t label = 1; label < regions.cells.size(); label++) {
-    const std::vector<uint32_t>& cells = regions.cells[label];
+  for (size_t label = 1; label < regions.Labels(); label++) {
+    const std::span<const uint32_t> cells = regions.Cells(label);
     const auto size = static_cast<double>(cells.size());
     double inked = 0.0, light = 0.0;
     for (const uint32_t at : cells) {
-      const float ln = ground.lnMean.cells[at];
+      const float ln = ground.ln.cells[at][3];
       inked += ground.darkest.cells[at] < ln - kInk ? 1.0 : 0.0;
       light += std::exp(ln);
     }
@@ -79,23 +86,22 @@ bool AddForetold(const Ground& ground, const Regions& regions, Mask& paper, std:
   const Grid<Colour> surface = Filled(ground.ln, paper);
   Grid<float> off(paper.rows, paper.columns), tint = off;
   for (size_t i = 0; i < off.Size(); i++) {
-    Colour d;
-    for (size_t c = 0; c < 3; c++) d[c] = ground.ln.cells[i][c] - surface.cells[i][c];
+    if (paper.cells[i] != 0) continue;
+    const Colour &a = ground.ln.cells[i], &b = surface.cells[i];
+    const Colour d = {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
     const float mean = Mean(d);
-    for (const float v : d) {
-      off.cells[i] = std::max(off.cells[i], std::fabs(v));
-      tint.cells[i] = std::max(tint.cells[i], std::fabs(v - mean));
-    }
+    off.cells[i] = std::max({std::fabs(d[0]), std::fabs(d[1]), std::fabs(d[2])});
+    tint.cells[i] = std::max({std::fabs(d[0] - mean), std::fabs(d[1] - mean), std::fabs(d[2] - mean)});
   }
   bool grew = false;
   std::vector<float> samples;
-  const auto median = [&](const Grid<float>& of, const std::vector<uint32_t>& cells) {
+  const auto median = [&](const Grid<float>& of, std::span<const uint32_t> cells) {
     samples.clear();
     for (const uint32_t at : cells) samples.push_back(of.cells[at]);
     return MedianOf(samples);
   };
-  for (size_t label = 1; label < regions.cells.size(); label++) {
-    const std::vector<uint32_t>& cells = regions.cells[label];
+  for (size_t label = 1; label < regions.Labels(); label++) {
+    const std::span<const uint32_t> cells = regions.Cells(label);
     if (added[label] != 0) continue;
     const float most = cells.size() > kSmall ? kForetold : kForetoldSmall;
     if (median(off, cells) >= most || median(tint, cells) >= kForetoldTint) continue;
@@ -104,7 +110,8 @@ bool AddForetold(const Ground& ground, const Regions& regions, Mask& paper, std:
     grew = true;
   }
   for (size_t i = 0; i < paper.Size(); i++) {
-    if (regions.label.cells[i] == 0 && off.cells[i] < kForetold && tint.cells[i] < kForetoldTint) paper.cells[i] = 1;
+    if (paper.cells[i] == 0 && regions.label.cells[i] == 0 && off.cells[i] < kForetold && tint.cells[i] < kForetoldTint)
+      paper.cells[i] = 1;
   }
   return grew;
 }
@@ -131,7 +138,8 @@ size_t Outlined(const Grid<int32_t>& label, int32_t of, int top, int bottom, int
     reach(reached.rows - 1, column);
   }
   while (!open.empty()) {
-    const int row = static_cast<int>(open.back()) / reached.columns, column = static_cast<int>(open.back()) % reached.columns;
+    const int row = static_cast<int>(open.back()) / reached.columns,
+              column = static_cast<int>(open.back()) % reached.columns;
     open.pop_back();
     reach(row - 1, column);
     reach(row + 1, column);
@@ -145,8 +153,8 @@ Mask FindObjects(const Mask& paper) {
   Mask other(paper.rows, paper.columns);
   for (size_t i = 0; i < other.Size(); i++) other.cells[i] = paper.cells[i] == 0;
   const Regions components = Connected(other);
-  for (size_t label = 1; label < components.cells.size(); label++) {
-    const std::vector<uint32_t>& cells = components.cells[label];
+  for (size_t label = 1; label < components.Labels(); label++) {
+    const std::span<const uint32_t> cells = components.Cells(label);
     if (cells.size() < kObject) continue;
     int top = paper.rows, bottom = 0, left = paper.columns, right = 0;
     for (const uint32_t at : cells) {
@@ -175,9 +183,9 @@ Paper FindPaper(const Ground& ground) {
   const Regions regions = Connected(smooth);
   found.paper = Mask(smooth.rows, smooth.columns);
   const size_t main = MainRegion(ground, regions);
-  std::vector<uint8_t> added(regions.cells.size());
+  std::vector<uint8_t> added(regions.Labels());
   if (main != 0) {
-    for (const uint32_t at : regions.cells[main]) found.paper.cells[at] = 1;
+    for (const uint32_t at : regions.Cells(main)) found.paper.cells[at] = 1;
     added[main] = 1;
     for (int round = 0; round < kRounds; round++) {
       if (!AddForetold(ground, regions, found.paper, added)) break;

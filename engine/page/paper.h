@@ -7,10 +7,10 @@
 namespace page {
 
 struct Paper {
-  Mask paper;         // cells
-  Mask object;        // in the outline of a picture or a box; paper-coloured parts of it, too
-  Mask known;         // paper outside of objects: where the paper's colour may be measured
-  float step = 0.0F;  // ln that the ground was allowed to change by from cell to cell
+  Mask paper;        // cells
+  Mask object;       // in the outline of a picture or a box; paper-coloured parts of it, too
+  Mask known;        // paper outside of objects: where the paper's colour may be measured
+  float step = 0.0F; // ln that the ground was allowed to change by from cell to cell
 };
 
 Paper FindPaper(const Ground& ground);

@@ -14,85 +14,109 @@ void ForEachPixel(const Planes& planes, int row, int column, Visit visit) {
   }
 }
 
-template <class Visit>
-void ForEachCell(const Mask& mask, Visit visit) {
-  for (int row = 0; row < mask.rows; row++) {
-    for (int column = 0; column < mask.columns; column++) {
-      if (mask.At(row, column) != 0) visit(row, column);
+// What choosing the lightest adds to the ground, by grain, and the grain: measured on cells without ink.
+struct Grain {
+  float bias, deviation; // ln
+};
+
+Grain MeasureGrain(const Planes& planes, const Levels& levels, const Ground& ground, const Paper& paper) {
+  Mask blank = paper.known;
+  size_t blanks = 0;
+  for (size_t i = 0; i < blank.Size(); i++) {
+    if (ground.darkest.cells[i] <= ground.ln.cells[i][3] - 3.0F * paper.step) blank.cells[i] = 0;
+    blanks += blank.cells[i];
+  }
+  if (blanks < 50) blank = paper.known;
+  Histogram above(-0.5F, 0.5F);
+  for (int row = 0; row < blank.rows; row++) {
+    for (int column = 0; column < blank.columns; column++) {
+      if (blank.At(row, column) == 0) continue;
+      const float ln = ground.ln.At(row, column)[3];
+      for (int i = 0; i < kCell; i++) {
+        const uint8_t* pixel = planes.mean + 3 * planes.At(column * kCell + i, row * kCell + i);
+        above.Add(ln - levels.LogOf(Levels::SumOf(pixel)));
+      }
     }
   }
+  const double bias = above.Percentile(50.0);
+  return {static_cast<float>(bias), kSigmas * static_cast<float>(above.Around(bias).Percentile(50.0))};
+}
+
+// Sums of paper's pixels: 16 bits each for R, G, B and, highest, their number. Three by three cells' fit: 72 bytes.
+using Sums = uint64_t;
+float SumOf(Sums sums, size_t of) { return static_cast<float>((sums >> (16 * of)) & 0xFFFF); }
+
+// Paper's own pixels. The band is narrow and has two sides: faint ink, 10 to 20 % darker, must not darken the paper.
+Grid<Sums> SumPaper(const Planes& planes, const Levels& levels, const Ground& ground, const Paper& paper,
+                    const Grain& grain) {
+  const float band = std::max(kBandLeast, kBandGrains * grain.deviation);
+  Grid<Sums> sums(paper.known.rows, paper.known.columns);
+  for (int row = 0; row < sums.rows; row++) {
+    for (int column = 0; column < sums.columns; column++) {
+      if (paper.known.At(row, column) == 0) continue;
+      const float middle = ground.ln.At(row, column)[3] - grain.bias;
+      Sums sum = 0;
+      ForEachPixel(planes, row, column, [&](const uint8_t* pixel) {
+        const Sums one = Sums{pixel[0]} | Sums{pixel[1]} << 16 | Sums{pixel[2]} << 32 | Sums{1} << 48;
+        const bool within = std::fabs(levels.LogOf(Levels::SumOf(pixel)) - middle) < band;
+        sum += one & (0 - static_cast<Sums>(within));
+      });
+      sums.At(row, column) = sum;
+    }
+  }
+  return sums;
+}
+
+// Of three cells each way.
+Grid<Sums> Gathered(const Grid<Sums>& sums) {
+  Grid<Sums> across = sums;
+  const auto columns = static_cast<size_t>(sums.columns);
+  const auto add = [](const Sums* from, Sums* __restrict to, size_t n) {
+    for (size_t i = 0; i < n; i++) to[i] += from[i];
+  };
+  for (int row = 0; row < sums.rows; row++) {
+    add(&sums.At(row, 0), &across.At(row, 0) + 1, columns - 1);
+    add(&sums.At(row, 0) + 1, &across.At(row, 0), columns - 1);
+  }
+  Grid<Sums> gathered = across;
+  for (int row = 0; row < sums.rows; row++) {
+    if (row > 0) add(&across.At(row - 1, 0), &gathered.At(row, 0), columns);
+    if (row + 1 < sums.rows) add(&across.At(row + 1, 0), &gathered.At(row, 0), columns);
+  }
+  return gathered;
+}
+
+// The display level of a mean of linear ones.
+float LevelOfMean(const Levels& levels, float mean) {
+  const auto whole = static_cast<size_t>(mean);
+  const float below = levels.level[whole], above = levels.level[std::min<size_t>(whole + 1, 255)];
+  return below + (mean - static_cast<float>(whole)) * (above - below);
 }
 
 } // namespace
 
 Surface MeasureSurface(const Planes& planes, const Levels& levels, const Ground& ground, const Paper& paper) {
   const int rows = ground.ln.rows, columns = ground.ln.columns;
-  const Grid<float>& ln = ground.lnMean;
-
-  // What choosing the lightest adds to the ground, by grain: measured on cells without ink.
-  Mask blank = paper.known;
-  size_t blanks = 0;
-  for (size_t i = 0; i < blank.Size(); i++) {
-    if (ground.darkest.cells[i] <= ln.cells[i] - 3.0F * paper.step) blank.cells[i] = 0;
-    blanks += blank.cells[i];
-  }
-  if (blanks < 50) blank = paper.known;
-  Histogram above(-0.5F, 0.5F);
-  ForEachCell(blank, [&](int row, int column) {
-    ForEachPixel(planes, row, column, [&](const uint8_t* pixel) { above.Add(ln.At(row, column) - levels.LogOfPixel(pixel)); });
-  });
-  const auto bias = static_cast<float>(above.Percentile(50.0));
-  Histogram spread(0.0F, 0.5F);
-  ForEachCell(blank, [&](int row, int column) {
-    ForEachPixel(planes, row, column,
-                 [&](const uint8_t* pixel) { spread.Add(std::fabs(ln.At(row, column) - levels.LogOfPixel(pixel) - bias)); });
-  });
-  const float grain = kSigmas * static_cast<float>(spread.Percentile(50.0));
-  const float band = std::max(kBandLeast, kBandGrains * grain);
-
-  // Paper's own pixels. The band is narrow and has two sides: faint ink, 10 to 20 % darker, must not darken the paper.
-  struct Sum {
-    Colour level = {};
-    float count = 0.0F;
-  };
-  Grid<Sum> sums(rows, columns);
-  ForEachCell(paper.known, [&](int row, int column) {
-    Sum& sum = sums.At(row, column);
-    ForEachPixel(planes, row, column, [&](const uint8_t* pixel) {
-      if (std::fabs(levels.LogOfPixel(pixel) - (ln.At(row, column) - bias)) >= band) return;
-      for (size_t c = 0; c < 3; c++) sum.level[c] += levels.level[pixel[c]];
-      sum.count += 1.0F;
-    });
-  });
+  const Grain grain = MeasureGrain(planes, levels, ground, paper);
+  const Grid<Sums> sums = Gathered(SumPaper(planes, levels, ground, paper, grain));
   Grid<Colour> local(rows, columns);
-  ForEachCell(paper.known, [&](int row, int column) {
-    Sum sum;
-    for (int r = std::max(row - 1, 0); r <= std::min(row + 1, rows - 1); r++) {
-      for (int c = std::max(column - 1, 0); c <= std::min(column + 1, columns - 1); c++) {
-        for (size_t i = 0; i < 3; i++) sum.level[i] += sums.At(r, c).level[i];
-        sum.count += sums.At(r, c).count;
-      }
-    }
+  for (size_t i = 0; i < local.Size(); i++) {
+    if (paper.known.cells[i] == 0) continue;
+    const float count = SumOf(sums.cells[i], 3);
     for (size_t c = 0; c < 3; c++) {
-      local.At(row, column)[c] = sum.count >= kEnough ? std::max(sum.level[c] / sum.count, kDarkest)
-                                                      : std::exp(ground.ln.At(row, column)[c] - bias);
+      local.cells[i][c] = count >= kEnough ? std::max(LevelOfMean(levels, SumOf(sums.cells[i], c) / count), kDarkest)
+                                           : std::exp(ground.ln.cells[i][c] - grain.bias);
     }
-  });
-  const Grid<Colour> filled = Filled(local, paper.known);
-
-  Surface surface = {Grid<Colour>(rows, columns), paper.known, paper.known};
-  Grid<float> channel(rows, columns);
-  for (size_t c = 0; c < 3; c++) {
-    for (size_t i = 0; i < channel.Size(); i++) channel.cells[i] = filled.cells[i][c];
-    Blur(channel, kSmooth);
-    for (size_t i = 0; i < channel.Size(); i++) surface.level.cells[i][c] = channel.cells[i];
   }
+  Surface surface = {Filled(local, paper.known), paper.known, paper.known};
+  Blur(surface.level, kSmooth);
 
   Mask large(rows, columns);
   for (size_t i = 0; i < large.Size(); i++) large.cells[i] = paper.known.cells[i] == 0;
-  for (const std::vector<uint32_t>& cells : Connected(large).cells) {
-    if (cells.size() >= kSmall) continue;
-    for (const uint32_t at : cells) large.cells[at] = 0;
+  const Regions regions = Connected(large);
+  for (size_t label = 1; label < regions.Labels(); label++) {
+    if (regions.Cells(label).size() >= kSmall) continue;
+    for (const uint32_t at : regions.Cells(label)) large.cells[at] = 0;
   }
   const Mask beside = Grown(large);
   for (size_t i = 0; i < large.Size(); i++) {

@@ -1,5 +1,5 @@
-// The paper of a page as a surface: the level that blank paper has, or would have, at every place. What is divided by it
-// lies on even, white paper.
+// The paper of a page as a surface: the level that blank paper has, or would have, at every place. What is divided by
+// it lies on even, white paper.
 #pragma once
 
 #include "engine/page/grid.h"
