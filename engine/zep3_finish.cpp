@@ -67,10 +67,101 @@ void WritePrescan(const ZEP3_BmpInfo& scan, int64_t gamma, int64_t shrink, uint8
   toLinear.Convert(means.data(), pixels, out);
 }
 
+template <class Sample>
+void WriteDetail(const ZEP3_BmpInfo& scan, int64_t gamma, int64_t shrink, const ZEP3_DETAIL& detail) {
+  const PixelLayout layout = ScanLayoutOf(scan);
+  const ToLinear<Sample> toLinear(layout, gamma);
+  constexpr double kTo8 = sizeof(Sample) == 1 ? 1.0 / 3.0 : 1.0 / 3.0 / 257.0;
+  uint8_t* darkest = detail.pDarkest;
+  uint8_t* deviation = detail.pDeviation;
+  for (int64_t top = 0; top < scan.lHeight; top += shrink) {
+    for (int64_t left = 0; left < scan.lWidth; left += shrink) {
+      const Sample* dark = nullptr;
+      int64_t least = INT64_MAX;
+      double count = 0.0, sum = 0.0, squares = 0.0;
+      for (int64_t y = top; y < std::min(top + shrink, scan.lHeight); y++) {
+        const auto* pixel =
+            reinterpret_cast<const Sample*>(scan.pBits + y * scan.lBytesPerLine) + left * layout.samples;
+        for (int64_t x = left; x < std::min(left + shrink, scan.lWidth); x++, pixel += layout.samples) {
+          const int64_t of = int64_t{pixel[layout.red]} + pixel[layout.green] + pixel[layout.blue];
+          if (of < least) {
+            least = of;
+            dark = pixel;
+          }
+          const double v = kTo8 * static_cast<double>(of);
+          count += 1.0;
+          sum += v;
+          squares += v * v;
+        }
+      }
+      toLinear.Convert(dark, 1, darkest);
+      darkest += 3;
+      const double mean = sum / count;
+      *deviation++ =
+          static_cast<uint8_t>(std::min(std::sqrt(std::max(squares / count - mean * mean, 0.0)) + 0.5, 255.0));
+    }
+  }
+}
+
+// Places in the pre-scan become places in the scan.
+void ToScan(int64_t shrink, ZEP3_EVIDENCE& evidence) {
+  for (int i = 0; i < 4; i++) {
+    for (double& v : evidence.dWindow[i]) v *= static_cast<double>(shrink);
+    for (double& v : evidence.dPaper[i]) v *= static_cast<double>(shrink);
+  }
+}
+
+int FinishPage(const ZEP3_BmpInfo& scan, int64_t gamma, int64_t shrink, ZEP3_BmpInfo& prescan, ZEP3_PARA& para,
+               ZEP3_EVIDENCE* evidence) {
+  const int64_t width = Blocks(scan.lWidth, shrink), height = Blocks(scan.lHeight, shrink);
+  std::vector<uint8_t> darkest(static_cast<size_t>(3 * width * height)), deviation(static_cast<size_t>(width * height));
+  const ZEP3_DETAIL detail = {darkest.data(), deviation.data()};
+  std::vector<ZEP3_CELL> cells(static_cast<size_t>(GetZEP3SurfaceRoom(width, height)));
+  ZEP3_SURFACE surface = {};
+  surface.lScanGamma = gamma;
+  surface.lWidth = scan.lWidth;
+  surface.lHeight = scan.lHeight;
+  surface.lSide = shrink;
+  surface.pCells = cells.data();
+  surface.lRoom = static_cast<int64_t>(cells.size());
+  const bool deep = scan.lBitCount == ZEP3_BITS_16;
+  const int64_t entries = deep ? int64_t{ZEP3_PAGE_ENTRIES_16} : int64_t{ZEP3_PAGE_ENTRIES_8};
+  std::vector<uint16_t> table(static_cast<size_t>(7 * entries));
+  ZEP3_EVIDENCE seen = {};
+  if (MakeZEP3PagePrescan(&scan, gamma, shrink, &prescan, &detail) == 0) return 0;
+  if (ZEP3Page(&prescan, &para, &detail, &surface, &seen) == 0) return 0;
+  if (evidence != nullptr && HasUserValues(para) && JudgeZEP3(&prescan, &para, nullptr, &seen) == 0) return 0;
+  if (evidence != nullptr) {
+    ToScan(shrink, seen);
+    *evidence = seen;
+  }
+  if (surface.lFound != ZEP3_SURFACE_NONE) {
+    return MakeZEP3PageLUT(&para, &surface, entries, table.data()) &&
+           ApplyZEP3Page(&scan, 0, 0, &surface, table.data());
+  }
+  const int64_t plain = deep ? 65536 : 256;
+  ZEP3_PARA copy = para; // the table builder writes into it
+  table.resize(static_cast<size_t>(3 * plain));
+  if (MakeZEP3ScanLUT(&copy, nullptr, gamma, plain, table.data()) == 0) return 0;
+  return ApplyZEP3ScanLUT(&scan, table.data(), 1.0);
+}
+
 } // namespace
 
 int64_t GetZEP3PrescanShrink(int64_t lWidth, int64_t lHeight) {
   return std::max<int64_t>(1, Blocks(std::max(lWidth, lHeight), kPrescanSide));
+}
+
+int MakeZEP3PagePrescan(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lShrink, ZEP3_BmpInfo* prescan,
+                        const ZEP3_DETAIL* detail) try {
+  if (detail == nullptr || detail->pDarkest == nullptr || detail->pDeviation == nullptr) return 0;
+  if (MakeZEP3Prescan(scan, lScanGamma, lShrink, prescan) == 0) return 0;
+  const FloatEnvironment environment;
+  WithBoxTypes(scan->lBitCount == ZEP3_BITS_16, lShrink,
+               [&]<class Sample, class Sum>(Sample, Sum) { WriteDetail<Sample>(*scan, lScanGamma, lShrink, *detail); });
+  return 1;
+} catch (...) { // out of memory: an exception must not reach a C caller
+  return 0;
 }
 
 int MakeZEP3Prescan(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lShrink, ZEP3_BmpInfo* prescan) try {
@@ -106,10 +197,12 @@ int FinishZEP3(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lAdaptive, 
   std::vector<uint16_t> table(static_cast<size_t>(3 * entries));
   ZEP3_BmpInfo prescan = {};
   prescan.pBits = levels.data();
-  if (MakeZEP3Prescan(scan, lScanGamma, shrink, &prescan) == 0) return 0;
-
   const ZEP3_KIND* kind = FindZEP3KindOf(para);
   const bool adaptive = lAdaptive == ZEP3_UNSET ? kind != nullptr && kind->wAdaptive != 0 : lAdaptive != 0;
+  if (adaptive && IsPage(*para) && !IsPlain(*para)) {
+    return FinishPage(*scan, lScanGamma, shrink, prescan, *para, evidence);
+  }
+  if (MakeZEP3Prescan(scan, lScanGamma, shrink, &prescan) == 0) return 0;
   double identity[9] = {1.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, 1.0};
   double* const matrix = pdColorMatrix != nullptr ? pdColorMatrix : identity;
   ZEP3_EVIDENCE seen = {};
@@ -117,10 +210,7 @@ int FinishZEP3(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lAdaptive, 
   if (found != 0 && evidence != nullptr && (!adaptive || HasUserValues(*para)))
     found = JudgeZEP3(&prescan, para, pdColorMatrix, &seen);
   if (evidence != nullptr) {
-    for (int i = 0; i < 4; i++) {
-      for (double& v : seen.dWindow[i]) v *= static_cast<double>(shrink);
-      for (double& v : seen.dPaper[i]) v *= static_cast<double>(shrink);
-    }
+    ToScan(shrink, seen);
     *evidence = seen;
   }
   if (found == 0) return 0;

@@ -90,7 +90,7 @@ Figures MeasureFigures(const Planes& planes, const Levels& levels, const Ground&
       lowest.cells[at] = SmallestOf(levelOf(planes.mean, x, y, gains.cells[at]));
       objects += paper.object.cells[at];
       known += paper.known.cells[at];
-      if (paper.known.cells[at] != 0 && lowest.cells[at] < lit) strokes.Add(lowest.cells[at]);
+      if (paper.known.cells[at] != 0 && double{lowest.cells[at]} < lit) strokes.Add(lowest.cells[at]);
     }
   }
   figures.known = static_cast<double>(known) / static_cast<double>(lowest.Size());

@@ -38,7 +38,7 @@ void Blur(Grid<float>& grid, double sigma) {
     weight[static_cast<size_t>(i)] = static_cast<float>(w);
     sum += i == 0 ? w : 2.0 * w;
   }
-  for (float& w : weight) w = static_cast<float>(w / sum);
+  for (float& w : weight) w = static_cast<float>(double{w} / sum);
   Grid<float> across(grid.rows, grid.columns);
   for (int row = 0; row < grid.rows; row++) {
     for (int column = 0; column < grid.columns; column++) {

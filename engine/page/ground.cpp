@@ -138,8 +138,8 @@ bool IsReverse(const CellColours& cells) {
   Blur(around, kAround);
   double above = 0.0, below = 0.0;
   for (size_t i = 0; i < around.Size(); i++) {
-    above += std::max(cells.lightestMean.cells[i] - around.cells[i], 0.0F);
-    below += std::max(around.cells[i] - cells.darkestMean.cells[i], 0.0F);
+    above += double{std::max(cells.lightestMean.cells[i] - around.cells[i], 0.0F)};
+    below += double{std::max(around.cells[i] - cells.darkestMean.cells[i], 0.0F)};
   }
   return above > kReverseMarks * below;
 }

@@ -26,7 +26,7 @@ class Histogram {
     size_t bin = 0;
     while (bin + 1 < kBins && below + static_cast<double>(m_count[bin]) < place) below += static_cast<double>(m_count[bin++]);
     const double within = m_count[bin] == 0 ? 0.5 : (place - below) / static_cast<double>(m_count[bin]);
-    return m_from + (static_cast<double>(bin) + within) / m_perBin;
+    return double{m_from} + (static_cast<double>(bin) + within) / double{m_perBin};
   }
 
  private:

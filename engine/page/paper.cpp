@@ -1,5 +1,6 @@
 #include "engine/page/paper.h"
 
+#include "engine/page/order.h"
 #include "engine/page/tuning.h"
 
 namespace page {
@@ -31,20 +32,14 @@ Grid<float> Edges(const Grid<Colour>& ln) {
   return edges;
 }
 
-float MedianOf(std::vector<float>& samples) {
-  if (samples.empty()) return 0.0F;
-  const auto half = samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2);
-  std::nth_element(samples.begin(), half, samples.end());
-  return *half;
-}
-
 // The usual change from a cell to the next.
 float UsualChange(const Grid<Colour>& ln) {
   std::vector<float> changes;
   for (int row = 0; row < ln.rows; row++) {
     for (int column = 0; column + 1 < ln.columns; column++) {
       float most = 0.0F;
-      for (size_t c = 0; c < 3; c++) most = std::max(most, std::fabs(ln.At(row, column + 1)[c] - ln.At(row, column)[c]));
+      for (size_t c = 0; c < 3; c++)
+        most = std::max(most, std::fabs(ln.At(row, column + 1)[c] - ln.At(row, column)[c]));
       changes.push_back(most);
     }
   }
@@ -62,7 +57,7 @@ size_t MainRegion(const Ground& ground, const Regions& regions) {
     for (const uint32_t at : cells) {
       const float ln = ground.lnMean.cells[at];
       inked += ground.darkest.cells[at] < ln - kInk ? 1.0 : 0.0;
-      light += std::exp(ln);
+      light += double{std::exp(ln)};
     }
     double score = size * (kBlankCounts + std::min(1.0, kInkCounts * inked / size));
     if (!ground.reverse) score *= std::pow(light / size, kLightCounts);
@@ -131,7 +126,8 @@ size_t Outlined(const Grid<int32_t>& label, int32_t of, int top, int bottom, int
     reach(reached.rows - 1, column);
   }
   while (!open.empty()) {
-    const int row = static_cast<int>(open.back()) / reached.columns, column = static_cast<int>(open.back()) % reached.columns;
+    const int row = static_cast<int>(open.back()) / reached.columns,
+              column = static_cast<int>(open.back()) % reached.columns;
     open.pop_back();
     reach(row - 1, column);
     reach(row + 1, column);

@@ -1,6 +1,6 @@
 // Constants of the analysis of pages. A level is a display level of gamma 2.2 as a share of white, 0..1; "ln" is the
-// natural logarithm of a level: 0.05 is 5 % of level, 11 % of light. A cell is a square of kCell pixels of the pre-scan,
-// 1 mm at its usual 100 dots per inch.
+// natural logarithm of a level: 0.05 is 5 % of level, 11 % of light. A cell is a square of kCell pixels of the
+// pre-scan, 1 mm at its usual 100 dots per inch.
 #pragma once
 
 namespace page {
@@ -15,8 +15,8 @@ inline constexpr int kQuarter = 4;   // pixels of a cell that its lightest, and 
 inline constexpr int kClosed = 2;    // cells; strokes up to twice as wide are taken off
 inline constexpr float kInk = 0.25F; // ln; cells whose darkest lie as far below their ground hold ink
 
-// A page of light marks on a dark ground (blueprint, slate): darker than this in the middle, and marks that rise so many
-// times as far above what is around them as others fall below.
+// A page of light marks on a dark ground (blueprint, slate): darker than this in the middle, and marks that rise so
+// many times as far above what is around them as others fall below.
 inline constexpr float kReverseLevel = 140.0F / 255.0F;
 inline constexpr double kReverseMarks = 1.2;
 inline constexpr double kAround = 3.0; // cells, standard deviation
@@ -50,19 +50,19 @@ inline constexpr double kLeastKnown = 0.03; // share of the cells; below, object
 
 inline constexpr float kBandLeast = 0.02F; // ln; paper's pixels lie as near to the ground, or so many times its grain
 inline constexpr float kBandGrains = 2.5F;
-inline constexpr float kSigmas = 1.48F; // standard deviations in a median absolute deviation
-inline constexpr int kEnough = 6;       // of the pixels looked at; with fewer the ground stands for them
-inline constexpr double kSmooth = 0.8;  // cells, standard deviation
+inline constexpr float kSigmas = 1.48F;                // standard deviations in a median absolute deviation
+inline constexpr int kEnough = 6;                      // of the pixels looked at; with fewer the ground stands for them
+inline constexpr double kSmooth = 0.8;                 // cells, standard deviation
 inline constexpr float kSurfaceLeast = 20.0F / 255.0F; // level; where paper seems darker, it counts as this
 
 // ---- figures ----
 
-inline constexpr double kLitInk = 0.06;     // levels below paper, or so many times its noise: ink
+inline constexpr double kLitInk = 0.06; // levels below paper, or so many times its noise: ink
 inline constexpr double kNoises = 5.0;
-inline constexpr double kUsualInk = 0.3;    // level of strokes where there are none to measure
+inline constexpr double kUsualInk = 0.3; // level of strokes where there are none to measure
 inline constexpr double kUsualDarkest = 0.1;
-inline constexpr double kInkEdge = 0.45;    // of the way from paper to strokes
-inline constexpr double kVeilShare = 0.6;   // of the darkest's light that lies on everything; ...
+inline constexpr double kInkEdge = 0.45;  // of the way from paper to strokes
+inline constexpr double kVeilShare = 0.6; // of the darkest's light that lies on everything; ...
 inline constexpr double kVeilMost = 0.30;
 inline constexpr double kInkVeilShare = 1.1; // ... and of ink's that blur and weak ink leave in strokes
 inline constexpr double kInkVeilMost = 0.60;
@@ -71,13 +71,32 @@ inline constexpr double kDepthLeast = 0.03; // levels below white that are white
 inline constexpr double kDepthMost = 0.20;
 inline constexpr double kDepthNoises = 3.0;
 inline constexpr double kDepthDeep = 1.15;
-inline constexpr double kDepthInk = 0.4;    // ... but not more than this share of what ink is below it
-inline constexpr double kRampLeast = 0.08;  // levels over which whitening sets in
+inline constexpr double kDepthInk = 0.4;   // ... but not more than this share of what ink is below it
+inline constexpr double kRampLeast = 0.08; // levels over which whitening sets in
 
 // ---- when not ----
 
 inline constexpr double kPaperLeast = 0.08;     // share of the cells
 inline constexpr double kPaperNoisyLeast = 0.5; // likewise, where the noise is above
 inline constexpr double kNoisy = 0.06;
+
+// ---- points ----
+
+inline constexpr double kGrainByTables = 0.06; // of the paper's level that tables alone make white, at most
+
+// Reverse pages: by what brightness is evened.
+inline constexpr double kReverseGainLeast = 0.6;
+inline constexpr double kReverseGainMost = 1.8;
+
+// ---- what is told ----
+
+inline constexpr double kColouredSheet = 0.25;   // ln of the largest channel over the smallest; below: stain, lamp
+inline constexpr double kUnevenTold = 0.10;      // ln, from the darkest paper to the lightest
+inline constexpr double kShowThroughTold = 0.06; // levels below paper
+inline constexpr double kWeakInkTold = 0.7;      // level of strokes
+inline constexpr double kObjectsTold = 0.01;     // share of the cells
+inline constexpr double kPaperSure = 0.4;        // share of the cells from which the confidence is at its most
+inline constexpr double kConfidenceLeast = 0.5;
+inline constexpr double kConfidenceMost = 0.95;
 
 } // namespace page
