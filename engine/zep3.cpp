@@ -10,6 +10,7 @@
 #include "engine/common/record.h"
 #include "engine/common/scale.h"
 #include "engine/hist/chist.h"
+#include "engine/page/propose.h"
 #include "engine/verdict/verdict.h"
 
 namespace {
@@ -86,7 +87,8 @@ void ConvertToDisplayGamma(ZEP3_PARA& para) {
 }
 
 // The standard analysis; where `evidence` is wanted, the adaptive one on top of it.
-int Propose(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVIDENCE* evidence) {
+int Propose(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVIDENCE* evidence,
+            const page::Request& page = {}) {
   if (para == nullptr || para->pOutMasterTone == nullptr || para->pOutRGBTone == nullptr) return 0;
   const FloatEnvironment environment;
   para->lLevelFlag = 0;
@@ -113,6 +115,13 @@ int Propose(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVID
   const Proposal standard(*para);
   calculated.WriteTo(*para);
   const View view = LookAt(*bmp, *para);
+  if (IsPage(*para) && !IsPlain(*para)) {
+    Measured measured;
+    if (page::Propose(*bmp, page, *para, *evidence, measured)) SetMeasured(*evidence, measured);
+    finish();
+    Judge(view, *para, pdColorMatrix, *evidence);
+    return 1;
+  }
   ProposeAdaptive(view, pdColorMatrix, *zep, usable, *para, *evidence);
   finish();
   Settle(view, standard, usable, pdColorMatrix, *para, *evidence);
@@ -132,6 +141,22 @@ int ZEP3Adaptive(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3
   if (evidence == nullptr) evidence = &unwanted;
   *evidence = {};
   return Propose(bmp, para, pdColorMatrix, evidence);
+} catch (...) {
+  return 0;
+}
+
+int ZEP3Page(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, const ZEP3_DETAIL* detail, ZEP3_SURFACE* surface,
+             ZEP3_EVIDENCE* evidence) try {
+  if (bmp == nullptr || para == nullptr || surface == nullptr || !IsPage(*para)) return 0;
+  if (surface->lScanGamma <= 0 || surface->lSide < 1 || surface->lSide > INT32_MAX || surface->lWidth < 1 ||
+      surface->lHeight < 1 || surface->pCells == nullptr) {
+    return 0;
+  }
+  ZEP3_EVIDENCE unwanted;
+  if (evidence == nullptr) evidence = &unwanted;
+  *evidence = {};
+  surface->lFound = ZEP3_SURFACE_NONE;
+  return Propose(bmp, para, nullptr, evidence, {detail, surface});
 } catch (...) {
   return 0;
 }

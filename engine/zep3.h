@@ -125,7 +125,8 @@ enum {
   ZEP3_ANALYSIS_STANDARD = 0,   /* those of ZEP3 */
   ZEP3_ANALYSIS_POSITIVE = 1,   /* adaptive, prints and slides */
   ZEP3_ANALYSIS_NEGATIVE = 2,   /* adaptive, colour negatives */
-  ZEP3_ANALYSIS_NEGATIVE_BW = 3 /* adaptive, monochrome negatives */
+  ZEP3_ANALYSIS_NEGATIVE_BW = 3, /* adaptive, monochrome negatives */
+  ZEP3_ANALYSIS_PAGE = 4         /* adaptive, documents */
 };
 
 /* ZEP3_EVIDENCE::lReasons, a sum of these. GetZEP3Reason has a code and a sentence for each. */
@@ -164,11 +165,38 @@ enum {
   ZEP3_REASON_WEAKENED = 1 << 25,       /* the correction was weakened until the checks held */
   ZEP3_REASON_UNSURE = 1 << 26,         /* the result is more likely off than not (confidence below 0.5) */
 
+  /* What the analysis of a page met. */
+  ZEP3_REASON_NO_PAPER = 1 << 27,       /* no paper to be sure of (a picture fills the page): not evened */
+  ZEP3_REASON_UNEVEN_LIGHT = 1 << 28,   /* shade, a fold or stains evened out */
+  ZEP3_REASON_COLOURED_SHEET = 1 << 29, /* the sheet is coloured */
+  ZEP3_REASON_REVERSE = 1 << 30,        /* light marks on a dark ground: evened, not made white */
+
   /* All that make a result one to look at. */
   ZEP3_REASON_CHECKS = ZEP3_REASON_CLIPPING | ZEP3_REASON_MARKS_LOST | ZEP3_REASON_NEARLY_BLACK |
                        ZEP3_REASON_NEARLY_WHITE | ZEP3_REASON_CAST_GREW | ZEP3_REASON_LOOKS_NEGATIVE |
                        ZEP3_REASON_LOOKS_POSITIVE | ZEP3_REASON_UNSURE
 };
+
+/* Reasons beyond the 31 bits that every compiler's enumerations have. */
+#define ZEP3_REASON_SHOW_THROUGH (INT64_C(1) << 31)  /* what shows through from the other side taken back */
+#define ZEP3_REASON_WEAK_INK (INT64_C(1) << 32)      /* faint print, darkened */
+#define ZEP3_REASON_PICTURES_KEPT (INT64_C(1) << 33) /* pictures or boxes on the page kept as they are */
+
+/* ZEP3_SURFACE::lFound. */
+enum {
+  ZEP3_SURFACE_NONE = 0,   /* no paper was found: there is nothing to even */
+  ZEP3_SURFACE_PAPER = 1,  /* light paper, which becomes even */
+  ZEP3_SURFACE_REVERSE = 2 /* light marks on a dark ground (blueprint, slate), whose brightness becomes even */
+};
+
+/* ZEP3_CELL::lLies, a sum of these. */
+enum {
+  ZEP3_CELL_STROKES = 1, /* paper with nothing but strokes on it: text, lines */
+  ZEP3_CELL_WHITEN = 2   /* what is nearly paper here is paper */
+};
+
+/* Entries of a table of MakeZEP3PageLUT, and the paper's level above which a table does not go. */
+enum { ZEP3_PAGE_ENTRIES_8 = 4096, ZEP3_PAGE_ENTRIES_16 = 65536 };
 
 /* ZEP3_EVIDENCE::lVerdict. */
 enum {
@@ -328,6 +356,50 @@ typedef struct ZEP3_EVIDENCE {
   int64_t lFrames;          /* pictures that the image shows whole, the one of the window among them; 0 without one */
   double dMeasured[106];    /* by name alone */
 } ZEP3_EVIDENCE;
+
+/*
+ * What the means of a pre-scan hide, of each pixel's block of the scan: MakeZEP3PagePrescan makes it. 16 bytes. Null:
+ * not known; the analysis of pages then takes the means themselves, and pages of 2 pixels of the scan to one of the
+ * pre-scan and more come out with less contrast. In every square of 4 x 4 pixels of the pre-scan only the two at (1, 1)
+ * and (2, 2), counted from 0, are written and read.
+ */
+typedef struct ZEP3_DETAIL {
+  uint8_t* pDarkest;   /* R G B of the pixel with the smallest sum of the three, linear levels; 3 bytes a pixel */
+  uint8_t* pDeviation; /* standard deviation of the mean of the channels, display levels of gamma 2.2, 0..255 */
+} ZEP3_DETAIL;
+
+/* A square of a page. 16 bytes. */
+typedef struct ZEP3_CELL {
+  float fGain[3]; /* red, green, blue: by what the scan's values, 0..1, are multiplied; paper becomes 1 */
+  uint32_t lLies; /* sum of ZEP3_CELL_... */
+} ZEP3_CELL;
+
+/*
+ * The paper of a page as a surface: for every place, what blank paper has, or would have, there. A plain record, but
+ * for the cells, which are the caller's. 256 bytes. It belongs to one scan: on another page it is wrong.
+ *
+ * A value v of channel c, 0..1, at a place with the gain g, lies at n = v * g on paper that is 1 everywhere. The tables
+ * take n * dPaper[c] for the scan's display level.
+ */
+typedef struct ZEP3_SURFACE {
+  int64_t lFound;       /* ZEP3_SURFACE_... */
+  int64_t lScanGamma;   /* of the scan's values, to which the gains belong, tenths */
+  int64_t lWidth;       /* of the scan, pixels */
+  int64_t lHeight;      /* likewise */
+  int64_t lLeft;        /* the top left corner of the first cell, pixels of the scan; beyond the outermost cells their */
+  int64_t lTop;         /* values go on */
+  int64_t lSide;        /* pixels of the scan to a cell, each way */
+  int64_t lColumns;     /* cells */
+  int64_t lRows;        /* likewise */
+  double dPaper[3];     /* display level 0..1 to which paper is brought before the tables */
+  double dObjectShadow; /* in pictures and boxes: the record's shadow points times this, ... */
+  double dObjectGamma;  /* ... and its gammas */
+  double dWhiteFrom;    /* smallest n of a pixel's channels from which it turns white, where paper may, ... */
+  double dWhiteTo;      /* ... and from which it is as white as paper */
+  ZEP3_CELL* pCells;    /* lRows * lColumns, line by line; not owned */
+  int64_t lRoom;        /* in: cells that there is room for at pCells */
+  double dReserved[14]; /* 0 */
+} ZEP3_SURFACE;
 
 /* ---- descriptions: constant, for the life of the library ----
  *
@@ -511,6 +583,28 @@ ZEP3_API int ZEP3Adaptive(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMat
 ZEP3_API int JudgeZEP3(const ZEP3_BmpInfo* bmp, const ZEP3_PARA* para, const double* pdColorMatrix,
                        ZEP3_EVIDENCE* evidence);
 
+/*
+ * How many cells the surface of a page has at most, of a pre-scan of this size. 0 for sides below 1.
+ */
+ZEP3_API int64_t GetZEP3SurfaceRoom(int64_t lWidth, int64_t lHeight);
+
+/*
+ * The adaptive analysis of a page, with its paper as a surface. It finds the paper, what its strokes are like, and what
+ * lies on it: pictures, boxes, stamps and marker keep their colours. ZEP3_SUB_DOCUMENT keeps the colour of a coloured
+ * sheet, evenly; ZEP3_SUB_BACKGROUND_REMOVAL makes the paper white; ZEP3_SUB_GROUND_COLOR_REMOVAL takes the sheet's
+ * colour out of everything.
+ *
+ * bmp, para, evidence  as for ZEP3Adaptive, which gives the same record without the surface: what can be done for the
+ *                      page with tables alone. Other kinds than documents are refused.
+ * detail               null: not known.
+ * surface              in: lScanGamma, lWidth and lHeight of the scan, lSide: pixels of the scan to one of the
+ *                      pre-scan; pCells and lRoom. Out: all of it. With ZEP3_SURFACE_NONE no cell is written.
+ *
+ * Returns as ZEP3Adaptive, and 0 when there is no room.
+ */
+ZEP3_API int ZEP3Page(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, const ZEP3_DETAIL* detail, ZEP3_SURFACE* surface,
+                      ZEP3_EVIDENCE* evidence);
+
 /* Stores the version, 3 and 9. Returns 1; 0 with nothing written when a pointer is null. */
 ZEP3_API int GetZEP3Version(int64_t* plMajor, int64_t* plMinor);
 
@@ -627,6 +721,31 @@ ZEP3_API double GetZEP3Chroma(const ZEP3_PARA* para);
 ZEP3_API int ApplyZEP3ScanLUT(const ZEP3_BmpInfo* bmp, const uint16_t* table, double dChroma);
 
 /*
+ * The tables of a completed record for a page with a surface.
+ *
+ * lEntries  of a table: ZEP3_PAGE_ENTRIES_8 or ZEP3_PAGE_ENTRIES_16, for samples of 8 or 16 bits.
+ * table     7 * lEntries of the caller's: red, green, blue for strokes; red, green, blue for pictures; and how far a
+ *           pixel is taken to white. Entry i belongs to n = 1.6 * i / (lEntries - 1).
+ *
+ * Returns 1; 0 with nothing written when a pointer is null, lEntries is another number, the surface holds
+ * ZEP3_SURFACE_NONE or memory is short.
+ */
+ZEP3_API int MakeZEP3PageLUT(const ZEP3_PARA* para, const ZEP3_SURFACE* surface, int64_t lEntries, uint16_t* table);
+
+/*
+ * Evens a piece of a scan by its surface and sends it through the tables, in place, with one rounding.
+ *
+ * piece   pixels of the scan, as for ApplyZEP3LUT, 8 or 16 bits; all of it, a line, any part.
+ * lX, lY  where its first pixel lies in the scan.
+ * table   of MakeZEP3PageLUT, of ZEP3_PAGE_ENTRIES_8 entries for 8 bits, ZEP3_PAGE_ENTRIES_16 for 16.
+ *
+ * Returns as ApplyZEP3ScanLUT; 0 also for a surface without cells or with numbers out of range, and when memory is
+ * short. Lines are independent of each other: any pieces, in any order, by any number of threads give the same bytes.
+ */
+ZEP3_API int ApplyZEP3Page(const ZEP3_BmpInfo* piece, int64_t lX, int64_t lY, const ZEP3_SURFACE* surface,
+                           const uint16_t* table);
+
+/*
  * Converts a colour matrix through the correction of a completed record, its brightness, balance and contrast included:
  * off-diagonal entries shrink by the factors of the two channels they mix (the smallest slope over the channel's own,
  * in light), diagonal entries are set so that each row sums to 1. The diagonal of the input is read for colour
@@ -708,6 +827,14 @@ ZEP3_API int64_t GetZEP3PrescanShrink(int64_t lWidth, int64_t lHeight);
  * memory is short.
  */
 ZEP3_API int MakeZEP3Prescan(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lShrink, ZEP3_BmpInfo* prescan);
+
+/*
+ * The same with what the means hide, for ZEP3Page.
+ *
+ * detail  its pointers are the caller's buffers of 3 and 1 bytes for each pixel of the pre-scan.
+ */
+ZEP3_API int MakeZEP3PagePrescan(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lShrink, ZEP3_BmpInfo* prescan,
+                                 const ZEP3_DETAIL* detail);
 
 /*
  * Finishes a scan in place: pre-scan, analysis, the scan's own tables, saturation. It is what the program zep3 does.

@@ -12,11 +12,11 @@ namespace {
 
 constexpr ZEP3_KIND kKinds[] = {
     {"photo", "print on a flatbed", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_PHOTO, 1},
-    {"document", "text and line art", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_DOCUMENT, 0},
+    {"document", "text and line art", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_DOCUMENT, 1},
     {"background", "document, the paper to white, evenly in all channels", ZEP3_DOC_REFLECTIVE,
-     ZEP3_SUB_BACKGROUND_REMOVAL, 0},
+     ZEP3_SUB_BACKGROUND_REMOVAL, 1},
     {"ground-color", "document, coloured paper to neutral white", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_GROUND_COLOR_REMOVAL,
-     0},
+     1},
     {"faded-print", "faded print", ZEP3_DOC_REFLECTIVE, ZEP3_SUB_RESTORATION, 1},
     {"slide", "positive film", ZEP3_DOC_POSITIVE, ZEP3_SUB_PHOTO, 1},
     {"faded-slide", "faded positive film", ZEP3_DOC_POSITIVE, ZEP3_SUB_RESTORATION, 1},
@@ -28,7 +28,7 @@ constexpr ZEP3_KIND kKinds[] = {
 
 constexpr ZEP3_REASON kReasons[] = {
     {ZEP3_REASON_NOT_ADAPTIVE, "not-adaptive", "there is no other for this kind of original or option",
-     "Documents, and originals with the plain handling, have the standard analysis only."},
+     "Originals with the plain handling have the standard analysis only."},
     {ZEP3_REASON_DEFAULTS, "defaults", "no usable levels (blank or clipped), default points",
      "The scan has no usable levels, it is blank or clipped: it got the default points of its kind."},
     {ZEP3_REASON_TOO_LITTLE, "too-little", "too little picture or contrast to decide from",
@@ -78,6 +78,18 @@ constexpr ZEP3_REASON kReasons[] = {
      "The correction failed a check against the scan and was weakened until it held."},
     {ZEP3_REASON_UNSURE, "unsure", "more likely off than not",
      "Of results that were as hard to decide as this one, more than half are off."},
+    {ZEP3_REASON_NO_PAPER, "no-paper", "no paper found",
+     "There is no paper to be sure of, as where a picture fills the page: nothing was evened."},
+    {ZEP3_REASON_UNEVEN_LIGHT, "uneven-light", "uneven light",
+     "The paper is darker in some places than in others: shade, a fold or stains."},
+    {ZEP3_REASON_COLOURED_SHEET, "coloured-sheet", "coloured sheet", "The sheet is coloured."},
+    {ZEP3_REASON_REVERSE, "reverse", "light marks on a dark ground",
+     "The page has light marks on a dark ground: it was evened, and not made white."},
+    {ZEP3_REASON_SHOW_THROUGH, "show-through", "the other side shows through",
+     "What shows through from the other side of the sheet, or stains it, was taken back."},
+    {ZEP3_REASON_WEAK_INK, "weak-ink", "weak ink", "The print is faint and was darkened."},
+    {ZEP3_REASON_PICTURES_KEPT, "pictures-kept", "pictures kept",
+     "Pictures or boxes on the page were kept: nothing in them was made white."},
 };
 
 // The entry of a table by number; null beyond it.

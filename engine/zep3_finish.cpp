@@ -7,6 +7,7 @@
 #include "engine/common/convert.h"
 #include "engine/common/float_environment.h"
 #include "engine/common/record.h"
+#include "engine/finish/block_detail.h"
 #include "engine/finish/box_means.h"
 #include "engine/finish/scan_levels.h"
 #include "engine/finish/shrunk_area.h"
@@ -44,6 +45,8 @@ class ToLinear {
     }
   }
 
+  const uint8_t* Levels() const { return m_level.data(); } // by value
+
  private:
   static constexpr int64_t kEntries = int64_t{1} << (8 * sizeof(Sample));
   PixelLayout m_layout;
@@ -67,10 +70,76 @@ void WritePrescan(const ZEP3_BmpInfo& scan, int64_t gamma, int64_t shrink, uint8
   toLinear.Convert(means.data(), pixels, out);
 }
 
+template <class Sample>
+void WriteDetail(const ZEP3_BmpInfo& scan, int64_t gamma, int64_t shrink, const ZEP3_DETAIL& detail) {
+  const ToLinear<Sample> toLinear(kRgb, gamma);
+  BlockDetail<Sample> blocks(scan.lWidth, ScanLayoutOf(scan), shrink, gamma, toLinear.Levels(), detail.pDarkest,
+                             detail.pDeviation);
+  for (int64_t y = 0; y < scan.lHeight; y++) {
+    blocks.Add(reinterpret_cast<const Sample*>(scan.pBits + y * scan.lBytesPerLine));
+  }
+  blocks.Finish();
+}
+
+// Places in the pre-scan become places in the scan.
+void ToScan(int64_t shrink, ZEP3_EVIDENCE& evidence) {
+  for (int i = 0; i < 4; i++) {
+    for (double& v : evidence.dWindow[i]) v *= static_cast<double>(shrink);
+    for (double& v : evidence.dPaper[i]) v *= static_cast<double>(shrink);
+  }
+}
+
+int FinishPage(const ZEP3_BmpInfo& scan, int64_t gamma, int64_t shrink, ZEP3_BmpInfo& prescan, ZEP3_PARA& para,
+               ZEP3_EVIDENCE* evidence) {
+  const int64_t width = Blocks(scan.lWidth, shrink), height = Blocks(scan.lHeight, shrink);
+  std::vector<uint8_t> darkest(static_cast<size_t>(3 * width * height)), deviation(static_cast<size_t>(width * height));
+  const ZEP3_DETAIL detail = {darkest.data(), deviation.data()};
+  std::vector<ZEP3_CELL> cells(static_cast<size_t>(GetZEP3SurfaceRoom(width, height)));
+  ZEP3_SURFACE surface = {};
+  surface.lScanGamma = gamma;
+  surface.lWidth = scan.lWidth;
+  surface.lHeight = scan.lHeight;
+  surface.lSide = shrink;
+  surface.pCells = cells.data();
+  surface.lRoom = static_cast<int64_t>(cells.size());
+  const bool deep = scan.lBitCount == ZEP3_BITS_16;
+  const int64_t entries = deep ? int64_t{ZEP3_PAGE_ENTRIES_16} : int64_t{ZEP3_PAGE_ENTRIES_8};
+  std::vector<uint16_t> table(static_cast<size_t>(7 * entries));
+  ZEP3_EVIDENCE seen = {};
+  if (MakeZEP3PagePrescan(&scan, gamma, shrink, &prescan, &detail) == 0) return 0;
+  if (ZEP3Page(&prescan, &para, &detail, &surface, &seen) == 0) return 0;
+  if (evidence != nullptr && HasUserValues(para) && JudgeZEP3(&prescan, &para, nullptr, &seen) == 0) return 0;
+  if (evidence != nullptr) {
+    ToScan(shrink, seen);
+    *evidence = seen;
+  }
+  if (surface.lFound != ZEP3_SURFACE_NONE) {
+    return MakeZEP3PageLUT(&para, &surface, entries, table.data()) &&
+           ApplyZEP3Page(&scan, 0, 0, &surface, table.data());
+  }
+  const int64_t plain = deep ? 65536 : 256;
+  ZEP3_PARA copy = para; // the table builder writes into it
+  table.resize(static_cast<size_t>(3 * plain));
+  if (MakeZEP3ScanLUT(&copy, nullptr, gamma, plain, table.data()) == 0) return 0;
+  return ApplyZEP3ScanLUT(&scan, table.data(), 1.0);
+}
+
 } // namespace
 
 int64_t GetZEP3PrescanShrink(int64_t lWidth, int64_t lHeight) {
   return std::max<int64_t>(1, Blocks(std::max(lWidth, lHeight), kPrescanSide));
+}
+
+int MakeZEP3PagePrescan(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lShrink, ZEP3_BmpInfo* prescan,
+                        const ZEP3_DETAIL* detail) try {
+  if (detail == nullptr || detail->pDarkest == nullptr || detail->pDeviation == nullptr) return 0;
+  if (MakeZEP3Prescan(scan, lScanGamma, lShrink, prescan) == 0) return 0;
+  const FloatEnvironment environment;
+  WithBoxTypes(scan->lBitCount == ZEP3_BITS_16, lShrink,
+               [&]<class Sample, class Sum>(Sample, Sum) { WriteDetail<Sample>(*scan, lScanGamma, lShrink, *detail); });
+  return 1;
+} catch (...) { // out of memory: an exception must not reach a C caller
+  return 0;
 }
 
 int MakeZEP3Prescan(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lShrink, ZEP3_BmpInfo* prescan) try {
@@ -106,10 +175,12 @@ int FinishZEP3(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lAdaptive, 
   std::vector<uint16_t> table(static_cast<size_t>(3 * entries));
   ZEP3_BmpInfo prescan = {};
   prescan.pBits = levels.data();
-  if (MakeZEP3Prescan(scan, lScanGamma, shrink, &prescan) == 0) return 0;
-
   const ZEP3_KIND* kind = FindZEP3KindOf(para);
   const bool adaptive = lAdaptive == ZEP3_UNSET ? kind != nullptr && kind->wAdaptive != 0 : lAdaptive != 0;
+  if (adaptive && IsPage(*para) && !IsPlain(*para)) {
+    return FinishPage(*scan, lScanGamma, shrink, prescan, *para, evidence);
+  }
+  if (MakeZEP3Prescan(scan, lScanGamma, shrink, &prescan) == 0) return 0;
   double identity[9] = {1.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, 1.0};
   double* const matrix = pdColorMatrix != nullptr ? pdColorMatrix : identity;
   ZEP3_EVIDENCE seen = {};
@@ -117,10 +188,7 @@ int FinishZEP3(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lAdaptive, 
   if (found != 0 && evidence != nullptr && (!adaptive || HasUserValues(*para)))
     found = JudgeZEP3(&prescan, para, pdColorMatrix, &seen);
   if (evidence != nullptr) {
-    for (int i = 0; i < 4; i++) {
-      for (double& v : seen.dWindow[i]) v *= static_cast<double>(shrink);
-      for (double& v : seen.dPaper[i]) v *= static_cast<double>(shrink);
-    }
+    ToScan(shrink, seen);
     *evidence = seen;
   }
   if (found == 0) return 0;

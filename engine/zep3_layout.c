@@ -90,6 +90,33 @@ FIELD(ZEP3_EVIDENCE, dPaper, 0x68, 64);
 FIELD(ZEP3_EVIDENCE, lFrames, 0xa8, 8);
 FIELD(ZEP3_EVIDENCE, dMeasured, 0xb0, 848);
 
+RECORD(ZEP3_DETAIL, 16);
+FIELD(ZEP3_DETAIL, pDarkest, 0x00, 8);
+FIELD(ZEP3_DETAIL, pDeviation, 0x08, 8);
+
+static_assert(sizeof(ZEP3_CELL) == 16 && alignof(ZEP3_CELL) == 4, "ZEP3_CELL changed its size or alignment");
+FIELD(ZEP3_CELL, fGain, 0x00, 12);
+FIELD(ZEP3_CELL, lLies, 0x0c, 4);
+
+RECORD(ZEP3_SURFACE, 256);
+FIELD(ZEP3_SURFACE, lFound, 0x00, 8);
+FIELD(ZEP3_SURFACE, lScanGamma, 0x08, 8);
+FIELD(ZEP3_SURFACE, lWidth, 0x10, 8);
+FIELD(ZEP3_SURFACE, lHeight, 0x18, 8);
+FIELD(ZEP3_SURFACE, lLeft, 0x20, 8);
+FIELD(ZEP3_SURFACE, lTop, 0x28, 8);
+FIELD(ZEP3_SURFACE, lSide, 0x30, 8);
+FIELD(ZEP3_SURFACE, lColumns, 0x38, 8);
+FIELD(ZEP3_SURFACE, lRows, 0x40, 8);
+FIELD(ZEP3_SURFACE, dPaper, 0x48, 24);
+FIELD(ZEP3_SURFACE, dObjectShadow, 0x60, 8);
+FIELD(ZEP3_SURFACE, dObjectGamma, 0x68, 8);
+FIELD(ZEP3_SURFACE, dWhiteFrom, 0x70, 8);
+FIELD(ZEP3_SURFACE, dWhiteTo, 0x78, 8);
+FIELD(ZEP3_SURFACE, pCells, 0x80, 8);
+FIELD(ZEP3_SURFACE, lRoom, 0x88, 8);
+FIELD(ZEP3_SURFACE, dReserved, 0x90, 112);
+
 /* These may grow at their ends. */
 FIELD(ZEP3_KIND, pName, 0x00, 8);
 FIELD(ZEP3_KIND, pText, 0x08, 8);

@@ -10,6 +10,7 @@ constexpr int64_t kPositive = 1 << ZEP3_ANALYSIS_POSITIVE;
 constexpr int64_t kColour = 1 << ZEP3_ANALYSIS_NEGATIVE;
 constexpr int64_t kMonochrome = 1 << ZEP3_ANALYSIS_NEGATIVE_BW;
 constexpr int64_t kNegatives = kColour | kMonochrome;
+constexpr int64_t kPage = 1 << ZEP3_ANALYSIS_PAGE;
 constexpr int64_t kAll = kPositive | kNegatives;
 
 // Name, label, unit, what it tells, decimals, analyses.
@@ -69,6 +70,17 @@ constexpr MeasuredItem kItems[] = {
               kNegatives),
     ZEP3_ITEM(negative.lift, "lift", "Brought back", "log exposure",
               "by which an unusually dark or light picture was moved; 0.3 is one stop", 2, kNegatives),
+    ZEP3_ITEM(page.paper, "paper", "Paper", "share", "of the page where paper is seen", 2, kPage),
+    ZEP3_ITEM(page.objects, "objects", "Pictures and boxes", "share", "of the page that they take", 2, kPage),
+    ZEP3_ITEM(page.sheet, "sheet", "Paper's colour (R / G / B)", "display level", "as scanned, at gamma 2.2", 1, kPage),
+    ZEP3_ITEM(page.uneven, "uneven", "Uneven light", "nats",
+              "logarithm of the lightest paper's level over the darkest's; 0.1: a tenth", 2, kPage),
+    ZEP3_ITEM(page.noise, "paperNoise", "Grain of the paper", "share", "of its level, standard deviation", 3, kPage),
+    ZEP3_ITEM(page.deep, "showThrough", "Shows through", "share", "of the paper's level that it is darker, stains too",
+              3, kPage),
+    ZEP3_ITEM(page.strokes, "strokes", "Strokes", "share", "of the paper's level that they have; above 0.7: weak ink",
+              2, kPage),
+    ZEP3_ITEM(page.darkest, "darkest", "Darkest", "share", "of the paper's level that the blackest has", 2, kPage),
 };
 
 #undef ZEP3_ITEM

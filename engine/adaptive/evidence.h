@@ -40,11 +40,23 @@ struct NegativeEvidence {
   double lift;
 };
 
+struct PageEvidence {
+  double paper;
+  double objects;
+  double sheet[3];
+  double uneven;
+  double noise;
+  double deep;
+  double strokes;
+  double darkest;
+};
+
 // What lies in ZEP3_EVIDENCE::dMeasured, from its beginning.
 struct Measured {
   double trimmed = 0.0;
   PositiveEvidence positive = {};
   NegativeEvidence negative = {};
+  PageEvidence page = {};
 };
 static_assert(sizeof(Measured) <= sizeof(ZEP3_EVIDENCE::dMeasured));
 

@@ -26,6 +26,13 @@ inline bool IsPicture(const ZEP3_PARA& para) {
   }
 }
 
+// Whether it is a document.
+inline bool IsPage(const ZEP3_PARA& para) {
+  return DocType(para) == ZEP3_DOC_REFLECTIVE &&
+         (para.wSubMode == ZEP3_SUB_DOCUMENT || para.wSubMode == ZEP3_SUB_BACKGROUND_REMOVAL ||
+          para.wSubMode == ZEP3_SUB_GROUND_COLOR_REMOVAL);
+}
+
 inline bool IsPlain(const ZEP3_PARA& para) { return para.wDocOption == ZEP3_OPTION_PLAIN; }
 
 // Whether the record asks for anything beyond what an analysis proposes.

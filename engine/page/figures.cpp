@@ -30,8 +30,7 @@ Figures MeasureFigures(const Planes& planes, const Levels& levels, const Ground&
                        const Surface& surface) {
   const int rows = paper.known.rows, columns = paper.known.columns;
   constexpr float kMost = 2.0F;
-  const auto levelOf = [&](const uint8_t* plane, int x, int y, const Colour& gain) {
-    const uint8_t* pixel = plane + 3 * planes.At(x, y);
+  const auto levelOf = [&](const uint8_t* pixel, const Colour& gain) {
     Colour v = {};
     for (size_t c = 0; c < 3; c++) v[c] = levels.level[pixel[c]] * gain[c];
     return v;
@@ -51,15 +50,15 @@ Figures MeasureFigures(const Planes& planes, const Levels& levels, const Ground&
       const Colour& gain = gains.cells[at];
       for (int i = 0; i < kSamples; i++) {
         const int x = column * kCell + 1 + i, y = row * kCell + 1 + i;
-        const Colour v = levelOf(planes.mean, x, y, gain);
+        const Colour v = levelOf(planes.Mean(x, y), gain);
         Sample& sample = samples[kSamples * at + static_cast<size_t>(i)];
         sample = {SmallestOf(v), LargestOf(v), 0.0F};
-        sample.black = planes.darkest == nullptr ? sample.most : LargestOf(levelOf(planes.darkest, x, y, gain));
+        sample.black = planes.darkest == nullptr ? sample.most : LargestOf(levelOf(planes.Darkest(x, y), gain));
         blacks.Add(sample.black);
         if (paper.known.cells[at] == 0) continue;
         onPaper.Add(sample.least);
         if (planes.deviation == nullptr) continue;
-        deviation.Add(static_cast<float>(planes.deviation[planes.At(x, y)]) / 255.0F * Mean(gain));
+        deviation.Add(static_cast<float>(planes.Deviation(x, y)) / 255.0F * Mean(gain));
       }
     }
   }
@@ -76,10 +75,10 @@ Figures MeasureFigures(const Planes& planes, const Levels& levels, const Ground&
       const size_t at = lowest.Index(row, column);
       const int pixel = ground.darkestPixel.cells[at];
       const int x = column * kCell + pixel % kCell, y = row * kCell + pixel / kCell;
-      lowest.cells[at] = SmallestOf(levelOf(planes.mean, x, y, gains.cells[at]));
+      lowest.cells[at] = SmallestOf(levelOf(planes.Mean(x, y), gains.cells[at]));
       objects += paper.object.cells[at];
       known += paper.known.cells[at];
-      if (paper.known.cells[at] != 0 && lowest.cells[at] < lit) strokes.Add(lowest.cells[at]);
+      if (paper.known.cells[at] != 0 && double{lowest.cells[at]} < lit) strokes.Add(lowest.cells[at]);
     }
   }
   figures.known = static_cast<double>(known) / static_cast<double>(lowest.Size());

@@ -13,7 +13,7 @@ class SortedLine {
 
   void Sort(const Planes& planes, int row) {
     for (int i = 0; i < kPixels; i++) {
-      const uint8_t* pixel = planes.mean + 3 * planes.At(i % kCell, row * kCell + i / kCell);
+      const uint8_t* pixel = planes.Mean(i % kCell, row * kCell + i / kCell);
       int16_t* keys = Keys(i);
       for (size_t cell = 0; cell < m_cells; cell++, pixel += 3 * kCell) {
         keys[cell] = static_cast<int16_t>(Levels::SumOf(pixel) * kPixels + static_cast<uint32_t>(i));
@@ -64,12 +64,12 @@ CellColours ReadCells(const Planes& planes, const Levels& levels) {
   CellColours cells = {Grid<Colour>(rows, columns), Grid<Colour>(rows, columns), Grid<float>(rows, columns),
                        Mask(rows, columns)};
   SortedLine line(columns);
-  std::array<size_t, kPixels> offset;
-  for (int i = 0; i < kPixels; i++) offset[static_cast<size_t>(i)] = 3 * planes.At(i % kCell, i / kCell);
+  std::array<std::ptrdiff_t, kPixels> offset;
+  for (int i = 0; i < kPixels; i++) offset[static_cast<size_t>(i)] = planes.Mean(i % kCell, i / kCell) - planes.mean;
   for (int row = 0; row < rows; row++) {
     line.Sort(planes, row);
     for (int column = 0; column < columns; column++) {
-      const uint8_t* corner = planes.mean + 3 * planes.At(column * kCell, row * kCell);
+      const uint8_t* corner = planes.Mean(column * kCell, row * kCell);
       const auto quarter = [&](int from) {
         std::array<uint32_t, 3> sum = {};
         for (int i = from; i < from + kQuarter; i++) {
@@ -163,8 +163,8 @@ bool IsReverse(const CellColours& cells) {
   Blur(around, kAround);
   double above = 0.0, below = 0.0;
   for (size_t i = 0; i < around.Size(); i++) {
-    above += std::max(cells.lightest.cells[i][3] - around.cells[i], 0.0F);
-    below += std::max(around.cells[i] - cells.darkest.cells[i][3], 0.0F);
+    above += double{std::max(cells.lightest.cells[i][3] - around.cells[i], 0.0F)};
+    below += double{std::max(around.cells[i] - cells.darkest.cells[i][3], 0.0F)};
   }
   return above > kReverseMarks * below;
 }

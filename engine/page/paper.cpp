@@ -1,5 +1,6 @@
 #include "engine/page/paper.h"
 
+#include "engine/page/order.h"
 #include "engine/page/tuning.h"
 
 namespace page {
@@ -37,13 +38,6 @@ Grid<float> Edges(const Grid<Colour>& ln) {
   return edges;
 }
 
-float MedianOf(std::vector<float>& samples) {
-  if (samples.empty()) return 0.0F;
-  const auto half = samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2);
-  std::nth_element(samples.begin(), half, samples.end());
-  return *half;
-}
-
 // The usual change from a cell to the next, in every second line.
 float UsualChange(const Grid<Colour>& ln) {
   std::vector<float> changes;
@@ -69,7 +63,7 @@ size_t MainRegion(const Ground& ground, const Regions& regions) {
     for (const uint32_t at : cells) {
       const float ln = ground.ln.cells[at][3];
       inked += ground.darkest.cells[at] < ln - kInk ? 1.0 : 0.0;
-      light += std::exp(ln);
+      light += double{std::exp(ln)};
     }
     double score = size * (kBlankCounts + std::min(1.0, kInkCounts * inked / size));
     if (!ground.reverse) score *= std::pow(light / size, kLightCounts);

@@ -13,14 +13,19 @@
 namespace page {
 
 // A pre-scan, R G B, linear levels (gamma 1.8) line by line, and of every pixel's block of the scan what its mean
-// hides: the darkest pixel, and the standard deviation of the mean of the channels, display levels. Null: not known.
+// hides: the darkest pixel, and the standard deviation of the mean of the channels, display levels. Null: not known. Of
+// the latter two only what IsLookedAt (finish/block_detail.h) is read.
 struct Planes {
   int width = 0, height = 0;
   const uint8_t* mean = nullptr;
   const uint8_t* darkest = nullptr;
   const uint8_t* deviation = nullptr;
+  int64_t meanLine = 0;   // bytes from a line to the next
+  int64_t detailLine = 0; // blocks from a line to the next
 
-  size_t At(int x, int y) const { return static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x); }
+  const uint8_t* Mean(int x, int y) const { return mean + y * meanLine + 3 * x; }
+  const uint8_t* Darkest(int x, int y) const { return darkest + 3 * (y * detailLine + x); }
+  uint8_t Deviation(int x, int y) const { return deviation[y * detailLine + x]; }
 };
 
 // By linear level: display level 0..1. By sums of linear levels: ln of the display level of their mean, at least of

@@ -9,7 +9,7 @@ namespace {
 template <class Visit>
 void ForEachPixel(const Planes& planes, int row, int column, Visit visit) {
   for (int y = 0; y < kCell; y++) {
-    const uint8_t* pixel = planes.mean + 3 * planes.At(column * kCell + y % 2, row * kCell + y);
+    const uint8_t* pixel = planes.Mean(column * kCell + y % 2, row * kCell + y);
     for (int x = 0; x < kCell; x += 2, pixel += 6) visit(pixel);
   }
 }
@@ -33,7 +33,7 @@ Grain MeasureGrain(const Planes& planes, const Levels& levels, const Ground& gro
       if (blank.At(row, column) == 0) continue;
       const float ln = ground.ln.At(row, column)[3];
       for (int i = 0; i < kCell; i++) {
-        const uint8_t* pixel = planes.mean + 3 * planes.At(column * kCell + i, row * kCell + i);
+        const uint8_t* pixel = planes.Mean(column * kCell + i, row * kCell + i);
         above.Add(ln - levels.LogOf(Levels::SumOf(pixel)));
       }
     }

@@ -80,4 +80,23 @@ inline constexpr double kPaperLeast = 0.08;     // share of the cells
 inline constexpr double kPaperNoisyLeast = 0.5; // likewise, where the noise is above
 inline constexpr double kNoisy = 0.06;
 
+// ---- points ----
+
+inline constexpr double kGrainByTables = 0.06; // of the paper's level that tables alone make white, at most
+
+// Reverse pages: by what brightness is evened.
+inline constexpr double kReverseGainLeast = 0.6;
+inline constexpr double kReverseGainMost = 1.8;
+
+// ---- what is told ----
+
+inline constexpr double kColouredSheet = 0.25;   // ln of the largest channel over the smallest; below: stain, lamp
+inline constexpr double kUnevenTold = 0.10;      // ln, from the darkest paper to the lightest
+inline constexpr double kShowThroughTold = 0.06; // levels below paper
+inline constexpr double kWeakInkTold = 0.7;      // level of strokes
+inline constexpr double kObjectsTold = 0.01;     // share of the cells
+inline constexpr double kPaperSure = 0.4;        // share of the cells from which the confidence is at its most
+inline constexpr double kConfidenceLeast = 0.5;
+inline constexpr double kConfidenceMost = 0.95;
+
 } // namespace page

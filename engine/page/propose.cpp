@@ -1,0 +1,231 @@
+#include "engine/page/propose.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "engine/common/convert.h"
+#include "engine/common/power_curve.h"
+#include "engine/common/record.h"
+#include "engine/image/pixels.h"
+#include "engine/page/figures.h"
+#include "engine/page/ground.h"
+#include "engine/page/order.h"
+#include "engine/page/paper.h"
+#include "engine/page/surface.h"
+
+namespace page {
+namespace {
+
+// A piece of a pre-scan with what its means hide.
+struct Piece {
+  int left = 0, top = 0;
+  Planes planes;
+  std::vector<uint8_t> mean; // R G B line by line, where the image has another order
+};
+
+// What the analysis area's upright outline holds, from a corner of a cell of the image on. Null without a cell.
+Piece Cut(const ZEP3_BmpInfo& image, const ZEP3_DETAIL* detail) {
+  const auto within = [](int64_t v, int64_t most) { return static_cast<int>(std::clamp<int64_t>(v, 0, most)); };
+  const auto toCell = [](int v) { return (v + kCell - 1) / kCell * kCell; };
+  Piece piece;
+  Planes& planes = piece.planes;
+  piece.left = toCell(within(image.area.ptLeft.x, image.lWidth));
+  piece.top = toCell(within(image.area.ptTop.y, image.lHeight));
+  planes.width = within(image.area.ptRight.x, image.lWidth) - piece.left;
+  planes.height = within(image.area.ptBottom.y, image.lHeight) - piece.top;
+  if (planes.width < kCell || planes.height < kCell) return {};
+  const PixelLayout layout = LayoutOf(image);
+  const auto line = [&](int y) {
+    return image.pBits + (piece.top + y) * image.lBytesPerLine + int64_t{piece.left} * layout.samples;
+  };
+  if (layout == kRgb) {
+    planes.mean = line(0);
+    planes.meanLine = image.lBytesPerLine;
+  } else {
+    planes.meanLine = int64_t{3} * planes.width;
+    piece.mean.resize(static_cast<size_t>(planes.meanLine) * static_cast<size_t>(planes.height));
+    planes.mean = piece.mean.data();
+    uint8_t* to = piece.mean.data();
+    for (int y = 0; y < planes.height; y++) {
+      const uint8_t* pixel = line(y);
+      for (int x = 0; x < planes.width; x++, pixel += layout.samples, to += 3) {
+        to[0] = pixel[layout.red];
+        to[1] = pixel[layout.green];
+        to[2] = pixel[layout.blue];
+      }
+    }
+  }
+  if (detail != nullptr) {
+    const int64_t first = piece.top * image.lWidth + piece.left;
+    planes.darkest = detail->pDarkest == nullptr ? nullptr : detail->pDarkest + 3 * first;
+    planes.deviation = detail->pDeviation == nullptr ? nullptr : detail->pDeviation + first;
+    planes.detailLine = image.lWidth;
+  }
+  return piece;
+}
+
+double LightOf(double level) { return std::pow(std::max(level, 0.0), kGamma); }
+double LevelOf(double light) { return std::pow(std::clamp(light, 0.0, 1.0), 1.0 / kGamma); }
+
+// A shadow point, as a share of the highlight's level, and a gamma, with which the curve of a channel takes a veil off:
+// light v becomes (v - veil) / (1 - veil). The curve meets that at the shadow output and half way up.
+struct Shadow {
+  double in; // display level of gamma 2.2, paper 1
+  double gamma;
+};
+
+constexpr double kShadowOut = 10.0; // linear level
+
+Shadow ShadowOf(double veil) {
+  const auto before = [&](double linear) { return LevelOf(Light(linear) * (1.0 - veil) + veil); };
+  const auto linearOf = [](double level) { return 255.0 * std::pow(level, kGamma / 1.8); };
+  const double in = before(kShadowOut);
+  constexpr double kHalfWay = 110.0; // linear level
+  const double half = linearOf(before(kHalfWay));
+  double least = 1.0, most = 4.0;
+  for (int i = 0; i < 40; i++) {
+    const double gamma = 0.5 * (least + most);
+    const PowerCurve curve = MatchCurve(linearOf(in), 255.0, 255.0 / kShadowOut, 255.0, gamma, NearOffset::kFloor);
+    (curve.At(half) < kHalfWay ? least : most) = gamma;
+  }
+  return {in, 0.5 * (least + most)};
+}
+
+// ZEP3_PARA's scale before it is converted to the display gamma, of a level of gamma 2.2.
+int64_t PointOf(double level) { return ClampToLevel16(255.0 * std::pow(level, kGamma / 1.8)); }
+
+// The paper's colour: medians over the cells where it is seen.
+Colour PaperOf(const Surface& surface, const Mask& known) {
+  Colour paper = {};
+  std::vector<float> levels;
+  for (size_t c = 0; c < 3; c++) {
+    levels.clear();
+    for (size_t i = 0; i < known.Size(); i++) {
+      if (known.cells[i] != 0) levels.push_back(surface.level.cells[i][c]);
+    }
+    paper[c] = MedianOf(levels);
+  }
+  return paper;
+}
+
+// How sure it is that the paper is what was taken for it: by the share of the page, less where that is noisy.
+double ConfidenceOf(const Figures& figures) {
+  const double share = std::clamp((figures.known - kPaperLeast) / (kPaperSure - kPaperLeast), 0.0, 1.0);
+  return kConfidenceLeast + (kConfidenceMost - kConfidenceLeast) * share;
+}
+
+// By what a level of the pre-scan's light changes from place to place: the surface's 98th over its 2nd percentile, ln.
+double UnevennessOf(const Surface& surface, const Mask& known) {
+  std::vector<float> means;
+  for (size_t i = 0; i < known.Size(); i++) {
+    if (known.cells[i] != 0) means.push_back(Mean(surface.level.cells[i]));
+  }
+  if (means.empty()) return 0.0;
+  std::sort(means.begin(), means.end());
+  const auto at = [&](double share) {
+    return means[static_cast<size_t>(share * static_cast<double>(means.size() - 1))];
+  };
+  return double{std::log(std::max(at(0.98), kDarkest) / std::max(at(0.02), kDarkest))};
+}
+
+bool WriteSurface(const Piece& piece, const Surface& surface, const Figures& figures, bool reverse, double reference,
+                  ZEP3_SURFACE& out) {
+  const auto cells = static_cast<int64_t>(surface.level.Size());
+  if (out.pCells == nullptr || out.lRoom < cells) return false;
+  out.lFound = reverse ? ZEP3_SURFACE_REVERSE : ZEP3_SURFACE_PAPER;
+  out.lLeft = piece.left * out.lSide;
+  out.lTop = piece.top * out.lSide;
+  out.lSide *= kCell;
+  out.lColumns = surface.level.columns;
+  out.lRows = surface.level.rows;
+  const double toScan = kGamma / (static_cast<double>(out.lScanGamma) / 10.0);
+  const auto gain = [&](double v) { return static_cast<float>(toScan == 1.0 ? v : std::pow(v, toScan)); };
+  for (int64_t i = 0; i < cells; i++) {
+    const auto at = static_cast<size_t>(i);
+    const Colour& level = surface.level.cells[at];
+    ZEP3_CELL& cell = out.pCells[i];
+    for (size_t c = 0; c < 3; c++) {
+      cell.fGain[c] = reverse ? gain(std::clamp(reference / double{Mean(level)}, kReverseGainLeast, kReverseGainMost))
+                              : gain(1.0 / (double{std::max(level[c], kSurfaceLeast)} * figures.centre));
+    }
+    cell.lLies = reverse ? 0U
+                         : (surface.strokes.cells[at] != 0 ? uint32_t{ZEP3_CELL_STROKES} : 0U) |
+                               (surface.whiten.cells[at] != 0 ? uint32_t{ZEP3_CELL_WHITEN} : 0U);
+  }
+  return true;
+}
+
+} // namespace
+
+bool Propose(const ZEP3_BmpInfo& image, const Request& request, ZEP3_PARA& para, ZEP3_EVIDENCE& evidence,
+             Measured& measured) {
+  const Piece piece = Cut(image, request.detail);
+  const Planes& planes = piece.planes;
+  if (planes.mean == nullptr) return false;
+  const Levels levels;
+  const Ground ground = FindGround(planes, levels);
+  const Paper paper = FindPaper(ground);
+  const Surface surface = MeasureSurface(planes, levels, ground, paper);
+  const Figures figures = MeasureFigures(planes, levels, ground, paper, surface);
+  const Colour sheet = PaperOf(surface, paper.known);
+
+  PageEvidence& seen = measured.page;
+  seen.paper = figures.known;
+  seen.objects = figures.objects;
+  for (size_t c = 0; c < 3; c++) seen.sheet[c] = 255.0 * double{sheet[c]};
+  seen.uneven = UnevennessOf(surface, paper.known);
+  seen.noise = figures.noise;
+  seen.deep = figures.deep;
+  seen.strokes = figures.strokes;
+  seen.darkest = figures.darkest;
+  const auto reason = [&](bool so, int64_t bit) { evidence.lReasons |= so ? bit : 0; };
+  if (!HasPaper(figures)) {
+    evidence.lReasons |= ZEP3_REASON_NO_PAPER;
+    return false;
+  }
+  const float lightest = std::max({sheet[0], sheet[1], sheet[2]}), least = std::min({sheet[0], sheet[1], sheet[2]});
+  const bool coloured = double{std::log(lightest / std::max(least, kDarkest))} > kColouredSheet;
+  reason(seen.uneven > kUnevenTold, ZEP3_REASON_UNEVEN_LIGHT);
+  reason(coloured && !ground.reverse, ZEP3_REASON_COLOURED_SHEET);
+  reason(ground.reverse, ZEP3_REASON_REVERSE);
+  reason(!ground.reverse && figures.deep > kShowThroughTold, ZEP3_REASON_SHOW_THROUGH);
+  reason(!ground.reverse && figures.strokes > kWeakInkTold, ZEP3_REASON_WEAK_INK);
+  reason(figures.objects > kObjectsTold, ZEP3_REASON_PICTURES_KEPT);
+
+  evidence.lAnalysis = ZEP3_ANALYSIS_PAGE;
+  evidence.dConfidence = ConfidenceOf(figures);
+  para.ic.wHlCurveType = ZEP3_HL_HARD_CLIP;
+  para.ic.wSdCurveType = ZEP3_SD_HARD_CLIP;
+  para.lSaturation = 0;
+  const Shadow strokes = ShadowOf(ground.reverse ? 0.0 : figures.strokesVeil);
+  const Shadow objects = ShadowOf(ground.reverse ? 0.0 : figures.veil);
+  const bool keepsColour = para.wSubMode == ZEP3_SUB_DOCUMENT && coloured;
+  const double grain = std::min(1.0 - figures.whiteTo, kGrainByTables);
+  for (size_t c = 0; c < 3; c++) {
+    const double own = double{keepsColour ? lightest : sheet[c]};
+    const double white = ground.reverse ? 1.0 : std::clamp(own * figures.centre * (1.0 - grain), 0.05, 1.0);
+    para.ic.ch[c] = {PointOf(white), PointOf(white * strokes.in), ToLevel16(255.0), ToLevel16(kShadowOut),
+                     std::llround(100.0 * strokes.gamma)};
+  }
+  if (request.surface != nullptr) {
+    ZEP3_SURFACE& out = *request.surface;
+    const double reference = ground.reverse ? double{Mean(sheet)} : 1.0;
+    if (!WriteSurface(piece, surface, figures, ground.reverse, reference, out)) return false;
+    const double toDisplay = kGamma / (static_cast<double>(para.lScreenGamma) / 10.0);
+    for (size_t c = 0; c < 3; c++) {
+      const double level = double{sheet[c]} * figures.centre * (1.0 - grain);
+      out.dPaper[c] = ground.reverse ? 1.0 : std::pow(std::clamp(level, 0.05, 1.0), toDisplay);
+    }
+    out.dObjectShadow = std::pow(objects.in / strokes.in, toDisplay);
+    out.dObjectGamma = objects.gamma / strokes.gamma;
+    // On paper of 1 before the veil is taken off.
+    const auto before = [&](double level) {
+      return LevelOf(LightOf(level) * (1.0 - figures.strokesVeil) + figures.strokesVeil);
+    };
+    out.dWhiteFrom = std::pow(before(figures.whiteFrom), kGamma / (static_cast<double>(out.lScanGamma) / 10.0));
+    out.dWhiteTo = std::pow(before(figures.whiteTo), kGamma / (static_cast<double>(out.lScanGamma) / 10.0));
+  }
+  return true;
+}
+
+} // namespace page
