@@ -21,15 +21,6 @@ bool HasCells(const ZEP3_SURFACE& surface) {
          isSide(surface.lRows) && isPlace(surface.lLeft) && isPlace(surface.lTop);
 }
 
-template <class Sample>
-void ApplyToPiece(const ZEP3_BmpInfo& piece, int64_t x, int64_t y, const ZEP3_SURFACE& surface, const uint16_t* table) {
-  const PixelLayout layout = ScanLayoutOf(piece);
-  for (int64_t line = 0; line < piece.lHeight; line++) {
-    auto* first = reinterpret_cast<Sample*>(piece.pBits + line * piece.lBytesPerLine);
-    page::Apply(first, piece.lWidth, layout, x, y + line, surface, table);
-  }
-}
-
 } // namespace
 
 int64_t GetZEP3SurfaceRoom(int64_t lWidth, int64_t lHeight) {
@@ -58,7 +49,9 @@ int ApplyZEP3Page(const ZEP3_BmpInfo* piece, int64_t lX, int64_t lY, const ZEP3_
   if (piece->lWidth == 0 || piece->lHeight == 0) return 1;
   if (!IsScanAddressable(*piece)) return 0;
   const FloatEnvironment environment;
-  (piece->lBitCount == ZEP3_BITS_16 ? ApplyToPiece<uint16_t> : ApplyToPiece<uint8_t>)(*piece, lX, lY, *surface, table);
+  const auto apply = piece->lBitCount == ZEP3_BITS_16 ? page::Apply<uint16_t> : page::Apply<uint8_t>;
+  apply(piece->pBits, piece->lBytesPerLine, piece->lWidth, piece->lHeight, ScanLayoutOf(*piece), lX, lY, *surface,
+        table);
   return 1;
 } catch (...) {
   return 0;

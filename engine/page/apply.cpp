@@ -1,7 +1,11 @@
+// In whole numbers, so that every processor gives the same. Between the centres of four cells lies a square; most
+// squares are of one kind, paper with strokes, and most pixels in them are white: those are found many at a time by the
+// least level that is white everywhere in the square.
 #include "engine/page/apply.h"
 
 #include <algorithm>
-#include <cmath>
+#include <array>
+#include <limits>
 #include <vector>
 
 #include "engine/lut/apply.h"
@@ -10,81 +14,333 @@
 namespace page {
 namespace {
 
-// What a place has, between the centres of four cells.
-struct Place {
-  float gain[3];
-  float strokes, whiten;
+// Gains in whole numbers: a sample times such a number, over 2^kShift, is an entry of a table. A gain ends at
+// kGainMost, where paper would be as dark as 2 of 255.
+template <class Sample>
+struct Fixed {
+  static constexpr bool kByte = sizeof(Sample) == 1;
+  static constexpr int64_t kEntries = kByte ? int64_t{ZEP3_PAGE_ENTRIES_8} : int64_t{ZEP3_PAGE_ENTRIES_16};
+  static constexpr int kShift = kByte ? 20 : 24;
+  static constexpr double kGainMost = 100.0; // keeps numbers below 2^30
+  static constexpr double kPerGain = static_cast<double>(kEntries - 1) / kTableMost /
+                                     static_cast<double>(kTableEntries<Sample> - 1) * (int64_t{1} << kShift);
+  static int64_t Of(float gain) {
+    const auto v = double{gain};
+    return v > 0.0 ? static_cast<int64_t>(std::min(v, kGainMost) * kPerGain + 0.5) : 0; // not a number: 0
+  }
+  static int64_t Entry(Sample v, int64_t gain) {
+    return std::min((static_cast<int64_t>(v) * gain + (int64_t{1} << (kShift - 1))) >> kShift, kEntries - 1);
+  }
 };
 
-float Of(const ZEP3_CELL& cell, uint32_t flag) { return (cell.lLies & flag) != 0 ? 1.0F : 0.0F; }
+// Lines or columns of cells, of a side of pixels each.
+struct Axis {
+  int64_t first, side, cells;
 
-// Drawn back a cell's third from where the neighbour is something else.
-float Drawn(float share) { return std::clamp(2.0F * share - 0.8F, 0.0F, 1.0F); }
-
-// Cell and share of the next one for a coordinate of a pixel.
-struct Between {
-  int64_t cell, next;
-  float part;
+  // The last cell whose centre lies at or before pixel `at`; -1 before the first's.
+  int64_t Before(int64_t at) const {
+    const int64_t from = at - first - side / 2;
+    return from < 0 ? -1 : std::min(from / side, cells - 1);
+  }
+  // The first pixel of a cell's Before.
+  int64_t Begin(int64_t cell) const { return first + cell * side + side / 2; }
+  // Beyond the outermost centres the outermost go on.
+  int64_t This(int64_t cell) const { return std::max<int64_t>(cell, 0); }
+  int64_t Next(int64_t cell) const { return std::min(cell + 1, cells - 1); }
+  // How far pixel `at` is from that cell's centre to the next one's; of a pixel + 1/2, of a cell (cell + 1/2) side.
+  double Part(int64_t at, int64_t cell) const {
+    return static_cast<double>(2 * (at - first - cell * side) + 1 - side) / (2.0 * static_cast<double>(side));
+  }
 };
-Between CellsOf(int64_t at, int64_t first, int64_t side, int64_t cells) {
-  const double place = (static_cast<double>(at - first) + 0.5) / static_cast<double>(side) - 0.5;
-  const double within = std::clamp(place, 0.0, static_cast<double>(cells - 1));
-  const auto cell = static_cast<int64_t>(within);
-  return {cell, std::min(cell + 1, cells - 1), static_cast<float>(within - static_cast<double>(cell))};
+
+int64_t Between(int64_t a, int64_t b, double part) {
+  return a + static_cast<int64_t>(part * static_cast<double>(b - a));
 }
 
-uint16_t Mix(uint16_t a, uint16_t b, float share) {
-  return static_cast<uint16_t>(static_cast<float>(a) + share * (static_cast<float>(b) - static_cast<float>(a)) + 0.5F);
+// Shares, of 2^15: with differences of 16-bit levels they stay within 32 bits.
+constexpr int32_t kWhole = 1 << 15;
+
+int32_t Mix(int32_t a, int32_t b, int32_t share) { return a + (((b - a) * share + kWhole / 2) >> 15); }
+
+// Flags of cells are drawn back a third of a cell from where the neighbour has none.
+int32_t Drawn(int64_t share) {
+  return static_cast<int32_t>(std::clamp<int64_t>(2 * share - kWhole * 4 / 5, 0, kWhole));
 }
+
+// What runs along a line between two columns of cells: gains, and shares of the flags.
+struct Slope {
+  std::array<int64_t, 3> gain, gainStep;
+  int64_t strokes, strokesStep, whiten, whitenStep;
+
+  void Go(int64_t pixels) {
+    for (size_t c = 0; c < 3; c++) gain[c] += pixels * gainStep[c];
+    strokes += pixels * strokesStep;
+    whiten += pixels * whitenStep;
+  }
+};
+
+template <class Sample>
+class Piece {
+ public:
+  Piece(int64_t x, int64_t width, const PixelLayout& layout, const ZEP3_SURFACE& surface, const uint16_t* table)
+      : m_x(x),
+        m_width(width),
+        m_layout(layout),
+        m_across{surface.lLeft, surface.lSide, surface.lColumns},
+        m_down{surface.lTop, surface.lSide, surface.lRows},
+        m_cells(surface.pCells),
+        m_table(table),
+        m_white(table + 6 * kEntries) {
+    m_allWhite = std::lower_bound(m_white, m_white + kEntries, uint16_t{65535}) - m_white;
+    constexpr auto kOne = static_cast<int64_t>(static_cast<double>(kEntries - 1) / kTableMost + 0.5);
+    for (int c = 0; c < 3; c++) m_paper[static_cast<size_t>(c)] = m_table[c * kEntries + kOne];
+    for (int64_t i = 0; i < kBlock; i++) {
+      Sample* pixel = &m_paperBlock[static_cast<size_t>(i * layout.samples)];
+      if (!layout.IsGray()) {
+        pixel[layout.red] = ToSample(m_paper[0]);
+        pixel[layout.blue] = ToSample(m_paper[2]);
+      }
+      pixel[layout.green] = ToSample(m_paper[1]);
+    }
+    m_firstSquare = m_across.Before(x);
+    m_squares.resize(static_cast<size_t>(m_across.Before(x + width - 1) - m_firstSquare + 1));
+    m_darker.resize(static_cast<size_t>(width * layout.samples));
+  }
+
+  void Line(Sample* first, int64_t y) {
+    const int64_t row = m_down.Before(y);
+    if (!m_found || row != m_row) FindSquares(row);
+    m_row = row;
+    m_found = true;
+    m_rowPart = m_down.Part(y, row);
+    const int64_t samples = m_layout.samples, block = kBlock * samples;
+    int64_t changed = 0; // up to here
+    for (int64_t at = 0; at + kBlock <= m_width; at += kBlock) {
+      if (IsDarker(first + at * samples, &m_darker[static_cast<size_t>(at * samples)], block)) continue;
+      Change(first, changed, at);
+      changed = at + kBlock;
+      if (samples % 2 != 0) {
+        std::copy_n(m_paperBlock.data(), block, first + at * samples);
+      } else {
+        for (int64_t i = at; i < changed; i++) SetPaper(first + i * samples);
+      }
+    }
+    Change(first, changed, m_width);
+  }
+
+ private:
+  using Numbers = Fixed<Sample>;
+  static constexpr int64_t kEntries = Numbers::kEntries;
+  static constexpr int64_t kBlock = 16;      // pixels looked at together
+  static constexpr int64_t kSamplesMost = 4; // of a pixel
+  static constexpr int64_t kRun = 256;       // pixels after which numbers are interpolated anew: steps are rounded
+
+  struct Square {
+    bool mixed;                                 // corners of several kinds
+    bool strokes, whiten;                       // of all corners, if not mixed
+    std::array<std::array<int64_t, 3>, 4> gain; // of the corners: upper left and right, lower left and right
+    std::array<uint32_t, 4> lies;
+    std::array<Sample, kBlock * kSamplesMost>
+        white; // samples of a block as light as that are white in all of the square
+  };
+
+  void SetPaper(Sample* pixel) const {
+    if (!m_layout.IsGray()) {
+      pixel[m_layout.red] = m_paperBlock[static_cast<size_t>(m_layout.red)];
+      pixel[m_layout.blue] = m_paperBlock[static_cast<size_t>(m_layout.blue)];
+    }
+    pixel[m_layout.green] = m_paperBlock[static_cast<size_t>(m_layout.green)];
+  }
+
+  static Sample ToSample(int32_t level) {
+    if constexpr (sizeof(Sample) == 1) {
+      return Level8Of16(static_cast<uint16_t>(level));
+    } else {
+      return static_cast<uint16_t>(level);
+    }
+  }
+
+  void FindSquares(int64_t row) {
+    for (size_t i = 0; i < m_squares.size(); i++) {
+      Square& square = m_squares[i];
+      const int64_t column = m_firstSquare + static_cast<int64_t>(i);
+      uint32_t any = 0, all = ZEP3_CELL_STROKES | ZEP3_CELL_WHITEN;
+      for (size_t k = 0; k < 4; k++) {
+        const int64_t r = k < 2 ? m_down.This(row) : m_down.Next(row);
+        const ZEP3_CELL& cell =
+            m_cells[r * m_across.cells + (k % 2 == 0 ? m_across.This(column) : m_across.Next(column))];
+        for (size_t c = 0; c < 3; c++) square.gain[k][c] = Numbers::Of(cell.fGain[c]);
+        square.lies[k] = cell.lLies & (ZEP3_CELL_STROKES | ZEP3_CELL_WHITEN);
+        any |= square.lies[k];
+        all &= square.lies[k];
+      }
+      square.mixed = any != all;
+      square.strokes = (all & ZEP3_CELL_STROKES) != 0;
+      square.whiten = (all & ZEP3_CELL_WHITEN) != 0;
+      SetDarker(square, column);
+    }
+  }
+
+  // Pixels with all samples above these are white in all of the square.
+  void SetDarker(const Square& square, int64_t column) {
+    std::array<Sample, 3> darker;
+    darker.fill(std::numeric_limits<Sample>::max());
+    for (size_t c = 0; c < 3 && square.whiten && !square.mixed && m_allWhite < kEntries; c++) {
+      const auto& g = square.gain;
+      // Less what steps are rounded off by.
+      const int64_t least = std::min({g[0][c], g[1][c], g[2][c], g[3][c]}) - 2 * kRun;
+      if (least <= 0) continue;
+      const int64_t wanted = (m_allWhite << Numbers::kShift) - (int64_t{1} << (Numbers::kShift - 1));
+      darker[c] = static_cast<Sample>(std::clamp<int64_t>((wanted - 1) / least, 0, darker[c]));
+    }
+    const int64_t end = column >= m_across.cells - 1 ? m_width : std::min(m_width, m_across.Begin(column + 1) - m_x);
+    for (int64_t at = column < 0 ? 0 : std::max<int64_t>(0, m_across.Begin(column) - m_x); at < end; at++) {
+      Sample* pixel = &m_darker[static_cast<size_t>(at * m_layout.samples)];
+      if (!m_layout.IsGray()) {
+        pixel[m_layout.red] = darker[0];
+        pixel[m_layout.blue] = darker[2];
+      }
+      pixel[m_layout.green] = darker[1];
+    }
+  }
+
+  // Whether any sample is not above its bound.
+  static bool IsDarker(const Sample* at, const Sample* bound, int64_t samples) {
+    Sample any = 0;
+    for (int64_t i = 0; i < samples; i++) any = static_cast<Sample>(any | (at[i] <= bound[i] ? 1 : 0));
+    return any != 0;
+  }
+
+  void Change(Sample* first, int64_t from, int64_t end) const {
+    while (from < end) {
+      const int64_t column = m_across.Before(m_x + from);
+      const Square& square = m_squares[static_cast<size_t>(column - m_firstSquare)];
+      // Numbers are taken anew from time to time, at the same places whatever the piece: their steps are rounded.
+      int64_t begin = from, to = end;
+      if (column < 0) {
+        to = std::min(end, m_across.Begin(0) - m_x);
+      } else if (column < m_across.cells - 1) {
+        const int64_t left = m_across.Begin(column) - m_x;
+        begin = left + (from - left) / kRun * kRun;
+        to = std::min({end, begin + kRun, left + m_across.side});
+      }
+      Slope slope = SlopeAt(begin, column, square);
+      slope.Go(from - begin);
+      Sample* pixel = first + from * m_layout.samples;
+      if (square.mixed) {
+        ChangeMixed(pixel, to - from, slope);
+      } else {
+        const uint16_t* table = m_table + (square.strokes ? 0 : 3 * kEntries);
+        if (m_layout == kRgb) {
+          ChangeAlike(pixel, to - from, kRgb, slope, table, square.whiten);
+        } else {
+          ChangeAlike(pixel, to - from, m_layout, slope, table, square.whiten);
+        }
+      }
+      from = to;
+    }
+  }
+
+  // At a pixel of the piece's line, and from there on.
+  Slope SlopeAt(int64_t begin, int64_t column, const Square& square) const {
+    const double part = m_across.Part(m_x + begin, column), perPixel = 1.0 / static_cast<double>(m_across.side);
+    const auto along = [&](int64_t a, int64_t b, int64_t c, int64_t d, int64_t& start, int64_t& step) {
+      const int64_t left = Between(a, c, m_rowPart), right = Between(b, d, m_rowPart);
+      start = left == right ? left : Between(left, right, part);
+      step = static_cast<int64_t>(static_cast<double>(right - left) * perPixel);
+    };
+    Slope slope = {};
+    const auto& g = square.gain;
+    for (size_t c = 0; c < 3; c++) along(g[0][c], g[1][c], g[2][c], g[3][c], slope.gain[c], slope.gainStep[c]);
+    if (square.mixed) {
+      const auto share = [&](size_t corner, uint32_t of) {
+        return (square.lies[corner] & of) != 0 ? int64_t{kWhole} : 0;
+      };
+      const auto flag = [&](uint32_t of, int64_t& start, int64_t& step) {
+        along(share(0, of), share(1, of), share(2, of), share(3, of), start, step);
+      };
+      flag(ZEP3_CELL_STROKES, slope.strokes, slope.strokesStep);
+      flag(ZEP3_CELL_WHITEN, slope.whiten, slope.whitenStep);
+    }
+    return slope;
+  }
+
+  // Share of white, of kWhole.
+  int32_t WhiteOf(int64_t entry) const { return (m_white[entry] + 1) >> 1; }
+
+  // Without branches by level: in grain they are foretold wrong.
+  void ChangeAlike(Sample* pixel, int64_t pixels, const PixelLayout& layout, const Slope& slope, const uint16_t* table,
+                   bool whiten) const {
+    auto [red, green, blue] = slope.gain;
+    const auto [redStep, greenStep, blueStep] = slope.gainStep;
+    const bool gray = layout.IsGray();
+    const int32_t most = whiten ? -1 : 0;
+    for (int64_t i = 0; i < pixels; i++, pixel += layout.samples) {
+      const int64_t g = Numbers::Entry(pixel[layout.green], green);
+      const int64_t r = gray ? g : Numbers::Entry(pixel[layout.red], red);
+      const int64_t b = gray ? g : Numbers::Entry(pixel[layout.blue], blue);
+      red += redStep;
+      green += greenStep;
+      blue += blueStep;
+      const int32_t t = WhiteOf(std::min(std::min(r, g), b)) & most;
+      if (!gray) {
+        pixel[layout.red] = ToSample(Mix(table[r], m_paper[0], t));
+        pixel[layout.blue] = ToSample(Mix(table[2 * kEntries + b], m_paper[2], t));
+      }
+      pixel[layout.green] = ToSample(Mix(table[kEntries + g], m_paper[1], t));
+    }
+  }
+
+  void ChangeMixed(Sample* pixel, int64_t pixels, Slope slope) const {
+    const int offset[3] = {m_layout.red, m_layout.green, m_layout.blue};
+    const int from = m_layout.IsGray() ? 1 : 0, to = m_layout.IsGray() ? 2 : 3;
+    for (int64_t i = 0; i < pixels; i++, pixel += m_layout.samples) {
+      std::array<int64_t, 3> entry = {};
+      int64_t least = kEntries - 1;
+      for (int c = from; c < to; c++) {
+        const auto k = static_cast<size_t>(c);
+        entry[k] = Numbers::Entry(pixel[offset[c]], slope.gain[k]);
+        least = std::min(least, entry[k]);
+      }
+      const int32_t strokes = Drawn(slope.strokes);
+      const int32_t t = (WhiteOf(least) * Drawn(slope.whiten)) >> 15;
+      for (int c = from; c < to; c++) {
+        const auto k = static_cast<size_t>(c);
+        const uint16_t* const stroke = m_table + c * kEntries + entry[k];
+        pixel[offset[c]] = ToSample(Mix(Mix(stroke[3 * kEntries], *stroke, strokes), m_paper[k], t));
+      }
+      slope.Go(1);
+    }
+  }
+
+  int64_t m_x, m_width;
+  PixelLayout m_layout;
+  Axis m_across, m_down;
+  const ZEP3_CELL* m_cells;
+  const uint16_t *m_table, *m_white;
+  int64_t m_allWhite; // the entry from which a pixel is white
+  std::array<int32_t, 3> m_paper;
+  std::array<Sample, kBlock* kSamplesMost> m_paperBlock = {};
+  int64_t m_row = 0;      // of cells, above the line
+  double m_rowPart = 0.0; // from its centre to the next one's
+  bool m_found = false;   // squares of that row
+  int64_t m_firstSquare;  // the column of cells left of it; -1: left of the first cell's centre
+  std::vector<Square> m_squares;
+  std::vector<Sample> m_darker; // by sample of a line: not white, perhaps; of samples that are no channels 0
+};
 
 } // namespace
 
 template <class Sample>
-void Apply(Sample* first, int64_t pixels, const PixelLayout& layout, int64_t x, int64_t y, const ZEP3_SURFACE& surface,
-           const uint16_t* table) {
-  constexpr int64_t kEntries = sizeof(Sample) == 1 ? int64_t{ZEP3_PAGE_ENTRIES_8} : int64_t{ZEP3_PAGE_ENTRIES_16};
-  constexpr float kLast = static_cast<float>(kEntries - 1);
-  constexpr float kScale = kLast / static_cast<float>(kTableMost) / static_cast<float>(kTableEntries<Sample> - 1);
-  const uint16_t* const white = table + 6 * kEntries;
-  const auto one = static_cast<int64_t>(kLast / static_cast<float>(kTableMost) + 0.5F);
-  const Between rows = CellsOf(y, surface.lTop, surface.lSide, surface.lRows);
-  const ZEP3_CELL* const upper = surface.pCells + rows.cell * surface.lColumns;
-  const ZEP3_CELL* const lower = surface.pCells + rows.next * surface.lColumns;
-  const int offset[3] = {layout.red, layout.green, layout.blue};
-  const int from = layout.IsGray() ? 1 : 0, to = layout.IsGray() ? 2 : 3;
-  for (int64_t i = 0; i < pixels; i++, first += layout.samples) {
-    const Between columns = CellsOf(x + i, surface.lLeft, surface.lSide, surface.lColumns);
-    const auto at = [&](auto value) {
-      const float a = value(upper[columns.cell]), b = value(upper[columns.next]);
-      const float c = value(lower[columns.cell]), d = value(lower[columns.next]);
-      const float top = a + columns.part * (b - a), bottom = c + columns.part * (d - c);
-      return top + rows.part * (bottom - top);
-    };
-    const float strokes = Drawn(at([](const ZEP3_CELL& cell) { return Of(cell, ZEP3_CELL_STROKES); }));
-    const float whiten = Drawn(at([](const ZEP3_CELL& cell) { return Of(cell, ZEP3_CELL_WHITEN); }));
-    int64_t entry[3], least = kEntries - 1;
-    for (int c = from; c < to; c++) {
-      const float gain = at([c](const ZEP3_CELL& cell) { return cell.fGain[c]; });
-      const float n = static_cast<float>(first[offset[c]]) * gain * kScale + 0.5F;
-      entry[c] = n > 0.0F ? (n < kLast ? static_cast<int64_t>(n) : kEntries - 1) : 0; // not a number: 0
-      least = std::min(least, entry[c]);
-    }
-    const float t = whiten * static_cast<float>(white[least]) / 65535.0F;
-    for (int c = from; c < to; c++) {
-      const uint16_t* const stroke = table + c * kEntries;
-      const uint16_t* const object = stroke + 3 * kEntries;
-      uint16_t v = Mix(object[entry[c]], stroke[entry[c]], strokes);
-      v = Mix(v, stroke[one], t);
-      if constexpr (sizeof(Sample) == 1) {
-        first[offset[c]] = Level8Of16(v);
-      } else {
-        first[offset[c]] = v;
-      }
-    }
-  }
+void Apply(uint8_t* pixels, int64_t stride, int64_t width, int64_t height, const PixelLayout& layout, int64_t x,
+           int64_t y, const ZEP3_SURFACE& surface, const uint16_t* table) {
+  Piece<Sample> piece(x, width, layout, surface, table);
+  for (int64_t line = 0; line < height; line++) piece.Line(reinterpret_cast<Sample*>(pixels + line * stride), y + line);
 }
 
-template void Apply(uint8_t*, int64_t, const PixelLayout&, int64_t, int64_t, const ZEP3_SURFACE&, const uint16_t*);
-template void Apply(uint16_t*, int64_t, const PixelLayout&, int64_t, int64_t, const ZEP3_SURFACE&, const uint16_t*);
+template void Apply<uint8_t>(uint8_t*, int64_t, int64_t, int64_t, const PixelLayout&, int64_t, int64_t,
+                             const ZEP3_SURFACE&, const uint16_t*);
+template void Apply<uint16_t>(uint8_t*, int64_t, int64_t, int64_t, const PixelLayout&, int64_t, int64_t,
+                              const ZEP3_SURFACE&, const uint16_t*);
 
 } // namespace page

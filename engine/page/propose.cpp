@@ -9,7 +9,7 @@
 #include "engine/image/pixels.h"
 #include "engine/page/figures.h"
 #include "engine/page/ground.h"
-#include "engine/page/order.h"
+#include "engine/page/histogram.h"
 #include "engine/page/paper.h"
 #include "engine/page/surface.h"
 
@@ -96,15 +96,13 @@ int64_t PointOf(double level) { return ClampToLevel16(255.0 * std::pow(level, kG
 
 // The paper's colour: medians over the cells where it is seen.
 Colour PaperOf(const Surface& surface, const Mask& known) {
-  Colour paper = {};
-  std::vector<float> levels;
-  for (size_t c = 0; c < 3; c++) {
-    levels.clear();
-    for (size_t i = 0; i < known.Size(); i++) {
-      if (known.cells[i] != 0) levels.push_back(surface.level.cells[i][c]);
-    }
-    paper[c] = MedianOf(levels);
+  std::array<Histogram, 3> levels = {Histogram(0.0F, 1.0F), Histogram(0.0F, 1.0F), Histogram(0.0F, 1.0F)};
+  for (size_t i = 0; i < known.Size(); i++) {
+    if (known.cells[i] == 0) continue;
+    for (size_t c = 0; c < 3; c++) levels[c].Add(surface.level.cells[i][c]);
   }
+  Colour paper = {};
+  for (size_t c = 0; c < 3; c++) paper[c] = static_cast<float>(levels[c].Percentile(50.0));
   return paper;
 }
 
@@ -116,16 +114,12 @@ double ConfidenceOf(const Figures& figures) {
 
 // By what a level of the pre-scan's light changes from place to place: the surface's 98th over its 2nd percentile, ln.
 double UnevennessOf(const Surface& surface, const Mask& known) {
-  std::vector<float> means;
+  Histogram means(0.0F, 1.0F);
   for (size_t i = 0; i < known.Size(); i++) {
-    if (known.cells[i] != 0) means.push_back(Mean(surface.level.cells[i]));
+    if (known.cells[i] != 0) means.Add(Mean(surface.level.cells[i]));
   }
-  if (means.empty()) return 0.0;
-  std::sort(means.begin(), means.end());
-  const auto at = [&](double share) {
-    return means[static_cast<size_t>(share * static_cast<double>(means.size() - 1))];
-  };
-  return double{std::log(std::max(at(0.98), kDarkest) / std::max(at(0.02), kDarkest))};
+  const auto at = [&](double percent) { return std::max(means.Percentile(percent), double{kDarkest}); };
+  return std::log(at(98.0) / at(2.0));
 }
 
 // To 2^-13 of a gain, a thirtieth of a level of 8 bits at white. So few bits that a surface is written down in little
