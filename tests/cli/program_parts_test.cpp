@@ -96,17 +96,24 @@ std::optional<Finding> Again(const nlohmann::ordered_json& json) {
   return CorrectionFromJson(ToText(json, 1)).at(0).correction.finding;
 }
 
+int AdaptiveAnalysisOf(const ZEP3_KIND& kind) {
+  Record record;
+  SetZEP3Kind(&record.para, kind.pName);
+  return AdaptiveAnalysisOf(record.para);
+}
+
 // With numbers of its own in every evidence.
 Finding Found(const ZEP3_KIND& kind) {
   Finding finding;
   finding.adaptive = true;
-  finding.evidence.lAnalysis = AdaptiveAnalysisOf(kind.wDocType);
+  finding.evidence.lAnalysis = AdaptiveAnalysisOf(kind);
   finding.evidence.lReasons = ZEP3_REASON_BORDER_REMOVED | ZEP3_REASON_FLAT;
   finding.evidence.dConfidence = 0.5;
   std::iota(std::begin(finding.evidence.dMeasured), std::end(finding.evidence.dMeasured), 1.25);
   const double none[] = {1, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()};
   const bool positive = finding.evidence.lAnalysis == ZEP3_ANALYSIS_POSITIVE;
-  SetZEP3Evidence(&finding.evidence, positive ? "offset" : "base", none);
+  const bool page = finding.evidence.lAnalysis == ZEP3_ANALYSIS_PAGE;
+  SetZEP3Evidence(&finding.evidence, page ? "sheet" : positive ? "offset" : "base", none);
   return finding;
 }
 
@@ -122,7 +129,7 @@ TEST(Sidecar, AnalysisComesBackAsItWasWritten) {
     analysis["evidences"]["notKnownYet"] = "any";
     const auto again = Again(json);
     ASSERT_TRUE(again && again->repeated && again->adaptive);
-    EXPECT_EQ(again->evidence.lAnalysis, AdaptiveAnalysisOf(kind->wDocType));
+    EXPECT_EQ(again->evidence.lAnalysis, AdaptiveAnalysisOf(*kind));
     EXPECT_EQ(again->evidence.lReasons, ZEP3_REASON_BORDER_REMOVED | ZEP3_REASON_FLAT);
     EXPECT_EQ(Written(again, *kind)["pages"][0]["analysis"].dump(), told);
     json["pages"][0].erase("analysis");
@@ -178,7 +185,14 @@ TEST_F(Parts, TheGammaIsTheProfiles) {
     EXPECT_EQ(FindEncoding(c.image, {}, 20).output, 20) << c.name;
     EXPECT_EQ(FindEncoding(c.image, 15, {}).output, 15) << c.name;
   }
-  EXPECT_THROW(FitProfile(cases[4].image, {22, 18, ""}), Failure); // it has no curves
+  EXPECT_THROW(FitProfile(cases[4].image, {22, 18, ""}, false), Failure); // it has no curves
+  // Colours that were made gray: green's curve, or the result's.
+  for (const int output : {18, 10}) {
+    const VImage gray = FitProfile(Rgb(1.8), {18, output, ""}, true);
+    const Encoding found = FindEncoding(gray, {}, {});
+    EXPECT_EQ(found.input, output);
+    EXPECT_IN("gray", found.source);
+  }
 }
 
 // ---- pre-scan ----

@@ -158,8 +158,8 @@ TEST_F(TiffPages, PlainPagesAreRewritten) {
       const std::string source = Write("source.tif", mode, page);
       const bool deep = page.bits == 16;
       const auto change = [](uint16_t value) { return static_cast<uint16_t>(3 * value + 1); };
-      const auto changeAll = [&](uint8_t* first, int64_t pixels) {
-        for (int64_t i = 0; i < pixels * 3; i++) {
+      const auto changeAll = [&](uint8_t* first, int64_t, int64_t lines) {
+        for (int64_t i = 0; i < lines * page.width * 3; i++) {
           uint16_t value = first[i];
           if (deep) std::memcpy(&value, first + 2 * i, 2);
           value = change(value);
@@ -182,7 +182,7 @@ TEST_F(TiffPages, PlainPagesAreRewritten) {
 
 TEST_F(TiffPages, WhatIsNotPlainIsNotRewritten) {
   const auto rewritten = [&](const PlainShape& shape) {
-    const auto same = [](uint8_t*, int64_t) {};
+    const auto same = [](uint8_t*, int64_t, int64_t) {};
     PendingFile result(Path("result.tif"));
     const bool done = RewritePlainTiff(Path("source.tif"), 0, result, shape, same, [](double) { return true; });
     EXPECT_EQ(result.Size() > 0, done);

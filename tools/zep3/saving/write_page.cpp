@@ -45,5 +45,7 @@ void WritePage(const Scan& scan, int page, const vips::VImage& image, const Corr
   const Encoding& encoding = corrected.correction.encoding;
   SaveOptions as = save;
   as.recoded = encoding.input != encoding.output;
-  Save(watch(FitProfile(result, encoding, corrected.gray && image.bands() >= 3)), scan, page, as, to);
+  const bool madeGray = corrected.gray && image.bands() >= 3;
+  if (madeGray && save.format->name == "pnm") as.suffix = ".pgm"; // under .ppm libvips would make three channels of it
+  Save(watch(FitProfile(result, encoding, madeGray)), scan, page, as, to);
 }

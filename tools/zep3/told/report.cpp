@@ -270,6 +270,14 @@ std::string CutPicture(const ReportPage& page) {
          "</div>\n";
 }
 
+std::string PaperPicture(const ReportPage& page) {
+  if (!page.paper) return "";
+  return "<h3>Paper</h3>\n<div class=\"cut\">\n" +
+         PictureFigure(Bare(*page.paper), page.title + ": its paper as it was found",
+                       "The paper as it was found, by which the page was evened; pictures and boxes are kept") +
+         "</div>\n";
+}
+
 std::string Pictures(const ReportPage& page) {
   const vips::VImage before = Bare(page.before), after = Bare(page.after);
   return "<div class=\"pair pictures\" style=\"--width: " + std::to_string(before.width()) +
@@ -341,8 +349,8 @@ std::string Why(const ReportPage& page) {
 std::string Section(const ReportPage& page, size_t number) {
   const std::string id = "page-" + std::to_string(number);
   return "<section id=\"" + id + "\" aria-labelledby=\"" + id + "-title\">\n<h2 id=\"" + id + "-title\">" +
-         Escape(page.title) + "</h2>\n" + Pictures(page) + CutPicture(page) + Why(page) + Histograms(page) +
-         "<div class=\"pair\">\n<div>\n<h3>Correction curves</h3>\n" +
+         Escape(page.title) + "</h2>\n" + Pictures(page) + CutPicture(page) + Why(page) + PaperPicture(page) +
+         Histograms(page) + "<div class=\"pair\">\n<div>\n<h3>Correction curves</h3>\n" +
          PlotFigure(CurvePlot(page), 480, "Correction curves: file value out over file value in",
                     "The gray diagonal leaves a value as it is.") +
          "</div>\n" + Numbers(page) + "</div>\n</section>\n";

@@ -23,11 +23,12 @@ struct ReportWhy {
 // What the report shows of one page of a scan.
 struct ReportPage {
   std::string title;
-  std::string verdict;             // in words; empty: the result was not checked
-  bool good = true;                // nothing speaks against the result
-  vips::VImage before, after;      // small pictures of 8 bits, gray or RGB, in memory, profile attached
-  std::string framed;              // what the line on `before` is around; empty: there is none
-  std::optional<vips::VImage> cut; // likewise: the part of `after` that is the result
+  std::string verdict;               // in words; empty: the result was not checked
+  bool good = true;                  // nothing speaks against the result
+  vips::VImage before, after;        // small pictures of 8 bits, gray or RGB, in memory, profile attached
+  std::string framed;                // what the line on `before` is around; empty: there is none
+  std::optional<vips::VImage> cut;   // likewise: the part of `after` that is the result
+  std::optional<vips::VImage> paper; // likewise: the paper of a page, what is kept on it as it is
   // Pixels per file value 0..255 of red, green, blue.
   std::array<std::array<int64_t, 256>, 3> histogramBefore{}, histogramAfter{};
   // The tables as applied: file value 0..255 in, file value out. Red, green, blue.

@@ -101,6 +101,25 @@ vips::VImage CutOfSmall(const vips::VImage& small, const Cut& cut, const Prescan
   return CutOut(small, cut.Scaled(across, small.height() / static_cast<double>(prescan.scanHeight)), same, same);
 }
 
+// The scan with its paper drawn over it: what blank paper has at each place. What is kept stays as it is.
+vips::VImage WithPaper(const vips::VImage& small, const PaperSurface& paper) {
+  const ZEP3_SURFACE& figures = paper.figures;
+  const auto bands = static_cast<size_t>(small.bands());
+  const vips::VImage drawn = small.copy_memory(); // drawn on in place
+  for (size_t i = 0; i < paper.cells.size(); i++) {
+    const ZEP3_CELL& cell = paper.cells[i];
+    if (figures.lFound == ZEP3_SURFACE_PAPER && (cell.lLies & ZEP3_CELL_STROKES) == 0) continue;
+    std::vector<double> ink(bands);
+    for (size_t c = 0; c < bands; c++) ink[c] = std::min(255 / double{cell.fGain[bands == 1 ? 1 : c]}, 255.0);
+    const auto column = static_cast<int64_t>(i) % figures.lColumns, row = static_cast<int64_t>(i) / figures.lColumns;
+    const auto side = static_cast<int>(figures.lSide);
+    drawn.draw_rect(ink, static_cast<int>(figures.lLeft) + side * static_cast<int>(column),
+                    static_cast<int>(figures.lTop) + side * static_cast<int>(row), side, side,
+                    vips::VImage::option()->set("fill", true));
+  }
+  return drawn;
+}
+
 // The longer side of the report's pictures.
 constexpr double kReportSide = 800;
 
@@ -146,6 +165,10 @@ ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size
   }
   page.after = picture(after);
   if (corrected.cut) page.cut = picture(CutOfSmall(after, *corrected.cut, correction.prescan));
+  if (correction.paper) {
+    page.paper = picture(WithPaper(bytes(small.image),
+                                   correction.paper->Scaled(small.image.width(), small.image.height(), ratio, ratio)));
+  }
   page.histogramBefore = Histograms(bytes(small.image));
   page.histogramAfter = Histograms(bytes(after));
   const Tables tables = MakeTables(corrected.correction, 256);

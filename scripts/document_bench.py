@@ -1,0 +1,125 @@
+"""The document bench: zep3 and other programs on pages whose truth is known. Writes the table in docs/documents.md.
+
+    /usr/bin/python3 scripts/document_bench.py BENCH [--work build/document_bench] [--every N] [--jobs N] [--tables]
+
+BENCH is the folder of the bench: a run.py that makes cases, lets methods finish them and measures, with its own peers.
+What WORK holds of other programs is kept; zep3's own rows are made again unless --missing or --tables is given. Needs
+Debian's python3 with the packages that the bench names.
+"""
+import argparse
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+PAGE = ROOT / "docs/documents.md"
+BEGIN, END = "<!-- bench -->\n", "<!-- end of bench -->\n"
+KINDS = ("document", "background", "ground-color")
+
+# How a method of the bench is called in the table; those without a name are told under their own.
+NAMES = {
+    "raw": "as scanned", "truth": "the page itself", "lept-clean": "Leptonica, clean to white",
+    "lept-norm": "Leptonica, background norm", "lept-morph": "Leptonica, morphological norm",
+    "lept-otsunorm": "Leptonica, Otsu on the norm (black and white)", "lept-sauvola": "Leptonica, Sauvola (black and white)",
+    "cv-divide-close": "OpenCV, division by a closing", "cv-divide-median": "OpenCV, dilate, median, difference",
+    "cv-adaptive": "OpenCV, adaptive threshold (black and white)", "cv-clahe": "OpenCV, CLAHE",
+    "white-balance": "stretch of each channel, as in GIMP", "noteshrink": "eight colours (the idea of noteshrink)",
+    "im-normalize": "ImageMagick, normalize", "im-normalize-channels": "ImageMagick, normalize each channel",
+    "im-stretch": "ImageMagick, contrast stretch", "im-lat": "ImageMagick, local threshold",
+    "im-divide-blur": "ImageMagick, division by a blur", "im-whiteboard": "ImageMagick, whiteboard recipe",
+    "unpaper": "unpaper", "unpaper-clean": "unpaper, as OCRmyPDF --clean",
+}
+for kind in KINDS:
+    NAMES["standard-" + kind] = f"zep3 `{kind}`, standard"
+    NAMES["adaptive-" + kind] = f"**zep3 `{kind}`**"
+
+COLUMNS = (("cer", "characters wrong %", 1, 100), ("gray", "in gray %", 1, 100), ("worse", "read worse", 0, 1),
+           ("white", "paper white %", 1, 100), ("uneven", "uneven L*", 2, 1), ("contrast", "contrast L*", 0, 1),
+           ("keep", "marks dE", 1, 1), ("de_photo", "photo dE", 1, 1), ("de_light", "light text dE", 1, 1),
+           ("de", "page dE", 2, 1))
+
+
+def finished(scan, *options):
+    """A scan (8 bits, RGB) as zep3 finishes it. Called by the bench, in processes of its own."""
+    import numpy
+    from PIL import Image
+    with tempfile.TemporaryDirectory() as folder:
+        before, after = os.path.join(folder, "scan.png"), os.path.join(folder, "result.png")
+        Image.fromarray(scan).save(before, compress_level=1)
+        subprocess.run([ROOT / "build/release/zep3", "-q", "--no-sync", *options, before, "-o", after], check=True)
+        return numpy.asarray(Image.open(after))
+
+
+def method(*options):
+    return lambda scan: finished(scan, *options)
+
+
+# The bench finds its methods by name: adaptive_document, gray_document, standard_document ...
+for kind in KINDS:
+    word = kind.replace("-", "_")
+    globals()["adaptive_" + word] = method("-k", kind)
+    globals()["gray_" + word] = method("-k", kind, "--gray")
+    globals()["standard_" + word] = method("-k", kind, "--analysis", "standard")
+
+
+def run(o):
+    rows = o.work / "rows.jsonl"
+    common = [sys.executable, "run.py", "--folder", o.work / "cases", "--rows", rows, "--every", str(o.every),
+              "--jobs", str(o.jobs)]
+    environment = os.environ | {"OMP_THREAD_LIMIT": "1", "PYTHONDONTWRITEBYTECODE": "1",
+                                "LEPTONICA_PEERS": str(o.work / "leptonica_peers")}
+    subprocess.run(["cc", "-O2", o.bench / "leptonica_peers.c", "-o", o.work / "leptonica_peers", "-llept"], check=True)
+    peers = ["truth", *(n for n in NAMES if n != "truth" and not n.startswith(("standard-", "adaptive-")))]
+    ours = []
+    for way in ("adaptive", "gray", "standard"):
+        for kind in KINDS:
+            ours += ["--ours", f"{way}-{kind}={__file__}:{way}_{kind.replace('-', '_')}"]
+    for arguments in (["--missing", "--keep", "--methods", "raw,raw/gray"],
+                      ["--missing", "--methods", ",".join(peers)],
+                      [*(["--missing"] if o.missing else []), "--methods", "", *ours]):
+        subprocess.run([*common, *arguments], cwd=o.bench, env=environment, check=True, stdout=subprocess.DEVNULL)
+    return rows
+
+
+def table(bench, rows):
+    sys.path.insert(0, str(bench))
+    sys.dont_write_bytecode = True
+    from run import summary
+    found = summary([json.loads(line) for line in open(rows)])
+    lines = ["| | " + " | ".join(head for _, head, _, _ in COLUMNS) + " |", "|---|" + "---:|" * len(COLUMNS)]
+    order = ["raw", *(n for n in NAMES if n.startswith("standard-")), *(n for n in NAMES if n.startswith("adaptive-")),
+             *(n for n in NAMES if n not in ("raw", "truth") and not n.startswith(("standard-", "adaptive-"))), "truth"]
+    for name in (n for n in order if n in found):
+        values = dict(found[name])
+        gray = found.get(name.replace("adaptive-", "gray-") if name.startswith("adaptive-") else name + "/gray", {})
+        values["gray"] = gray.get("cer")
+        texts = [f"{values[k] * f:.{p}f}" if values.get(k) is not None else "" for k, _, p, f in COLUMNS]
+        if name.startswith("adaptive-"):
+            texts[2] += f", {gray['worse']} in gray" if "worse" in gray else ""
+        lines.append(f"| {NAMES[name]} | " + " | ".join(texts) + " |")
+    cases = max(found[name]["cases"] for name in found)
+    return f"*{cases} pages.*\n\n" + "\n".join(lines) + "\n"
+
+
+def main():
+    a = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    a.add_argument("bench", type=pathlib.Path)
+    a.add_argument("--work", type=pathlib.Path, default=ROOT / "build/document_bench")
+    a.add_argument("--every", type=int, default=1)
+    a.add_argument("--jobs", type=int, default=2)
+    a.add_argument("--missing", action="store_true", help="make only the rows that are not there")
+    a.add_argument("--tables", action="store_true", help="make no rows")
+    o = a.parse_args()
+    o.bench, o.work = o.bench.resolve(), o.work.resolve()
+    o.work.mkdir(parents=True, exist_ok=True)
+    rows = o.work / "rows.jsonl" if o.tables else run(o)
+    text = PAGE.read_text()
+    before, rest = text.split(BEGIN)
+    PAGE.write_text(before + BEGIN + "\n" + table(o.bench, rows) + "\n" + END + rest.split(END)[1])
+
+
+if __name__ == "__main__":
+    main()
