@@ -122,10 +122,9 @@ double UnevennessOf(const Surface& surface, const Mask& known) {
   return std::log(at(98.0) / at(2.0));
 }
 
-bool WriteSurface(const Piece& piece, const Surface& surface, const Figures& figures, bool reverse, double reference,
+void WriteSurface(const Piece& piece, const Surface& surface, const Figures& figures, bool reverse, double reference,
                   ZEP3_SURFACE& out) {
   const auto cells = static_cast<int64_t>(surface.level.Size());
-  if (out.pCells == nullptr || out.lRoom < cells) return false;
   out.lFound = reverse ? ZEP3_SURFACE_REVERSE : ZEP3_SURFACE_PAPER;
   out.lLeft = piece.left * out.lSide;
   out.lTop = piece.top * out.lSide;
@@ -146,7 +145,6 @@ bool WriteSurface(const Piece& piece, const Surface& surface, const Figures& fig
                          : (surface.strokes.cells[at] != 0 ? uint32_t{ZEP3_CELL_STROKES} : 0U) |
                                (surface.whiten.cells[at] != 0 ? uint32_t{ZEP3_CELL_WHITEN} : 0U);
   }
-  return true;
 }
 
 } // namespace
@@ -204,7 +202,7 @@ bool Propose(const ZEP3_BmpInfo& image, const Request& request, ZEP3_PARA& para,
   if (request.surface != nullptr) {
     ZEP3_SURFACE& out = *request.surface;
     const double reference = ground.reverse ? double{Mean(sheet)} : 1.0;
-    if (!WriteSurface(piece, surface, figures, ground.reverse, reference, out)) return false;
+    WriteSurface(piece, surface, figures, ground.reverse, reference, out);
     const double toDisplay = kGamma / (static_cast<double>(para.lScreenGamma) / 10.0);
     for (size_t c = 0; c < 3; c++) {
       const double level = double{sheet[c]} * figures.centre * (1.0 - grain);
