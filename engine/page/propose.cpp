@@ -106,6 +106,21 @@ Colour PaperOf(const Surface& surface, const Mask& known) {
   return paper;
 }
 
+// Whether the sheet is dyed, not yellowed, stained or lit by a coloured lamp.
+bool IsDyed(const Surface& surface, const Mask& known, const Colour& sheet) {
+  Histogram redOverBlue(-2.0F, 2.0F);
+  for (size_t i = 0; i < known.Size(); i++) {
+    const Colour& v = surface.level.cells[i];
+    if (known.cells[i] != 0) redOverBlue.Add(std::log(std::max(v[0], kDarkest) / std::max(v[2], kDarkest)));
+  }
+  if (redOverBlue.Percentile(95.0) - redOverBlue.Percentile(5.0) > kDyedSpread) return false;
+  const auto ln = [&](size_t c) { return std::log(double{std::max(sheet[c], kDarkest)}); };
+  const double red = ln(0) - ln(1), green = ln(1) - ln(2);
+  const double tint = std::max({ln(0), ln(1), ln(2)}) - std::min({ln(0), ln(1), ln(2)});
+  if (red > 0.0 && green > 0.0) return tint > kDyedWarm && red < kDyedYellow * green;
+  return tint > kDyed || std::fabs(red - green) > kDyedOffLamps;
+}
+
 // How sure it is that the paper is what was taken for it: by the share of the page, less where that is noisy.
 double ConfidenceOf(const Figures& figures) {
   const double share = std::clamp((figures.known - kPaperLeast) / (kPaperSure - kPaperLeast), 0.0, 1.0);
@@ -175,8 +190,8 @@ bool Propose(const ZEP3_BmpInfo& image, const Request& request, ZEP3_PARA& para,
     evidence.lReasons |= ZEP3_REASON_NO_PAPER;
     return false;
   }
-  const float lightest = std::max({sheet[0], sheet[1], sheet[2]}), least = std::min({sheet[0], sheet[1], sheet[2]});
-  const bool coloured = double{std::log(lightest / std::max(least, kDarkest))} > kColouredSheet;
+  const float lightest = std::max({sheet[0], sheet[1], sheet[2]});
+  const bool coloured = IsDyed(surface, paper.known, sheet);
   reason(seen.uneven > kUnevenTold, ZEP3_REASON_UNEVEN_LIGHT);
   reason(coloured && !ground.reverse, ZEP3_REASON_COLOURED_SHEET);
   reason(ground.reverse, ZEP3_REASON_REVERSE);
