@@ -5,6 +5,7 @@ pkg_check_modules(TIFF REQUIRED IMPORTED_TARGET libtiff-4>=4.5)
 pkg_check_modules(LCMS REQUIRED IMPORTED_TARGET lcms2>=2.13)
 pkg_check_modules(WEBP REQUIRED IMPORTED_TARGET libwebp)
 find_package(Threads REQUIRED)
+find_package(ZLIB REQUIRED)
 find_package(CLI11 REQUIRED)
 find_package(nlohmann_json REQUIRED)
 
@@ -42,6 +43,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/page/encoding.cpp
   tools/zep3/page/finish.cpp
   tools/zep3/page/frame.cpp
+  tools/zep3/page/paper.cpp
   tools/zep3/page/prescan.cpp
   tools/zep3/page/record.cpp
   tools/zep3/page/tables.cpp
@@ -56,6 +58,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/tiff/tiff_layout.cpp
   tools/zep3/tiff/tiff_pages.cpp
   tools/zep3/told/evidence.cpp
+  tools/zep3/told/packed_cells.cpp
   tools/zep3/told/report.cpp
   tools/zep3/told/report_page.cpp
   tools/zep3/told/side_files.cpp
@@ -64,7 +67,7 @@ add_library(zep3_program_parts STATIC
 target_include_directories(zep3_program_parts PUBLIC tools/zep3 ${PROJECT_BINARY_DIR}/generated)
 target_link_libraries(zep3_program_parts
   PUBLIC zep3::zep3 PkgConfig::VIPS nlohmann_json::nlohmann_json
-  PRIVATE PkgConfig::TIFF PkgConfig::LCMS PkgConfig::WEBP CLI11::CLI11 Threads::Threads
+  PRIVATE PkgConfig::TIFF PkgConfig::LCMS PkgConfig::WEBP CLI11::CLI11 ZLIB::ZLIB Threads::Threads
 )
 # CLI11 is all templates and runs once a run: optimising it fully would take half of the time that this file compiles.
 if(NOT MSVC)

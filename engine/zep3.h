@@ -122,9 +122,9 @@ enum { ZEP3_TONE_POINTS = 16 };
 
 /* ZEP3_EVIDENCE::lAnalysis, whose points the record holds. */
 enum {
-  ZEP3_ANALYSIS_STANDARD = 0,   /* those of ZEP3 */
-  ZEP3_ANALYSIS_POSITIVE = 1,   /* adaptive, prints and slides */
-  ZEP3_ANALYSIS_NEGATIVE = 2,   /* adaptive, colour negatives */
+  ZEP3_ANALYSIS_STANDARD = 0,    /* those of ZEP3 */
+  ZEP3_ANALYSIS_POSITIVE = 1,    /* adaptive, prints and slides */
+  ZEP3_ANALYSIS_NEGATIVE = 2,    /* adaptive, colour negatives */
   ZEP3_ANALYSIS_NEGATIVE_BW = 3, /* adaptive, monochrome negatives */
   ZEP3_ANALYSIS_PAGE = 4         /* adaptive, documents */
 };
@@ -382,16 +382,16 @@ typedef struct ZEP3_CELL {
  * take n * dPaper[c] for the scan's display level.
  */
 typedef struct ZEP3_SURFACE {
-  int64_t lFound;       /* ZEP3_SURFACE_... */
-  int64_t lScanGamma;   /* of the scan's values, to which the gains belong, tenths */
-  int64_t lWidth;       /* of the scan, pixels */
-  int64_t lHeight;      /* likewise */
-  int64_t lLeft;        /* the top left corner of the first cell, pixels of the scan; beyond the outermost cells their */
-  int64_t lTop;         /* values go on */
-  int64_t lSide;        /* pixels of the scan to a cell, each way */
-  int64_t lColumns;     /* cells */
-  int64_t lRows;        /* likewise */
-  double dPaper[3];     /* display level 0..1 to which paper is brought before the tables */
+  int64_t lFound;     /* ZEP3_SURFACE_... */
+  int64_t lScanGamma; /* of the scan's values, to which the gains belong, tenths */
+  int64_t lWidth;     /* of the scan, pixels */
+  int64_t lHeight;    /* likewise */
+  int64_t lLeft;      /* the top left corner of the first cell, pixels of the scan; beyond the outermost cells their */
+  int64_t lTop;       /* values go on */
+  int64_t lSide;      /* pixels of the scan to a cell, each way */
+  int64_t lColumns;   /* cells */
+  int64_t lRows;      /* likewise */
+  double dPaper[3];   /* display level 0..1 to which paper is brought before the tables */
   double dObjectShadow; /* in pictures and boxes: the record's shadow points times this, ... */
   double dObjectGamma;  /* ... and its gammas */
   double dWhiteFrom;    /* smallest n of a pixel's channels from which it turns white, where paper may, ... */
@@ -744,6 +744,20 @@ ZEP3_API int MakeZEP3PageLUT(const ZEP3_PARA* para, const ZEP3_SURFACE* surface,
  */
 ZEP3_API int ApplyZEP3Page(const ZEP3_BmpInfo* piece, int64_t lX, int64_t lY, const ZEP3_SURFACE* surface,
                            const uint16_t* table);
+
+/*
+ * Makes one gray channel of an image's colours: their luma, (13933 R + 46871 G + 4732 B) / 65536, rounded, which are
+ * the weights of sRGB (0.2126, 0.7152, 0.0722) on the image's own values. It is what readers of text want: they take a
+ * coloured pixel for ink as soon as one channel is dark.
+ *
+ * image  read; as for ApplyZEP3LUT, 8 or 16 bits.
+ * gray   written: its pixels, of the same size and depth, ZEP3_PIXEL_GRAY or ZEP3_PIXEL_GRAYA, whose A is the image's
+ * A, or full where it has none. Must not overlap with the image.
+ *
+ * Returns 1, also for images without pixels. Returns 0 with nothing written when a pointer is null, the sizes or depths
+ * differ, gray has another pixel format, or an image is refused as ApplyZEP3LUT refuses it.
+ */
+ZEP3_API int MakeZEP3Gray(const ZEP3_BmpInfo* image, const ZEP3_BmpInfo* gray);
 
 /*
  * Converts a colour matrix through the correction of a completed record, its brightness, balance and contrast included:

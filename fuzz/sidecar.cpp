@@ -22,12 +22,12 @@ const Json& Written() {
     record.para.lSaturation = 0;
     page.correction.matrix = {{1, 0, 0, 0, 1, 0, 0, 0, 1}};
     ZEP3_EVIDENCE& evidence = page.correction.finding.emplace().evidence;
-    evidence.lAnalysis = AdaptiveAnalysisOf(record.para.wDocType);
+    evidence.lAnalysis = AdaptiveAnalysisOf(record.para);
     evidence.lReasons = ZEP3_REASON_STAIN | ZEP3_REASON_STRONG_FADING;
     page.correction.frame = {{{{10, 10}, {90, 12}, {89, 70}, {9, 68}}}, 0.9};
     page.correction.frame->paper = page.correction.frame->corners;
     page.correction.prescan.scanWidth = page.correction.prescan.scanHeight = 100;
-    Json written = CorrectionToJson("scan.tif", {page});
+    Json written = CorrectionToJson("scan.tif", {page}, true);
     written["pages"][0].erase("prescan"); // large, and read by nobody
     return written;
   }();
@@ -87,8 +87,8 @@ void RunTarget(Input input) {
     return;
   }
   ZEP3_HOLDS(!pages.empty());
-  const std::string once = ToText(CorrectionToJson("scan.tif", pages), 1);
-  const std::string twice = ToText(CorrectionToJson("scan.tif", CorrectionFromJson(once)), 1);
+  const std::string once = ToText(CorrectionToJson("scan.tif", pages, true), 1);
+  const std::string twice = ToText(CorrectionToJson("scan.tif", CorrectionFromJson(once), true), 1);
   // What a page tells about its scan is not read.
   const auto records = [](const std::string& written) {
     const Json json = Json::parse(written);

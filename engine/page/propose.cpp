@@ -137,6 +137,15 @@ double UnevennessOf(const Surface& surface, const Mask& known) {
   return std::log(at(98.0) / at(2.0));
 }
 
+// To 2^-13 of a gain, a thirtieth of a level of 8 bits at white. So few bits that a surface is written down in little
+// room, and every processor has the same.
+float Rounded(double gain) {
+  constexpr double kSteps = 1 << 13; // for 0.5 to 1
+  int exponent = 0;
+  const double part = std::frexp(gain, &exponent);
+  return static_cast<float>(std::ldexp(std::floor(part * kSteps + 0.5) / kSteps, exponent));
+}
+
 void WriteSurface(const Piece& piece, const Surface& surface, const Figures& figures, bool reverse, double reference,
                   ZEP3_SURFACE& out) {
   const auto cells = static_cast<int64_t>(surface.level.Size());
@@ -147,7 +156,7 @@ void WriteSurface(const Piece& piece, const Surface& surface, const Figures& fig
   out.lColumns = surface.level.columns;
   out.lRows = surface.level.rows;
   const double toScan = kGamma / (static_cast<double>(out.lScanGamma) / 10.0);
-  const auto gain = [&](double v) { return static_cast<float>(toScan == 1.0 ? v : std::pow(v, toScan)); };
+  const auto gain = [&](double v) { return Rounded(toScan == 1.0 ? v : std::pow(v, toScan)); };
   for (int64_t i = 0; i < cells; i++) {
     const auto at = static_cast<size_t>(i);
     const Colour& level = surface.level.cells[at];

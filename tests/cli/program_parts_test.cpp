@@ -90,7 +90,7 @@ nlohmann::ordered_json Written(const std::optional<Finding>& finding, const ZEP3
   para.lSaturation = 0;
   for (ZEP3_POINTS& points : para.ic.ch) points = {62965, 2570, 63424, 4630, 100};
   page.correction.finding = finding;
-  return CorrectionToJson("scan.tif", {page});
+  return CorrectionToJson("scan.tif", {page}, true);
 }
 std::optional<Finding> Again(const nlohmann::ordered_json& json) {
   return CorrectionFromJson(ToText(json, 1)).at(0).correction.finding;

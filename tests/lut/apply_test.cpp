@@ -113,6 +113,30 @@ TEST(Apply, ChromaMovesColoursAboutTheirGray) {
   }
 }
 
+// By hand: 0.2126 * 40 + 0.7152 * 100 + 0.0722 * 200 = 94.464, and 257 times that 24277.2. White stays white.
+TEST(Apply, GrayIsTheLumaOfTheColours) {
+  for (const int format : {ZEP3_PIXEL_RGB, ZEP3_PIXEL_BGRA, ZEP3_PIXEL_XRGB, ZEP3_PIXEL_GRAYA}) {
+    for (const int64_t bits : {ZEP3_BITS_8, ZEP3_BITS_16}) {
+      const bool coloured = kSamples[format] > 2, deep = bits == ZEP3_BITS_16;
+      const bool alpha = format == ZEP3_PIXEL_BGRA || format == ZEP3_PIXEL_GRAYA;
+      Image image(2, 1, format, 0, bits), gray(2, 1, ZEP3_PIXEL_GRAYA, 4, bits);
+      std::fill(image.pixels.begin(), image.pixels.end(), uint8_t{255});
+      image.Fill([&](int x, int, int c) { return x == 1 ? 255 : coloured && c != 1 ? 40 + 80 * c : 100; });
+      const auto value = [&](int x, int sample) {
+        const uint8_t* at = gray.bmp.pBits + (2 * x + sample) * gray.depth;
+        return deep ? at[0] | at[1] << 8 : int{*at};
+      };
+      ASSERT_EQ(MakeZEP3Gray(&image.bmp, &gray.bmp), 1);
+      EXPECT_EQ(value(0, 0), !coloured ? (deep ? 25700 : 100) : deep ? 24277 : 94) << format;
+      EXPECT_EQ(value(1, 0), deep ? 65535 : 255) << format;
+      if (!alpha) EXPECT_EQ(value(0, 1), deep ? 65535 : 255);
+      if (alpha && !deep) EXPECT_EQ(value(0, 1), int{image.bmp.pBits[kSamples[format] - 1]});
+      gray.bmp.lWidth = 1;
+      EXPECT_EQ(MakeZEP3Gray(&image.bmp, &gray.bmp), 0);
+    }
+  }
+}
+
 // The first pixel's unused byte is the last one of a page that cannot be written: a store of it, be it of the value
 // that it has, ends the process.
 TEST(Apply, TheUnusedByteIsNotStored) {

@@ -43,7 +43,8 @@ struct AnalysisOptions {
   std::optional<bool> adaptive; // absent: as is best for the kind
   std::optional<std::array<double, 9>> matrix;
   AreaArgument area;
-  bool window = false; // the picture's place is wanted of an analysis, too, that does not need it
+  bool tablesAlone = false; // pages are not evened by their paper's surface
+  bool window = false;      // the picture's place is wanted of an analysis, too, that does not need it
   std::optional<PipetteArgument> grayPipette, gammaPipette;
 };
 
@@ -91,6 +92,7 @@ struct Options {
   CropOptions crop;
   std::optional<int> inputGamma, outputGamma; // tenths
   bool saturation = true;
+  bool gray = false;
   std::string useSidecar; // empty: analyse
 
   int jobs = 0; // 0: one per processor

@@ -169,6 +169,13 @@ void AddOriginal(CLI::App& app, Options& options) {
       ->check(Group::OneOf({"on", "off"}));
 }
 
+void AddPages(CLI::App& app, Options& options) {
+  Group group(app, "Documents, and reading them");
+  group.AddFlag("--no-even", options.analysis.tablesAlone,
+                "Documents by tables alone: uneven light, folds and stains stay as they are");
+  group.AddFlag("--gray", options.gray, "One gray channel, the luma of the result's colours: what reading text wants");
+}
+
 void AddCrop(CLI::App& app, Options& options) {
   Group group(app, "Crop");
   auto* crop = group.AddFlag("--crop", options.crop.wanted,
@@ -254,7 +261,7 @@ void Check(const CLI::App& app, Options& options) {
     throw UsageError("zep3 analyse finds a correction; --use-sidecar repeats one");
   }
   if (options.command != Command::kCorrect) {
-    if (options.inPlace || options.sidecar || options.report || options.dryRun || options.crop.wanted) {
+    if (options.inPlace || options.sidecar || options.report || options.dryRun || options.crop.wanted || options.gray) {
       throw UsageError("zep3 analyse and zep3 tables write no pictures");
     }
     if (options.command == Command::kAnalyse && !options.output.empty()) {
@@ -303,6 +310,7 @@ Parsed ParseCommandLine(int argc, char** argv) {
   AddResult(app, options);
   AddOriginal(app, options);
   AddAreaAndScales(app, options);
+  AddPages(app, options);
   AddCrop(app, options);
   AddAdmission(app, options);
   AddMany(app, options);

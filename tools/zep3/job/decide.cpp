@@ -1,6 +1,7 @@
 // A page is read at most twice: once to be measured, and again where it is too large to be held.
 #include "job/decide.h"
 
+#include <optional>
 #include <utility>
 
 #include "failure.h"
@@ -21,23 +22,25 @@ const CorrectedPage& PageOf(const std::vector<CorrectedPage>& sidecar, int page)
 }
 
 // The correction for a page of this size. Where the picture lies is repeated on scans that are as large as the first.
-CorrectedPage Repeated(const CorrectedPage& sidecar, const SmallScan& small, const UserOptions& user) {
+CorrectedPage Repeated(const CorrectedPage& sidecar, const SmallScan& small, const Options& options) {
   CorrectedPage corrected = sidecar;
   Correction& correction = corrected.correction;
   const Prescan& first = correction.prescan;
   if (first.scanWidth != small.scanWidth || first.scanHeight != small.scanHeight) correction.frame.reset();
-  Repeat(small, user, correction);
+  if (options.analysis.tablesAlone) correction.paper.reset();
+  corrected.ownPaper = Repeat(small, options.user, correction);
   return corrected;
 }
 
 // Makes the page small, and keeps it for being read again: in memory, or by opening it a second time.
-void Measure(const Scan& scan, int page, const vips::VImage& image, bool again, DecidedPage& decided) {
-  const auto plain = [&](int64_t side) {
+void Measure(const Scan& scan, int page, const vips::VImage& image, bool again, std::optional<int> detailGamma,
+             DecidedPage& decided) {
+  const auto plain = [&](int64_t side, Detail* detail) {
     if (!scan.IsTiff() || !scan.IsPlainFile()) return vips::VImage(nullptr);
-    return BoxMeanOfPlainTiff(scan.Path(), scan.Place(page), ShapeOf(image), ColourBands(image), side);
+    return BoxMeanOfPlainTiff(scan.Path(), scan.Place(page), ShapeOf(image), ColourBands(image), side, detail);
   };
   vips::VImage held(nullptr);
-  decided.small = TakePrescan(image, plain, again ? &held : nullptr);
+  decided.small = TakePrescan(image, plain, again ? &held : nullptr, detailGamma);
   if (again) decided.source = held.is_null() ? scan.Open(page) : held;
 }
 
@@ -47,13 +50,10 @@ constexpr double kCutConfidence = 0.5;
 // What is cut out of a page of this size, or why nothing is.
 void DecideCut(const CropOptions& options, int64_t width, int64_t height, CorrectedPage& corrected) {
   const Correction& correction = corrected.correction;
-  const ZEP3_KIND* kind = FindZEP3KindOf(&correction.record.para);
   if (correction.frame && correction.frame->confidence >= kCutConfidence) {
     corrected.cut = CutOf(*correction.frame, options, width, height);
   } else if (correction.frame) {
     corrected.uncut = "not cut: it is not sure enough where the picture lies";
-  } else if (kind != nullptr && kind->wAdaptive == 0) {
-    corrected.uncut = "not cut: no picture is looked for on documents; --area names the part to be cut out";
   } else {
     corrected.uncut = "not cut: nothing was found around the picture";
   }
@@ -71,17 +71,23 @@ DecidedPage Decide(const Scan& scan, int page, const Options& options, const std
   const vips::VImage image = scan.Open(page);
   DecidedPage decided;
   decided.source = image;
-  Measure(scan, page, image, again, decided);
+  const CorrectedPage* const sidecar = repeated.empty() ? nullptr : &PageOf(repeated, scan.FilePage(page));
+  const Encoding encoding =
+      sidecar != nullptr ? sidecar->correction.encoding : FindEncoding(image, options.inputGamma, options.outputGamma);
+  const bool detailed = sidecar != nullptr ? sidecar->correction.paper.has_value() : IsPageAnalysis(options.analysis);
+  Measure(scan, page, image, again, detailed ? std::optional(encoding.input) : std::nullopt, decided);
   CorrectedPage& corrected = decided.corrected;
-  if (repeated.empty()) {
-    const Encoding encoding = FindEncoding(image, options.inputGamma, options.outputGamma);
+  if (sidecar == nullptr) {
     corrected.correction = Analyse(decided.small, options.analysis, options.user, encoding);
-    corrected.chroma = GetZEP3Chroma(&corrected.correction.record.para);
+    const Correction& correction = corrected.correction;
+    corrected.chroma = correction.paper ? 1 : GetZEP3Chroma(&correction.record.para);
   } else {
-    corrected = Repeated(PageOf(repeated, scan.FilePage(page)), decided.small, options.user);
+    corrected = Repeated(*sidecar, decided.small, options);
   }
+  decided.small.detail.reset();
   if (options.crop.wanted) DecideCut(options.crop, image.width(), image.height(), corrected);
   if (!options.saturation) corrected.chroma = 1;
+  corrected.gray = options.gray;
   corrected.page = scan.FilePage(page);
   corrected.bands = image.bands();
   corrected.bits = image.format() == VIPS_FORMAT_USHORT ? 16 : 8;

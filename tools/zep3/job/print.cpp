@@ -28,7 +28,7 @@ Outcome PrintAnalysis(const Job& job, const Options& options) {
   const Scan scan(job.scan, options.admission);
   const auto pages = DecideAll(scan, options);
   Outcome outcome = {Status::kCorrected};
-  outcome.text = CorrectionText(job.scan, pages, options.json ? -1 : 1);
+  outcome.text = CorrectionText(job.scan, pages, false, options.json ? -1 : 1);
   outcome.verdict = WorstVerdict(pages);
   outcome.found = SummariesOf(pages);
   outcome.pages = AnalysesText(pages);

@@ -4,11 +4,15 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "failure.h"
 
 namespace {
+
+constexpr double kLinearGamma = ZEP3_GAMMA_LINEAR_LEVELS;
 
 LPOINT ToPrescan(const Position& position, const SmallScan& scan) {
   const auto shrunk = [&](const Length& length, int64_t side) {
@@ -55,9 +59,9 @@ AREA ToEngineArea(const AreaArgument& argument, const SmallScan& scan) {
 }
 
 // The colour around a position as display levels, before the correction: of a negative, what the inverted scan shows.
-// The mean of 3 x 3 pixels of the pre-scan.
+// The mean of 3 x 3 pixels of the pre-scan. On a page, what its tables get.
 std::array<int64_t, 3> Pick(const LinearPixels& pixels, const Position& position, const SmallScan& scan,
-                            ZEP3_PARA& para) {
+                            Correction& correction) {
   const LPOINT at = {static_cast<int64_t>(std::floor(position.x.Pixels(scan.scanWidth))),
                      static_cast<int64_t>(std::floor(position.y.Pixels(scan.scanHeight)))};
   if (at.x < 0 || at.y < 0 || at.x >= scan.scanWidth || at.y >= scan.scanHeight) {
@@ -74,9 +78,20 @@ std::array<int64_t, 3> Pick(const LinearPixels& pixels, const Position& position
       count++;
     }
   }
+  ZEP3_PARA& para = correction.record.para;
+  std::array<double, 3> evened = {1, 1, 1};
+  if (correction.paper) {
+    // Values times gain times the paper's display level, all as linear levels.
+    const ZEP3_SURFACE& figures = correction.paper->figures;
+    const auto gain = correction.paper->GainAt(static_cast<double>(at.x) + 0.5, static_cast<double>(at.y) + 0.5);
+    for (size_t c = 0; c < 3; c++) {
+      evened[c] = std::pow(gain[c], static_cast<double>(figures.lScanGamma) / kLinearGamma) *
+                  std::pow(figures.dPaper[c], static_cast<double>(para.lScreenGamma) / kLinearGamma);
+    }
+  }
   std::array<int64_t, 3> colour;
   for (size_t c = 0; c < 3; c++) {
-    const int64_t level16 = std::llround(257 * sum[c] / count);
+    const int64_t level16 = std::llround(257 * std::min(evened[c] * sum[c] / count, 255.0));
     colour[c] = std::llround(static_cast<double>(ValueOfScreenGammaConv(level16, &para)) / 257);
   }
   return colour;
@@ -150,7 +165,120 @@ ZEP3_BmpInfo ImageOf(LinearPixels& pixels, const AREA& area) {
   return bmp;
 }
 
+// The analysis of a page; the paper, where there is one.
+bool AnalysePage(ZEP3_BmpInfo bmp, const SmallScan& scan, ZEP3_PARA& para, ZEP3_EVIDENCE& evidence,
+                 std::optional<PaperSurface>& paper) {
+  PaperSurface surface;
+  surface.cells.resize(static_cast<size_t>(GetZEP3SurfaceRoom(bmp.lWidth, bmp.lHeight)));
+  surface.figures.lScanGamma = scan.detail->gamma;
+  surface.figures.lWidth = scan.scanWidth;
+  surface.figures.lHeight = scan.scanHeight;
+  surface.figures.lSide = scan.shrink;
+  const ZEP3_DETAIL detail = scan.detail->Record();
+  ZEP3_SURFACE record = surface.Record();
+  paper.reset();
+  if (!ZEP3Page(&bmp, &para, &detail, &record, &evidence)) return false;
+  if (record.lFound == ZEP3_SURFACE_NONE) return true;
+  surface.figures = record;
+  surface.cells.resize(static_cast<size_t>(record.lColumns * record.lRows));
+  paper = std::move(surface);
+  return true;
+}
+
+// Whether this page has paper where the surface has it: its lightest pixels there, or beside, come out as paper, but
+// for some below large letters. Where a picture lies, they do not.
+bool LiesOnPaper(const PaperSurface& surface, const SmallScan& scan, const LinearPixels& pixels) {
+  constexpr double kNear = 0.15;    // of the paper's value
+  constexpr double kCovered = 0.01; // of the cells
+  const double shrink = 1 / static_cast<double>(scan.shrink);
+  const PaperSurface small = surface.Scaled(pixels.width, pixels.height, shrink, shrink);
+  const ZEP3_SURFACE& figures = small.figures;
+  std::array<double, 256> values; // of the scan
+  for (size_t i = 0; i < values.size(); i++) {
+    values[i] = std::pow(static_cast<double>(i) / 255, kLinearGamma / static_cast<double>(figures.lScanGamma));
+  }
+  // Of each cell the lightest pixel, over paper.
+  struct Lightest {
+    double sum = 0;
+    std::array<double, 3> overPaper = {};
+  };
+  std::vector<Lightest> cells(small.cells.size());
+  const auto columns = static_cast<size_t>(figures.lColumns), rows = static_cast<size_t>(figures.lRows);
+  for (size_t i = 0; i < cells.size(); i++) {
+    const int64_t left = figures.lLeft + static_cast<int64_t>(i % columns) * figures.lSide;
+    const int64_t top = figures.lTop + static_cast<int64_t>(i / columns) * figures.lSide;
+    for (int64_t y = top; y < std::min(top + figures.lSide, pixels.height); y++) {
+      for (int64_t x = left; x < std::min(left + figures.lSide, pixels.width); x++) {
+        const uint8_t* pixel = pixels.At(x, y);
+        const double sum = pixel[0] + pixel[1] + pixel[2];
+        if (sum <= cells[i].sum) continue;
+        cells[i].sum = sum;
+        for (size_t c = 0; c < 3; c++) {
+          cells[i].overPaper[c] = values[pixel[c]] * double{small.cells[i].fGain[c]};
+        }
+      }
+    }
+  }
+  const auto isPaper = [&](const Lightest& cell) {
+    return std::all_of(cell.overPaper.begin(), cell.overPaper.end(),
+                       [](double value) { return std::abs(value - 1) < kNear; });
+  };
+  double looked = 0, missed = 0;
+  for (size_t i = 0; i < cells.size(); i++) {
+    if ((small.cells[i].lLies & ZEP3_CELL_STROKES) == 0) continue;
+    bool paper = false; // here or beside, as below text
+    const size_t row = i / columns, column = i % columns;
+    for (size_t r = row - std::min<size_t>(row, 1); r <= std::min(row + 1, rows - 1); r++) {
+      for (size_t c = column - std::min<size_t>(column, 1); c <= std::min(column + 1, columns - 1); c++) {
+        paper = paper || isPaper(cells[r * columns + c]);
+      }
+    }
+    looked++;
+    if (!paper) missed++;
+  }
+  return missed <= kCovered * looked;
+}
+
+// The paper of this scan, for a correction that was found on another.
+std::string RepeatPaper(const ZEP3_BmpInfo& bmp, const SmallScan& scan, const LinearPixels& pixels,
+                        Correction& correction) {
+  const PaperSurface first = *correction.paper;
+  const auto size = [](int64_t width, int64_t height) {
+    return std::to_string(width) + " x " + std::to_string(height);
+  };
+  std::string why;
+  if (first.figures.lWidth != scan.scanWidth || first.figures.lHeight != scan.scanHeight) {
+    why = "the sidecar's surface is for " + size(first.figures.lWidth, first.figures.lHeight) +
+          " pixels, this scan has " + size(scan.scanWidth, scan.scanHeight);
+  } else if (!first.cells.empty()) {
+    if (LiesOnPaper(first, scan, pixels)) return "";
+    why = "the sidecar's surface lies on other things than paper here";
+  }
+  Record own;
+  own.para.wDocType = correction.record.para.wDocType;
+  own.para.wSubMode = correction.record.para.wSubMode;
+  own.para.lScreenGamma = correction.record.para.lScreenGamma;
+  ZEP3_EVIDENCE evidence;
+  if (!AnalysePage(bmp, scan, own.para, evidence, correction.paper))
+    throw Failure("not enough memory for the analysis");
+  if (correction.paper && correction.paper->figures.lFound != first.figures.lFound) correction.paper.reset();
+  if (!correction.paper) return (why.empty() ? "" : why + "; ") + "no paper was found: not evened";
+  ZEP3_SURFACE& figures = correction.paper->figures;
+  std::copy(std::begin(first.figures.dPaper), std::end(first.figures.dPaper), figures.dPaper);
+  figures.dObjectShadow = first.figures.dObjectShadow;
+  figures.dObjectGamma = first.figures.dObjectGamma;
+  figures.dWhiteFrom = first.figures.dWhiteFrom;
+  figures.dWhiteTo = first.figures.dWhiteTo;
+  return why.empty() ? "" : why + "; evened by its own";
+}
+
 } // namespace
+
+bool IsPageAnalysis(const AnalysisOptions& analysis) {
+  Record record;
+  SetZEP3Kind(&record.para, analysis.kind->pName);
+  return analysis.adaptive.value_or(analysis.kind->wAdaptive != 0) && !analysis.plain && IsPageKind(record.para);
+}
 
 Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const UserOptions& user,
                    const Encoding& encoding) {
@@ -173,8 +301,10 @@ Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const
   finding.adaptive = analysis.adaptive.value_or(analysis.kind->wAdaptive != 0);
   const bool windowAlone = analysis.window && !finding.adaptive && analysis.kind->wAdaptive != 0;
   const ZEP3_EVIDENCE window = windowAlone ? WindowAlone(bmp, correction.record, matrix) : ZEP3_EVIDENCE();
-  const int found =
-      finding.adaptive ? ZEP3Adaptive(&bmp, &para, matrix.data(), &finding.evidence) : ZEP3(&bmp, &para, matrix.data());
+  const bool found = IsPageAnalysis(analysis) ? AnalysePage(bmp, scan, para, finding.evidence, correction.paper)
+                     : finding.adaptive       ? ZEP3Adaptive(&bmp, &para, matrix.data(), &finding.evidence) == 1
+                                              : ZEP3(&bmp, &para, matrix.data()) == 1;
+  if (analysis.tablesAlone) correction.paper.reset();
   if (!found) {
     const char* why = CheckZEP3(ZEP3_CALL_ANALYSE, &bmp, &para, matrix.data());
     throw Failure(why != nullptr ? why : "not enough memory for the analysis");
@@ -183,9 +313,9 @@ Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const
                                                    : FrameOf(analysis.area, scan.scanWidth, scan.scanHeight);
   ApplyUserOptions(user, correction.record);
   if (analysis.grayPipette) {
-    ApplyGrayPipette(Pick(pixels, analysis.grayPipette->at, scan, para), analysis.grayPipette->strength, para);
+    ApplyGrayPipette(Pick(pixels, analysis.grayPipette->at, scan, correction), analysis.grayPipette->strength, para);
   }
-  if (analysis.gammaPipette) ApplyGammaPipette(Pick(pixels, analysis.gammaPipette->at, scan, para), para);
+  if (analysis.gammaPipette) ApplyGammaPipette(Pick(pixels, analysis.gammaPipette->at, scan, correction), para);
   correction.verdict = finding.evidence.lVerdict;
   const bool changed = ChangesAnything(user) || analysis.grayPipette || analysis.gammaPipette;
   if (changed || correction.verdict == ZEP3_VERDICT_NONE) Judge(bmp, correction);
@@ -193,10 +323,12 @@ Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const
   return correction;
 }
 
-void Repeat(const SmallScan& scan, const UserOptions& user, Correction& correction) {
+std::string Repeat(const SmallScan& scan, const UserOptions& user, Correction& correction) {
   LinearPixels pixels = ToLinear(scan, correction.encoding.input);
-  const AREA whole = ToEngineArea({}, scan);
+  const ZEP3_BmpInfo bmp = ImageOf(pixels, ToEngineArea({}, scan));
+  const std::string why = correction.paper ? RepeatPaper(bmp, scan, pixels, correction) : "";
   ApplyUserOptions(user, correction.record);
-  Judge(ImageOf(pixels, whole), correction);
-  correction.prescan = Describe(scan, pixels, whole);
+  Judge(bmp, correction);
+  correction.prescan = Describe(scan, pixels, bmp.area);
+  return why;
 }

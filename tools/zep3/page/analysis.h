@@ -1,14 +1,20 @@
 // From a pre-scan to its correction: the area, the engine's analysis, the pipettes, what the user adds.
 #pragma once
 
+#include <string>
+
 #include "options.h"
 #include "page/correction.h"
 #include "page/prescan.h"
+
+// Whether the analysis is the adaptive one of pages, which wants SmallScan::detail.
+bool IsPageAnalysis(const AnalysisOptions& analysis);
 
 // Throws Failure when the engine refuses the scan, or a pipette its place or colour.
 Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const UserOptions& user,
                    const Encoding& encoding);
 
 // Makes a correction that was found on another scan this one's: with what the user adds, its size and statistics, and
-// its verdict.
-void Repeat(const SmallScan& scan, const UserOptions& user, Correction& correction);
+// its verdict. A paper's surface is repeated on scans of its size on whose paper it lies; others get their own, with
+// the levels of the first. Returns why, if so.
+std::string Repeat(const SmallScan& scan, const UserOptions& user, Correction& correction);

@@ -8,6 +8,7 @@
 
 #include "page/cut.h"
 #include "page/frame.h"
+#include "page/paper.h"
 #include "page/record.h"
 
 // Gamma of pixel values, in tenths: 22 is 2.2. The engine's resolution is a tenth, so is ours, in both directions: what
@@ -48,6 +49,7 @@ struct Correction {
   Encoding encoding;
   Prescan prescan;
   std::optional<Finding> finding;      // absent: from a sidecar that does not tell
+  std::optional<PaperSurface> paper;   // absent: tables alone
   std::optional<Frame> frame;          // absent: the picture fills the scan, or was not found
   int64_t verdict = ZEP3_VERDICT_NONE; // on what it makes of this scan
 };
@@ -58,7 +60,9 @@ struct CorrectedPage {
   int bands = 3;
   int bits = 8;      // per value
   double chroma = 1; // as applied, see ApplyCorrection
+  bool gray = false; // the result has one gray channel in place of its colours
   Correction correction;
   std::optional<Cut> cut; // absent: the result shows the whole scan
   std::string uncut{};    // why, where it was to be cut
+  std::string ownPaper{}; // why the surface in the sidecar was not repeated
 };

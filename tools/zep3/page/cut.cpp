@@ -197,10 +197,10 @@ vips::VImage CutOut(const vips::VImage& page, const Cut& cut,
     return placed;
   };
   Box box = BoxOf(CornersOf(cut));
-  if (cut.degrees == 0) return inPlace(change(Part(page, WholePixels(box, page.width(), page.height()))));
+  if (cut.degrees == 0) return inPlace(Part(change(page), WholePixels(box, page.width(), page.height())));
   box = {box.left - kReach, box.top - kReach, box.right + kReach, box.bottom + kReach};
   const Cut around = WholePixels(box, page.width(), page.height());
-  const vips::VImage changed = change(Part(page, around));
+  const vips::VImage changed = Part(change(page), around);
   const vips::VImage watched = watch(changed.copy());
   const vips::VImage held = Held(watched);
   vips_image_set_progress(held.get_image(), FALSE); // or all that is made of it would report to the one that goes now

@@ -24,9 +24,9 @@ struct Cut {
 // What --crop cuts out of a scan of this size. Throws Failure where the margin leaves nothing.
 Cut CutOf(const Frame& frame, const CropOptions& options, int64_t width, int64_t height);
 
-// Pixels of a page that lie in the cut, as `change` leaves them. What is turned goes through memory, or where it is
-// large through a file in the folder for temporary files, which `watch` is told about; beyond the page it repeats the
-// page's edge. Profile, resolution and all else of the header stay.
+// Pixels of a page that lie in the cut, as `change`, which is given the page, leaves them. What is turned goes through
+// memory, or where it is large through a file in the folder for temporary files, which `watch` is told about; beyond
+// the page it repeats the page's edge. Profile, resolution and all else of the header stay.
 vips::VImage CutOut(const vips::VImage& page, const Cut& cut,
                     const std::function<vips::VImage(const vips::VImage&)>& change,
                     const std::function<vips::VImage(const vips::VImage&)>& watch);

@@ -3,7 +3,9 @@
 
 #include <lcms2.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -54,6 +56,36 @@ double EstimateGamma(const Profile& profile) {
   }
 }
 
+using Curve = std::unique_ptr<cmsToneCurve, FreeCurve>;
+
+std::vector<uint8_t> BytesOf(const Profile& profile) {
+  cmsUInt32Number size = 0;
+  if (!profile || !cmsSaveProfileToMem(profile.get(), nullptr, &size)) {
+    throw Failure("its ICC profile cannot be rewritten");
+  }
+  std::vector<uint8_t> bytes(size);
+  if (!cmsSaveProfileToMem(profile.get(), bytes.data(), &size)) throw Failure("its ICC profile cannot be rewritten");
+  return bytes;
+}
+
+// With the date of the one that it stands for: the same scan gives the same bytes at any time.
+std::vector<uint8_t> GrayProfile(const Profile& colours, const Encoding& encoding) {
+  const auto* green = static_cast<const cmsToneCurve*>(cmsReadTag(colours.get(), cmsSigGreenTRCTag));
+  const bool same = encoding.input == encoding.output && green != nullptr;
+  const Curve curve(same ? cmsDupToneCurve(green) : cmsBuildGamma(nullptr, encoding.output / 10.0));
+  std::vector<uint8_t> bytes = BytesOf(Profile(cmsCreateGrayProfile(cmsD50_xyY(), curve.get())));
+  constexpr std::ptrdiff_t kDate = 24, kDateEnd = 36; // in the head of every profile
+  const std::vector<uint8_t> before = BytesOf(colours);
+  std::copy(before.begin() + kDate, before.begin() + kDateEnd, bytes.begin() + kDate);
+  return bytes;
+}
+
+vips::VImage WithProfile(const vips::VImage& image, const std::vector<uint8_t>& profile) {
+  vips::VImage fitted = image.copy();
+  vips_image_set_blob_copy(fitted.get_image(), VIPS_META_ICC_NAME, profile.data(), profile.size());
+  return fitted;
+}
+
 } // namespace
 
 Encoding FindEncoding(const vips::VImage& image, std::optional<int> givenInput, std::optional<int> givenOutput) {
@@ -75,15 +107,16 @@ Encoding FindEncoding(const vips::VImage& image, std::optional<int> givenInput, 
   return encoding;
 }
 
-vips::VImage FitProfile(const vips::VImage& image, const Encoding& encoding) {
-  if (encoding.input == encoding.output) return image;
+vips::VImage FitProfile(const vips::VImage& image, const Encoding& encoding, bool madeGray) {
+  if (encoding.input == encoding.output && !madeGray) return image;
   const Profile profile = ReadProfile(image);
   if (!profile) return image;
 
   const bool gray = cmsGetColorSpace(profile.get()) == cmsSigGrayData;
+  if (madeGray && !gray) return WithProfile(image, GrayProfile(profile, encoding));
   const std::vector<cmsTagSignature> tags =
       gray ? std::vector{cmsSigGrayTRCTag} : std::vector{cmsSigRedTRCTag, cmsSigGreenTRCTag, cmsSigBlueTRCTag};
-  const std::unique_ptr<cmsToneCurve, FreeCurve> curve(cmsBuildGamma(nullptr, encoding.output / 10.0));
+  const Curve curve(cmsBuildGamma(nullptr, encoding.output / 10.0));
   for (const cmsTagSignature tag : tags) {
     // A tag must be dropped before it can be written anew.
     if (!cmsIsTag(profile.get(), tag) || cmsIsTag(profile.get(), cmsSigAToB0Tag) ||
@@ -92,11 +125,5 @@ vips::VImage FitProfile(const vips::VImage& image, const Encoding& encoding) {
                     ") is no plain matrix profile, so that it cannot take another gamma; leave --output-gamma out");
     }
   }
-  cmsUInt32Number size = 0;
-  if (!cmsSaveProfileToMem(profile.get(), nullptr, &size)) throw Failure("its ICC profile cannot be rewritten");
-  std::vector<uint8_t> bytes(size);
-  if (!cmsSaveProfileToMem(profile.get(), bytes.data(), &size)) throw Failure("its ICC profile cannot be rewritten");
-  vips::VImage fitted = image.copy();
-  vips_image_set_blob_copy(fitted.get_image(), VIPS_META_ICC_NAME, bytes.data(), size);
-  return fitted;
+  return WithProfile(image, BytesOf(profile));
 }

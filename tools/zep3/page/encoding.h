@@ -15,5 +15,7 @@
 Encoding FindEncoding(const vips::VImage& image, std::optional<int> givenInput, std::optional<int> givenOutput);
 
 // The image with a profile that fits the result: the profile's curves are replaced where input and output differ.
-// Without a profile nothing changes. Throws Failure for a profile without curves to replace.
-vips::VImage FitProfile(const vips::VImage& image, const Encoding& encoding);
+// `madeGray`: its colours were; a gray profile takes the place of theirs, with the curve of green, or the result's
+// gamma where that is another or there is no such curve. Without a profile nothing changes. Throws Failure for a
+// profile without curves to replace.
+vips::VImage FitProfile(const vips::VImage& image, const Encoding& encoding, bool madeGray);

@@ -1,93 +1,129 @@
-// The engine's calls on lines of pixels, as an operation of libvips and as a function.
+// The engine's calls on pieces of an image, as an operation of libvips and as a function.
 #include "page/finish.h"
 
 #include <algorithm>
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "failure.h"
+#include "page/box_mean.h"
 #include "page/tables.h"
 
 namespace {
 
-// Pixels of a scan through the tables and the chroma of its correction, in place. Of any thread.
+// What an image of a scan is sent through. Of any thread.
 class Finish {
  public:
-  Finish(const Tables& tables, bool deep, int64_t pixelFormat, double chroma)
-      : m_bits(deep ? ZEP3_BITS_16 : ZEP3_BITS_8), m_pixelFormat(pixelFormat), m_chroma(chroma) {
-    for (const std::vector<uint16_t>& table : tables) {
+  Finish(const CorrectedPage& corrected, const PlainShape& shape, const Scale& scale)
+      : m_shape(shape), m_bits(shape.deep ? ZEP3_BITS_16 : ZEP3_BITS_8), m_chroma(corrected.chroma) {
+    const Correction& correction = corrected.correction;
+    if (correction.paper) {
+      m_paper = correction.paper->Scaled(shape.width, shape.height, scale.across, scale.down);
+      const ZEP3_SURFACE surface = m_paper->Record();
+      const int64_t entries = shape.deep ? int64_t{ZEP3_PAGE_ENTRIES_16} : int64_t{ZEP3_PAGE_ENTRIES_8};
+      m_table.resize(static_cast<size_t>(7 * entries));
+      if (!MakeZEP3PageLUT(&correction.record.para, &surface, entries, m_table.data())) {
+        throw Failure("not enough memory for the tables");
+      }
+      return;
+    }
+    for (const std::vector<uint16_t>& table : MakeTables(correction, shape.deep ? 65536 : 256)) {
       m_table.insert(m_table.end(), table.begin(), table.end());
-      if (!deep) std::transform(table.begin(), table.end(), std::back_inserter(m_bytes), ToByte);
+      if (!shape.deep) std::transform(table.begin(), table.end(), std::back_inserter(m_bytes), ToByte);
     }
   }
 
-  // One line. False where the library refuses it.
-  bool Apply(uint8_t* first, int64_t pixels) const {
-    ZEP3_BmpInfo line;
-    SetZEP3Image(&line, first, pixels, 1, 0, m_pixelFormat, m_bits);
-    if (m_chroma != 1) return ApplyZEP3ScanLUT(&line, m_table.data(), m_chroma) == 1;
-    return m_bytes.empty() ? ApplyZEP3LUT16(&line, m_table.data()) == 1 : ApplyZEP3LUT(&line, m_bytes.data()) == 1;
+  // An image's lines, or a piece of them.
+  ZEP3_BmpInfo Piece(uint8_t* first, int64_t width, int64_t lines, int64_t stride) const {
+    constexpr int64_t kFormats[] = {ZEP3_PIXEL_GRAY, ZEP3_PIXEL_GRAYA, ZEP3_PIXEL_RGB, ZEP3_PIXEL_RGBA};
+    ZEP3_BmpInfo piece;
+    SetZEP3Image(&piece, first, width, lines, stride, kFormats[m_shape.bands - 1], m_bits);
+    return piece;
+  }
+
+  // In place, a piece that begins at a place of the image. False where the library refuses it.
+  bool Apply(const ZEP3_BmpInfo& piece, int64_t x, int64_t y) const {
+    if (m_paper) {
+      const ZEP3_SURFACE surface = m_paper->Record();
+      return ApplyZEP3Page(&piece, x, y, &surface, m_table.data()) == 1;
+    }
+    if (m_chroma != 1) return ApplyZEP3ScanLUT(&piece, m_table.data(), m_chroma) == 1;
+    return m_bytes.empty() ? ApplyZEP3LUT16(&piece, m_table.data()) == 1 : ApplyZEP3LUT(&piece, m_bytes.data()) == 1;
   }
 
  private:
-  int64_t m_bits, m_pixelFormat;
+  PlainShape m_shape;
+  int64_t m_bits;
   double m_chroma;
-  std::vector<uint16_t> m_table; // red, green, blue
-  std::vector<uint8_t> m_bytes;  // the same for 8 bits
+  std::optional<PaperSurface> m_paper;
+  std::vector<uint16_t> m_table; // red, green, blue; those of the library for a paper
+  std::vector<uint8_t> m_bytes;  // red, green, blue for 8 bits
 };
 
-// Fills a region of the result from the scan's.
+// Fills a region of the result from the scan's. Colours that become gray take their way through a line's buffer.
 int ApplyToRegion(VipsRegion* out, void* sequence, void*, void* finish, gboolean*) {
   auto* in = static_cast<VipsRegion*>(sequence);
+  const auto& work = *static_cast<const Finish*>(finish);
   const VipsRect& area = out->valid;
   if (vips_region_prepare(in, &area) != 0) return -1;
+  const bool gray = out->im->Bands != in->im->Bands;
+  std::vector<uint8_t> line(gray ? VIPS_REGION_SIZEOF_LINE(in) : 0);
   for (int y = area.top; y < VIPS_RECT_BOTTOM(&area); y++) {
-    VipsPel* line = VIPS_REGION_ADDR(out, area.left, y);
-    std::memcpy(line, VIPS_REGION_ADDR(in, area.left, y), VIPS_REGION_SIZEOF_LINE(out));
-    if (!static_cast<const Finish*>(finish)->Apply(line, area.width)) return -1;
+    VipsPel* const to = VIPS_REGION_ADDR(out, area.left, y);
+    std::memcpy(gray ? line.data() : to, VIPS_REGION_ADDR(in, area.left, y), VIPS_REGION_SIZEOF_LINE(in));
+    if (!gray) continue;
+    const ZEP3_BmpInfo colours = work.Piece(line.data(), area.width, 1, 0);
+    ZEP3_BmpInfo luma = colours;
+    luma.pBits = to;
+    luma.wPixelFormat = out->im->Bands == 2 ? ZEP3_PIXEL_GRAYA : ZEP3_PIXEL_GRAY;
+    if (!work.Apply(colours, area.left, y) || !MakeZEP3Gray(&colours, &luma)) return -1;
   }
-  return 0;
+  const ZEP3_BmpInfo piece =
+      work.Piece(VIPS_REGION_ADDR(out, area.left, area.top), area.width, area.height, VIPS_REGION_LSKIP(out));
+  return gray || work.Apply(piece, area.left, area.top) ? 0 : -1;
 }
 
 // The finish and the scan live as long as the result.
-vips::VImage ApplyByRegions(const vips::VImage& image, std::unique_ptr<Finish> finish) {
+vips::VImage ApplyByRegions(const vips::VImage& image, std::unique_ptr<Finish> finish, bool gray) {
   const vips::VImage out(vips_image_new());
   VipsImage* to = out.get_image();
   const auto destroy = [](void* owned) { delete static_cast<Finish*>(owned); };
   Finish* work = finish.release();
   g_object_set_data_full(G_OBJECT(to), "zep3-finish", work, destroy);
   g_object_set_data_full(G_OBJECT(to), "zep3-scan", g_object_ref(image.get_image()), g_object_unref);
-  if (vips_image_pipelinev(to, VIPS_DEMAND_STYLE_THINSTRIP, image.get_image(), nullptr) != 0 ||
-      vips_image_generate(to, vips_start_one, ApplyToRegion, vips_stop_one, image.get_image(), work) != 0) {
+  if (vips_image_pipelinev(to, VIPS_DEMAND_STYLE_THINSTRIP, image.get_image(), nullptr) != 0) throw vips::VError();
+  if (gray) {
+    to->Bands = image.bands() - 2;
+    to->Type = image.format() == VIPS_FORMAT_USHORT ? VIPS_INTERPRETATION_GREY16 : VIPS_INTERPRETATION_B_W;
+  }
+  if (vips_image_generate(to, vips_start_one, ApplyToRegion, vips_stop_one, image.get_image(), work) != 0) {
     throw vips::VError();
   }
   return out;
 }
 
-bool IsDeep(const vips::VImage& image) { return image.format() == VIPS_FORMAT_USHORT; }
-
 } // namespace
 
-vips::VImage ApplyCorrection(const vips::VImage& image, const Correction& correction, double chroma) {
+vips::VImage ApplyCorrection(const vips::VImage& image, const CorrectedPage& corrected, const Scale& scale) {
   const int bands = image.bands();
   if (bands > 4) {
     const vips::VImage colours =
-        ApplyCorrection(image.extract_band(0, vips::VImage::option()->set("n", 3)), correction, chroma);
+        ApplyCorrection(image.extract_band(0, vips::VImage::option()->set("n", 3)), corrected, scale);
     return colours.bandjoin(image.extract_band(3, vips::VImage::option()->set("n", bands - 3)));
   }
-  constexpr int64_t kFormats[] = {ZEP3_PIXEL_GRAY, ZEP3_PIXEL_GRAYA, ZEP3_PIXEL_RGB, ZEP3_PIXEL_RGBA};
-  const bool deep = IsDeep(image);
-  const Tables tables = MakeTables(correction, deep ? 65536 : 256);
-  return ApplyByRegions(image, std::make_unique<Finish>(tables, deep, kFormats[bands - 1], chroma));
+  return ApplyByRegions(image, std::make_unique<Finish>(corrected, ShapeOf(image), scale),
+                        corrected.gray && bands >= 3);
 }
 
-bool IsTablesAlone(const vips::VImage& image, double chroma) { return chroma == 1 && image.bands() == 3; }
+bool IsValuesAlone(const vips::VImage& image, const CorrectedPage& corrected) {
+  return corrected.chroma == 1 && !corrected.gray && image.bands() == 3;
+}
 
-ChangePixels PixelsThroughTables(const Correction& correction, bool deep) {
-  return [finish = Finish(MakeTables(correction, deep ? 65536 : 256), deep, ZEP3_PIXEL_RGB, 1)](uint8_t* first,
-                                                                                                int64_t pixels) {
-    if (!finish.Apply(first, pixels)) throw Failure("its pixels cannot be corrected");
+PlainLines::Take LinesThroughCorrection(const CorrectedPage& corrected, const PlainShape& shape, const Scale& scale) {
+  return [finish = Finish(corrected, shape, scale), width = shape.width](uint8_t* first, int64_t line, int64_t count) {
+    if (!finish.Apply(finish.Piece(first, width, count, 0), 0, line)) throw Failure("its pixels cannot be corrected");
   };
 }

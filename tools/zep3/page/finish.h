@@ -1,4 +1,4 @@
-// A page of a scan through its tables.
+// A page of a scan through its correction.
 #pragma once
 
 #include <vips/vips8>
@@ -6,12 +6,17 @@
 #include "page/correction.h"
 #include "tiff/plain_tiff.h"
 
-// The corrected image, to be computed as it is written. Bands behind the colours pass through. `chroma`: of
-// GetZEP3Chroma(); gray scans have none.
-vips::VImage ApplyCorrection(const vips::VImage& image, const Correction& correction, double chroma);
+// By what a picture of a scan is larger than it, across and down: the scan itself, a thumbnail, the pre-scan.
+struct Scale {
+  double across = 1, down = 1;
+};
 
-// True when ApplyCorrection only sends red, green and blue through tables.
-bool IsTablesAlone(const vips::VImage& image, double chroma);
+// The corrected image, to be computed as it is written. Bands behind the colours pass through. Gray scans have no
+// chroma, and are as they are where the result is to be gray.
+vips::VImage ApplyCorrection(const vips::VImage& image, const CorrectedPage& corrected, const Scale& scale = {});
 
-// These tables by themselves, for R G B pixels of 8 or, if deep, 16 bits. Of any thread.
-ChangePixels PixelsThroughTables(const Correction& correction, bool deep);
+// True when ApplyCorrection only changes the values of red, green and blue, each by itself or by its place.
+bool IsValuesAlone(const vips::VImage& image, const CorrectedPage& corrected);
+
+// That by itself, for lines of R G B pixels. Of any thread.
+PlainLines::Take LinesThroughCorrection(const CorrectedPage& corrected, const PlainShape& shape, const Scale& scale);

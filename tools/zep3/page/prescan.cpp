@@ -2,7 +2,6 @@
 #include "page/prescan.h"
 
 #include "failure.h"
-#include "page/box_mean.h"
 
 namespace {
 
@@ -56,16 +55,19 @@ int ChannelStatistics::Percentile(double percent) const {
 
 int ColourBands(const vips::VImage& image) { return image.bands() >= 3 ? 3 : 1; }
 
-SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain, vips::VImage* held) {
+SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain, vips::VImage* held,
+                      std::optional<int> detailGamma) {
   SmallScan small;
+  if (detailGamma) small.detail.emplace().gamma = *detailGamma;
+  Detail* const detail = small.detail ? &*small.detail : nullptr;
   small.scanWidth = image.width();
   small.scanHeight = image.height();
   small.shrink = GetZEP3PrescanShrink(small.scanWidth, small.scanHeight);
   const int bands = ColourBands(image);
   const bool fits = VIPS_IMAGE_SIZEOF_IMAGE(image.get_image()) <= kHeldBytes;
   vips::VImage means(nullptr);
-  if (small.shrink > 1) means = plain(small.shrink);
-  if (means.is_null()) means = BoxMean(image, bands, small.shrink, fits ? held : nullptr);
+  if (small.shrink > 1) means = plain(small.shrink, detail);
+  if (means.is_null()) means = BoxMean(image, bands, small.shrink, fits ? held : nullptr, detail);
   small.image = WithProfileOf(image, means);
   return small;
 }

@@ -3,10 +3,12 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <vector>
 
 #include <vips/vips8>
 
+#include "page/box_mean.h"
 #include "page/correction.h"
 
 // A scan made small: box means of its values, one or three colour bands, in memory.
@@ -14,17 +16,19 @@ struct SmallScan {
   vips::VImage image;
   int64_t shrink = 1;
   int64_t scanWidth = 0, scanHeight = 0;
+  std::optional<Detail> detail{}; // for the analysis of pages
 };
 
 // Colour bands of an image: 1 or 3; bands behind them (alpha) are neither analysed nor corrected.
 int ColourBands(const vips::VImage& image);
 
 // `plain`, where it says so, reads the page from its file without a decoder: side of a block to its means, or null.
-using PlainReader = std::function<vips::VImage(int64_t side)>;
+using PlainReader = std::function<vips::VImage(int64_t side, Detail* detail)>;
 
 // Reads the image. `held`, where given, becomes the same image in memory, unless that takes too much or `plain` reads
-// it.
-SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain, vips::VImage* held);
+// it. `detailGamma`: of the image's values, tenths, where the details are wanted.
+SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain, vips::VImage* held,
+                      std::optional<int> detailGamma);
 
 // R G B, linear levels, line by line.
 struct LinearPixels {

@@ -90,7 +90,7 @@ class PlainTiffLines : public PlainLines {
       if (!ReadAt(offset + static_cast<uint64_t>(inStrip * LineBytes()), size, to)) {
         m_tiff.Fail("ends before line " + std::to_string(line + count) + " of " + std::to_string(m_layout.height));
       }
-      take(to, count);
+      take(to, line, count);
       line += count;
     }
   }
@@ -136,7 +136,7 @@ std::unique_ptr<PlainLines> PlainLines::Open(const std::string& path, TiffPlace 
 }
 
 bool RewritePlainTiff(const std::string& source, TiffPlace page, PendingFile& target, const PlainShape& shape,
-                      const ChangePixels& change, const std::function<bool(double)>& go) {
+                      const PlainLines::Take& change, const std::function<bool(double)>& go) {
   const PlainTiffLines from(source, page);
   if (!from.IsPlain() || from.Shape() != shape) return false;
   if (!from.Layout().big && shape.height * from.LineBytes() > kLargestClassic) return false;
@@ -160,8 +160,7 @@ bool RewritePlainTiff(const std::string& source, TiffPlace page, PendingFile& ta
     const auto read = [&](int64_t begin, std::vector<uint8_t>& lines) {
       const int64_t end = std::min(begin + linesAtOnce, shape.height);
       lines.resize(static_cast<size_t>((end - begin) * from.LineBytes()));
-      from.ReadInto(lines.data(), begin, end,
-                    [&](uint8_t* first, int64_t count) { change(first, count * shape.width); });
+      from.ReadInto(lines.data(), begin, end, change);
     };
     std::future<void> reading = std::async(std::launch::async, read, 0, std::ref(batches[0]));
     for (int64_t begin = 0, batch = 0; begin < shape.height; batch = 1 - batch) {

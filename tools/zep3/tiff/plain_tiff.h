@@ -31,17 +31,14 @@ class PlainLines {
   int64_t LineBytes() const { return Samples() * (Shape().deep ? 2 : 1); }
 
   // Shows the lines from `begin` to before `end` to `take`, in pieces that stay in the processor's cache: in order,
-  // `count` lines one behind the other, which it may change. Throws Failure for damage.
-  using Take = std::function<void(uint8_t* first, int64_t count)>;
+  // from line `line` on `count` of them one behind the other, which it may change. Throws Failure for damage.
+  using Take = std::function<void(uint8_t* first, int64_t line, int64_t count)>;
   virtual void Read(int64_t begin, int64_t end, const Take& take) const = 0;
 };
-
-// Pixels that lie one behind the other.
-using ChangePixels = std::function<void(uint8_t* first, int64_t pixels)>;
 
 // Writes page `page` of `source` into the empty file `target`: laid out as it is (in strips of moderate size), the
 // pixels as `change` leaves them, with the tags that CopyTiffTags carries and the profile. `change` runs on a thread of
 // its own. `go` is told the share of the work done and says whether to go on. False, with nothing written, when the
 // page is stored otherwise or of another shape. Throws Failure.
 bool RewritePlainTiff(const std::string& source, TiffPlace page, PendingFile& target, const PlainShape& shape,
-                      const ChangePixels& change, const std::function<bool(double)>& go);
+                      const PlainLines::Take& change, const std::function<bool(double)>& go);

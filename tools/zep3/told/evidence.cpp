@@ -49,9 +49,10 @@ std::string ValueText(const Evidence& evidence) {
 
 std::string_view MethodName(bool adaptive) { return adaptive ? "adaptive" : "standard"; }
 
-int AdaptiveAnalysisOf(uint16_t docType) {
-  if (docType == ZEP3_DOC_NEGATIVE) return ZEP3_ANALYSIS_NEGATIVE;
-  return docType == ZEP3_DOC_NEGATIVE_BW ? ZEP3_ANALYSIS_NEGATIVE_BW : ZEP3_ANALYSIS_POSITIVE;
+int AdaptiveAnalysisOf(const ZEP3_PARA& para) {
+  if (IsPageKind(para)) return ZEP3_ANALYSIS_PAGE;
+  if (para.wDocType == ZEP3_DOC_NEGATIVE) return ZEP3_ANALYSIS_NEGATIVE;
+  return para.wDocType == ZEP3_DOC_NEGATIVE_BW ? ZEP3_ANALYSIS_NEGATIVE_BW : ZEP3_ANALYSIS_POSITIVE;
 }
 
 std::string_view VerdictName(int64_t verdict) {
@@ -134,7 +135,7 @@ std::string NoticesOf(const std::vector<CorrectedPage>& pages) {
   std::string text;
   for (const CorrectedPage& page : pages) {
     const bool good = page.correction.verdict <= ZEP3_VERDICT_GOOD;
-    for (const std::string& notice : {good ? "" : VerdictText(page.correction), page.uncut}) {
+    for (const std::string& notice : {good ? "" : VerdictText(page.correction), page.ownPaper, page.uncut}) {
       if (!notice.empty()) text += (text.empty() ? "" : "; ") + NumberedPage(page, pages) + notice;
     }
   }

@@ -28,8 +28,8 @@ std::string ValueText(const Evidence& evidence);
 // "standard" or "adaptive".
 std::string_view MethodName(bool adaptive);
 
-// Which analysis of an original is the adaptive one: ZEP3_ANALYSIS_...
-int AdaptiveAnalysisOf(uint16_t docType);
+// Which analysis of a record's kind is the adaptive one: ZEP3_ANALYSIS_...
+int AdaptiveAnalysisOf(const ZEP3_PARA& para);
 
 // "good", "look" or "failed"; empty where the result was not checked. ZEP3_VERDICT_...
 std::string_view VerdictName(int64_t verdict);

@@ -122,8 +122,9 @@ std::array<std::array<int64_t, 256>, 3> Histograms(const vips::VImage& image) {
 } // namespace
 
 ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size_t count) {
-  const vips::VImage after =
-      FitProfile(ApplyCorrection(small.image, corrected.correction, corrected.chroma), corrected.correction.encoding);
+  const double ratio = 1 / static_cast<double>(small.shrink);
+  const vips::VImage after = FitProfile(ApplyCorrection(small.image, corrected, {ratio, ratio}),
+                                        corrected.correction.encoding, corrected.gray && small.image.bands() == 3);
   const auto bytes = [](const vips::VImage& image) {
     return image.format() == VIPS_FORMAT_USHORT ? (image * (1 / 257.0) + 0.5).cast(VIPS_FORMAT_UCHAR) : image;
   };

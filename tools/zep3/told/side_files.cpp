@@ -10,7 +10,7 @@ std::vector<PendingFile> WriteSideFiles(const Job& job, const Options& options, 
                                         const std::vector<CorrectedPage>& pages, const std::vector<SmallScan>& small) {
   std::vector<PendingFile> files;
   if (options.sidecar) {
-    files.push_back(WritePending(job.result + kSidecarSuffix, CorrectionText(job.scan, pages, 1), sync));
+    files.push_back(WritePending(job.result + kSidecarSuffix, CorrectionText(job.scan, pages, true, 1), sync));
   }
   if (options.report) {
     std::vector<ReportPage> shown;

@@ -17,6 +17,7 @@
 #include "failure.h"
 #include "page/tables.h"
 #include "told/evidence.h"
+#include "told/packed_cells.h"
 #include "version.h"
 
 namespace {
@@ -26,9 +27,13 @@ using Json = nlohmann::ordered_json;
 constexpr const char* kFormat = "zep3-correction";
 constexpr int kFormatVersion = 1;
 constexpr double kChromaMost = 10;         // far above any real one
-constexpr size_t kSidecarBytes = 16 << 20; // some 2,000 pages
+constexpr size_t kSidecarBytes = 64 << 20; // some 8,000 pages, or 200 with surfaces
 constexpr int kDepthMost = 16;
-constexpr double kFarthest = 1e9; // pixels, beyond any scan
+constexpr double kFarthest = 1e9;       // pixels, beyond any scan
+constexpr int64_t kCellsMost = 1 << 20; // ten times those of the largest pre-scan
+
+// What a surface is of, by ZEP3_SURFACE_...
+constexpr std::array kSurfaces = {"none", "paper", "reverse"};
 
 // Where a frame comes from.
 constexpr const char* kFromScan = "scan";
@@ -210,12 +215,12 @@ Record RecordFromJson(const nlohmann::json& json) {
 }
 
 // Tells about a correction that is repeated without it: names that this version does not know are passed over.
-Finding FindingFromJson(const nlohmann::json& json, uint16_t docType) {
+Finding FindingFromJson(const nlohmann::json& json, const ZEP3_PARA& para) {
   Finding finding;
   finding.repeated = true;
   finding.adaptive = IsAdaptive(json, "asked");
   ZEP3_EVIDENCE& record = finding.evidence;
-  record.lAnalysis = IsAdaptive(json, "used") ? AdaptiveAnalysisOf(docType) : ZEP3_ANALYSIS_STANDARD;
+  record.lAnalysis = IsAdaptive(json, "used") ? AdaptiveAnalysisOf(para) : ZEP3_ANALYSIS_STANDARD;
   ReadValues(At(json, "confidence"), "confidence", {&record.dConfidence, 1});
   const nlohmann::json& reasons = At(json, "reasons");
   if (!reasons.is_array()) Refuse("'reasons' is no list");
@@ -257,6 +262,36 @@ Frame FrameFromJson(const nlohmann::json& json) {
   return frame;
 }
 
+PaperSurface PaperFromJson(const nlohmann::json& json, int64_t width, int64_t height, int64_t gamma) {
+  PaperSurface paper;
+  ZEP3_SURFACE& to = paper.figures;
+  const nlohmann::json& found = At(json, "found");
+  to.lFound = std::find(kSurfaces.begin(), kSurfaces.end(), found) - kSurfaces.begin();
+  if (to.lFound != ZEP3_SURFACE_PAPER && to.lFound != ZEP3_SURFACE_REVERSE) Refuse("'found' is no surface");
+  to.lScanGamma = gamma;
+  to.lWidth = width;
+  to.lHeight = height;
+  to.lLeft = Integer(json, "left", 0, INT32_MAX);
+  to.lTop = Integer(json, "top", 0, INT32_MAX);
+  to.lSide = Integer(json, "side", 1, INT32_MAX);
+  to.lColumns = Integer(json, "columns", 1, kCellsMost);
+  to.lRows = Integer(json, "rows", 1, kCellsMost / to.lColumns);
+  ReadValues(At(json, "paper"), "paper", to.dPaper);
+  for (const double level : to.dPaper) {
+    if (!(level > 0 && level <= 1)) Refuse("'paper' is no level");
+  }
+  constexpr double kMost = 1e3;
+  to.dObjectShadow = Number(json, "objectShadow", 0, kMost);
+  to.dObjectGamma = Number(json, "objectGamma", 0, kMost);
+  to.dWhiteFrom = Number(json, "whiteFrom", 0, kMost);
+  to.dWhiteTo = Number(json, "whiteTo", 0, kMost);
+  if (!json.contains("cells")) return paper;
+  if (!json.at("cells").is_string()) Refuse("'cells' are no text");
+  paper.cells = UnpackCells(json.at("cells").get<std::string>(), static_cast<size_t>(to.lColumns),
+                            static_cast<size_t>(to.lColumns * to.lRows));
+  return paper;
+}
+
 CorrectedPage PageFromJson(const nlohmann::json& json) {
   CorrectedPage page;
   page.page = static_cast<int>(Integer(json, "page", 0, INT32_MAX));
@@ -267,12 +302,17 @@ CorrectedPage PageFromJson(const nlohmann::json& json) {
   correction.encoding.output = static_cast<int>(correction.record.para.lScreenGamma);
   correction.encoding.source = "sidecar";
   if (json.contains("analysis") && !json.at("analysis").is_null()) {
-    correction.finding = FindingFromJson(json.at("analysis"), correction.record.para.wDocType);
+    correction.finding = FindingFromJson(json.at("analysis"), correction.record.para);
   }
-  if (json.contains("frame") && !json.at("frame").is_null()) {
-    correction.frame = FrameFromJson(json.at("frame"));
+  const auto holds = [&](const char* name) { return json.contains(name) && !json.at(name).is_null(); };
+  if (holds("frame") || holds("surface")) {
     correction.prescan.scanWidth = Integer(json, "width", 1, INT32_MAX);
     correction.prescan.scanHeight = Integer(json, "height", 1, INT32_MAX);
+  }
+  if (holds("frame")) correction.frame = FrameFromJson(json.at("frame"));
+  if (holds("surface")) {
+    correction.paper = PaperFromJson(json.at("surface"), correction.prescan.scanWidth, correction.prescan.scanHeight,
+                                     correction.encoding.input);
   }
   const nlohmann::json& matrix = At(json, "matrix");
   if (!matrix.is_null()) {
@@ -349,6 +389,23 @@ Json FrameToJson(const std::optional<Frame>& frame) {
           {"pictures", frame->pictures}};
 }
 
+// Null where tables alone are applied. Levels and gains belong to the scan's values.
+Json SurfaceToJson(const std::optional<PaperSurface>& paper) {
+  if (!paper) return {};
+  const ZEP3_SURFACE& figures = paper->figures;
+  return {{"found", kSurfaces[static_cast<size_t>(figures.lFound)]},
+          {"left", figures.lLeft},
+          {"top", figures.lTop},
+          {"side", figures.lSide},
+          {"columns", figures.lColumns},
+          {"rows", figures.lRows},
+          {"paper", ValuesToJson(figures.dPaper)},
+          {"objectShadow", figures.dObjectShadow},
+          {"objectGamma", figures.dObjectGamma},
+          {"whiteFrom", figures.dWhiteFrom},
+          {"whiteTo", figures.dWhiteTo}};
+}
+
 // Null where the result shows the whole scan.
 Json CutToJson(const std::optional<Cut>& cut) {
   if (!cut) return {};
@@ -361,13 +418,14 @@ Json PageToJson(const CorrectedPage& page) {
   return {{"page", page.page},
           {"verdict", verdict.empty() ? Json() : Json(verdict)},
           {"analysis", AnalysisToJson(page.correction)},
+          {"surface", SurfaceToJson(page.correction.paper)},
           {"frame", FrameToJson(page.correction.frame)},
           {"crop", CutToJson(page.cut)}};
 }
 
 } // namespace
 
-Json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPage>& pages) {
+Json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPage>& pages, bool cells) {
   Json json = {{"format", kFormat},
                {"formatVersion", kFormatVersion},
                {"versions", {{"zep3", kVersion}, {"engine", EngineVersion()}, {"libvips", vips_version_string()}}},
@@ -387,13 +445,18 @@ Json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPa
                  {"record", RecordToJson(correction.record)},
                  {"matrix", correction.matrix ? Json(*correction.matrix) : Json()},
                  {"tables", TablesToJson(MakeTables(correction, 256))}});
+    if (cells && correction.paper && !correction.paper->cells.empty()) {
+      const PaperSurface& paper = *correction.paper;
+      told["surface"]["cells"] = PackCells(paper.cells, static_cast<size_t>(paper.figures.lColumns));
+    }
     json["pages"].push_back(told);
   }
   return json;
 }
 
-std::string CorrectionText(const std::string& scanName, const std::vector<CorrectedPage>& pages, int indent) {
-  return ToText(CorrectionToJson(scanName, pages), indent) + '\n';
+std::string CorrectionText(const std::string& scanName, const std::vector<CorrectedPage>& pages, bool cells,
+                           int indent) {
+  return ToText(CorrectionToJson(scanName, pages, cells), indent) + '\n';
 }
 
 std::string AnalysesText(const std::vector<CorrectedPage>& pages) {

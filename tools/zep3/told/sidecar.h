@@ -7,10 +7,13 @@
 
 #include "page/correction.h"
 
-nlohmann::ordered_json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPage>& pages);
+// `cells`: with those of papers' surfaces, which repeating them takes.
+nlohmann::ordered_json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPage>& pages,
+                                        bool cells);
 
 // The same as a file's text; indent as of ToText.
-std::string CorrectionText(const std::string& scanName, const std::vector<CorrectedPage>& pages, int indent);
+std::string CorrectionText(const std::string& scanName, const std::vector<CorrectedPage>& pages, bool cells,
+                           int indent);
 
 // A list in one line: which analysis decided on each page and why, null where its correction does not tell.
 std::string AnalysesText(const std::vector<CorrectedPage>& pages);
