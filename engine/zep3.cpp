@@ -117,10 +117,20 @@ int Propose(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVID
   const View view = LookAt(*bmp, *para);
   if (IsPage(*para) && !IsPlain(*para)) {
     Measured measured;
-    if (page::Propose(*bmp, page, *para, *evidence, measured)) SetMeasured(*evidence, measured);
-    finish();
-    Judge(view, *para, pdColorMatrix, *evidence);
-    return 1;
+    if (page::Propose(*bmp, page, *para, *evidence, measured)) {
+      SetMeasured(*evidence, measured);
+      finish();
+      Judge(view, *para, pdColorMatrix, *evidence);
+      return 1;
+    }
+    // A picture fills the page, or next to nothing is there: it is treated as a photo.
+    const int64_t reasons = evidence->lReasons;
+    const uint16_t kind = para->wSubMode;
+    para->wSubMode = ZEP3_SUB_PHOTO;
+    const int done = Propose(bmp, para, pdColorMatrix, evidence);
+    para->wSubMode = kind;
+    evidence->lReasons |= reasons;
+    return done;
   }
   ProposeAdaptive(view, pdColorMatrix, *zep, usable, *para, *evidence);
   finish();
@@ -149,7 +159,8 @@ int ZEP3Page(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, const ZEP3_DETAIL* detail, ZEP3
              ZEP3_EVIDENCE* evidence) try {
   if (bmp == nullptr || para == nullptr || surface == nullptr || !IsPage(*para)) return 0;
   if (surface->lScanGamma <= 0 || surface->lSide < 1 || surface->lSide > INT32_MAX || surface->lWidth < 1 ||
-      surface->lHeight < 1 || surface->pCells == nullptr) {
+      surface->lHeight < 1 || surface->pCells == nullptr ||
+      surface->lRoom < GetZEP3SurfaceRoom(bmp->lWidth, bmp->lHeight)) {
     return 0;
   }
   ZEP3_EVIDENCE unwanted;

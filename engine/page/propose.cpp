@@ -106,6 +106,21 @@ Colour PaperOf(const Surface& surface, const Mask& known) {
   return paper;
 }
 
+// Whether the sheet is dyed, not yellowed, stained or lit by a coloured lamp.
+bool IsDyed(const Surface& surface, const Mask& known, const Colour& sheet) {
+  Histogram redOverBlue(-2.0F, 2.0F);
+  for (size_t i = 0; i < known.Size(); i++) {
+    const Colour& v = surface.level.cells[i];
+    if (known.cells[i] != 0) redOverBlue.Add(std::log(std::max(v[0], kDarkest) / std::max(v[2], kDarkest)));
+  }
+  if (redOverBlue.Percentile(95.0) - redOverBlue.Percentile(5.0) > kDyedSpread) return false;
+  const auto ln = [&](size_t c) { return std::log(double{std::max(sheet[c], kDarkest)}); };
+  const double red = ln(0) - ln(1), green = ln(1) - ln(2);
+  const double tint = std::max({ln(0), ln(1), ln(2)}) - std::min({ln(0), ln(1), ln(2)});
+  if (red > 0.0 && green > 0.0) return tint > kDyedWarm && red < kDyedYellow * green;
+  return tint > kDyed || std::fabs(red - green) > kDyedOffLamps;
+}
+
 // How sure it is that the paper is what was taken for it: by the share of the page, less where that is noisy.
 double ConfidenceOf(const Figures& figures) {
   const double share = std::clamp((figures.known - kPaperLeast) / (kPaperSure - kPaperLeast), 0.0, 1.0);
@@ -131,10 +146,9 @@ float Rounded(double gain) {
   return static_cast<float>(std::ldexp(std::floor(part * kSteps + 0.5) / kSteps, exponent));
 }
 
-bool WriteSurface(const Piece& piece, const Surface& surface, const Figures& figures, bool reverse, double reference,
+void WriteSurface(const Piece& piece, const Surface& surface, const Figures& figures, bool reverse, double reference,
                   ZEP3_SURFACE& out) {
   const auto cells = static_cast<int64_t>(surface.level.Size());
-  if (out.pCells == nullptr || out.lRoom < cells) return false;
   out.lFound = reverse ? ZEP3_SURFACE_REVERSE : ZEP3_SURFACE_PAPER;
   out.lLeft = piece.left * out.lSide;
   out.lTop = piece.top * out.lSide;
@@ -155,7 +169,6 @@ bool WriteSurface(const Piece& piece, const Surface& surface, const Figures& fig
                          : (surface.strokes.cells[at] != 0 ? uint32_t{ZEP3_CELL_STROKES} : 0U) |
                                (surface.whiten.cells[at] != 0 ? uint32_t{ZEP3_CELL_WHITEN} : 0U);
   }
-  return true;
 }
 
 } // namespace
@@ -186,8 +199,8 @@ bool Propose(const ZEP3_BmpInfo& image, const Request& request, ZEP3_PARA& para,
     evidence.lReasons |= ZEP3_REASON_NO_PAPER;
     return false;
   }
-  const float lightest = std::max({sheet[0], sheet[1], sheet[2]}), least = std::min({sheet[0], sheet[1], sheet[2]});
-  const bool coloured = double{std::log(lightest / std::max(least, kDarkest))} > kColouredSheet;
+  const float lightest = std::max({sheet[0], sheet[1], sheet[2]});
+  const bool coloured = IsDyed(surface, paper.known, sheet);
   reason(seen.uneven > kUnevenTold, ZEP3_REASON_UNEVEN_LIGHT);
   reason(coloured && !ground.reverse, ZEP3_REASON_COLOURED_SHEET);
   reason(ground.reverse, ZEP3_REASON_REVERSE);
@@ -213,7 +226,7 @@ bool Propose(const ZEP3_BmpInfo& image, const Request& request, ZEP3_PARA& para,
   if (request.surface != nullptr) {
     ZEP3_SURFACE& out = *request.surface;
     const double reference = ground.reverse ? double{Mean(sheet)} : 1.0;
-    if (!WriteSurface(piece, surface, figures, ground.reverse, reference, out)) return false;
+    WriteSurface(piece, surface, figures, ground.reverse, reference, out);
     const double toDisplay = kGamma / (static_cast<double>(para.lScreenGamma) / 10.0);
     for (size_t c = 0; c < 3; c++) {
       const double level = double{sheet[c]} * figures.centre * (1.0 - grain);

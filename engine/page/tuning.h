@@ -88,9 +88,21 @@ inline constexpr double kGrainByTables = 0.06; // of the paper's level that tabl
 inline constexpr double kReverseGainLeast = 0.6;
 inline constexpr double kReverseGainMost = 1.8;
 
+// ---- a coloured sheet ----
+
+// A dyed sheet is of one colour: ln red over blue, from the 5th to the 95th percentile of the paper, spreads by less.
+// Yellowing and stains are uneven (0.11 to 0.23 on simulated pages, sheets 0.04 at most).
+inline constexpr double kDyedSpread = 0.08;
+// ln of the largest channel over the smallest. Lamps, and white paper's own warmth, stay below.
+inline constexpr double kDyed = 0.14;
+// ln red over green less green over blue: green and pink lie off the line from yellow to blue, on which lamps lie.
+inline constexpr double kDyedOffLamps = 0.12;
+// Of warm sheets yellow ones are dyed, not brownish ones: ln red over green is less of green over blue.
+inline constexpr double kDyedWarm = 0.2;
+inline constexpr double kDyedYellow = 0.25;
+
 // ---- what is told ----
 
-inline constexpr double kColouredSheet = 0.25;   // ln of the largest channel over the smallest; below: stain, lamp
 inline constexpr double kUnevenTold = 0.10;      // ln, from the darkest paper to the lightest
 inline constexpr double kShowThroughTold = 0.06; // levels below paper
 inline constexpr double kWeakInkTold = 0.7;      // level of strokes

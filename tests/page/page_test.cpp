@@ -1,0 +1,353 @@
+// Pages made by calculation: what is found on them, and where their pixels go.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <utility>
+#include <vector>
+
+#include "support.h"
+
+namespace {
+
+using Pixel = std::array<double, 3>;
+
+constexpr int kWidth = 640, kHeight = 480;
+bool IsText(int x, int y) { return x > 60 && x < 300 && y > 60 && y < 420 && y % 12 < 3 && x % 9 < 6; }
+bool IsPicture(int x, int y) { return 380 <= x && x < 560 && 120 <= y && y < 300; }
+// Clear of text and picture by the width of what is interpolated.
+bool IsBlank(int x, int y) { return y < 50 || y > 440 || (x > 320 && x < 360) || x > 580; }
+// Relative to white paper; all channels well below it, so that nothing of it is mistaken for paper.
+double PictureLevel(int x, int y, int c) { return 0.2 + 0.1 * c + 0.3 * std::sin(x * 0.07) * std::sin(y * 0.05 + c); }
+
+// Paper of a colour, darker toward the right by `shade`, with text and a picture.
+struct Page {
+  Image scan{kWidth, kHeight};
+  Record r;
+  ZEP3_EVIDENCE evidence = {};
+  ZEP3_SURFACE surface = {};
+  std::vector<ZEP3_CELL> cells;
+  std::vector<uint8_t> levels, darkest, deviation;
+  std::vector<uint16_t> table = std::vector<uint16_t>(7 * ZEP3_PAGE_ENTRIES_8);
+
+  Page(int subMode, const Pixel& paper, double shade) : r(ZEP3_DOC_REFLECTIVE, subMode) {
+    r.para.lScreenGamma = 22;
+    Fill([=](int x, int y, int c) {
+      const double ground = paper[static_cast<size_t>(c)] * (1.0 - shade * x / kWidth);
+      return ground * (IsText(x, y) ? 0.12 : IsPicture(x, y) ? PictureLevel(x, y, c) : 1.0);
+    });
+  }
+  template <class Level>
+  void Fill(Level level) {
+    scan.Fill(
+        [&](int x, int y, int c) { return level(x, y, c) + (Noise(int64_t{y} * kWidth + x, c) - 127.5) / 128.0; });
+  }
+  int Analyse(int64_t room = -1) {
+    const size_t pixels = size_t{kWidth} * kHeight;
+    levels.resize(3 * pixels);
+    darkest.resize(3 * pixels);
+    deviation.resize(pixels);
+    const ZEP3_DETAIL detail = {darkest.data(), deviation.data()};
+    ZEP3_BmpInfo prescan = {};
+    prescan.pBits = levels.data();
+    EXPECT_EQ(MakeZEP3PagePrescan(&scan.bmp, 22, 1, &prescan, &detail), 1);
+    cells.resize(static_cast<size_t>(GetZEP3SurfaceRoom(kWidth, kHeight)));
+    surface = {};
+    surface.lScanGamma = 22;
+    surface.lWidth = kWidth;
+    surface.lHeight = kHeight;
+    surface.lSide = 1;
+    surface.pCells = cells.data();
+    surface.lRoom = room < 0 ? static_cast<int64_t>(cells.size()) : room;
+    return ZEP3Page(&prescan, &r.para, &detail, &surface, &evidence);
+  }
+  void Finish() {
+    ASSERT_EQ(Analyse(), 1);
+    ASSERT_EQ(MakeZEP3PageLUT(&r.para, &surface, ZEP3_PAGE_ENTRIES_8, table.data()), 1);
+    ASSERT_EQ(ApplyZEP3Page(&scan.bmp, 0, 0, &surface, table.data()), 1);
+  }
+  // Smallest and largest level of a channel where `where` holds.
+  std::pair<int, int> Range(int c, bool where(int, int)) const {
+    std::pair<int, int> range = {255, 0};
+    for (int y = 0; y < kHeight; y++) {
+      for (int x = 0; x < kWidth; x++) {
+        if (!where(x, y)) continue;
+        range = {std::min(range.first, scan.Level(x, y, c)), std::max(range.second, scan.Level(x, y, c))};
+      }
+    }
+    return range;
+  }
+  bool Says(int64_t reason) const { return (evidence.lReasons & reason) != 0; }
+  double Seen(const char* name) const {
+    double values[ZEP3_EVIDENCE_COUNT_MAX] = {};
+    EXPECT_GT(GetZEP3Evidence(&evidence, name, values), 0) << name;
+    return values[0];
+  }
+};
+
+TEST(Page, PaperBecomesEvenAndPicturesStay) {
+  const Pixel cream = {240, 232, 205}, pink = {240, 170, 180};
+  const struct {
+    int subMode;
+    Pixel paper;
+    bool keepsColour, coloured;
+  } rows[] = {{ZEP3_SUB_DOCUMENT, cream, false, false},
+              {ZEP3_SUB_BACKGROUND_REMOVAL, cream, false, false},
+              {ZEP3_SUB_DOCUMENT, pink, true, true},
+              {ZEP3_SUB_BACKGROUND_REMOVAL, pink, false, true},
+              {ZEP3_SUB_GROUND_COLOR_REMOVAL, pink, false, true}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::Message() << row.subMode << " " << row.paper[1]);
+    Page page(row.subMode, row.paper, 0.5);
+    page.Finish();
+    EXPECT_EQ(page.evidence.lAnalysis, ZEP3_ANALYSIS_PAGE);
+    EXPECT_TRUE(page.Says(ZEP3_REASON_UNEVEN_LIGHT) && page.Says(ZEP3_REASON_PICTURES_KEPT));
+    EXPECT_EQ(page.Says(ZEP3_REASON_COLOURED_SHEET), row.coloured);
+    EXPECT_FALSE(page.Says(ZEP3_REASON_WEAK_INK) || page.Says(ZEP3_REASON_NO_PAPER));
+    // The picture has 180 x 180 of 640 x 480 pixels, 10.5 %; cells at its edge belong to it.
+    EXPECT_NEAR(page.Seen("objects"), 0.115, 0.015);
+    // Light falls to 0.51 and 0.99 of the paper's at the 2nd and 98th of evenly falling places; the picture is left
+    // out.
+    EXPECT_NEAR(page.Seen("uneven"), std::log(0.99 / 0.51), 0.03);
+    for (int c = 0; c < 3; c++) {
+      const auto [least, most] = page.Range(c, IsBlank);
+      EXPECT_LE(most - least, row.keepsColour ? 6 : 3) << c;
+      // A sheet that keeps its colour is brought to white in its lightest channel.
+      const double expected = row.keepsColour ? 255.0 * row.paper[static_cast<size_t>(c)] / row.paper[0] : 255.0;
+      EXPECT_NEAR(most, expected, row.keepsColour ? 9 : 1) << c;
+      EXPECT_LE(page.Range(c, IsText).second, 60) << c;
+    }
+    if (row.keepsColour) continue;
+    // On white paper the picture has its own levels; the points of pictures take a little off its blackest.
+    double off = 0.0;
+    for (int y = 130; y < 290; y++) {
+      for (int x = 390; x < 550; x++) {
+        off += std::abs(page.scan.Level(x, y, 1) - 255.0 * PictureLevel(x, y, 1)) / (160.0 * 160.0);
+      }
+    }
+    EXPECT_LE(off, 12.0);
+  }
+}
+
+TEST(Page, WithoutPaperNothingIsEvened) {
+  Page page(ZEP3_SUB_DOCUMENT, {}, 0);
+  page.Fill([](int x, int y, int c) {
+    return 120 + 60 * std::sin(x * 0.3 + c) * std::sin(y * 0.25) + Noise(x * 7 + y, 3) / 8;
+  });
+  EXPECT_EQ(page.Analyse(), 1);
+  EXPECT_TRUE(page.Says(ZEP3_REASON_NO_PAPER));
+  EXPECT_EQ(page.surface.lFound, ZEP3_SURFACE_NONE);
+  EXPECT_EQ(MakeZEP3PageLUT(&page.r.para, &page.surface, ZEP3_PAGE_ENTRIES_8, page.table.data()), 0);
+  EXPECT_EQ(ApplyZEP3Page(&page.scan.bmp, 0, 0, &page.surface, page.table.data()), 0);
+}
+
+// Light lines on blue: evened in brightness, its colour and the lines' contrast as they were.
+TEST(Page, ABlueprintStaysBlue) {
+  Page page(ZEP3_SUB_BACKGROUND_REMOVAL, {}, 0);
+  const Pixel blue = {40, 60, 120};
+  const auto isLine = [](int x, int y) { return x % 40 < 1 || y % 50 < 1; };
+  page.Fill([&](int x, int y, int c) {
+    const double light = 1.0 - 0.4 * y / kHeight;
+    return light * (isLine(x, y) ? 230.0 : blue[static_cast<size_t>(c)]);
+  });
+  page.Finish();
+  EXPECT_TRUE(page.Says(ZEP3_REASON_REVERSE));
+  EXPECT_EQ(page.surface.lFound, ZEP3_SURFACE_REVERSE);
+  // Middle of the sheet's light: 0.8, at the top, in the middle and at the bottom.
+  for (const int y : {75, 225, 425}) EXPECT_NEAR(page.scan.Level(20, y, 2), 0.8 * 120, 8) << y;
+  EXPECT_NEAR(page.scan.Level(20, 225, 2) - page.scan.Level(20, 225, 0), 0.8 * 80, 8);
+}
+
+TEST(Page, RefusesWhatItCannotDo) {
+  Page page(ZEP3_SUB_DOCUMENT, {240, 240, 240}, 0);
+  EXPECT_EQ(page.Analyse(10), 0) << "no room";
+  page.r.para.wSubMode = ZEP3_SUB_PHOTO;
+  EXPECT_EQ(page.Analyse(), 0);
+  EXPECT_EQ(GetZEP3SurfaceRoom(0, 5), 0);
+  EXPECT_EQ(GetZEP3SurfaceRoom(9, 4), 3);
+}
+
+// By hand, blocks of 2 x 2 and their darkest pixel and deviation: of the mean of the channels at display levels.
+TEST(Page, DetailIsOfTheBlocksThatAreLookedAt) {
+  for (const int64_t bits : {ZEP3_BITS_8, ZEP3_BITS_16}) {
+    for (const int format : {ZEP3_PIXEL_RGB, ZEP3_PIXEL_BGRA, ZEP3_PIXEL_GRAY}) {
+      SCOPED_TRACE(testing::Message() << bits << " " << format);
+      Image scan(5, 7, format, 0, bits); // 3 x 4 blocks; (2, 2) has one column
+      scan.Fill([](int, int, int) { return 200; });
+      const bool gray = kSamples[format] == 1;
+      for (int c = gray ? 1 : 0; c < (gray ? 2 : 3); c++) {
+        scan.Level(3, 2, c) = 100; // in block (1, 1): mean 175, deviation sqrt(3) * 25 = 43.3
+        scan.Level(4, 5, c) = 180; // in block (2, 2): mean 190, deviation 10
+        if (bits == ZEP3_BITS_16) (&scan.Level(3, 2, c))[1] = 100, (&scan.Level(4, 5, c))[1] = 180;
+      }
+      std::vector<uint8_t> levels(36), darkest(36, 9), deviation(12, 9);
+      ZEP3_BmpInfo prescan = {};
+      prescan.pBits = levels.data();
+      const ZEP3_DETAIL detail = {darkest.data(), deviation.data()};
+      // Linear levels of gamma 1.8 are the values themselves; gamma 2.2: 255 * (100 / 255)^(2.2 / 1.8) = 81.2, 166.7.
+      ASSERT_EQ(MakeZEP3PagePrescan(&scan.bmp, ZEP3_GAMMA_SRGB, 2, &prescan, &detail), 1);
+      for (int block = 0; block < 12; block++) {
+        const int expected = block == 4 ? 43 : block == 8 ? 10 : 9;
+        EXPECT_EQ(deviation[static_cast<size_t>(block)], expected) << block;
+        EXPECT_EQ(darkest[static_cast<size_t>(3 * block + 2)], block == 4 ? 81 : block == 8 ? 167 : 9) << block;
+      }
+      // At gamma 1.8 display levels lie (1.8 / 2.2) (175 / 255)^(-0.182) = 0.876 as far apart: 37.9.
+      ASSERT_EQ(MakeZEP3PagePrescan(&scan.bmp, ZEP3_GAMMA_LINEAR_LEVELS, 2, &prescan, &detail), 1);
+      EXPECT_EQ(deviation[4], 38);
+      EXPECT_EQ(darkest[12], 100);
+    }
+  }
+}
+
+// ---- pixels ----
+
+// A surface that differs from cell to cell, and tables of known shape.
+struct Ramps {
+  ZEP3_SURFACE surface = {};
+  std::vector<ZEP3_CELL> cells;
+  std::vector<uint16_t> table;
+  int64_t entries;
+
+  Ramps(int64_t n, int64_t side, int64_t columns, int64_t rows) : entries(n) {
+    for (int64_t i = 0; i < columns * rows; i++) {
+      const auto gain = [&](int c) { return 1.0F + static_cast<float>(Noise(i, c)) / 512.0F; };
+      // Mostly alike, as in pages.
+      const auto lies = static_cast<uint32_t>(Noise(i, 9) < 180 ? 3 : Noise(i, 8) % 4);
+      cells.push_back({{gain(1), gain(2), gain(3)}, lies});
+    }
+    surface.lFound = ZEP3_SURFACE_PAPER;
+    surface.lSide = side;
+    surface.lColumns = columns;
+    surface.lRows = rows;
+    surface.lLeft = 3;
+    surface.lTop = -5;
+    surface.pCells = cells.data();
+    for (int k = 0; k < 7; k++) {
+      for (int64_t i = 0; i < n; i++) table.push_back(static_cast<uint16_t>(65535.0 * Shape(k, 1.6 * At(i)) + 0.5));
+    }
+  }
+  double At(int64_t i) const { return static_cast<double>(i) / static_cast<double>(entries - 1); }
+  // Strokes, objects; white from 0.85 to 1.
+  static double Shape(int k, double n) {
+    if (k == 6) return std::clamp((n - 0.85) / 0.15, 0.0, 1.0);
+    return std::min(1.0, k < 3 ? n * (0.8 + 0.05 * k) : 0.1 + n * 0.5);
+  }
+  // What a pixel becomes, 0..1, by the words of the interface: bilinear between the centres of cells.
+  Pixel Expected(const Pixel& v, int64_t x, int64_t y, bool gray) const {
+    const auto place = [&](int64_t at, int64_t first, int64_t cells_) {
+      const double p = (static_cast<double>(at - first) + 0.5) / static_cast<double>(surface.lSide) - 0.5;
+      return std::clamp(p, 0.0, static_cast<double>(cells_ - 1));
+    };
+    const double px = place(x, surface.lLeft, surface.lColumns), py = place(y, surface.lTop, surface.lRows);
+    const auto between = [&](auto value) {
+      const auto cell = [&](double r, double c) {
+        return double{
+            value(cells[static_cast<size_t>(r) * static_cast<size_t>(surface.lColumns) + static_cast<size_t>(c)])};
+      };
+      const double c0 = std::floor(px), r0 = std::floor(py), c1 = std::ceil(px), r1 = std::ceil(py);
+      const double top = cell(r0, c0) * (1 - px + c0) + cell(r0, c1) * (px - c0);
+      return top * (1 - py + r0) + (cell(r1, c0) * (1 - px + c0) + cell(r1, c1) * (px - c0)) * (py - r0);
+    };
+    const auto drawn = [](double share) { return std::clamp(2.0 * share - 0.8, 0.0, 1.0); };
+    const double a =
+        drawn(between([](const ZEP3_CELL& cell) { return (cell.lLies & ZEP3_CELL_STROKES) != 0 ? 1.0F : 0.0F; }));
+    const double b =
+        drawn(between([](const ZEP3_CELL& cell) { return (cell.lLies & ZEP3_CELL_WHITEN) != 0 ? 1.0F : 0.0F; }));
+    Pixel n;
+    for (int c = 0; c < 3; c++) {
+      const auto k = static_cast<size_t>(c);
+      n[k] = std::min(1.6, v[k] * between([c](const ZEP3_CELL& cell) { return cell.fGain[c]; }));
+    }
+    const double t = b * Shape(6, gray ? n[1] : std::min({n[0], n[1], n[2]}));
+    Pixel out;
+    for (int c = 0; c < 3; c++) {
+      const auto k = static_cast<size_t>(c);
+      const double mixed = a * Shape(c, n[k]) + (1 - a) * Shape(c + 3, n[k]);
+      out[k] = mixed + t * (Shape(c, 1.0) - mixed);
+    }
+    return out;
+  }
+};
+
+TEST(PagePixels, AreAsTheInterfaceSaysHoweverTheScanIsCut) {
+  for (const int64_t bits : {ZEP3_BITS_8, ZEP3_BITS_16}) {
+    const bool deep = bits == ZEP3_BITS_16;
+    for (const auto& [format, side] : {std::pair{ZEP3_PIXEL_RGB, 12},
+                                       {ZEP3_PIXEL_RGB, 37},
+                                       {ZEP3_PIXEL_BGRA, 8},
+                                       {ZEP3_PIXEL_XRGB, 600},
+                                       {ZEP3_PIXEL_GRAY, 12},
+                                       {ZEP3_PIXEL_GRAYA, 5}}) {
+      SCOPED_TRACE(testing::Message() << bits << " " << format << " " << side);
+      const Ramps ramps(deep ? ZEP3_PAGE_ENTRIES_16 : ZEP3_PAGE_ENTRIES_8, side, side > 100 ? 2 : 17, 7);
+      Image scan(257, 61, format, deep ? 2 : 1, bits);
+      // Mostly light, so that whole stretches are white.
+      scan.Fill([](int x, int y, int c) {
+        return x / 30 % 3 == 1 ? Noise(x + 300 * y, c) : 235 + Noise(300 * y + x, c) / 16;
+      });
+      const std::vector<uint8_t> given = scan.pixels;
+      ASSERT_EQ(ApplyZEP3Page(&scan.bmp, 0, 0, &ramps.surface, ramps.table.data()), 1);
+      const std::vector<uint8_t> whole = scan.pixels;
+      const bool gray = kSamples[format] < 3;
+      double worst = 0.0;
+      for (int y = 0; y < scan.height; y++) {
+        for (int x = 0; x < scan.width; x++) {
+          const auto index = [&](int c) { return static_cast<size_t>(&scan.Level(x, y, c) - scan.pixels.data()); };
+          Pixel v;
+          for (int c = 0; c < 3; c++) v[static_cast<size_t>(c)] = given[index(c)] / 255.0;
+          const Pixel expected = ramps.Expected(v, x, y, gray);
+          for (int c = gray ? 1 : 0; c < (gray ? 2 : 3); c++) {
+            const uint8_t* at = &whole[index(c)];
+            const double got = deep ? (at[0] + 256 * at[1]) / 65535.0 : at[0] / 255.0;
+            worst = std::max(worst, std::fabs(got - expected[static_cast<size_t>(c)]));
+          }
+        }
+      }
+      // Half a level, and what an entry of the table and the steepest of its slopes (white, 1 / 0.15) make of 1.6 /
+      // 4096.
+      EXPECT_LE(worst, deep ? 0.0008 : 0.5 / 255.0 + 0.0035);
+      // Samples that are no channels stay; so do the bytes between lines.
+      scan.pixels = given;
+      for (const auto& [x, width] : {std::pair{0, 100}, {100, 3}, {103, 154}}) {
+        for (const auto& [y, height] : {std::pair{0, 1}, {1, 59}, {60, 1}}) {
+          ZEP3_BmpInfo piece = scan.bmp;
+          piece.pBits += y * scan.stride + x * scan.bytes;
+          piece.lWidth = width;
+          piece.lHeight = height;
+          ASSERT_EQ(ApplyZEP3Page(&piece, x, y, &ramps.surface, ramps.table.data()), 1);
+        }
+      }
+      EXPECT_TRUE(scan.pixels == whole);
+      for (size_t i = 0; i < given.size(); i++) {
+        const auto inLine = static_cast<int>(i) % scan.stride;
+        const int sample = inLine % scan.bytes / scan.depth;
+        const bool isChannel =
+            inLine < scan.width * scan.bytes && std::count(kSampleOf[format], kSampleOf[format] + 3, sample) > 0;
+        ASSERT_TRUE(isChannel || whole[i] == given[i]) << i;
+      }
+    }
+  }
+}
+
+// Level n of the tables is the record's own table where paper is brought to dPaper; white is as white as that.
+TEST(PagePixels, TablesAreTheRecordsOwn) {
+  Page page(ZEP3_SUB_BACKGROUND_REMOVAL, {200, 190, 180}, 0);
+  ASSERT_EQ(page.Analyse(), 1);
+  page.r.para.ic.lContrast = 20;
+  ASSERT_EQ(MakeZEP3PageLUT(&page.r.para, &page.surface, ZEP3_PAGE_ENTRIES_8, page.table.data()), 1);
+  for (const int64_t i : {500, 1500, 2200, 3500}) {
+    for (int c = 0; c < 3; c++) {
+      const double n = 1.6 * static_cast<double>(i) / 4095.0;
+      const double level = 255.0 * std::pow(std::min(1.0, n * page.surface.dPaper[c]), 2.2 / 1.8);
+      double display[3];
+      ZEP3_PARA copy = page.r.para;
+      ASSERT_EQ(MakeZEP3LUTAt(&copy, nullptr, &level, 1, display), 1);
+      EXPECT_NEAR(page.table[static_cast<size_t>(c * 4096 + i)], 257.0 * std::clamp(display[c], 0.0, 255.0), 0.51);
+    }
+  }
+  EXPECT_EQ(page.table[static_cast<size_t>(6 * 4096)], 0);
+  EXPECT_EQ(page.table[static_cast<size_t>(7 * 4096 - 1)], 65535);
+}
+
+} // namespace
