@@ -36,9 +36,11 @@ PHOTOGRAPHS = {  # see samples/README.md
     "brushes": "usr/share/backgrounds/Picture_1A_by_freespace.jpg",
     "room": "usr/share/backgrounds/Wine_by_Jakkub_Mede.jpg",
     "breviary": "prog/breviar.38.150.jpg",
-    "cream": "prog/zanotti-78.jpg",
     "title": "prog/candelabrum.011.jpg",
     "plate": "prog/wet-day.jpg",
+    "shaded": "prog/1555.003.jpg",
+    "fold": "prog/boxedpage.jpg",
+    "map": "prog/map.057.jpg",
 }
 
 
@@ -149,8 +151,8 @@ def samples(m):
 # The pictures of the guides for users.
 
 def before_after(m):
-    page = m.page("title", 900, (0.10, 0.08, 0.95, 0.62))
-    scans = [(slide(m), "faded-slide"), (print_(m), "faded-print"), (negative(m), "negative"), (page, "ground-color")]
+    page = m.page("breviary", 900, (0.12, 0.03, 1.0, 0.62))
+    scans = [(slide(m), "faded-slide"), (print_(m), "faded-print"), (negative(m), "negative"), (page, "background")]
     height = 186
     sized = [(np.asarray(fitted(scan, 999, height)), scan, kind) for scan, kind in scans]
     rows = [[(small, "") for small, _, _ in sized],
@@ -170,8 +172,8 @@ def kinds(m):
     title = m.page("title", 900, (0.10, 0.08, 0.95, 0.62))
     scans = {
         "photo": print_(m, "brushes", "dull"),
-        "document": m.page("plate", 1000, (0.05, 0.05, 0.95, 0.8)),
-        "background": m.page("cream", 9999, (0.15, 0.05, 0.75, 0.35)),
+        "document": m.page("plate", 900, (0.05, 0.05, 0.95, 0.8)),
+        "background": m.page("breviary", 900, (0.12, 0.03, 1.0, 0.62)),
         "ground-color": title,
         "faded-print": print_(m),
         "slide": slide(m, "coffee", "cast"),
@@ -184,6 +186,16 @@ def kinds(m):
     for kind, scan in scans.items():
         result = m.corrected(scan, kind)
         s.save(IMAGES / f"kind-{kind}.jpg", compose([[(scan, ""), (result, "")]], 230, 620))
+
+
+def documents(m):
+    """Real pages, and what the program makes of them: a shaded one, a fold, a map whose other side shows through, a plate."""
+    cells = []
+    for name, crop in (("shaded", (0.0, 0.0, 1.0, 0.75)), ("fold", (0.0, 0.0, 1.0, 1.0)), ("map", (0.0, 0.05, 1.0, 0.95)),
+                       ("plate", (0.05, 0.05, 0.95, 0.8))):
+        page = m.page(name, 900, crop)
+        cells += [(page, ""), (m.corrected(page, "background"), "")]
+    s.save(IMAGES / "documents.jpg", compose([cells[:4], cells[4:]], 300), 85)
 
 
 def wrong(m):
@@ -365,7 +377,7 @@ def confidence(m):
 GROUPS = {"adaptive-prints": adaptive_prints, "adaptive-negatives": adaptive_negatives, "adaptive-frame": adaptive_frame,
           "adaptive-failures": adaptive_failures, "adaptive-densities": densities,
           "adaptive-confidence": confidence, "negatives": negatives,
-          "samples": samples, "before-after": before_after, "kind": kinds, "wrong": wrong, "crop": crop}
+          "samples": samples, "before-after": before_after, "kind": kinds, "documents": documents, "wrong": wrong, "crop": crop}
 
 
 def main():
