@@ -28,7 +28,7 @@ WORKERS_LIMIT, PEER_CPU_LIMIT, PEER_MEMORY_LIMIT = 1 / 1.7, 1 / 4, 1 / 5   # rat
 PHOTO = "Q=95"                                     # finished photographs
 PLAIN = "compression=none,tile-height=128"         # tile-height is rows a strip when there are no tiles
 TILES = "predictor=horizontal,tile,tile-width=256,tile-height=256"
-OURS = ["--quiet", "--no-sync"]                    # the others do not wait for the disk either
+OURS = ["-k", "photo", "--quiet", "--no-sync"]                    # the others do not wait for the disk either
 LOG = "messages.txt"                               # what the last program said
 
 

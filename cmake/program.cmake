@@ -26,6 +26,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/files/formats.cpp
   tools/zep3/files/output.cpp
   tools/zep3/files/pending_file.cpp
+  tools/zep3/job/compare.cpp
   tools/zep3/job/correct.cpp
   tools/zep3/job/correct_pages.cpp
   tools/zep3/job/decide.cpp
@@ -57,7 +58,9 @@ add_library(zep3_program_parts STATIC
   tools/zep3/tiff/tiff_directory.cpp
   tools/zep3/tiff/tiff_layout.cpp
   tools/zep3/tiff/tiff_pages.cpp
+  tools/zep3/told/compare_page.cpp
   tools/zep3/told/evidence.cpp
+  tools/zep3/told/html.cpp
   tools/zep3/told/packed_cells.cpp
   tools/zep3/told/report.cpp
   tools/zep3/told/report_page.cpp

@@ -243,8 +243,8 @@ TEST_F(Opening, SignalsWaitForNobody) {
       {"--json --files-from names -o out >&9", "TERM"}, // nobody reads
   };
   for (const auto& c : cases) {
-    const Outcome run = Run("exec 9<>never; " ZEP3_PROGRAM " " + std::string(c.arguments) + " & p=$!; set " + c.signal +
-                            "; . ./signal");
+    const Outcome run =
+        Run("exec 9<>never; " ZEP3_PHOTO " " + std::string(c.arguments) + " & p=$!; set " + c.signal + "; . ./signal");
     EXPECT_EQ(run.status, 130) << c.arguments << ", " << c.signal << "\n" << run.err;
     if (Exists("out")) EXPECT_EQ(Run("ls -A out").out, "") << c.arguments;
   }
@@ -256,7 +256,7 @@ TEST_F(Opening, SignalsWaitForNobody) {
 TEST_F(Opening, PagesCostTheSameHoweverMany) {
   const auto reads = [&](int pages, const std::string& arguments) {
     Make("tiff(\"scan.tif\", " + std::to_string(pages) + ", 8, 8)");
-    return std::stol(Run("sh -c '" ZEP3_PROGRAM " " + arguments + " >all 2>&1; sed -n s/syscr:.//p /proc/$$/io'").out);
+    return std::stol(Run("sh -c '" ZEP3_PHOTO " " + arguments + " >all 2>&1; sed -n s/syscr:.//p /proc/$$/io'").out);
   };
   for (const std::string arguments : {"analyse scan.tif", "scan.tif -o out.tif --overwrite --no-sync"}) {
     const long few = reads(50, arguments);

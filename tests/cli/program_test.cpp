@@ -481,12 +481,50 @@ TEST_F(Program, TextsAreWhole) {
 }
 
 // On a terminal the writing of a result is followed where it is the only one.
+TEST_F(Program, AsksWhatWasScanned) {
+  Save(Sample(), "a.png");
+  for (const std::string command : {"a.png -o out/", "analyse a.png", "tables a.png", "--in-place a.png"}) {
+    const Outcome run = Run(ZEP3_PROGRAM " " + command);
+    EXPECT_EQ(run.status, 2) << command;
+    for (const char* kind : {"-k photo ", "-k ground-color ", "-k faded-bw-negative "}) EXPECT_IN(kind, run.err);
+    EXPECT_IN("\n  zep3 compare a.png\n", run.err);
+  }
+  EXPECT_EQ(Names(AllFiles()), "a.png ");
+}
+
+// The commands of the page make what its pictures show.
+TEST_F(Program, ComparesKinds) {
+  Save(Sample(), "it's a scan.png");
+  Save(Gray(Sample()), "gray.tif");
+  const Outcome run = Zep3("compare \"it's a scan.png\" gray.tif none.png --level 6");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_IN("2 compared, 1 failed", run.err);
+  const std::string page = Read("zep3-compare.html");
+  EXPECT_IN("<h2>none.png</h2>\n<p>Could not be shown: ", page);
+  EXPECT_LT(page.find("<h2>it&apos;s a scan.png</h2>"), page.find("<h2>gray.tif</h2>"));
+  const std::regex figure("base64,([^\"]*)\">\n<figcaption>[^\n]*class=\"command\">zep3 ([^<]*)</code>");
+  int results = 0;
+  for (std::sregex_iterator at(page.begin(), page.end(), figure), end; at != end; ++at, results++) {
+    const std::string command = std::regex_replace((*at)[2].str(), std::regex("&apos;"), "'");
+    if (results % 7 != 0) continue; // each takes two programs
+    ExpectDone(command + " --overwrite");
+    File("shown.txt", (*at)[1]);
+    ASSERT_EQ(Run("base64 -d shown.txt >shown.jpg").status, 0);
+    const bool gray = command.find("gray.tif") != std::string::npos;
+    const VImage made = Load(gray ? "finished/gray.tif" : "finished/it's a scan.png");
+    EXPECT_LT((made - Load("shown.jpg")).abs().avg(), 4) << command; // JPEG's loss on texture
+  }
+  EXPECT_EQ(results, 2 * 2 * 11); // eleven kinds, by two analyses
+  ExpectFault("compare gray.tif", "zep3-compare.html exists; --overwrite replaces it", 2);
+  ExpectFault("compare gray.tif -k photo", "shows every kind", 2);
+}
+
 TEST_F(Program, OneLineOfProgress) {
   Save(Noise(1000, 800, 1), "large.ppm");
   Save(Sample(), "small.ppm");
   for (const std::string scans : {"large.ppm", "large.ppm small.ppm"}) {
     // Shown from the first second on.
-    File("run.sh", Broken("write pwrite pwrite64", 1, "run sleep 1.1", "BREAK_IN=out/") + ZEP3_PROGRAM " -j2 " + scans +
+    File("run.sh", Broken("write pwrite pwrite64", 1, "run sleep 1.1", "BREAK_IN=out/") + ZEP3_PHOTO " -j2 " + scans +
                        " -o out/ --overwrite --format png");
     const std::string shown = Run("script -qec 'sh run.sh' typescript").out;
     EXPECT_EQ(shown.find("writing, ") != std::string::npos, scans == "large.ppm") << shown;

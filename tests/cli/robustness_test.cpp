@@ -11,7 +11,7 @@ class Robustness : public Program {
  protected:
   // In a session of its own, of which `how` may kill all; when it returns, none of its processes is left.
   Outcome InSession(const std::string& before, const std::string& arguments) const {
-    return Run("all=$(setsid " + before + ZEP3_PROGRAM " " + arguments + ")");
+    return Run("all=$(setsid " + before + ZEP3_PHOTO " " + arguments + ")");
   }
 };
 
@@ -207,7 +207,7 @@ TEST_F(Robustness, TwoRunsIntoOneFolder) {
   for (const std::string how : {"-r in --sidecar -o ", "-r --in-place "}) {
     const std::string place = how == "-r --in-place " ? "-in" : "";
     ExpectDone(how + "alone" + place);
-    const std::string both = ZEP3_PROGRAM " " + how + "both" + place;
+    const std::string both = ZEP3_PHOTO " " + how + "both" + place;
     const Outcome run = Run("(" + both + " 2>first & p=$!; " + both + "; s=$?; wait $p && exit $s)");
     EXPECT_EQ(run.status, 0) << run.err << Read("first");
     EXPECT_EQ(Run("diff -r alone" + place + " both" + place).out, "");

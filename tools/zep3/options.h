@@ -63,7 +63,7 @@ struct CropOptions {
   bool keepsTilt = false;       // nothing is turned
 };
 
-enum class Command { kCorrect, kAnalyse, kTables };
+enum class Command { kCorrect, kAnalyse, kTables, kCompare };
 
 struct Options {
   Command command = Command::kCorrect;
@@ -86,6 +86,8 @@ struct Options {
   bool sidecar = false;
   bool report = false;
   std::string tableForm = "text";
+  std::string page;               // of zep3 compare: a file, or "-"
+  std::vector<std::string> given; // the words that say how to correct, but for kind and analysis
 
   AnalysisOptions analysis;
   UserOptions user;

@@ -2,8 +2,11 @@
 #include "command/batch.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <map>
 #include <thread>
 #include <utility>
+#include <vector>
 #include <vips/vips8>
 
 #include "command/messages.h"
@@ -12,10 +15,13 @@
 #include "command/workers.h"
 #include "failure.h"
 #include "files/output.h"
+#include "files/pending_file.h"
 #include "interrupt.h"
+#include "job/result.h"
 #include "job/scan_job.h"
 #include "log.h"
 #include "opening/admission.h"
+#include "told/compare_page.h"
 
 namespace {
 
@@ -28,10 +34,51 @@ void StartImageLibrary(int threads, const Options& options) {
   vips_concurrency_set(threads);
 }
 
+// Throws UsageError where the page of zep3 compare would replace a file.
+void CheckPageFree(const Options& options) {
+  std::error_code ignored;
+  if (options.page == "-" || options.overwrite || !std::filesystem::exists(options.page, ignored)) return;
+  throw UsageError(options.page + " exists; --overwrite replaces it, -o gives the page another name");
+}
+
+// The parts of the page of zep3 compare, in the order of the scans. Of other commands nothing.
+class ComparedScans {
+ public:
+  explicit ComparedScans(const Options& options) : m_options(options) {}
+
+  void Expect(const std::string& scan) { m_order.push_back(scan); }
+
+  // Takes the outcome's text.
+  void Take(const std::string& scan, Outcome& outcome) {
+    if (m_options.command != Command::kCompare) return;
+    const bool shown = outcome.status == Status::kCorrected;
+    m_parts[scan] = shown ? std::exchange(outcome.text, "") : ComparedFault(scan, outcome.message);
+  }
+
+  void Write() const {
+    if (m_options.command != Command::kCompare || IsInterrupted()) return;
+    std::vector<std::string> parts;
+    for (const std::string& scan : m_order) parts.push_back(m_parts.contains(scan) ? m_parts.at(scan) : "");
+    const std::string page = ComparePage(parts);
+    if (m_options.page == "-") return WriteToStandardOutput(page);
+    CreateFolders(std::filesystem::path(m_options.page).parent_path(), SyncOf(m_options));
+    PendingFile file = WritePending(m_options.page, page, SyncOf(m_options));
+    if (!file.Commit(m_options.overwrite)) throw Failure(m_options.page + " exists");
+    if (const std::string fault = file.SyncName(); !fault.empty()) throw Failure(fault);
+    if (!m_options.quiet) Say("see " + m_options.page);
+  }
+
+ private:
+  const Options& m_options;
+  std::vector<std::string> m_order;
+  std::map<std::string, std::string> m_parts;
+};
+
 } // namespace
 
 int RunBatch(const Options& options) {
   CatchSignals();
+  if (options.command == Command::kCompare) CheckPageFree(options);
   Plan plan(options);
   Reporter reporter(options);
   const int processors = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
@@ -53,18 +100,23 @@ int RunBatch(const Options& options) {
     [[maybe_unused]] static const bool started = (StartImageLibrary(std::max(1, processors / jobs), options), true);
     return ToMessage(RunJob(ToJob(message), forWorkers));
   };
+  ComparedScans compared(options);
   WorkerEvents events;
   events.next = [&]() -> std::optional<Message> {
     std::optional<Job>& waiting = first ? first : second;
     std::optional<Job> job = waiting ? std::exchange(waiting, std::nullopt) : plan.Next();
+    if (job) compared.Expect(job->scan);
     return job ? std::optional(ToMessage(*job)) : std::nullopt;
   };
   events.done = [&](const Message& job, const std::optional<Message>& answer, const std::string& death) {
-    reporter.Tell(ToJob(job), OutcomeOf(answer, death));
+    Outcome outcome = OutcomeOf(answer, death);
+    compared.Take(ToJob(job).scan, outcome);
+    reporter.Tell(ToJob(job), outcome);
   };
   events.stop = IsInterrupted;
   events.cleanUp = [](const Message& job) { RemoveAbandoned(ToJob(job).result); };
   RunInWorkers(jobs, work, events);
+  compared.Write();
   reporter.Summarise();
   return reporter.ExitStatus();
 }

@@ -3,7 +3,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cstdio>
 #include <string>
+#include <vector>
 
 #include "command/arguments.h"
 #include "failure.h"
@@ -19,6 +21,9 @@ constexpr const char* kDescription =
     "Files in, finished files out; depth, compression, profile and metadata stay as they are.";
 
 constexpr const char* kExamples = R"(Examples:
+  Which kind is it? A page that shows the scan finished as each:
+    zep3 compare scan.tif
+
   A colour negative, with a page that shows it before and after:
     zep3 -k negative roll7_12.tif -o finished/roll7_12.tif --report
 
@@ -41,6 +46,9 @@ Notes:
   neutral.
 
   Exit status: 0; 1 when a scan failed (the others are finished); 2 for a fault in the command; 130 when interrupted.)";
+
+constexpr const char* kOriginalHeading = "Original and correction";
+constexpr const char* kAreaHeading = "Analysis area, pipettes, encoding";
 
 constexpr const char* kLicence = "Copyright (c) the zep3 authors, MIT License";
 
@@ -135,9 +143,9 @@ void AddResult(CLI::App& app, Options& options) {
 }
 
 void AddOriginal(CLI::App& app, Options& options) {
-  Group group(app, "Original and correction");
+  Group group(app, kOriginalHeading);
   group
-      .AddText("-k,--kind", "KIND", "What was scanned, see below (photo)",
+      .AddText("-k,--kind", "KIND", "What was scanned, see below; zep3 compare helps to choose",
                [&](const std::string& name) { options.analysis.kind = FindZEP3Kind(name.c_str()); })
       ->check(Group::OneOf(KindNames()));
   group
@@ -190,7 +198,7 @@ void AddCrop(CLI::App& app, Options& options) {
 }
 
 void AddAreaAndScales(CLI::App& app, Options& options) {
-  Group group(app, "Analysis area, pipettes, encoding");
+  Group group(app, kAreaHeading);
   auto* area = AddParsed(group, "--area", options.analysis.area, ParseArea, "X,Y,WIDTH,HEIGHT",
                          "Analyse this rectangle only; pixels, or percent as 10%,10%,80%,80%");
   AddParsed(group, "--corners", options.analysis.area, ParseCorners, "X,Y,X,Y,X,Y,X,Y",
@@ -252,6 +260,42 @@ void CheckSidecarUse(const CLI::App& app) {
   }
 }
 
+constexpr const char* kComparePage = "zep3-compare.html";
+
+// The page takes the place of results.
+void CheckCompare(const CLI::App& app, Options& options) {
+  for (const char* name : {"--kind", "--analysis", "--use-sidecar"}) {
+    if (app.count(name) > 0)
+      throw UsageError("zep3 compare shows every kind and analysis, without " + std::string(name));
+  }
+  options.page = options.output.empty() ? kComparePage : options.output;
+  options.output.clear();
+}
+
+// The words that settle a correction beside its kind and analysis, to be said again.
+std::vector<std::string> WordsGiven(const CLI::App& app) {
+  std::vector<std::string> words;
+  for (const CLI::Option* option : app.get_options()) {
+    const std::string name = option->get_name();
+    const bool settles = option->get_group() == kOriginalHeading || option->get_group() == kAreaHeading;
+    if (!settles || option->count() == 0 || name == "--kind" || name == "--analysis") continue;
+    words.push_back(name);
+    words.push_back(option->results().back());
+  }
+  return words;
+}
+
+// A scan cannot tell surely enough what it is of.
+void AskForKind(const Options& options) {
+  Say("say what was scanned; a scan does not tell it surely enough:");
+  for (int64_t i = 0; const ZEP3_KIND* kind = GetZEP3Kind(i); i++) {
+    std::fprintf(stderr, "  -k %-18s %s\n", kind->pName, kind->pText);
+  }
+  const std::string scan = options.inputs.empty() || options.inputs[0] == "-" ? "SCAN" : Printable(options.inputs[0]);
+  std::fprintf(stderr, "Not sure? This makes a page that shows the scan finished as each of them:\n  zep3 compare %s\n",
+               scan.c_str());
+}
+
 void Check(const CLI::App& app, Options& options) {
   if (options.inputs.empty() && options.filesFrom.empty()) throw UsageError("no scan is named; see zep3 --help");
   if (!options.useSidecar.empty()) CheckSidecarUse(app);
@@ -260,9 +304,10 @@ void Check(const CLI::App& app, Options& options) {
   if (options.command == Command::kAnalyse && !options.useSidecar.empty()) {
     throw UsageError("zep3 analyse finds a correction; --use-sidecar repeats one");
   }
+  if (options.command == Command::kCompare) CheckCompare(app, options);
   if (options.command != Command::kCorrect) {
     if (options.inPlace || options.sidecar || options.report || options.dryRun || options.crop.wanted || options.gray) {
-      throw UsageError("zep3 analyse and zep3 tables write no pictures");
+      throw UsageError("zep3 analyse, zep3 tables and zep3 compare write no pictures beside scans");
     }
     if (options.command == Command::kAnalyse && !options.output.empty()) {
       throw UsageError("zep3 analyse writes to standard output");
@@ -306,6 +351,10 @@ Parsed ParseCommandLine(int argc, char** argv) {
   app.add_subcommand("auto", "Correct the scans; the same as without a command")->fallthrough();
   auto* analyse =
       app.add_subcommand("analyse", "Print the analysis as JSON: reasons, record, statistics, tables")->fallthrough();
+  auto* compare =
+      app.add_subcommand("compare", "Show scans finished as each kind and by each analysis, on one page: -o PAGE, or " +
+                                        std::string(kComparePage))
+          ->fallthrough();
   auto* tables = app.add_subcommand("tables", "Print the three tables, see --as")->fallthrough();
   AddResult(app, options);
   AddOriginal(app, options);
@@ -318,7 +367,13 @@ Parsed ParseCommandLine(int argc, char** argv) {
     app.parse(argc, argv);
     if (*analyse) options.command = Command::kAnalyse;
     if (*tables) options.command = Command::kTables;
+    if (*compare) options.command = Command::kCompare;
     Check(app, options);
+    options.given = WordsGiven(app);
+    if (options.command != Command::kCompare && app.count("--kind") == 0 && options.useSidecar.empty()) {
+      AskForKind(options);
+      return {std::nullopt, 2};
+    }
   } catch (const CLI::Success& success) { // help and version
     app.exit(success);
     return {};

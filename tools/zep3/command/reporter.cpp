@@ -62,7 +62,9 @@ void Reporter::Summarise() {
   ClearProgress();
   if (!m_many || m_options.quiet) return;
   std::string summary = std::to_string(Count(Status::kCorrected) - m_toLookAt - m_notFound) +
-                        (m_options.command == Command::kCorrect ? " corrected" : " analysed");
+                        (m_options.command == Command::kCorrect   ? " corrected"
+                         : m_options.command == Command::kCompare ? " compared"
+                                                                  : " analysed");
   if (m_toLookAt > 0) summary += ", " + std::to_string(m_toLookAt) + " to look at";
   if (m_notFound > 0) summary += ", " + std::to_string(m_notFound) + " without a correction";
   if (m_options.dryRun) summary = std::to_string(Count(Status::kPlanned)) + " to be corrected";

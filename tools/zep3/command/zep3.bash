@@ -17,7 +17,7 @@ _zep3() {
         COMPREPLY=($(compgen -W "$(_parse_help "$1")" -- "$cur"))
       else
         _filedir
-        ((cword == 1)) && COMPREPLY+=($(compgen -W "auto analyse tables" -- "$cur"))
+        ((cword == 1)) && COMPREPLY+=($(compgen -W "auto analyse tables compare" -- "$cur"))
       fi
       ;;
   esac

@@ -35,12 +35,8 @@ CorrectedPage Repeated(const CorrectedPage& sidecar, const SmallScan& small, con
 // Makes the page small, and keeps it for being read again: in memory, or by opening it a second time.
 void Measure(const Scan& scan, int page, const vips::VImage& image, bool again, std::optional<int> detailGamma,
              DecidedPage& decided) {
-  const auto plain = [&](int64_t side, Detail* detail) {
-    if (!scan.IsTiff() || !scan.IsPlainFile()) return vips::VImage(nullptr);
-    return BoxMeanOfPlainTiff(scan.Path(), scan.Place(page), ShapeOf(image), ColourBands(image), side, detail);
-  };
   vips::VImage held(nullptr);
-  decided.small = TakePrescan(image, plain, again ? &held : nullptr, detailGamma);
+  decided.small = MakeSmall(scan, page, image, detailGamma, again ? &held : nullptr);
   if (again) decided.source = held.is_null() ? scan.Open(page) : held;
 }
 
@@ -65,6 +61,23 @@ std::vector<CorrectedPage> RepeatedCorrections(const Options& options) {
   return options.useSidecar.empty() ? std::vector<CorrectedPage>() : ReadSidecar(options.useSidecar);
 }
 
+SmallScan MakeSmall(const Scan& scan, int page, const vips::VImage& image, std::optional<int> detailGamma,
+                    vips::VImage* held) {
+  const auto plain = [&](int64_t side, Detail* detail) {
+    if (!scan.IsTiff() || !scan.IsPlainFile()) return vips::VImage(nullptr);
+    return BoxMeanOfPlainTiff(scan.Path(), scan.Place(page), ShapeOf(image), ColourBands(image), side, detail);
+  };
+  return TakePrescan(image, plain, held, detailGamma);
+}
+
+CorrectedPage FindCorrection(const SmallScan& small, const Options& options, const Encoding& encoding) {
+  CorrectedPage corrected;
+  corrected.correction = Analyse(small, options.analysis, options.user, encoding);
+  const Correction& correction = corrected.correction;
+  corrected.chroma = correction.paper ? 1 : GetZEP3Chroma(&correction.record.para);
+  return corrected;
+}
+
 DecidedPage Decide(const Scan& scan, int page, const Options& options, const std::vector<CorrectedPage>& repeated,
                    bool again) {
   const MemoryBound bound(options.admission);
@@ -78,9 +91,7 @@ DecidedPage Decide(const Scan& scan, int page, const Options& options, const std
   Measure(scan, page, image, again, detailed ? std::optional(encoding.input) : std::nullopt, decided);
   CorrectedPage& corrected = decided.corrected;
   if (sidecar == nullptr) {
-    corrected.correction = Analyse(decided.small, options.analysis, options.user, encoding);
-    const Correction& correction = corrected.correction;
-    corrected.chroma = correction.paper ? 1 : GetZEP3Chroma(&correction.record.para);
+    corrected = FindCorrection(decided.small, options, encoding);
   } else {
     corrected = Repeated(*sidecar, decided.small, options);
   }

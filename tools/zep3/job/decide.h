@@ -1,6 +1,7 @@
 // The correction of each page of a scan: found by an analysis, or repeated from a sidecar.
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "opening/scan.h"
@@ -10,6 +11,14 @@
 
 // The corrections of --use-sidecar; none where the scan is to be analysed. Throws Failure.
 std::vector<CorrectedPage> RepeatedCorrections(const Options& options);
+
+// A page made small. `detailGamma`: of its values, tenths, where the details for the analysis of pages are wanted.
+// `held`: see TakePrescan.
+SmallScan MakeSmall(const Scan& scan, int page, const vips::VImage& image, std::optional<int> detailGamma,
+                    vips::VImage* held);
+
+// By the analysis and what the user adds.
+CorrectedPage FindCorrection(const SmallScan& small, const Options& options, const Encoding& encoding);
 
 // A page with its correction, and the images by the way.
 struct DecidedPage {

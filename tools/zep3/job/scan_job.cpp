@@ -8,6 +8,7 @@
 
 #include "failure.h"
 #include "interrupt.h"
+#include "job/compare.h"
 #include "job/correct.h"
 #include "job/print.h"
 #include "log.h"
@@ -22,6 +23,8 @@ Outcome Dispatch(const Job& job, const Options& options) {
       return PrintAnalysis(job, options);
     case Command::kTables:
       return PrintTables(job, options);
+    case Command::kCompare:
+      return CompareKinds(job, options);
     case Command::kCorrect:
       break;
   }

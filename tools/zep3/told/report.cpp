@@ -19,6 +19,7 @@
 
 #include "failure.h"
 #include "page/record.h"
+#include "told/html.h"
 #include "told/report_style.h"
 
 extern char** environ;
@@ -27,19 +28,6 @@ namespace {
 
 using Shares = std::array<std::array<double, 256>, 3>; // percent of the pixels, by channel and file value
 using Lines = std::vector<size_t>;                     // the channels that get a line of their own
-
-std::string Owned(gchar* text) { return std::unique_ptr<gchar, decltype(&g_free)>(text, g_free).get(); }
-
-// Safe in text and in quoted attributes. File names are bytes: what is not UTF-8, or not allowed in HTML, is replaced.
-std::string Escape(const std::string& text) {
-  std::string valid = Owned(g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())));
-  for (char& c : valid) c = g_ascii_iscntrl(c) ? ' ' : c;
-  return Owned(g_markup_escape_text(valid.data(), static_cast<gssize>(valid.size())));
-}
-
-std::string Base64(const void* data, size_t size) {
-  return Owned(g_base64_encode(static_cast<const guchar*>(data), size));
-}
 
 // Whatever the user's locale: both gnuplot and the reader get a decimal point.
 std::string Significant(double value, int digits = 4) {
@@ -239,34 +227,10 @@ std::string PlotFigure(const std::string& svg, int height, const std::string& al
          "</figcaption>\n</figure>\n";
 }
 
-// Only the profile stays of the metadata, as reports are handed on. The picture is turned upright here, once.
-vips::VImage Bare(const vips::VImage& picture) {
-  vips::VImage bare = picture.autorot().copy();
-  std::unique_ptr<char*, decltype(&g_strfreev)> fields(vips_image_get_fields(bare.get_image()), g_strfreev);
-  for (char** field = fields.get(); *field != nullptr; ++field) {
-    if (std::strcmp(*field, VIPS_META_ICC_NAME) != 0) bare.remove(*field);
-  }
-  return bare;
-}
-
-std::string PictureFigure(const vips::VImage& bare, const std::string& alt, const std::string& caption) {
-  // Full colour resolution: what is judged here is colour.
-  VipsBlob* const blob = bare.jpegsave_buffer(vips::VImage::option()
-                                                  ->set("Q", 90)
-                                                  ->set("optimize_coding", true)
-                                                  ->set("subsample_mode", VIPS_FOREIGN_SUBSAMPLE_OFF));
-  size_t size = 0;
-  const void* const jpeg = vips_blob_get(blob, &size);
-  const std::string data = Base64(jpeg, size);
-  vips_area_unref(VIPS_AREA(blob));
-  return "<figure>\n<img width=\"" + std::to_string(bare.width()) + "\" height=\"" + std::to_string(bare.height()) +
-         "\" alt=\"" + Escape(alt) + "\" src=\"data:image/jpeg;base64," + data + "\">\n<figcaption><strong>" + caption +
-         "</strong></figcaption>\n</figure>\n";
-}
-
 std::string CutPicture(const ReportPage& page) {
   if (!page.cut) return "";
-  return "<div class=\"cut\">\n" + PictureFigure(Bare(*page.cut), page.title + " as it is cut out", "Result, cut out") +
+  return "<div class=\"cut\">\n" +
+         PictureFigure(Bare(*page.cut), page.title + " as it is cut out", "<strong>Result, cut out</strong>") +
          "</div>\n";
 }
 
@@ -282,9 +246,10 @@ std::string Pictures(const ReportPage& page) {
   const vips::VImage before = Bare(page.before), after = Bare(page.after);
   return "<div class=\"pair pictures\" style=\"--width: " + std::to_string(before.width()) +
          "; --height: " + std::to_string(before.height()) + "; --split: 50%\">\n" +
-         PictureFigure(before, page.title + " before the correction",
-                       "Before" + (page.framed.empty() ? "" : "; the line: " + Escape(page.framed))) +
-         PictureFigure(after, page.title + " after the correction", "After") + "</div>\n";
+         PictureFigure(
+             before, page.title + " before the correction",
+             "<strong>Before" + (page.framed.empty() ? "" : "; the line: " + Escape(page.framed)) + "</strong>") +
+         PictureFigure(after, page.title + " after the correction", "<strong>After</strong>") + "</div>\n";
 }
 
 // The numbers that the cut axis does not show.

@@ -12,6 +12,7 @@
 #include "page/finish.h"
 #include "page/tables.h"
 #include "told/evidence.h"
+#include "told/html.h"
 
 namespace {
 
@@ -140,19 +141,18 @@ std::array<std::array<int64_t, 256>, 3> Histograms(const vips::VImage& image) {
 
 } // namespace
 
-ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size_t count) {
+vips::VImage FinishedSmall(const CorrectedPage& corrected, const SmallScan& small) {
   const double ratio = 1 / static_cast<double>(small.shrink);
-  const vips::VImage after = FitProfile(ApplyCorrection(small.image, corrected, {ratio, ratio}),
-                                        corrected.correction.encoding, corrected.gray && small.image.bands() == 3);
+  return FitProfile(ApplyCorrection(small.image, corrected, {ratio, ratio}), corrected.correction.encoding,
+                    corrected.gray && small.image.bands() == 3);
+}
+
+ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size_t count) {
+  const vips::VImage after = FinishedSmall(corrected, small);
   const auto bytes = [](const vips::VImage& image) {
     return image.format() == VIPS_FORMAT_USHORT ? (image * (1 / 257.0) + 0.5).cast(VIPS_FORMAT_UCHAR) : image;
   };
-  const auto picture = [&](const vips::VImage& image) {
-    const double scale = kReportSide / std::max(image.width(), image.height());
-    const auto space = image.bands() >= 3 ? VIPS_INTERPRETATION_sRGB : VIPS_INTERPRETATION_B_W;
-    const vips::VImage shown = bytes(image).copy(vips::VImage::option()->set("interpretation", space));
-    return (scale < 1 ? shown.resize(scale) : shown).copy_memory();
-  };
+  const auto picture = [](const vips::VImage& image) { return ShownPicture(image, kReportSide); };
   ReportPage page;
   page.title = count > 1 ? "Page " + std::to_string(corrected.page + 1) : "Picture";
   const Correction& correction = corrected.correction;

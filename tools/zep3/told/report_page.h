@@ -7,5 +7,8 @@
 #include "page/prescan.h"
 #include "told/report.h"
 
+// The page made small, as its correction finishes it.
+vips::VImage FinishedSmall(const CorrectedPage& corrected, const SmallScan& small);
+
 // `small` is the page made small, before the correction; `count` the number of pages in the report.
 ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size_t count);

@@ -1,0 +1,78 @@
+#include "job/compare.h"
+
+#include <utility>
+#include <vector>
+
+#include "failure.h"
+#include "job/decide.h"
+#include "opening/admission.h"
+#include "opening/scan.h"
+#include "page/analysis.h"
+#include "page/encoding.h"
+#include "told/compare_page.h"
+#include "told/evidence.h"
+#include "told/html.h"
+#include "told/report_page.h"
+
+namespace {
+
+constexpr double kSide = 400; // pixels of a picture's longer side
+
+// A word as a shell takes it.
+std::string Quoted(const std::string& word) {
+  constexpr const char* kPlain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_@%+=:,./-";
+  if (!word.empty() && word.find_first_not_of(kPlain) == std::string::npos) return word;
+  std::string quoted = "'";
+  for (const char c : word) {
+    if (c == '\'') quoted += "'\\'";
+    quoted += c;
+  }
+  quoted += '\'';
+  return quoted;
+}
+
+std::string CommandFor(const Job& job, const Options& options, const ZEP3_KIND& kind, bool adaptive) {
+  std::string command = std::string("zep3 -k ") + kind.pName;
+  if (adaptive != (kind.wAdaptive != 0)) command += " --analysis " + std::string(MethodName(adaptive));
+  for (const std::string& word : options.given) command.append(" ").append(Quoted(word));
+  return command.append(" ").append(Quoted(job.scan)).append(job.scan == "-" ? " -o -" : " -o finished/");
+}
+
+// The first page that has colours or grays.
+int PageToCompare(const Scan& scan) {
+  for (int page = 0; page < scan.Pages(); page++) {
+    if (!scan.IsBilevel(page) && !scan.IsReduced(page)) return page;
+  }
+  throw Failure("is black and white only; there is nothing to correct");
+}
+
+} // namespace
+
+Outcome CompareKinds(const Job& job, const Options& options) {
+  const Scan scan(job.scan, options.admission);
+  const MemoryBound bound(options.admission);
+  const int page = PageToCompare(scan);
+  const vips::VImage image = scan.Open(page);
+  const Encoding encoding = FindEncoding(image, options.inputGamma, options.outputGamma);
+  const SmallScan small = MakeSmall(scan, page, image, encoding.input, nullptr);
+  std::vector<ComparedResult> results;
+  for (int64_t i = 0; const ZEP3_KIND* kind = GetZEP3Kind(i); i++) {
+    for (const bool adaptive : {true, false}) {
+      Options as = options;
+      as.analysis.kind = kind;
+      as.analysis.adaptive = adaptive;
+      CorrectedPage corrected = FindCorrection(small, as, encoding);
+      if (!options.saturation) corrected.chroma = 1;
+      const Correction& correction = corrected.correction;
+      const int64_t reasons = correction.finding->evidence.lReasons;
+      const bool denied = (reasons & (ZEP3_REASON_LOOKS_NEGATIVE | ZEP3_REASON_LOOKS_POSITIVE)) != 0;
+      results.push_back(
+          {kind->pName, kind->pText, std::string(MethodName(adaptive)), adaptive == (kind->wAdaptive != 0), !denied,
+           correction.verdict == ZEP3_VERDICT_GOOD ? "" : VerdictText(correction),
+           CommandFor(job, options, *kind, adaptive), ShownPicture(FinishedSmall(corrected, small), kSide)});
+    }
+  }
+  Outcome outcome = {Status::kCorrected};
+  outcome.text = ComparedScan(job.scan, ShownPicture(small.image, kSide), results);
+  return outcome;
+}
