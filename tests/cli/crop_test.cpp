@@ -236,7 +236,6 @@ TEST_F(Crop, TheUsersAreaIsCutOut) {
     EXPECT_EQ(Load("out.png").height(), c.height) << c.options;
     EXPECT_EQ(Sidecar("out.png")["frame"]["from"], "area");
   }
-  EXPECT_IN("no picture is looked for on documents", Zep3("-k document scan.png -o whole.png --crop").err);
   ExpectDone("-k slide --analysis standard scan.png -o standard.png --crop");
   EXPECT_NEAR(Load("standard.png").width(), kSide, 3);
 }

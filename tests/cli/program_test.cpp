@@ -339,9 +339,9 @@ TEST_F(Program, TheAnalysisIsChosenAndTold) {
     const char *options, *asked, *line;
     const char* same; // options of the same tables
   } cases[] = {
-      {"-k document", "standard", "scan.png: good, standard analysis\n", "-k document --analysis standard"},
-      {"-k document --analysis adaptive", "adaptive", "scan.png: good, standard analysis: there is no other",
-       "-k document"},
+      {"-k document", "adaptive", "scan.png: good, adaptive analysis, confidence ", "-k document --analysis adaptive"},
+      {"-k document --analysis standard", "standard", "scan.png: good, standard analysis\n",
+       "-k document --option plain"},
       {"-k photo --option plain", "adaptive", "scan.png: good, standard analysis: there is no other",
        "-k photo --option plain --analysis standard"},
       {"-k photo", "adaptive", "scan.png: good, adaptive analysis, confidence ", "-k photo --analysis adaptive"}};

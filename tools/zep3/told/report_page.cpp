@@ -166,6 +166,7 @@ ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size
   page.after = picture(after);
   if (corrected.cut) page.cut = picture(CutOfSmall(after, *corrected.cut, correction.prescan));
   if (correction.paper) {
+    const double ratio = 1 / static_cast<double>(small.shrink);
     page.paper = picture(WithPaper(bytes(small.image),
                                    correction.paper->Scaled(small.image.width(), small.image.height(), ratio, ratio)));
   }
