@@ -271,9 +271,10 @@ void NegativeEstimator::FitPoints(ZEP3_IC& ic) const {
 }
 
 double NegativeEstimator::OwnShare() const {
-  // What is not clear film the standard analysis takes for picture.
+  // Without a white the two analyses err nearly independently. But what is no clear film the standard one takes for
+  // picture.
   const bool alone = m_picture.trimmed == 0.0 || (m_seen.border == 1.0 && m_picture.trimmed < kTrimmedMost);
-  return m_colour && alone ? kOwnShare * m_seen.neutral * m_seen.neutral : 1.0;
+  return m_colour && alone ? m_seen.neutral * m_seen.neutral : 1.0;
 }
 
 void NegativeEstimator::Report(ZEP3_EVIDENCE& evidence, Measured& measured) const {

@@ -172,10 +172,8 @@ inline constexpr double kFlareMax = 0.008;
 // weigh in the fit must still come out white.
 inline constexpr double kEven = 0.003;
 
-// Of colour film: weight of this analysis against the standard one where the whites are believed, from where it falls
-// with the belief squared to 0. What the two get wrong is partly independent.
-inline constexpr double kOwnShare = 0.6;
-inline constexpr double kTrimmedMost = 0.2; // share of the area that clear film around the picture may take
+// Share of the area that clear film around the picture may take for the standard analysis to be heard.
+inline constexpr double kTrimmedMost = 0.2;
 
 // Reasons.
 inline constexpr double kBelieved = 0.5;
