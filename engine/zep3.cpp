@@ -183,7 +183,8 @@ int JudgeZEP3(const ZEP3_BmpInfo* bmp, const ZEP3_PARA* para, const double* pdCo
   if (evidence->lAnalysis == ZEP3_ANALYSIS_STANDARD && !hist->IsOutRange(copy)) {
     evidence->lReasons |= ZEP3_REASON_DEFAULTS;
   }
-  Judge(LookAt(image, copy), copy, pdColorMatrix, *evidence);
+  const ZEP3_EVIDENCE* known = evidence->lAnalysis == ZEP3_ANALYSIS_STANDARD ? nullptr : evidence;
+  Judge(LookAt(image, copy, known), copy, pdColorMatrix, *evidence);
   return 1;
 } catch (...) {
   return 0;

@@ -569,9 +569,9 @@ ZEP3_API int ZEP3Adaptive(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMat
  * bmp            the pre-scan, as for the analysis.
  * para           a completed record; read only.
  * pdColorMatrix  as for MakeZEP3LUTEx.
- * evidence       in: of the analysis, or zeros for the points of ZEP3. Out: lVerdict, and the reasons
- *                ZEP3_REASON_DEFAULTS, ZEP3_REASON_TOO_LITTLE, ZEP3_REASON_CLIPPING to ZEP3_REASON_LOOKS_POSITIVE and
- *                ZEP3_REASON_UNSURE.
+ * evidence       in: of the analysis of the same image, whose window is taken, or zeros for the points of ZEP3. Out:
+ *                lVerdict, and the reasons ZEP3_REASON_DEFAULTS, ZEP3_REASON_TOO_LITTLE, ZEP3_REASON_CLIPPING to
+ *                ZEP3_REASON_LOOKS_POSITIVE and ZEP3_REASON_UNSURE.
  *
  * Checked are: new clipping, faint marks that are lost, a result that is nearly black or white, a cast that grew, and
  * whether the scan can be of the kind at all. ZEP3_VERDICT_FAILED: the levels are unusable (blank, clipped), so that

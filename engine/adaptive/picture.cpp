@@ -15,6 +15,9 @@ namespace {
 constexpr double kInset = 1.0;
 constexpr double kCornerCut = 0.08;
 
+// Share of the image's extent by which corners may lie outside of it.
+constexpr double kBeyond = 0.1;
+
 // A window that holds less than this share of the area's blocks is none to decide from.
 constexpr double kSmallest = 0.002;
 
@@ -92,12 +95,36 @@ std::vector<uint8_t> OpaqueBlocks(const BlockGrid& grid) {
   return opaque;
 }
 
+// Whether a window that was told can be one of the image, rather than of the same picture at another size.
+bool IsOn(const ZEP3_BmpInfo& image, const Corners& corners) {
+  const auto within = [](double at, int64_t extent) {
+    const double most = static_cast<double>(extent);
+    return -kBeyond * most <= at && at <= (1.0 + kBeyond) * most;
+  };
+  for (int i = 0; i < 4; i++) {
+    if (!within(corners.x[i], image.lWidth) || !within(corners.y[i], image.lHeight)) return false;
+  }
+  return true;
+}
+
+Window WindowOf(const ZEP3_BmpInfo& image, const BlockGrid& grid, Material material, const ZEP3_EVIDENCE* known) {
+  if (known == nullptr) return FindWindow(image, grid, material);
+  Window window;
+  window.found = known->dWindowConfidence > 0.0;
+  window.confidence = known->dWindowConfidence;
+  for (int i = 0; i < 4; i++) {
+    window.corners.x[i] = known->dWindow[i][0];
+    window.corners.y[i] = known->dWindow[i][1];
+  }
+  return IsOn(image, window.corners) ? window : FindWindow(image, grid, material);
+}
+
 } // namespace
 
-Picture FindPicture(const ZEP3_BmpInfo& image, const BlockGrid& grid, Material material) {
+Picture FindPicture(const ZEP3_BmpInfo& image, const BlockGrid& grid, Material material, const ZEP3_EVIDENCE* known) {
   Picture picture;
   const std::vector<uint8_t> opaque = material == Material::kNegative ? OpaqueBlocks(grid) : std::vector<uint8_t>();
-  if (grid.upright) picture.window = FindWindow(image, grid, material);
+  if (grid.upright) picture.window = WindowOf(image, grid, material, known);
   if (picture.window.found) {
     const Inset inset(picture.window.corners, static_cast<double>(grid.side), material != Material::kPrint);
     for (int row = 0; row < grid.rows; row++) {

@@ -14,8 +14,8 @@ struct Picture {
   double trimmed = 0.0;       // share 0..1 of the area's blocks that lie outside of the window
 };
 
-// Those in the window; without one all that the area has inside.
-Picture FindPicture(const ZEP3_BmpInfo& image, const BlockGrid& grid, Material material);
+// Those in the window; without one all that the area has inside. `known`: as for LookAt.
+Picture FindPicture(const ZEP3_BmpInfo& image, const BlockGrid& grid, Material material, const ZEP3_EVIDENCE* known);
 
 // Writes window, share left out and the reason into an evidence.
 void TellWindow(const Picture& picture, ZEP3_EVIDENCE& evidence, Measured& measured);

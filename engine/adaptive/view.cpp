@@ -3,13 +3,13 @@
 #include "engine/common/record.h"
 #include "engine/hist/chist.h"
 
-View LookAt(const ZEP3_BmpInfo& image, const ZEP3_PARA& para) {
+View LookAt(const ZEP3_BmpInfo& image, const ZEP3_PARA& para, const ZEP3_EVIDENCE* known) {
   View view;
   // Film fills what it is scanned in; sheets leave an edge that has another light.
   view.grid = ReadBlockGrid(image, IsNegative(para) ? 0 : CHIST::kAreaMargin);
   if (IsPicture(para)) {
     const Material positive = DocType(para) == ZEP3_DOC_POSITIVE ? Material::kSlide : Material::kPrint;
-    view.picture = FindPicture(image, view.grid, IsNegative(para) ? Material::kNegative : positive);
+    view.picture = FindPicture(image, view.grid, IsNegative(para) ? Material::kNegative : positive, known);
     return view;
   }
   for (size_t at = 0; at < view.grid.Size(); at++) {

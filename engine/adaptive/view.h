@@ -10,5 +10,6 @@ struct View {
   Picture picture;
 };
 
-// Of an image that the standard analysis has accepted, by the kind of original; a page has no window.
-View LookAt(const ZEP3_BmpInfo& image, const ZEP3_PARA& para);
+// Of an image that the standard analysis has accepted, by the kind of original; a page has no window. `known`: of an
+// adaptive analysis of the image, whose window is taken; null: the window is looked for.
+View LookAt(const ZEP3_BmpInfo& image, const ZEP3_PARA& para, const ZEP3_EVIDENCE* known = nullptr);

@@ -1,6 +1,7 @@
 // The parameter record: kind of original, unset channels, identity curves.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 
 #include "engine/zep3.h"
@@ -53,6 +54,17 @@ inline bool IsLevel16(int64_t v) { return 0 <= v && v <= 65535; }
 // Whether the four points, leaving the gamma aside, are 16-bit levels.
 inline bool HasLevelsOnScale(const ZEP3_POINTS& p) {
   return IsLevel16(p.lHlIn) && IsLevel16(p.lSdIn) && IsLevel16(p.lHlOut) && IsLevel16(p.lSdOut);
+}
+
+// A share of the way from one value to another, rounded; and of all five of a channel.
+inline int64_t Between(int64_t from, int64_t to, double share) {
+  return from + std::llround(share * static_cast<double>(to - from));
+}
+
+inline ZEP3_POINTS PointsBetween(const ZEP3_POINTS& from, const ZEP3_POINTS& to, double share) {
+  return {Between(from.lHlIn, to.lHlIn, share), Between(from.lSdIn, to.lSdIn, share),
+          Between(from.lHlOut, to.lHlOut, share), Between(from.lSdOut, to.lSdOut, share),
+          Between(from.lGamma, to.lGamma, share)};
 }
 
 // Writes the identity into the record: count and points in use, nothing else.

@@ -51,12 +51,22 @@ double NegativeLogOdds(const View& view) {
     }
     if (zone.count == 0.0) return 0.0; // between two blocks
   }
-  const auto& [lightest, shade, darkest] = zones;
-  // Of the channel that has least of it: others may lack their light.
+  const auto& [lightest, shadow, darkest] = zones;
   double range[3];
-  for (int c = 0; c < 3; c++) range[c] = darkest.At(c) - lightest.At(c);
-  const int c = static_cast<int>(std::min_element(range, range + 3) - range);
-  const double least = AtLeast(kLeastRange, range[c]);
-  const double clearest = std::min({lightest.At(0), lightest.At(1), lightest.At(2)});
-  return kOdds + kOddsRange * least + kOddsShade * (shade.At(c) - lightest.At(c)) / least + kOddsClear * clearest;
+  double shade[3];
+  double clear[3];
+  for (int c = 0; c < 3; c++) {
+    clear[c] = lightest.At(c);
+    range[c] = darkest.At(c) - clear[c];
+    shade[c] = shadow.At(c) - clear[c];
+  }
+  // The mask lies on everything; blue is denser than green, green than red.
+  double mask = kMaskTo;
+  for (const Zone& zone : zones) {
+    mask = std::min({mask, zone.At(2) - zone.At(0), kMaskGreen * (zone.At(1) - zone.At(0))});
+  }
+  const double masked = AtLeast(0.0, (mask - kMaskFrom) / (kMaskTo - kMaskFrom));
+  const double whole = Clamp(Mean(range), kLeastRange, kMostRange);
+  return kOdds + kOddsRange * whole + kOddsLeastRange * AtLeast(kLeastRange, Smallest(range)) +
+         kOddsShade * Mean(shade) / whole + kOddsClear * Smallest(clear) + kOddsMask * masked;
 }

@@ -43,7 +43,7 @@ inline constexpr double kUnsure = 0.5; // confidence
 
 // Natural logarithm of the odds that a scan shows a negative, from which a positive kind is denied, and below which a
 // negative one is.
-inline constexpr double kDeniedPositive = 4.0;
+inline constexpr double kDeniedPositive = 3.8;
 inline constexpr double kDeniedNegative = -3.6;
 
 // ---- odds that a scan shows a negative ----
@@ -55,10 +55,17 @@ inline constexpr double kDark[2] = {0.94, 0.96};
 inline constexpr double kDarkest[2] = {0.99, 1.0};
 inline constexpr double kLeastLevel = 0.7; // linear; below is noise
 inline constexpr double kLeastRange = 0.05;
-inline constexpr double kOdds = -4.37;
-inline constexpr double kOddsRange = -3.15;
-inline constexpr double kOddsShade = 6.24;  // of what is dark, as a share of the range
-inline constexpr double kOddsClear = 10.73; // of the lightest in the clearest channel
+inline constexpr double kMostRange = 3.5;
+inline constexpr double kOdds = -5.51;
+inline constexpr double kOddsRange = 3.68;       // mean of the channels
+inline constexpr double kOddsLeastRange = -7.67; // of the channel that has least: others may lack their light
+inline constexpr double kOddsShade = 10.05;      // of what is dark, as a share of the range
+inline constexpr double kOddsClear = 7.62;       // of the lightest in the clearest channel
+// An orange mask, which in the pictures above is mostly taken off by the scanner, and was not part of the regression.
+inline constexpr double kOddsMask = 3.0;  // nats for a whole one
+inline constexpr double kMaskFrom = 0.15; // density of blue beyond red where a mask begins to count ...
+inline constexpr double kMaskTo = 0.25;   // ... and where it is a whole one
+inline constexpr double kMaskGreen = 1.4; // by which green beyond red counts like it
 
 // ---- leaving a scan as it is ----
 

@@ -25,10 +25,6 @@ ZEP3_PARA WithoutUser(const ZEP3_PARA& para) {
   return own;
 }
 
-int64_t Between(int64_t from, int64_t to, double share) {
-  return from + std::llround(share * static_cast<double>(to - from));
-}
-
 // Whether the scan can be of the kind at all; nothing is known of pages.
 int64_t DeniedKind(const View& view, const ZEP3_PARA& para) {
   if (!IsPicture(para)) return 0;
@@ -91,11 +87,7 @@ void Proposal::WriteTo(ZEP3_PARA& para) const {
 Proposal Proposal::Toward(const Proposal& other, double share) const {
   Proposal between = *this;
   for (int c = 0; c < 3; c++) {
-    const ZEP3_POINTS& from = m_ic.ch[c];
-    const ZEP3_POINTS& to = other.m_ic.ch[c];
-    between.m_ic.ch[c] = {Between(from.lHlIn, to.lHlIn, share), Between(from.lSdIn, to.lSdIn, share),
-                          Between(from.lHlOut, to.lHlOut, share), Between(from.lSdOut, to.lSdOut, share),
-                          Between(from.lGamma, to.lGamma, share)};
+    between.m_ic.ch[c] = PointsBetween(m_ic.ch[c], other.m_ic.ch[c], share);
   }
   between.m_saturation = Between(m_saturation, other.m_saturation, share);
   return between;

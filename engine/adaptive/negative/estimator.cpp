@@ -270,6 +270,13 @@ void NegativeEstimator::FitPoints(ZEP3_IC& ic) const {
   }
 }
 
+double NegativeEstimator::OwnShare() const {
+  // Without a white the two analyses err nearly independently. But what is no clear film the standard one takes for
+  // picture.
+  const bool alone = m_picture.trimmed == 0.0 || (m_seen.border == 1.0 && m_picture.trimmed < kTrimmedMost);
+  return m_colour && alone ? m_seen.neutral * m_seen.neutral : 1.0;
+}
+
 void NegativeEstimator::Report(ZEP3_EVIDENCE& evidence, Measured& measured) const {
   NegativeEvidence& seen = measured.negative;
   seen = m_seen;

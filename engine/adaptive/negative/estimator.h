@@ -27,6 +27,9 @@ class NegativeEstimator {
   // Writes input points and gammas of the curves that print it, for the output points that the channels hold.
   void FitPoints(ZEP3_IC& ic) const;
 
+  // How much the curves count against those of the standard analysis, 0..1.
+  double OwnShare() const;
+
   // Measurements, reasons and confidence.
   void Report(ZEP3_EVIDENCE& evidence, Measured& measured) const;
 

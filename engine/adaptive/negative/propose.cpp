@@ -1,6 +1,8 @@
 // What colour matrix and correction level ask for, handed to the estimator; its results laid into the record.
 #include "engine/adaptive/negative/propose.h"
 
+#include <algorithm>
+
 #include "engine/adaptive/negative/estimator.h"
 #include "engine/calc/czep.h"
 #include "engine/calc/steps/correct_level.h"
@@ -52,8 +54,13 @@ bool ProposeNegative(const View& view, const double* colorMatrix, const CZEP& st
   NegativeEstimator estimator(grid, picture, colour, faded);
   if (!estimator.Estimate(contrast, kSofterStep * AtLeast(0.0, kFullLevel - CorrectLevelFromZero(para)))) return false;
   if (!usable && !HaveUsableLevels(grid, picture.blocks, *standard.m_pHist, DocType(para))) return false;
+  ZEP3_POINTS calculated[3];
+  std::copy_n(para.ic.ch, 3, calculated);
   SetNegativeHeader(para.ic);
   estimator.FitPoints(para.ic);
+  if (usable) {
+    for (int c = 0; c < 3; c++) para.ic.ch[c] = PointsBetween(calculated[c], para.ic.ch[c], estimator.OwnShare());
+  }
   if (!usable) {
     para.lSaturation = 0; // default points come without a proposal for it
   } else if (!colour && !faded) {

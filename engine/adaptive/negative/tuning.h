@@ -91,8 +91,8 @@ inline constexpr NegativeTuning kMonochrome = {
     .trust = {},
     .voteReach = 0.0,
     .voteUsual = 0.0,
-    .whitePercent = 99.8,
-    .white = -0.036, // light 0.92
+    .whitePercent = 99.9,
+    .white = -0.041, // light 0.91
     .whiteUsual = 0.0,
     .whitePull = 0.0,
     .rangeUsual = 1.95,
@@ -107,8 +107,8 @@ inline constexpr NegativeTuning kFadedMonochrome = {
     .trust = {},
     .voteReach = 0.0,
     .voteUsual = 0.0,
-    .whitePercent = 99.8,
-    .white = -0.036,
+    .whitePercent = 99.9,
+    .white = -0.041,
     .whiteUsual = 0.0,
     .whitePull = 0.0,
     .rangeUsual = 1.95,
@@ -171,6 +171,9 @@ inline constexpr double kFlareMax = 0.008;
 // Share of the picture that a print between black and white counts for at least: a patch of white that is too small to
 // weigh in the fit must still come out white.
 inline constexpr double kEven = 0.003;
+
+// Share of the area that clear film around the picture may take for the standard analysis to be heard.
+inline constexpr double kTrimmedMost = 0.2;
 
 // Reasons.
 inline constexpr double kBelieved = 0.5;

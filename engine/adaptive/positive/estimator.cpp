@@ -141,7 +141,20 @@ double PositiveEstimator::Underexposed(const Anchors& ends, double& trust) const
   if (m_history.faded || !ShowsMaterial(ends)) return 0.0;
   const double above = Clamp(Smallest(ends.lightest) - m_material.base, 0.0, kUnderMost);
   trust = 1.0 / (1.0 + std::exp(kUnderPrior + m_caution - above / kUnderUsual));
-  return trust * above;
+  return trust * AtLeast(0.0, above - kUnderWhite);
+}
+
+double PositiveEstimator::Overexposed(const std::vector<double> (&density)[3], const Anchors& ends) const {
+  if (m_history.faded || !ShowsMaterial(ends)) return 0.0;
+  std::ptrdiff_t piled = 0;
+  for (int c = 0; c < 3; c++) {
+    const double end = ends.lightest[c] + kOverWidth;
+    piled += std::count_if(density[c].begin(), density[c].end(), [&](double d) { return d < end; });
+  }
+  const double share = static_cast<double>(piled) / (3.0 * static_cast<double>(density[0].size()));
+  const double odds = kOverPile * std::log(share / kOverShare) -
+                      kOverBlack * (Largest(ends.darkest) - m_material.black) - m_caution;
+  return kOverUsual / (1.0 + std::exp(-odds));
 }
 
 DensityModel PositiveEstimator::Untouched(const Anchors& anchors) const {
@@ -241,6 +254,7 @@ PositiveEstimate PositiveEstimator::Estimate(const BlockGrid& grid, const std::v
     estimate.model.offset[c] = untouched.offset[c] + estimate.trust * (found.offset[c] - untouched.offset[c]);
     estimate.model.logDye[c] = estimate.trust * found.logDye[c];
   }
+  estimate.over = Overexposed(density, ends);
   // From here on in densities of the scan.
   const double blackest = Largest(ends.darkest);
   const bool flared = shown || std::fabs(blackest - m_material.densest) < kFlareSeen;

@@ -26,7 +26,8 @@ struct PositiveEstimate {
   double whiteCost = 0.0; // nats, of the proposal, likewise the next two
   double blackCost = 0.0;
   double historyCost = 0.0;
-  double flare = 0.0; // light, as a share of white, that lies on everything
+  double over = 0.0;      // density by which the scan is too light where it is not white
+  double flare = 0.0;     // light, as a share of white, that lies on everything
 };
 
 class PositiveEstimator {
@@ -52,6 +53,8 @@ class PositiveEstimator {
   DensityModel Untouched(const Anchors& anchors) const;
   // By how much the scan is too dark as a whole, as far as it is believed, and how far that is (0..1).
   double Underexposed(const Anchors& anchors, double& trust) const;
+  // By how much it is too light; densities by channel.
+  double Overexposed(const std::vector<double> (&density)[3], const Anchors& ends) const;
 
   const PositiveMaterial& m_material;
   const PositiveHistory& m_history;

@@ -82,7 +82,8 @@ bool ProposePositive(const View& view, const CZEP& standard, bool usable, ZEP3_P
   for (int c = 0; c < 3; c++) {
     const CurvePoints points = CurveThrough([&](double out) {
       const double light = DisplayedLight(out) * (1.0 - estimate.flare) + estimate.flare;
-      return LevelOfDensity(estimate.model.offset[c] - estimate.model.Dye(c) * std::log10(light));
+      const double over = estimate.over * (1.0 - std::pow(light, kOverFade));
+      return LevelOfDensity(estimate.model.offset[c] - over - estimate.model.Dye(c) * std::log10(light));
     });
     ic.ch[c] = ToRecord(points);
     gamma[c] = points.gamma;

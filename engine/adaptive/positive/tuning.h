@@ -131,6 +131,16 @@ inline constexpr double kNotShown = 5.0;    // nats that any change costs a pict
 inline constexpr double kUnderUsual = 0.025; // density by which lightest ones lie above the base, exponential
 inline constexpr double kUnderPrior = 4.4;   // nats
 inline constexpr double kUnderMost = 0.45;   // density, a stop and a half
+inline constexpr double kUnderWhite = 0.045; // of that is the scene's own, which has no white
+
+// What is too light in all channels ends in one density, that of clear material: each channel's lightest pile up there,
+// in a scene only where it is white. Blacks that are none speak for it, too.
+inline constexpr double kOverWidth = 0.01; // density over which a channel's lightest pile up
+inline constexpr double kOverShare = 0.12; // mean share of the channels' piles at which it is even, at usual blacks
+inline constexpr double kOverPile = 4.0;   // nats per factor e of that share
+inline constexpr double kOverBlack = 3.0;  // nats per unit of density by which the darkest exceeds the usual black
+inline constexpr double kOverUsual = 0.2;  // density, two thirds of a stop, at full belief
+inline constexpr double kOverFade = 1.5;   // what is made up for fades toward white as 1 - light to this power
 
 // ---- search ----
 
