@@ -174,7 +174,7 @@ inline constexpr double kEven = 0.003;
 
 // Colour film, against the standard analysis, whose errors are partly independent: what that counts at most where no
 // white is believed, and what this one does at most where clear film on all sides tells both of them the base.
-inline constexpr double kStandardShare = 0.35;
+inline constexpr double kStandardShare = 0.2;
 inline constexpr double kOwnShare = 0.6;
 inline constexpr double kTrimmedMost = 0.2; // share of the area that the clear film may take
 
