@@ -17,25 +17,24 @@ struct Weight {
 };
 
 // Unfaded prints and slides: an exposure made up for is usually right, one that hides in blacks that are none is not.
-constexpr double kUnfaded = -1.26;
-constexpr Weight kUnfadedTrust = {1.9, 0.0, 1.0};
-constexpr Weight kUnfadedBlack = {1.21, 0.7, 3.06};
-constexpr Weight kUnfadedOffset = {-8.32, 0.0, 0.375};
+constexpr double kUnfaded = -0.95;
+constexpr Weight kUnfadedTrust = {1.83, 0.0, 1.0};
+constexpr Weight kUnfadedBlack = {1.12, 0.72, 3.09};
+constexpr Weight kUnfadedOffset = {-8.89, 0.0, 0.338};
 
-constexpr double kFaded = 0.03;
-constexpr Weight kFadedTrust = {1.63, 0.19, 1.0};
-constexpr Weight kFadedBlackCost = {-0.84, 0.0, 4.5};
-constexpr Weight kFadedHistoryCost = {-0.47, 0.64, 5.8};
-constexpr Weight kFadedDye = {2.85, 0.385, 0.945};
+constexpr double kFaded = 0.02;
+constexpr Weight kFadedTrust = {1.69, 0.19, 1.0};
+constexpr Weight kFadedBlackCost = {-0.85, 0.0, 4.5};
+constexpr Weight kFadedHistoryCost = {-0.49, 0.56, 5.8};
+constexpr Weight kFadedDye = {2.92, 0.385, 0.94};
 
-constexpr double kColour = -1.4;
-constexpr double kColourFaded = 1.05;
-constexpr Weight kColourNeutral = {1.4, 0.05, 1.0};
-constexpr Weight kColourRange = {2.04, 0.56, 2.55};
-constexpr Weight kColourPower = {-4.12, 0.0, 0.68};
+constexpr double kColour = -0.07;
+constexpr double kColourFaded = 2.0;
+constexpr Weight kColourRange = {2.27, 0.56, 2.56};
+constexpr Weight kColourPower = {-6.05, 0.0, 0.68};
 
-constexpr double kMonochrome = -2.33;
-constexpr Weight kMonochromeRange = {2.36, 0.63, 2.47};
+constexpr double kMonochrome = -2.04;
+constexpr Weight kMonochromeRange = {2.17, 0.635, 2.47};
 
 // Nats. A failed check is met in few simulated scans; one in four of them is as good as others.
 constexpr double kFailedCheck = -2.0;
@@ -55,8 +54,8 @@ double PositiveConfidence(const PositiveEvidence& evidence, bool faded) {
 
 double NegativeConfidence(const NegativeEvidence& evidence, bool colour, bool faded) {
   if (!colour) return Chance(kMonochrome + kMonochromeRange.Of(evidence.range));
-  return Chance(kColour + (faded ? kColourFaded : 0.0) + kColourNeutral.Of(evidence.neutral) +
-                kColourRange.Of(evidence.range) + kColourPower.Of(std::fabs(std::log(evidence.power))));
+  return Chance(kColour + (faded ? kColourFaded : 0.0) + kColourRange.Of(evidence.range) +
+                kColourPower.Of(std::fabs(std::log(evidence.power))));
 }
 
 double AfterFailedCheck(double confidence) { return Chance(std::log(confidence / (1.0 - confidence)) + kFailedCheck); }

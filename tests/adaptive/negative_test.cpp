@@ -155,6 +155,16 @@ TEST(AdaptiveNegative, OneColourStaysWhatItIs) {
       for (const int c : {0, 2}) EXPECT_NEAR(with.At(kFilm, patch, c), with.At(kFilm, patch, 1), 12);
     }
     EXPECT_GT(with.evidence.dConfidence, alone.evidence.dConfidence);
+    // Within clear film this analysis has a share of 0.6 times the belief squared.
+    const auto scan = Scan(kFilm, red, 0.02);
+    const Print narrow(*scan, 0, subMode);
+    const double own = 0.6 * narrow.Seen().neutral * narrow.Seen().neutral;
+    EXPECT_LT(own, 0.5);
+    const Analysed standard(*scan, false, 0, subMode);
+    for (int c = 0; c < 3; c++) {
+      const int level = kFilm.Level(c == 0 ? -0.25 : -1.1, c);
+      EXPECT_NEAR(narrow.Analysed::At(level, c), standard.At(level, c), 10 + 100 * own) << narrow.Trimmed();
+    }
   }
 }
 

@@ -91,6 +91,23 @@ TEST(Positive, BringsBackAnExposure) {
   EXPECT_LT(Result(ZEP3_DOC_REFLECTIVE, ZEP3_SUB_PHOTO, *file).Seen().trust, 0.1);
 }
 
+// So light that a third of it is clear film, without a black: what lies below white is led back by at most 0.2, which
+// fades out toward white.
+TEST(Positive, DarkensWhatIsTooLight) {
+  const auto lighter = [](double black, double by) {
+    return Scan([=](int x, int, int) { return std::max(0.0, black * (x * 89 % 181) / 180.0 - by); },
+                {{0.1, 0.1, 0.1}, {1, 1, 1}});
+  };
+  const Result over(ZEP3_DOC_POSITIVE, ZEP3_SUB_PHOTO, *lighter(2.4, 0.8));
+  const Result usual(ZEP3_DOC_POSITIVE, ZEP3_SUB_PHOTO, *lighter(2.95, 0.0));
+  for (const double d : {0.3, 0.7}) {
+    const double light = std::pow(10.0, -d - 0.2 * (1 - std::pow(10.0, -1.5 * d)));
+    EXPECT_NEAR(over.At(Level(0.1 + d), 1), Srgb(light), 8) << d;
+    EXPECT_NEAR(usual.At(Level(0.1 + d), 1), Srgb(std::pow(10.0, -d)), 6) << d;
+  }
+  EXPECT_GT(over.At(Level(0.1), 1), 245); // white stays
+}
+
 // Paper and flare are taken off an unfaded original, nothing is off a picture without either.
 TEST(Positive, LeavesUnfadedOriginalsAlone) {
   const struct {

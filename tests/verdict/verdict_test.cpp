@@ -1,6 +1,8 @@
 // Results held against scans whose blocks are known: each pixel is one.
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "engine/verdict/verdict.h"
 #include "support.h"
 
@@ -93,6 +95,41 @@ TEST(Verdict, TellsWhatIsWrong) {
   const Shown shown(2, kSame);
   ZEP3_EVIDENCE evidence = {};
   EXPECT_EQ(JudgeZEP3(nullptr, &shown.para, nullptr, &evidence), 0);
+}
+
+// Colour film with its mask, run as a photo: densities from the mask's 0.2, 0.6, 0.8 on, mostly dense. The same without
+// the mask's colour could be a thin print.
+TEST(Verdict, KnowsAMask) {
+  for (const bool masked : {true, false}) {
+    Image film(kWidth, kHeight);
+    film.Fill([&](int x, int y, int c) {
+      const double clear = masked ? 0.2 + 0.2 * c + (c > 0 ? 0.2 : 0.0) : 0.2;
+      const double share = (x * 89 + y * 7) % 160 / 159.0;
+      return static_cast<int>(255 * std::pow(10.0, -(clear + 1.2 * std::sqrt(share)) / 1.8));
+    });
+    const Shown shown(ZEP3_DOC_REFLECTIVE, kSame);
+    ZEP3_EVIDENCE evidence = {};
+    ASSERT_EQ(JudgeZEP3(&film.bmp, &shown.para, kIdentity, &evidence), 1);
+    EXPECT_EQ((evidence.lReasons & ZEP3_REASON_LOOKS_NEGATIVE) != 0, masked);
+  }
+}
+
+// The left half becomes black. With a window that an analysis found on the right half nothing of that counts; a window
+// of the same picture at another size is none.
+TEST(Verdict, TakesTheWindowThatWasFound) {
+  const Columns columns;
+  const Shown shown(ZEP3_DOC_REFLECTIVE, Points(250, 140, 250, 10));
+  for (const double scale : {1.0, 3.0}) {
+    ZEP3_EVIDENCE evidence = {};
+    evidence.lAnalysis = ZEP3_ANALYSIS_POSITIVE;
+    evidence.dConfidence = evidence.dWindowConfidence = 0.9;
+    const double corners[4][2] = {{90, 10}, {150, 10}, {150, 110}, {90, 110}};
+    for (int i = 0; i < 4; i++) {
+      for (int k = 0; k < 2; k++) evidence.dWindow[i][k] = scale * corners[i][k];
+    }
+    ASSERT_EQ(JudgeZEP3(&columns.bmp, &shown.para, kIdentity, &evidence), 1);
+    EXPECT_EQ((evidence.lReasons & ZEP3_REASON_CLIPPING) != 0, scale != 1.0);
+  }
 }
 
 // Half of the way to the standard correction is enough: lightest 209 * 60 / 250 = 50 becomes (50 + 209) / 2.

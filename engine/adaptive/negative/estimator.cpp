@@ -271,10 +271,12 @@ void NegativeEstimator::FitPoints(ZEP3_IC& ic) const {
 }
 
 double NegativeEstimator::OwnShare() const {
-  // Without a white the two analyses err nearly independently. But what is no clear film the standard one takes for
-  // picture.
-  const bool alone = m_picture.trimmed == 0.0 || (m_seen.border == 1.0 && m_picture.trimmed < kTrimmedMost);
-  return m_colour && alone ? m_seen.neutral * m_seen.neutral : 1.0;
+  if (!m_colour) return 1.0;
+  const double belief = m_seen.neutral * m_seen.neutral;
+  if (m_picture.trimmed == 0.0) return 1.0 - kStandardShare * (1.0 - belief);
+  // What is no clear film the standard analysis takes for picture.
+  const bool clear = m_seen.border == 1.0 && m_picture.trimmed < kTrimmedMost;
+  return clear ? kOwnShare * belief : 1.0;
 }
 
 void NegativeEstimator::Report(ZEP3_EVIDENCE& evidence, Measured& measured) const {

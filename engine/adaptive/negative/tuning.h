@@ -172,8 +172,11 @@ inline constexpr double kFlareMax = 0.008;
 // weigh in the fit must still come out white.
 inline constexpr double kEven = 0.003;
 
-// Share of the area that clear film around the picture may take for the standard analysis to be heard.
-inline constexpr double kTrimmedMost = 0.2;
+// Colour film, against the standard analysis, whose errors are partly independent: what that counts at most where no
+// white is believed, and what this one does at most where clear film on all sides tells both of them the base.
+inline constexpr double kStandardShare = 0.2;
+inline constexpr double kOwnShare = 0.6;
+inline constexpr double kTrimmedMost = 0.2; // share of the area that the clear film may take
 
 // Reasons.
 inline constexpr double kBelieved = 0.5;

@@ -152,8 +152,8 @@ double PositiveEstimator::Overexposed(const std::vector<double> (&density)[3], c
     piled += std::count_if(density[c].begin(), density[c].end(), [&](double d) { return d < end; });
   }
   const double share = static_cast<double>(piled) / (3.0 * static_cast<double>(density[0].size()));
-  const double odds = kOverPile * std::log(share / kOverShare) -
-                      kOverBlack * (Largest(ends.darkest) - m_material.black) - m_caution;
+  const double odds =
+      kOverPile * std::log(share / kOverShare) - kOverBlack * (Largest(ends.darkest) - m_material.black) - m_caution;
   return kOverUsual / (1.0 + std::exp(-odds));
 }
 

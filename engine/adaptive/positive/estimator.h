@@ -26,8 +26,8 @@ struct PositiveEstimate {
   double whiteCost = 0.0; // nats, of the proposal, likewise the next two
   double blackCost = 0.0;
   double historyCost = 0.0;
-  double over = 0.0;      // density by which the scan is too light where it is not white
-  double flare = 0.0;     // light, as a share of white, that lies on everything
+  double over = 0.0;  // density by which the scan is too light where it is not white
+  double flare = 0.0; // light, as a share of white, that lies on everything
 };
 
 class PositiveEstimator {
