@@ -248,6 +248,84 @@ void AddAdaptive() {
   }
 }
 
+// A sheet in a light that falls to two thirds, lines of text, a picture; every sample with grain.
+void FillPage(Scan& scan) {
+  const ZEP3_BmpInfo& bmp = scan.bmp;
+  const int64_t unit = std::max<int64_t>(1, bmp.lWidth / 1000);
+  uint32_t noise = 1;
+  for (int64_t y = 0; y < bmp.lHeight; y++) {
+    uint8_t* p = bmp.pBits + y * bmp.lBytesPerLine;
+    for (int64_t x = 0; x < bmp.lWidth; x++) {
+      const int64_t u = x / unit, v = y / unit;
+      const bool text = u > 100 && u < 600 && v > 100 && v % 14 < 4 && (u * 7 + v / 14 * 3) % 11 < 4;
+      const bool picture = u > 650 && u < 900 && v > 200 && v < 500;
+      const int64_t level = (text ? 40 : picture ? 60 + (u * v) % 90 : 235) * (3 * bmp.lWidth - x) / (3 * bmp.lWidth);
+      for (int c = 0; c < 3; c++) {
+        noise = noise * 1664525 + 1013904223;
+        *p++ = static_cast<uint8_t>(level + (noise >> 29));
+      }
+    }
+  }
+}
+
+// A page, its surface and its tables.
+struct PageBench {
+  Scan scan;
+  Record record{ZEP3_DOC_REFLECTIVE, ZEP3_SUB_BACKGROUND_REMOVAL};
+  std::vector<uint8_t> levels, darkest, deviation;
+  std::vector<ZEP3_CELL> cells;
+  std::vector<uint16_t> table = std::vector<uint16_t>(7 * ZEP3_PAGE_ENTRIES_8);
+  ZEP3_BmpInfo prescan = {};
+  ZEP3_DETAIL detail = {};
+  ZEP3_SURFACE surface = {};
+  bool found = false;
+
+  explicit PageBench(Size size) : scan(size) {
+    FillPage(scan);
+    const int64_t shrink = GetZEP3PrescanShrink(scan.bmp.lWidth, scan.bmp.lHeight);
+    const auto blocks = [&](int64_t side) { return static_cast<size_t>((side + shrink - 1) / shrink); };
+    const size_t pixels = blocks(scan.bmp.lWidth) * blocks(scan.bmp.lHeight);
+    levels.resize(3 * pixels);
+    darkest.resize(3 * pixels);
+    deviation.resize(pixels);
+    prescan.pBits = levels.data();
+    detail = {darkest.data(), deviation.data()};
+    MakeZEP3PagePrescan(&scan.bmp, ZEP3_GAMMA_SRGB, shrink, &prescan, &detail);
+    cells.resize(static_cast<size_t>(GetZEP3SurfaceRoom(prescan.lWidth, prescan.lHeight)));
+    surface.lScanGamma = ZEP3_GAMMA_SRGB;
+    surface.lWidth = scan.bmp.lWidth;
+    surface.lHeight = scan.bmp.lHeight;
+    surface.pCells = cells.data();
+    surface.lRoom = static_cast<int64_t>(cells.size());
+    found = Analyse() && MakeZEP3PageLUT(&record.para, &surface, ZEP3_PAGE_ENTRIES_8, table.data()) != 0;
+  }
+  bool Analyse() {
+    surface.lSide = GetZEP3PrescanShrink(scan.bmp.lWidth, scan.bmp.lHeight);
+    ZEP3_EVIDENCE evidence;
+    return ZEP3Page(&prescan, &record.para, &detail, &surface, &evidence) != 0 && surface.lFound == ZEP3_SURFACE_PAPER;
+  }
+};
+
+void AddPages() {
+  AddRow("page and its surface, 1.5 MP", "ZEP3Page", "read once", {Goal::kTime, 15.0}, [] {
+    auto page = std::make_shared<PageBench>(kPrescan);
+    return Sides{[=] { ReadOnce(page->scan); }, [=] { page->Analyse(); }, page->found ? "" : "no paper found"};
+  });
+  AddRow("page evened, 100 MP, R G B", "copy and ApplyZEP3Page", "copy", {}, [] {
+    auto page = std::make_shared<PageBench>(kHundredMegapixels);
+    const auto given =
+        std::make_shared<std::vector<uint8_t>>(page->scan.bmp.pBits, page->scan.bmp.pBits + page->scan.Bytes());
+    // A page that is white already would cost less: both sides begin with the scan.
+    const auto again = [=] { std::copy(given->begin(), given->end(), page->scan.bmp.pBits); };
+    return Sides{again,
+                 [=] {
+                   again();
+                   ApplyZEP3Page(&page->scan.bmp, 0, 0, &page->surface, page->table.data());
+                 },
+                 page->found ? "" : "no paper found"};
+  });
+}
+
 // In a frame as dark as a mount or a holder.
 void AddWindow() {
   for (const auto& [name, material] : {std::pair{"print", Material::kPrint}, std::pair{"slide", Material::kSlide},
@@ -367,6 +445,7 @@ int main(int argc, char** argv) {
   AddArea();
   AddAnalysis();
   AddAdaptive();
+  AddPages();
   AddWindow();
   AddTables();
   AddApplying();

@@ -397,7 +397,7 @@ typedef struct ZEP3_SURFACE {
   double dWhiteFrom;    /* smallest n of a pixel's channels from which it turns white, where paper may, ... */
   double dWhiteTo;      /* ... and from which it is as white as paper */
   ZEP3_CELL* pCells;    /* lRows * lColumns, line by line; not owned */
-  int64_t lRoom;        /* in: cells that there is room for at pCells */
+  int64_t lRoom;        /* in: cells that there is room for at pCells; GetZEP3SurfaceRoom of the pre-scan at least */
   double dReserved[14]; /* 0 */
 } ZEP3_SURFACE;
 
@@ -599,6 +599,9 @@ ZEP3_API int64_t GetZEP3SurfaceRoom(int64_t lWidth, int64_t lHeight);
  * detail               null: not known.
  * surface              in: lScanGamma, lWidth and lHeight of the scan, lSide: pixels of the scan to one of the
  *                      pre-scan; pCells and lRoom. Out: all of it. With ZEP3_SURFACE_NONE no cell is written.
+ *
+ * Where no paper is found (ZEP3_REASON_NO_PAPER), a picture fills the page: the record is a photo's then, and the
+ * surface ZEP3_SURFACE_NONE.
  *
  * Returns as ZEP3Adaptive, and 0 when there is no room.
  */

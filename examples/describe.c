@@ -11,6 +11,7 @@ static const char* AnalysesText(int64_t analyses) {
   if (analyses == positive) return "prints, slides";
   if (analyses == colour) return "colour negatives";
   if (analyses == monochrome) return "monochrome negatives";
+  if (analyses == 1 << ZEP3_ANALYSIS_PAGE) return "documents";
   return "negatives";
 }
 

@@ -1,6 +1,7 @@
-// ZEP3 and ZEP3Adaptive on any record and image.
+// ZEP3, ZEP3Adaptive and ZEP3Page on any record and image.
 #include <cmath>
 #include <cstddef>
+#include <vector>
 
 #include "records.h"
 #include "target.h"
@@ -44,6 +45,28 @@ bool IsBelievable(const ZEP3_EVIDENCE& e) {
   }
   if (!(0.0 <= e.dWindowConfidence && e.dWindowConfidence <= 1.0)) return false;
   return e.lAnalysis != ZEP3_ANALYSIS_STANDARD || (e.lReasons != 0 && e.dConfidence == 0.0);
+}
+
+// A page's surface: finite, on the scale, within its room.
+void FindSurface(HostileRecord record, HostileImage image, bool detailed) {
+  const auto pixels = image.HasPixels() ? static_cast<size_t>(image.bmp.lWidth * image.bmp.lHeight) : size_t{0};
+  const std::vector<uint8_t> seen(3 * pixels, 40), spread(pixels, 3);
+  const ZEP3_DETAIL detail = {const_cast<uint8_t*>(seen.data()), const_cast<uint8_t*>(spread.data())};
+  std::vector<ZEP3_CELL> cells(static_cast<size_t>(GetZEP3SurfaceRoom(image.bmp.lWidth, image.bmp.lHeight) % 65536));
+  ZEP3_SURFACE surface = {};
+  surface.lScanGamma = 22;
+  surface.lWidth = surface.lHeight = surface.lSide = 1;
+  surface.pCells = cells.data();
+  surface.lRoom = static_cast<int64_t>(cells.size());
+  ZEP3_EVIDENCE evidence;
+  if (ZEP3Page(&image.bmp, &record.para, detailed ? &detail : nullptr, &surface, &evidence) == 0) return;
+  ZEP3_HOLDS(IsBelievable(evidence));
+  if (surface.lFound == ZEP3_SURFACE_NONE) return;
+  ZEP3_HOLDS(surface.lColumns * surface.lRows <= surface.lRoom);
+  for (int64_t i = 0; i < surface.lColumns * surface.lRows; i++) {
+    for (const float gain : cells[static_cast<size_t>(i)].fGain) ZEP3_HOLDS(0.0F < gain && gain < 1000.0F);
+  }
+  for (const double level : surface.dPaper) ZEP3_HOLDS(0.0 < level && level <= 1.0);
 }
 
 } // namespace
@@ -94,6 +117,8 @@ void RunTarget(Input input) {
   ZEP3_HOLDS(ZEP3_VERDICT_GOOD <= verdict.lVerdict && verdict.lVerdict <= ZEP3_VERDICT_FAILED);
   record.Keep();
   Keep(evidence.dMeasured, std::size(evidence.dMeasured));
+
+  if (adaptive && missing == 0) FindSurface(given, image, coefficients != nullptr);
 
   // No call knows of another.
   HostileRecord again = given;

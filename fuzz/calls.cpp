@@ -133,6 +133,56 @@ void Apply(Input& input) {
   image.Keep();
 }
 
+// ---- pages ----
+
+// Any surface, also one that no analysis would give: what is taken of it stays within the cells and the tables.
+void Page(Input& input) {
+  const HostileRecord given(input);
+  HostileImage image(input, true);
+  const ZEP3_BmpInfo& bmp = image.bmp;
+  const auto length = [&] { return input.OneIn(8) ? input.Field() : 1 + input.Below(40); };
+  ZEP3_SURFACE surface = {};
+  surface.lFound = input.OneIn(8) ? input.Field() : 1 + input.Below(2);
+  surface.lScanGamma = input.OneIn(4) ? input.Field() : ZEP3_GAMMA_SRGB;
+  surface.lLeft = input.OneIn(2) ? input.Field() : 0;
+  surface.lTop = input.OneIn(2) ? input.Field() : 0;
+  surface.lSide = length();
+  surface.lColumns = 1 + input.Below(9);
+  surface.lRows = 1 + input.Below(9);
+  for (double* v : {&surface.dPaper[0], &surface.dPaper[2], &surface.dObjectShadow, &surface.dObjectGamma,
+                    &surface.dWhiteFrom, &surface.dWhiteTo}) {
+    *v = input.OneIn(4) ? input.Real() : input.Share();
+  }
+  const auto cells = std::make_unique<ZEP3_CELL[]>(static_cast<size_t>(surface.lColumns * surface.lRows));
+  for (int64_t i = 0; i < surface.lColumns * surface.lRows; i++) {
+    for (float& gain : cells[static_cast<size_t>(i)].fGain) {
+      gain = input.OneIn(8) ? static_cast<float>(input.Real()) : static_cast<float>(2.0 * input.Share());
+    }
+    cells[static_cast<size_t>(i)].lLies = input.Take<uint8_t>();
+  }
+  surface.pCells = input.OneIn(16) ? nullptr : cells.get();
+  const bool deep = bmp.lBitCount == ZEP3_BITS_16;
+  const int64_t entries = deep ? int64_t{ZEP3_PAGE_ENTRIES_16} : int64_t{ZEP3_PAGE_ENTRIES_8};
+  const auto table = std::make_unique<uint16_t[]>(static_cast<size_t>(7 * entries));
+  // The sixteen-bit tables of a record take their time.
+  const bool own = input.OneIn(deep ? 32 : 2);
+  if (own) {
+    HostileRecord record = given;
+    MakeZEP3PageLUT(&record.para, &surface, entries, table.get());
+    ZEP3_HOLDS(record == given);
+  } else {
+    const auto step = input.Take<uint16_t>();
+    for (int64_t i = 0; i < 7 * entries; i++) table[static_cast<size_t>(i)] = static_cast<uint16_t>(i * step);
+  }
+  const int64_t x = input.OneIn(2) ? input.Field() : 0, y = input.OneIn(2) ? input.Field() : 0;
+  HostileImage again = image;
+  const int result = ApplyZEP3Page(&bmp, x, y, &surface, table.get());
+  ZEP3_HOLDS(result == ApplyZEP3Page(&again.bmp, x, y, &surface, table.get()) && image == again);
+  const bool found = surface.lFound == ZEP3_SURFACE_PAPER || surface.lFound == ZEP3_SURFACE_REVERSE;
+  if (!found || surface.pCells == nullptr || surface.lSide < 1 || image.MustBeRefused()) ZEP3_HOLDS(result == 0);
+  image.Keep();
+}
+
 // One record and image through everything, one call after the other: the results are the same when all of it is done
 // again, whatever was done in between.
 struct Results {
@@ -184,6 +234,6 @@ void Chain(Input& input) {
 } // namespace
 
 void RunTarget(Input input) {
-  constexpr void (*kCalls[])(Input&) = {Tables, Matrix, Pipettes, Palette, Apply, Chain};
+  constexpr void (*kCalls[])(Input&) = {Tables, Matrix, Pipettes, Palette, Apply, Chain, Page};
   kCalls[input.Below(std::size(kCalls))](input);
 }

@@ -17,7 +17,8 @@ namespace {
 struct Job {
   int type, subMode;
 };
-constexpr Job kJobs[] = {{0, 0}, {0, 2}, {1, 0}, {1, 2}, {2, 0}, {2, 1}, {2, 2}, {2, 3}, {2, 4}, {3, 0}, {3, 2}};
+constexpr Job kJobs[] = {{0, 0}, {0, 2}, {0, ZEP3_SUB_DOCUMENT}, {1, 0}, {1, 2}, {2, 0}, {2, 1}, {2, 2}, {2, 3}, {2, 4},
+                         {3, 0}, {3, 2}};
 
 using Bytes = std::vector<uint8_t>;
 

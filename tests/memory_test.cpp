@@ -98,6 +98,12 @@ TEST(Memory, WithoutItCallsFailAndKeepWhatTheyShould) {
       {"ZEP3", 10, true, [&](ZEP3_PARA* p) { return ZEP3(&image.bmp, p, m); }},
       {"ZEP3Adaptive", 20, true, [&](ZEP3_PARA* p) { return ZEP3Adaptive(&image.bmp, p, m, nullptr); }},
       {"FinishZEP3", 20, true, [&](ZEP3_PARA* p) { return FinishZEP3(&image.bmp, 22, 1, p, m, nullptr); }},
+      {"FinishZEP3, a page", 60, true,
+       [&](ZEP3_PARA* p) {
+         p->wDocType = ZEP3_DOC_REFLECTIVE;
+         p->wSubMode = ZEP3_SUB_DOCUMENT;
+         return FinishZEP3(&image.bmp, 22, 1, p, m, nullptr);
+       }},
       {"JudgeZEP3", 10, false, [&](ZEP3_PARA* p) { return JudgeZEP3(&image.bmp, p, m, &evidence); }},
       {"MakeZEP3LUTEx", 1, false, [&](ZEP3_PARA* p) { return MakeZEP3LUTEx(p, m, table.data()); }},
       {"the same in place", 2, false, [&](ZEP3_PARA* p) { return MakeZEP3LUTAt(p, m, display, 1, display); }},

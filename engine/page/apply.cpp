@@ -25,7 +25,7 @@ struct Fixed {
   static constexpr double kPerGain = static_cast<double>(kEntries - 1) / kTableMost /
                                      static_cast<double>(kTableEntries<Sample> - 1) * (int64_t{1} << kShift);
   static int64_t Of(float gain) {
-    const auto v = double{gain};
+    const auto v = static_cast<double>(gain);
     return v > 0.0 ? static_cast<int64_t>(std::min(v, kGainMost) * kPerGain + 0.5) : 0; // not a number: 0
   }
   static int64_t Entry(Sample v, int64_t gain) {

@@ -78,7 +78,7 @@ Figures MeasureFigures(const Planes& planes, const Levels& levels, const Ground&
       lowest.cells[at] = SmallestOf(levelOf(planes.Mean(x, y), gains.cells[at]));
       objects += paper.object.cells[at];
       known += paper.known.cells[at];
-      if (paper.known.cells[at] != 0 && double{lowest.cells[at]} < lit) strokes.Add(lowest.cells[at]);
+      if (paper.known.cells[at] != 0 && static_cast<double>(lowest.cells[at]) < lit) strokes.Add(lowest.cells[at]);
     }
   }
   figures.known = static_cast<double>(known) / static_cast<double>(lowest.Size());

@@ -43,7 +43,7 @@ void BlurLanes(Grid<T>& grid, double sigma) {
     weight[static_cast<size_t>(i)] = static_cast<float>(w);
     sum += i == 0 ? w : 2.0 * w;
   }
-  for (float& w : weight) w = static_cast<float>(double{w} / sum);
+  for (float& w : weight) w = static_cast<float>(static_cast<double>(w) / sum);
   const auto weigh = [](float w, const float* a, const float* b, float* __restrict to, size_t n) {
     for (size_t i = 0; i < n; i++) to[i] += w * (a[i] + b[i]);
   };

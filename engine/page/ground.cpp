@@ -163,8 +163,8 @@ bool IsReverse(const CellColours& cells) {
   Blur(around, kAround);
   double above = 0.0, below = 0.0;
   for (size_t i = 0; i < around.Size(); i++) {
-    above += double{std::max(cells.lightest.cells[i][3] - around.cells[i], 0.0F)};
-    below += double{std::max(around.cells[i] - cells.darkest.cells[i][3], 0.0F)};
+    above += static_cast<double>(std::max(cells.lightest.cells[i][3] - around.cells[i], 0.0F));
+    below += static_cast<double>(std::max(around.cells[i] - cells.darkest.cells[i][3], 0.0F));
   }
   return above > kReverseMarks * below;
 }

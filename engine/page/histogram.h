@@ -21,11 +21,11 @@ class Histogram {
   }
   // The distances from a value.
   Histogram Around(double value) const {
-    const double width = 1.0 / double{m_perBin};
+    const double width = 1.0 / static_cast<double>(m_perBin);
     Histogram distances(0.0F, static_cast<float>(kBins * width));
     for (size_t bin = 0; bin < kBins; bin++) {
       if (m_count[bin] == 0) continue;
-      const double centre = double{m_from} + (static_cast<double>(bin) + 0.5) * width;
+      const double centre = static_cast<double>(m_from) + (static_cast<double>(bin) + 0.5) * width;
       distances.Add(static_cast<float>(std::fabs(centre - value)), m_count[bin]);
     }
     return distances;
@@ -41,7 +41,7 @@ class Histogram {
     while (bin + 1 < kBins && below + static_cast<double>(m_count[bin]) < place)
       below += static_cast<double>(m_count[bin++]);
     const double within = m_count[bin] == 0 ? 0.5 : (place - below) / static_cast<double>(m_count[bin]);
-    return double{m_from} + (static_cast<double>(bin) + within) / double{m_perBin};
+    return static_cast<double>(m_from) + (static_cast<double>(bin) + within) / static_cast<double>(m_perBin);
   }
 
  private:

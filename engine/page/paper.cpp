@@ -63,7 +63,7 @@ size_t MainRegion(const Ground& ground, const Regions& regions) {
     for (const uint32_t at : cells) {
       const float ln = ground.ln.cells[at][3];
       inked += ground.darkest.cells[at] < ln - kInk ? 1.0 : 0.0;
-      light += double{std::exp(ln)};
+      light += static_cast<double>(std::exp(ln));
     }
     double score = size * (kBlankCounts + std::min(1.0, kInkCounts * inked / size));
     if (!ground.reverse) score *= std::pow(light / size, kLightCounts);

@@ -48,7 +48,7 @@ struct Levels {
  private:
   template <size_t kSize>
   static void Fill(std::array<float, kSize>& ln) {
-    const double darkest = std::log(double{kDarkest});
+    const double darkest = std::log(static_cast<double>(kDarkest));
     ln[0] = static_cast<float>(darkest);
     for (size_t i = 1; i < kSize; i++) {
       const double v = 1.8 / kGamma * std::log(static_cast<double>(i) / static_cast<double>(kSize - 1));

@@ -114,7 +114,7 @@ bool IsDyed(const Surface& surface, const Mask& known, const Colour& sheet) {
     if (known.cells[i] != 0) redOverBlue.Add(std::log(std::max(v[0], kDarkest) / std::max(v[2], kDarkest)));
   }
   if (redOverBlue.Percentile(95.0) - redOverBlue.Percentile(5.0) > kDyedSpread) return false;
-  const auto ln = [&](size_t c) { return std::log(double{std::max(sheet[c], kDarkest)}); };
+  const auto ln = [&](size_t c) { return std::log(static_cast<double>(std::max(sheet[c], kDarkest))); };
   const double red = ln(0) - ln(1), green = ln(1) - ln(2);
   const double tint = std::max({ln(0), ln(1), ln(2)}) - std::min({ln(0), ln(1), ln(2)});
   if (red > 0.0 && green > 0.0) return tint > kDyedWarm && red < kDyedYellow * green;
@@ -133,7 +133,7 @@ double UnevennessOf(const Surface& surface, const Mask& known) {
   for (size_t i = 0; i < known.Size(); i++) {
     if (known.cells[i] != 0) means.Add(Mean(surface.level.cells[i]));
   }
-  const auto at = [&](double percent) { return std::max(means.Percentile(percent), double{kDarkest}); };
+  const auto at = [&](double percent) { return std::max(means.Percentile(percent), static_cast<double>(kDarkest)); };
   return std::log(at(98.0) / at(2.0));
 }
 
@@ -162,8 +162,9 @@ void WriteSurface(const Piece& piece, const Surface& surface, const Figures& fig
     const Colour& level = surface.level.cells[at];
     ZEP3_CELL& cell = out.pCells[i];
     for (size_t c = 0; c < 3; c++) {
-      cell.fGain[c] = reverse ? gain(std::clamp(reference / double{Mean(level)}, kReverseGainLeast, kReverseGainMost))
-                              : gain(1.0 / (double{std::max(level[c], kSurfaceLeast)} * figures.centre));
+      cell.fGain[c] =
+          reverse ? gain(std::clamp(reference / static_cast<double>(Mean(level)), kReverseGainLeast, kReverseGainMost))
+                  : gain(1.0 / (static_cast<double>(std::max(level[c], kSurfaceLeast)) * figures.centre));
     }
     cell.lLies = reverse ? 0U
                          : (surface.strokes.cells[at] != 0 ? uint32_t{ZEP3_CELL_STROKES} : 0U) |
@@ -188,7 +189,7 @@ bool Propose(const ZEP3_BmpInfo& image, const Request& request, ZEP3_PARA& para,
   PageEvidence& seen = measured.page;
   seen.paper = figures.known;
   seen.objects = figures.objects;
-  for (size_t c = 0; c < 3; c++) seen.sheet[c] = 255.0 * double{sheet[c]};
+  for (size_t c = 0; c < 3; c++) seen.sheet[c] = 255.0 * static_cast<double>(sheet[c]);
   seen.uneven = UnevennessOf(surface, paper.known);
   seen.noise = figures.noise;
   seen.deep = figures.deep;
@@ -218,18 +219,18 @@ bool Propose(const ZEP3_BmpInfo& image, const Request& request, ZEP3_PARA& para,
   const bool keepsColour = para.wSubMode == ZEP3_SUB_DOCUMENT && coloured;
   const double grain = std::min(1.0 - figures.whiteTo, kGrainByTables);
   for (size_t c = 0; c < 3; c++) {
-    const double own = double{keepsColour ? lightest : sheet[c]};
+    const double own = static_cast<double>(keepsColour ? lightest : sheet[c]);
     const double white = ground.reverse ? 1.0 : std::clamp(own * figures.centre * (1.0 - grain), 0.05, 1.0);
     para.ic.ch[c] = {PointOf(white), PointOf(white * strokes.in), ToLevel16(255.0), ToLevel16(kShadowOut),
                      std::llround(100.0 * strokes.gamma)};
   }
   if (request.surface != nullptr) {
     ZEP3_SURFACE& out = *request.surface;
-    const double reference = ground.reverse ? double{Mean(sheet)} : 1.0;
+    const double reference = ground.reverse ? static_cast<double>(Mean(sheet)) : 1.0;
     WriteSurface(piece, surface, figures, ground.reverse, reference, out);
     const double toDisplay = kGamma / (static_cast<double>(para.lScreenGamma) / 10.0);
     for (size_t c = 0; c < 3; c++) {
-      const double level = double{sheet[c]} * figures.centre * (1.0 - grain);
+      const double level = static_cast<double>(sheet[c]) * figures.centre * (1.0 - grain);
       out.dPaper[c] = ground.reverse ? 1.0 : std::pow(std::clamp(level, 0.05, 1.0), toDisplay);
     }
     out.dObjectShadow = std::pow(objects.in / strokes.in, toDisplay);

@@ -242,8 +242,8 @@ struct Ramps {
     const double px = place(x, surface.lLeft, surface.lColumns), py = place(y, surface.lTop, surface.lRows);
     const auto between = [&](auto value) {
       const auto cell = [&](double r, double c) {
-        return double{
-            value(cells[static_cast<size_t>(r) * static_cast<size_t>(surface.lColumns) + static_cast<size_t>(c)])};
+        return static_cast<double>(
+            value(cells[static_cast<size_t>(r) * static_cast<size_t>(surface.lColumns) + static_cast<size_t>(c)]));
       };
       const double c0 = std::floor(px), r0 = std::floor(py), c1 = std::ceil(px), r1 = std::ceil(py);
       const double top = cell(r0, c0) * (1 - px + c0) + cell(r0, c1) * (px - c0);
