@@ -340,8 +340,8 @@ TEST_F(Program, TheAnalysisIsChosenAndTold) {
     const char* same; // options of the same tables
   } cases[] = {
       {"-k document", "adaptive", "scan.png: good, adaptive analysis, confidence ", "-k document --analysis adaptive"},
-      {"-k document --analysis standard", "standard", "scan.png: good, standard analysis\n",
-       "-k document --option plain"},
+      {"-k document --option plain", "adaptive", "scan.png: good, standard analysis: there is no other",
+       "-k document --option plain --analysis standard"},
       {"-k photo --option plain", "adaptive", "scan.png: good, standard analysis: there is no other",
        "-k photo --option plain --analysis standard"},
       {"-k photo", "adaptive", "scan.png: good, adaptive analysis, confidence ", "-k photo --analysis adaptive"}};
