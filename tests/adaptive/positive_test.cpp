@@ -225,7 +225,7 @@ TEST(Adaptive, FallsBackToTheStandardAnalysisWithAReason) {
     int type, subMode, option;
     int64_t reason;
   } rows[] = {
-      {"document", *photo, 2, 1, 2, kNot},       {"plain slide", *photo, 1, 0, 1, kNot},
+      {"plain document", *photo, 2, 1, 1, kNot}, {"plain slide", *photo, 1, 0, 1, kNot},
       {"few blocks", *tiny, 2, 0, 2, kLittle},   {"hardly any contrast", *flat, 1, 2, 2, kLittle},
       {"blank", blank, 2, 0, 2, kDefaults},      {"black film", blank, 0, 0, 2, kDefaults},
       {"dense film", dense, 0, 0, 2, kDefaults}, {"dense silver", dense, 3, 0, 2, kLittle},

@@ -62,10 +62,18 @@ struct Page {
     surface.lRoom = room < 0 ? static_cast<int64_t>(cells.size()) : room;
     return ZEP3Page(&prescan, &r.para, &detail, &surface, &evidence);
   }
+  // Step by step; in one call it is the same.
   void Finish() {
+    const std::vector<uint8_t> given = scan.pixels;
+    Record other(ZEP3_DOC_REFLECTIVE, r.para.wSubMode);
+    other.para.lScreenGamma = r.para.lScreenGamma;
+    ASSERT_EQ(FinishZEP3(&scan.bmp, 22, ZEP3_UNSET, &other.para, nullptr, nullptr), 1);
+    const std::vector<uint8_t> inOneCall = scan.pixels;
+    std::copy(given.begin(), given.end(), scan.pixels.begin());
     ASSERT_EQ(Analyse(), 1);
     ASSERT_EQ(MakeZEP3PageLUT(&r.para, &surface, ZEP3_PAGE_ENTRIES_8, table.data()), 1);
     ASSERT_EQ(ApplyZEP3Page(&scan.bmp, 0, 0, &surface, table.data()), 1);
+    EXPECT_TRUE(scan.pixels == inOneCall && other.Points() == r.Points());
   }
   // Smallest and largest level of a channel where `where` holds.
   std::pair<int, int> Range(int c, bool where(int, int)) const {
