@@ -143,7 +143,7 @@ void Page(Input& input) {
   const auto length = [&] { return input.OneIn(8) ? input.Field() : 1 + input.Below(40); };
   ZEP3_SURFACE surface = {};
   surface.lFound = input.OneIn(8) ? input.Field() : 1 + input.Below(2);
-  surface.lScanGamma = input.OneIn(4) ? input.Field() : ZEP3_GAMMA_SRGB;
+  surface.lScanGamma = input.OneIn(4) ? input.Field() : int64_t{ZEP3_GAMMA_SRGB};
   surface.lLeft = input.OneIn(2) ? input.Field() : 0;
   surface.lTop = input.OneIn(2) ? input.Field() : 0;
   surface.lSide = length();
