@@ -65,8 +65,9 @@ size_t MainRegion(const Ground& ground, const Regions& regions) {
       inked += ground.darkest.cells[at] < ln - kInk ? 1.0 : 0.0;
       light += static_cast<double>(std::exp(ln));
     }
-    double score = size * (kBlankCounts + std::min(1.0, kInkCounts * inked / size));
-    if (!ground.reverse) score *= std::pow(light / size, kLightCounts);
+    const double ink = std::min(1.0, kInkCounts * inked / size);
+    double score = size * (kBlankCounts + ink);
+    if (!ground.reverse) score *= std::pow(light / size, kLightCounts + kBlankLightCounts * (1.0 - ink));
     if (score > best) {
       best = score;
       main = label;
@@ -166,14 +167,8 @@ Mask FindObjects(const Mask& paper) {
   return other;
 }
 
-} // namespace
-
-Paper FindPaper(const Ground& ground) {
-  Paper found;
-  found.step = std::clamp(kGrainSteps * UsualChange(ground.ln), kStep, kStepMost);
-  Mask smooth(ground.ln.rows, ground.ln.columns);
-  const Grid<float> edges = Edges(ground.ln);
-  for (size_t i = 0; i < smooth.Size(); i++) smooth.cells[i] = edges.cells[i] < found.step;
+// Paper, objects and what is known, from cells that have no edge.
+void Lay(const Ground& ground, const Mask& smooth, Paper& found) {
   const Regions regions = Connected(smooth);
   found.paper = Mask(smooth.rows, smooth.columns);
   const size_t main = MainRegion(ground, regions);
@@ -193,6 +188,48 @@ Paper FindPaper(const Ground& ground) {
     known += found.known.cells[i];
   }
   if (static_cast<double>(known) < kLeastKnown * static_cast<double>(found.known.Size())) found.known = found.paper;
+}
+
+// Steps within what was taken for paper: even on both sides, with another level on each. Cells of them, over the side
+// of a square page.
+double LeakOf(const Ground& ground, const Mask& known) {
+  constexpr int kNear = 3, kFar = 6; // cells from the step
+  const auto isStep = [&](int row, int column, int down, int across) {
+    const auto at = [&](int i) { return known.Index(row + i * down, column + i * across); };
+    for (const int i : {-kFar, -kNear, kNear, kFar}) {
+      if (known.cells[at(i)] == 0) return false;
+    }
+    const auto ln = [&](int i) { return ground.ln.cells[at(i)][3]; };
+    const float change = std::fabs(ln(kNear) - ln(-kNear)), even = kLeakEven * change;
+    return change > kLeakStep && std::fabs(ln(-kNear) - ln(-kFar)) < even && std::fabs(ln(kNear) - ln(kFar)) < even;
+  };
+  size_t steps = 0;
+  for (int row = kFar; row < known.rows - kFar; row++) {
+    for (int column = kFar; column < known.columns - kFar; column++) {
+      steps += isStep(row, column, 0, 1) || isStep(row, column, 1, 0) ? 1 : 0;
+    }
+  }
+  return static_cast<double>(steps) / std::sqrt(static_cast<double>(known.Size()));
+}
+
+} // namespace
+
+Paper FindPaper(const Ground& ground) {
+  Paper found;
+  found.step = std::clamp(kGrainSteps * UsualChange(ground.ln), kStep, kStepMost);
+  Mask smooth(ground.ln.rows, ground.ln.columns);
+  const Grid<float> edges = Edges(ground.ln);
+  for (size_t i = 0; i < smooth.Size(); i++) smooth.cells[i] = edges.cells[i] < found.step;
+  Lay(ground, smooth, found);
+  found.leak = LeakOf(ground, found.known);
+  if (found.leak <= kLeakMost) return found;
+  // A picture's edge is soft somewhere. With wider edges the gap is closed.
+  Mask edge(smooth.rows, smooth.columns);
+  for (size_t i = 0; i < edge.Size(); i++) edge.cells[i] = smooth.cells[i] == 0;
+  for (int i = 0; i < kLeakWidth; i++) edge = Grown(edge);
+  for (size_t i = 0; i < edge.Size(); i++) smooth.cells[i] = edge.cells[i] == 0;
+  Lay(ground, smooth, found);
+  found.leak = LeakOf(ground, found.known);
   return found;
 }
 

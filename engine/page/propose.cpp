@@ -196,7 +196,7 @@ bool Propose(const ZEP3_BmpInfo& image, const Request& request, ZEP3_PARA& para,
   seen.strokes = figures.strokes;
   seen.darkest = figures.darkest;
   const auto reason = [&](bool so, int64_t bit) { evidence.lReasons |= so ? bit : 0; };
-  if (!HasPaper(figures)) {
+  if (!HasPaper(figures) || paper.leak > kLeakMost) {
     evidence.lReasons |= ZEP3_REASON_NO_PAPER;
     return false;
   }

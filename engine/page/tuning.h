@@ -29,10 +29,12 @@ inline constexpr float kStepMost = 0.12F;
 inline constexpr float kGrainSteps = 5.0F;
 
 // The paper: large, light, written on. A region without ink counts this share of one with plenty, which is a third of
-// its cells; light counts by this power.
+// its cells; light counts by this power, and by so much more where nothing is written: of two blank things the paper is
+// the lighter one, and the darker one the sky of a picture printed on it.
 inline constexpr double kBlankCounts = 0.3;
 inline constexpr double kInkCounts = 3.0;
 inline constexpr double kLightCounts = 1.5;
+inline constexpr double kBlankLightCounts = 3.0;
 
 // What else is paper: regions that the surface foretells, within so much of ln, small ones within more, and of colour.
 inline constexpr int kRounds = 3;
@@ -40,6 +42,14 @@ inline constexpr float kForetold = 0.05F;
 inline constexpr float kForetoldSmall = 0.08F;
 inline constexpr int kSmall = 12; // cells
 inline constexpr float kForetoldTint = 0.02F;
+
+// A picture that has run into the paper at a soft place of its edge: the rest of that edge lies within the paper, steps
+// of so much of ln that are even on both sides. Pages have up to 3 times a square page's side of them (photocopies), the
+// leaking one that the limit was set by 8.
+inline constexpr float kLeakStep = 0.1F;
+inline constexpr float kLeakEven = 0.3F; // of the step
+inline constexpr double kLeakMost = 4.0;
+inline constexpr int kLeakWidth = 6; // cells that edges are widened by
 
 // What is not paper is an object as a whole box where it has so many cells and fills so much of it.
 inline constexpr int kObject = 25;
