@@ -214,7 +214,7 @@ bool LiesOnPaper(const PaperSurface& surface, const SmallScan& scan, const Linea
         if (sum <= cells[i].sum) continue;
         cells[i].sum = sum;
         for (size_t c = 0; c < 3; c++) {
-          cells[i].overPaper[c] = values[pixel[c]] * double{small.cells[i].fGain[c]};
+          cells[i].overPaper[c] = values[pixel[c]] * static_cast<double>(small.cells[i].fGain[c]);
         }
       }
     }

@@ -81,8 +81,8 @@ int ApplyToRegion(VipsRegion* out, void* sequence, void*, void* finish, gboolean
     luma.wPixelFormat = out->im->Bands == 2 ? ZEP3_PIXEL_GRAYA : ZEP3_PIXEL_GRAY;
     if (!work.Apply(colours, area.left, y) || !MakeZEP3Gray(&colours, &luma)) return -1;
   }
-  const ZEP3_BmpInfo piece =
-      work.Piece(VIPS_REGION_ADDR(out, area.left, area.top), area.width, area.height, VIPS_REGION_LSKIP(out));
+  const ZEP3_BmpInfo piece = work.Piece(VIPS_REGION_ADDR(out, area.left, area.top), area.width, area.height,
+                                        static_cast<int64_t>(VIPS_REGION_LSKIP(out)));
   return gray || work.Apply(piece, area.left, area.top) ? 0 : -1;
 }
 

@@ -30,8 +30,9 @@ std::array<double, 3> PaperSurface::GainAt(double x, double y) const {
   const auto mix = [](double a, double b, double part) { return a + part * (b - a); };
   std::array<double, 3> gain;
   for (size_t c = 0; c < gain.size(); c++) {
+    const auto gainAt = [&](double r, double col) { return static_cast<double>(at(r, col).fGain[c]); };
     const auto line = [&](double r) {
-      return mix(at(r, column).fGain[c], at(r, std::ceil(column)).fGain[c], column - std::floor(column));
+      return mix(gainAt(r, column), gainAt(r, std::ceil(column)), column - std::floor(column));
     };
     gain[c] = mix(line(row), line(std::ceil(row)), row - std::floor(row));
   }

@@ -111,7 +111,8 @@ vips::VImage WithPaper(const vips::VImage& small, const PaperSurface& paper) {
     const ZEP3_CELL& cell = paper.cells[i];
     if (figures.lFound == ZEP3_SURFACE_PAPER && (cell.lLies & ZEP3_CELL_STROKES) == 0) continue;
     std::vector<double> ink(bands);
-    for (size_t c = 0; c < bands; c++) ink[c] = std::min(255 / double{cell.fGain[bands == 1 ? 1 : c]}, 255.0);
+    for (size_t c = 0; c < bands; c++)
+      ink[c] = std::min(255 / static_cast<double>(cell.fGain[bands == 1 ? 1 : c]), 255.0);
     const auto column = static_cast<int64_t>(i) % figures.lColumns, row = static_cast<int64_t>(i) / figures.lColumns;
     const auto side = static_cast<int>(figures.lSide);
     drawn.draw_rect(ink, static_cast<int>(figures.lLeft) + side * static_cast<int>(column),
