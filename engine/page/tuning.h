@@ -44,8 +44,8 @@ inline constexpr int kSmall = 12; // cells
 inline constexpr float kForetoldTint = 0.02F;
 
 // A picture that has run into the paper at a soft place of its edge: the rest of that edge lies within the paper, steps
-// of so much of ln that are even on both sides. Pages have up to 3 times a square page's side of them (photocopies), the
-// leaking one that the limit was set by 8.
+// of so much of ln that are even on both sides. Pages have up to 3 times a square page's side of them (photocopies),
+// the leaking one that the limit was set by 8.
 inline constexpr float kLeakStep = 0.1F;
 inline constexpr float kLeakEven = 0.3F; // of the step
 inline constexpr double kLeakMost = 4.0;
