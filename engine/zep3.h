@@ -392,13 +392,15 @@ typedef struct ZEP3_SURFACE {
   int64_t lColumns;   /* cells */
   int64_t lRows;      /* likewise */
   double dPaper[3];   /* display level 0..1 to which paper is brought before the tables */
-  double dObjectShadow; /* in pictures and boxes: the record's shadow points times this, ... */
-  double dObjectGamma;  /* ... and its gammas */
-  double dWhiteFrom;    /* smallest n of a pixel's channels from which it turns white, where paper may, ... */
-  double dWhiteTo;      /* ... and from which it is as white as paper */
-  ZEP3_CELL* pCells;    /* lRows * lColumns, line by line; not owned */
-  int64_t lRoom;        /* in: cells that there is room for at pCells; GetZEP3SurfaceRoom of the pre-scan at least */
-  double dReserved[14]; /* 0 */
+  double dObjectShadow;  /* in pictures and boxes: the record's shadow points times this, ... */
+  double dObjectGamma;   /* ... and its gammas */
+  double dWhiteFrom;     /* smallest n of a pixel's channels from which it turns white, where paper may, ... */
+  double dWhiteTo;       /* ... and from which it is as white as paper */
+  ZEP3_CELL* pCells;     /* lRows * lColumns, line by line; not owned */
+  int64_t lRoom;         /* in: cells that there is room for at pCells; GetZEP3SurfaceRoom of the pre-scan at least */
+  double dObjectTint[3]; /* in pictures and boxes: n times this, the colour of a dyed sheet, which stays there with
+                            ZEP3_SUB_BACKGROUND_REMOVAL; else 1 */
+  double dReserved[11];  /* 0 */
 } ZEP3_SURFACE;
 
 /* ---- descriptions: constant, for the life of the library ----

@@ -115,7 +115,8 @@ FIELD(ZEP3_SURFACE, dWhiteFrom, 0x70, 8);
 FIELD(ZEP3_SURFACE, dWhiteTo, 0x78, 8);
 FIELD(ZEP3_SURFACE, pCells, 0x80, 8);
 FIELD(ZEP3_SURFACE, lRoom, 0x88, 8);
-FIELD(ZEP3_SURFACE, dReserved, 0x90, 112);
+FIELD(ZEP3_SURFACE, dObjectTint, 0x90, 24);
+FIELD(ZEP3_SURFACE, dReserved, 0xa8, 88);
 
 /* These may grow at their ends. */
 FIELD(ZEP3_KIND, pName, 0x00, 8);

@@ -149,8 +149,8 @@ void Page(Input& input) {
   surface.lSide = length();
   surface.lColumns = 1 + input.Below(9);
   surface.lRows = 1 + input.Below(9);
-  for (double* v : {&surface.dPaper[0], &surface.dPaper[2], &surface.dObjectShadow, &surface.dObjectGamma,
-                    &surface.dWhiteFrom, &surface.dWhiteTo}) {
+  for (double* v : {&surface.dPaper[0], &surface.dPaper[2], &surface.dObjectTint[1], &surface.dObjectShadow,
+                    &surface.dObjectGamma, &surface.dWhiteFrom, &surface.dWhiteTo}) {
     *v = input.OneIn(4) ? input.Real() : input.Share();
   }
   const auto cells = std::make_unique<ZEP3_CELL[]>(static_cast<size_t>(surface.lColumns * surface.lRows));

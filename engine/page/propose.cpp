@@ -235,12 +235,17 @@ bool Propose(const ZEP3_BmpInfo& image, const Request& request, ZEP3_PARA& para,
     }
     out.dObjectShadow = std::pow(objects.in / strokes.in, toDisplay);
     out.dObjectGamma = objects.gamma / strokes.gamma;
+    const bool tinted = para.wSubMode == ZEP3_SUB_BACKGROUND_REMOVAL && coloured && !ground.reverse;
+    const double toScan = kGamma / (static_cast<double>(out.lScanGamma) / 10.0);
+    for (size_t c = 0; c < 3; c++) {
+      out.dObjectTint[c] = tinted ? std::pow(static_cast<double>(sheet[c] / lightest), toScan) : 1.0;
+    }
     // On paper of 1 before the veil is taken off.
     const auto before = [&](double level) {
       return LevelOf(LightOf(level) * (1.0 - figures.strokesVeil) + figures.strokesVeil);
     };
-    out.dWhiteFrom = std::pow(before(figures.whiteFrom), kGamma / (static_cast<double>(out.lScanGamma) / 10.0));
-    out.dWhiteTo = std::pow(before(figures.whiteTo), kGamma / (static_cast<double>(out.lScanGamma) / 10.0));
+    out.dWhiteFrom = std::pow(before(figures.whiteFrom), toScan);
+    out.dWhiteTo = std::pow(before(figures.whiteTo), toScan);
   }
   return true;
 }

@@ -265,6 +265,7 @@ std::string RepeatPaper(const ZEP3_BmpInfo& bmp, const SmallScan& scan, const Li
   if (!correction.paper) return (why.empty() ? "" : why + "; ") + "no paper was found: not evened";
   ZEP3_SURFACE& figures = correction.paper->figures;
   std::copy(std::begin(first.figures.dPaper), std::end(first.figures.dPaper), figures.dPaper);
+  std::copy(std::begin(first.figures.dObjectTint), std::end(first.figures.dObjectTint), figures.dObjectTint);
   figures.dObjectShadow = first.figures.dObjectShadow;
   figures.dObjectGamma = first.figures.dObjectGamma;
   figures.dWhiteFrom = first.figures.dWhiteFrom;

@@ -280,6 +280,10 @@ PaperSurface PaperFromJson(const nlohmann::json& json, int64_t width, int64_t he
   for (const double level : to.dPaper) {
     if (!(level > 0 && level <= 1)) Refuse("'paper' is no level");
   }
+  ReadValues(At(json, "objectTint"), "objectTint", to.dObjectTint);
+  for (const double share : to.dObjectTint) {
+    if (!(share > 0 && share <= 1)) Refuse("'objectTint' is no share");
+  }
   constexpr double kMost = 1e3;
   to.dObjectShadow = Number(json, "objectShadow", 0, kMost);
   to.dObjectGamma = Number(json, "objectGamma", 0, kMost);
@@ -400,6 +404,7 @@ Json SurfaceToJson(const std::optional<PaperSurface>& paper) {
           {"columns", figures.lColumns},
           {"rows", figures.lRows},
           {"paper", ValuesToJson(figures.dPaper)},
+          {"objectTint", ValuesToJson(figures.dObjectTint)},
           {"objectShadow", figures.dObjectShadow},
           {"objectGamma", figures.dObjectGamma},
           {"whiteFrom", figures.dWhiteFrom},
