@@ -84,7 +84,7 @@ class Trial:
 
     def correct(self, workers: int) -> subprocess.CompletedProcess[str]:
         to = ["--in-place"] if self.in_place else ["-o", "out"]
-        return run(self.zep3, *sorted(self.scans), *to, "--sidecar", "-j", workers, cwd=self.place)
+        return run(self.zep3, "-k", "photo", *sorted(self.scans), *to, "--sidecar", "-j", workers, cwd=self.place)
 
     def __call__(self, room: int, workers: int) -> tuple[int, list[str]]:
         """Room: pages for what is made. Returns how many were made, and what is wrong."""

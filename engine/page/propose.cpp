@@ -187,14 +187,15 @@ bool Propose(const ZEP3_BmpInfo& image, const Request& request, ZEP3_PARA& para,
   const Colour sheet = PaperOf(surface, paper.known);
 
   PageEvidence& seen = measured.page;
+  const auto share = [](double v) { return std::clamp(v, 0.0, 1.0); };
   seen.paper = figures.known;
   seen.objects = figures.objects;
   for (size_t c = 0; c < 3; c++) seen.sheet[c] = 255.0 * static_cast<double>(sheet[c]);
   seen.uneven = UnevennessOf(surface, paper.known);
-  seen.noise = figures.noise;
-  seen.deep = figures.deep;
-  seen.strokes = figures.strokes;
-  seen.darkest = figures.darkest;
+  seen.noise = share(figures.noise);
+  seen.deep = share(figures.deep);
+  seen.strokes = share(figures.strokes);
+  seen.darkest = share(figures.darkest);
   const auto reason = [&](bool so, int64_t bit) { evidence.lReasons |= so ? bit : 0; };
   if (!HasPaper(figures) || paper.leak > kLeakMost) {
     evidence.lReasons |= ZEP3_REASON_NO_PAPER;
