@@ -10,6 +10,7 @@
 #include "engine/common/record.h"
 #include "engine/common/scale.h"
 #include "engine/hist/chist.h"
+#include "engine/roll/observation.h"
 #include "engine/verdict/verdict.h"
 
 namespace {
@@ -85,8 +86,10 @@ void ConvertToDisplayGamma(ZEP3_PARA& para) {
   }
 }
 
-// The standard analysis; where `evidence` is wanted, the adaptive one on top of it.
-int Propose(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVIDENCE* evidence) {
+// The standard analysis; where `evidence` is wanted, the adaptive one on top of it, with what is `shared` or by itself
+// (null).
+int Propose(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, const ZEP3_SHARED* shared,
+            ZEP3_EVIDENCE* evidence) {
   if (para == nullptr || para->pOutMasterTone == nullptr || para->pOutRGBTone == nullptr) return 0;
   const FloatEnvironment environment;
   para->lLevelFlag = 0;
@@ -113,7 +116,7 @@ int Propose(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVID
   const Proposal standard(*para);
   calculated.WriteTo(*para);
   const View view = LookAt(*bmp, *para);
-  ProposeAdaptive(view, pdColorMatrix, *zep, usable, *para, *evidence);
+  ProposeAdaptive(view, pdColorMatrix, *zep, usable, shared, *para, *evidence);
   finish();
   Settle(view, standard, usable, pdColorMatrix, *para, *evidence);
   return 1;
@@ -122,7 +125,7 @@ int Propose(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVID
 } // namespace
 
 int ZEP3(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix) try {
-  return Propose(bmp, para, pdColorMatrix, nullptr);
+  return Propose(bmp, para, pdColorMatrix, nullptr, nullptr);
 } catch (...) { // out of memory: an exception must not reach a C caller
   return 0;
 }
@@ -131,7 +134,18 @@ int ZEP3Adaptive(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3
   ZEP3_EVIDENCE unwanted;
   if (evidence == nullptr) evidence = &unwanted;
   *evidence = {};
-  return Propose(bmp, para, pdColorMatrix, evidence);
+  return Propose(bmp, para, pdColorMatrix, nullptr, evidence);
+} catch (...) {
+  return 0;
+}
+
+int ZEP3Shared(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, const ZEP3_SHARED* shared,
+               ZEP3_EVIDENCE* evidence) try {
+  if (para == nullptr || shared == nullptr || !IsPlausible(*shared) || !IsOfKind(*para, *shared)) return 0;
+  ZEP3_EVIDENCE unwanted;
+  if (evidence == nullptr) evidence = &unwanted;
+  *evidence = {};
+  return Propose(bmp, para, pdColorMatrix, shared, evidence);
 } catch (...) {
   return 0;
 }
