@@ -398,9 +398,9 @@ typedef struct ZEP3_SHARED {
   /* Faded prints and slides. */
   double dOffset[3]; /* density of the clear original */
   double dDye[3];    /* share of dye left */
-  double dGain;      /* mean of the originals' evidence for a correction, nats */
-  double dScatter;   /* how unequal the originals are: 1 as those of a box usually are, more: each is believed more by
-                        itself */
+  double dGain;      /* evidence for a correction that one original lends another, nats */
+  double dScatter;   /* how unequal the originals were found: 1 as those of a box usually are; from some 5 on each is
+                        finished nearly as by itself */
   double dReserved[35]; /* 0 */
 } ZEP3_SHARED;
 

@@ -75,8 +75,7 @@ int SolveZEP3Shared(const ZEP3_OBSERVATION* seen, int64_t lCount, ZEP3_SHARED* s
   found.lSubMode = first.lSubMode;
   found.lFrames = lCount;
   std::vector<int64_t> members(static_cast<size_t>(lCount), ZEP3_MEMBER_BLANK);
-  const bool film = first.lDocType == ZEP3_DOC_NEGATIVE || first.lDocType == ZEP3_DOC_NEGATIVE_BW;
-  if (!(film ? SolveRoll : SolveBox)(seen, order, found, members.data())) return 0;
+  if (!(IsFilm(first.lDocType) ? SolveRoll : SolveBox)(seen, order, found, members.data())) return 0;
   *shared = found;
   std::copy(members.begin(), members.end(), member);
   return 1;

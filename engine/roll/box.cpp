@@ -42,7 +42,8 @@ double CostInBox(const PositiveCosts& costs, const DensityModel& model, const st
   return sum;
 }
 
-// How unequal originals are: how badly their ends fit the box's history, against what their own leaves.
+// How much wider than usual the box must be laid, from how badly the originals' ends fit its history against what each
+// one's own leaves.
 double ScatterOf(const PositiveCosts& costs, const DensityModel& model, const std::vector<Original>& originals) {
   std::vector<double> worse;
   for (const Original& original : originals) {
@@ -51,7 +52,8 @@ double ScatterOf(const PositiveCosts& costs, const DensityModel& model, const st
     };
     worse.push_back(ends(model) - ends(original.own));
   }
-  return Median(worse);
+  const double unequal = Median(worse) / kUnequal;
+  return Clamp(unequal * std::fabs(unequal), 1.0, kScatterMost);
 }
 
 } // namespace
@@ -95,8 +97,9 @@ bool SolveBox(const ZEP3_OBSERVATION* seen, const std::vector<size_t>& order, ZE
     shared.dDye[c] = std::exp(found.logDye[c]);
   }
   for (const Original& original : originals) gains += original.gain;
-  shared.dGain = gains / static_cast<double>(originals.size());
   shared.dScatter = ScatterOf(costs, found, originals);
+  // The more unequal they are, the less tells the evidence for one of another.
+  shared.dGain = gains / static_cast<double>(originals.size()) / shared.dScatter;
 
   const BoxHistory history = HistoryOf(shared);
   const PositiveCosts boxed(material, usual, &history);

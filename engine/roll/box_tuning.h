@@ -22,6 +22,11 @@ inline constexpr double kMostAgainst = 4.0; // nats that one original's ends can
 inline constexpr double kFirstStep = 0.08;
 inline constexpr double kLastStep = 0.006;
 
+// Nats by which the ends of the middle original fit the box's history worse than its own: how unequal the originals
+// are, by the square of this many. A box of equals has 1 to 3, one whose losses scatter by half 5 to 8.
+inline constexpr double kUnequal = 3.0;
+inline constexpr double kScatterMost = 20.0; // from here on a box says nothing
+
 inline constexpr double kOdd = 9.0;  // nats by which the box must be the worse explanation for an odd one
 inline constexpr int kFewest = 4;    // originals that make a box
 

@@ -29,7 +29,14 @@ bool Within(std::span<const double> values, double least, double most) {
 }
 bool Within(double value, double least, double most) { return least <= value && value <= most; }
 
+bool IsSharedKind(int64_t docType, int64_t subMode) {
+  if (subMode == ZEP3_SUB_PHOTO) return IsFilm(docType);
+  return subMode == ZEP3_SUB_RESTORATION && ZEP3_DOC_NEGATIVE <= docType && docType <= ZEP3_DOC_NEGATIVE_BW;
+}
+
 } // namespace
+
+bool IsFilm(int64_t docType) { return docType == ZEP3_DOC_NEGATIVE || docType == ZEP3_DOC_NEGATIVE_BW; }
 
 bool SharedKind(const ZEP3_PARA& para, int64_t& docType, int64_t& subMode) {
   const bool faded = para.wSubMode == ZEP3_SUB_RESTORATION;
@@ -105,8 +112,8 @@ void ObserveOriginal(const PositiveEstimate& estimate, ZEP3_OBSERVATION& seen) {
 }
 
 bool IsPlausible(const ZEP3_OBSERVATION& seen) {
-  if (seen.lState != 1) return false;
-  if (seen.lDocType == ZEP3_DOC_NEGATIVE || seen.lDocType == ZEP3_DOC_NEGATIVE_BW) {
+  if (seen.lState != 1 || !IsSharedKind(seen.lDocType, seen.lSubMode)) return false;
+  if (IsFilm(seen.lDocType)) {
     const auto isLevels = [](const double(&levels)[3]) { return Within(levels, kLevelLeast, kLevelMost); };
     const bool clear = Within(seen.dClear, kLevelLeast, kLevelMost) || Within(seen.dClear, 0.0, 0.0);
     return clear && Within(seen.dMatrix, 0.1, 10.0) && Within(seen.dLost, 0.0, 1.0) &&
@@ -122,8 +129,8 @@ bool IsPlausible(const ZEP3_OBSERVATION& seen) {
 }
 
 bool IsPlausible(const ZEP3_SHARED& shared) {
-  if (shared.lFrames < 1 || shared.lMembers < 1) return false;
-  if (shared.lDocType == ZEP3_DOC_NEGATIVE || shared.lDocType == ZEP3_DOC_NEGATIVE_BW) {
+  if (!IsSharedKind(shared.lDocType, shared.lSubMode) || shared.lFrames < 1 || shared.lMembers < 1) return false;
+  if (IsFilm(shared.lDocType)) {
     return Within(shared.dBase, 1.0, kLevelMost) && Within(shared.dSlope, 0.01, 10.0) &&
            Within(shared.dToe, 0.02, 2.0) && Within(shared.dBalance, -kDensityMost, kDensityMost) &&
            Within(shared.dContrast, 0.1, 10.0) && Within(shared.dRange, -10.0, 10.0) &&

@@ -7,6 +7,9 @@
 #include "engine/adaptive/positive/estimator.h"
 #include "engine/zep3.h"
 
+// Whether observations of the kind are those of negatives.
+bool IsFilm(int64_t docType);
+
 // Writes the kind of a record; false where originals of the kind share nothing.
 bool SharedKind(const ZEP3_PARA& para, int64_t& docType, int64_t& subMode);
 bool IsOfKind(const ZEP3_PARA& para, const ZEP3_SHARED& shared);

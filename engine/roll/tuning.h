@@ -27,26 +27,26 @@ namespace roll {
 
 // Toes are means of published curves by channel. The common one of a single frame's analysis bends the neutral axis.
 inline constexpr RollTuning kColour = {
-    .slopeSd = {0.05, 0.07},
+    .slopeSd = {0.03, 0.042},
     .balanceSd = {0.05, 0.09},
-    .rangeUsual = 0.69,
+    .rangeUsual = 0.66,
     .contrastSd = 0.14,
     .contrastPrior = 0.0,
     .ownShare = 0.0,
     .whitePercent = 99.9,
-    .white = -0.015,
+    .white = 0.0,
     .toe = {0.205, 0.185, 0.165},
 };
 
 inline constexpr RollTuning kFadedColour = {
     .slopeSd = {0.25, 0.25},
     .balanceSd = {0.06, 0.10},
-    .rangeUsual = 0.72,
+    .rangeUsual = 0.68,
     .contrastSd = 0.25,
     .contrastPrior = 0.2,
     .ownShare = 0.0,
     .whitePercent = 99.9,
-    .white = -0.03,
+    .white = -0.015,
     .toe = {0.205, 0.185, 0.165},
 };
 
@@ -91,7 +91,7 @@ inline constexpr double kBandBias[kBands][2] = {{0.0, 0.0},     {0.0, 0.0},     
                                                 {0.025, 0.018}, {0.024, 0.02},  {0.024, 0.02},  {0.023, 0.021}};
 // Bands of one picture are not independent: what each counts for the film, and by band for the frame's light.
 inline constexpr double kBandWeight = 0.25;
-inline constexpr double kLightWeight[kBands] = {0, 0, 0, 0, 0, 0.2, 0.3, 0.4, 0.5, 0.6, 0.7, 1.0};
+inline constexpr double kLightWeight[kBands] = {0, 0, 0, 0, 0, 0.07, 0.1, 0.14, 0.17, 0.2, 0.24, 0.34};
 // Density over slope from which, and over which, a band comes to count: the film's toe does not vote.
 inline constexpr double kStraightFrom = 0.15;
 inline constexpr double kStraightOver = 0.3;
@@ -107,7 +107,7 @@ inline constexpr double kDaylightShare = 0.72; // of frames
 inline constexpr double kDaylightSd = 0.05;
 inline constexpr double kOtherLight = 0.25; // density of all other light, relative to the daylight's peak
 // Whites are believed half that lie so far from what the bands say, beyond a piece of the line.
-inline constexpr double kWhiteScatter = 0.12;
+inline constexpr double kWhiteScatter = 0.17;
 inline constexpr double kWhiteAlong = 0.05;
 
 // ---- search of the film ----

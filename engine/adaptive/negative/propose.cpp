@@ -73,9 +73,10 @@ bool ProposeNegative(const View& view, const double* colorMatrix, const CZEP& st
   } else if (!colour && !faded) {
     ProposeLevelToneFromFull(standard, para);
   }
-  evidence.lAnalysis = colour ? ZEP3_ANALYSIS_NEGATIVE : ZEP3_ANALYSIS_NEGATIVE_BW;
   evidence.lReasons = reason;
+  evidence.lAnalysis = colour ? ZEP3_ANALYSIS_NEGATIVE : ZEP3_ANALYSIS_NEGATIVE_BW;
   estimator.Report(evidence, measured);
+  if (reason == ZEP3_REASON_BLANK) evidence.dConfidence = 0.0; // there is nothing to be right about
   TellWindow(picture, evidence, measured);
   return true;
 }
