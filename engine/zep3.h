@@ -356,13 +356,13 @@ typedef struct ZEP3_OBSERVATION {
   int64_t lSubMode; /* ZEP3_SUB_RESTORATION for faded originals, else ZEP3_SUB_PHOTO */
   int64_t lState;   /* 1: there is a picture; 0: too little to decide from, the numbers below are 0 */
   /* Negatives. */
-  double dMatrix[3];            /* density contrasts that the colour matrix tells, relative to the film's own */
-  double dLost;                 /* light, 1 at level 255, that the scanner's black level took off all levels */
-  double dTop[3];               /* level that 0.1 % of the blocks are lighter than */
-  double dClear[3];             /* level of the clear film measured beside the picture; 0: none was found */
-  double dBand[ZEP3_BANDS][3];  /* blocks by joint density, from the clear end, in bands that end at 2, 5, 10, 20, 35,
-                                   50, 65, 80, 90, 95, 98 and 100 %: the median level of each */
-  double dEnd[2][3];            /* levels that end the picture's range: 0.5 % are lighter, 0.1 % darker */
+  double dMatrix[3];           /* density contrasts that the colour matrix tells, relative to the film's own */
+  double dLost;                /* light, 1 at level 255, that the scanner's black level took off all levels */
+  double dTop[3];              /* level that 0.1 % of the blocks are lighter than */
+  double dClear[3];            /* level of the clear film measured beside the picture; 0: none was found */
+  double dBand[ZEP3_BANDS][3]; /* blocks by joint density, from the clear end, in bands that end at 2, 5, 10, 20, 35,
+                                  50, 65, 80, 90, 95, 98 and 100 %: the median level of each */
+  double dEnd[2][3];           /* levels that end the picture's range: 0.5 % are lighter, 0.1 % darker */
   /* Faded prints and slides. */
   double dLightest[3]; /* density: 0.1 % of the blocks are lighter */
   double dDarkest[3];  /* likewise darker */
@@ -394,13 +394,13 @@ typedef struct ZEP3_SHARED {
   double dRange;      /* natural logarithm of the exposure range (log10) that a full scene has on this film */
   double dWhite;      /* usual log10 exposure of a frame's whites: how a blank is printed */
   double dCost;       /* usual misfit of a frame, nats */
-  double dSpread;     /* log10 exposure by which the neutral is unsure: the frames' scatter over the root of their number */
+  double dSpread; /* log10 exposure by which the neutral is unsure: the frames' scatter over the root of their number */
   /* Faded prints and slides. */
-  double dOffset[3]; /* density of the clear original */
-  double dDye[3];    /* share of dye left */
-  double dGain;      /* evidence for a correction that one original lends another, nats */
-  double dScatter;   /* how unequal the originals were found: 1 as those of a box usually are; from some 5 on each is
-                        finished nearly as by itself */
+  double dOffset[3];    /* density of the clear original */
+  double dDye[3];       /* share of dye left */
+  double dGain;         /* evidence for a correction that one original lends another, nats */
+  double dScatter;      /* how unequal the originals were found: 1 as those of a box usually are; from some 5 on each is
+                           finished nearly as by itself */
   double dReserved[35]; /* 0 */
 } ZEP3_SHARED;
 

@@ -3,7 +3,8 @@
 
 namespace box {
 
-// ---- how far originals of a box lie from what they share, where they are as unequal as usual: standard deviations ----
+// ---- how far originals of a box lie from what they share, where they are as unequal as usual: standard deviations
+// ----
 
 inline constexpr double kStain = 0.015;      // of a channel's stain, beyond a common factor
 inline constexpr double kStainFactor = 0.25; // of that factor ...
@@ -27,7 +28,7 @@ inline constexpr double kLastStep = 0.006;
 inline constexpr double kUnequal = 3.0;
 inline constexpr double kScatterMost = 20.0; // from here on a box says nothing
 
-inline constexpr double kOdd = 9.0;  // nats by which the box must be the worse explanation for an odd one
-inline constexpr int kFewest = 4;    // originals that make a box
+inline constexpr double kOdd = 9.0; // nats by which the box must be the worse explanation for an odd one
+inline constexpr int kFewest = 4;   // originals that make a box
 
 } // namespace box

@@ -24,8 +24,9 @@ double LightCost(double along) {
 using Change = std::array<double, 4>;
 
 constexpr Change kDirections[] = {
-    {1, 0, 0, 0}, {0, 1, 0, 0},  {0, 0, 1, 0}, {0, 0, 0, 1},  {1, 0, 1, 0},
-    {1, 0, -1, 0}, {0, 1, 0, 1}, {0, 1, 0, -1}, {0, 0, kLampLine[0], kLampLine[1]},
+    {1, 0, 0, 0}, {0, 1, 0, 0},  {0, 0, 1, 0},
+    {0, 0, 0, 1}, {1, 0, 1, 0},  {1, 0, -1, 0},
+    {0, 1, 0, 1}, {0, 1, 0, -1}, {0, 0, kLampLine[0], kLampLine[1]},
 };
 
 // Across the line of incandescent light, toward green.
@@ -42,8 +43,7 @@ constexpr WhiteTrust kNearLight = {.balance = {},
 
 } // namespace
 
-FrameLevels::FrameLevels(const ZEP3_OBSERVATION& seen)
-    : lost(seen.dLost), measured(seen.dClear[0] > 0.0), blank(true) {
+FrameLevels::FrameLevels(const ZEP3_OBSERVATION& seen) : lost(seen.dLost), measured(seen.dClear[0] > 0.0), blank(true) {
   for (int c = 0; c < 3; c++) {
     lightest[c] = seen.dTop[c];
     clear[c] = seen.dClear[c];

@@ -116,8 +116,7 @@ bool IsPlausible(const ZEP3_OBSERVATION& seen) {
   if (IsFilm(seen.lDocType)) {
     const auto isLevels = [](const double(&levels)[3]) { return Within(levels, kLevelLeast, kLevelMost); };
     const bool clear = Within(seen.dClear, kLevelLeast, kLevelMost) || Within(seen.dClear, 0.0, 0.0);
-    return clear && Within(seen.dMatrix, 0.1, 10.0) && Within(seen.dLost, 0.0, 1.0) &&
-           isLevels(seen.dTop) &&
+    return clear && Within(seen.dMatrix, 0.1, 10.0) && Within(seen.dLost, 0.0, 1.0) && isLevels(seen.dTop) &&
            std::all_of(std::begin(seen.dBand), std::end(seen.dBand), isLevels) && isLevels(seen.dEnd[0]) &&
            isLevels(seen.dEnd[1]);
   }

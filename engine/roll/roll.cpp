@@ -227,8 +227,7 @@ void FitFilm(const std::vector<const FrameLevels*>& frames, const ColourFit* fit
   shared.dWhite = Median(whites);
   const double films = tuning.contrastSd * tuning.contrastSd;
   const double sure = films / (films + kRangeSd * kRangeSd / count);
-  const double contrast =
-      std::exp(-sure * (shared.dRange - tuning.rangeUsual) + (1.0 - sure) * tuning.contrastPrior);
+  const double contrast = std::exp(-sure * (shared.dRange - tuning.rangeUsual) + (1.0 - sure) * tuning.contrastPrior);
   shared.dContrast = Clamp(contrast, kContrastMin, kContrastMax);
 }
 

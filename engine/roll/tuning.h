@@ -84,8 +84,7 @@ inline const RollTuning& TuningFor(bool colour, bool faded) {
 inline constexpr int kBands = ZEP3_BANDS;
 inline constexpr double kBandEnd[kBands] = {0.02, 0.05, 0.10, 0.20, 0.35, 0.50, 0.65, 0.80, 0.90, 0.95, 0.98, 1.0};
 // How far a band's median lies from gray: half width of a Cauchy, and what it usually is off by, in red and blue.
-inline constexpr double kBandSigma[kBands] = {0.15, 0.18,  0.19, 0.19, 0.18,  0.16,
-                                              0.10, 0.07,  0.055, 0.05, 0.045, 0.04};
+inline constexpr double kBandSigma[kBands] = {0.15, 0.18, 0.19, 0.19, 0.18, 0.16, 0.10, 0.07, 0.055, 0.05, 0.045, 0.04};
 inline constexpr double kBandBias[kBands][2] = {{0.0, 0.0},     {0.0, 0.0},     {0.02, -0.015}, {0.03, -0.03},
                                                 {0.045, -0.04}, {0.045, -0.04}, {0.03, -0.01},  {0.025, 0.005},
                                                 {0.025, 0.018}, {0.024, 0.02},  {0.024, 0.02},  {0.023, 0.021}};
@@ -127,7 +126,7 @@ inline constexpr double kUpperShare = 0.8; // of the frames have a smaller range
 inline constexpr double kRangeSd = 0.2;    // of a frame's, natural logarithm
 inline constexpr double kContrastMin = 0.6;
 inline constexpr double kContrastMax = 2.2;
-inline constexpr double kOwnMost = 1.5;   // contrast that a frame's own lack of range leads to at most
+inline constexpr double kOwnMost = 1.5;    // contrast that a frame's own lack of range leads to at most
 inline constexpr double kRangeLeast = 0.1; // exposure
 
 // ---- members ----

@@ -60,12 +60,16 @@ bool ProposeNegative(const View& view, const double* colorMatrix, const CZEP& st
     FrameOnRoll frame;
     ObserveFilm(estimator, grid, picture.blocks, colour, faded, contrast, seen);
     const int64_t member = PlaceOnRoll(seen, *shared, frame);
-    reason = member == ZEP3_MEMBER ? ZEP3_REASON_SHARED : member == ZEP3_MEMBER_ODD ? ZEP3_REASON_ODD : ZEP3_REASON_BLANK;
+    reason = member == ZEP3_MEMBER       ? ZEP3_REASON_SHARED
+             : member == ZEP3_MEMBER_ODD ? ZEP3_REASON_ODD
+                                         : ZEP3_REASON_BLANK;
     if (member != ZEP3_MEMBER_ODD) estimator.PrintOnRoll(frame, softer);
   }
   const bool onRoll = (reason & (ZEP3_REASON_SHARED | ZEP3_REASON_BLANK)) != 0;
   if (!onRoll && !estimator.Estimate(contrast, softer)) return false;
-  if (!usable && reason != ZEP3_REASON_BLANK && !HaveUsableLevels(grid, picture.blocks, *standard.m_pHist, DocType(para))) return false;
+  if (!usable && reason != ZEP3_REASON_BLANK &&
+      !HaveUsableLevels(grid, picture.blocks, *standard.m_pHist, DocType(para)))
+    return false;
   SetNegativeHeader(para.ic);
   estimator.FitPoints(para.ic);
   if (!usable) {

@@ -26,9 +26,9 @@ struct PositiveEstimate {
   double whiteCost = 0.0; // nats, of the proposal, likewise the next two
   double blackCost = 0.0;
   double historyCost = 0.0;
-  double flare = 0.0; // light, as a share of white, that lies on everything
+  double flare = 0.0;      // light, as a share of white, that lies on everything
   DensityModel found = {}; // the likeliest, without a look at the trust in it
-  bool odd = false;   // it did not fit the box and was estimated by itself
+  bool odd = false;        // it did not fit the box and was estimated by itself
 };
 
 class PositiveEstimator {
