@@ -133,8 +133,8 @@ inline constexpr double kRangeLeast = 0.1; // exposure
 
 inline constexpr double kDenseLeast = 0.12; // density of the densest 2 % below which a frame is blank
 inline constexpr double kLighter = 0.05;    // density by which a frame may be lighter than the base
-inline constexpr double kDearer = 3.0;      // nats above the usual frame's from which one is looked at ...
-inline constexpr double kOddGain = 6.0;     // ... and by which a film of its own must explain it better
+inline constexpr double kDearer = 6.0;      // nats above the usual frame's from which one is looked at ...
+inline constexpr double kOddGain = 12.0;     // ... and by which a film of its own must explain it better
 inline constexpr int kRounds = 3;
 inline constexpr int kFewestJudged = 3; // frames from which on one can be odd
 inline constexpr int kFewestColour = 2; // members that make a roll
