@@ -48,8 +48,8 @@ static int Pass(char** names, int count, const char* kind, const ZEP3_SHARED* sh
       done = ObserveZEP3(&prescan, &para, film, &seen[i]);
     } else if (done) {
       uint16_t table[3 * 256];
-      done = shared != NULL ? ZEP3Shared(&prescan, &para, film, shared, NULL)
-                            : ZEP3Adaptive(&prescan, &para, film, NULL);
+      done =
+          shared != NULL ? ZEP3Shared(&prescan, &para, film, shared, NULL) : ZEP3Adaptive(&prescan, &para, film, NULL);
       const double chroma = GetZEP3Chroma(&para);
       done = done && MakeZEP3ScanLUT(&para, film, ZEP3_GAMMA_SRGB, 256, table) &&
              ApplyZEP3ScanLUT(&scan, table, chroma) && Write(names[i], &scan);
