@@ -19,7 +19,9 @@ bool IsPicture(int x, int y) { return 380 <= x && x < 560 && 120 <= y && y < 300
 // Clear of text and picture by the width of what is interpolated.
 bool IsBlank(int x, int y) { return y < 50 || y > 440 || (x > 320 && x < 360) || x > 580; }
 // Relative to white paper; all channels well below it, so that nothing of it is mistaken for paper.
-double PictureLevel(int x, int y, int c) { return 0.2 + 0.1 * c + 0.3 * std::sin(x * 0.07) * std::sin(y * 0.05 + c); }
+double PictureLevel(int x, int y, int c) {
+  return std::max(0.02, 0.2 + 0.1 * c + 0.3 * std::sin(x * 0.07) * std::sin(y * 0.05 + c));
+}
 
 // Paper of a colour, darker toward the right by `shade`, with text and a picture.
 struct Page {
@@ -40,8 +42,9 @@ struct Page {
   }
   template <class Level>
   void Fill(Level level) {
-    scan.Fill(
-        [&](int x, int y, int c) { return level(x, y, c) + (Noise(int64_t{y} * kWidth + x, c) - 127.5) / 128.0; });
+    scan.Fill([&](int x, int y, int c) {
+      return std::clamp(level(x, y, c) + (Noise(int64_t{y} * kWidth + x, c) - 127.5) / 128.0, 0.0, 255.0);
+    });
   }
   int Analyse(int64_t room = -1) {
     const size_t pixels = size_t{kWidth} * kHeight;
