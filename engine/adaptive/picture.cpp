@@ -5,8 +5,8 @@
 #include <cstdint>
 
 #include "engine/adaptive/order_statistics.h"
+#include "engine/common/reached.h"
 #include "engine/common/scale.h"
-#include "engine/window/reached.h"
 
 namespace {
 

@@ -2,13 +2,10 @@
 
 #include "engine/finish/block_detail.h"
 #include "engine/page/histogram.h"
+#include "engine/page/light.h"
 
 namespace page {
 namespace {
-
-double LightOf(double level) { return std::pow(std::max(level, 0.0), kGamma); }
-double LevelOf(double light) { return std::pow(std::clamp(light, 0.0, 1.0), 1.0 / kGamma); }
-double WithoutVeil(double level, double veil) { return LevelOf((LightOf(level) - veil) / (1.0 - veil)); }
 
 // Pixels of a cell that are looked at: the two on its diagonal that lie next to its centre, for which its own gain will
 // do. Of their blocks the scan's finer detail is known (finish/block_detail.h).
@@ -106,7 +103,7 @@ Figures MeasureFigures(const Planes& planes, const Levels& levels, const Ground&
   const double stretch = 1.0 / (centre * (1.0 - figures.strokesVeil));
   const double depth =
       std::max({kDepthNoises * figures.noise * stretch, kDepthDeep * figures.deep * stretch, kDepthLeast});
-  const double weak = std::clamp(1.0 - WithoutVeil(figures.strokes / centre, figures.strokesVeil), 0.1, 1.0);
+  const double weak = std::clamp(1.0 - WithoutVeil(LightOf(figures.strokes / centre), figures.strokesVeil), 0.1, 1.0);
   figures.whiteTo = 1.0 - std::clamp(depth, kDepthLeast, std::min(kDepthMost, kDepthInk * weak));
   figures.whiteFrom = figures.whiteTo - std::max(kRampLeast, 1.0 - figures.whiteTo);
   return figures;

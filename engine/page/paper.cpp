@@ -1,6 +1,6 @@
 #include "engine/page/paper.h"
 
-#include "engine/page/order.h"
+#include "engine/common/reached.h"
 #include "engine/page/tuning.h"
 
 namespace page {
@@ -36,6 +36,14 @@ Grid<float> Edges(const Grid<Colour>& ln) {
     }
   }
   return edges;
+}
+
+// The upper one of two in the middle; reorders the samples; 0 without any.
+float MedianOf(std::vector<float>& samples) {
+  if (samples.empty()) return 0.0F;
+  const auto half = samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2);
+  std::nth_element(samples.begin(), half, samples.end());
+  return *half;
 }
 
 // The usual change from a cell to the next, in every second line.
@@ -113,35 +121,9 @@ bool AddForetold(const Ground& ground, const Regions& regions, Mask& paper, std:
 
 // Cells of a box around a component that its outline holds: what cannot be reached from the box's sides.
 size_t Outlined(const Grid<int32_t>& label, int32_t of, int top, int bottom, int left, int right) {
-  Mask reached(bottom - top, right - left);
-  std::vector<uint32_t> open;
-  size_t outside = 0;
-  const auto reach = [&](int row, int column) {
-    if (row < 0 || column < 0 || row >= reached.rows || column >= reached.columns) return;
-    uint8_t& there = reached.At(row, column);
-    if (there != 0 || label.At(top + row, left + column) == of) return;
-    there = 1;
-    outside++;
-    open.push_back(static_cast<uint32_t>(reached.Index(row, column)));
-  };
-  for (int row = 0; row < reached.rows; row++) {
-    reach(row, 0);
-    reach(row, reached.columns - 1);
-  }
-  for (int column = 0; column < reached.columns; column++) {
-    reach(0, column);
-    reach(reached.rows - 1, column);
-  }
-  while (!open.empty()) {
-    const int row = static_cast<int>(open.back()) / reached.columns,
-              column = static_cast<int>(open.back()) % reached.columns;
-    open.pop_back();
-    reach(row - 1, column);
-    reach(row + 1, column);
-    reach(row, column - 1);
-    reach(row, column + 1);
-  }
-  return reached.Size() - outside;
+  const std::vector<uint8_t> reached = ReachedFromEdge(
+      right - left, bottom - top, [&](int column, int row) { return label.At(top + row, left + column) != of; });
+  return static_cast<size_t>(std::count(reached.begin(), reached.end(), 0));
 }
 
 Mask FindObjects(const Mask& paper) {

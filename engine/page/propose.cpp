@@ -10,6 +10,7 @@
 #include "engine/page/figures.h"
 #include "engine/page/ground.h"
 #include "engine/page/histogram.h"
+#include "engine/page/light.h"
 #include "engine/page/paper.h"
 #include "engine/page/surface.h"
 
@@ -64,9 +65,6 @@ Piece Cut(const ZEP3_BmpInfo& image, const ZEP3_DETAIL* detail) {
   return piece;
 }
 
-double LightOf(double level) { return std::pow(std::max(level, 0.0), kGamma); }
-double LevelOf(double light) { return std::pow(std::clamp(light, 0.0, 1.0), 1.0 / kGamma); }
-
 // A shadow point, as a share of the highlight's level, and a gamma, with which the curve of a channel takes a veil off:
 // light v becomes (v - veil) / (1 - veil). The curve meets that at the shadow output and half way up.
 struct Shadow {
@@ -77,11 +75,10 @@ struct Shadow {
 constexpr double kShadowOut = 10.0; // linear level
 
 Shadow ShadowOf(double veil) {
-  const auto before = [&](double linear) { return LevelOf(Light(linear) * (1.0 - veil) + veil); };
   const auto linearOf = [](double level) { return 255.0 * std::pow(level, kGamma / 1.8); };
-  const double in = before(kShadowOut);
+  const double in = WithVeil(Light(kShadowOut), veil);
   constexpr double kHalfWay = 110.0; // linear level
-  const double half = linearOf(before(kHalfWay));
+  const double half = linearOf(WithVeil(Light(kHalfWay), veil));
   double least = 1.0, most = 4.0;
   for (int i = 0; i < 40; i++) {
     const double gamma = 0.5 * (least + most);
@@ -146,6 +143,9 @@ float Rounded(double gain) {
   return static_cast<float>(std::ldexp(std::floor(part * kSteps + 0.5) / kSteps, exponent));
 }
 
+// To what a level of gamma 2.2 is raised for a value of another gamma, tenths.
+double PowerFor(int64_t gamma) { return kGamma / (static_cast<double>(gamma) / 10.0); }
+
 void WriteSurface(const Piece& piece, const Surface& surface, const Figures& figures, bool reverse, double reference,
                   ZEP3_SURFACE& out) {
   const auto cells = static_cast<int64_t>(surface.level.Size());
@@ -155,7 +155,7 @@ void WriteSurface(const Piece& piece, const Surface& surface, const Figures& fig
   out.lSide *= kCell;
   out.lColumns = surface.level.columns;
   out.lRows = surface.level.rows;
-  const double toScan = kGamma / (static_cast<double>(out.lScanGamma) / 10.0);
+  const double toScan = PowerFor(out.lScanGamma);
   const auto gain = [&](double v) { return Rounded(toScan == 1.0 ? v : std::pow(v, toScan)); };
   for (int64_t i = 0; i < cells; i++) {
     const auto at = static_cast<size_t>(i);
@@ -229,7 +229,7 @@ bool Propose(const ZEP3_BmpInfo& image, const Request& request, ZEP3_PARA& para,
     ZEP3_SURFACE& out = *request.surface;
     const double reference = ground.reverse ? static_cast<double>(Mean(sheet)) : 1.0;
     WriteSurface(piece, surface, figures, ground.reverse, reference, out);
-    const double toDisplay = kGamma / (static_cast<double>(para.lScreenGamma) / 10.0);
+    const double toDisplay = PowerFor(para.lScreenGamma);
     for (size_t c = 0; c < 3; c++) {
       const double level = static_cast<double>(sheet[c]) * figures.centre * (1.0 - grain);
       out.dPaper[c] = ground.reverse ? 1.0 : std::pow(std::clamp(level, 0.05, 1.0), toDisplay);
@@ -237,16 +237,13 @@ bool Propose(const ZEP3_BmpInfo& image, const Request& request, ZEP3_PARA& para,
     out.dObjectShadow = std::pow(objects.in / strokes.in, toDisplay);
     out.dObjectGamma = objects.gamma / strokes.gamma;
     const bool tinted = para.wSubMode == ZEP3_SUB_BACKGROUND_REMOVAL && coloured && !ground.reverse;
-    const double toScan = kGamma / (static_cast<double>(out.lScanGamma) / 10.0);
+    const double toScan = PowerFor(out.lScanGamma);
     for (size_t c = 0; c < 3; c++) {
       out.dObjectTint[c] = tinted ? std::pow(static_cast<double>(sheet[c] / lightest), toScan) : 1.0;
     }
     // On paper of 1 before the veil is taken off.
-    const auto before = [&](double level) {
-      return LevelOf(LightOf(level) * (1.0 - figures.strokesVeil) + figures.strokesVeil);
-    };
-    out.dWhiteFrom = std::pow(before(figures.whiteFrom), toScan);
-    out.dWhiteTo = std::pow(before(figures.whiteTo), toScan);
+    out.dWhiteFrom = std::pow(WithVeil(LightOf(figures.whiteFrom), figures.strokesVeil), toScan);
+    out.dWhiteTo = std::pow(WithVeil(LightOf(figures.whiteTo), figures.strokesVeil), toScan);
   }
   return true;
 }

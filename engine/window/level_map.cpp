@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "engine/window/reached.h"
+#include "engine/common/reached.h"
 #include "engine/window/tuning.h"
 
 namespace {
