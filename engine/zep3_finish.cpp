@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "engine/common/convert.h"
@@ -32,11 +33,8 @@ bool IsScan(const ZEP3_BmpInfo& scan) {
 template <class Sample>
 class ToLinear {
  public:
-  ToLinear(const PixelLayout& layout, int64_t gamma) : m_layout(layout), m_level(kEntries) {
-    for (int64_t i = 0; i < kEntries; i++) {
-      m_level[static_cast<size_t>(i)] = static_cast<uint8_t>(ToInt32(LevelOfValue(i, kEntries, gamma) + 0.5));
-    }
-  }
+  ToLinear(const PixelLayout& layout, int64_t gamma)
+      : m_layout(layout), m_level(LinearLevels(int64_t{1} << (8 * sizeof(Sample)), gamma)) {}
   void Convert(const Sample* from, int64_t pixels, uint8_t* to) const {
     for (int64_t i = 0; i < pixels; i++, from += m_layout.samples, to += 3) {
       to[0] = m_level[from[m_layout.red]];
@@ -48,37 +46,55 @@ class ToLinear {
   const uint8_t* Levels() const { return m_level.data(); } // by value
 
  private:
-  static constexpr int64_t kEntries = int64_t{1} << (8 * sizeof(Sample));
   PixelLayout m_layout;
   std::vector<uint8_t> m_level;
 };
 
+// The scan is read once for both. `detail`: null where it is not wanted.
 template <class Sample, class Sum>
-void WritePrescan(const ZEP3_BmpInfo& scan, int64_t gamma, int64_t shrink, uint8_t* out) {
+void WritePrescan(const ZEP3_BmpInfo& scan, int64_t gamma, int64_t shrink, uint8_t* out, const ZEP3_DETAIL* detail) {
   const PixelLayout layout = ScanLayoutOf(scan);
   const ToLinear<Sample> toLinear(layout, gamma);
-  const auto line = [&](int64_t y) { return reinterpret_cast<const Sample*>(scan.pBits + y * scan.lBytesPerLine); };
+  std::optional<BlockDetail<Sample>> details;
+  if (detail != nullptr) {
+    details.emplace(scan.lWidth, layout, shrink, gamma, toLinear.Levels(), detail->pDarkest, detail->pDeviation);
+  }
+  const auto forEachLine = [&](auto take) {
+    for (int64_t y = 0; y < scan.lHeight; y++) {
+      const auto* line = reinterpret_cast<const Sample*>(scan.pBits + y * scan.lBytesPerLine);
+      take(line);
+      if (details) details->Add(line);
+    }
+    if (details) details->Finish();
+  };
   if (shrink == 1) {
-    for (int64_t y = 0; y < scan.lHeight; y++, out += 3 * scan.lWidth) toLinear.Convert(line(y), scan.lWidth, out);
+    forEachLine([&](const Sample* line) {
+      toLinear.Convert(line, scan.lWidth, out);
+      out += 3 * scan.lWidth;
+    });
     return;
   }
   const int64_t pixels = Blocks(scan.lWidth, shrink) * Blocks(scan.lHeight, shrink);
   std::vector<Sample> means(static_cast<size_t>(pixels * layout.samples));
   BoxMeans<Sample, Sum> boxes(scan.lWidth * layout.samples, layout.samples, layout.samples, shrink, means.data());
-  for (int64_t y = 0; y < scan.lHeight; y++) boxes.Add(line(y));
+  forEachLine([&](const Sample* line) { boxes.Add(line); });
   boxes.Finish();
   toLinear.Convert(means.data(), pixels, out);
 }
 
-template <class Sample>
-void WriteDetail(const ZEP3_BmpInfo& scan, int64_t gamma, int64_t shrink, const ZEP3_DETAIL& detail) {
-  const ToLinear<Sample> toLinear(kRgb, gamma);
-  BlockDetail<Sample> blocks(scan.lWidth, ScanLayoutOf(scan), shrink, gamma, toLinear.Levels(), detail.pDarkest,
-                             detail.pDeviation);
-  for (int64_t y = 0; y < scan.lHeight; y++) {
-    blocks.Add(reinterpret_cast<const Sample*>(scan.pBits + y * scan.lBytesPerLine));
-  }
-  blocks.Finish();
+int MakePrescan(const ZEP3_BmpInfo* scan, int64_t gamma, int64_t shrink, ZEP3_BmpInfo* prescan,
+                const ZEP3_DETAIL* detail) {
+  if (scan == nullptr || prescan == nullptr || prescan->pBits == nullptr) return 0;
+  if (gamma <= 0 || shrink < 1 || !IsScan(*scan)) return 0;
+  const FloatEnvironment environment;
+  WithBoxTypes(scan->lBitCount == ZEP3_BITS_16, shrink, [&]<class Sample, class Sum>(Sample, Sum) {
+    WritePrescan<Sample, Sum>(*scan, gamma, shrink, prescan->pBits, detail);
+  });
+  const int64_t width = Blocks(scan->lWidth, shrink);
+  const int64_t height = Blocks(scan->lHeight, shrink);
+  SetZEP3Image(prescan, prescan->pBits, width, height, 0, ZEP3_PIXEL_RGB, ZEP3_BITS_8);
+  prescan->area = ShrunkArea(*scan, shrink);
+  return 1;
 }
 
 // Places in the pre-scan become places in the scan.
@@ -89,40 +105,44 @@ void ToScan(int64_t shrink, ZEP3_EVIDENCE& evidence) {
   }
 }
 
-int FinishPage(const ZEP3_BmpInfo& scan, int64_t gamma, int64_t shrink, ZEP3_BmpInfo& prescan, ZEP3_PARA& para,
-               ZEP3_EVIDENCE* evidence) {
-  const int64_t width = Blocks(scan.lWidth, shrink), height = Blocks(scan.lHeight, shrink);
-  std::vector<uint8_t> darkest(static_cast<size_t>(3 * width * height)), deviation(static_cast<size_t>(width * height));
-  const ZEP3_DETAIL detail = {darkest.data(), deviation.data()};
-  std::vector<ZEP3_CELL> cells(static_cast<size_t>(GetZEP3SurfaceRoom(width, height)));
-  ZEP3_SURFACE surface = {};
-  surface.lScanGamma = gamma;
-  surface.lWidth = scan.lWidth;
-  surface.lHeight = scan.lHeight;
-  surface.lSide = shrink;
-  surface.pCells = cells.data();
-  surface.lRoom = static_cast<int64_t>(cells.size());
-  const bool deep = scan.lBitCount == ZEP3_BITS_16;
-  const int64_t entries = deep ? int64_t{ZEP3_PAGE_ENTRIES_16} : int64_t{ZEP3_PAGE_ENTRIES_8};
-  std::vector<uint16_t> table(static_cast<size_t>(7 * entries));
-  ZEP3_EVIDENCE seen = {};
-  if (MakeZEP3PagePrescan(&scan, gamma, shrink, &prescan, &detail) == 0) return 0;
-  if (ZEP3Page(&prescan, &para, &detail, &surface, &seen) == 0) return 0;
-  if (evidence != nullptr && HasUserValues(para) && JudgeZEP3(&prescan, &para, nullptr, &seen) == 0) return 0;
-  if (evidence != nullptr) {
-    ToScan(shrink, seen);
-    *evidence = seen;
+// The analysis of a page, from its pre-scan on, and what that needs.
+class PageFinish {
+ public:
+  PageFinish(const ZEP3_BmpInfo& scan, int64_t gamma, int64_t shrink) : m_scan(scan), m_gamma(gamma), m_shrink(shrink) {
+    const int64_t width = Blocks(scan.lWidth, shrink), height = Blocks(scan.lHeight, shrink);
+    m_darkest.resize(static_cast<size_t>(3 * width * height));
+    m_deviation.resize(static_cast<size_t>(width * height));
+    m_cells.resize(static_cast<size_t>(GetZEP3SurfaceRoom(width, height)));
   }
-  if (surface.lFound != ZEP3_SURFACE_NONE) {
-    return MakeZEP3PageLUT(&para, &surface, entries, table.data()) &&
-           ApplyZEP3Page(&scan, 0, 0, &surface, table.data());
+
+  int Analyse(ZEP3_BmpInfo& prescan, ZEP3_PARA& para, ZEP3_EVIDENCE& seen) {
+    const ZEP3_DETAIL detail = {m_darkest.data(), m_deviation.data()};
+    m_surface.lScanGamma = m_gamma;
+    m_surface.lWidth = m_scan.lWidth;
+    m_surface.lHeight = m_scan.lHeight;
+    m_surface.lSide = m_shrink;
+    m_surface.pCells = m_cells.data();
+    m_surface.lRoom = static_cast<int64_t>(m_cells.size());
+    if (MakeZEP3PagePrescan(&m_scan, m_gamma, m_shrink, &prescan, &detail) == 0) return 0;
+    return ZEP3Page(&prescan, &para, &detail, &m_surface, &seen);
   }
-  const int64_t plain = deep ? 65536 : 256;
-  ZEP3_PARA copy = para; // the table builder writes into it
-  table.resize(static_cast<size_t>(3 * plain));
-  if (MakeZEP3ScanLUT(&copy, nullptr, gamma, plain, table.data()) == 0) return 0;
-  return ApplyZEP3ScanLUT(&scan, table.data(), 1.0);
-}
+
+  bool HasPaper() const { return m_surface.lFound != ZEP3_SURFACE_NONE; }
+
+  int Apply(const ZEP3_PARA& para) const {
+    const int64_t entries = m_scan.lBitCount == ZEP3_BITS_16 ? ZEP3_PAGE_ENTRIES_16 : ZEP3_PAGE_ENTRIES_8;
+    std::vector<uint16_t> table(static_cast<size_t>(7 * entries));
+    if (MakeZEP3PageLUT(&para, &m_surface, entries, table.data()) == 0) return 0;
+    return ApplyZEP3Page(&m_scan, 0, 0, &m_surface, table.data());
+  }
+
+ private:
+  const ZEP3_BmpInfo& m_scan;
+  int64_t m_gamma, m_shrink;
+  std::vector<uint8_t> m_darkest, m_deviation;
+  std::vector<ZEP3_CELL> m_cells;
+  ZEP3_SURFACE m_surface = {};
+};
 
 } // namespace
 
@@ -133,28 +153,13 @@ int64_t GetZEP3PrescanShrink(int64_t lWidth, int64_t lHeight) {
 int MakeZEP3PagePrescan(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lShrink, ZEP3_BmpInfo* prescan,
                         const ZEP3_DETAIL* detail) try {
   if (detail == nullptr || detail->pDarkest == nullptr || detail->pDeviation == nullptr) return 0;
-  if (MakeZEP3Prescan(scan, lScanGamma, lShrink, prescan) == 0) return 0;
-  const FloatEnvironment environment;
-  WithBoxTypes(scan->lBitCount == ZEP3_BITS_16, lShrink,
-               [&]<class Sample, class Sum>(Sample, Sum) { WriteDetail<Sample>(*scan, lScanGamma, lShrink, *detail); });
-  return 1;
+  return MakePrescan(scan, lScanGamma, lShrink, prescan, detail);
 } catch (...) { // out of memory: an exception must not reach a C caller
   return 0;
 }
 
 int MakeZEP3Prescan(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lShrink, ZEP3_BmpInfo* prescan) try {
-  if (scan == nullptr || prescan == nullptr || prescan->pBits == nullptr) return 0;
-  if (lScanGamma <= 0 || lShrink < 1 || !IsScan(*scan)) return 0;
-  const FloatEnvironment environment;
-  const bool deep = scan->lBitCount == ZEP3_BITS_16;
-  WithBoxTypes(deep, lShrink, [&]<class Sample, class Sum>(Sample, Sum) {
-    WritePrescan<Sample, Sum>(*scan, lScanGamma, lShrink, prescan->pBits);
-  });
-  const int64_t width = Blocks(scan->lWidth, lShrink);
-  const int64_t height = Blocks(scan->lHeight, lShrink);
-  SetZEP3Image(prescan, prescan->pBits, width, height, 0, ZEP3_PIXEL_RGB, ZEP3_BITS_8);
-  prescan->area = ShrunkArea(*scan, lShrink);
-  return 1;
+  return MakePrescan(scan, lScanGamma, lShrink, prescan, nullptr);
 } catch (...) { // out of memory: an exception must not reach a C caller
   return 0;
 }
@@ -177,14 +182,15 @@ int FinishZEP3(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lAdaptive, 
   prescan.pBits = levels.data();
   const ZEP3_KIND* kind = FindZEP3KindOf(para);
   const bool adaptive = lAdaptive == ZEP3_UNSET ? kind != nullptr && kind->wAdaptive != 0 : lAdaptive != 0;
-  if (adaptive && IsPage(*para) && !IsPlain(*para)) {
-    return FinishPage(*scan, lScanGamma, shrink, prescan, *para, evidence);
-  }
-  if (MakeZEP3Prescan(scan, lScanGamma, shrink, &prescan) == 0) return 0;
+  std::optional<PageFinish> page;
+  if (adaptive && IsPage(*para) && !IsPlain(*para)) page.emplace(*scan, lScanGamma, shrink);
+  if (!page && MakeZEP3Prescan(scan, lScanGamma, shrink, &prescan) == 0) return 0;
   double identity[9] = {1.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, 1.0};
   double* const matrix = pdColorMatrix != nullptr ? pdColorMatrix : identity;
   ZEP3_EVIDENCE seen = {};
-  int found = adaptive ? ZEP3Adaptive(&prescan, para, matrix, &seen) : ZEP3(&prescan, para, matrix);
+  int found = page       ? page->Analyse(prescan, *para, seen)
+              : adaptive ? ZEP3Adaptive(&prescan, para, matrix, &seen)
+                         : ZEP3(&prescan, para, matrix);
   if (found != 0 && evidence != nullptr && (!adaptive || HasUserValues(*para)))
     found = JudgeZEP3(&prescan, para, pdColorMatrix, &seen);
   if (evidence != nullptr) {
@@ -192,6 +198,7 @@ int FinishZEP3(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lAdaptive, 
     *evidence = seen;
   }
   if (found == 0) return 0;
+  if (page && page->HasPaper()) return page->Apply(*para);
 
   const double chroma = GetZEP3Chroma(para);
   ZEP3_PARA copy = *para; // the table builder writes into it
