@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "engine/common/record.h"
 #include "failure.h"
 
 namespace {
@@ -278,7 +279,7 @@ std::string RepeatPaper(const ZEP3_BmpInfo& bmp, const SmallScan& scan, const Li
 bool IsPageAnalysis(const AnalysisOptions& analysis) {
   Record record;
   SetZEP3Kind(&record.para, analysis.kind->pName);
-  return analysis.adaptive.value_or(analysis.kind->wAdaptive != 0) && !analysis.plain && IsPageKind(record.para);
+  return analysis.adaptive.value_or(analysis.kind->wAdaptive != 0) && !analysis.plain && IsPage(record.para);
 }
 
 Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const UserOptions& user,

@@ -12,31 +12,9 @@
 
 #include "engine/finish/block_detail.h"
 #include "engine/finish/box_means.h"
-#include "failure.h"
+#include "engine/finish/scan_levels.h"
 
 namespace {
-
-// The linear level of every value of a sample.
-std::vector<uint8_t> LinearLevels(bool deep, int gamma) {
-  const int64_t entries = deep ? 65536 : 256;
-  std::vector<uint16_t> values(static_cast<size_t>(entries)); // a line of the scan, with each of them
-  auto* bytes = reinterpret_cast<uint8_t*>(values.data());
-  for (size_t i = 0; i < values.size(); i++) {
-    if (deep) {
-      values[i] = static_cast<uint16_t>(i);
-    } else {
-      bytes[i] = static_cast<uint8_t>(i);
-    }
-  }
-  ZEP3_BmpInfo line, levels = {};
-  SetZEP3Image(&line, bytes, entries, 1, 0, ZEP3_PIXEL_GRAY, deep ? ZEP3_BITS_16 : ZEP3_BITS_8);
-  std::vector<uint8_t> linear(static_cast<size_t>(3 * entries));
-  levels.pBits = linear.data();
-  if (!MakeZEP3Prescan(&line, gamma, 1, &levels)) throw Failure("not enough memory for the pre-scan");
-  for (size_t i = 1; i < values.size(); i++) linear[i] = linear[3 * i];
-  linear.resize(values.size());
-  return linear;
-}
 
 // What a scan is made small into: means, and where they are wanted the details, of all its lines of blocks.
 template <typename T, typename Sum>
@@ -51,7 +29,7 @@ class Small {
         m_height(Blocks(shape.height, side)),
         m_means(static_cast<size_t>(m_width * m_height * bands)) {
     if (detail == nullptr) return;
-    m_linear = LinearLevels(sizeof(T) == 2, detail->gamma);
+    m_linear = LinearLevels(int64_t{1} << (8 * sizeof(T)), detail->gamma);
     detail->darkest.assign(static_cast<size_t>(3 * m_width * m_height), 0);
     detail->deviation.assign(static_cast<size_t>(m_width * m_height), 0);
   }

@@ -17,13 +17,6 @@ struct Record {
   Record& operator=(const Record& other);
 };
 
-// Whether the adaptive analysis of the record's kind is that of pages.
-inline bool IsPageKind(const ZEP3_PARA& para) {
-  return para.wDocType == ZEP3_DOC_REFLECTIVE &&
-         (para.wSubMode == ZEP3_SUB_DOCUMENT || para.wSubMode == ZEP3_SUB_BACKGROUND_REMOVAL ||
-          para.wSubMode == ZEP3_SUB_GROUND_COLOR_REMOVAL);
-}
-
 // The name of the record's kind of original; empty where the library has none for it.
 inline const char* KindName(const Record& record) {
   const ZEP3_KIND* kind = FindZEP3KindOf(&record.para);

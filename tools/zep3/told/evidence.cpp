@@ -6,6 +6,8 @@
 #include <cmath>
 #include <cstdio>
 
+#include "engine/common/record.h"
+
 namespace {
 
 // Reasons that speak against a result, or that there is none.
@@ -50,7 +52,7 @@ std::string ValueText(const Evidence& evidence) {
 std::string_view MethodName(bool adaptive) { return adaptive ? "adaptive" : "standard"; }
 
 int AdaptiveAnalysisOf(const ZEP3_PARA& para) {
-  if (IsPageKind(para)) return ZEP3_ANALYSIS_PAGE;
+  if (IsPage(para)) return ZEP3_ANALYSIS_PAGE;
   if (para.wDocType == ZEP3_DOC_NEGATIVE) return ZEP3_ANALYSIS_NEGATIVE;
   return para.wDocType == ZEP3_DOC_NEGATIVE_BW ? ZEP3_ANALYSIS_NEGATIVE_BW : ZEP3_ANALYSIS_POSITIVE;
 }

@@ -47,11 +47,13 @@ std::string PictureFigure(const vips::VImage& bare, const std::string& alt, cons
          "</figcaption>\n</figure>\n";
 }
 
+vips::VImage InBytes(const vips::VImage& image) {
+  return image.format() == VIPS_FORMAT_USHORT ? (image * (1 / 257.0) + 0.5).cast(VIPS_FORMAT_UCHAR) : image;
+}
+
 vips::VImage ShownPicture(const vips::VImage& image, double side) {
-  const vips::VImage bytes =
-      image.format() == VIPS_FORMAT_USHORT ? (image * (1 / 257.0) + 0.5).cast(VIPS_FORMAT_UCHAR) : image;
   const auto space = image.bands() >= 3 ? VIPS_INTERPRETATION_sRGB : VIPS_INTERPRETATION_B_W;
-  const vips::VImage shown = bytes.copy(vips::VImage::option()->set("interpretation", space));
+  const vips::VImage shown = InBytes(image).copy(vips::VImage::option()->set("interpretation", space));
   const double scale = side / std::max(image.width(), image.height());
   return (scale < 1 ? shown.resize(scale) : shown).copy_memory();
 }

@@ -17,6 +17,9 @@ vips::VImage Bare(const vips::VImage& picture);
 // A picture as JPEG inside, 8 bits; `caption` is HTML.
 std::string PictureFigure(const vips::VImage& bare, const std::string& alt, const std::string& caption);
 
+// An image of 8 or 16 bits in 8.
+vips::VImage InBytes(const vips::VImage& image);
+
 // An image of 8 or 16 bits as a picture of 8 bits, gray or RGB, with its profile, in memory; its longer side at most
 // `side` pixels.
 vips::VImage ShownPicture(const vips::VImage& image, double side);

@@ -150,9 +150,6 @@ vips::VImage FinishedSmall(const CorrectedPage& corrected, const SmallScan& smal
 
 ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size_t count) {
   const vips::VImage after = FinishedSmall(corrected, small);
-  const auto bytes = [](const vips::VImage& image) {
-    return image.format() == VIPS_FORMAT_USHORT ? (image * (1 / 257.0) + 0.5).cast(VIPS_FORMAT_UCHAR) : image;
-  };
   const auto picture = [](const vips::VImage& image) { return ShownPicture(image, kReportSide); };
   ReportPage page;
   page.title = count > 1 ? "Page " + std::to_string(corrected.page + 1) : "Picture";
@@ -168,11 +165,11 @@ ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size
   if (corrected.cut) page.cut = picture(CutOfSmall(after, *corrected.cut, correction.prescan));
   if (correction.paper) {
     const double ratio = 1 / static_cast<double>(small.shrink);
-    page.paper = picture(WithPaper(bytes(small.image),
+    page.paper = picture(WithPaper(InBytes(small.image),
                                    correction.paper->Scaled(small.image.width(), small.image.height(), ratio, ratio)));
   }
-  page.histogramBefore = Histograms(bytes(small.image));
-  page.histogramAfter = Histograms(bytes(after));
+  page.histogramBefore = Histograms(InBytes(small.image));
+  page.histogramAfter = Histograms(InBytes(after));
   const Tables tables = MakeTables(corrected.correction, 256);
   for (size_t c = 0; c < 3; c++) {
     const size_t channel = small.image.bands() == 1 ? 1 : c; // see ApplyCorrection
