@@ -11,6 +11,7 @@
 #include "engine/common/scale.h"
 #include "engine/hist/chist.h"
 #include "engine/page/propose.h"
+#include "engine/roll/observation.h"
 #include "engine/verdict/verdict.h"
 
 namespace {
@@ -86,9 +87,10 @@ void ConvertToDisplayGamma(ZEP3_PARA& para) {
   }
 }
 
-// The standard analysis; where `evidence` is wanted, the adaptive one on top of it.
+// The standard analysis; where `evidence` is wanted, the adaptive one on top of it, with what is `shared` or by itself
+// (null).
 int Propose(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVIDENCE* evidence,
-            const page::Request& page = {}) {
+            const ZEP3_SHARED* shared = nullptr, const page::Request& page = {}) {
   if (para == nullptr || para->pOutMasterTone == nullptr || para->pOutRGBTone == nullptr) return 0;
   const FloatEnvironment environment;
   para->lLevelFlag = 0;
@@ -132,7 +134,7 @@ int Propose(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVID
     evidence->lReasons |= reasons;
     return done;
   }
-  ProposeAdaptive(view, pdColorMatrix, *zep, usable, *para, *evidence);
+  ProposeAdaptive(view, pdColorMatrix, *zep, usable, shared, *para, *evidence);
   finish();
   Settle(view, standard, usable, pdColorMatrix, *para, *evidence);
   return 1;
@@ -155,6 +157,17 @@ int ZEP3Adaptive(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3
   return 0;
 }
 
+int ZEP3Shared(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, const ZEP3_SHARED* shared,
+               ZEP3_EVIDENCE* evidence) try {
+  if (para == nullptr || shared == nullptr || !IsPlausible(*shared) || !IsOfKind(*para, *shared)) return 0;
+  ZEP3_EVIDENCE unwanted;
+  if (evidence == nullptr) evidence = &unwanted;
+  *evidence = {};
+  return Propose(bmp, para, pdColorMatrix, evidence, shared);
+} catch (...) {
+  return 0;
+}
+
 int ZEP3Page(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, const ZEP3_DETAIL* detail, ZEP3_SURFACE* surface,
              ZEP3_EVIDENCE* evidence) try {
   if (bmp == nullptr || para == nullptr || surface == nullptr || !IsPage(*para)) return 0;
@@ -167,7 +180,7 @@ int ZEP3Page(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, const ZEP3_DETAIL* detail, ZEP3
   if (evidence == nullptr) evidence = &unwanted;
   *evidence = {};
   surface->lFound = ZEP3_SURFACE_NONE;
-  return Propose(bmp, para, nullptr, evidence, {detail, surface});
+  return Propose(bmp, para, nullptr, evidence, nullptr, {detail, surface});
 } catch (...) {
   return 0;
 }

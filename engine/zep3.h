@@ -198,6 +198,11 @@ enum {
 /* Entries of a table of MakeZEP3PageLUT, and the paper's level above which a table does not go. */
 enum { ZEP3_PAGE_ENTRIES_8 = 4096, ZEP3_PAGE_ENTRIES_16 = 65536 };
 
+/* Of reasons, beyond the bits of an enumeration: how a frame of a roll, or an original of a box, was finished. */
+#define ZEP3_REASON_SHARED (INT64_C(1) << 34) /* with what was found of all of them together */
+#define ZEP3_REASON_ODD (INT64_C(1) << 35)    /* by itself: it shows another film, or faded otherwise */
+#define ZEP3_REASON_BLANK (INT64_C(1) << 36)  /* there is nothing on it, or nothing is left of it */
+
 /* ZEP3_EVIDENCE::lVerdict. */
 enum {
   ZEP3_VERDICT_NONE = 0,  /* the result was not checked against the scan */
@@ -402,6 +407,76 @@ typedef struct ZEP3_SURFACE {
                             ZEP3_SUB_BACKGROUND_REMOVAL; else 1 */
   double dReserved[11];  /* 0 */
 } ZEP3_SURFACE;
+
+/* Whether a scan belongs to what was found of a roll or box: SolveZEP3Shared. */
+enum {
+  ZEP3_MEMBER_ODD = -1,  /* another film, or another history: best finished by itself */
+  ZEP3_MEMBER_BLANK = 0, /* nothing on it to decide from: blank, wholly exposed, clipped; or no observation at all */
+  ZEP3_MEMBER = 1        /* it belongs */
+};
+
+/* The bands of ZEP3_OBSERVATION::dBand. */
+enum { ZEP3_BANDS = 12 };
+
+/*
+ * What one scan says of what it shares with others. 640 bytes, plain: 3 integers and 77 doubles, which may be stored,
+ * sent and compared. It depends on the scan and its kind alone. Numbers that do not go with the kind are 0.
+ *
+ * Levels are linear, means over square blocks of the picture, with their fractions; red, green, blue throughout.
+ * Densities are -log10 of the light of a level.
+ */
+typedef struct ZEP3_OBSERVATION {
+  int64_t lDocType; /* ZEP3_DOC_... */
+  int64_t lSubMode; /* ZEP3_SUB_RESTORATION for faded originals, else ZEP3_SUB_PHOTO */
+  int64_t lState;   /* 1: there is a picture; 0: too little to decide from, the numbers below are 0 */
+  /* Negatives. */
+  double dMatrix[3];           /* density contrasts that the colour matrix tells, relative to the film's own */
+  double dLost;                /* light, 1 at level 255, that the scanner's black level took off all levels */
+  double dTop[3];              /* level that 0.1 % of the blocks are lighter than */
+  double dClear[3];            /* level of the clear film measured beside the picture; 0: none was found */
+  double dBand[ZEP3_BANDS][3]; /* blocks by joint density, from the clear end, in bands that end at 2, 5, 10, 20, 35,
+                                  50, 65, 80, 90, 95, 98 and 100 %: the median level of each */
+  double dEnd[2][3];           /* levels that end the picture's range: 0.5 % are lighter, 0.1 % darker */
+  /* Faded prints and slides. */
+  double dLightest[3]; /* density: 0.1 % of the blocks are lighter */
+  double dDarkest[3];  /* likewise darker */
+  double dWhite[3];    /* density of the blocks that are lightest in all channels at once ... */
+  double dBlack[3];    /* ... and darkest */
+  double dPile;        /* share of the blocks that lie at the black */
+  double dOffset[3];   /* density of the clear original, its base and stain, as this scan by itself has it ... */
+  double dDye[3];      /* ... and share of dye left */
+  double dGain;        /* nats of evidence for that, against no fading */
+  double dCost;        /* nats of misfit that it leaves */
+  double dReserved[4]; /* 0 */
+} ZEP3_OBSERVATION;
+
+/*
+ * What the frames of a roll, or the originals of a box, share. 512 bytes, plain: 4 integers and 60 doubles. It may be
+ * kept, and used for later scans of the same film or box in the same setting of the scanner.
+ */
+typedef struct ZEP3_SHARED {
+  int64_t lDocType; /* as the observations' */
+  int64_t lSubMode;
+  int64_t lFrames;  /* observations that were given ... */
+  int64_t lMembers; /* ... and those that belong */
+  /* Negatives. */
+  double dBase[3];    /* linear level of the clear film */
+  double dSlope[3];   /* density per unit of log10 exposure */
+  double dToe[3];     /* width of the curve's toe, log10 exposure */
+  double dBalance[3]; /* log10 exposure of a neutral by daylight, relative to green */
+  double dContrast;   /* of the print, per unit of log10 exposure; 1: the scene's own */
+  double dRange;      /* natural logarithm of the exposure range (log10) that a full scene has on this film */
+  double dWhite;      /* usual log10 exposure of a frame's whites: how a blank is printed */
+  double dCost;       /* usual misfit of a frame, nats */
+  double dSpread; /* log10 exposure by which the neutral is unsure: the frames' scatter over the root of their number */
+  /* Faded prints and slides. */
+  double dOffset[3];    /* density of the clear original */
+  double dDye[3];       /* share of dye left */
+  double dGain;         /* evidence for a correction that one original lends another, nats */
+  double dScatter;      /* how unequal the originals were found: 1 as those of a box usually are; from some 5 on each is
+                           finished nearly as by itself */
+  double dReserved[35]; /* 0 */
+} ZEP3_SHARED;
 
 /* ---- descriptions: constant, for the life of the library ----
  *
@@ -609,6 +684,62 @@ ZEP3_API int64_t GetZEP3SurfaceRoom(int64_t lWidth, int64_t lHeight);
  */
 ZEP3_API int ZEP3Page(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, const ZEP3_DETAIL* detail, ZEP3_SURFACE* surface,
                       ZEP3_EVIDENCE* evidence);
+
+/* ---- rolls and boxes --------------------------------------------------------------------------------------------
+ *
+ * The frames of a roll of film share the film, its development and age and the scanner's setting; faded prints and
+ * slides of a box share what time did to them. Three steps estimate that together and leave each picture its light and
+ * exposure: ObserveZEP3 for every scan, in any order and by any number of threads; SolveZEP3Shared once; ZEP3Shared for
+ * every scan. docs/rolls.md has the method, what it is worth, and an example.
+ *
+ * Served are colour and monochrome negatives, unfaded and faded, and faded prints and slides. The scans must have been
+ * made with one setting of the scanner.
+ */
+
+/*
+ * Writes down what a scan says of its roll or box.
+ *
+ * bmp            the pre-scan, as for ZEP3Adaptive.
+ * para           read only: kind of original and wDocOption.
+ * pdColorMatrix  as for ZEP3Adaptive, the same for all scans; read for unfaded colour negatives; null: the film's own
+ *                contrasts.
+ * seen           out.
+ *
+ * Returns 1, also for a blank scan. Returns 0 with nothing written when a pointer is null, the image is refused, memory
+ * is short, or the kind or option is not served.
+ */
+ZEP3_API int ObserveZEP3(const ZEP3_BmpInfo* bmp, const ZEP3_PARA* para, const double* pdColorMatrix,
+                         ZEP3_OBSERVATION* seen);
+
+/*
+ * Estimates what the scans share, and which of them belong.
+ *
+ * seen    lCount observations, in any order: the result is the same to the last bit. Those that hold a number that no
+ *         scan has, or none, are left out.
+ * shared  out.
+ * member  lCount numbers out, ZEP3_MEMBER_...
+ *
+ * Returns 1. Returns 0 with nothing written when a pointer is null, the observations are of several kinds or colour
+ * matrices, and when too few belong to say anything that is better than each by itself: at least 2 colour negatives, 4
+ * others. Then ZEP3Adaptive is the call for each. Takes time in proportion to lCount: 36 frames some 50 ms.
+ */
+ZEP3_API int SolveZEP3Shared(const ZEP3_OBSERVATION* seen, int64_t lCount, ZEP3_SHARED* shared, int64_t* member);
+
+/*
+ * Analyses a scan as ZEP3Adaptive does, with what it shares with others.
+ *
+ * shared  of SolveZEP3Shared; read only. The scan may be one of those, or another of the same film or box.
+ *
+ * Arguments, results, checks and evidence otherwise are those of ZEP3Adaptive. Whether the scan belongs is judged from
+ * the scan itself, as SolveZEP3Shared does, and told in the evidence: ZEP3_REASON_SHARED, ZEP3_REASON_ODD (then the
+ * points are those of ZEP3Adaptive), ZEP3_REASON_BLANK (a blank frame of film is printed as the roll's others would
+ * be, black or white, and nothing is stretched).
+ *
+ * Returns as ZEP3Adaptive; 0 with nothing written, too, when `shared` is null, of another kind than the record, or
+ * holds numbers that SolveZEP3Shared cannot have written.
+ */
+ZEP3_API int ZEP3Shared(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, const ZEP3_SHARED* shared,
+                        ZEP3_EVIDENCE* evidence);
 
 /* Stores the version, 3 and 9. Returns 1; 0 with nothing written when a pointer is null. */
 ZEP3_API int GetZEP3Version(int64_t* plMajor, int64_t* plMinor);

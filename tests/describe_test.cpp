@@ -36,7 +36,7 @@ TEST(Describe, EveryReasonHasItsOwnWords) {
     all |= reason->lBit;
     words.insert({reason->pCode, reason->pText, reason->pSentence});
   }
-  EXPECT_EQ(all, 2 * ZEP3_REASON_PICTURES_KEPT - 1) << "every bit up to the last";
+  EXPECT_EQ(all, 2 * ZEP3_REASON_BLANK - 1) << "every bit up to the last";
   EXPECT_EQ(words.size(), 3 * 34u);
 }
 

@@ -57,6 +57,17 @@ Bytes RunAll(const Job& job, const ZEP3_BmpInfo& scan) {
   keep(evidence.dConfidence);
   keep(evidence.lReasons);
   results.insert(results.end(), image.pixels.begin(), image.pixels.end());
+  ZEP3_OBSERVATION seen[4] = {};
+  ZEP3_SHARED shared = {};
+  int64_t member[4] = {};
+  Record roll(job.type, job.subMode);
+  keep(ObserveZEP3(&scan, &roll.para, matrix, seen));
+  keep(seen[0]);
+  std::fill_n(seen + 1, 3, seen[0]);
+  keep(SolveZEP3Shared(seen, 4, &shared, member));
+  keep(shared);
+  keep(ZEP3Shared(&bmp, &roll.para, matrix, &shared, &evidence));
+  keep(roll.Points());
   return results;
 }
 

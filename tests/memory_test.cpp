@@ -88,6 +88,12 @@ TEST(Memory, WithoutItCallsFailAndKeepWhatTheyShould) {
   std::vector<uint8_t> table(768);
   double* m = kIdentity;
   ZEP3_EVIDENCE evidence = {};
+  Record film(ZEP3_DOC_NEGATIVE);
+  ZEP3_OBSERVATION seen[2];
+  ZEP3_SHARED shared;
+  int64_t member[2];
+  for (ZEP3_OBSERVATION& one : seen) ASSERT_EQ(ObserveZEP3(&image.bmp, &film.para, m, &one), 1);
+  ASSERT_EQ(SolveZEP3Shared(seen, 2, &shared, member), 1);
   struct Row {
     const char* name;
     int least;   // requests
@@ -97,6 +103,10 @@ TEST(Memory, WithoutItCallsFailAndKeepWhatTheyShould) {
   const Row rows[] = {
       {"ZEP3", 10, true, [&](ZEP3_PARA* p) { return ZEP3(&image.bmp, p, m); }},
       {"ZEP3Adaptive", 20, true, [&](ZEP3_PARA* p) { return ZEP3Adaptive(&image.bmp, p, m, nullptr); }},
+      {"ObserveZEP3", 10, false, [&](ZEP3_PARA* p) { return ObserveZEP3(&image.bmp, p, m, seen); }},
+      {"SolveZEP3Shared", 5, false, [&](ZEP3_PARA*) { return SolveZEP3Shared(seen, 2, &shared, member); }},
+      {"ZEP3Shared", 20, true, [&](ZEP3_PARA* p) { return ZEP3Shared(&image.bmp, p, m, &shared, nullptr); }},
+      // From here on the image is another one.
       {"FinishZEP3", 20, true, [&](ZEP3_PARA* p) { return FinishZEP3(&image.bmp, 22, 1, p, m, nullptr); }},
       {"FinishZEP3, a page", 60, true,
        [&](ZEP3_PARA* p) {

@@ -5,8 +5,8 @@
 #include "engine/adaptive/positive/propose.h"
 #include "engine/common/record.h"
 
-void ProposeAdaptive(const View& view, const double* colorMatrix, const CZEP& standard, bool usable, ZEP3_PARA& para,
-                     ZEP3_EVIDENCE& evidence) {
+void ProposeAdaptive(const View& view, const double* colorMatrix, const CZEP& standard, bool usable,
+                     const ZEP3_SHARED* shared, ZEP3_PARA& para, ZEP3_EVIDENCE& evidence) {
   if (!IsPicture(para) || IsPlain(para)) {
     evidence.lReasons = usable ? ZEP3_REASON_NOT_ADAPTIVE : ZEP3_REASON_DEFAULTS;
     return;
@@ -15,8 +15,8 @@ void ProposeAdaptive(const View& view, const double* colorMatrix, const CZEP& st
   // blue make a monochrome picture so.
   Measured measured;
   const bool proposed = IsNegative(para)
-                            ? ProposeNegative(view, colorMatrix, standard, usable, para, evidence, measured)
-                            : ProposePositive(view, standard, usable, para, evidence, measured);
+                            ? ProposeNegative(view, colorMatrix, standard, usable, shared, para, evidence, measured)
+                            : ProposePositive(view, standard, usable, shared, para, evidence, measured);
   if (proposed) {
     SetMeasured(evidence, measured);
   } else {

@@ -1,28 +1,15 @@
 // The film's curve both ways, and what the whites of a frame say about it.
 #include "engine/film/film.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "engine/common/scale.h"
 
 namespace {
 
-// Direction, in exposures of red and blue relative to green, in which incandescent light moves a neutral: black bodies
-// of 3200 K against 5500 K at 640, 545 and 450 nm, over their length.
-constexpr double kLampLine[2] = {0.22 / 0.380, -0.31 / 0.380};
-
 // Monochrome film: level of the base from which a channel counts in full.
 constexpr double kFullLight = 60.0;
-
-// How far whites that deviate from a neutral by these exposures are believed, 0..1. A deviation along the line of
-// incandescent light is free from open shade to a household lamp.
-double Belief(double red, double blue, const WhiteTrust& trust) {
-  if (red < 0.0) red = AtMost(0.0, red + trust.redFree);
-  const double along = TowardLamp(red, blue);
-  const double across = std::hypot(red - along * kLampLine[0], blue - along * kLampLine[1]);
-  const double off = std::hypot(across, along - Clamp(along, -trust.shade, trust.lamp)) / trust.scatter;
-  return 1.0 / (1.0 + off * off * off * off);
-}
 
 } // namespace
 
@@ -41,19 +28,27 @@ double LevelWithout(double light, double logLevel) {
 }
 
 double Film::ExposureAt(int c, double logLevel) const {
-  return FilmExposure(1.8 * (base[c] - logLevel), slope[c], toe) - balance[c];
+  return FilmExposure(1.8 * (base[c] - logLevel), slope[c], toe[c]) - balance[c];
 }
 
 double Film::LevelAt(int c, double exposure) const {
-  const double density = slope[c] * toe * std::log1p(std::exp((exposure + balance[c]) / toe));
+  const double density = slope[c] * toe[c] * std::log1p(std::exp((exposure + balance[c]) / toe[c]));
   return LevelWithout(lost, base[c] - density / 1.8);
+}
+
+double WhiteBelief(double red, double blue, const WhiteTrust& trust) {
+  if (red < 0.0) red = AtMost(0.0, red + trust.redFree);
+  const double along = TowardLamp(red, blue);
+  const double across = std::hypot(red - along * kLampLine[0], blue - along * kLampLine[1]);
+  const double off = std::hypot(across, along - Clamp(along, -trust.shade, trust.lamp)) / trust.scatter;
+  return 1.0 / (1.0 + off * off * off * off);
 }
 
 double TowardLamp(double red, double blue) { return red * kLampLine[0] + blue * kLampLine[1]; }
 
 void BalanceWhites(Film& film, const double (&white)[3], const WhiteTrust& trust) {
   double exposure[3];
-  for (int c = 0; c < 3; c++) exposure[c] = FilmExposure(white[c], film.slope[c], film.toe);
+  for (int c = 0; c < 3; c++) exposure[c] = FilmExposure(white[c], film.slope[c], film.toe[c]);
   for (int c = 0; c < 3; c++) {
     film.balance[c] = trust.balance[c] + film.belief * (exposure[c] - exposure[1] - trust.balance[c]);
   }
@@ -62,14 +57,14 @@ void BalanceWhites(Film& film, const double (&white)[3], const WhiteTrust& trust
 Film JudgeColourFilm(const FilmSeen& seen, const FilmTraits& traits, const WhiteTrust& trust) {
   const double(&white)[3] = seen.white;
   Film film;
-  film.toe = traits.toe;
+  std::fill_n(film.toe, 3, traits.toe);
   double exposure[3];
   for (int c = 0; c < 3; c++) {
     film.base[c] = seen.base[c];
     exposure[c] = FilmExposure(white[c], traits.slope[c], traits.toe);
   }
   film.belief =
-      Belief(exposure[0] - exposure[1] - trust.balance[0], exposure[2] - exposure[1] - trust.balance[2], trust);
+      WhiteBelief(exposure[0] - exposure[1] - trust.balance[0], exposure[2] - exposure[1] - trust.balance[2], trust);
 
   // Whites of unequal density: in part the channel's contrast is another than the film's.
   const auto logContrast = [&](int c) { return std::log(white[c] / traits.slope[c]); };
@@ -94,7 +89,7 @@ void MonochromeWeights(const double (&base)[3], double (&weight)[3]) {
 Film JudgeMonochromeFilm(const FilmSeen& seen, const FilmTraits& traits) {
   const double(&density)[3] = seen.white;
   Film film;
-  film.toe = traits.toe;
+  std::fill_n(film.toe, 3, traits.toe);
   film.belief = 1.0;
   double weight[3];
   MonochromeWeights(seen.base, weight);

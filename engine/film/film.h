@@ -26,7 +26,7 @@ struct FilmTraits {
 struct Film {
   double base[3]; // log10 of levels
   double slope[3];
-  double toe;
+  double toe[3];
   double balance[3]; // exposure of a neutral, relative to green
   double belief;     // 0..1: how far the whites were taken for white; monochrome: 1
   double lost = 0.0; // light that the scanner's black level took off every channel; the base has it
@@ -52,8 +52,16 @@ struct WhiteTrust {
   double slopeSure;  // share of that change that is made whatever the whites are believed
 };
 
+// Direction, in exposures of red and blue relative to green, in which incandescent light moves a neutral: black bodies
+// of 3200 K against 5500 K at 640, 545 and 450 nm, over their length.
+inline constexpr double kLampLine[2] = {0.22 / 0.380, -0.31 / 0.380};
+
 // How far whites that deviate from a neutral by these exposures, relative to green, lie toward incandescent light.
 double TowardLamp(double red, double blue);
+
+// How far such whites are believed, 0..1. A deviation along the line of incandescent light is free from open shade to a
+// household lamp.
+double WhiteBelief(double red, double blue, const WhiteTrust& trust);
 
 // What a scan shows of a film.
 struct FilmSeen {

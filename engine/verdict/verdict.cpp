@@ -110,7 +110,9 @@ Proposal Proposal::Unchanged(const ZEP3_PARA& para) {
 
 void Settle(const View& view, const Proposal& standard, bool usable, const double* matrix, ZEP3_PARA& para,
             ZEP3_EVIDENCE& evidence) {
-  if (evidence.lAnalysis == ZEP3_ANALYSIS_STANDARD) return Judge(view, WithoutUser(para), matrix, evidence);
+  // A blank frame of a roll is to be black or white.
+  const bool blank = (evidence.lReasons & ZEP3_REASON_BLANK) != 0;
+  if (blank || evidence.lAnalysis == ZEP3_ANALYSIS_STANDARD) return Judge(view, WithoutUser(para), matrix, evidence);
   const ResultCheck check(view, para);
   const Proposal proposed(para);
   const int64_t denied = DeniedKind(view, para);

@@ -9,6 +9,7 @@
 #include "engine/adaptive/order_statistics.h"
 #include "engine/common/scale.h"
 #include "engine/film/exposure_curve.h"
+#include "engine/roll/frame_on_roll.h"
 
 using namespace negative;
 
@@ -21,10 +22,7 @@ NegativeEstimator::NegativeEstimator(const BlockGrid& grid, const Picture& pictu
       m_traits(m_tuning.film) {}
 
 bool NegativeEstimator::Estimate(const double (&contrast)[3], double softer) {
-  if (m_picture.blocks.size() < kLeastBlocks) return false;
-  MeasureLost();
-  ReadLogLevels();
-  if (!MeasureBase()) return false;
+  if (!Measure()) return false;
   const ExposureCurve exposure(m_traits.toe);
   m_exposure.resize(m_picture.blocks.size());
   if (m_colour) {
@@ -34,6 +32,14 @@ bool NegativeEstimator::Estimate(const double (&contrast)[3], double softer) {
   }
   m_film.lost = m_lost;
   return JudgePrint(softer);
+}
+
+bool NegativeEstimator::Measure() {
+  m_seen = {};
+  if (m_picture.blocks.size() < kLeastBlocks) return false;
+  MeasureLost();
+  ReadLogLevels();
+  return MeasureBase();
 }
 
 // No picture on film is as dense as a scanner's black. Where the darkest parts nearly reach it, in whatever channel,
@@ -57,7 +63,7 @@ void NegativeEstimator::ReadLogLevels() {
 
 // From the clear film beside the picture, else from the picture's blacks.
 bool NegativeEstimator::MeasureBase() {
-  double top[3];
+  double(&top)[3] = m_top;
   std::vector<double> samples;
   double(&base)[3] = m_seen.base;
   for (int c = 0; c < 3; c++) {
@@ -110,12 +116,15 @@ void NegativeEstimator::JudgeColour(const double (&contrast)[3], const ExposureC
   const double(&daylight)[3] = m_tuning.trust.balance;
   m_seen.planck = TowardLamp(m_seen.highlight[0] - daylight[0], m_seen.highlight[1] - daylight[2]);
   RefineSlopes(white, exposure);
+  ExposeColour({exposure, exposure, exposure});
+}
 
+void NegativeEstimator::ExposeColour(const ExposureCurve (&exposure)[3]) {
   std::fill(m_exposure.begin(), m_exposure.end(), -kBaseMax);
   for (int c = 0; c < 3; c++) {
     const double perSlope = 1.0 / m_film.slope[c];
     for (size_t i = 0; i < m_exposure.size(); i++) {
-      const double x = exposure(1.8 * (m_base[c] - m_log[c][i]), perSlope) - m_film.balance[c];
+      const double x = exposure[c](1.8 * (m_base[c] - m_log[c][i]), perSlope) - m_film.balance[c];
       m_exposure[i] = std::max(m_exposure[i], x);
     }
   }
@@ -225,8 +234,15 @@ void NegativeEstimator::JudgeMonochrome(const ExposureCurve& exposure) {
   }
   m_seen.neutral = 1.0;
   m_film = JudgeMonochromeFilm(SeenWith(products), m_traits);
+  ExposeMonochrome(exposure, m_traits.slope[0]);
+}
 
-  const double perSlope = 1.0 / m_traits.slope[0];
+// On the common density of the channels, of which the stain has the shares.
+void NegativeEstimator::ExposeMonochrome(const ExposureCurve& exposure, double slope) {
+  double weight[3];
+  MonochromeWeights(m_base, weight);
+  const double sum = weight[0] + weight[1] + weight[2];
+  const double perSlope = 1.0 / slope;
   double share[3];
   for (int c = 0; c < 3; c++) share[c] = 1.8 * weight[c] / sum / m_seen.stain[c];
   for (size_t i = 0; i < m_exposure.size(); i++) {
@@ -244,17 +260,54 @@ bool NegativeEstimator::JudgePrint(double softer) {
   if (m_seen.range < kLeastRange) return false;
   m_seen.power = (1.0 - softer) * Clamp(std::pow(m_tuning.rangeUsual / m_seen.range, m_tuning.rangeShare), kContrastMin,
                                         m_tuning.contrastMax);
-  double sum = 0.0;
-  for (const double x : m_exposure) sum += AtLeast(black, x);
-  m_seen.mean = m_seen.power * (sum / static_cast<double>(m_exposure.size()) - white);
+  MeasureMean(white, black);
   m_seen.lift = Clamp(kMeanShare * (Clamp(m_seen.mean, kMeanDark, kMeanLight) - m_seen.mean), -kLiftMax, kLiftMax);
 
   const double thin = Clamp(white - m_tuning.whiteUsual, -kWhiteReach, kWhiteReach);
-  const double whitePrint = m_tuning.white + m_seen.lift + m_tuning.whitePull * thin;
+  LayPaper(white, m_tuning.white + m_seen.lift + m_tuning.whitePull * thin);
+  return true;
+}
+
+void NegativeEstimator::PrintOnRoll(const FrameOnRoll& frame, double softer) {
+  for (int c = 0; c < 3; c++) {
+    m_base[c] = frame.film.base[c];
+    m_seen.base[c] = LevelWithout(m_lost, m_base[c]);
+  }
+  m_film = frame.film;
+  m_film.lost = m_lost;
+  m_exposure.resize(m_picture.blocks.size());
+  if (m_colour) {
+    const double(&toe)[3] = m_film.toe;
+    ExposeColour({ExposureCurve(toe[0]), ExposureCurve(toe[1]), ExposureCurve(toe[2])});
+    std::copy_n(frame.light, 2, m_seen.highlight);
+    m_seen.planck = TowardLamp(frame.light[0], frame.light[1]);
+  } else {
+    for (int c = 0; c < 3; c++) m_seen.stain[c] = m_film.slope[c] / frame.slope;
+    ExposeMonochrome(ExposureCurve(m_film.toe[1]), frame.slope);
+  }
+  m_seen.neutral = m_film.belief;
+
+  std::vector<double> samples = m_exposure;
+  const double black = Percentile(samples, kBlackPercent);
+  double white = Percentile(samples, frame.whitePercent);
+  m_seen.range = white - black;
+  if (frame.blank || m_seen.range < kLeastRange) white = frame.usualWhite;
+  m_seen.power = (1.0 - softer) * frame.ContrastFor(m_seen.range);
+  MeasureMean(white, black);
+  LayPaper(white, frame.white);
+}
+
+// Of the print, less that of its whites.
+void NegativeEstimator::MeasureMean(double white, double black) {
+  double sum = 0.0;
+  for (const double x : m_exposure) sum += AtLeast(black, x);
+  m_seen.mean = m_seen.power * (sum / static_cast<double>(m_exposure.size()) - white);
+}
+
+void NegativeEstimator::LayPaper(double white, double whitePrint) {
   m_paper.white = white - whitePrint / m_seen.power;
   m_paper.contrast = m_seen.power;
   m_paper.flare = AtMost(kFlareMax, kFlareShare * std::pow(10.0, whitePrint - m_seen.power * m_seen.range));
-  return true;
 }
 
 void NegativeEstimator::FitPoints(ZEP3_IC& ic) const {

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "engine/common/scale.h"
+#include "engine/roll/box_tuning.h"
 
 using namespace positive;
 
@@ -95,6 +96,33 @@ double PositiveCosts::History(const DensityModel& model) const {
   return cost;
 }
 
+double PositiveCosts::Apart(const DensityModel& model) const {
+  double stain[3];
+  double along = 0.0;
+  double length = 0.0;
+  double dye[3];
+  for (int c = 0; c < 3; c++) {
+    const double boxes = m_box->model.offset[c] - m_material.base;
+    stain[c] = model.offset[c] - m_material.base;
+    along += boxes * stain[c];
+    length += boxes * boxes;
+    dye[c] = model.logDye[c] - m_box->model.logDye[c];
+  }
+  const double factor = Clamp(along / std::max(length, box::kLeastSquares), box::kFactorLeast, box::kFactorMost);
+  const double common = Mean(dye);
+  double squares = Square(common / box::kDye) +
+                   Square((factor - 1.0) / box::kStainFactor) * AtMost(1.0, std::sqrt(length) / box::kStainSeen);
+  for (int c = 0; c < 3; c++) {
+    squares += Square((stain[c] - factor * (m_box->model.offset[c] - m_material.base)) / box::kStain);
+    squares += Square((dye[c] - common) / box::kDyeRatio);
+  }
+  squares /= Square(m_box->scatter);
+  // Squares near the box, in proportion far from it.
+  return box::kStraight * (std::sqrt(1.0 + squares / box::kStraight) - 1.0);
+}
+
 double PositiveCosts::Total(const DensityModel& model, const Anchors& anchors) const {
-  return White(model, anchors) + Black(model, anchors) + History(model);
+  const double ends = White(model, anchors) + Black(model, anchors);
+  if (m_box == nullptr) return ends + History(model);
+  return ends + box::kHistoryShare * History(model) + Apart(model);
 }

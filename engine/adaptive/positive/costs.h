@@ -3,17 +3,27 @@
 
 #include "engine/adaptive/positive/model.h"
 
+// What the originals of a box share.
+struct BoxHistory {
+  DensityModel model;
+  double gain;    // mean evidence for a correction, nats
+  double scatter; // how unequal they are; 1: as usual
+};
+
 class PositiveCosts {
  public:
   // Neither is owned.
-  PositiveCosts(const PositiveMaterial& material, const PositiveHistory& history)
-      : m_material(material), m_history(history) {}
+  // `box`: null, or the history that the original most likely has.
+  PositiveCosts(const PositiveMaterial& material, const PositiveHistory& history, const BoxHistory* box = nullptr)
+      : m_material(material), m_history(history), m_box(box) {}
 
   // How badly the whites, seen through the model, fit a picture; likewise the blacks.
   double White(const DensityModel& model, const Anchors& anchors) const;
   double Black(const DensityModel& model, const Anchors& anchors) const;
   // How unusual the model is as a fading, or as an exposure and a cast.
   double History(const DensityModel& model) const;
+  // How far the model lies from the box's, as originals of a box do.
+  double Apart(const DensityModel& model) const;
   double Total(const DensityModel& model, const Anchors& anchors) const;
 
  private:
@@ -22,4 +32,5 @@ class PositiveCosts {
 
   const PositiveMaterial& m_material;
   const PositiveHistory& m_history;
+  const BoxHistory* m_box;
 };

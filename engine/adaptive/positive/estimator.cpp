@@ -3,10 +3,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <span>
 
 #include "engine/adaptive/order_statistics.h"
+#include "engine/adaptive/positive/model_search.h"
 #include "engine/common/scale.h"
+#include "engine/roll/box_tuning.h"
 
 using namespace positive;
 
@@ -33,27 +34,6 @@ double MedianAt(const std::vector<double>& values, const std::vector<size_t>& pl
   return Median(chosen);
 }
 
-// Changes of the offsets and of the logarithms of dye, red, green, blue.
-using Direction = double[6];
-constexpr Direction kDirections[] = {
-    {1, 1, 1, 0, 0, 0},
-    {1, 0, 0, 0, 0, 0},
-    {0, 0, 1, 0, 0, 0},
-    {0, 0, 0, 1, 1, 1},
-    {0, 0, 0, 1, 0, 0},
-    {0, 0, 0, 0, 0, 1},
-    {1, 1, 1, kAlongDye, kAlongDye, kAlongDye},
-    {1, 0, 0, kAlongDye, 0, 0},
-    {0, 0, 1, 0, 0, kAlongDye},
-    {0, 1, 0, 0, kAlongDye, 0},
-};
-// Those that keep a gray picture gray.
-constexpr Direction kGrayDirections[] = {
-    {1, 1, 1, 0, 0, 0},
-    {0, 0, 0, 1, 1, 1},
-    {1, 1, 1, kAlongDye, kAlongDye, kAlongDye},
-};
-
 bool IsGray(const double (&v)[3]) { return Smallest(v) == Largest(v); }
 
 bool IsGray(const Anchors& anchors) {
@@ -62,15 +42,6 @@ bool IsGray(const Anchors& anchors) {
     gray = gray && IsGray(*end);
   }
   return gray;
-}
-
-DensityModel Moved(const DensityModel& model, const Direction& direction, double step) {
-  DensityModel moved = model;
-  for (int c = 0; c < 3; c++) {
-    moved.offset[c] += step * direction[c];
-    moved.logDye[c] += step * direction[3 + c];
-  }
-  return moved;
 }
 
 } // namespace
@@ -106,29 +77,9 @@ Anchors PositiveEstimator::FindAnchors(const std::vector<double> (&density)[3], 
   return anchors;
 }
 
-DensityModel PositiveEstimator::Search(DensityModel model, const Anchors& anchors) const {
-  double cost = m_costs.Total(model, anchors);
-  const std::span<const Direction> directions =
-      IsGray(anchors) ? std::span<const Direction>(kGrayDirections) : std::span<const Direction>(kDirections);
-  const auto move = [&](double step) {
-    for (const Direction& direction : directions) {
-      for (const double signedStep : {step, -step}) {
-        const DensityModel moved = Moved(model, direction, signedStep);
-        const double movedCost = m_costs.Total(moved, anchors);
-        if (!(movedCost < cost)) continue;
-        model = moved;
-        cost = movedCost;
-        return true;
-      }
-    }
-    return false;
-  };
-  // Ends: every move lowers the cost, which rises without limit in all directions, so that there are so many places of
-  // a step's grid below where it began.
-  for (double step = kFirstStep; step >= kLastStep; step /= 2.0) {
-    while (move(step)) continue;
-  }
-  return model;
+DensityModel PositiveEstimator::Search(const PositiveCosts& costs, const DensityModel& model, const Anchors& anchors) {
+  return SearchModel(model, IsGray(anchors), kFirstStep, kLastStep,
+                     [&](const DensityModel& tried) { return costs.Total(tried, anchors); });
 }
 
 bool PositiveEstimator::ShowsMaterial(const Anchors& anchors) const {
@@ -185,9 +136,17 @@ std::array<DensityModel, 2> PositiveEstimator::StartsFrom(const Anchors& anchors
 }
 
 DensityModel PositiveEstimator::BestModel(const std::array<DensityModel, 2>& starts, const Anchors& anchors) const {
-  const DensityModel first = Search(starts[0], anchors);
-  const DensityModel second = Search(starts[1], anchors);
+  const DensityModel first = Search(m_costs, starts[0], anchors);
+  const DensityModel second = Search(m_costs, starts[1], anchors);
   return m_costs.Total(second, anchors) < m_costs.Total(first, anchors) ? second : first;
+}
+
+bool PositiveEstimator::FitsBox(const PositiveCosts& boxed, double ownCost, const DensityModel& own,
+                                const BoxHistory& history, const Anchors& anchors, DensityModel& shared) {
+  shared = Search(boxed, history.model, anchors);
+  const DensityModel other = Search(boxed, own, anchors);
+  if (boxed.Total(other, anchors) < boxed.Total(shared, anchors)) shared = other;
+  return boxed.Total(shared, anchors) - ownCost <= box::kOdd;
 }
 
 PositiveEstimate PositiveEstimator::Estimate(const BlockGrid& grid, const std::vector<size_t>& picture) const {
@@ -237,16 +196,29 @@ PositiveEstimate PositiveEstimator::Estimate(const BlockGrid& grid, const std::v
   DensityModel found = BestModel(StartsFrom(anchors), anchors);
   // A black that is dark in all channels of the faded picture may not be so in the unfaded one.
   anchors = anchorsFor(found);
-  found = Search(found, anchors);
+  found = Search(m_costs, found, anchors);
 
   estimate.usable = true;
+  const DensityModel untouched = Untouched(anchors);
+  const double against = m_costs.White(untouched, anchors) + m_costs.Black(untouched, anchors);
+  double gain = -HUGE_VAL;
+  if (m_box != nullptr) {
+    const PositiveCosts boxed(m_material, m_history, m_box);
+    DensityModel shared;
+    estimate.odd = !FitsBox(boxed, m_costs.Total(found, anchors), found, *m_box, anchors, shared);
+    if (!estimate.odd) {
+      gain = std::max(against - m_costs.Total(found, anchors), m_box->gain);
+      anchors = anchorsFor(shared);
+      found = Search(boxed, shared, anchors);
+    }
+  }
+  estimate.found = found;
   estimate.anchors = anchors;
   estimate.whiteCost = m_costs.White(found, anchors);
   estimate.blackCost = m_costs.Black(found, anchors);
   estimate.historyCost = m_costs.History(found);
-  const DensityModel untouched = Untouched(anchors);
-  estimate.gain = m_costs.White(untouched, anchors) + m_costs.Black(untouched, anchors) - estimate.whiteCost -
-                  estimate.blackCost - estimate.historyCost;
+  estimate.gain = against - estimate.whiteCost - estimate.blackCost - estimate.historyCost;
+  estimate.gain = std::max(estimate.gain, gain);
   const bool shown = m_history.faded || ShowsMaterial(anchors);
   const double caution = m_caution + (shown ? 0.0 : kNotShown);
   estimate.trust = 1.0 / (1.0 + std::exp(m_history.prior + caution - estimate.gain));

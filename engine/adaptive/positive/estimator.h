@@ -27,17 +27,25 @@ struct PositiveEstimate {
   double blackCost = 0.0;
   double historyCost = 0.0;
   double over = 0.0;  // density by which the scan is too light where it is not white
-  double flare = 0.0; // light, as a share of white, that lies on everything
+  double flare = 0.0;      // light, as a share of white, that lies on everything
+  DensityModel found = {}; // the likeliest, without a look at the trust in it
+  bool odd = false;        // it did not fit the box and was estimated by itself
 };
 
 class PositiveEstimator {
  public:
   // Neither is owned. `caution`: nats added to what a correction must have for it.
-  PositiveEstimator(const PositiveMaterial& material, const PositiveHistory& history, double caution)
-      : m_material(material), m_history(history), m_costs(material, history), m_caution(caution) {}
+  // `box`: null, or what the original shares with others.
+  PositiveEstimator(const PositiveMaterial& material, const PositiveHistory& history, double caution,
+                    const BoxHistory* box = nullptr)
+      : m_material(material), m_history(history), m_costs(material, history), m_caution(caution), m_box(box) {}
 
   // From the blocks of a grid that show the picture.
   PositiveEstimate Estimate(const BlockGrid& grid, const std::vector<size_t>& picture) const;
+
+  // Whether an original, which by itself costs so much, goes with a box, whose costs are `boxed`; its model there.
+  static bool FitsBox(const PositiveCosts& boxed, double ownCost, const DensityModel& own, const BoxHistory& history,
+                      const Anchors& anchors, DensityModel& shared);
 
  private:
   // Of densities by channel, seen through the model; at least one block.
@@ -45,7 +53,7 @@ class PositiveEstimator {
 
   std::array<DensityModel, 2> StartsFrom(const Anchors& anchors) const;
   // The model of least cost from the given one on, and the better of those from two.
-  DensityModel Search(DensityModel model, const Anchors& anchors) const;
+  static DensityModel Search(const PositiveCosts& costs, const DensityModel& model, const Anchors& anchors);
   DensityModel BestModel(const std::array<DensityModel, 2>& starts, const Anchors& anchors) const;
   // Whether the picture can be on the material at all: a file from a camera goes beyond both of its ends.
   bool ShowsMaterial(const Anchors& anchors) const;
@@ -60,4 +68,5 @@ class PositiveEstimator {
   const PositiveHistory& m_history;
   const PositiveCosts m_costs;
   double m_caution;
+  const BoxHistory* m_box;
 };

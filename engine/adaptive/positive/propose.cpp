@@ -12,6 +12,7 @@
 #include "engine/calc/steps/correct_level.h"
 #include "engine/common/record.h"
 #include "engine/common/scale.h"
+#include "engine/roll/box.h"
 
 using namespace positive;
 
@@ -64,16 +65,18 @@ int64_t ReasonsOf(const PositiveEstimate& estimate, const PositiveEvidence& e, b
 
 } // namespace
 
-bool ProposePositive(const View& view, const CZEP& standard, bool usable, ZEP3_PARA& para, ZEP3_EVIDENCE& evidence,
-                     Measured& measured) {
+bool ProposePositive(const View& view, const CZEP& standard, bool usable, const ZEP3_SHARED* shared, ZEP3_PARA& para,
+                     ZEP3_EVIDENCE& evidence, Measured& measured) {
   const bool slide = para.wDocType == ZEP3_DOC_POSITIVE;
   const bool faded = para.wSubMode == ZEP3_SUB_RESTORATION;
-  const PositiveMaterial& material = slide ? kSlideMaterial : kPrintMaterial;
+  const PositiveMaterial& material = MaterialOf(slide);
   const PositiveHistory& history = faded ? kFadedHistory : kUnfadedHistory;
   // Lower levels ask for more evidence, higher ones for less.
   const double caution = 4.0 - Clamp(CorrectLevel(para), 0.0, 8.0);
   const auto& [grid, picture] = view;
-  const PositiveEstimate estimate = PositiveEstimator(material, history, caution).Estimate(grid, picture.blocks);
+  const BoxHistory box = shared != nullptr ? HistoryOf(*shared) : BoxHistory();
+  const PositiveEstimator estimator(material, history, caution, shared != nullptr ? &box : nullptr);
+  const PositiveEstimate estimate = estimator.Estimate(grid, picture.blocks);
   if (!estimate.usable) return false;
   if (!usable && !HaveUsableLevels(grid, picture.blocks, *standard.m_pHist, DocType(para))) return false;
 
@@ -96,6 +99,7 @@ bool ProposePositive(const View& view, const CZEP& standard, bool usable, ZEP3_P
   evidence.lAnalysis = ZEP3_ANALYSIS_POSITIVE;
   measured.positive = EvidenceOf(estimate, material);
   evidence.lReasons = ReasonsOf(estimate, measured.positive, slide);
+  if (shared != nullptr) evidence.lReasons |= estimate.odd ? ZEP3_REASON_ODD : ZEP3_REASON_SHARED;
   TellWindow(picture, evidence, measured);
   evidence.dConfidence = PositiveConfidence(measured.positive, faded);
   return true;

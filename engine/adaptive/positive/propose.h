@@ -9,5 +9,6 @@ class CZEP;
 
 // For reflective photos, faded prints and positive film. False, with nothing written, where the image holds too little
 // to decide from, and where the scan has unusable levels (not `usable`) and so has the picture itself.
-bool ProposePositive(const View& view, const CZEP& standard, bool usable, ZEP3_PARA& para, ZEP3_EVIDENCE& evidence,
-                     Measured& measured);
+// `shared`: null, or what the original shares with others of its box.
+bool ProposePositive(const View& view, const CZEP& standard, bool usable, const ZEP3_SHARED* shared, ZEP3_PARA& para,
+                     ZEP3_EVIDENCE& evidence, Measured& measured);

@@ -55,6 +55,8 @@ inline constexpr PositiveMaterial kSlideMaterial = {
     .stain = 0.08, // film stains less than paper
 };
 
+inline const PositiveMaterial& MaterialOf(bool slide) { return slide ? kSlideMaterial : kPrintMaterial; }
+
 inline constexpr PositiveHistory kFadedHistory = {
     .faded = true,
     .dye = 0.72,

@@ -1,0 +1,372 @@
+#!/usr/bin/env python3
+"""What it is worth to finish a roll of film, or a box of faded prints or slides, together.
+
+Makes whole scans of the given photographs by calculation (films, fading, lights and exposures drawn at random, grain,
+photon noise, 8 bits; with --surroundings film has its clear border and a holder, a slide its mount, a print the lid),
+lets the library finish them one by one, with the settings of the first for all, with the average settings for all, and
+jointly in groups, and prints a Markdown table for each kind: mean CIEDE2000 of the pictures to their originals, the
+worst picture, the share above 10, and the spread: how far the mean a*, b* error of a picture lies from that of its roll
+(rms). Rolls are cut into groups, so that all rows are of the same scans. Needs numpy, Pillow and scikit-image.
+
+Exit status: 0; 1 with --limits where a goal of docs/rolls.md is missed; 2 when something is missing."""
+import argparse
+import ctypes
+import json
+import sys
+from concurrent.futures import ProcessPoolExecutor
+from pathlib import Path
+from typing import NamedTuple
+
+import numpy as np
+from PIL import Image
+from skimage.color import deltaE_ciede2000, rgb2lab
+
+REPOSITORY = Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(REPOSITORY / "scripts/docs_pictures"))
+import simulate as s  # noqa: E402
+
+GROUPS = (1, 2, 4, 8, 24)
+SIDE = 360          # pixels of a picture's longer side
+JUDGED = 4          # pixels of a block that is judged, each way: grain is none of the engine's business
+GOALS = {"negative": (0.88, 0.7), "bw-negative": (0.85, None), "faded-print": (0.70, 0.6), "faded-slide": (0.60, 0.6)}
+LEVELS = 18         # gamma of the scans, tenths: linear levels
+STATE, PARA, TONE, IMAGE, EVIDENCE, OBSERVATION, SHARED = 8, 248, 264, 112, 1024, 640, 512  # bytes of the records
+POINTS = slice(16 // 8, 16 // 8 + 15)  # of a record in words: five for each channel
+
+
+# ---- the library ----------------------------------------------------------------------------------------------------
+
+class Library:
+    """The calls on plain buffers of the records' sizes."""
+
+    def __init__(self, path):
+        self.call = ctypes.CDLL(str(path))
+        self.call.GetZEP3Chroma.restype = ctypes.c_double
+        self.matrix = (ctypes.c_double * 9)(1, 0, 0, 0, 1, 0, 0, 0, 1)
+
+    def record(self, kind):
+        para, master, rgb = (ctypes.create_string_buffer(n) for n in (PARA, TONE, 3 * TONE))
+        self.call.ResetZEP3(para, master, rgb)
+        assert self.call.SetZEP3Kind(para, kind.encode())
+        return para, master, rgb
+
+    def image(self, scan):
+        image = ctypes.create_string_buffer(IMAGE)
+        self.call.SetZEP3Image(image, scan.ctypes.data_as(ctypes.c_void_p), *(ctypes.c_int64(n) for n in (
+            scan.shape[1], scan.shape[0], 0, 0, 24)))
+        return image
+
+    def observe(self, scan, kind):
+        seen = ctypes.create_string_buffer(OBSERVATION)
+        assert self.call.ObserveZEP3(self.image(scan), self.record(kind)[0], self.matrix, seen)
+        return seen.raw
+
+    def solve(self, seen):
+        """-> what is shared, or None; the members"""
+        shared, member = ctypes.create_string_buffer(SHARED), (ctypes.c_int64 * len(seen))()
+        ok = self.call.SolveZEP3Shared(b"".join(seen), ctypes.c_int64(len(seen)), shared, member)
+        return (shared.raw if ok else None), list(member)
+
+    def analyse(self, scan, kind, shared=None):
+        """-> the record, and the confidence"""
+        record, evidence = self.record(kind), ctypes.create_string_buffer(EVIDENCE)
+        image = self.image(scan)
+        if shared is None:
+            assert self.call.ZEP3Adaptive(image, record[0], self.matrix, evidence)
+        else:
+            assert self.call.ZEP3Shared(image, record[0], self.matrix, shared, evidence)
+        return record, float(np.frombuffer(evidence.raw, np.float64)[2])
+
+    def finish(self, scan, record):
+        """-> sRGB, 8 bits"""
+        chroma = self.call.GetZEP3Chroma(record[0])
+        para, table = ctypes.create_string_buffer(record[0].raw, PARA), np.zeros(3 * 256, np.uint16)
+        pointer = table.ctypes.data_as(ctypes.c_void_p)
+        assert self.call.MakeZEP3ScanLUT(para, self.matrix, ctypes.c_int64(LEVELS), ctypes.c_int64(256), pointer)
+        out = scan.copy()
+        assert self.call.ApplyZEP3ScanLUT(self.image(out), pointer, ctypes.c_double(chroma))
+        return out
+
+
+def averaged(records):
+    """The first record with the mean points of all."""
+    words = [np.frombuffer(r[0].raw, np.int64).copy() for r in records]
+    words[0][POINTS] = np.rint(np.mean([w[POINTS] for w in words], 0)).astype(np.int64)
+    return (ctypes.create_string_buffer(words[0].tobytes(), PARA), *records[0][1:])
+
+
+# ---- scans ----------------------------------------------------------------------------------------------------------
+
+class Scan(NamedTuple):
+    levels: np.ndarray  # the whole scan, linear levels
+    frame: tuple        # left, top, right, bottom of the picture in it
+    truth: np.ndarray   # light of the picture
+
+
+def some_picture(rng, paths):
+    """A part of a photograph, as light; one in two mirrored."""
+    size = rng.uniform(0.7, 1.0)
+    left, top = rng.uniform(0, 1 - size, 2)
+    light = s.read(paths, SIDE, (left, top, left + size, top + size))
+    return light[:, ::-1] if rng.uniform() < 0.5 else light
+
+
+def some_film(rng, films, mono):
+    """Between two of the films, scattered as films of different makers are."""
+    names = [n for n in sorted(films) if ("sees" in films[n]) == mono]
+    a, b = (films[names[rng.integers(len(names))]] for _ in range(2))
+    share, wide = rng.uniform(), 1.0 if len(names) == 1 else 0.4
+    layers = []
+    contrast = rng.normal(0.03, 0.07 * wide)
+    for i, (one, other) in enumerate(zip(a["layers"], b["layers"])):
+        c, speed, toe, shoulder, width = share * np.array(one) + (1 - share) * np.array(other)
+        own = rng.normal(0, 1, 3)
+        layers.append((c * np.exp(contrast + 0.03 * wide * own[0]), speed + (0.04, 0.0, 0.07)[i] * wide * own[1],
+                       toe * np.exp(0.2 * wide * own[2]), shoulder, width))
+    film = {"layers": layers, "base": share * np.array(a["base"]) + (1 - share) * np.array(b["base"])
+            + rng.normal(0, 0.03, 3) * (0.3 if mono else 1.0)}
+    if mono:
+        film["sees"] = a["sees"]
+    else:
+        film["crosstalk"] = share * np.array(a["crosstalk"]) + (1 - share) * np.array(b["crosstalk"])
+        film["interimage"] = a["interimage"]
+    return film
+
+
+def some_light(rng, lights):
+    """Kelvin: sun and flash, clouds and shade, lamps."""
+    r = {"day": 0.0, "lamp": 1.0, "half": 0.0 if rng.uniform() < 0.5 else 1.0}.get(lights, rng.uniform())
+    if r < 0.65:
+        return 1e6 / (1e6 / s.DAYLIGHT + rng.normal(0, 10))
+    return rng.uniform(6200, 8500) if r < 0.82 else rng.uniform(2700, 3500)
+
+
+class Roll:
+    """A film, how it aged, and a setting of the scanner."""
+
+    def __init__(self, rng, kind, options):
+        self.mono, self.faded, self.options = "bw" in kind, kind.startswith("faded"), options
+        self.film = some_film(rng, options.films, self.mono)
+        self.mode = rng.integers(3)
+        self.stray = rng.choice([0.001, 0.002, 0.004])
+        self.stops = rng.normal(0.3, 0.5)
+        self.lost = np.zeros(3)
+        base = np.array(self.film["base"])
+        if self.faded:
+            self.lost = rng.uniform([0.05, 0.02, 0.05], [0.5, 0.35, 0.5])
+            if self.mono:
+                self.lost[:] = self.lost[0]
+            base = base * (1 - (0 if self.mono else rng.uniform(0, 0.25)))
+            base = base + rng.uniform(0, 0.15) * np.array([0.35, 0.6, 1.0]) + rng.uniform(0, 0.06)
+        self.base = base
+        clear = 10.0 ** -base
+        self.gain = (np.full(3, 0.95), np.sqrt(0.95 * 0.80 / clear), 0.80 / clear)[self.mode]
+
+    def scan(self, rng, light, blank=False):
+        film, layers = self.film, self.film["layers"]
+        kelvin, stops = some_light(rng, self.options.lights), self.stops + rng.normal(0, self.options.stops)
+        mid = np.mean([s.speed_point(layer) for layer in layers]) + 0.85
+        exposed = light * s.lamp(kelvin)
+        truth = light
+        if self.mono:
+            sees = np.array(film["sees"])
+            exposed = (exposed @ sees)[..., None]
+            truth = np.repeat((light @ sees)[..., None], 3, -1)
+        x = mid + np.log10((exposed * 0.996 + 0.004) / s.MID_GRAY) + np.clip(stops, -2, 3) * np.log10(2)
+        amounts = np.stack([s.response(x[..., i], layer) for i, layer in enumerate(layers)], -1)
+        contrast = np.array([layer[0] for layer in layers])
+        if self.mono:
+            net = np.repeat(amounts * contrast * (1 - self.lost[0]), 3, -1)
+        else:
+            b = film["interimage"]
+            amounts = np.maximum(amounts @ (np.eye(3) * (1 + 3 * b) - b).T, 0)
+            net = ((amounts * (1 - self.lost)) @ np.array(film["crosstalk"]).T) * contrast
+        if blank:
+            net = net * 0
+        grain = rng.standard_normal(net.shape[:2] + (1 if self.mono else 3,))
+        density = self.base + np.maximum(net + 0.010 * np.sqrt(net + 0.05) * grain, 0)
+        border = (rng.uniform(0.02, 0.06), rng.uniform(0.02, 0.06)) if self.options.surroundings else (0, 0)
+        clear, dark = (int(b * SIDE) for b in border)
+        density = framed(density, clear, self.base)
+        through = framed(10.0 ** -density * self.gain, dark, 0.0)
+        through = through * (1 - self.stray) + self.stray * through.mean((0, 1))
+        return scanned(rng, through, truth, clear + dark)
+
+
+class Box:
+    """What time did to originals that lay together."""
+
+    def __init__(self, rng, kind, options):
+        self.material, self.options = kind.split("-")[1], options
+        self.lost = rng.uniform([0.05, 0.03, 0.05], [0.55, 0.35, 0.5])
+        tone = np.array([0.18, 0.42, 1.0]) * np.exp(rng.normal(0, 0.25, 3))
+        self.stain = rng.uniform(0.0, 0.28 if self.material == "print" else 0.15) * tone
+
+    def scan(self, rng, light, blank=False):
+        scatter = self.options.scatter
+        common = np.exp(rng.normal(0, scatter)) * np.exp(rng.normal(0, scatter / 3, 3))
+        lost = np.clip(1 - (1 - self.lost) ** common, 0, 0.75)
+        stain = self.stain * np.exp(rng.normal(0, scatter))
+        dyes, flare = s.DYES[self.material], s.FLARE[self.material]
+        density = -np.log10((light * 0 + 1 if blank else light) * (1 - flare) + flare)
+        amounts = np.maximum(density @ np.linalg.inv(dyes).T, 0)
+        through = 10.0 ** -(density - (amounts * lost) @ dyes.T + stain + s.BASE[self.material])
+        border = int(rng.uniform(0.04, 0.12) * SIDE) if self.options.surroundings else 0
+        around = 0.002 if self.material == "slide" else (0.9, 0.02)[rng.integers(2)]
+        return scanned(rng, framed(through, border, around), light, border)
+
+
+def framed(array, width, value):
+    height, length = array.shape[:2]
+    out = np.empty((height + 2 * width, length + 2 * width, 3))
+    out[:] = value
+    out[width:width + height, width:width + length] = array
+    return out
+
+
+def scanned(rng, through, truth, border):
+    through = through + np.sqrt(np.maximum(through, 0) / 20000 + 4e-8) * rng.standard_normal(through.shape)
+    levels = s.to8(np.clip(through, 0, 1) ** (10 / LEVELS))
+    height, width = truth.shape[:2]
+    return Scan(np.ascontiguousarray(levels), (border, border, border + width, border + height), truth)
+
+
+# ---- judging --------------------------------------------------------------------------------------------------------
+
+def blocks(light):
+    height, width = (n // JUDGED * JUDGED for n in light.shape[:2])
+    return light[:height, :width].reshape(height // JUDGED, JUDGED, width // JUDGED, JUDGED, 3).mean((1, 3))
+
+
+def lab(light):
+    return rgb2lab(s.display(light).astype(np.float64) / 255)
+
+
+def judged(picture, scan):
+    """-> CIEDE2000, mean a* and b* error of what is neither dark nor white"""
+    left, top, right, bottom = scan.frame
+    ours, truth = lab(blocks(s.light(picture[top:bottom, left:right]))), lab(blocks(scan.truth))
+    seen = (truth[..., 0] > 20) & (truth[..., 0] < 97)
+    seen = seen if seen.sum() > 50 else np.ones_like(seen)
+    cast = (ours - truth)[seen].mean(0)
+    return float(deltaE_ciede2000(ours, truth).mean()), float(cast[1]), float(cast[2])
+
+
+def one_roll(job):
+    """-> for each method the judged pictures of one roll, by number; what the members were; the confidences"""
+    seed, kind, options = job
+    library = Library(options.library)
+    rng = np.random.default_rng([options.seed, seed])
+    make = Box if kind.split("-")[-1] in ("print", "slide") else Roll
+    first, other = make(rng, kind, options), make(rng, kind, options)
+    if make is Roll:
+        other.gain = first.gain  # one setting of the scanner
+    names = [options.photos[i % len(options.photos)] for i in rng.permutation(max(options.frames, len(options.photos)))]
+    scans, what = [], []
+    for i in range(options.frames):
+        r = (i + 0.5) / options.frames if options.odd_last else rng.uniform()
+        what.append("blank" if r < options.blank else "other" if r > 1 - options.other else "own")
+        scans.append((other if what[-1] == "other" else first).scan(rng, some_picture(rng, names[i]), what[-1] == "blank"))
+    levels = [scan.levels for scan in scans]
+    seen = [library.observe(scan, kind) for scan in levels]
+    alone = [library.analyse(scan, kind) for scan in levels]
+    told, members, sure = {}, {}, []
+
+    def tell(method, i, record):
+        if what[i] != "blank":
+            told.setdefault(method, {})[i] = judged(library.finish(levels[i], record), scans[i])
+    average = averaged([record for record, _ in alone])
+    for i in range(options.frames):
+        tell("one by one", i, alone[i][0])
+        tell("the first one's settings", i, alone[0][0])
+        tell("average settings", i, average)
+        if make is Box and what[i] != "blank":
+            unfinished = s.display((levels[i] / 255.0) ** (LEVELS / 10))
+            told.setdefault("as scanned", {})[i] = judged(unfinished, scans[i])
+    for size in options.groups:
+        for start in range(0, options.frames, size):
+            group = range(start, min(start + size, options.frames))
+            shared, member = library.solve([seen[i] for i in group])
+            for k, i in enumerate(group):
+                record, confidence = library.analyse(levels[i], kind, shared) if shared else alone[i]
+                tell(f"together, {size}", i, record)
+                if size == max(options.groups):
+                    members[(what[i], member[k])] = members.get((what[i], member[k]), 0) + 1
+                    if what[i] != "blank":
+                        sure.append((confidence, told[f"together, {size}"][i][0]))
+    return told, members, sure
+
+
+def spread(pictures):
+    casts = np.array([p[1:] for p in pictures])
+    return float(np.sqrt(((casts - casts.mean(0)) ** 2).sum(1).mean()))
+
+
+def table(kind, results, options):
+    """Prints it; -> whether the goals are met"""
+    print(f"\n**{kind}**: {options.rolls} rolls of {options.frames}, seed {options.seed}"
+          + (", with surroundings" if options.surroundings else "") + "\n")
+    print("| | mean | median | worst | above 10 | spread |\n|---|---|---|---|---|---|")
+    rows = {}
+    for method in results[0][0]:
+        rolls = [list(told[method].values()) for told, _, _ in results]
+        errors = np.array([p[0] for roll in rolls for p in roll])
+        rows[method] = errors.mean(), np.mean([spread(roll) for roll in rolls])
+        print(f"| {method} | {errors.mean():.2f} | {np.median(errors):.2f} | {errors.max():.1f} "
+              f"| {100 * np.mean(errors > 10):.0f} % | {rows[method][1]:.1f} |")
+    counts = {}
+    for _, members, _ in results:
+        for key, n in members.items():
+            counts[key] = counts.get(key, 0) + n
+    print("\nMembers: " + ", ".join(f"{what} {({1: 'in', 0: 'blank', -1: 'odd'})[m]} {n}"
+                                    for (what, m), n in sorted(counts.items())))
+    sure = np.array([v for _, _, pairs in results for v in pairs])
+    if len(sure):
+        good = sure[:, 1] < 2 * np.median(sure[:, 1])
+        print(f"Confidence {sure[:, 0].mean():.2f}; within twice the usual error {good.mean():.2f}")
+    if kind not in GOALS or "together, 8" not in rows:
+        return True
+    error, width = (rows["together, 8"][i] / rows["one by one"][i] for i in range(2))
+    most_error, most_width = GOALS[kind]
+    print(f"Of 8 against one by one: error {error:.2f} (goal {most_error}), spread {width:.2f} (goal {most_width or '-'})")
+    return error <= most_error and (most_width is None or width <= most_width)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("photos", nargs="+", type=Path, help="photographs, or folders of them")
+    parser.add_argument("--library", type=Path, default=REPOSITORY / "build/release/libzep3.so")
+    parser.add_argument("--kind", action="append", help="again for more; default: all six")
+    parser.add_argument("--rolls", type=int, default=4)
+    parser.add_argument("--frames", type=int, default=24, help="of a roll")
+    parser.add_argument("--groups", type=int, nargs="+", default=GROUPS, help="that are finished together")
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--films", type=Path, help="JSON of other films, as FILMS of simulate.py has them")
+    parser.add_argument("--lights", choices=("mixed", "day", "lamp", "half"), default="mixed")
+    parser.add_argument("--stops", type=float, default=0.7, help="scatter of the exposures")
+    parser.add_argument("--scatter", type=float, default=0.25, help="of the fading within a box")
+    parser.add_argument("--other", type=float, default=0.0, help="share of frames of another film or fading")
+    parser.add_argument("--blank", type=float, default=0.0, help="share of blank frames")
+    parser.add_argument("--surroundings", action="store_true")
+    parser.add_argument("--workers", type=int, default=1)
+    parser.add_argument("--limits", action="store_true", help="fail where a goal is missed")
+    options = parser.parse_args()
+    options.odd_last = False
+    options.films = json.loads(options.films.read_text()) if options.films else s.FILMS
+    options.photos = sorted(f for p in options.photos for f in ([p] if p.is_file() else p.rglob("*"))
+                            if f.suffix.lower() in (".png", ".jpg", ".jpeg"))
+    if not options.photos or not options.library.exists():
+        print(f"no photographs, or no {options.library}", file=sys.stderr)
+        return 2
+    kinds = options.kind or ["negative", "faded-negative", "bw-negative", "faded-bw-negative", "faded-print", "faded-slide"]
+    met = True
+    with ProcessPoolExecutor(options.workers) as pool:
+        for kind in kinds:
+            results = list(pool.map(one_roll, [(i, kind, options) for i in range(options.rolls)]))
+            met = table(kind, results, options) and met
+            sys.stdout.flush()
+    return 1 if options.limits and not met else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,90 @@
+/* A roll of scans finished together. Usage: roll KIND WIDTH HEIGHT SCAN.raw...
+   Each file holds R G B, 8 bits, sRGB; the result is written beside it as SCAN.raw.finished. */
+#include <stdio.h>
+#include <stdlib.h>
+
+#include "zep3.h"
+
+static int64_t width, height;
+
+static int Fail(const char* name, const char* what) {
+  fprintf(stderr, "roll: %s: %s\n", name, what);
+  return 1;
+}
+
+/* Reads a scan and makes its pre-scan; both buffers are the caller's to free. */
+static int Open(const char* name, ZEP3_BmpInfo* scan, ZEP3_BmpInfo* prescan) {
+  const size_t bytes = (size_t)width * (size_t)height * 3;
+  const int64_t shrink = GetZEP3PrescanShrink(width, height);
+  uint8_t* pixels = malloc(bytes);
+  prescan->pBits = malloc(bytes);
+  SetZEP3Image(scan, pixels, width, height, 0, ZEP3_PIXEL_RGB, ZEP3_BITS_8);
+  FILE* file = fopen(name, "rb");
+  const int read = file != NULL && pixels != NULL && fread(pixels, 1, bytes, file) == bytes;
+  if (file != NULL) fclose(file);
+  return read && MakeZEP3Prescan(scan, ZEP3_GAMMA_SRGB, shrink, prescan);
+}
+
+static int Write(const char* name, const ZEP3_BmpInfo* scan) {
+  char path[4096];
+  if (snprintf(path, sizeof path, "%s.finished", name) >= (int)sizeof path) return 0;
+  const size_t bytes = (size_t)width * (size_t)height * 3;
+  FILE* file = fopen(path, "wb");
+  const int written = file != NULL && fwrite(scan->pBits, 1, bytes, file) == bytes;
+  return (file == NULL || fclose(file) == 0) && written;
+}
+
+/* One of the two passes over all scans. `shared` is null in the first; then `seen` is written. */
+static int Pass(char** names, int count, const char* kind, const ZEP3_SHARED* shared, ZEP3_OBSERVATION* seen) {
+  double film[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+  for (int i = 0; i < count; i++) {
+    ZEP3_PARA para;
+    ZEP3_TONE master, rgb[3];
+    ResetZEP3(&para, &master, rgb);
+    SetZEP3Kind(&para, kind);
+    ZEP3_BmpInfo scan, prescan;
+    int done = Open(names[i], &scan, &prescan);
+    if (done && seen != NULL) {
+      done = ObserveZEP3(&prescan, &para, film, &seen[i]);
+    } else if (done) {
+      uint16_t table[3 * 256];
+      done =
+          shared != NULL ? ZEP3Shared(&prescan, &para, film, shared, NULL) : ZEP3Adaptive(&prescan, &para, film, NULL);
+      const double chroma = GetZEP3Chroma(&para);
+      done = done && MakeZEP3ScanLUT(&para, film, ZEP3_GAMMA_SRGB, 256, table) &&
+             ApplyZEP3ScanLUT(&scan, table, chroma) && Write(names[i], &scan);
+    }
+    free(scan.pBits);
+    free(prescan.pBits);
+    if (!done) return Fail(names[i], "cannot be read, finished or written");
+  }
+  return 0;
+}
+
+int main(int argc, char** argv) {
+  width = argc > 4 ? strtol(argv[2], NULL, 10) : 0;
+  height = argc > 4 ? strtol(argv[3], NULL, 10) : 0;
+  if (width < 1 || height < 1 || width > 30000 || height > 30000 || FindZEP3Kind(argv[1]) == NULL) {
+    fputs("usage: roll KIND WIDTH HEIGHT SCAN.raw...\n", stderr);
+    return 2;
+  }
+  const int count = argc - 4;
+  char** names = argv + 4;
+  ZEP3_OBSERVATION* seen = calloc((size_t)count, sizeof *seen);
+  int64_t* member = calloc((size_t)count, sizeof *member);
+  ZEP3_SHARED shared;
+  int status = seen == NULL || member == NULL ? Fail(argv[1], "out of memory") : 0;
+  if (status == 0) status = Pass(names, count, argv[1], NULL, seen);
+  if (status == 0) {
+    const int together = SolveZEP3Shared(seen, count, &shared, member);
+    if (!together) fputs("too few belong together: each by itself\n", stderr);
+    for (int i = 0; together && i < count; i++) {
+      if (member[i] == ZEP3_MEMBER_ODD) fprintf(stderr, "%s does not belong\n", names[i]);
+      if (member[i] == ZEP3_MEMBER_BLANK) fprintf(stderr, "%s is blank\n", names[i]);
+    }
+    status = Pass(names, count, argv[1], together ? &shared : NULL, NULL);
+  }
+  free(seen);
+  free(member);
+  return status;
+}
