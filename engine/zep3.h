@@ -181,6 +181,9 @@ enum {
 #define ZEP3_REASON_SHOW_THROUGH (INT64_C(1) << 31)  /* what shows through from the other side taken back */
 #define ZEP3_REASON_WEAK_INK (INT64_C(1) << 32)      /* faint print, darkened */
 #define ZEP3_REASON_PICTURES_KEPT (INT64_C(1) << 33) /* pictures or boxes on the page kept as they are */
+#define ZEP3_REASON_SHARED (INT64_C(1) << 34)        /* with what was found of all of them together */
+#define ZEP3_REASON_ODD (INT64_C(1) << 35)           /* by itself: it shows another film, or faded otherwise */
+#define ZEP3_REASON_BLANK (INT64_C(1) << 36)         /* there is nothing on it, or nothing is left of it */
 
 /* ZEP3_SURFACE::lFound. */
 enum {
@@ -197,11 +200,6 @@ enum {
 
 /* Entries of a table of MakeZEP3PageLUT, and the paper's level above which a table does not go. */
 enum { ZEP3_PAGE_ENTRIES_8 = 4096, ZEP3_PAGE_ENTRIES_16 = 65536 };
-
-/* Of reasons, beyond the bits of an enumeration: how a frame of a roll, or an original of a box, was finished. */
-#define ZEP3_REASON_SHARED (INT64_C(1) << 34) /* with what was found of all of them together */
-#define ZEP3_REASON_ODD (INT64_C(1) << 35)    /* by itself: it shows another film, or faded otherwise */
-#define ZEP3_REASON_BLANK (INT64_C(1) << 36)  /* there is nothing on it, or nothing is left of it */
 
 /* ZEP3_EVIDENCE::lVerdict. */
 enum {

@@ -26,7 +26,7 @@ struct PositiveEstimate {
   double whiteCost = 0.0; // nats, of the proposal, likewise the next two
   double blackCost = 0.0;
   double historyCost = 0.0;
-  double over = 0.0;  // density by which the scan is too light where it is not white
+  double over = 0.0;       // density by which the scan is too light where it is not white
   double flare = 0.0;      // light, as a share of white, that lies on everything
   DensityModel found = {}; // the likeliest, without a look at the trust in it
   bool odd = false;        // it did not fit the box and was estimated by itself
