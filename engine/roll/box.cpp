@@ -42,18 +42,13 @@ double CostInBox(const PositiveCosts& costs, const DensityModel& model, const st
   return sum;
 }
 
-// How much wider than usual the box must be laid, from how badly the originals' ends fit its history against what each
-// one's own leaves.
-double ScatterOf(const PositiveCosts& costs, const DensityModel& model, const std::vector<Original>& originals) {
-  std::vector<double> worse;
-  for (const Original& original : originals) {
-    const auto ends = [&](const DensityModel& m) {
-      return costs.White(m, original.anchors) + costs.Black(m, original.anchors);
-    };
-    worse.push_back(ends(model) - ends(original.own));
-  }
-  const double unequal = Median(worse) / kUnequal;
-  return Clamp(unequal * std::fabs(unequal), 1.0, kScatterMost);
+// How much wider than usual the box must be laid.
+double ScatterOf(const PositiveMaterial& material, const DensityModel& found, const std::vector<Original>& originals) {
+  const BoxHistory history = {found, 0.0, 1.0};
+  const PositiveCosts usual(material, positive::kFadedHistory, &history);
+  std::vector<double> apart;
+  for (const Original& original : originals) apart.push_back(usual.ApartInColour(original.own));
+  return Clamp((Median(apart) - kOwnError) / kUnequal, 1.0, kScatterMost);
 }
 
 } // namespace
@@ -96,7 +91,7 @@ bool SolveBox(const ZEP3_OBSERVATION* seen, const std::vector<size_t>& order, ZE
     shared.dDye[c] = std::exp(found.logDye[c]);
   }
   for (const Original& original : originals) gains += original.gain;
-  shared.dScatter = ScatterOf(costs, found, originals);
+  shared.dScatter = ScatterOf(material, found, originals);
   // The more unequal they are, the less tells the evidence for one of another.
   shared.dGain = gains / static_cast<double>(originals.size()) / shared.dScatter;
 

@@ -131,11 +131,12 @@ ColourAxis ColourFit::Fit(const std::vector<FrameDensities>& frames) const {
                       {m_balance[0] + change[2], m_balance[1], m_balance[2] + change[3]}};
   };
   const Change start = {0.0, 0.0, -0.03, 0.03};
+  const double counts = kMostFrames / (kMostFrames + static_cast<double>(frames.size()));
   return axisOf(PatternSearch<4>(start, kDirections, kFirstStep, kLastStep, [&](const Change& change) {
     const ColourAxis axis = axisOf(change);
-    double cost = Unusual(axis);
+    double cost = 0.0;
     for (const FrameDensities& frame : frames) cost += Cost(frame, axis);
-    return cost;
+    return Unusual(axis) + counts * cost;
   }));
 }
 

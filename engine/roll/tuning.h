@@ -34,7 +34,7 @@ inline constexpr RollTuning kColour = {
     .contrastPrior = 0.0,
     .ownShare = 0.0,
     .whitePercent = 99.9,
-    .white = 0.0,
+    .white = -0.03,
     .toe = {0.205, 0.185, 0.165},
 };
 
@@ -46,7 +46,7 @@ inline constexpr RollTuning kFadedColour = {
     .contrastPrior = 0.2,
     .ownShare = 0.0,
     .whitePercent = 99.9,
-    .white = -0.015,
+    .white = -0.03,
     .toe = {0.205, 0.185, 0.165},
 };
 
@@ -56,19 +56,19 @@ inline constexpr RollTuning kMonochrome = {
     .rangeUsual = 0.72,
     .contrastSd = 0.14,
     .contrastPrior = 0.03,
-    .ownShare = 0.4,
+    .ownShare = 0.5,
     .whitePercent = 99.9,
-    .white = -0.03,
+    .white = -0.035,
     .toe = {0.22, 0.22, 0.22},
 };
 
 inline constexpr RollTuning kFadedMonochrome = {
     .slopeSd = {},
     .balanceSd = {},
-    .rangeUsual = 0.72,
+    .rangeUsual = 0.68,
     .contrastSd = 0.25,
     .contrastPrior = 0.22,
-    .ownShare = 0.4,
+    .ownShare = 0.5,
     .whitePercent = 99.9,
     .white = -0.03,
     .toe = {0.18, 0.18, 0.18},
@@ -85,11 +85,13 @@ inline constexpr int kBands = ZEP3_BANDS;
 inline constexpr double kBandEnd[kBands] = {0.02, 0.05, 0.10, 0.20, 0.35, 0.50, 0.65, 0.80, 0.90, 0.95, 0.98, 1.0};
 // How far a band's median lies from gray: half width of a Cauchy, and what it usually is off by, in red and blue.
 inline constexpr double kBandSigma[kBands] = {0.15, 0.18, 0.19, 0.19, 0.18, 0.16, 0.10, 0.07, 0.055, 0.05, 0.045, 0.04};
-inline constexpr double kBandBias[kBands][2] = {{0.0, 0.0},     {0.0, 0.0},     {0.02, -0.015}, {0.03, -0.03},
-                                                {0.045, -0.04}, {0.045, -0.04}, {0.03, -0.01},  {0.025, 0.005},
+inline constexpr double kBandBias[kBands][2] = {{0.0, -0.03},   {0.0, -0.03},   {0.02, -0.045}, {0.03, -0.06},
+                                                {0.045, -0.07}, {0.045, -0.07}, {0.03, -0.04},  {0.025, -0.025},
                                                 {0.025, 0.018}, {0.024, 0.02},  {0.024, 0.02},  {0.023, 0.021}};
 // Bands of one picture are not independent: what each counts for the film, and by band for the frame's light.
 inline constexpr double kBandWeight = 0.25;
+// Nor are the frames of one photographer: however many there are, they count as so many.
+inline constexpr double kMostFrames = 3.0;
 inline constexpr double kLightWeight[kBands] = {0, 0, 0, 0, 0, 0.07, 0.1, 0.14, 0.17, 0.2, 0.24, 0.34};
 // Density over slope from which, and over which, a band comes to count: the film's toe does not vote.
 inline constexpr double kStraightFrom = 0.15;
@@ -102,12 +104,18 @@ inline constexpr int kFilmLightFrom = -7, kFilmLightTo = 16; // steps: shade to 
 inline constexpr int kOwnLightFrom = -8, kOwnLightTo = 20;
 inline constexpr int kGreenSteps = 3; // across the line, to either side
 inline constexpr double kGreenSd = 0.03;
-inline constexpr double kDaylightShare = 0.72; // of frames
+inline constexpr double kDaylightShare = 0.8; // of frames
 inline constexpr double kDaylightSd = 0.05;
 inline constexpr double kOtherLight = 0.25; // density of all other light, relative to the daylight's peak
 // Whites are believed half that lie so far from what the bands say, beyond a piece of the line.
 inline constexpr double kWhiteScatter = 0.17;
-inline constexpr double kWhiteAlong = 0.05;
+inline constexpr double kWhiteAlong = 0.12;
+
+// ---- a frame by itself ----
+
+// Colour: what is found of it alone errs partly otherwise than the roll, and counts so much where its whites are
+// believed.
+inline constexpr double kAloneShare = 0.4;
 
 // ---- search of the film ----
 

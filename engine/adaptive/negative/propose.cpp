@@ -12,6 +12,7 @@
 #include "engine/common/scale.h"
 #include "engine/roll/observation.h"
 #include "engine/roll/roll.h"
+#include "engine/roll/tuning.h"
 
 namespace {
 
@@ -75,7 +76,14 @@ bool ProposeNegative(const View& view, const double* colorMatrix, const CZEP& st
   ZEP3_POINTS calculated[3];
   std::copy_n(para.ic.ch, 3, calculated);
   SetNegativeHeader(para.ic);
+  ZEP3_IC own = para.ic;
   estimator.FitPoints(para.ic);
+  NegativeEstimator alone(grid, picture, colour, faded);
+  if (reason == ZEP3_REASON_SHARED && colour && alone.Estimate(contrast, softer)) {
+    alone.FitPoints(own);
+    const double share = roll::kAloneShare * alone.Seen().neutral;
+    for (int c = 0; c < 3; c++) para.ic.ch[c] = PointsBetween(para.ic.ch[c], own.ch[c], share);
+  }
   if (usable && !onRoll) {
     for (int c = 0; c < 3; c++) para.ic.ch[c] = PointsBetween(calculated[c], para.ic.ch[c], estimator.OwnShare());
   }

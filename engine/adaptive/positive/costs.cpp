@@ -96,7 +96,7 @@ double PositiveCosts::History(const DensityModel& model) const {
   return cost;
 }
 
-double PositiveCosts::Apart(const DensityModel& model) const {
+PositiveCosts::Away PositiveCosts::AwayFrom(const DensityModel& model) const {
   double stain[3];
   double along = 0.0;
   double length = 0.0;
@@ -110,13 +110,19 @@ double PositiveCosts::Apart(const DensityModel& model) const {
   }
   const double factor = Clamp(along / std::max(length, box::kLeastSquares), box::kFactorLeast, box::kFactorMost);
   const double common = Mean(dye);
-  double squares = Square(common / box::kDye) +
-                   Square((factor - 1.0) / box::kStainFactor) * AtMost(1.0, std::sqrt(length) / box::kStainSeen);
+  Away away;
+  away.amount = Square((factor - 1.0) / box::kStainFactor) * AtMost(1.0, std::sqrt(length) / box::kStainSeen);
+  away.colour = Square(common / box::kDye);
   for (int c = 0; c < 3; c++) {
-    squares += Square((stain[c] - factor * (m_box->model.offset[c] - m_material.base)) / box::kStain);
-    squares += Square((dye[c] - common) / box::kDyeRatio);
+    away.colour += Square((stain[c] - factor * (m_box->model.offset[c] - m_material.base)) / box::kStain);
+    away.colour += Square((dye[c] - common) / box::kDyeRatio);
   }
-  squares /= Square(m_box->scatter);
+  return away;
+}
+
+double PositiveCosts::Apart(const DensityModel& model) const {
+  const Away away = AwayFrom(model);
+  const double squares = (away.colour + away.amount) / Square(m_box->scatter);
   // Squares near the box, in proportion far from it.
   return box::kStraight * (std::sqrt(1.0 + squares / box::kStraight) - 1.0);
 }
@@ -124,5 +130,7 @@ double PositiveCosts::Apart(const DensityModel& model) const {
 double PositiveCosts::Total(const DensityModel& model, const Anchors& anchors) const {
   const double ends = White(model, anchors) + Black(model, anchors);
   if (m_box == nullptr) return ends + History(model);
-  return ends + box::kHistoryShare * History(model) + Apart(model);
+  // What the box does not tell, the usual history must.
+  const double usual = 1.0 - (1.0 - box::kHistoryShare) / Square(m_box->scatter);
+  return ends + usual * History(model) + Apart(model);
 }
