@@ -16,6 +16,7 @@ struct FrameOnRoll {
   double ownShare;     // of the frame's own lack of range that is made up for
   double whitePercent; // of the picture, which prints as ...
   double white;        // ... this exposure, relative to paper white
+  double aloneShare;   // in the print, of what is found of the frame by itself, where its whites are believed
   double usualWhite;   // exposure of a usual frame's whites
   bool blank;
 

@@ -158,6 +158,13 @@ Ends EndsOf(const FrameLevels& frame, const FrameOnRoll& place, bool colour) {
   return {end[0], end[1]};
 }
 
+// 0..1, from what the frames leave unexplained.
+double DoubtAbout(const ZEP3_SHARED& shared, const RollTuning& tuning) {
+  const double scatter = shared.dSpread * std::sqrt(static_cast<double>(shared.lMembers));
+  const double doubt = (shared.dCost - tuning.costUsual) / kDoubtCost + (scatter - kScatterUsual) / kDoubtScatter;
+  return Clamp(doubt, 0.0, 1.0);
+}
+
 FrameOnRoll Place(const FrameLevels& frame, const ColourFit* fit, const ZEP3_SHARED& shared) {
   const bool faded = IsFaded(shared.lSubMode);
   const RollTuning& tuning = TuningFor(fit != nullptr, faded);
@@ -183,6 +190,8 @@ FrameOnRoll Place(const FrameLevels& frame, const ColourFit* fit, const ZEP3_SHA
   place.ownShare = tuning.ownShare;
   place.whitePercent = tuning.whitePercent;
   place.white = tuning.white;
+  const double doubt = fit != nullptr ? DoubtAbout(shared, tuning) : 0.0;
+  place.aloneShare = tuning.aloneShare + doubt * (1.0 - tuning.aloneShare);
   place.usualWhite = shared.dWhite;
   place.blank = frame.blank;
   return place;

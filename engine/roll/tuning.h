@@ -11,6 +11,8 @@ struct RollTuning {
   double slopeSd[2];   // natural logarithm of the slopes of red and blue against green
   double balanceSd[2]; // balance of a neutral by daylight, red and blue
 
+  double costUsual;    // misfit of a roll's middle frame, nats
+
   // ---- contrast ----
   double rangeUsual;    // natural logarithm of a full scene's exposure range on a usual film
   double contrastSd;    // natural logarithm by which films differ
@@ -21,6 +23,9 @@ struct RollTuning {
   double whitePercent; // percentile of the picture that prints as ...
   double white;        // ... this exposure, relative to paper white
   double toe[3];       // of the film's curve
+
+  // What is found of a frame by itself errs partly otherwise than the roll: the share that it has in the print.
+  double aloneShare;
 };
 
 namespace roll {
@@ -29,6 +34,7 @@ namespace roll {
 inline constexpr RollTuning kColour = {
     .slopeSd = {0.03, 0.042},
     .balanceSd = {0.05, 0.09},
+    .costUsual = 5.0,
     .rangeUsual = 0.66,
     .contrastSd = 0.14,
     .contrastPrior = 0.0,
@@ -36,11 +42,13 @@ inline constexpr RollTuning kColour = {
     .whitePercent = 99.9,
     .white = -0.03,
     .toe = {0.205, 0.185, 0.165},
+    .aloneShare = 0.4,
 };
 
 inline constexpr RollTuning kFadedColour = {
     .slopeSd = {0.25, 0.25},
     .balanceSd = {0.06, 0.10},
+    .costUsual = 2.4,
     .rangeUsual = 0.68,
     .contrastSd = 0.25,
     .contrastPrior = 0.2,
@@ -48,11 +56,13 @@ inline constexpr RollTuning kFadedColour = {
     .whitePercent = 99.9,
     .white = -0.03,
     .toe = {0.205, 0.185, 0.165},
+    .aloneShare = 0.4,
 };
 
 inline constexpr RollTuning kMonochrome = {
     .slopeSd = {},
     .balanceSd = {},
+    .costUsual = 0.0,
     .rangeUsual = 0.72,
     .contrastSd = 0.14,
     .contrastPrior = 0.03,
@@ -60,11 +70,13 @@ inline constexpr RollTuning kMonochrome = {
     .whitePercent = 99.9,
     .white = -0.035,
     .toe = {0.22, 0.22, 0.22},
+    .aloneShare = 0.0,
 };
 
 inline constexpr RollTuning kFadedMonochrome = {
     .slopeSd = {},
     .balanceSd = {},
+    .costUsual = 0.0,
     .rangeUsual = 0.68,
     .contrastSd = 0.25,
     .contrastPrior = 0.22,
@@ -72,6 +84,7 @@ inline constexpr RollTuning kFadedMonochrome = {
     .whitePercent = 99.9,
     .white = -0.03,
     .toe = {0.18, 0.18, 0.18},
+    .aloneShare = 0.3,
 };
 
 inline const RollTuning& TuningFor(bool colour, bool faded) {
@@ -111,11 +124,13 @@ inline constexpr double kOtherLight = 0.25; // density of all other light, relat
 inline constexpr double kWhiteScatter = 0.17;
 inline constexpr double kWhiteAlong = 0.12;
 
-// ---- a frame by itself ----
+// ---- doubt about a roll of colour film: several films in one, or hardly a neutral in its frames ----
 
-// Colour: what is found of it alone errs partly otherwise than the roll, and counts so much where its whites are
-// believed.
-inline constexpr double kAloneShare = 0.4;
+// Both take a frame's own share to all of it: misfit beyond the usual, nats, and the frames' scatter across the line of
+// incandescent light, log exposure.
+inline constexpr double kDoubtCost = 3.2;
+inline constexpr double kScatterUsual = 0.05;
+inline constexpr double kDoubtScatter = 0.12;
 
 // ---- search of the film ----
 

@@ -12,7 +12,6 @@
 #include "engine/common/scale.h"
 #include "engine/roll/observation.h"
 #include "engine/roll/roll.h"
-#include "engine/roll/tuning.h"
 
 namespace {
 
@@ -58,9 +57,9 @@ bool ProposeNegative(const View& view, const double* colorMatrix, const CZEP& st
   NegativeEstimator estimator(grid, picture, colour, faded);
   const double softer = kSofterStep * AtLeast(0.0, kFullLevel - CorrectLevelFromZero(para));
   int64_t reason = 0;
+  FrameOnRoll frame = {};
   if (shared != nullptr && estimator.Measure()) {
     ZEP3_OBSERVATION seen = {};
-    FrameOnRoll frame;
     ObserveFilm(estimator, grid, picture.blocks, colour, faded, contrast, seen);
     const int64_t member = PlaceOnRoll(seen, *shared, frame);
     reason = member == ZEP3_MEMBER       ? ZEP3_REASON_SHARED
@@ -79,9 +78,9 @@ bool ProposeNegative(const View& view, const double* colorMatrix, const CZEP& st
   ZEP3_IC own = para.ic;
   estimator.FitPoints(para.ic);
   NegativeEstimator alone(grid, picture, colour, faded);
-  if (reason == ZEP3_REASON_SHARED && colour && alone.Estimate(contrast, softer)) {
+  if (reason == ZEP3_REASON_SHARED && frame.aloneShare > 0.0 && alone.Estimate(contrast, softer)) {
     alone.FitPoints(own);
-    const double share = roll::kAloneShare * alone.Seen().neutral;
+    const double share = frame.aloneShare * alone.Seen().neutral;
     for (int c = 0; c < 3; c++) para.ic.ch[c] = PointsBetween(para.ic.ch[c], own.ch[c], share);
   }
   if (usable && !onRoll) {
