@@ -225,6 +225,25 @@ TEST(Boxes, OneOriginalRepeatedIsAsAlone) {
   for (size_t i = 0; i < alone.table.size(); i++) EXPECT_NEAR(together.table[i], alone.table[i], 6) << i;
 }
 
+// Prints that never lay together: nothing is taken from the others, but what they say of the usual.
+TEST(Boxes, UnequalOriginalsAreFinishedAsAlone) {
+  constexpr double kDyes[][3] = {{0.95, 0.95, 0.9}, {0.45, 0.8, 0.75}, {0.8, 0.85, 0.5}, {0.6, 0.6, 0.9},
+                                 {0.9, 0.55, 0.6},  {0.5, 0.9, 0.5},   {0.7, 0.7, 0.7},  {0.85, 0.6, 0.9}};
+  std::vector<ZEP3_OBSERVATION> seen;
+  for (const auto& dye : kDyes) seen.push_back(Observed(*FadedPrint(dye, 2.0), 2, 2));
+  const Solved box(seen);
+  ASSERT_TRUE(box.ok);
+  EXPECT_GT(box.shared.dScatter, 4.0);
+  for (const auto& dye : kDyes) {
+    const auto print = FadedPrint(dye, 2.0);
+    const Finished together(*print, box.shared, 2, 2);
+    const Analysed alone(*print, true, 2, 2);
+    int most = 0;
+    for (size_t i = 0; i < alone.table.size(); i++) most = std::max(most, std::abs(together.table[i] - alone.table[i]));
+    EXPECT_LE(most, 12) << dye[0] << " " << dye[1] << " " << dye[2];
+  }
+}
+
 // A foggy scene with yellow light among others: by itself it is taken for fresher, and its blue for the freshest.
 TEST(Boxes, LendAFoggySceneTheirHistory) {
   constexpr double kDye[3] = {0.6, 0.8, 0.7};
