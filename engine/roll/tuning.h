@@ -11,7 +11,7 @@ struct RollTuning {
   double slopeSd[2];   // natural logarithm of the slopes of red and blue against green
   double balanceSd[2]; // balance of a neutral by daylight, red and blue
 
-  double costUsual; // misfit of a roll's middle frame, nats
+  double costUsual; // misfit of the middle frame, nats, beyond which a roll is doubted
 
   // ---- contrast ----
   double rangeUsual;    // natural logarithm of a full scene's exposure range on a usual film
