@@ -3,18 +3,9 @@
 #include <cmath>
 
 #include "engine/common/scale.h"
+#include "engine/common/weight.h"
 
 namespace {
-
-// A weight for each unit of a measurement, which counts within what 94 of 100 simulated scans had: beyond it nothing
-// is known.
-struct Weight {
-  double perUnit;
-  double least;
-  double most;
-
-  double Of(double measured) const { return perUnit * Clamp(measured, least, most); }
-};
 
 // Unfaded prints and slides: an exposure made up for is usually right, one that hides in blacks that are none is not.
 constexpr double kUnfaded = -0.86;

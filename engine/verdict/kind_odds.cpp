@@ -71,8 +71,7 @@ double NegativeLogOdds(const View& view) {
   const auto part = [](double of, const double(&from)[2]) {
     return Clamp((of - from[0]) / (from[1] - from[0]), 0.0, 1.0);
   };
-  const auto odds = [](const Odds& of, double measured) { return of.perUnit * Clamp(measured, of.least, of.most); };
-  return kOdds + odds(kOddsDarkest, dense[1]) + odds(kOddsRatio, ratio) +
-         odds(kOddsShade, Mean(shade) / AtLeast(kLeastRange, Mean(range))) + odds(kOddsClear, Smallest(clear)) +
-         odds(kOddsMask, part(mask, kMaskFrom) * part(ratio, kMaskRatio));
+  return kOdds + kOddsDarkest.Of(dense[1]) + kOddsRatio.Of(ratio) +
+         kOddsShade.Of(Mean(shade) / AtLeast(kLeastRange, Mean(range))) + kOddsClear.Of(Smallest(clear)) +
+         kOddsMask.Of(part(mask, kMaskFrom) * part(ratio, kMaskRatio));
 }

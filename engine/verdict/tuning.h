@@ -2,6 +2,8 @@
 // picture's blocks.
 #pragma once
 
+#include "engine/common/weight.h"
+
 namespace verdict {
 
 // ---- what is measured ----
@@ -49,11 +51,6 @@ inline constexpr double kDeniedNegative = -5.7;
 
 // ---- odds that a scan shows a negative ----
 
-// A measurement's weight, and the range within which it counts: 98 of 100 scans lie there.
-struct Odds {
-  double perUnit, least, most;
-};
-
 // A logistic regression over 1656 scans of 46 photographs as every kind of original. Densities; zones are shares of the
 // picture from its lightest to its darkest.
 inline constexpr double kLightest[2] = {0.0, 0.01};
@@ -62,14 +59,13 @@ inline constexpr double kDarkest[2] = {0.99, 1.0};
 inline constexpr double kLeastLevel = 0.7; // linear; below is noise
 inline constexpr double kLeastRange = 0.1; // of the channels' mean, lest the shares below mean nothing
 inline constexpr double kOdds = -8.85;
-inline constexpr Odds kOddsDarkest = {
-    -5.1, 0.53, 3.0}; // of the middle channel there: film is seldom dense, and one may lack its light
-inline constexpr Odds kOddsRatio = {3.79, 0.13, 1.0};   // of the channels' least range to their largest
-inline constexpr Odds kOddsShade = {11.08, 0.31, 0.99}; // of what is dark, as a share of the range
-inline constexpr Odds kOddsClear = {11.79, 0.0, 0.79};  // of the lightest in the clearest channel
-inline constexpr Odds kOddsMask = {6.29, 0.0, 1.0};     // 1: a whole orange mask
-inline constexpr double kMaskFrom[2] = {0.15, 0.3};     // density of blue beyond red: a mask begins, and is a whole one
-inline constexpr double kMaskGreen = 1.4;               // by which green beyond red counts like it
+inline constexpr Weight kOddsDarkest = {-5.1, 0.44, 3.0}; // of the middle channel: film is seldom dense
+inline constexpr Weight kOddsRatio = {3.79, 0.13, 1.0};   // of the channels' least range to their largest
+inline constexpr Weight kOddsShade = {11.08, 0.31, 0.99}; // of what is dark, as a share of the range
+inline constexpr Weight kOddsClear = {11.79, 0.0, 0.79};  // of the lightest in the clearest channel
+inline constexpr Weight kOddsMask = {6.29, 0.0, 1.0};     // 1: a whole orange mask
+inline constexpr double kMaskFrom[2] = {0.15, 0.3}; // density of blue beyond red: a mask begins, and is a whole one
+inline constexpr double kMaskGreen = 1.4;           // by which green beyond red counts like it
 inline constexpr double kMaskRatio[2] = {0.5, 0.7}; // the ratio above: a yellow picture has no range in blue, film has
 
 // ---- leaving a scan as it is ----
