@@ -3,24 +3,15 @@
 #include <cmath>
 
 #include "engine/common/scale.h"
+#include "engine/common/weight.h"
 
 namespace {
 
-// A weight for each unit of a measurement, which counts within what 94 of 100 simulated scans had: beyond it nothing
-// is known.
-struct Weight {
-  double perUnit;
-  double least;
-  double most;
-
-  double Of(double measured) const { return perUnit * Clamp(measured, least, most); }
-};
-
 // Unfaded prints and slides: an exposure made up for is usually right, one that hides in blacks that are none is not.
-constexpr double kUnfaded = -0.95;
-constexpr Weight kUnfadedTrust = {1.83, 0.0, 1.0};
-constexpr Weight kUnfadedBlack = {1.12, 0.72, 3.09};
-constexpr Weight kUnfadedOffset = {-8.89, 0.0, 0.338};
+constexpr double kUnfaded = -0.86;
+constexpr Weight kUnfadedTrust = {2.38, 0.0, 1.0};
+constexpr Weight kUnfadedBlack = {1.10, 0.72, 3.09};
+constexpr Weight kUnfadedOffset = {-9.71, 0.0, 0.338};
 
 constexpr double kFaded = 0.02;
 constexpr Weight kFadedTrust = {1.69, 0.19, 1.0};

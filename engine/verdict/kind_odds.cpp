@@ -60,13 +60,18 @@ double NegativeLogOdds(const View& view) {
     range[c] = darkest.At(c) - clear[c];
     shade[c] = shadow.At(c) - clear[c];
   }
+  double dense[3] = {darkest.At(0), darkest.At(1), darkest.At(2)};
+  std::sort(dense, dense + 3);
+  const double ratio = Smallest(range) / AtLeast(kLeastRange, Largest(range));
   // The mask lies on everything; blue is denser than green, green than red.
-  double mask = kMaskTo;
+  double mask = kMaskFrom[1];
   for (const Zone& zone : zones) {
     mask = std::min({mask, zone.At(2) - zone.At(0), kMaskGreen * (zone.At(1) - zone.At(0))});
   }
-  const double masked = AtLeast(0.0, (mask - kMaskFrom) / (kMaskTo - kMaskFrom));
-  const double whole = Clamp(Mean(range), kLeastRange, kMostRange);
-  return kOdds + kOddsRange * whole + kOddsLeastRange * AtLeast(kLeastRange, Smallest(range)) +
-         kOddsShade * Mean(shade) / whole + kOddsClear * Smallest(clear) + kOddsMask * masked;
+  const auto part = [](double of, const double(&from)[2]) {
+    return Clamp((of - from[0]) / (from[1] - from[0]), 0.0, 1.0);
+  };
+  return kOdds + kOddsDarkest.Of(dense[1]) + kOddsRatio.Of(ratio) +
+         kOddsShade.Of(Mean(shade) / AtLeast(kLeastRange, Mean(range))) + kOddsClear.Of(Smallest(clear)) +
+         kOddsMask.Of(part(mask, kMaskFrom) * part(ratio, kMaskRatio));
 }

@@ -81,6 +81,8 @@ bool ProposePositive(const View& view, const CZEP& standard, bool usable, const 
   if (!usable && !HaveUsableLevels(grid, picture.blocks, *standard.m_pHist, DocType(para))) return false;
 
   ZEP3_IC& ic = para.ic;
+  ZEP3_POINTS calculated[3];
+  std::copy_n(ic.ch, 3, calculated);
   double gamma[3];
   for (int c = 0; c < 3; c++) {
     const CurvePoints points = CurveThrough([&](double out) {
@@ -90,6 +92,10 @@ bool ProposePositive(const View& view, const CZEP& standard, bool usable, const 
     });
     ic.ch[c] = ToRecord(points);
     gamma[c] = points.gamma;
+  }
+  if (usable && !faded) {
+    const double share = para.lAgainstLight != 0 ? kBacklitShare : kStandardShare * std::sqrt(estimate.trust);
+    for (int c = 0; c < 3; c++) ic.ch[c] = PointsBetween(ic.ch[c], calculated[c], share);
   }
   ic.wHlCurveType = ZEP3_HL_ROLL_OFF;
   ic.wSdCurveType = ZEP3_SD_TOE;

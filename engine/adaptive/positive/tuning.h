@@ -144,6 +144,14 @@ inline constexpr double kOverBlack = 3.0;  // nats per unit of density by which 
 inline constexpr double kOverUsual = 0.2;  // density, two thirds of a stop, at full belief
 inline constexpr double kOverFade = 1.5;   // what is made up for fades toward white as 1 - light to this power
 
+// ---- unfaded originals: beside the standard analysis ----
+
+// Where something did happen to the picture, stretched ranges err by other things than the likeliest cast and exposure
+// do, so that a mean of both is nearer. Share of the standard analysis where the change is sure; where it is not, times
+// the root of the trust.
+inline constexpr double kStandardShare = 0.85;
+inline constexpr double kBacklitShare = 1.0; // with a backlight correction, whose curve is made for stretched ranges
+
 // ---- search ----
 
 inline constexpr double kStartDyeLeast = 0.45;
