@@ -719,7 +719,7 @@ ZEP3_API int ObserveZEP3(const ZEP3_BmpInfo* bmp, const ZEP3_PARA* para, const d
  *
  * Returns 1. Returns 0 with nothing written when a pointer is null, the observations are of several kinds or colour
  * matrices, and when too few belong to say anything that is better than each by itself: at least 2 colour negatives, 4
- * others. Then ZEP3Adaptive is the call for each. Takes time in proportion to lCount: 36 frames some 50 ms.
+ * others. Then ZEP3Adaptive is the call for each. Takes time in proportion to lCount: 36 frames some 10 ms.
  */
 ZEP3_API int SolveZEP3Shared(const ZEP3_OBSERVATION* seen, int64_t lCount, ZEP3_SHARED* shared, int64_t* member);
 
