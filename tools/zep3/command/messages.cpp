@@ -25,7 +25,7 @@ Outcome ToOutcome(const Message& message) {
 
 Message ToMessage(const Job& job) { return {job.scan, job.result, job.refusal, job.named ? "1" : ""}; }
 
-Job ToJob(const Message& message) { return {message.at(0), message.at(1), message.at(2), !message.at(3).empty()}; }
+Job ToJob(const Message& message) { return {message.at(0), message.at(1), message.at(2), !message.at(3).empty(), ""}; }
 
 Message ToMessage(const Outcome& outcome) {
   Message message = {std::to_string(static_cast<int>(outcome.status)),

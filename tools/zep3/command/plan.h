@@ -15,6 +15,7 @@ struct Job {
   std::string result;  // empty: none; "-": standard output
   std::string refusal; // not empty: what is wrong with the job itself
   bool named = false;  // the user named the result, so that its name says the format
+  std::string folder;  // in which the scan was found; empty: it was named itself. Stays in this process
 };
 
 // Hands out the jobs one by one. Lists are read as they arrive, so that a scanner can go on while the first pages are

@@ -10,6 +10,7 @@
 #include "interrupt.h"
 #include "job/compare.h"
 #include "job/correct.h"
+#include "job/observe.h"
 #include "job/print.h"
 #include "log.h"
 #include "opening/scan.h"
@@ -25,6 +26,8 @@ Outcome Dispatch(const Job& job, const Options& options) {
       return PrintTables(job, options);
     case Command::kCompare:
       return CompareKinds(job, options);
+    case Command::kObserve:
+      return ObserveScan(job, options);
     case Command::kCorrect:
       break;
   }
