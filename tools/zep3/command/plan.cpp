@@ -23,19 +23,18 @@ bool SameFile(const std::string& a, const std::string& b) {
   return fs::equivalent(a, b, ignored);
 }
 
-// One name for a file, however it is reached; also for one that does not exist yet.
-std::string Canonical(const fs::path& path) {
-  std::error_code error;
-  const fs::path canonical = fs::weakly_canonical(path, error);
-  return (error ? path.lexically_normal() : canonical).string();
-}
-
 // The form of `zep3 tables` as an extension.
 std::string ExtensionOf(const std::string& tableForm) {
   return tableForm == "text" || tableForm == "scanimage" ? ".txt" : "." + tableForm;
 }
 
 } // namespace
+
+std::string Canonical(const fs::path& path) {
+  std::error_code error;
+  const fs::path canonical = fs::weakly_canonical(path, error);
+  return (error ? path.lexically_normal() : canonical).string();
+}
 
 Plan::Plan(const Options& options) : m_options(options) {
   for (const std::string& input : options.inputs) m_scans.insert(Canonical(SplitOptions(input).name));

@@ -62,9 +62,13 @@ Roll ReadBefore(const RollJobs& roll, const Options& options, const Roll& now) {
 std::vector<RollJobs> GatherRolls(const Options& options, const Roll& now) {
   std::vector<RollJobs> rolls;
   std::map<std::string, size_t> places, files;
+  std::set<std::string> scans; // one named twice would count twice
   Plan plan(options);
   while (std::optional<Job> job = plan.Next()) {
     if (job->scan == "-") job->refusal = "standard input can be read but once, and scans of a roll are read twice";
+    const NameWithOptions scan = SplitOptions(job->scan);
+    if (job->refusal.empty() && !scans.insert(Canonical(scan.name) + scan.options).second)
+      job->refusal = "is named twice";
     const std::string from = options.recursive ? job->folder : "";
     const auto [place, isNew] = places.emplace(from, rolls.size());
     if (isNew) rolls.push_back({from, "", {}, now});
@@ -75,7 +79,7 @@ std::vector<RollJobs> GatherRolls(const Options& options, const Roll& now) {
   for (size_t i = 0; i < rolls.size(); i++) {
     RollJobs& roll = rolls[i];
     if (roll.file.empty()) continue;
-    const auto [other, isNew] = files.emplace(fs::weakly_canonical(roll.file).string(), i);
+    const auto [other, isNew] = files.emplace(Canonical(roll.file), i);
     if (!isNew) {
       throw UsageError("the rolls " + rolls[other->second].from + " and " + roll.from + " would share " + roll.file +
                        "; name the folder above them, or give each a run of its own");
