@@ -61,6 +61,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/tiff/tiff_directory.cpp
   tools/zep3/tiff/tiff_layout.cpp
   tools/zep3/tiff/tiff_pages.cpp
+  tools/zep3/told/command_words.cpp
   tools/zep3/told/compare_page.cpp
   tools/zep3/told/evidence.cpp
   tools/zep3/told/html.cpp
@@ -69,6 +70,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/told/report.cpp
   tools/zep3/told/report_page.cpp
   tools/zep3/told/roll_file.cpp
+  tools/zep3/told/roll_page.cpp
   tools/zep3/told/side_files.cpp
   tools/zep3/told/sidecar.cpp
 )

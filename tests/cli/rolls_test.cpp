@@ -83,6 +83,16 @@ TEST_F(Rolls, AreTheSameBitsInAnyOrderByAnyNumberOfWorkers) {
   EXPECT_IN("one/roll.zep3.json: 6 together, 1 odd: in/foreign.ppm (unlike the others", run.err);
   EXPECT_IN("), 1 blank: in/empty.ppm\n", run.err);
   EXPECT_EQ(Sidecar("one/foreign.ppm")["member"], "odd");
+  // The contact sheet shows each before and after, and says who is not like the others; nothing is fetched.
+  const std::string page = Read("one/roll.zep3.html");
+  const auto count = [&](const std::string& text) {
+    return std::distance(std::sregex_iterator(page.begin(), page.end(), std::regex(text)), std::sregex_iterator());
+  };
+  EXPECT_EQ(count("<img [^>]* src=\"data:image/jpeg;base64,"), 16);
+  EXPECT_EQ(count("class=\"frame apart\""), 2);
+  EXPECT_EQ(count("Odd: unlike the others|Blank: there is nothing"), 2);
+  EXPECT_EQ(count("zep3 -k negative in/[a-z]*.(ppm|png) -o by-itself/<"), 8);
+  EXPECT_EQ(count("http"), 1); // of the policy's http-equiv
   File("list", "in/foreign.ppm\nin/e.ppm\nin/deep.png\nin/a.ppm\nin/empty.ppm\nin/d.ppm\nin/b.ppm\nin/c.ppm\n");
   ExpectDone("--roll --no-sync -k negative --files-from list -o two -j2 --sidecar");
   ExpectDone("--roll --no-sync -k negative -r in -o four -j4 --sidecar");
@@ -190,6 +200,11 @@ TEST_F(Rolls, UnreadableScanIsNoMember) {
   ExpectFault("--use-roll ended/roll.zep3.json in/a.ppm -o x.ppm", "holds nothing that its scans share", 2);
   ExpectDone("--roll --no-sync -k negative in -o ended");
   ExpectSamePictures("ended", "whole");
+  // A page that is made later shows those, too, that were finished before.
+  fs::remove(m_folder / "ended/a.ppm");
+  fs::remove(m_folder / "ended/roll.zep3.html");
+  ExpectDone("--roll --no-sync -k negative in -o ended");
+  EXPECT_IN("Finished by an earlier run", Read("ended/roll.zep3.html"));
 }
 
 // Killed before each call that writes: the next run ends as if nothing had been.

@@ -98,9 +98,10 @@ struct Options {
   std::optional<int> inputGamma, outputGamma; // tenths
   bool saturation = true;
   bool gray = false;
-  std::string useSidecar; // empty: analyse
-  bool roll = false;      // the scans are finished together
-  std::string useRoll;    // a roll's file that says what they share; empty: none
+  std::string useSidecar;   // empty: analyse
+  bool roll = false;        // the scans are finished together
+  int64_t rollPictures = 0; // pixels of the longer side of its contact sheet's pictures; 0: there is none
+  std::string useRoll;      // a roll's file that says what they share; empty: none
 
   int jobs = 0; // 0: one per processor
   bool dryRun = false;

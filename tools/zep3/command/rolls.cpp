@@ -21,6 +21,7 @@
 #include "job/result.h"
 #include "told/evidence.h"
 #include "told/roll_file.h"
+#include "told/roll_page.h"
 
 namespace fs = std::filesystem;
 
@@ -126,7 +127,9 @@ class RollRun {
     if (!m_roll.scans.empty()) WriteFile(m_jobs.file, RollText(m_roll));
     if (IsInterrupted()) return TellFailed(m_jobs.jobs.size());
     Finish();
-    if (!IsInterrupted() && !m_roll.scans.empty()) m_reporter.Note(m_jobs.file + ": " + MembersText(m_roll));
+    if (IsInterrupted() || m_roll.scans.empty()) return;
+    WritePage();
+    m_reporter.Note(m_jobs.file + ": " + MembersText(m_roll));
   }
 
  private:
@@ -209,25 +212,45 @@ class RollRun {
     finishing.analysis.roll = true;
     finishing.analysis.shared = m_roll.shared;
     std::vector<size_t> toFinish;
+    bool allFinished = true;
     for (size_t i = 0; i < m_jobs.jobs.size(); i++) {
       if (!m_failed.contains(i)) toFinish.push_back(i);
+      if (!m_failed.contains(i)) allFinished = allFinished && IsTaken(m_jobs.jobs[i], m_options);
     }
+    size_t frames = 0;
+    for (const ObservedScan& scan : m_roll.scans) frames += scan.pages.size();
+    if (!allFinished || !fs::exists(PageName())) finishing.rollPictures = RollPictureSide(frames);
     size_t given = 0, taken = 0;
     const auto next = [&]() -> std::optional<Job> {
       return given < toFinish.size() ? std::optional(m_jobs.jobs[toFinish[given++]]) : std::nullopt;
     };
     const auto done = [&](const Job& job, const Outcome& outcome) {
       TellFailed(toFinish[taken++]);
-      m_reporter.Tell(job, outcome);
+      Tell(job, outcome);
     };
     RunJobs(finishing, WorkersFor(m_options, toFinish.size()), next, done);
     TellFailed(m_jobs.jobs.size());
   }
 
+  void Tell(const Job& job, const Outcome& outcome) {
+    m_frames.insert(m_frames.end(), outcome.frames.begin(), outcome.frames.end());
+    if (outcome.status == Status::kFailed) m_frames.push_back(FailedRollFrame(job.scan, outcome.message));
+    m_reporter.Tell(job, outcome);
+  }
+
+  std::string PageName() const { return (FolderOf(m_jobs.file) / kRollPageName).string(); }
+
+  // Where every scan had its result before, the page stays as it is.
+  void WritePage() const {
+    if (m_frames.empty()) return;
+    const fs::path folder = FolderOf(Canonical(m_jobs.file));
+    WriteFile(PageName(), RollPage(folder.filename().string(), m_roll, MembersText(m_roll), m_frames));
+  }
+
   // Those before the scan with this number.
   void TellFailed(size_t end) {
     while (!m_failed.empty() && m_failed.begin()->first < end) {
-      m_reporter.Tell(m_jobs.jobs[m_failed.begin()->first], m_failed.begin()->second);
+      Tell(m_jobs.jobs[m_failed.begin()->first], m_failed.begin()->second);
       m_failed.erase(m_failed.begin());
     }
   }
@@ -236,6 +259,7 @@ class RollRun {
   const Options& m_options;
   Reporter& m_reporter;
   Roll m_roll;
+  std::vector<std::string> m_frames;  // of the contact sheet
   std::map<size_t, Outcome> m_failed; // in the first pass, by the number of the scan; not told yet
 };
 

@@ -14,6 +14,7 @@
 #include "job/print.h"
 #include "log.h"
 #include "opening/scan.h"
+#include "told/roll_page.h"
 
 namespace {
 
@@ -31,7 +32,10 @@ Outcome Dispatch(const Job& job, const Options& options) {
     case Command::kCorrect:
       break;
   }
-  return Correct(job, options);
+  Outcome outcome = Correct(job, options);
+  if (options.rollPictures > 0 && outcome.status == Status::kSkipped)
+    outcome.frames.push_back(FinishedRollFrame(job, OriginalOf(job, options), options));
+  return outcome;
 }
 
 } // namespace
