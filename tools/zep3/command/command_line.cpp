@@ -35,6 +35,9 @@ constexpr const char* kExamples = R"(Examples:
   All scans below a folder, faded slides, the originals kept; run it again to go on where it stopped:
     zep3 -r -k faded-slide archive/slides -o archive/finished
 
+  A roll of film, or a box of faded slides, finished together, with a contact sheet of all:
+    zep3 --roll -k negative roll7/ -o finished/roll7
+
   A whole book as its first page was decided, the paper white:
     zep3 -k background page001.tif -o book/ --sidecar
 
