@@ -212,14 +212,12 @@ class RollRun {
     finishing.analysis.roll = true;
     finishing.analysis.shared = m_roll.shared;
     std::vector<size_t> toFinish;
-    bool allFinished = true;
     for (size_t i = 0; i < m_jobs.jobs.size(); i++) {
       if (!m_failed.contains(i)) toFinish.push_back(i);
-      if (!m_failed.contains(i)) allFinished = allFinished && IsTaken(m_jobs.jobs[i], m_options);
     }
     size_t frames = 0;
     for (const ObservedScan& scan : m_roll.scans) frames += scan.pages.size();
-    if (!allFinished || !fs::exists(PageName())) finishing.rollPictures = RollPictureSide(frames);
+    if (NeedsPage(toFinish)) finishing.rollPictures = RollPictureSide(frames);
     size_t given = 0, taken = 0;
     const auto next = [&]() -> std::optional<Job> {
       return given < toFinish.size() ? std::optional(m_jobs.jobs[toFinish[given++]]) : std::nullopt;
@@ -232,6 +230,18 @@ class RollRun {
     TellFailed(m_jobs.jobs.size());
   }
 
+  // Where every scan had its result before, the page stays as it is: making it would read them all again.
+  bool NeedsPage(const std::vector<size_t>& toFinish) const {
+    const auto isFinished = [&](size_t i) {
+      try {
+        return IsFinishedBefore(m_jobs.jobs[i], m_options);
+      } catch (const Failure&) {
+        return false; // the worker meets it again, and says it
+      }
+    };
+    return !fs::exists(PageName()) || !std::all_of(toFinish.begin(), toFinish.end(), isFinished);
+  }
+
   void Tell(const Job& job, const Outcome& outcome) {
     m_frames.insert(m_frames.end(), outcome.frames.begin(), outcome.frames.end());
     if (outcome.status == Status::kFailed) m_frames.push_back(FailedRollFrame(job.scan, outcome.message));
@@ -240,7 +250,6 @@ class RollRun {
 
   std::string PageName() const { return (FolderOf(m_jobs.file) / kRollPageName).string(); }
 
-  // Where every scan had its result before, the page stays as it is.
   void WritePage() const {
     if (m_frames.empty()) return;
     const fs::path folder = FolderOf(Canonical(m_jobs.file));

@@ -5,6 +5,7 @@
 
 #include "failure.h"
 #include "job/decide.h"
+#include "job/result.h"
 #include "opening/admission.h"
 #include "opening/scan.h"
 #include "page/analysis.h"
@@ -15,6 +16,11 @@ std::string OriginalOf(const Job& job, const Options& options) {
   if (!options.inPlace) return job.scan;
   const InPlace place(job.result, !options.noBackup);
   return place.HasOriginal() ? place.Backup() : job.scan;
+}
+
+bool IsFinishedBefore(const Job& job, const Options& options) {
+  if (!options.inPlace) return IsTaken(job, options);
+  return !options.overwrite && InPlace(job.result, !options.noBackup).IsCorrected();
 }
 
 ObservedScan IdentityOf(const Job& job, const Options& options) {

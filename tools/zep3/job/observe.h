@@ -12,6 +12,9 @@
 // Failure.
 std::string OriginalOf(const Job& job, const Options& options);
 
+// Whether an earlier run has finished the scan, so that this one leaves it. Throws Failure.
+bool IsFinishedBefore(const Job& job, const Options& options);
+
 // Name, size and time of the scan of a job, without its pages. Throws Failure.
 ObservedScan IdentityOf(const Job& job, const Options& options);
 

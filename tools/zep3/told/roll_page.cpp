@@ -144,7 +144,9 @@ std::string RollFrame(const Job& job, const Options& options, const CorrectedPag
                       size_t count) {
   const Correction& correction = corrected.correction;
   const auto side = static_cast<double>(options.rollPictures);
-  const Pictures pictures = {ShownPicture(small.image, side), ShownPicture(ResultSmall(corrected, small), side)};
+  SmallScan smaller = small; // corrected at the size that is shown, or nearly: the cut is a part of it
+  smaller.image = ShownPicture(small.image, corrected.cut ? 2 * side : side);
+  const Pictures pictures = {ShownPicture(smaller.image, side), ShownPicture(ResultSmall(corrected, smaller), side)};
   const Member member = correction.finding ? correction.finding->member : Member::kNone;
   const std::string verdict = correction.verdict <= ZEP3_VERDICT_GOOD ? "" : VerdictText(correction);
   return FrameHtml(job.scan + (count > 1 ? ", page " + std::to_string(corrected.page + 1) : ""), &pictures,
