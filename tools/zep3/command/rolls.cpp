@@ -143,6 +143,7 @@ class RollRun {
       if (const ObservedScan* seen = SeenBefore(job)) {
         found[i] = *seen;
         found[i].name = job.scan;
+        for (ObservedPage& page : found[i].pages) page.member = Member::kNone; // of this run nothing is solved yet
       } else {
         toSee.push_back(i);
       }
