@@ -22,6 +22,8 @@ add_library(zep3_program_parts STATIC
   tools/zep3/command/name_list.cpp
   tools/zep3/command/plan.cpp
   tools/zep3/command/reporter.cpp
+  tools/zep3/command/rolls.cpp
+  tools/zep3/command/run_jobs.cpp
   tools/zep3/command/workers.cpp
   tools/zep3/files/formats.cpp
   tools/zep3/files/output.cpp
@@ -30,6 +32,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/job/correct.cpp
   tools/zep3/job/correct_pages.cpp
   tools/zep3/job/decide.cpp
+  tools/zep3/job/observe.cpp
   tools/zep3/job/print.cpp
   tools/zep3/job/result.cpp
   tools/zep3/job/scan_job.cpp
@@ -58,12 +61,16 @@ add_library(zep3_program_parts STATIC
   tools/zep3/tiff/tiff_directory.cpp
   tools/zep3/tiff/tiff_layout.cpp
   tools/zep3/tiff/tiff_pages.cpp
+  tools/zep3/told/command_words.cpp
   tools/zep3/told/compare_page.cpp
   tools/zep3/told/evidence.cpp
   tools/zep3/told/html.cpp
+  tools/zep3/told/json_fields.cpp
   tools/zep3/told/packed_cells.cpp
   tools/zep3/told/report.cpp
   tools/zep3/told/report_page.cpp
+  tools/zep3/told/roll_file.cpp
+  tools/zep3/told/roll_page.cpp
   tools/zep3/told/side_files.cpp
   tools/zep3/told/sidecar.cpp
 )

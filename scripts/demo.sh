@@ -26,4 +26,6 @@ finish negative samples/strip.jpg strip.jpg --crop
 finish document samples/plate.jpg plate.jpg
 finish background samples/breviary.jpg breviary.jpg
 finish ground-color samples/breviary.jpg breviary-neutral.jpg
+$zep3 --roll --kind negative samples/roll --output $out/roll --overwrite --quiet
+printf '  %-14s %-28s %s\n' 'negative' 'samples/roll, together' $out/roll/roll.zep3.html
 printf '\nOpen %s/slide-faded.jpg.zep3.html in a browser to see the first one.\n' "$out"

@@ -145,7 +145,38 @@ def samples(m):
     s.save(SAMPLES / "negative-colour.jpg", negative(m, size=640), 90)
     s.save(SAMPLES / "negative-bw.jpg", negative(m, "camera", "mono"), 90)
     s.save(SAMPLES / "plate.jpg", m.page("plate", 1180))
+    roll_samples(m)
     (SAMPLES / "breviary.jpg").write_bytes((m.packages / PHOTOGRAPHS["breviary"]).read_bytes())
+
+
+# A roll of colour film through one setting of the scanner: what was photographed, stops of exposure, the light's kelvin.
+# The fifth is nearly all red, the last was not exposed.
+ROLL = [("mountains", 0.3, 5500), ("meadow", 0.8, 5500), ("brook", -0.2, 6800), ("dogs", 0.5, 6500),
+        ("coffee", 0.4, 5500), ("astronaut", 0.6, 5500), ("sunset", -0.1, 5500), ("brook", -12.0, 5500)]
+
+
+def roll_samples(m):
+    for i, (name, stops, kelvin) in enumerate(ROLL):
+        scan = s.scanned(s.negative(m.photograph(name, 480), "colour", stops, kelvin, seed=10 + i), 30 + i)
+        s.save(SAMPLES / "roll" / f"{i + 1}.jpg", scan, 85)
+
+
+def roll(m):
+    """The sample roll as scanned, finished one by one and together, and what was photographed."""
+    folder = pathlib.Path(m.temporary.name)
+    scans = [SAMPLES / "roll" / f"{i + 1}.jpg" for i in range(len(ROLL) - 1)]
+    originals = [m.page(name, 480) for name, _, _ in ROLL[:-1]]
+    rows = [["as scanned"] + [(np.asarray(Image.open(scan)), "") for scan in scans]]
+    for title, options in (("finished one by one", []), ("finished together", ["--roll"])):
+        out = folder / title
+        subprocess.run([m.program, "-k", "negative", *options, "-r", SAMPLES / "roll", "-o", out, "-q", "--no-sync",
+                        "--format", "png"], check=True)
+        results = [np.asarray(Image.open(out / f"{i + 1}.png").convert("RGB")) for i in range(len(scans))]
+        off = [difference(result, original) for result, original in zip(results, originals)]
+        rows.append([f"{title}: mean difference {np.mean(off):.1f}"] + [(r, f"{d:.1f}") for r, d in zip(results, off)])
+        print("   roll", title, np.round(off, 1), np.mean(off))
+    rows.append(["what was photographed"] + [(original, "") for original in originals])
+    s.save(IMAGES / "roll.jpg", compose(rows, 112, shared=True), 85)
 
 
 # The pictures of the guides for users.
@@ -377,7 +408,7 @@ def confidence(m):
 GROUPS = {"adaptive-prints": adaptive_prints, "adaptive-negatives": adaptive_negatives, "adaptive-frame": adaptive_frame,
           "adaptive-failures": adaptive_failures, "adaptive-densities": densities,
           "adaptive-confidence": confidence, "negatives": negatives,
-          "samples": samples, "before-after": before_after, "kind": kinds, "documents": documents, "wrong": wrong, "crop": crop}
+          "samples": samples, "before-after": before_after, "kind": kinds, "documents": documents, "wrong": wrong, "crop": crop, "roll": roll}
 
 
 def main():

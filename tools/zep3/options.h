@@ -43,8 +43,10 @@ struct AnalysisOptions {
   std::optional<bool> adaptive; // absent: as is best for the kind
   std::optional<std::array<double, 9>> matrix;
   AreaArgument area;
-  bool tablesAlone = false; // pages are not evened by their paper's surface
-  bool window = false;      // the picture's place is wanted of an analysis, too, that does not need it
+  bool tablesAlone = false;          // pages are not evened by their paper's surface
+  bool roll = false;                 // the pages are frames of a roll, or originals of a box ...
+  std::optional<ZEP3_SHARED> shared; // ... and this is what they share; absent: too few of them belong together
+  bool window = false;               // the picture's place is wanted of an analysis, too, that does not need it
   std::optional<PipetteArgument> grayPipette, gammaPipette;
 };
 
@@ -63,7 +65,8 @@ struct CropOptions {
   bool keepsTilt = false;       // nothing is turned
 };
 
-enum class Command { kCorrect, kAnalyse, kTables, kCompare };
+// kObserve: the first pass over a roll, which no user asks for by itself.
+enum class Command { kCorrect, kAnalyse, kTables, kCompare, kObserve };
 
 struct Options {
   Command command = Command::kCorrect;
@@ -95,7 +98,10 @@ struct Options {
   std::optional<int> inputGamma, outputGamma; // tenths
   bool saturation = true;
   bool gray = false;
-  std::string useSidecar; // empty: analyse
+  std::string useSidecar;   // empty: analyse
+  bool roll = false;        // the scans are finished together
+  int64_t rollPictures = 0; // pixels of the longer side of its contact sheet's pictures; 0: there is none
+  std::string useRoll;      // a roll's file that says what they share; empty: none
 
   int jobs = 0; // 0: one per processor
   bool dryRun = false;

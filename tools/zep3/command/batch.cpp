@@ -1,38 +1,25 @@
 // The way of a run: jobs from the plan go to worker processes, outcomes to the reporter.
 #include "command/batch.h"
 
-#include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <map>
-#include <thread>
 #include <utility>
 #include <vector>
-#include <vips/vips8>
 
-#include "command/messages.h"
 #include "command/plan.h"
 #include "command/reporter.h"
-#include "command/workers.h"
+#include "command/rolls.h"
+#include "command/run_jobs.h"
 #include "failure.h"
 #include "files/output.h"
 #include "files/pending_file.h"
 #include "interrupt.h"
 #include "job/result.h"
-#include "job/scan_job.h"
 #include "log.h"
-#include "opening/admission.h"
 #include "told/compare_page.h"
 
 namespace {
-
-void StartImageLibrary(int threads, const Options& options) {
-  RouteLibraryMessages(options.verbose);
-  if (VIPS_INIT("zep3") != 0) throw UsageError("libvips cannot be started");
-  BlockOtherLoaders(options.admission);
-  // Every scan is read once or twice from the top; nothing is worth keeping.
-  vips_cache_set_max(0);
-  vips_concurrency_set(threads);
-}
 
 // Throws UsageError where the page of zep3 compare would replace a file.
 void CheckPageFree(const Options& options) {
@@ -78,10 +65,10 @@ class ComparedScans {
 
 int RunBatch(const Options& options) {
   CatchSignals();
+  if (options.roll && !options.dryRun) return RunRolls(options);
   if (options.command == Command::kCompare) CheckPageFree(options);
   Plan plan(options);
   Reporter reporter(options);
-  const int processors = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
 
   std::optional<Job> first, second;
   const bool list = !options.filesFrom.empty();
@@ -92,30 +79,21 @@ int RunBatch(const Options& options) {
   // One alone goes to a worker, too: what a decoder dies of is said, and leaves nothing half-written.
   const bool alone = first && !second;
   if (!alone) reporter.Expect();
-  const int jobs = alone ? 1 : options.jobs > 0 ? options.jobs : processors;
   // Of many, the reporter alone draws a line: that of each result would be written over it.
   Options forWorkers = options;
   forWorkers.quiet |= !alone;
-  const auto work = [&](const Message& message) {
-    [[maybe_unused]] static const bool started = (StartImageLibrary(std::max(1, processors / jobs), options), true);
-    return ToMessage(RunJob(ToJob(message), forWorkers));
-  };
   ComparedScans compared(options);
-  WorkerEvents events;
-  events.next = [&]() -> std::optional<Message> {
+  const auto next = [&] {
     std::optional<Job>& waiting = first ? first : second;
     std::optional<Job> job = waiting ? std::exchange(waiting, std::nullopt) : plan.Next();
     if (job) compared.Expect(job->scan);
-    return job ? std::optional(ToMessage(*job)) : std::nullopt;
+    return job;
   };
-  events.done = [&](const Message& job, const std::optional<Message>& answer, const std::string& death) {
-    Outcome outcome = OutcomeOf(answer, death);
-    compared.Take(ToJob(job).scan, outcome);
-    reporter.Tell(ToJob(job), outcome);
+  const auto done = [&](const Job& job, Outcome outcome) {
+    compared.Take(job.scan, outcome);
+    reporter.Tell(job, outcome);
   };
-  events.stop = IsInterrupted;
-  events.cleanUp = [](const Message& job) { RemoveAbandoned(ToJob(job).result); };
-  RunInWorkers(jobs, work, events);
+  RunJobs(forWorkers, WorkersFor(options, alone ? 1 : std::numeric_limits<size_t>::max()), next, done);
   compared.Write();
   reporter.Summarise();
   return reporter.ExitStatus();

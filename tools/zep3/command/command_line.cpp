@@ -10,8 +10,10 @@
 #include "command/arguments.h"
 #include "failure.h"
 #include "log.h"
+#include "page/analysis.h"
 #include "page/record.h"
 #include "told/evidence.h"
+#include "told/roll_file.h"
 #include "version.h"
 
 namespace {
@@ -32,6 +34,9 @@ constexpr const char* kExamples = R"(Examples:
 
   All scans below a folder, faded slides, the originals kept; run it again to go on where it stopped:
     zep3 -r -k faded-slide archive/slides -o archive/finished
+
+  A roll of film, or a box of faded slides, finished together, with a contact sheet of all:
+    zep3 --roll -k negative roll7/ -o finished/roll7
 
   A whole book as its first page was decided, the paper white:
     zep3 -k background page001.tif -o book/ --sidecar
@@ -220,6 +225,18 @@ void AddAreaAndScales(CLI::App& app, Options& options) {
             "Repeat the correction in this file; brightness, contrast, balance and curves may differ");
 }
 
+void AddRolls(CLI::App& app, Options& options) {
+  Group group(app, "Rolls of film, boxes of faded prints and slides");
+  auto* roll =
+      group.AddFlag("--roll", options.roll,
+                    "The scans are one roll or box, scanned with one setting: what they share is estimated from "
+                    "all of them, and kept as roll.zep3.json; with -r every folder is one");
+  group
+      .Add("--use-roll", options.useRoll, "FILE",
+           "Finish these scans with what was found of their roll before, in such a file")
+      ->excludes(roll);
+}
+
 // Limits on what is opened.
 void AddAdmission(CLI::App& app, Options& options) {
   Group group(app, "What is opened");
@@ -258,6 +275,51 @@ void CheckSidecarUse(const CLI::App& app) {
       throw UsageError(std::string(name) + " cannot be changed with --use-sidecar: the analysis is settled there");
     }
   }
+}
+
+// A roll is judged by the adaptive analysis of the kinds that share something.
+void CheckRollAnalysis(const Options& options, const char* name) {
+  if (options.analysis.adaptive == false || options.analysis.plain)
+    throw UsageError(std::string(name) + " is for the adaptive analysis, without --option plain");
+}
+
+// What its scans share depends on these: they stay as they were.
+void TakeRoll(const CLI::App& app, Options& options) {
+  if (options.command == Command::kCompare) throw UsageError("zep3 compare shows every kind, without --use-roll");
+  CheckRollAnalysis(options, "--use-roll");
+  const auto refuse = [](const char* name) {
+    throw UsageError(std::string(name) + " is another than that of --use-roll: what the scans share rests on it");
+  };
+  const Roll roll = [&] {
+    try {
+      return ReadRoll(options.useRoll);
+    } catch (const Failure& failure) {
+      throw UsageError(failure.what());
+    }
+  }();
+  AnalysisOptions& analysis = options.analysis;
+  if (!roll.shared) throw UsageError("roll " + options.useRoll + ": holds nothing that its scans share");
+  if (app.count("--kind") > 0 && analysis.kind != roll.analysis.kind) refuse("--kind");
+  if (analysis.matrix && analysis.matrix != roll.analysis.matrix) refuse("--matrix");
+  if (options.inputGamma && options.inputGamma != roll.inputGamma) refuse("--input-gamma");
+  analysis.kind = roll.analysis.kind;
+  analysis.matrix = roll.analysis.matrix;
+  options.inputGamma = roll.inputGamma;
+  analysis.roll = true;
+  analysis.shared = roll.shared;
+}
+
+void CheckRoll(const Options& options) {
+  if (options.command != Command::kCorrect)
+    throw UsageError("zep3 analyse, zep3 tables and zep3 compare look at each scan by itself, without --roll");
+  CheckRollAnalysis(options, "--roll");
+  if (!CanShare(options.analysis)) {
+    throw UsageError(std::string("--roll: scans of the kind ") + options.analysis.kind->pName +
+                     " share nothing that one of them does not tell; leave --roll out");
+  }
+  if (options.noBackup) throw UsageError("--roll needs the backup: to go on, a run looks at the originals again");
+  if (options.output == "-")
+    throw UsageError("--roll keeps what the scans share beside the results; -o names a folder");
 }
 
 constexpr const char* kComparePage = "zep3-compare.html";
@@ -299,6 +361,12 @@ void AskForKind(const Options& options) {
 void Check(const CLI::App& app, Options& options) {
   if (options.inputs.empty() && options.filesFrom.empty()) throw UsageError("no scan is named; see zep3 --help");
   if (!options.useSidecar.empty()) CheckSidecarUse(app);
+  if (!options.useSidecar.empty() && (options.roll || !options.useRoll.empty())) {
+    Say("the correction in the sidecar is repeated: nothing is shared");
+    options.roll = false;
+    options.useRoll.clear();
+  }
+  if (!options.useRoll.empty()) TakeRoll(app, options);
   if (app.count("--as") > 0 && options.command != Command::kTables) throw UsageError("--as is for zep3 tables");
   if (options.nulSeparated && options.filesFrom.empty()) throw UsageError("-0 is for --files-from");
   if (options.command == Command::kAnalyse && !options.useSidecar.empty()) {
@@ -359,6 +427,7 @@ Parsed ParseCommandLine(int argc, char** argv) {
   AddResult(app, options);
   AddOriginal(app, options);
   AddAreaAndScales(app, options);
+  AddRolls(app, options);
   AddPages(app, options);
   AddCrop(app, options);
   AddAdmission(app, options);
@@ -370,10 +439,12 @@ Parsed ParseCommandLine(int argc, char** argv) {
     if (*compare) options.command = Command::kCompare;
     Check(app, options);
     options.given = WordsGiven(app);
-    if (options.command != Command::kCompare && app.count("--kind") == 0 && options.useSidecar.empty()) {
+    if (options.command != Command::kCompare && app.count("--kind") == 0 && options.useSidecar.empty() &&
+        options.useRoll.empty()) {
       AskForKind(options);
       return {std::nullopt, 2};
     }
+    if (options.roll) CheckRoll(options);
   } catch (const CLI::Success& success) { // help and version
     app.exit(success);
     return {};

@@ -1,6 +1,7 @@
 // One text for each field; what comes back is checked, for a worker may have met anything.
 #include "command/messages.h"
 
+#include <algorithm>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -17,7 +18,11 @@ Outcome ToOutcome(const Message& message) {
   outcome.verdict = std::stoll(message.at(4));
   outcome.pages = message.at(5);
   if (!nlohmann::ordered_json::accept(outcome.pages)) throw std::invalid_argument("no JSON");
-  outcome.found.assign(message.begin() + 6, message.end());
+  const auto found = message.begin() + 7;
+  const auto frames =
+      found + static_cast<std::ptrdiff_t>(std::min<size_t>(std::stoull(message.at(6)), message.size() - 7));
+  outcome.found.assign(found, frames);
+  outcome.frames.assign(frames, message.end());
   return outcome;
 }
 
@@ -25,7 +30,7 @@ Outcome ToOutcome(const Message& message) {
 
 Message ToMessage(const Job& job) { return {job.scan, job.result, job.refusal, job.named ? "1" : ""}; }
 
-Job ToJob(const Message& message) { return {message.at(0), message.at(1), message.at(2), !message.at(3).empty()}; }
+Job ToJob(const Message& message) { return {message.at(0), message.at(1), message.at(2), !message.at(3).empty(), ""}; }
 
 Message ToMessage(const Outcome& outcome) {
   Message message = {std::to_string(static_cast<int>(outcome.status)),
@@ -33,8 +38,10 @@ Message ToMessage(const Outcome& outcome) {
                      outcome.text,
                      std::to_string(outcome.seconds),
                      std::to_string(outcome.verdict),
-                     outcome.pages};
-  message.insert(message.end(), outcome.found.begin(), outcome.found.end());
+                     outcome.pages,
+                     std::to_string(outcome.found.size())};
+  for (const auto* texts : {&outcome.found, &outcome.frames})
+    message.insert(message.end(), texts->begin(), texts->end());
   return message;
 }
 

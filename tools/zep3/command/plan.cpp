@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "failure.h"
+#include "files/output.h"
 #include "interrupt.h"
 #include "saving/in_place.h"
 
@@ -22,19 +23,18 @@ bool SameFile(const std::string& a, const std::string& b) {
   return fs::equivalent(a, b, ignored);
 }
 
-// One name for a file, however it is reached; also for one that does not exist yet.
-std::string Canonical(const fs::path& path) {
-  std::error_code error;
-  const fs::path canonical = fs::weakly_canonical(path, error);
-  return (error ? path.lexically_normal() : canonical).string();
-}
-
 // The form of `zep3 tables` as an extension.
 std::string ExtensionOf(const std::string& tableForm) {
   return tableForm == "text" || tableForm == "scanimage" ? ".txt" : "." + tableForm;
 }
 
 } // namespace
+
+std::string Canonical(const fs::path& path) {
+  std::error_code error;
+  const fs::path canonical = fs::weakly_canonical(path, error);
+  return (error ? path.lexically_normal() : canonical).string();
+}
 
 Plan::Plan(const Options& options) : m_options(options) {
   for (const std::string& input : options.inputs) m_scans.insert(Canonical(SplitOptions(input).name));
@@ -46,7 +46,7 @@ Plan::Plan(const Options& options) : m_options(options) {
     if (fs::exists(output) && !IsFolder(output))
       throw UsageError(output + " is no folder, and there is more than one scan");
     for (const std::string& input : options.inputs) {
-      if (options.recursive && SameFile(input, output))
+      if ((options.recursive || options.roll) && SameFile(input, output))
         throw UsageError(output + " is searched for scans; results need another folder");
     }
   } else if (output == "-" && !toFile) {
@@ -70,7 +70,7 @@ std::optional<std::string> Plan::NextName() {
     }
     if (!name) return std::nullopt;
     if (name->empty()) continue;
-    if (!m_options.recursive || !IsFolder(*name)) return name;
+    if (!(m_options.recursive || m_options.roll) || !IsFolder(*name)) return name;
     Expand(*name);
   }
 }
@@ -89,7 +89,8 @@ void Plan::Expand(const std::string& folder) {
       const bool isFolder = entries->is_directory(kind) && !entries->is_symlink(kind);
       // Results of an earlier run are no scans, and neither is what begins with a dot.
       if (path.filename().string().starts_with('.')) continue;
-      if (isFolder && !(m_toFolder && SameFile(path.string(), m_options.output))) folders.push_back(path);
+      if (m_options.recursive && isFolder && !(m_toFolder && SameFile(path.string(), m_options.output)))
+        folders.push_back(path);
       if (!entries->is_regular_file(kind)) continue;
       std::string name = path.string();
       // A file without hard links loses its name for a moment when it is replaced. A run that was killed in that moment
@@ -100,7 +101,7 @@ void Plan::Expand(const std::string& folder) {
       }
       if (IsScanName(name)) m_pending.push_back(name);
     }
-    if (error) m_unreadable.push_back({current.string(), "", error.message(), false});
+    if (error) m_unreadable.push_back({current.string(), "", error.message(), false, ""});
   }
   std::sort(m_pending.rbegin(), m_pending.rend());
 }
@@ -123,6 +124,7 @@ std::optional<Job> Plan::Next() {
 Job Plan::MakeJob(const std::string& scan) {
   Job job;
   job.scan = scan;
+  if (!m_folder.empty()) job.folder = FolderOf(scan).string();
   const NameWithOptions parts = SplitOptions(scan);
   const fs::path path = parts.name;
   if (m_options.inPlace) {

@@ -15,7 +15,11 @@ struct Job {
   std::string result;  // empty: none; "-": standard output
   std::string refusal; // not empty: what is wrong with the job itself
   bool named = false;  // the user named the result, so that its name says the format
+  std::string folder;  // in which the scan was found; empty: it was named itself. Stays in this process
 };
+
+// One name for a file, however it is reached; also for one that does not exist yet.
+std::string Canonical(const std::filesystem::path& path);
 
 // Hands out the jobs one by one. Lists are read as they arrive, so that a scanner can go on while the first pages are
 // finished.

@@ -58,6 +58,18 @@ void Reporter::Tell(const Job& job, const Outcome& outcome) {
   if (m_many) ShowProgress(job.scan);
 }
 
+void Reporter::ShowLook(size_t looked, size_t count, const std::string& scan) {
+  if (!m_many || !m_terminal || m_options.quiet) return;
+  std::fprintf(stderr, "\rzep3: looked at %zu of %zu, last %s\033[K", looked, count,
+               Printable(Beginning(scan)).c_str());
+  m_shown = true;
+}
+
+void Reporter::Note(const std::string& text) {
+  ClearProgress();
+  if (!m_options.quiet) Say(text);
+}
+
 void Reporter::Summarise() {
   ClearProgress();
   if (!m_many || m_options.quiet) return;

@@ -15,6 +15,10 @@ class Reporter {
   void Expect() { m_many = true; }
 
   void Tell(const Job& job, const Outcome& outcome);
+  // The progress of a first pass.
+  void ShowLook(size_t looked, size_t count, const std::string& scan);
+  // What is said of many scans in one line.
+  void Note(const std::string& text);
   void Summarise();
 
   // The program's.

@@ -9,6 +9,7 @@
 #include "opening/scan.h"
 #include "page/analysis.h"
 #include "page/encoding.h"
+#include "told/command_words.h"
 #include "told/compare_page.h"
 #include "told/evidence.h"
 #include "told/html.h"
@@ -17,26 +18,6 @@
 namespace {
 
 constexpr double kSide = 400; // pixels of a picture's longer side
-
-// A word as a shell takes it.
-std::string Quoted(const std::string& word) {
-  constexpr const char* kPlain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_@%+=:,./-";
-  if (!word.empty() && word.find_first_not_of(kPlain) == std::string::npos) return word;
-  std::string quoted = "'";
-  for (const char c : word) {
-    if (c == '\'') quoted += "'\\'";
-    quoted += c;
-  }
-  quoted += '\'';
-  return quoted;
-}
-
-std::string CommandFor(const Job& job, const Options& options, const ZEP3_KIND& kind, bool adaptive) {
-  std::string command = std::string("zep3 -k ") + kind.pName;
-  if (adaptive != (kind.wAdaptive != 0)) command += " --analysis " + std::string(MethodName(adaptive));
-  for (const std::string& word : options.given) command.append(" ").append(Quoted(word));
-  return command.append(" ").append(Quoted(job.scan)).append(job.scan == "-" ? " -o -" : " -o finished/");
-}
 
 // The first page that has colours or grays.
 int PageToCompare(const Scan& scan) {
@@ -66,10 +47,11 @@ Outcome CompareKinds(const Job& job, const Options& options) {
       const Correction& correction = corrected.correction;
       const int64_t reasons = correction.finding->evidence.lReasons;
       const bool denied = (reasons & (ZEP3_REASON_LOOKS_NEGATIVE | ZEP3_REASON_LOOKS_POSITIVE)) != 0;
-      results.push_back(
-          {kind->pName, kind->pText, std::string(MethodName(adaptive)), adaptive == (kind->wAdaptive != 0), !denied,
-           correction.verdict == ZEP3_VERDICT_GOOD ? "" : VerdictText(correction),
-           CommandFor(job, options, *kind, adaptive), ShownPicture(FinishedSmall(corrected, small), kSide)});
+      results.push_back({kind->pName, kind->pText, std::string(MethodName(adaptive)),
+                         adaptive == (kind->wAdaptive != 0), !denied,
+                         correction.verdict == ZEP3_VERDICT_GOOD ? "" : VerdictText(correction),
+                         CommandFor(job.scan, options, *kind, adaptive) + (job.scan == "-" ? " -o -" : " -o finished/"),
+                         ShownPicture(FinishedSmall(corrected, small), kSide)});
     }
   }
   Outcome outcome = {Status::kCorrected};

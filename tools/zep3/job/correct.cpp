@@ -33,6 +33,7 @@ Outcome Done(const CorrectedScan& done) {
   outcome.verdict = WorstVerdict(done.pages);
   outcome.found = SummariesOf(done.pages);
   outcome.pages = AnalysesText(done.pages);
+  outcome.frames = done.frames;
   return outcome;
 }
 
@@ -72,7 +73,7 @@ Outcome MakeResult(const Job& job, const Options& options, const std::optional<I
   PendingFile result(target, sync);
   CorrectedScan done;
   result.Fill([&] {
-    done = CorrectPages(scan, options, SaveOptionsOf(job, options, format), result, target);
+    done = CorrectPages(job, scan, options, SaveOptionsOf(job, options, format), result, target);
     CheckWhole(result, format);
   });
   if (IsInterrupted()) throw Failure("interrupted");

@@ -6,23 +6,27 @@
 #include "job/decide.h"
 #include "saving/write_page.h"
 #include "tiff/tiff_pages.h"
+#include "told/roll_page.h"
 
 namespace {
 
 // Decides on a page, which is then to be read from what is returned. A thumbnail is corrected as the page before it.
-vips::VImage TakePage(const Scan& scan, int page, const Options& options, const std::vector<CorrectedPage>& repeated,
-                      CorrectedScan& done) {
+vips::VImage TakePage(const Job& job, const Scan& scan, int page, const Options& options,
+                      const std::vector<CorrectedPage>& repeated, CorrectedScan& done) {
   if (scan.IsReduced(page) && !done.pages.empty()) return scan.Open(page);
   DecidedPage decided = Decide(scan, page, options, repeated, true);
   done.pages.push_back(std::move(decided.corrected));
+  if (options.rollPictures > 0) {
+    done.frames.push_back(RollFrame(job, options, done.pages.back(), decided.small, static_cast<size_t>(scan.Pages())));
+  }
   if (options.report) done.small.push_back(decided.small);
   return decided.source;
 }
 
 } // namespace
 
-CorrectedScan CorrectPages(const Scan& scan, const Options& options, const SaveOptions& save, PendingFile& to,
-                           const std::filesystem::path& target) {
+CorrectedScan CorrectPages(const Job& job, const Scan& scan, const Options& options, const SaveOptions& save,
+                           PendingFile& to, const std::filesystem::path& target) {
   const std::vector<CorrectedPage> repeated = RepeatedCorrections(options);
   const bool tiff = save.format->name == "tiff" && scan.IsTiff();
   TiffPageWriter writer(to, tiff && scan.Layout(0).big);
@@ -32,7 +36,7 @@ CorrectedScan CorrectPages(const Scan& scan, const Options& options, const SaveO
       writer.Append(scan.Path(), scan.Place(page), save.strip);
       continue;
     }
-    const vips::VImage image = TakePage(scan, page, options, repeated, done);
+    const vips::VImage image = TakePage(job, scan, page, options, repeated, done);
     const CorrectedPage& corrected = done.pages.back();
     if (scan.Pages() == 1) {
       WritePage(scan, page, image, corrected, save, options.quiet, to);

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "command/plan.h"
 #include "files/pending_file.h"
 #include "opening/scan.h"
 #include "options.h"
@@ -15,9 +16,10 @@
 struct CorrectedScan {
   std::vector<CorrectedPage> pages; // but those that are kept as they are
   std::vector<SmallScan> small;     // the same pages; for the report alone
+  std::vector<std::string> frames;  // likewise, for a roll's contact sheet
 };
 
 // Writes all pages into the empty file `to`. `target`: the final name, beside which single pages lie for a time. Throws
 // Failure or VError.
-CorrectedScan CorrectPages(const Scan& scan, const Options& options, const SaveOptions& save, PendingFile& to,
-                           const std::filesystem::path& target);
+CorrectedScan CorrectPages(const Job& job, const Scan& scan, const Options& options, const SaveOptions& save,
+                           PendingFile& to, const std::filesystem::path& target);

@@ -13,7 +13,8 @@ struct Outcome {
   std::string message{}; // why it failed or was skipped, what would be done
   std::string text{};    // analysis or tables, for standard output
   double seconds = 0;
-  int64_t verdict = 0;              // the gravest of its pages, ZEP3_VERDICT_...
-  std::vector<std::string> found{}; // lines on each page: its verdict, the analysis and why, where the picture lies
-  std::string pages = "[]";         // the same as JSON
+  int64_t verdict = 0;               // the gravest of its pages, ZEP3_VERDICT_...
+  std::vector<std::string> found{};  // lines on each page: its verdict, the analysis and why, where the picture lies
+  std::string pages = "[]";          // the same as JSON
+  std::vector<std::string> frames{}; // of a roll's contact sheet
 };

@@ -10,9 +10,11 @@
 #include "interrupt.h"
 #include "job/compare.h"
 #include "job/correct.h"
+#include "job/observe.h"
 #include "job/print.h"
 #include "log.h"
 #include "opening/scan.h"
+#include "told/roll_page.h"
 
 namespace {
 
@@ -25,10 +27,15 @@ Outcome Dispatch(const Job& job, const Options& options) {
       return PrintTables(job, options);
     case Command::kCompare:
       return CompareKinds(job, options);
+    case Command::kObserve:
+      return ObserveScan(job, options);
     case Command::kCorrect:
       break;
   }
-  return Correct(job, options);
+  Outcome outcome = Correct(job, options);
+  if (options.rollPictures > 0 && outcome.status == Status::kSkipped)
+    outcome.frames.push_back(FinishedRollFrame(job, OriginalOf(job, options), options));
+  return outcome;
 }
 
 } // namespace

@@ -274,12 +274,69 @@ std::string RepeatPaper(const ZEP3_BmpInfo& bmp, const SmallScan& scan, const Li
   return why.empty() ? "" : why + "; evened by its own";
 }
 
+// Colour negatives need a matrix; where the user has none, the film's own contrasts stand.
+std::array<double, 9> MatrixOf(const AnalysisOptions& analysis) {
+  return analysis.matrix.value_or(std::array<double, 9>{1, 0, 0, 0, 1, 0, 0, 0, 1});
+}
+
+void SetKind(const AnalysisOptions& analysis, ZEP3_PARA& para) {
+  SetZEP3Kind(&para, analysis.kind->pName);
+  para.wDocOption = analysis.plain ? ZEP3_OPTION_PLAIN : ZEP3_OPTION_NORMAL;
+}
+
+// Throws what the engine says of its arguments.
+[[noreturn]] void RefuseAnalysis(const ZEP3_BmpInfo& bmp, const ZEP3_PARA& para, const std::array<double, 9>& matrix) {
+  const char* why = CheckZEP3(ZEP3_CALL_ANALYSE, &bmp, &para, matrix.data());
+  throw Failure(why != nullptr ? why : "not enough memory for the analysis");
+}
+
+// The smallest picture that the engine takes, for questions that have nothing to do with a picture.
+struct AnyPicture {
+  static constexpr int64_t kSide = 16;
+  LinearPixels pixels = {std::vector<uint8_t>(3 * kSide * kSide, 128), kSide, kSide};
+  ZEP3_BmpInfo bmp = ImageOf(pixels, {{0, 0}, {0, 0}, {kSide, kSide}, {kSide, kSide}}); // all of it
+};
+
+// What the engine's reasons say of a page of a roll.
+Member MemberOf(const AnalysisOptions& analysis, const ZEP3_EVIDENCE& evidence) {
+  if (!analysis.roll) return Member::kNone;
+  if (!analysis.shared) return Member::kSingle;
+  if ((evidence.lReasons & ZEP3_REASON_SHARED) != 0) return Member::kShared;
+  return (evidence.lReasons & ZEP3_REASON_ODD) != 0 ? Member::kOdd : Member::kBlank;
+}
+
 } // namespace
 
 bool IsPageAnalysis(const AnalysisOptions& analysis) {
   Record record;
   SetZEP3Kind(&record.para, analysis.kind->pName);
   return analysis.adaptive.value_or(analysis.kind->wAdaptive != 0) && !analysis.plain && IsPage(record.para);
+}
+
+bool CanShare(const AnalysisOptions& analysis) {
+  AnyPicture any;
+  Record record;
+  SetKind(analysis, record.para);
+  ZEP3_OBSERVATION seen;
+  return ObserveZEP3(&any.bmp, &record.para, MatrixOf(analysis).data(), &seen) == 1;
+}
+
+bool IsUsable(const AnalysisOptions& analysis, const ZEP3_SHARED& shared) {
+  AnyPicture any;
+  Record record;
+  SetKind(analysis, record.para);
+  return ZEP3Shared(&any.bmp, &record.para, MatrixOf(analysis).data(), &shared, nullptr) == 1;
+}
+
+ZEP3_OBSERVATION Observe(const SmallScan& scan, const AnalysisOptions& analysis, const Encoding& encoding) {
+  LinearPixels pixels = ToLinear(scan, encoding.input);
+  const ZEP3_BmpInfo bmp = ImageOf(pixels, ToEngineArea(analysis.area, scan));
+  Record record;
+  SetKind(analysis, record.para);
+  std::array<double, 9> matrix = MatrixOf(analysis);
+  ZEP3_OBSERVATION seen;
+  if (!ObserveZEP3(&bmp, &record.para, matrix.data(), &seen)) RefuseAnalysis(bmp, record.para, matrix);
+  return seen;
 }
 
 Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const UserOptions& user,
@@ -290,27 +347,27 @@ Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const
   LinearPixels pixels = ToLinear(scan, encoding.input);
 
   ZEP3_PARA& para = correction.record.para;
-  SetZEP3Kind(&para, analysis.kind->pName);
-  para.wDocOption = analysis.plain ? ZEP3_OPTION_PLAIN : ZEP3_OPTION_NORMAL;
+  SetKind(analysis, para);
   para.lScreenGamma = encoding.output;
   para.lCorrectLevel = analysis.level;
   para.lAgainstLight = analysis.backlight;
 
   ZEP3_BmpInfo bmp = ImageOf(pixels, ToEngineArea(analysis.area, scan));
-  // Colour negatives need a matrix; where the user has none, the film's own contrasts stand.
-  std::array<double, 9> matrix = analysis.matrix.value_or(std::array<double, 9>{1, 0, 0, 0, 1, 0, 0, 0, 1});
+  std::array<double, 9> matrix = MatrixOf(analysis);
   Finding& finding = correction.finding.emplace();
   finding.adaptive = analysis.adaptive.value_or(analysis.kind->wAdaptive != 0);
   const bool windowAlone = analysis.window && !finding.adaptive && analysis.kind->wAdaptive != 0;
   const ZEP3_EVIDENCE window = windowAlone ? WindowAlone(bmp, correction.record, matrix) : ZEP3_EVIDENCE();
-  const bool found = IsPageAnalysis(analysis) ? AnalysePage(bmp, scan, para, finding.evidence, correction.paper)
-                     : finding.adaptive       ? ZEP3Adaptive(&bmp, &para, matrix.data(), &finding.evidence) == 1
-                                              : ZEP3(&bmp, &para, matrix.data()) == 1;
+  const auto find = [&] {
+    if (IsPageAnalysis(analysis)) return AnalysePage(bmp, scan, para, finding.evidence, correction.paper);
+    if (analysis.shared) return ZEP3Shared(&bmp, &para, matrix.data(), &*analysis.shared, &finding.evidence) == 1;
+    if (finding.adaptive) return ZEP3Adaptive(&bmp, &para, matrix.data(), &finding.evidence) == 1;
+    return ZEP3(&bmp, &para, matrix.data()) == 1;
+  };
+  const bool found = find();
   if (analysis.tablesAlone) correction.paper.reset();
-  if (!found) {
-    const char* why = CheckZEP3(ZEP3_CALL_ANALYSE, &bmp, &para, matrix.data());
-    throw Failure(why != nullptr ? why : "not enough memory for the analysis");
-  }
+  if (!found) RefuseAnalysis(bmp, para, matrix);
+  finding.member = MemberOf(analysis, finding.evidence);
   correction.frame = analysis.area.corners.empty() ? FrameOf(windowAlone ? window : finding.evidence, scan.shrink)
                                                    : FrameOf(analysis.area, scan.scanWidth, scan.scanHeight);
   ApplyUserOptions(user, correction.record);

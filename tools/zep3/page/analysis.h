@@ -10,6 +10,15 @@
 // Whether the analysis is the adaptive one of pages, which wants SmallScan::detail.
 bool IsPageAnalysis(const AnalysisOptions& analysis);
 
+// Whether scans of this kind and option share anything when they are of one roll or box.
+bool CanShare(const AnalysisOptions& analysis);
+
+// Whether what the scans of a roll share is such as the engine writes it, for this kind.
+bool IsUsable(const AnalysisOptions& analysis, const ZEP3_SHARED& shared);
+
+// What a scan says of its roll. Throws Failure when the engine refuses the scan.
+ZEP3_OBSERVATION Observe(const SmallScan& scan, const AnalysisOptions& analysis, const Encoding& encoding);
+
 // Throws Failure when the engine refuses the scan, or a pipette its place or colour.
 Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const UserOptions& user,
                    const Encoding& encoding);

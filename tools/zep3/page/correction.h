@@ -36,10 +36,21 @@ struct Prescan {
   std::array<ChannelStatistics, 3> channels;
 };
 
+// Whether a page belongs to its roll or box.
+enum class Member {
+  kNone,   // of no roll: it was analysed by itself
+  kShared, // it belongs
+  kOdd,    // it is unlike the others: analysed by itself
+  kBlank,  // nothing on it to decide from
+  kSingle, // too few of its roll belong together: analysed by itself
+};
+inline constexpr const char* kMemberNames[] = {"", "shared", "odd", "blank", "single"};
+
 // Which analysis a correction comes from, and what that saw.
 struct Finding {
-  bool adaptive = false;       // asked for; whose points the record holds, the evidence tells
-  bool repeated = false;       // from a sidecar, perhaps of another scan
+  bool adaptive = false; // asked for; whose points the record holds, the evidence tells
+  bool repeated = false; // from a sidecar, perhaps of another scan
+  Member member = Member::kNone;
   ZEP3_EVIDENCE evidence = {}; // of the standard analysis: nothing
 };
 

@@ -23,6 +23,13 @@ std::vector<const ZEP3_REASON*> ReasonsOf(const Finding& finding) {
   return reasons;
 }
 
+std::string_view ReasonText(int64_t bit) {
+  for (int64_t i = 0; const ZEP3_REASON* reason = GetZEP3Reason(i); i++) {
+    if (reason->lBit == bit) return reason->pText;
+  }
+  return "";
+}
+
 std::vector<Evidence> EvidencesOf(const Finding& finding) {
   std::vector<Evidence> evidences;
   for (int64_t i = 0; const ZEP3_EVIDENCE_ITEM* item = GetZEP3EvidenceItem(i); i++) {

@@ -10,6 +10,9 @@
 // Why a correction is as it is, in the order in which reasons are best told.
 std::vector<const ZEP3_REASON*> ReasonsOf(const Finding& finding);
 
+// One reason, as part of a line.
+std::string_view ReasonText(int64_t bit);
+
 // A measurement with its numbers.
 struct Evidence {
   const ZEP3_EVIDENCE_ITEM* item;

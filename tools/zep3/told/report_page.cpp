@@ -148,6 +148,11 @@ vips::VImage FinishedSmall(const CorrectedPage& corrected, const SmallScan& smal
                     corrected.gray && small.image.bands() == 3);
 }
 
+vips::VImage ResultSmall(const CorrectedPage& corrected, const SmallScan& small) {
+  const vips::VImage whole = FinishedSmall(corrected, small);
+  return corrected.cut ? CutOfSmall(whole, *corrected.cut, corrected.correction.prescan) : whole;
+}
+
 ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size_t count) {
   const vips::VImage after = FinishedSmall(corrected, small);
   const auto picture = [](const vips::VImage& image) { return ShownPicture(image, kReportSide); };

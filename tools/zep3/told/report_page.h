@@ -10,5 +10,8 @@
 // The page made small, as its correction finishes it.
 vips::VImage FinishedSmall(const CorrectedPage& corrected, const SmallScan& small);
 
+// The same, cut out where the result is.
+vips::VImage ResultSmall(const CorrectedPage& corrected, const SmallScan& small);
+
 // `small` is the page made small, before the correction; `count` the number of pages in the report.
 ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size_t count);

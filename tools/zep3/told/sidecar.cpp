@@ -6,17 +6,15 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <limits>
 #include <nlohmann/json.hpp>
-#include <span>
 #include <sstream>
 
 #include "failure.h"
 #include "page/tables.h"
 #include "told/evidence.h"
+#include "told/json_fields.h"
 #include "told/packed_cells.h"
 #include "version.h"
 
@@ -28,9 +26,8 @@ constexpr const char* kFormat = "zep3-correction";
 constexpr int kFormatVersion = 1;
 constexpr double kChromaMost = 10;         // far above any real one
 constexpr size_t kSidecarBytes = 64 << 20; // some 8,000 pages, or 200 with surfaces
-constexpr int kDepthMost = 16;
-constexpr double kFarthest = 1e9;       // pixels, beyond any scan
-constexpr int64_t kCellsMost = 1 << 20; // ten times those of the largest pre-scan
+constexpr double kFarthest = 1e9;          // pixels, beyond any scan
+constexpr int64_t kCellsMost = 1 << 20;    // ten times those of the largest pre-scan
 
 // What a surface is of, by ZEP3_SURFACE_...
 constexpr std::array kSurfaces = {"none", "paper", "reverse"};
@@ -118,51 +115,7 @@ Json PrescanToJson(const Prescan& prescan) {
   return json;
 }
 
-// A number alone, several as a list. What is no finite number becomes null in JSON.
-Json ValuesToJson(std::span<const double> values) {
-  return values.size() == 1 ? Json(values[0]) : Json(std::vector<double>(values.begin(), values.end()));
-}
-
 // ---- reading ----
-
-[[noreturn]] void Refuse(const std::string& what) { throw Failure(what); }
-
-const nlohmann::json& At(const nlohmann::json& json, const char* name) {
-  if (!json.is_object() || !json.contains(name)) Refuse(std::string("'") + name + "' is missing");
-  return json.at(name);
-}
-
-int64_t Integer(const nlohmann::json& json, const char* name, int64_t low, int64_t high) {
-  const nlohmann::json& value = At(json, name);
-  const bool fits = value.is_number_integer() &&
-                    (!value.is_number_unsigned() || value.get<uint64_t>() <= static_cast<uint64_t>(INT64_MAX)) &&
-                    value.get<int64_t>() >= low && value.get<int64_t>() <= high;
-  if (!fits) {
-    Refuse(std::string("'") + name + "' is not a whole number of " + std::to_string(low) + ".." + std::to_string(high));
-  }
-  return value.get<int64_t>();
-}
-
-double Number(const nlohmann::json& json, const char* name, double low, double high) {
-  const nlohmann::json& value = At(json, name);
-  if (!value.is_number() || !(value.get<double>() >= low && value.get<double>() <= high)) {
-    Refuse(std::string("'") + name + "' is not a number of " + std::to_string(low) + ".." + std::to_string(high));
-  }
-  return value.get<double>();
-}
-
-// The way back from ValuesToJson.
-void ReadValues(const nlohmann::json& json, std::string_view name, std::span<double> values) {
-  const auto read = [&](const nlohmann::json& value, double& to) {
-    if (!value.is_number() && !value.is_null()) Refuse("'" + std::string(name) + "' is not a number");
-    to = value.is_null() ? std::numeric_limits<double>::quiet_NaN() : value.get<double>();
-  };
-  if (values.size() == 1) return read(json, values[0]);
-  if (!json.is_array() || json.size() != values.size()) {
-    Refuse("'" + std::string(name) + "' is not " + std::to_string(values.size()) + " numbers");
-  }
-  for (size_t i = 0; i < values.size(); i++) read(json[i], values[i]);
-}
 
 bool IsAdaptive(const nlohmann::json& json, const char* name) {
   const nlohmann::json& value = At(json, name);
@@ -420,12 +373,15 @@ Json CutToJson(const std::optional<Cut>& cut) {
 // What is told of a page in few words.
 Json PageToJson(const CorrectedPage& page) {
   const std::string_view verdict = VerdictName(page.correction.verdict);
-  return {{"page", page.page},
-          {"verdict", verdict.empty() ? Json() : Json(verdict)},
-          {"analysis", AnalysisToJson(page.correction)},
-          {"surface", SurfaceToJson(page.correction.paper)},
-          {"frame", FrameToJson(page.correction.frame)},
-          {"crop", CutToJson(page.cut)}};
+  Json json = {{"page", page.page},
+               {"verdict", verdict.empty() ? Json() : Json(verdict)},
+               {"analysis", AnalysisToJson(page.correction)},
+               {"surface", SurfaceToJson(page.correction.paper)},
+               {"frame", FrameToJson(page.correction.frame)},
+               {"crop", CutToJson(page.cut)}};
+  const Member member = page.correction.finding ? page.correction.finding->member : Member::kNone;
+  if (member != Member::kNone) json["member"] = kMemberNames[static_cast<size_t>(member)];
+  return json;
 }
 
 } // namespace
@@ -471,17 +427,7 @@ std::string AnalysesText(const std::vector<CorrectedPage>& pages) {
 }
 
 std::vector<CorrectedPage> CorrectionFromJson(const std::string& text) {
-  // Values are copied by recursion: their depth is bounded before any is.
-  const auto shallow = [](int depth, nlohmann::json::parse_event_t, nlohmann::json&) {
-    if (depth > kDepthMost) Refuse("is nested too deeply to be one");
-    return true;
-  };
-  const auto json = nlohmann::json::parse(text, shallow, false);
-  if (json.is_discarded()) Refuse("is no JSON");
-  if (!json.is_object() || !json.contains("format") || json.at("format") != kFormat)
-    Refuse("is no correction written by zep3");
-  if (!json.contains("formatVersion") || json.at("formatVersion") != kFormatVersion)
-    Refuse("is written in another version of the format");
+  const nlohmann::json json = ParseFormat(text, kFormat, kFormatVersion, "correction");
   const nlohmann::json& list = At(json, "pages");
   if (!list.is_array() || list.empty()) Refuse("holds no pages");
   std::vector<CorrectedPage> pages;
@@ -490,12 +436,7 @@ std::vector<CorrectedPage> CorrectionFromJson(const std::string& text) {
 }
 
 std::vector<CorrectedPage> ReadSidecar(const std::string& path) try {
-  std::error_code ignored;
-  if (!std::filesystem::is_regular_file(path, ignored)) Refuse("cannot be read"); // also a pipe, which would block
-  std::ifstream file(path, std::ios::binary);
-  if (!file) Refuse("cannot be read");
-  if (std::filesystem::file_size(path, ignored) > kSidecarBytes) Refuse("is too large to be one");
-  return CorrectionFromJson(std::string(std::istreambuf_iterator<char>(file), {}));
+  return CorrectionFromJson(ReadText(path, kSidecarBytes));
 } catch (const Failure& failure) {
   throw Failure("sidecar " + path + ": " + failure.what());
 }

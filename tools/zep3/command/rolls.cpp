@@ -1,0 +1,292 @@
+// Two passes over each roll: every scan is looked at, what they share is found, every scan is finished with it.
+#include "command/rolls.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "command/plan.h"
+#include "command/reporter.h"
+#include "command/run_jobs.h"
+#include "failure.h"
+#include "files/output.h"
+#include "files/pending_file.h"
+#include "interrupt.h"
+#include "job/observe.h"
+#include "job/outcome.h"
+#include "job/result.h"
+#include "told/evidence.h"
+#include "told/roll_file.h"
+#include "told/roll_page.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// A roll's scans in the order in which they are told.
+struct RollJobs {
+  std::string from; // the folder that they come from; empty: named one by one
+  std::string file; // the roll's; empty: none of its scans can be read
+  std::vector<Job> jobs;
+  Roll before; // of an earlier run, with those scans that were seen as this run sees them
+};
+
+// Throws UsageError for a file that is none, or another roll's.
+Roll ReadBefore(const RollJobs& roll, const Options& options, const Roll& now) {
+  std::error_code ignored;
+  if (!fs::exists(roll.file, ignored)) return now;
+  Roll before;
+  try {
+    before = ReadRoll(roll.file);
+  } catch (const Failure& failure) {
+    if (options.overwrite) return now;
+    throw UsageError(std::string(failure.what()) + "; --overwrite replaces it");
+  }
+  std::set<fs::path> names;
+  for (const Job& job : roll.jobs) names.insert(fs::path(job.scan).filename());
+  const bool other = std::none_of(before.scans.begin(), before.scans.end(), [&](const ObservedScan& scan) {
+    return names.contains(fs::path(scan.name).filename());
+  });
+  if (other && !before.scans.empty() && !options.overwrite) {
+    throw UsageError(roll.file +
+                     " is another roll's; --overwrite replaces it, -o names another folder, --use-roll finishes "
+                     "these scans with it");
+  }
+  return before.IsSeenAs(now) ? before : now;
+}
+
+// All rolls of a run. Throws UsageError.
+std::vector<RollJobs> GatherRolls(const Options& options, const Roll& now) {
+  std::vector<RollJobs> rolls;
+  std::map<std::string, size_t> places, files;
+  std::set<std::string> scans; // one named twice would count twice
+  Plan plan(options);
+  while (std::optional<Job> job = plan.Next()) {
+    if (job->scan == "-") job->refusal = "standard input can be read but once, and scans of a roll are read twice";
+    const NameWithOptions scan = SplitOptions(job->scan);
+    if (job->refusal.empty() && !scans.insert(Canonical(scan.name) + scan.options).second)
+      job->refusal = "is named twice";
+    const std::string from = options.recursive ? job->folder : "";
+    const auto [place, isNew] = places.emplace(from, rolls.size());
+    if (isNew) rolls.push_back({from, "", {}, now});
+    RollJobs& roll = rolls[place->second];
+    if (roll.file.empty() && !job->result.empty()) roll.file = (FolderOf(job->result) / kRollName).string();
+    roll.jobs.push_back(*std::move(job));
+  }
+  for (size_t i = 0; i < rolls.size(); i++) {
+    RollJobs& roll = rolls[i];
+    if (roll.file.empty()) continue;
+    const auto [other, isNew] = files.emplace(Canonical(roll.file), i);
+    if (!isNew) {
+      throw UsageError("the rolls " + rolls[other->second].from + " and " + roll.from + " would share " + roll.file +
+                       "; name the folder above them, or give each a run of its own");
+    }
+    roll.before = ReadBefore(roll, options, now);
+  }
+  return rolls;
+}
+
+// The first of the names, with what is the matter with them.
+std::string Named(const std::vector<std::string>& names, const std::string& what, const std::string& why) {
+  constexpr size_t kMost = 8;
+  if (names.empty()) return "";
+  std::string text = ", " + std::to_string(names.size()) + " " + what + ": ";
+  for (size_t i = 0; i < std::min(names.size(), kMost); i++) text += (i > 0 ? ", " : "") + names[i];
+  if (names.size() > kMost) text += " and " + std::to_string(names.size() - kMost) + " more";
+  return text + (why.empty() ? "" : " (" + why + ")");
+}
+
+// Who belongs, in one line.
+std::string MembersText(const Roll& roll) {
+  std::map<Member, std::vector<std::string>> names;
+  for (const ObservedScan& scan : roll.scans) {
+    for (const ObservedPage& page : scan.pages) {
+      names[page.member].push_back(scan.name + (scan.pages.size() > 1 ? " page " + std::to_string(page.page + 1) : ""));
+    }
+  }
+  if (!roll.shared) return "too few of these scans belong together: each is finished by itself";
+  return std::to_string(names[Member::kShared].size()) + " together" +
+         Named(names[Member::kOdd], "odd", std::string(ReasonText(ZEP3_REASON_ODD))) +
+         Named(names[Member::kBlank], "blank", "");
+}
+
+// One roll through both passes.
+class RollRun {
+ public:
+  RollRun(const RollJobs& jobs, const Options& options, Reporter& reporter, const Roll& now)
+      : m_jobs(jobs), m_options(options), m_reporter(reporter), m_roll(now) {}
+
+  void Run() {
+    Look();
+    if (m_jobs.file.empty()) return Finish();
+    if (!IsInterrupted()) Solve();
+    if (!m_roll.scans.empty()) WriteFile(m_jobs.file, RollText(m_roll));
+    if (IsInterrupted()) return TellFailed(m_jobs.jobs.size());
+    Finish();
+    if (IsInterrupted() || m_roll.scans.empty()) return;
+    WritePage();
+    m_reporter.Note(m_jobs.file + ": " + MembersText(m_roll));
+  }
+
+ private:
+  // The first pass, without the scans that an earlier run has seen.
+  void Look() {
+    std::map<size_t, ObservedScan> found;
+    std::vector<size_t> toSee;
+    for (size_t i = 0; i < m_jobs.jobs.size(); i++) {
+      const Job& job = m_jobs.jobs[i];
+      if (!job.refusal.empty()) continue;
+      if (const ObservedScan* seen = SeenBefore(job)) {
+        found[i] = *seen;
+        found[i].name = job.scan;
+        for (ObservedPage& page : found[i].pages) page.member = Member::kNone; // of this run nothing is solved yet
+      } else {
+        toSee.push_back(i);
+      }
+    }
+    Options looking = m_options;
+    looking.command = Command::kObserve;
+    looking.quiet = true;
+    size_t given = 0, taken = 0;
+    const auto next = [&]() -> std::optional<Job> {
+      return given < toSee.size() ? std::optional(m_jobs.jobs[toSee[given++]]) : std::nullopt;
+    };
+    const auto done = [&](const Job& job, Outcome outcome) {
+      const size_t i = toSee[taken++];
+      try {
+        if (outcome.status == Status::kCorrected) found[i] = ObservedScanFromText(outcome.text);
+      } catch (const std::exception& error) {
+        outcome = {Status::kFailed, error.what()};
+      }
+      if (outcome.status != Status::kCorrected) m_failed[i] = outcome;
+      m_reporter.ShowLook(taken, toSee.size(), job.scan);
+    };
+    RunJobs(looking, WorkersFor(m_options, toSee.size()), next, done);
+    for (auto& [i, scan] : found) m_roll.scans.push_back(std::move(scan));
+  }
+
+  const ObservedScan* SeenBefore(const Job& job) const try {
+    const ObservedScan now = IdentityOf(job, m_options);
+    const std::vector<ObservedScan>& before = m_jobs.before.scans;
+    const auto at = std::find_if(before.begin(), before.end(), [&](const auto& scan) { return scan.IsSame(now); });
+    return at == before.end() ? nullptr : &*at;
+  } catch (const Failure&) {
+    return nullptr; // the worker meets it again, and says it
+  }
+
+  void Solve() {
+    std::vector<ZEP3_OBSERVATION> seen;
+    for (const ObservedScan& scan : m_roll.scans) {
+      for (const ObservedPage& page : scan.pages) seen.push_back(page.seen);
+    }
+    std::vector<int64_t> members(seen.size());
+    ZEP3_SHARED shared;
+    if (SolveZEP3Shared(seen.data(), static_cast<int64_t>(seen.size()), &shared, members.data()))
+      m_roll.shared = shared;
+    size_t i = 0;
+    for (ObservedScan& scan : m_roll.scans) {
+      for (ObservedPage& page : scan.pages) {
+        const int64_t member = members[i++];
+        page.member = !m_roll.shared              ? Member::kSingle
+                      : member == ZEP3_MEMBER     ? Member::kShared
+                      : member == ZEP3_MEMBER_ODD ? Member::kOdd
+                                                  : Member::kBlank;
+      }
+    }
+  }
+
+  void WriteFile(const std::string& name, const std::string& text) const {
+    CreateFolders(FolderOf(name), SyncOf(m_options));
+    PendingFile file = WritePending(name, text, SyncOf(m_options));
+    file.Commit(true);
+    if (const std::string fault = file.SyncName(); !fault.empty()) throw Failure(fault);
+  }
+
+  // The second pass. Scans that failed in the first are told in their place.
+  void Finish() {
+    Options finishing = m_options;
+    finishing.quiet |= m_jobs.jobs.size() > 1;
+    finishing.analysis.roll = true;
+    finishing.analysis.shared = m_roll.shared;
+    std::vector<size_t> toFinish;
+    for (size_t i = 0; i < m_jobs.jobs.size(); i++) {
+      if (!m_failed.contains(i)) toFinish.push_back(i);
+    }
+    size_t frames = 0;
+    for (const ObservedScan& scan : m_roll.scans) frames += scan.pages.size();
+    if (NeedsPage(toFinish)) finishing.rollPictures = RollPictureSide(frames);
+    size_t given = 0, taken = 0;
+    const auto next = [&]() -> std::optional<Job> {
+      return given < toFinish.size() ? std::optional(m_jobs.jobs[toFinish[given++]]) : std::nullopt;
+    };
+    const auto done = [&](const Job& job, const Outcome& outcome) {
+      TellFailed(toFinish[taken++]);
+      Tell(job, outcome);
+    };
+    RunJobs(finishing, WorkersFor(m_options, toFinish.size()), next, done);
+    TellFailed(m_jobs.jobs.size());
+  }
+
+  // Where every scan had its result before, the page stays as it is: making it would read them all again.
+  bool NeedsPage(const std::vector<size_t>& toFinish) const {
+    const auto isFinished = [&](size_t i) {
+      try {
+        return IsFinishedBefore(m_jobs.jobs[i], m_options);
+      } catch (const Failure&) {
+        return false; // the worker meets it again, and says it
+      }
+    };
+    return !fs::exists(PageName()) || !std::all_of(toFinish.begin(), toFinish.end(), isFinished);
+  }
+
+  void Tell(const Job& job, const Outcome& outcome) {
+    m_frames.insert(m_frames.end(), outcome.frames.begin(), outcome.frames.end());
+    if (outcome.status == Status::kFailed) m_frames.push_back(FailedRollFrame(job.scan, outcome.message));
+    m_reporter.Tell(job, outcome);
+  }
+
+  std::string PageName() const { return (FolderOf(m_jobs.file) / kRollPageName).string(); }
+
+  void WritePage() const {
+    if (m_frames.empty()) return;
+    const fs::path folder = FolderOf(Canonical(m_jobs.file));
+    WriteFile(PageName(), RollPage(folder.filename().string(), m_roll, MembersText(m_roll), m_frames));
+  }
+
+  // Those before the scan with this number.
+  void TellFailed(size_t end) {
+    while (!m_failed.empty() && m_failed.begin()->first < end) {
+      Tell(m_jobs.jobs[m_failed.begin()->first], m_failed.begin()->second);
+      m_failed.erase(m_failed.begin());
+    }
+  }
+
+  const RollJobs& m_jobs;
+  const Options& m_options;
+  Reporter& m_reporter;
+  Roll m_roll;
+  std::vector<std::string> m_frames;  // of the contact sheet
+  std::map<size_t, Outcome> m_failed; // in the first pass, by the number of the scan; not told yet
+};
+
+} // namespace
+
+int RunRolls(const Options& options) {
+  Roll now;
+  now.analysis.kind = options.analysis.kind;
+  now.analysis.matrix = options.analysis.matrix;
+  now.analysis.area = options.analysis.area;
+  now.inputGamma = options.inputGamma;
+  const std::vector<RollJobs> rolls = GatherRolls(options, now);
+  Reporter reporter(options);
+  if (rolls.size() != 1 || rolls[0].jobs.size() != 1) reporter.Expect();
+  for (const RollJobs& roll : rolls) {
+    if (!IsInterrupted()) RollRun(roll, options, reporter, now).Run();
+  }
+  reporter.Summarise();
+  return reporter.ExitStatus();
+}

@@ -1,0 +1,55 @@
+#include "command/run_jobs.h"
+
+#include <algorithm>
+#include <limits>
+#include <thread>
+#include <vips/vips8>
+
+#include "command/messages.h"
+#include "command/workers.h"
+#include "failure.h"
+#include "files/output.h"
+#include "interrupt.h"
+#include "job/scan_job.h"
+#include "log.h"
+#include "opening/admission.h"
+
+namespace {
+
+int Processors() { return static_cast<int>(std::max(1u, std::thread::hardware_concurrency())); }
+
+void StartImageLibrary(int threads, const Options& options) {
+  RouteLibraryMessages(options.verbose);
+  if (VIPS_INIT("zep3") != 0) throw UsageError("libvips cannot be started");
+  BlockOtherLoaders(options.admission);
+  // Every scan is read once or twice from the top; nothing is worth keeping.
+  vips_cache_set_max(0);
+  vips_concurrency_set(threads);
+}
+
+} // namespace
+
+int WorkersFor(const Options& options, size_t jobs) {
+  const int workers = options.jobs > 0 ? options.jobs : Processors();
+  return static_cast<int>(std::clamp<size_t>(jobs, 1, static_cast<size_t>(workers)));
+}
+
+void RunJobs(const Options& options, int workers, const std::function<std::optional<Job>()>& next,
+             const std::function<void(const Job& job, Outcome outcome)>& done) {
+  const auto work = [&](const Message& message) {
+    [[maybe_unused]] static const bool started = // once a process
+        (StartImageLibrary(std::max(1, Processors() / workers), options), true);
+    return ToMessage(RunJob(ToJob(message), options));
+  };
+  WorkerEvents events;
+  events.next = [&]() -> std::optional<Message> {
+    const std::optional<Job> job = next();
+    return job ? std::optional(ToMessage(*job)) : std::nullopt;
+  };
+  events.done = [&](const Message& job, const std::optional<Message>& answer, const std::string& death) {
+    done(ToJob(job), OutcomeOf(answer, death));
+  };
+  events.stop = IsInterrupted;
+  events.cleanUp = [](const Message& job) { RemoveAbandoned(ToJob(job).result); };
+  RunInWorkers(workers, work, events);
+}
