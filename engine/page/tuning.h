@@ -79,8 +79,8 @@ inline constexpr double kInkVeilMost = 0.60;
 inline constexpr double kBlack = 0.006;     // light of good printing black
 inline constexpr double kDepthLeast = 0.03; // levels below white that are whitened ...
 inline constexpr double kDepthMost = 0.20;
-inline constexpr double kDepthNoises = 3.0;
-inline constexpr double kDepthDeep = 1.15;
+inline constexpr double kDepthNoises = 1.25;
+inline constexpr double kDepthDeep = 0.7;
 inline constexpr double kDepthInk = 0.4;   // ... but not more than this share of what ink is below it
 inline constexpr double kRampLeast = 0.08; // levels over which whitening sets in
 
