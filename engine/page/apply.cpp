@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <optional>
 #include <vector>
 
 #include "engine/lut/apply.h"
@@ -28,9 +29,11 @@ struct Fixed {
     const auto v = static_cast<double>(gain);
     return v > 0.0 ? static_cast<int64_t>(std::min(v, kGainMost) * kPerGain + 0.5) : 0; // not a number: 0
   }
-  static int64_t Entry(Sample v, int64_t gain) {
-    return std::min((static_cast<int64_t>(v) * gain + (int64_t{1} << (kShift - 1))) >> kShift, kEntries - 1);
+  // Not held to the last entry.
+  static int64_t Product(Sample v, int64_t gain) {
+    return (static_cast<int64_t>(v) * gain + (int64_t{1} << (kShift - 1))) >> kShift;
   }
+  static int64_t Entry(Sample v, int64_t gain) { return std::min(Product(v, gain), kEntries - 1); }
 };
 
 // Lines or columns of cells, of a side of pixels each.
@@ -76,6 +79,11 @@ struct Slope {
     for (size_t c = 0; c < 3; c++) gain[c] += pixels * gainStep[c];
     strokes += pixels * strokesStep;
     whiten += pixels * whitenStep;
+  }
+  Slope After(int64_t pixels) const {
+    Slope later = *this;
+    later.Go(pixels);
+    return later;
   }
 };
 
@@ -190,8 +198,7 @@ class Piece {
   }
 
   void Change(Sample* first, const PixelLayout& layout) const {
-    for (int64_t from = 0; from < m_width;) {
-      const int64_t column = m_across.Before(m_x + from);
+    for (int64_t from = 0, column = m_firstSquare; from < m_width;) {
       const Square& square = m_squares[static_cast<size_t>(column - m_firstSquare)];
       // Numbers are taken anew from time to time, at the same places whatever the piece: their steps are rounded.
       int64_t begin = from, to = m_width;
@@ -202,17 +209,26 @@ class Piece {
         begin = left + (from - left) / kRun * kRun;
         to = std::min({m_width, begin + kRun, left + m_across.side});
       }
-      Slope slope = SlopeAt(begin, column, square);
-      slope.Go(from - begin);
+      const auto slopeHere = [&] { return SlopeAt(begin, column, square).After(from - begin); };
       Sample* pixel = first + from * layout.samples;
       if (square.mixed) {
-        ChangeMixed(pixel, to - from, layout, slope);
+        ChangeMixed(pixel, to - from, layout, slopeHere());
       } else if (square.whiten) {
-        ChangeWhitened(pixel, to - from, layout, square, slope);
+        ChangeWhitened(pixel, to - from, layout, square, slopeHere);
       } else {
-        ChangeAlike(pixel, to - from, layout, square, slope);
+        // The largest of a line's gains lies at one of its ends.
+        const Slope slope = slopeHere(), last = slope.After(to - from - 1);
+        int64_t most = 0;
+        for (size_t c = 0; c < 3; c++) most = std::max({most, slope.gain[c], last.gain[c]});
+        const bool within = Numbers::Product(std::numeric_limits<Sample>::max(), most) < kEntries;
+        if (within) {
+          ChangeAlike(pixel, to - from, layout, square, slope, Numbers::Product);
+        } else {
+          ChangeAlike(pixel, to - from, layout, square, slope, Numbers::Entry);
+        }
       }
       from = to;
+      if (column < m_across.cells - 1 && m_x + from >= m_across.Begin(column + 1)) column++;
     }
   }
 
@@ -245,8 +261,11 @@ class Piece {
 
   const uint16_t* TableOf(const Square& square) const { return m_table + (square.strokes ? 0 : 3 * kEntries); }
 
+  // `slopeHere` is called when it is needed first: a clean sheet needs none.
+  template <class SlopeHere>
   void ChangeWhitened(Sample* pixel, int64_t pixels, const PixelLayout& layout, const Square& square,
-                      const Slope& slope) const {
+                      const SlopeHere& slopeHere) const {
+    std::optional<Slope> slope;
     const uint16_t* const table = TableOf(square);
     const int64_t samples = layout.samples;
     const bool gray = layout.IsGray();
@@ -265,7 +284,8 @@ class Piece {
           SetColour(pixel, layout, m_paperSample);
           continue;
         }
-        const auto entry = [&](size_t c) { return Numbers::Entry(v[c], slope.gain[c] + at * slope.gainStep[c]); };
+        if (!slope) slope = slopeHere();
+        const auto entry = [&](size_t c) { return Numbers::Entry(v[c], slope->gain[c] + at * slope->gainStep[c]); };
         const int64_t g = entry(1), r = gray ? g : entry(0), b = gray ? g : entry(2);
         const int32_t t = WhiteOf(std::min(std::min(r, g), b));
         if (!gray) {
@@ -277,17 +297,18 @@ class Piece {
     }
   }
 
-  void ChangeAlike(Sample* pixel, int64_t pixels, const PixelLayout& layout, const Square& square,
-                   const Slope& slope) const {
+  template <class Entry>
+  void ChangeAlike(Sample* pixel, int64_t pixels, const PixelLayout& layout, const Square& square, const Slope& slope,
+                   const Entry& entry) const {
     const uint16_t* const table = TableOf(square);
     auto [red, green, blue] = slope.gain;
     const auto [redStep, greenStep, blueStep] = slope.gainStep;
     for (int64_t i = 0; i < pixels; i++, pixel += layout.samples) {
       if (!layout.IsGray()) {
-        pixel[layout.red] = ToSample(table[Numbers::Entry(pixel[layout.red], red)]);
-        pixel[layout.blue] = ToSample(table[2 * kEntries + Numbers::Entry(pixel[layout.blue], blue)]);
+        pixel[layout.red] = ToSample(table[entry(pixel[layout.red], red)]);
+        pixel[layout.blue] = ToSample(table[2 * kEntries + entry(pixel[layout.blue], blue)]);
       }
-      pixel[layout.green] = ToSample(table[kEntries + Numbers::Entry(pixel[layout.green], green)]);
+      pixel[layout.green] = ToSample(table[kEntries + entry(pixel[layout.green], green)]);
       red += redStep;
       green += greenStep;
       blue += blueStep;
@@ -305,12 +326,16 @@ class Piece {
         entry[k] = Numbers::Entry(pixel[offset[c]], slope.gain[k]);
         least = std::min(least, entry[k]);
       }
-      const int32_t strokes = Drawn(slope.strokes);
-      const int32_t t = (WhiteOf(least) * Drawn(slope.whiten)) >> 15;
+      const int32_t strokes = Drawn(slope.strokes), whiten = Drawn(slope.whiten);
+      const int32_t t = whiten == 0 ? 0 : (WhiteOf(least) * whiten) >> 15;
       for (int c = from; c < to; c++) {
         const auto k = static_cast<size_t>(c);
         const uint16_t* const stroke = m_table + c * kEntries + entry[k];
-        pixel[offset[c]] = ToSample(Mix(Mix(stroke[3 * kEntries], *stroke, strokes), m_paper[k], t));
+        // Most of a square lies wholly on one side.
+        const int32_t level = strokes == kWhole ? *stroke
+                              : strokes == 0    ? stroke[3 * kEntries]
+                                                : Mix(stroke[3 * kEntries], *stroke, strokes);
+        pixel[offset[c]] = ToSample(t == 0 ? level : Mix(level, m_paper[k], t));
       }
       slope.Go(1);
     }
