@@ -87,6 +87,12 @@ struct Slope {
   }
 };
 
+// The usual layout, known when this is compiled.
+struct Rgb {
+  static constexpr int samples = kRgb.samples, red = kRgb.red, green = kRgb.green, blue = kRgb.blue;
+  static constexpr bool IsGray() { return false; }
+};
+
 template <class Sample>
 class Piece {
  public:
@@ -118,7 +124,7 @@ class Piece {
     m_found = true;
     m_rowPart = m_down.Part(y, row);
     if (m_layout == kRgb) {
-      Change(first, kRgb);
+      Change(first, Rgb());
     } else {
       Change(first, m_layout);
     }
@@ -188,7 +194,10 @@ class Piece {
   }
 
   // Whether channels are all that a pixel has.
-  static bool HasBlocks(const PixelLayout& layout) { return layout.samples == (layout.IsGray() ? 1 : 3); }
+  template <class Layout>
+  static bool HasBlocks(const Layout& layout) {
+    return layout.samples == (layout.IsGray() ? 1 : 3);
+  }
 
   // Whether any sample of a block is not above its bound; of pixels that have no other samples than channels.
   static bool IsAnyDarker(const Sample* at, const Sample* bound, int64_t samples) {
@@ -197,7 +206,8 @@ class Piece {
     return any != 0;
   }
 
-  void Change(Sample* first, const PixelLayout& layout) const {
+  template <class Layout>
+  void Change(Sample* first, const Layout& layout) const {
     for (int64_t from = 0, column = m_firstSquare; from < m_width;) {
       const Square& square = m_squares[static_cast<size_t>(column - m_firstSquare)];
       // Numbers are taken anew from time to time, at the same places whatever the piece: their steps are rounded.
@@ -262,8 +272,8 @@ class Piece {
   const uint16_t* TableOf(const Square& square) const { return m_table + (square.strokes ? 0 : 3 * kEntries); }
 
   // `slopeHere` is called when it is needed first: a clean sheet needs none.
-  template <class SlopeHere>
-  void ChangeWhitened(Sample* pixel, int64_t pixels, const PixelLayout& layout, const Square& square,
+  template <class Layout, class SlopeHere>
+  void ChangeWhitened(Sample* pixel, int64_t pixels, const Layout& layout, const Square& square,
                       const SlopeHere& slopeHere) const {
     std::optional<Slope> slope;
     const uint16_t* const table = TableOf(square);
@@ -297,8 +307,8 @@ class Piece {
     }
   }
 
-  template <class Entry>
-  void ChangeAlike(Sample* pixel, int64_t pixels, const PixelLayout& layout, const Square& square, const Slope& slope,
+  template <class Layout, class Entry>
+  void ChangeAlike(Sample* pixel, int64_t pixels, const Layout& layout, const Square& square, const Slope& slope,
                    const Entry& entry) const {
     const uint16_t* const table = TableOf(square);
     auto [red, green, blue] = slope.gain;
@@ -315,7 +325,8 @@ class Piece {
     }
   }
 
-  void ChangeMixed(Sample* pixel, int64_t pixels, const PixelLayout& layout, Slope slope) const {
+  template <class Layout>
+  void ChangeMixed(Sample* pixel, int64_t pixels, const Layout& layout, Slope slope) const {
     const int offset[3] = {layout.red, layout.green, layout.blue};
     const int from = layout.IsGray() ? 1 : 0, to = layout.IsGray() ? 2 : 3;
     for (int64_t i = 0; i < pixels; i++, pixel += layout.samples) {
@@ -341,7 +352,8 @@ class Piece {
     }
   }
 
-  static void SetColour(Sample* pixel, const PixelLayout& layout, const std::array<Sample, 3>& colour) {
+  template <class Layout>
+  static void SetColour(Sample* pixel, const Layout& layout, const std::array<Sample, 3>& colour) {
     if (!layout.IsGray()) {
       pixel[layout.red] = colour[0];
       pixel[layout.blue] = colour[2];
