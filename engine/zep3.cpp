@@ -119,10 +119,11 @@ int Propose(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVID
   const View view = LookAt(*bmp, *para);
   if (IsPage(*para) && !IsPlain(*para)) {
     Measured measured;
-    if (page::Propose(*bmp, page, *para, *evidence, measured)) {
+    if (const auto checks = page::Propose(*bmp, page, *para, *evidence, measured)) {
       SetMeasured(*evidence, measured);
       finish();
-      Judge(view, *para, pdColorMatrix, *evidence);
+      Judge(view, *para, pdColorMatrix, *evidence, checks->failed);
+      evidence->lReasons |= checks->mended;
       return 1;
     }
     // A picture fills the page, or next to nothing is there: it is treated as a photo.

@@ -1,11 +1,12 @@
 // In whole numbers, so that every processor gives the same. Between the centres of four cells lies a square; most
-// squares are of one kind, paper with strokes, and most pixels in them are white: those are found many at a time by the
-// least level that is white everywhere in the square.
+// squares are of one kind, paper with strokes, and most pixels in them are white: those are known by the least levels
+// that are white everywhere in the square, many at a time.
 #include "engine/page/apply.h"
 
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <optional>
 #include <vector>
 
 #include "engine/lut/apply.h"
@@ -28,9 +29,11 @@ struct Fixed {
     const auto v = static_cast<double>(gain);
     return v > 0.0 ? static_cast<int64_t>(std::min(v, kGainMost) * kPerGain + 0.5) : 0; // not a number: 0
   }
-  static int64_t Entry(Sample v, int64_t gain) {
-    return std::min((static_cast<int64_t>(v) * gain + (int64_t{1} << (kShift - 1))) >> kShift, kEntries - 1);
+  // Not held to the last entry.
+  static int64_t Product(Sample v, int64_t gain) {
+    return (static_cast<int64_t>(v) * gain + (int64_t{1} << (kShift - 1))) >> kShift;
   }
+  static int64_t Entry(Sample v, int64_t gain) { return std::min(Product(v, gain), kEntries - 1); }
 };
 
 // Lines or columns of cells, of a side of pixels each.
@@ -77,6 +80,17 @@ struct Slope {
     strokes += pixels * strokesStep;
     whiten += pixels * whitenStep;
   }
+  Slope After(int64_t pixels) const {
+    Slope later = *this;
+    later.Go(pixels);
+    return later;
+  }
+};
+
+// The usual layout, known when this is compiled.
+struct Rgb {
+  static constexpr int samples = kRgb.samples, red = kRgb.red, green = kRgb.green, blue = kRgb.blue;
+  static constexpr bool IsGray() { return false; }
 };
 
 template <class Sample>
@@ -93,18 +107,14 @@ class Piece {
         m_white(table + 6 * kEntries) {
     m_allWhite = std::lower_bound(m_white, m_white + kEntries, uint16_t{65535}) - m_white;
     constexpr auto kOne = static_cast<int64_t>(static_cast<double>(kEntries - 1) / kTableMost + 0.5);
-    for (int c = 0; c < 3; c++) m_paper[static_cast<size_t>(c)] = m_table[c * kEntries + kOne];
-    for (int64_t i = 0; i < kBlock; i++) {
-      Sample* pixel = &m_paperBlock[static_cast<size_t>(i * layout.samples)];
-      if (!layout.IsGray()) {
-        pixel[layout.red] = ToSample(m_paper[0]);
-        pixel[layout.blue] = ToSample(m_paper[2]);
-      }
-      pixel[layout.green] = ToSample(m_paper[1]);
+    for (size_t c = 0; c < 3; c++) {
+      m_paper[c] = m_table[static_cast<int64_t>(c) * kEntries + kOne];
+      m_paperSample[c] = ToSample(m_paper[c]);
     }
+    for (int64_t i = 0; i < kBlock; i++)
+      SetColour(&m_paperBlock[static_cast<size_t>(i * layout.samples)], layout, m_paperSample);
     m_firstSquare = m_across.Before(x);
     m_squares.resize(static_cast<size_t>(m_across.Before(x + width - 1) - m_firstSquare + 1));
-    m_darker.resize(static_cast<size_t>(width * layout.samples));
   }
 
   void Line(Sample* first, int64_t y) {
@@ -113,19 +123,11 @@ class Piece {
     m_row = row;
     m_found = true;
     m_rowPart = m_down.Part(y, row);
-    const int64_t samples = m_layout.samples, block = kBlock * samples;
-    int64_t changed = 0; // up to here
-    for (int64_t at = 0; at + kBlock <= m_width; at += kBlock) {
-      if (IsDarker(first + at * samples, &m_darker[static_cast<size_t>(at * samples)], block)) continue;
-      Change(first, changed, at);
-      changed = at + kBlock;
-      if (samples % 2 != 0) {
-        std::copy_n(m_paperBlock.data(), block, first + at * samples);
-      } else {
-        for (int64_t i = at; i < changed; i++) SetPaper(first + i * samples);
-      }
+    if (m_layout == kRgb) {
+      Change(first, Rgb());
+    } else {
+      Change(first, m_layout);
     }
-    Change(first, changed, m_width);
   }
 
  private:
@@ -140,17 +142,9 @@ class Piece {
     bool strokes, whiten;                       // of all corners, if not mixed
     std::array<std::array<int64_t, 3>, 4> gain; // of the corners: upper left and right, lower left and right
     std::array<uint32_t, 4> lies;
-    std::array<Sample, kBlock * kSamplesMost>
-        white; // samples of a block as light as that are white in all of the square
+    std::array<Sample, 3> darker; // pixels with all channels above these are white in all of the square
+    std::array<Sample, kBlock * kSamplesMost> darkerBlock; // sample by sample; of layouts that have channels alone
   };
-
-  void SetPaper(Sample* pixel) const {
-    if (!m_layout.IsGray()) {
-      pixel[m_layout.red] = m_paperBlock[static_cast<size_t>(m_layout.red)];
-      pixel[m_layout.blue] = m_paperBlock[static_cast<size_t>(m_layout.blue)];
-    }
-    pixel[m_layout.green] = m_paperBlock[static_cast<size_t>(m_layout.green)];
-  }
 
   static Sample ToSample(int32_t level) {
     if constexpr (sizeof(Sample) == 1) {
@@ -177,67 +171,74 @@ class Piece {
       square.mixed = any != all;
       square.strokes = (all & ZEP3_CELL_STROKES) != 0;
       square.whiten = (all & ZEP3_CELL_WHITEN) != 0;
-      SetDarker(square, column);
+      if (square.whiten && !square.mixed) SetDarker(square);
     }
   }
 
-  // Pixels with all samples above these are white in all of the square.
-  void SetDarker(const Square& square, int64_t column) {
-    std::array<Sample, 3> darker;
-    darker.fill(std::numeric_limits<Sample>::max());
-    for (size_t c = 0; c < 3 && square.whiten && !square.mixed && m_allWhite < kEntries; c++) {
+  void SetDarker(Square& square) const {
+    square.darker.fill(std::numeric_limits<Sample>::max());
+    for (size_t c = 0; c < 3 && m_allWhite < kEntries; c++) {
       const auto& g = square.gain;
       // Less what steps are rounded off by.
       const int64_t least = std::min({g[0][c], g[1][c], g[2][c], g[3][c]}) - 2 * kRun;
       if (least <= 0) continue;
       const int64_t wanted = (m_allWhite << Numbers::kShift) - (int64_t{1} << (Numbers::kShift - 1));
-      darker[c] = static_cast<Sample>(std::clamp<int64_t>((wanted - 1) / least, 0, darker[c]));
+      const double level = static_cast<double>(wanted) / static_cast<double>(least); // at it and above: white
+      square.darker[c] = static_cast<Sample>(std::clamp(level, 0.0, static_cast<double>(square.darker[c])));
     }
-    const int64_t end = column >= m_across.cells - 1 ? m_width : std::min(m_width, m_across.Begin(column + 1) - m_x);
-    for (int64_t at = column < 0 ? 0 : std::max<int64_t>(0, m_across.Begin(column) - m_x); at < end; at++) {
-      Sample* pixel = &m_darker[static_cast<size_t>(at * m_layout.samples)];
-      if (!m_layout.IsGray()) {
-        pixel[m_layout.red] = darker[0];
-        pixel[m_layout.blue] = darker[2];
-      }
-      pixel[m_layout.green] = darker[1];
+    if (!HasBlocks(m_layout)) return;
+    for (int64_t i = 0; i < kBlock; i++) {
+      Sample* pixel = &square.darkerBlock[static_cast<size_t>(i * m_layout.samples)];
+      SetColour(pixel, m_layout, square.darker);
     }
   }
 
-  // Whether any sample is not above its bound.
-  static bool IsDarker(const Sample* at, const Sample* bound, int64_t samples) {
+  // Whether channels are all that a pixel has.
+  template <class Layout>
+  static bool HasBlocks(const Layout& layout) {
+    return layout.samples == (layout.IsGray() ? 1 : 3);
+  }
+
+  // Whether any sample of a block is not above its bound; of pixels that have no other samples than channels.
+  static bool IsAnyDarker(const Sample* at, const Sample* bound, int64_t samples) {
     Sample any = 0;
     for (int64_t i = 0; i < samples; i++) any = static_cast<Sample>(any | (at[i] <= bound[i] ? 1 : 0));
     return any != 0;
   }
 
-  void Change(Sample* first, int64_t from, int64_t end) const {
-    while (from < end) {
-      const int64_t column = m_across.Before(m_x + from);
+  template <class Layout>
+  void Change(Sample* first, const Layout& layout) const {
+    for (int64_t from = 0, column = m_firstSquare; from < m_width;) {
       const Square& square = m_squares[static_cast<size_t>(column - m_firstSquare)];
       // Numbers are taken anew from time to time, at the same places whatever the piece: their steps are rounded.
-      int64_t begin = from, to = end;
+      int64_t begin = from, to = m_width;
       if (column < 0) {
-        to = std::min(end, m_across.Begin(0) - m_x);
+        to = std::min(m_width, m_across.Begin(0) - m_x);
       } else if (column < m_across.cells - 1) {
         const int64_t left = m_across.Begin(column) - m_x;
         begin = left + (from - left) / kRun * kRun;
-        to = std::min({end, begin + kRun, left + m_across.side});
+        to = std::min({m_width, begin + kRun, left + m_across.side});
       }
-      Slope slope = SlopeAt(begin, column, square);
-      slope.Go(from - begin);
-      Sample* pixel = first + from * m_layout.samples;
+      const auto slopeHere = [&] { return SlopeAt(begin, column, square).After(from - begin); };
+      Sample* pixel = first + from * layout.samples;
       if (square.mixed) {
-        ChangeMixed(pixel, to - from, slope);
+        ChangeMixed(pixel, to - from, layout, slopeHere());
+      } else if (square.whiten) {
+        ChangeWhitened(pixel, to - from, layout, square, slopeHere);
       } else {
-        const uint16_t* table = m_table + (square.strokes ? 0 : 3 * kEntries);
-        if (m_layout == kRgb) {
-          ChangeAlike(pixel, to - from, kRgb, slope, table, square.whiten);
+        // The largest of a line's gains lies at one of its ends.
+        const Slope slope = slopeHere(), last = slope.After(to - from - 1);
+        int64_t most = 0;
+        for (size_t c = 0; c < 3; c++) most = std::max({most, slope.gain[c], last.gain[c]});
+        const bool within = Numbers::Product(std::numeric_limits<Sample>::max(), most) < kEntries;
+        if (within) {
+          ChangeAlike(pixel, to - from, layout, square, slope, Numbers::Product);
         } else {
-          ChangeAlike(pixel, to - from, m_layout, slope, table, square.whiten);
+          ChangeAlike(pixel, to - from, layout, square, slope, Numbers::Entry);
         }
       }
       from = to;
+      if (column < m_across.cells - 1 && m_x + from >= m_across.Begin(column + 1)) column++;
     }
   }
 
@@ -268,33 +269,67 @@ class Piece {
   // Share of white, of kWhole.
   int32_t WhiteOf(int64_t entry) const { return (m_white[entry] + 1) >> 1; }
 
-  // Without branches by level: in grain they are foretold wrong.
-  void ChangeAlike(Sample* pixel, int64_t pixels, const PixelLayout& layout, const Slope& slope, const uint16_t* table,
-                   bool whiten) const {
-    auto [red, green, blue] = slope.gain;
-    const auto [redStep, greenStep, blueStep] = slope.gainStep;
+  const uint16_t* TableOf(const Square& square) const { return m_table + (square.strokes ? 0 : 3 * kEntries); }
+
+  // `slopeHere` is called when it is needed first: a clean sheet needs none.
+  template <class Layout, class SlopeHere>
+  void ChangeWhitened(Sample* pixel, int64_t pixels, const Layout& layout, const Square& square,
+                      const SlopeHere& slopeHere) const {
+    std::optional<Slope> slope;
+    const uint16_t* const table = TableOf(square);
+    const int64_t samples = layout.samples;
     const bool gray = layout.IsGray();
-    const int32_t most = whiten ? -1 : 0;
-    for (int64_t i = 0; i < pixels; i++, pixel += layout.samples) {
-      const int64_t g = Numbers::Entry(pixel[layout.green], green);
-      const int64_t r = gray ? g : Numbers::Entry(pixel[layout.red], red);
-      const int64_t b = gray ? g : Numbers::Entry(pixel[layout.blue], blue);
-      red += redStep;
-      green += greenStep;
-      blue += blueStep;
-      const int32_t t = WhiteOf(std::min(std::min(r, g), b)) & most;
-      if (!gray) {
-        pixel[layout.red] = ToSample(Mix(table[r], m_paper[0], t));
-        pixel[layout.blue] = ToSample(Mix(table[2 * kEntries + b], m_paper[2], t));
+    const std::array<Sample, 3> darker = square.darker;
+    for (int64_t at = 0; at < pixels;) {
+      const int64_t end = std::min(pixels, at + kBlock);
+      if (end - at == kBlock && HasBlocks(layout) && !IsAnyDarker(pixel, square.darkerBlock.data(), kBlock * samples)) {
+        std::copy_n(m_paperBlock.data(), kBlock * samples, pixel);
+        pixel += kBlock * samples;
+        at = end;
+        continue;
       }
-      pixel[layout.green] = ToSample(Mix(table[kEntries + g], m_paper[1], t));
+      for (; at < end; at++, pixel += samples) {
+        const Sample v[3] = {pixel[layout.red], pixel[layout.green], pixel[layout.blue]};
+        if (v[1] > darker[1] && (gray || (v[0] > darker[0] && v[2] > darker[2]))) {
+          SetColour(pixel, layout, m_paperSample);
+          continue;
+        }
+        if (!slope) slope = slopeHere();
+        const auto entry = [&](size_t c) { return Numbers::Entry(v[c], slope->gain[c] + at * slope->gainStep[c]); };
+        const int64_t g = entry(1), r = gray ? g : entry(0), b = gray ? g : entry(2);
+        const int32_t t = WhiteOf(std::min(std::min(r, g), b));
+        if (!gray) {
+          pixel[layout.red] = ToSample(Mix(table[r], m_paper[0], t));
+          pixel[layout.blue] = ToSample(Mix(table[2 * kEntries + b], m_paper[2], t));
+        }
+        pixel[layout.green] = ToSample(Mix(table[kEntries + g], m_paper[1], t));
+      }
     }
   }
 
-  void ChangeMixed(Sample* pixel, int64_t pixels, Slope slope) const {
-    const int offset[3] = {m_layout.red, m_layout.green, m_layout.blue};
-    const int from = m_layout.IsGray() ? 1 : 0, to = m_layout.IsGray() ? 2 : 3;
-    for (int64_t i = 0; i < pixels; i++, pixel += m_layout.samples) {
+  template <class Layout, class Entry>
+  void ChangeAlike(Sample* pixel, int64_t pixels, const Layout& layout, const Square& square, const Slope& slope,
+                   const Entry& entry) const {
+    const uint16_t* const table = TableOf(square);
+    auto [red, green, blue] = slope.gain;
+    const auto [redStep, greenStep, blueStep] = slope.gainStep;
+    for (int64_t i = 0; i < pixels; i++, pixel += layout.samples) {
+      if (!layout.IsGray()) {
+        pixel[layout.red] = ToSample(table[entry(pixel[layout.red], red)]);
+        pixel[layout.blue] = ToSample(table[2 * kEntries + entry(pixel[layout.blue], blue)]);
+      }
+      pixel[layout.green] = ToSample(table[kEntries + entry(pixel[layout.green], green)]);
+      red += redStep;
+      green += greenStep;
+      blue += blueStep;
+    }
+  }
+
+  template <class Layout>
+  void ChangeMixed(Sample* pixel, int64_t pixels, const Layout& layout, Slope slope) const {
+    const int offset[3] = {layout.red, layout.green, layout.blue};
+    const int from = layout.IsGray() ? 1 : 0, to = layout.IsGray() ? 2 : 3;
+    for (int64_t i = 0; i < pixels; i++, pixel += layout.samples) {
       std::array<int64_t, 3> entry = {};
       int64_t least = kEntries - 1;
       for (int c = from; c < to; c++) {
@@ -302,15 +337,28 @@ class Piece {
         entry[k] = Numbers::Entry(pixel[offset[c]], slope.gain[k]);
         least = std::min(least, entry[k]);
       }
-      const int32_t strokes = Drawn(slope.strokes);
-      const int32_t t = (WhiteOf(least) * Drawn(slope.whiten)) >> 15;
+      const int32_t strokes = Drawn(slope.strokes), whiten = Drawn(slope.whiten);
+      const int32_t t = whiten == 0 ? 0 : (WhiteOf(least) * whiten) >> 15;
       for (int c = from; c < to; c++) {
         const auto k = static_cast<size_t>(c);
         const uint16_t* const stroke = m_table + c * kEntries + entry[k];
-        pixel[offset[c]] = ToSample(Mix(Mix(stroke[3 * kEntries], *stroke, strokes), m_paper[k], t));
+        // Most of a square lies wholly on one side.
+        const int32_t level = strokes == kWhole ? *stroke
+                              : strokes == 0    ? stroke[3 * kEntries]
+                                                : Mix(stroke[3 * kEntries], *stroke, strokes);
+        pixel[offset[c]] = ToSample(t == 0 ? level : Mix(level, m_paper[k], t));
       }
       slope.Go(1);
     }
+  }
+
+  template <class Layout>
+  static void SetColour(Sample* pixel, const Layout& layout, const std::array<Sample, 3>& colour) {
+    if (!layout.IsGray()) {
+      pixel[layout.red] = colour[0];
+      pixel[layout.blue] = colour[2];
+    }
+    pixel[layout.green] = colour[1];
   }
 
   int64_t m_x, m_width;
@@ -320,13 +368,13 @@ class Piece {
   const uint16_t *m_table, *m_white;
   int64_t m_allWhite; // the entry from which a pixel is white
   std::array<int32_t, 3> m_paper;
+  std::array<Sample, 3> m_paperSample;
   std::array<Sample, kBlock* kSamplesMost> m_paperBlock = {};
   int64_t m_row = 0;      // of cells, above the line
   double m_rowPart = 0.0; // from its centre to the next one's
   bool m_found = false;   // squares of that row
   int64_t m_firstSquare;  // the column of cells left of it; -1: left of the first cell's centre
   std::vector<Square> m_squares;
-  std::vector<Sample> m_darker; // by sample of a line: not white, perhaps; of samples that are no channels 0
 };
 
 } // namespace

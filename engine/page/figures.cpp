@@ -3,6 +3,7 @@
 #include "engine/finish/block_detail.h"
 #include "engine/page/histogram.h"
 #include "engine/page/light.h"
+#include "engine/zep3.h"
 
 namespace page {
 namespace {
@@ -16,6 +17,39 @@ Colour GainOf(const Colour& paper) {
   Colour gain = {};
   for (size_t c = 0; c < 3; c++) gain[c] = 1.0F / std::max(paper[c], kSurfaceLeast);
   return gain;
+}
+
+// So many levels below paper are white.
+void SetWhite(Figures& figures, double depth) {
+  figures.whiteTo = 1.0 - depth;
+  figures.whiteFrom = figures.whiteTo - std::max(kRampLeast, depth);
+}
+
+// Whether whitening leaves less than half of what a level of strokes lies below paper; paper 1.
+bool Fades(const Figures& figures, double level) {
+  const double darkened = WithoutVeil(LightOf(level), figures.strokesVeil);
+  const double t = std::clamp((darkened - figures.whiteFrom) / (figures.whiteTo - figures.whiteFrom), 0.0, 1.0);
+  return (1.0 - darkened) * (1.0 - t * t * (3.0 - 2.0 * t)) < 0.5 * (1.0 - level);
+}
+
+// The level of strokes from which on they fade.
+double FadingFrom(const Figures& figures) {
+  double stays = 0.0, fades = 1.0;
+  for (int i = 0; i < 20; i++) {
+    const double level = 0.5 * (stays + fades);
+    (Fades(figures, level) ? fades : stays) = level;
+  }
+  return fades;
+}
+
+// A cell whose ground is lighter than its paper in every channel, and that holds something, too: a blank one is a lid.
+bool IsWashed(const Ground& ground, size_t at, const Colour& gain, double centre) {
+  const Colour& ln = ground.ln.cells[at];
+  if (ground.darkest.cells[at] > ln[3] - kWashedDetail) return false;
+  for (size_t c = 0; c < 3; c++) {
+    if (static_cast<double>(std::exp(ln[c]) * gain[c]) < kWashedLevel * centre) return false;
+  }
+  return true;
 }
 
 float SmallestOf(const Colour& v) { return std::min({v[0], v[1], v[2]}); }
@@ -104,9 +138,38 @@ Figures MeasureFigures(const Planes& planes, const Levels& levels, const Ground&
   const double depth =
       std::max({kDepthNoises * figures.noise * stretch, kDepthDeep * figures.deep * stretch, kDepthLeast});
   const double weak = std::clamp(1.0 - WithoutVeil(LightOf(figures.strokes / centre), figures.strokesVeil), 0.1, 1.0);
-  figures.whiteTo = 1.0 - std::clamp(depth, kDepthLeast, std::min(kDepthMost, kDepthInk * weak));
-  figures.whiteFrom = figures.whiteTo - std::max(kRampLeast, 1.0 - figures.whiteTo);
+  SetWhite(figures, std::clamp(depth, kDepthLeast, std::min(kDepthMost, kDepthInk * weak)));
+
+  Histogram inks(0.0F, kMost);
+  size_t washed = 0;
+  for (size_t i = 0; i < lowest.Size(); i++) {
+    if (paper.known.cells[i] == 0) {
+      washed += IsWashed(ground, i, gains.cells[i], centre) ? 1 : 0;
+    } else if (static_cast<double>(lowest.cells[i]) < lit) {
+      inks.Add(lowest.cells[i]);
+    }
+  }
+  figures.washed = ground.reverse ? 0.0 : static_cast<double>(washed) / static_cast<double>(lowest.Size());
+  const auto faded = [&] { return ground.reverse ? 0.0 : inks.ShareAbove(FadingFrom(figures) * centre); };
+  figures.faded = faded();
+  if (figures.faded > kFadedMost) {
+    SetWhite(figures, kDepthLeast);
+    figures.spared = true;
+    figures.faded = faded();
+  }
   return figures;
+}
+
+Checks CheckResult(const Figures& figures) {
+  Checks checks;
+  if (figures.faded > kFadedMost) {
+    checks.failed |= ZEP3_REASON_MARKS_LOST;
+  } else if (figures.spared) {
+    checks.mended |= ZEP3_REASON_MARKS_LOST;
+  }
+  if (figures.washed > kWashedMost) checks.mended |= ZEP3_REASON_CLIPPING; // without the surface nothing is washed
+  if (checks.mended != 0) checks.mended |= ZEP3_REASON_WEAKENED;
+  return checks;
 }
 
 bool HasPaper(const Figures& figures) {

@@ -30,6 +30,14 @@ class Histogram {
     }
     return distances;
   }
+  // 0 without samples.
+  double ShareAbove(double value) const {
+    int64_t above = 0;
+    for (int bin = kBins - 1; bin >= 0 && (bin + 0.5) / static_cast<double>(m_perBin) + double{m_from} > value; bin--) {
+      above += m_count[static_cast<size_t>(bin)];
+    }
+    return m_samples == 0 ? 0.0 : static_cast<double>(above) / static_cast<double>(m_samples);
+  }
   int64_t Samples() const { return m_samples; }
 
   // The sample below which so many percent lie; 0 without samples.

@@ -119,6 +119,64 @@ bool AddForetold(const Ground& ground, const Regions& regions, Mask& paper, std:
   return grew;
 }
 
+// A region as a sheet beside the paper: the other page of a book, beyond the gutter. It is as light as the paper, of
+// its colour, written on, and unlike a box that is printed on the paper it does not border on it with a step.
+bool IsSheet(const Ground& ground, const Regions& regions, size_t label, const Mask& paper, const Colour& main) {
+  const std::span<const uint32_t> cells = regions.Cells(label);
+  if (static_cast<double>(cells.size()) < kSheetLeast * static_cast<double>(paper.Size())) return false;
+  std::array<std::vector<float>, 3> samples;
+  size_t inked = 0;
+  for (const uint32_t at : cells) {
+    for (size_t c = 0; c < 3; c++) samples[c].push_back(ground.ln.cells[at][c]);
+    inked += ground.darkest.cells[at] < ground.ln.cells[at][3] - kInk ? 1 : 0;
+  }
+  if (static_cast<double>(inked) < kSheetInk * static_cast<double>(cells.size())) return false;
+  Colour off = {};
+  for (size_t c = 0; c < 3; c++) off[c] = MedianOf(samples[c]) - main[c];
+  const float level = Mean(off);
+  if (std::fabs(level) > kSheetLevel) return false;
+  for (size_t c = 0; c < 3; c++) {
+    if (std::fabs(off[c] - level) > kSheetTint) return false;
+  }
+  constexpr int kAcross = 4; // cells that an edge may be wide
+  constexpr int kWays[4][2] = {{0, 1}, {0, -1}, {1, 0}, {-1, 0}};
+  size_t border = 0, stepped = 0;
+  for (const uint32_t at : cells) {
+    const int row = static_cast<int>(at) / paper.columns, column = static_cast<int>(at) % paper.columns;
+    for (const auto& way : kWays) {
+      for (int i = 1; i <= kAcross; i++) {
+        const int r = row + i * way[0], c = column + i * way[1];
+        if (r < 0 || r >= paper.rows || c < 0 || c >= paper.columns) break;
+        const size_t other = paper.Index(r, c);
+        if (regions.label.cells[other] == static_cast<int32_t>(label)) break;
+        border += i == 1 ? 1 : 0;
+        if (paper.cells[other] == 0) continue;
+        stepped += std::fabs(ground.ln.cells[at][3] - ground.ln.cells[other][3]) > kForetold ? 1 : 0;
+        break;
+      }
+    }
+  }
+  return static_cast<double>(stepped) < kSheetStepped * static_cast<double>(border);
+}
+
+// Adds the sheets beside the paper. False when there are none.
+bool AddSheets(const Ground& ground, const Regions& regions, size_t main, Mask& paper, std::vector<uint8_t>& added) {
+  Colour level = {};
+  for (size_t c = 0; c < 3; c++) {
+    std::vector<float> samples;
+    for (const uint32_t at : regions.Cells(main)) samples.push_back(ground.ln.cells[at][c]);
+    level[c] = MedianOf(samples);
+  }
+  bool any = false;
+  for (size_t label = 1; label < regions.Labels(); label++) {
+    if (added[label] != 0 || !IsSheet(ground, regions, label, paper, level)) continue;
+    for (const uint32_t at : regions.Cells(label)) paper.cells[at] = 1;
+    added[label] = 1;
+    any = true;
+  }
+  return any;
+}
+
 // Cells of a box around a component that its outline holds: what cannot be reached from the box's sides.
 size_t Outlined(const Grid<int32_t>& label, int32_t of, int top, int bottom, int left, int right) {
   const std::vector<uint8_t> reached = ReachedFromEdge(
@@ -158,9 +216,13 @@ void Lay(const Ground& ground, const Mask& smooth, Paper& found) {
   if (main != 0) {
     for (const uint32_t at : regions.Cells(main)) found.paper.cells[at] = 1;
     added[main] = 1;
-    for (int round = 0; round < kRounds; round++) {
-      if (!AddForetold(ground, regions, found.paper, added)) break;
-    }
+    const auto addForetold = [&] {
+      for (int round = 0; round < kRounds; round++) {
+        if (!AddForetold(ground, regions, found.paper, added)) break;
+      }
+    };
+    addForetold();
+    if (!ground.reverse && AddSheets(ground, regions, main, found.paper, added)) addForetold();
   }
   found.object = FindObjects(found.paper);
   found.known = found.paper;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "engine/adaptive/confidence.h"
 #include "engine/common/convert.h"
 #include "engine/common/power_curve.h"
 #include "engine/common/record.h"
@@ -174,11 +175,11 @@ void WriteSurface(const Piece& piece, const Surface& surface, const Figures& fig
 
 } // namespace
 
-bool Propose(const ZEP3_BmpInfo& image, const Request& request, ZEP3_PARA& para, ZEP3_EVIDENCE& evidence,
-             Measured& measured) {
+std::optional<Checks> Propose(const ZEP3_BmpInfo& image, const Request& request, ZEP3_PARA& para,
+                              ZEP3_EVIDENCE& evidence, Measured& measured) {
   const Piece piece = Cut(image, request.detail);
   const Planes& planes = piece.planes;
-  if (planes.mean == nullptr) return false;
+  if (planes.mean == nullptr) return std::nullopt;
   const Levels levels;
   const Ground ground = FindGround(planes, levels);
   const Paper paper = FindPaper(ground);
@@ -199,7 +200,7 @@ bool Propose(const ZEP3_BmpInfo& image, const Request& request, ZEP3_PARA& para,
   const auto reason = [&](bool so, int64_t bit) { evidence.lReasons |= so ? bit : 0; };
   if (!HasPaper(figures) || paper.leak > kLeakMost) {
     evidence.lReasons |= ZEP3_REASON_NO_PAPER;
-    return false;
+    return std::nullopt;
   }
   const float lightest = std::max({sheet[0], sheet[1], sheet[2]});
   const bool coloured = IsDyed(surface, paper.known, sheet);
@@ -211,7 +212,9 @@ bool Propose(const ZEP3_BmpInfo& image, const Request& request, ZEP3_PARA& para,
   reason(figures.objects > kObjectsTold, ZEP3_REASON_PICTURES_KEPT);
 
   evidence.lAnalysis = ZEP3_ANALYSIS_PAGE;
+  const Checks checks = CheckResult(figures);
   evidence.dConfidence = ConfidenceOf(figures);
+  if ((checks.failed | checks.mended) != 0) evidence.dConfidence = AfterFailedCheck(evidence.dConfidence);
   para.ic.wHlCurveType = ZEP3_HL_HARD_CLIP;
   para.ic.wSdCurveType = ZEP3_SD_HARD_CLIP;
   para.lSaturation = 0;
@@ -225,7 +228,7 @@ bool Propose(const ZEP3_BmpInfo& image, const Request& request, ZEP3_PARA& para,
     para.ic.ch[c] = {PointOf(white), PointOf(white * strokes.in), ToLevel16(255.0), ToLevel16(kShadowOut),
                      std::llround(100.0 * strokes.gamma)};
   }
-  if (request.surface != nullptr) {
+  if (request.surface != nullptr && figures.washed <= kWashedMost) {
     ZEP3_SURFACE& out = *request.surface;
     const double reference = ground.reverse ? static_cast<double>(Mean(sheet)) : 1.0;
     WriteSurface(piece, surface, figures, ground.reverse, reference, out);
@@ -245,7 +248,7 @@ bool Propose(const ZEP3_BmpInfo& image, const Request& request, ZEP3_PARA& para,
     out.dWhiteFrom = std::pow(WithVeil(LightOf(figures.whiteFrom), figures.strokesVeil), toScan);
     out.dWhiteTo = std::pow(WithVeil(LightOf(figures.whiteTo), figures.strokesVeil), toScan);
   }
-  return true;
+  return checks;
 }
 
 } // namespace page

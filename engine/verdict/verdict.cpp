@@ -58,7 +58,7 @@ int64_t FailedChecks(const ResultMeasures& measures, const ZEP3_PARA& para) {
   return failed;
 }
 
-void Judge(const View& view, const ZEP3_PARA& para, const double* matrix, ZEP3_EVIDENCE& evidence) {
+void Judge(const View& view, const ZEP3_PARA& para, const double* matrix, ZEP3_EVIDENCE& evidence, int64_t failed) {
   evidence.lReasons &= ~int64_t{ZEP3_REASON_CHECKS};
   if ((evidence.lReasons & ZEP3_REASON_DEFAULTS) != 0) {
     evidence.lVerdict = ZEP3_VERDICT_FAILED;
@@ -66,7 +66,8 @@ void Judge(const View& view, const ZEP3_PARA& para, const double* matrix, ZEP3_E
   }
   const ResultCheck check(view, para);
   if (check.IsEmpty()) evidence.lReasons |= ZEP3_REASON_TOO_LITTLE;
-  SetVerdict(DeniedKind(view, para) | FailedChecks(check.Measure(para, matrix), para), evidence);
+  failed |= DeniedKind(view, para) | FailedChecks(check.Measure(para, matrix), para);
+  SetVerdict(failed, evidence);
 }
 
 Proposal::Proposal(const ZEP3_PARA& para)

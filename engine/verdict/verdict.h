@@ -10,8 +10,9 @@
 // The checks of a result that fail, as reasons.
 int64_t FailedChecks(const ResultMeasures& measures, const ZEP3_PARA& para);
 
-// Writes the verdict on the record's tables, with their user values, and the reasons of the checks.
-void Judge(const View& view, const ZEP3_PARA& para, const double* matrix, ZEP3_EVIDENCE& evidence);
+// Writes the verdict on the record's tables, with their user values, and the reasons of the checks. `failed`: of checks
+// that were made elsewhere.
+void Judge(const View& view, const ZEP3_PARA& para, const double* matrix, ZEP3_EVIDENCE& evidence, int64_t failed = 0);
 
 // What an analysis writes into a record, on the display's scale.
 class Proposal {

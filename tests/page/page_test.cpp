@@ -156,6 +156,50 @@ TEST(Page, WithoutPaperNothingIsEvened) {
   EXPECT_EQ(ApplyZEP3Page(&page.scan.bmp, 0, 0, &page.surface, page.table.data()), 0);
 }
 
+// A book on a lid: its pages lie in light that falls toward the gutter, and a picture fills the top of the second.
+TEST(Page, TheOtherPageOfABookIsPaper) {
+  Page page(ZEP3_SUB_BACKGROUND_REMOVAL, {}, 0);
+  const auto isPicture = [](int x, int y) { return x > 310 && y < 160; };
+  page.Fill([&](int x, int y, int c) {
+    const bool lid = x < 30 || x > 610 || y < 30 || y > 450;
+    const bool text = (x % 310 > 60 && x % 310 < 240) && y > 180 && y < 420 && y % 12 < 3 && x % 9 < 6;
+    const double light = 1.0 - 0.75 * std::exp(-std::abs(x - 310) / 20.0);
+    return lid ? 25.0 : 235.0 * light * (text ? 0.12 : isPicture(x, y) ? PictureLevel(x, y, c) : 1.0);
+  });
+  page.Finish();
+  EXPECT_EQ(page.surface.lFound, ZEP3_SURFACE_PAPER);
+  for (const int x : {50, 260, 360, 590}) EXPECT_GE(page.scan.Level(x, 435, 1), 250) << x;
+}
+
+// Paper that darkens toward what is lighter than that paper would be: evened by it, that would be white.
+TEST(Page, WhatWouldBeWashedOutIsNotEvened) {
+  Page page(ZEP3_SUB_BACKGROUND_REMOVAL, {}, 0);
+  page.Fill([&](int x, int y, int c) {
+    const bool picture = x >= 420 && 100 <= y && y < 380;
+    const double light = 1.0 - 0.65 * std::min(x, 420) / 420.0;
+    const bool dot = x % 4 < 2 && y % 4 < 2; // a quarter of each cell
+    return picture ? (120.0 + 20.0 * c) * (dot ? 0.8 : 1.0) : 235.0 * light * (IsText(x, y) ? 0.12 : 1.0);
+  });
+  ASSERT_EQ(page.Analyse(), 1);
+  EXPECT_EQ(page.evidence.lAnalysis, ZEP3_ANALYSIS_PAGE);
+  EXPECT_EQ(page.surface.lFound, ZEP3_SURFACE_NONE);
+  EXPECT_TRUE(page.Says(ZEP3_REASON_CLIPPING) && page.Says(ZEP3_REASON_WEAKENED));
+}
+
+// Show-through would take faint lines, a tenth below paper, with it.
+TEST(Page, FaintLinesAreSpared) {
+  const auto isFaint = [](int x, int y) { return x > 320 && y % 10 < 1; };
+  Page page(ZEP3_SUB_BACKGROUND_REMOVAL, {}, 0);
+  page.Fill([&](int x, int y, int) {
+    const bool through = x > 320 && x % 8 < 2 && y % 10 > 4 && y % 10 < 9;
+    return 240.0 * (IsText(x, y) ? 0.12 : isFaint(x, y) ? 0.9 : through ? 0.84 : 1.0);
+  });
+  page.Finish();
+  EXPECT_TRUE(page.Says(ZEP3_REASON_MARKS_LOST) && page.Says(ZEP3_REASON_WEAKENED));
+  EXPECT_EQ(page.evidence.lVerdict, ZEP3_VERDICT_GOOD);
+  EXPECT_LE(page.Range(1, [](int x, int y) { return x > 330 && x < 630 && y == 200; }).second, 240);
+}
+
 // Light lines on blue: evened in brightness, its colour and the lines' contrast as they were.
 TEST(Page, ABlueprintStaysBlue) {
   Page page(ZEP3_SUB_BACKGROUND_REMOVAL, {}, 0);

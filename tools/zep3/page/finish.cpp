@@ -36,6 +36,8 @@ class Finish {
     }
   }
 
+  bool HasPaper() const { return m_paper.has_value(); }
+
   // An image's lines, or a piece of them.
   ZEP3_BmpInfo Piece(uint8_t* first, int64_t width, int64_t lines, int64_t stride) const {
     constexpr int64_t kFormats[] = {ZEP3_PIXEL_GRAY, ZEP3_PIXEL_GRAYA, ZEP3_PIXEL_RGB, ZEP3_PIXEL_RGBA};
@@ -94,7 +96,9 @@ vips::VImage ApplyByRegions(const vips::VImage& image, std::unique_ptr<Finish> f
   Finish* work = finish.release();
   g_object_set_data_full(G_OBJECT(to), "zep3-finish", work, destroy);
   g_object_set_data_full(G_OBJECT(to), "zep3-scan", g_object_ref(image.get_image()), g_object_unref);
-  if (vips_image_pipelinev(to, VIPS_DEMAND_STYLE_THINSTRIP, image.get_image(), nullptr) != 0) throw vips::VError();
+  // A paper's cells are made ready for every piece: several lines at a time.
+  const VipsDemandStyle style = work->HasPaper() ? VIPS_DEMAND_STYLE_FATSTRIP : VIPS_DEMAND_STYLE_THINSTRIP;
+  if (vips_image_pipelinev(to, style, image.get_image(), nullptr) != 0) throw vips::VError();
   if (gray) {
     to->Bands = image.bands() - 2;
     to->Type = image.format() == VIPS_FORMAT_USHORT ? VIPS_INTERPRETATION_GREY16 : VIPS_INTERPRETATION_B_W;
