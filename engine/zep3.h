@@ -676,7 +676,8 @@ ZEP3_API int64_t GetZEP3SurfaceRoom(int64_t lWidth, int64_t lHeight);
  *                      pre-scan; pCells and lRoom. Out: all of it. With ZEP3_SURFACE_NONE no cell is written.
  *
  * Where no paper is found (ZEP3_REASON_NO_PAPER), a picture fills the page: the record is a photo's then, and the
- * surface ZEP3_SURFACE_NONE.
+ * surface ZEP3_SURFACE_NONE. So it is where evening would wash something out (ZEP3_REASON_CLIPPING and
+ * ZEP3_REASON_WEAKENED): then the record's tables are what is left to do.
  *
  * Returns as ZEP3Adaptive, and 0 when there is no room.
  */

@@ -25,17 +25,14 @@ class Histogram {
     Histogram distances(0.0F, static_cast<float>(kBins * width));
     for (size_t bin = 0; bin < kBins; bin++) {
       if (m_count[bin] == 0) continue;
-      const double centre = static_cast<double>(m_from) + (static_cast<double>(bin) + 0.5) * width;
-      distances.Add(static_cast<float>(std::fabs(centre - value)), m_count[bin]);
+      distances.Add(static_cast<float>(std::fabs(CentreOf(bin) - value)), m_count[bin]);
     }
     return distances;
   }
   // 0 without samples.
   double ShareAbove(double value) const {
     int64_t above = 0;
-    for (int bin = kBins - 1; bin >= 0 && (bin + 0.5) / static_cast<double>(m_perBin) + double{m_from} > value; bin--) {
-      above += m_count[static_cast<size_t>(bin)];
-    }
+    for (size_t bin = kBins; bin-- > 0 && CentreOf(bin) > value;) above += m_count[bin];
     return m_samples == 0 ? 0.0 : static_cast<double>(above) / static_cast<double>(m_samples);
   }
   int64_t Samples() const { return m_samples; }
@@ -53,6 +50,10 @@ class Histogram {
   }
 
  private:
+  double CentreOf(size_t bin) const {
+    return static_cast<double>(m_from) + (static_cast<double>(bin) + 0.5) * (1.0 / static_cast<double>(m_perBin));
+  }
+
   static constexpr int kBins = 4096;
   float m_from, m_perBin;
   std::vector<int64_t> m_count;
