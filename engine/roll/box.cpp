@@ -43,12 +43,12 @@ double CostInBox(const PositiveCosts& costs, const DensityModel& model, const st
 }
 
 // How much wider than usual the box must be laid.
-double ScatterOf(const PositiveMaterial& material, const DensityModel& found, const std::vector<Original>& originals) {
+double ScatterOf(bool slide, const DensityModel& found, const std::vector<Original>& originals) {
   const BoxHistory history = {found, 0.0, 1.0};
-  const PositiveCosts usual(material, positive::kFadedHistory, &history);
+  const PositiveCosts usual(positive::MaterialOf(slide), positive::kFadedHistory, &history);
   std::vector<double> apart;
   for (const Original& original : originals) apart.push_back(usual.ApartInColour(original.own));
-  return Clamp((Median(apart) - kOwnError) / kUnequal, 1.0, kScatterMost);
+  return Clamp((Median(apart) - kOwnError[slide]) / kUnequal[slide], 1.0, kScatterMost);
 }
 
 } // namespace
@@ -66,7 +66,8 @@ BoxHistory HistoryOf(const ZEP3_SHARED& shared) {
 
 bool SolveBox(const ZEP3_OBSERVATION* seen, const std::vector<size_t>& order, ZEP3_SHARED& shared, int64_t* member) {
   if (static_cast<int>(order.size()) < kFewest) return false;
-  const PositiveMaterial& material = positive::MaterialOf(shared.lDocType == ZEP3_DOC_POSITIVE);
+  const bool slides = shared.lDocType == ZEP3_DOC_POSITIVE;
+  const PositiveMaterial& material = positive::MaterialOf(slides);
   const PositiveHistory& usual = positive::kFadedHistory;
   const PositiveCosts costs(material, usual);
   std::vector<Original> originals;
@@ -91,7 +92,7 @@ bool SolveBox(const ZEP3_OBSERVATION* seen, const std::vector<size_t>& order, ZE
     shared.dDye[c] = std::exp(found.logDye[c]);
   }
   for (const Original& original : originals) gains += original.gain;
-  shared.dScatter = ScatterOf(material, found, originals);
+  shared.dScatter = ScatterOf(slides, found, originals);
   // The more unequal they are, the less tells the evidence for one of another.
   shared.dGain = gains / static_cast<double>(originals.size()) / shared.dScatter;
 

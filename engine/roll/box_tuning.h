@@ -24,11 +24,12 @@ inline constexpr double kFirstStep = 0.08;
 inline constexpr double kLastStep = 0.006;
 
 // How unequal the originals are is measured by the sum of squares that lies between the box and what the middle
-// original by itself was taken for, less what the latter's own error adds. The amount of stain is left out: a single
-// original tells it worst. Simulated losses that scatter by 0, 25, 50 and 100 % have 4, 7, 17 and 28 in the median.
-inline constexpr double kOwnError = 2.0;
-inline constexpr double kUnequal = 7.0;      // for scatter 1
-inline constexpr double kScatterMost = 20.0; // from here on a box says nothing
+// original by itself was taken for, less what the latter's own error adds, and divided by what scatter 1 has. The
+// amount of stain is left out: a single original tells it worst. Simulated losses that scatter by 0, 25, 50 and 100 %
+// have 4, 7, 17 and 28 in the median. A slide tells its own losses worse than a print does.
+inline constexpr double kOwnError[2] = {2.0, 7.0}; // print, slide
+inline constexpr double kUnequal[2] = {7.0, 9.0};  // likewise
+inline constexpr double kScatterMost = 20.0;       // from here on a box says nothing
 
 inline constexpr double kOdd = 9.0; // nats by which the box must be the worse explanation for an odd one
 inline constexpr int kFewest = 4;   // originals that make a box
