@@ -50,11 +50,11 @@ struct Pictures {
   vips::VImage before, after;
 };
 
-// `apart`: why it is not like the others, if so.
+// `title`: the scan's path, of which the last part is shown. `apart`: why it is not like the others, if so.
 std::string FrameHtml(const std::string& title, const Pictures* pictures, const std::string& apart,
                       const std::string& said, const std::string& command) {
-  std::string html =
-      std::string("<section class=\"frame") + (apart.empty() ? "" : " apart") + "\">\n<h3>" + Escape(title) + "</h3>\n";
+  std::string html = std::string("<section class=\"frame") + (apart.empty() ? "" : " apart") + "\">\n<h3 title=\"" +
+                     Escape(title) + "\">" + Escape(title.substr(title.rfind('/') + 1)) + "</h3>\n";
   if (pictures != nullptr) {
     html += "<div class=\"both\">\n" + PictureFigure(Bare(pictures->before), title + " as scanned", "") +
             PictureFigure(Bare(pictures->after), title + " finished", "") + "</div>\n";
