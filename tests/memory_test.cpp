@@ -36,11 +36,12 @@ void operator delete(void* block, size_t) noexcept { operator delete(block); }
 
 // The sanitizers have forms of their own, which would not call the above.
 void* operator new[](size_t size) { return operator new(size); }
-void* operator new[](size_t size, const std::nothrow_t&) noexcept try {
+void* operator new(size_t size, const std::nothrow_t&) noexcept try {
   return operator new(size);
 } catch (const std::bad_alloc&) {
   return nullptr;
 }
+void* operator new[](size_t size, const std::nothrow_t& none) noexcept { return operator new(size, none); }
 void operator delete[](void* block) noexcept { operator delete(block); }
 void operator delete[](void* block, size_t) noexcept { operator delete(block); }
 
