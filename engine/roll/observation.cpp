@@ -136,8 +136,9 @@ bool IsPlausible(const ZEP3_SHARED& shared) {
            Within(shared.dWhite, -100.0, 100.0) && Within(shared.dCost, -kCostMost, kCostMost) &&
            Within(shared.dSpread, 0.0, 100.0);
   }
+  // Below scatter 1 the usual history would come to count negatively, and the search for the likeliest has no end.
   return Within(shared.dOffset, -kDensityMost, kDensityMost) && Within(shared.dDye, 1e-3, 1e3) &&
-         Within(shared.dGain, -kCostMost, kCostMost) && Within(shared.dScatter, 0.1, 1e3);
+         Within(shared.dGain, -kCostMost, kCostMost) && Within(shared.dScatter, 1.0, 1e3);
 }
 
 std::vector<size_t> InOrder(const ZEP3_OBSERVATION* seen, size_t count) {
