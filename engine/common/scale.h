@@ -19,6 +19,8 @@ inline double AtLeast(double floor, double v) { return v < floor ? floor : v; }
 inline double AtMost(double cap, double v) { return v > cap ? cap : v; }
 inline double Clamp(double v, double floor, double cap) { return AtMost(cap, AtLeast(floor, v)); }
 
+inline double Square(double v) { return v * v; }
+
 // Of three channels.
 inline double Largest(const double (&v)[3]) { return std::max(std::max(v[0], v[1]), v[2]); }
 inline double Smallest(const double (&v)[3]) { return std::min(std::min(v[0], v[1]), v[2]); }

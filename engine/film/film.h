@@ -76,6 +76,30 @@ void BalanceWhites(Film& film, const double (&white)[3], const WhiteTrust& trust
 // The weights of the channels in a monochrome picture, in any unit; a channel with little light weighs little.
 void MonochromeWeights(const double (&base)[3], double (&weight)[3]);
 
+// Regression of the channels' densities above the base on the common one, through the base.
+struct MonochromeRegression {
+  // `leastSquares`: where there is hardly a picture.
+  MonochromeRegression(const double (&base)[3], double leastSquares) : squares(leastSquares) {
+    MonochromeWeights(base, weight);
+    const double sum = weight[0] + weight[1] + weight[2];
+    for (double& w : weight) w /= sum;
+  }
+  double Common(const double (&density)[3]) const {
+    double common = 0.0;
+    for (int c = 0; c < 3; c++) common += weight[c] * density[c];
+    return common;
+  }
+  void Add(const double (&density)[3]) {
+    const double common = Common(density);
+    squares += common * common;
+    for (int c = 0; c < 3; c++) products[c] += density[c] * common;
+  }
+
+  double weight[3]; // of the channels in the common density; their sum is 1
+  double squares;
+  double products[3] = {}; // over the squares: a channel's density for that of the common one
+};
+
 // All channels show one picture: whatever colour there is, is stain or the lamp's. The whites may stand for any density
 // of the same picture in each channel, above 0.
 Film JudgeMonochromeFilm(const FilmSeen& seen, const FilmTraits& traits);

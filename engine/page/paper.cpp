@@ -46,6 +46,17 @@ float MedianOf(std::vector<float>& samples) {
   return *half;
 }
 
+Colour MedianColour(const Ground& ground, std::span<const uint32_t> cells) {
+  Colour colour = {};
+  std::vector<float> samples;
+  for (size_t c = 0; c < 3; c++) {
+    samples.clear();
+    for (const uint32_t at : cells) samples.push_back(ground.ln.cells[at][c]);
+    colour[c] = MedianOf(samples);
+  }
+  return colour;
+}
+
 // The usual change from a cell to the next, in every second line.
 float UsualChange(const Grid<Colour>& ln) {
   std::vector<float> changes;
@@ -124,15 +135,12 @@ bool AddForetold(const Ground& ground, const Regions& regions, Mask& paper, std:
 bool IsSheet(const Ground& ground, const Regions& regions, size_t label, const Mask& paper, const Colour& main) {
   const std::span<const uint32_t> cells = regions.Cells(label);
   if (static_cast<double>(cells.size()) < kSheetLeast * static_cast<double>(paper.Size())) return false;
-  std::array<std::vector<float>, 3> samples;
-  size_t inked = 0;
-  for (const uint32_t at : cells) {
-    for (size_t c = 0; c < 3; c++) samples[c].push_back(ground.ln.cells[at][c]);
-    inked += ground.darkest.cells[at] < ground.ln.cells[at][3] - kInk ? 1 : 0;
-  }
+  const auto inked = std::count_if(cells.begin(), cells.end(), [&](uint32_t at) {
+    return ground.darkest.cells[at] < ground.ln.cells[at][3] - kInk;
+  });
   if (static_cast<double>(inked) < kSheetInk * static_cast<double>(cells.size())) return false;
-  Colour off = {};
-  for (size_t c = 0; c < 3; c++) off[c] = MedianOf(samples[c]) - main[c];
+  Colour off = MedianColour(ground, cells);
+  for (size_t c = 0; c < 3; c++) off[c] -= main[c];
   const float level = Mean(off);
   if (std::fabs(level) > kSheetLevel) return false;
   for (size_t c = 0; c < 3; c++) {
@@ -161,12 +169,7 @@ bool IsSheet(const Ground& ground, const Regions& regions, size_t label, const M
 
 // Adds the sheets beside the paper. False when there are none.
 bool AddSheets(const Ground& ground, const Regions& regions, size_t main, Mask& paper, std::vector<uint8_t>& added) {
-  Colour level = {};
-  for (size_t c = 0; c < 3; c++) {
-    std::vector<float> samples;
-    for (const uint32_t at : regions.Cells(main)) samples.push_back(ground.ln.cells[at][c]);
-    level[c] = MedianOf(samples);
-  }
+  const Colour level = MedianColour(ground, regions.Cells(main));
   bool any = false;
   for (size_t label = 1; label < regions.Labels(); label++) {
     if (added[label] != 0 || !IsSheet(ground, regions, label, paper, level)) continue;

@@ -7,6 +7,7 @@
 #include "engine/adaptive/positive/estimator.h"
 #include "engine/adaptive/positive/model_search.h"
 #include "engine/roll/box_tuning.h"
+#include "engine/roll/tuning.h"
 
 using namespace box;
 
@@ -65,7 +66,7 @@ BoxHistory HistoryOf(const ZEP3_SHARED& shared) {
 }
 
 bool SolveBox(const ZEP3_OBSERVATION* seen, const std::vector<size_t>& order, ZEP3_SHARED& shared, int64_t* member) {
-  if (static_cast<int>(order.size()) < kFewest) return false;
+  if (static_cast<int>(order.size()) < roll::kFewestOthers) return false;
   const bool slides = shared.lDocType == ZEP3_DOC_POSITIVE;
   const PositiveMaterial& material = positive::MaterialOf(slides);
   const PositiveHistory& usual = positive::kFadedHistory;
@@ -105,5 +106,5 @@ bool SolveBox(const ZEP3_OBSERVATION* seen, const std::vector<size_t>& order, ZE
     member[order[i]] = fits ? ZEP3_MEMBER : ZEP3_MEMBER_ODD;
   }
   shared.lMembers = std::count(member, member + shared.lFrames, int64_t{ZEP3_MEMBER});
-  return shared.lMembers >= kFewest;
+  return shared.lMembers >= roll::kFewestOthers;
 }

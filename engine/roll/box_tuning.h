@@ -32,6 +32,5 @@ inline constexpr double kUnequal[2] = {7.0, 9.0};  // likewise
 inline constexpr double kScatterMost = 20.0;       // from here on a box says nothing
 
 inline constexpr double kOdd = 9.0; // nats by which the box must be the worse explanation for an odd one
-inline constexpr int kFewest = 4;   // originals that make a box
 
 } // namespace box

@@ -12,8 +12,6 @@ using namespace roll;
 
 namespace {
 
-double Square(double v) { return v * v; }
-
 // Minus the logarithm of a light's probability, up to a constant.
 double LightCost(double along) {
   return -std::log(kDaylightShare * std::exp(-0.5 * Square(along / kDaylightSd)) +

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "engine/common/scale.h"
 #include "engine/film/film.h"
 #include "engine/roll/tuning.h"
 
@@ -22,8 +23,7 @@ struct FrameOnRoll {
 
   // `range`: exposure range of the frame.
   double ContrastFor(double exposures) const {
-    const double least = exposures < roll::kRangeLeast ? roll::kRangeLeast : exposures;
-    const double lacks = std::min(0.0, std::log(least) - range);
+    const double lacks = std::min(0.0, std::log(AtLeast(roll::kRangeLeast, exposures)) - range);
     return std::min(contrast * std::exp(-ownShare * lacks), std::max(contrast, roll::kOwnMost));
   }
 };

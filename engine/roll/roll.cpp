@@ -76,25 +76,16 @@ bool IsLighter(const FrameLevels& frame, const double (&base)[3]) {
 void FitMonochrome(const std::vector<FrameDensities>& frames, const double (&base)[3], double usual,
                    double (&slope)[3]) {
   double logBase[3];
-  double weight[3];
   for (int c = 0; c < 3; c++) logBase[c] = std::log10(base[c]);
-  MonochromeWeights(logBase, weight);
-  const double sum = weight[0] + weight[1] + weight[2];
-  double squares = negative::kLeastSquares;
-  double products[3] = {};
+  MonochromeRegression regression(logBase, negative::kLeastSquares);
   for (const FrameDensities& frame : frames) {
-    for (const auto& band : frame.at) {
-      double common = 0.0;
-      for (int c = 0; c < 3; c++) common += weight[c] / sum * band[c];
-      squares += common * common;
-      for (int c = 0; c < 3; c++) products[c] += band[c] * common;
-    }
+    for (const auto& band : frame.at) regression.Add(band);
   }
-  double common = 0.0;
-  for (int c = 0; c < 3; c++) {
-    products[c] = Clamp(products[c] / squares, 1.0 / negative::kContrastRatioMax, negative::kContrastRatioMax);
-    common += weight[c] / sum * products[c];
+  double(&products)[3] = regression.products;
+  for (double& product : products) {
+    product = Clamp(product / regression.squares, 1.0 / negative::kContrastRatioMax, negative::kContrastRatioMax);
   }
+  const double common = regression.Common(products);
   for (int c = 0; c < 3; c++) slope[c] = usual * products[c] / common;
 }
 

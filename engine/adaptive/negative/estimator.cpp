@@ -212,22 +212,14 @@ void NegativeEstimator::RefineSlopes(const double (&white)[3], const ExposureCur
 
 // All channels show one picture, each with its own share of the contrast: what a stain or a lamp adds to it.
 void NegativeEstimator::JudgeMonochrome(const ExposureCurve& exposure) {
-  double weight[3];
-  MonochromeWeights(m_base, weight);
-  const double sum = weight[0] + weight[1] + weight[2];
-  // Regression of a channel's density on the common one, through the base.
-  double squares = kLeastSquares;
-  double products[3] = {};
+  MonochromeRegression regression(m_base, kLeastSquares);
   for (size_t i = 0; i < m_exposure.size(); i++) {
     double density[3];
-    double common = 0.0;
-    for (int c = 0; c < 3; c++) {
-      density[c] = 1.8 * (m_base[c] - m_log[c][i]);
-      common += weight[c] / sum * density[c];
-    }
-    squares += common * common;
-    for (int c = 0; c < 3; c++) products[c] += density[c] * common;
+    for (int c = 0; c < 3; c++) density[c] = 1.8 * (m_base[c] - m_log[c][i]);
+    regression.Add(density);
   }
+  double(&products)[3] = regression.products;
+  const double squares = regression.squares;
   for (int c = 0; c < 3; c++) {
     products[c] = Clamp(products[c], squares / kContrastRatioMax, squares * kContrastRatioMax);
     m_seen.stain[c] = products[c] / squares;

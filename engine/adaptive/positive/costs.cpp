@@ -11,7 +11,6 @@ using namespace positive;
 
 namespace {
 
-double Square(double v) { return v * v; }
 
 // Heavy-tailed cost of how far three channels lie apart.
 double TintCost(const double (&v)[3], double usual) {

@@ -133,6 +133,17 @@ class RollRun {
   }
 
  private:
+  // The scans with these numbers, in their order; done(number, outcome) in the same.
+  template <class Done>
+  void RunThrough(const std::vector<size_t>& numbers, const Options& options, const Done& done) const {
+    size_t given = 0, taken = 0;
+    const auto next = [&]() -> std::optional<Job> {
+      return given < numbers.size() ? std::optional(m_jobs.jobs[numbers[given++]]) : std::nullopt;
+    };
+    RunJobs(options, WorkersFor(m_options, numbers.size()), next,
+            [&](const Job&, Outcome outcome) { done(numbers[taken++], std::move(outcome)); });
+  }
+
   // The first pass, without the scans that an earlier run has seen.
   void Look() {
     std::map<size_t, ObservedScan> found;
@@ -151,21 +162,16 @@ class RollRun {
     Options looking = m_options;
     looking.command = Command::kObserve;
     looking.quiet = true;
-    size_t given = 0, taken = 0;
-    const auto next = [&]() -> std::optional<Job> {
-      return given < toSee.size() ? std::optional(m_jobs.jobs[toSee[given++]]) : std::nullopt;
-    };
-    const auto done = [&](const Job& job, Outcome outcome) {
-      const size_t i = toSee[taken++];
+    size_t looked = 0;
+    RunThrough(toSee, looking, [&](size_t i, Outcome outcome) {
       try {
         if (outcome.status == Status::kCorrected) found[i] = ObservedScanFromText(outcome.text);
       } catch (const std::exception& error) {
         outcome = {Status::kFailed, error.what()};
       }
       if (outcome.status != Status::kCorrected) m_failed[i] = outcome;
-      m_reporter.ShowLook(taken, toSee.size(), job.scan);
-    };
-    RunJobs(looking, WorkersFor(m_options, toSee.size()), next, done);
+      m_reporter.ShowLook(++looked, toSee.size(), m_jobs.jobs[i].scan);
+    });
     for (auto& [i, scan] : found) m_roll.scans.push_back(std::move(scan));
   }
 
@@ -219,15 +225,10 @@ class RollRun {
     size_t frames = 0;
     for (const ObservedScan& scan : m_roll.scans) frames += scan.pages.size();
     if (NeedsPage(toFinish)) finishing.rollPictures = RollPictureSide(frames);
-    size_t given = 0, taken = 0;
-    const auto next = [&]() -> std::optional<Job> {
-      return given < toFinish.size() ? std::optional(m_jobs.jobs[toFinish[given++]]) : std::nullopt;
-    };
-    const auto done = [&](const Job& job, const Outcome& outcome) {
-      TellFailed(toFinish[taken++]);
-      Tell(job, outcome);
-    };
-    RunJobs(finishing, WorkersFor(m_options, toFinish.size()), next, done);
+    RunThrough(toFinish, finishing, [&](size_t i, const Outcome& outcome) {
+      TellFailed(i);
+      Tell(m_jobs.jobs[i], outcome);
+    });
     TellFailed(m_jobs.jobs.size());
   }
 
