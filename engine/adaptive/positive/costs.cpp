@@ -11,7 +11,6 @@ using namespace positive;
 
 namespace {
 
-
 // Heavy-tailed cost of how far three channels lie apart.
 double TintCost(const double (&v)[3], double usual) {
   const double mean = Mean(v);
