@@ -101,7 +101,7 @@ TEST_F(Opening, LoadersAreBlocked) {
 
 // Refused by the head, in little memory; the message tells the option with which the file is opened.
 TEST_F(Opening, LargePicturesAreRefusedByTheirHeads) {
-#ifdef __SANITIZE_ADDRESS__
+#ifdef ZEP3_SANITIZED
   const std::string little = "timeout 60 ";
 #else
   const std::string little = "timeout 60 prlimit --data=150000000 ";
@@ -148,7 +148,7 @@ TEST_F(Opening, BoundsAreTheUsers) {
 
 // What no head tells of: the process gets no more memory.
 TEST_F(Opening, MemoryBeyondTheBoundIsNotToBeHad) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(ZEP3_SANITIZED)
   GTEST_SKIP() << "the sanitizer's allocator ends the process";
 #endif
   vips_concurrency_set(2);

@@ -15,7 +15,7 @@
 #include <cstring>
 #include <map>
 
-#ifdef __SANITIZE_ADDRESS__
+#ifdef ZEP3_SANITIZED
 #include <sanitizer/lsan_interface.h>
 #endif
 #ifdef ZEP3_COVERAGE
@@ -94,7 +94,7 @@ using Clock = std::chrono::steady_clock;
 // Time that a worker has after a signal to remove what it has begun. Then it is killed, and its parent removes that.
 constexpr auto kGrace = std::chrono::milliseconds(500);
 constexpr int kLookAtTheEnd = 20; // ms
-#ifdef __SANITIZE_ADDRESS__
+#ifdef ZEP3_SANITIZED
 constexpr int kLeaks = 23; // exit status, as the sanitizer's own
 #endif
 
@@ -225,7 +225,7 @@ class Pool {
       while (const std::optional<Message> job = Receive(channel[1], [] { return false; })) {
         if (!Send(channel[1], m_work(*job))) break;
       }
-#ifdef __SANITIZE_ADDRESS__
+#ifdef ZEP3_SANITIZED
       if (__lsan_do_recoverable_leak_check() != 0) ::_exit(kLeaks); // only exit() does it unasked
 #endif
 #ifdef ZEP3_COVERAGE
