@@ -56,6 +56,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/saving/in_place.cpp
   tools/zep3/saving/progress.cpp
   tools/zep3/saving/save.cpp
+  tools/zep3/saving/tiff_strips.cpp
   tools/zep3/saving/write_page.cpp
   tools/zep3/tiff/plain_tiff.cpp
   tools/zep3/tiff/tiff_directory.cpp

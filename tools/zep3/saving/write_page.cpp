@@ -6,18 +6,22 @@
 #include "page/encoding.h"
 #include "page/finish.h"
 #include "saving/progress.h"
+#include "saving/tiff_strips.h"
 #include "tiff/plain_tiff.h"
 
 namespace {
 
+// True when nothing but the values of pixels differs between a TIFF page and its result.
+bool IsTiffAsItIs(const Scan& scan, const CorrectedPage& corrected, const SaveOptions& save) {
+  const Encoding& encoding = corrected.correction.encoding;
+  return save.format->name == "tiff" && scan.IsTiff() && save.saver.empty() && !save.strip && !corrected.cut &&
+         encoding.input == encoding.output;
+}
+
 // A plain page to a plain page: pixels go from file to file, all else is carried. False where libvips is needed.
 bool RewritePage(const Scan& scan, int page, const vips::VImage& image, const CorrectedPage& corrected,
-                 const Scale& scale, const SaveOptions& save, bool quiet, PendingFile& to) {
-  const Correction& correction = corrected.correction;
-  const bool tiff = save.format->name == "tiff" && scan.IsTiff() && scan.IsPlainFile();
-  const bool asIs =
-      save.saver.empty() && !save.strip && !corrected.cut && correction.encoding.input == correction.encoding.output;
-  if (!tiff || !asIs || !IsValuesAlone(image, corrected)) return false;
+                 const Scale& scale, bool quiet, PendingFile& to) {
+  if (!scan.IsPlainFile() || !IsValuesAlone(image, corrected)) return false;
   // The shape of this page: a thumbnail, corrected like the page before it, may have another depth.
   const PlainShape shape = ShapeOf(image);
   Progress progress(quiet);
@@ -36,12 +40,14 @@ void WritePage(const Scan& scan, int page, const vips::VImage& image, const Corr
   const Prescan& prescan = corrected.correction.prescan;
   const auto ratio = [](int64_t side, int64_t whole) { return static_cast<double>(side) / static_cast<double>(whole); };
   const Scale scale = {ratio(image.width(), prescan.scanWidth), ratio(image.height(), prescan.scanHeight)};
-  if (RewritePage(scan, page, image, corrected, scale, save, quiet, to)) return;
+  const bool tiffAsItIs = IsTiffAsItIs(scan, corrected, save);
+  if (tiffAsItIs && RewritePage(scan, page, image, corrected, scale, quiet, to)) return;
   Progress progress(quiet);
   const auto watch = [&](const vips::VImage& watched) { return progress.Watch(watched); };
   const auto correct = [&](const vips::VImage& all) { return ApplyCorrection(all, corrected, scale); };
   const vips::VImage result =
       corrected.cut ? CutOut(image, corrected.cut->Scaled(scale.across, scale.down), correct, watch) : correct(image);
+  if (tiffAsItIs && WriteTiffStrips(scan, page, watch(result), to)) return;
   const Encoding& encoding = corrected.correction.encoding;
   SaveOptions as = save;
   as.recoded = encoding.input != encoding.output;
