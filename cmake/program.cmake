@@ -71,6 +71,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/told/report_page.cpp
   tools/zep3/told/roll_file.cpp
   tools/zep3/told/roll_page.cpp
+  tools/zep3/told/run_state.cpp
   tools/zep3/told/side_files.cpp
   tools/zep3/told/sidecar.cpp
 )

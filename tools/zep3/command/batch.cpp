@@ -68,7 +68,7 @@ int RunBatch(const Options& options) {
   if (options.roll && !options.dryRun) return RunRolls(options);
   if (options.command == Command::kCompare) CheckPageFree(options);
   Plan plan(options);
-  Reporter reporter(options);
+  Reporter reporter(options, plan.StateFolder());
 
   std::optional<Job> first, second;
   const bool list = !options.filesFrom.empty();

@@ -283,7 +283,7 @@ int RunRolls(const Options& options) {
   now.analysis.area = options.analysis.area;
   now.inputGamma = options.inputGamma;
   const std::vector<RollJobs> rolls = GatherRolls(options, now);
-  Reporter reporter(options);
+  Reporter reporter(options, "");
   if (rolls.size() != 1 || rolls[0].jobs.size() != 1) reporter.Expect();
   for (const RollJobs& roll : rolls) {
     if (!IsInterrupted()) RollRun(roll, options, reporter, now).Run();

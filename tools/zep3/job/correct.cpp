@@ -30,6 +30,7 @@ Outcome IsCorrectedAlready(const InPlace& place) {
 Outcome Done(const CorrectedScan& done) {
   Outcome outcome = {Status::kCorrected, NoticesOf(done.pages)};
   if (done.pages.empty()) outcome.message = "is black and white only; kept as it is";
+  if (!done.pages.empty()) outcome.kind = KindName(done.pages.front().correction.record);
   outcome.verdict = WorstVerdict(done.pages);
   outcome.found = SummariesOf(done.pages);
   outcome.pages = AnalysesText(done.pages);
@@ -90,8 +91,11 @@ Outcome MakeResult(const Job& job, const Options& options, const std::optional<I
   if (IsTaken(job, options)) return Exists(job); // another run was faster: the side files are its own
   if (!GiveNames(result, sideFiles, options, place)) return place ? IsCorrectedAlready(*place) : Exists(job);
   // One folder holds all the files. Not thrown, as an in-place result has replaced the scan by now.
-  if (const std::string fault = result.SyncName(); !fault.empty()) return {Status::kFailed, fault};
-  return Done(done);
+  const std::string fault = result.SyncName();
+  Outcome outcome = fault.empty() ? Done(done) : Outcome{Status::kFailed, fault};
+  if (!fault.empty()) outcome.cause = Cause::kDisk;
+  outcome.resultSize = static_cast<int64_t>(result.Size());
+  return outcome;
 }
 
 } // namespace
