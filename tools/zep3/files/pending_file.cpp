@@ -271,6 +271,11 @@ void CreateFolders(const fs::path& folder, PendingFile::Sync sync) {
   if (!fault.empty()) throw Failure(folder.string() + ": its name cannot be put on the disk, " + fault, Cause::kDisk);
 }
 
+void SyncFolder(const fs::path& folder) {
+  const std::string fault = FaultOfSync(folder);
+  if (!fault.empty()) throw Failure(folder.string() + ": its names cannot be put on the disk, " + fault, Cause::kDisk);
+}
+
 PendingFile WritePending(const fs::path& target, const std::string& bytes, PendingFile::Sync sync) {
   PendingFile pending(target, sync);
   pending.Write(bytes.data(), bytes.size());

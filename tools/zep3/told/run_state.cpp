@@ -33,6 +33,22 @@ int64_t Now() {
   return duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count();
 }
 
+// The field of the first line of a file, before its records.
+constexpr const char* kRootField = "root";
+
+// The files of all processes that wrote.
+std::vector<fs::path> LogsOf(const fs::path& out) {
+  std::vector<fs::path> logs;
+  std::error_code ignored;
+  for (fs::directory_iterator entries(out / kRunFolder, ignored), end; !ignored && entries != end;
+       entries.increment(ignored)) {
+    std::error_code kind;
+    if (entries->path().extension() == kLogSuffix && entries->is_regular_file(kind)) logs.push_back(entries->path());
+  }
+  std::sort(logs.begin(), logs.end());
+  return logs;
+}
+
 // The fields at a record's beginning that say what it is about; reading ends where all of them are there.
 class Beginning : public nlohmann::json_sax<nlohmann::json> {
  public:
@@ -88,14 +104,7 @@ std::string NameInRun(const fs::path& result, const fs::path& out) {
   return Printable(result.lexically_normal().lexically_relative(out.lexically_normal()).string());
 }
 
-RunIndex::RunIndex(const fs::path& out) {
-  std::error_code ignored;
-  for (fs::directory_iterator entries(out / kRunFolder, ignored), end; !ignored && entries != end;
-       entries.increment(ignored)) {
-    std::error_code kind;
-    if (entries->path().extension() == kLogSuffix && entries->is_regular_file(kind)) m_files.push_back(entries->path());
-  }
-  std::sort(m_files.begin(), m_files.end());
+RunIndex::RunIndex(const fs::path& out) : m_files(LogsOf(out)) {
   for (uint32_t file = 0; file < m_files.size(); file++) ReadFile(file);
 }
 
@@ -119,19 +128,45 @@ void RunIndex::ReadFile(uint32_t file) {
   }
 }
 
-std::optional<nlohmann::json> RunIndex::Read(const Place& place) const {
-  if (place.length == 0) return std::nullopt;
+std::string RunIndex::Text(const Place& place) const {
   std::string line(place.length, '\0');
+  if (line.empty()) return line;
   std::ifstream file(m_files[place.file], std::ios::binary);
   file.seekg(static_cast<std::streamoff>(place.begin));
-  file.read(line.data(), static_cast<std::streamsize>(line.size()));
-  nlohmann::json record = nlohmann::json::parse(line, nullptr, false);
-  return file && record.is_object() ? std::optional(std::move(record)) : std::nullopt;
+  return file.read(line.data(), static_cast<std::streamsize>(line.size())) ? line : "";
 }
 
-std::optional<nlohmann::json> RunIndex::Made(const std::string& name) const {
+std::optional<nlohmann::json> RunIndex::Read(const Place& place) const {
+  nlohmann::json record = nlohmann::json::parse(Text(place), nullptr, false);
+  return record.is_object() ? std::optional(std::move(record)) : std::nullopt;
+}
+
+std::string RunIndex::Made(const std::string& name) const {
   const auto at = m_places.find(name);
-  return at == m_places.end() ? std::nullopt : Read(at->second.made);
+  return at == m_places.end() ? "" : Text(at->second.made);
+}
+
+std::vector<std::string> RootsOfRun(const fs::path& out) {
+  std::vector<std::pair<int64_t, std::string>> roots;
+  for (const fs::path& path : LogsOf(out)) {
+    std::ifstream file(path, std::ios::binary);
+    std::string line;
+    std::getline(file, line);
+    const nlohmann::json head = nlohmann::json::parse(line, nullptr, false);
+    if (!head.is_object() || !head.contains(kRootField) || !head.at(kRootField).is_string()) continue;
+    roots.emplace_back(head.value("at", int64_t{0}), head.at(kRootField));
+  }
+  std::sort(roots.rbegin(), roots.rend());
+  std::vector<std::string> names;
+  for (auto& [at, root] : roots) names.push_back(std::move(root));
+  return names;
+}
+
+std::string FormerRun::Made(const std::string& result) {
+  std::error_code ignored;
+  if (m_out.empty() || result.empty() || !fs::exists(result, ignored)) return "";
+  if (!m_index) m_index.emplace(m_out);
+  return m_index->Made(NameInRun(result, m_out));
 }
 
 RunLog::~RunLog() {
@@ -148,21 +183,24 @@ void RunLog::Open() {
   CreateFolders(folder, PendingFile::Sync::kNo);
   m_file = ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_NOFOLLOW | O_CLOEXEC, 0666);
   if (m_file < 0) Fail();
+  if (!m_root.empty()) Write({{kRootField, m_root}, {"at", Now()}});
+}
+
+void RunLog::Write(const nlohmann::ordered_json& line) {
+  const std::string text = ToText(line, -1) + '\n';
+  for (size_t done = 0; done < text.size();) {
+    const ssize_t now = ::write(m_file, text.data() + done, text.size() - done);
+    if (now < 0 && errno == EINTR) continue;
+    if (now <= 0) Fail();
+    done += static_cast<size_t>(now);
+  }
 }
 
 void RunLog::Add(const std::string& result, const nlohmann::ordered_json& record) {
   if (m_file < 0) Open();
   nlohmann::ordered_json line = {{"name", NameInRun(result, m_out)}, {"at", Now()}};
   line.update(record);
-  const std::string text = ToText(line, -1) + '\n';
-  const off_t before = ::lseek(m_file, 0, SEEK_END);
-  const ssize_t written = ::write(m_file, text.data(), text.size());
-  if (written == static_cast<ssize_t>(text.size())) return;
-  const int reason = written < 0 ? errno : ENOSPC;
-  // What follows must begin a line of its own.
-  [[maybe_unused]] const int cut = ::ftruncate(m_file, before);
-  errno = reason;
-  Fail();
+  Write(line);
 }
 
 void RunLog::Sync() {

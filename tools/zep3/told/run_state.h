@@ -26,8 +26,8 @@ class RunIndex {
   // Reads the beginnings of all records. A line that is cut, or is none, is passed over.
   explicit RunIndex(const std::filesystem::path& out);
 
-  // The newest record of a result that was made; nothing when there is none. `name`: as NameInRun gives it.
-  std::optional<nlohmann::json> Made(const std::string& name) const;
+  // The newest record of a result that was made, as JSON; "" when there is none. `name`: as NameInRun gives it.
+  std::string Made(const std::string& name) const;
 
   // Calls take(record) for the newest record of each result, in no order.
   template <typename Take>
@@ -48,19 +48,38 @@ class RunIndex {
     Place newest, made;
   };
   void ReadFile(uint32_t file);
+  std::string Text(const Place& place) const;
   std::optional<nlohmann::json> Read(const Place& place) const;
 
   std::vector<std::filesystem::path> m_files;
   std::map<std::string, Places> m_places;
 };
 
+// The folders below which runs into `out` kept the folders of their scans, the newest first.
+std::vector<std::string> RootsOfRun(const std::filesystem::path& out);
+
 // Names need not be UTF-8, JSON must: a result's place below the folder of results as its records have it.
 std::string NameInRun(const std::filesystem::path& result, const std::filesystem::path& out);
+
+// The records of earlier runs into a folder of results, which are read when the first of them is asked for.
+class FormerRun {
+ public:
+  // Empty: there is none.
+  explicit FormerRun(const std::filesystem::path& out) : m_out(out) {}
+
+  // The record of a result that is there; "" where none says how it was made.
+  std::string Made(const std::string& result);
+
+ private:
+  std::filesystem::path m_out;
+  std::optional<RunIndex> m_index;
+};
 
 // The file of this process. One writer.
 class RunLog {
  public:
-  explicit RunLog(const std::filesystem::path& out) : m_out(out) {}
+  // `root`: see RootsOfRun; empty: folders are not kept.
+  RunLog(const std::filesystem::path& out, const std::string& root) : m_out(out), m_root(root) {}
   ~RunLog();
   RunLog(const RunLog&) = delete;
   RunLog& operator=(const RunLog&) = delete;
@@ -72,9 +91,10 @@ class RunLog {
 
  private:
   void Open();
+  void Write(const nlohmann::ordered_json& line);
   [[noreturn]] void Fail() const;
 
   std::filesystem::path m_out;
-  std::string m_path;
+  std::string m_root, m_path;
   int m_file = -1;
 };
