@@ -144,8 +144,8 @@ TEST_F(Archive, FoldersOfListsAndSeveralRootsAreKept) {
   EXPECT_EQ(run.status, 2);
   EXPECT_IN("x/A/1.jpg and x/A/1.png would both become out/1.png\n", run.err);
   EXPECT_IN("x/A/1.jpg and x/B/1.png would both become out/1.png\n", run.err);
-  EXPECT_IN("nothing was done: 3 faults", run.err);
-  ExpectFault("x/A/1.png -o out --root x/B", "x/A/1.png does not lie below x/B", 2);
+  EXPECT_IN("nothing was done: 2 faults", run.err);
+  ExpectFault("x/A/1.png -o out/ --root x/B", "x/A/1.png does not lie below x/B", 2);
   EXPECT_FALSE(Exists("out"));
 }
 
@@ -235,7 +235,7 @@ TEST_F(Archive, FailuresHaveCausesAndMayBeKnown) {
   EXPECT_EQ(records["in/cut.png"]["cause"], "unreadable");
   EXPECT_FALSE(records["in/good.png"].contains("cause"));
   EXPECT_IN("2 failed (1 unreadable, 1 refused)", run.err);
-  run = Zep3("in/good.png in/cmyk.tif -o small/ --json", "prlimit --fsize=300 ");
+  run = Zep3("in/good.png in/cmyk.tif -o small/ --json | cat", "prlimit --fsize=300 ");
   EXPECT_EQ(Records(run.out)["in/good.png"]["cause"], "disk");
   File("bad", "in/cut.png\n./in/cmyk.tif\nin/good.png\n");
   run = Zep3("-r in -o out --known-bad bad");

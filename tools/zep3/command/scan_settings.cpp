@@ -145,6 +145,8 @@ std::string Shown(const fs::path& absolute) {
 }
 
 std::string ContentOf(const std::string& path) {
+  std::error_code ignored;
+  if (!fs::is_regular_file(path, ignored)) return ""; // refused when it is to be used
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }
