@@ -1,8 +1,9 @@
-# zep3, the program: on libvips, libtiff, libwebp, Little CMS, CLI11 and nlohmann-json.
+# zep3, the program: on libvips, libtiff, libwebp, Little CMS, CLI11, nlohmann-json and toml++.
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(VIPS REQUIRED IMPORTED_TARGET vips-cpp)
 pkg_check_modules(TIFF REQUIRED IMPORTED_TARGET libtiff-4>=4.5)
 pkg_check_modules(LCMS REQUIRED IMPORTED_TARGET lcms2>=2.13)
+pkg_check_modules(TOML REQUIRED IMPORTED_TARGET tomlplusplus)
 pkg_check_modules(WEBP REQUIRED IMPORTED_TARGET libwebp)
 find_package(Threads REQUIRED)
 find_package(ZLIB REQUIRED)
@@ -24,6 +25,9 @@ add_library(zep3_program_parts STATIC
   tools/zep3/command/reporter.cpp
   tools/zep3/command/rolls.cpp
   tools/zep3/command/run_jobs.cpp
+  tools/zep3/command/scan_list.cpp
+  tools/zep3/command/scan_settings.cpp
+  tools/zep3/command/setting_options.cpp
   tools/zep3/command/workers.cpp
   tools/zep3/files/formats.cpp
   tools/zep3/files/output.cpp
@@ -32,6 +36,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/job/correct.cpp
   tools/zep3/job/correct_pages.cpp
   tools/zep3/job/decide.cpp
+  tools/zep3/job/finished.cpp
   tools/zep3/job/observe.cpp
   tools/zep3/job/print.cpp
   tools/zep3/job/result.cpp
@@ -72,17 +77,19 @@ add_library(zep3_program_parts STATIC
   tools/zep3/told/report_page.cpp
   tools/zep3/told/roll_file.cpp
   tools/zep3/told/roll_page.cpp
+  tools/zep3/told/run_state.cpp
   tools/zep3/told/side_files.cpp
   tools/zep3/told/sidecar.cpp
 )
 target_include_directories(zep3_program_parts PUBLIC tools/zep3 ${PROJECT_BINARY_DIR}/generated)
 target_link_libraries(zep3_program_parts
   PUBLIC zep3::zep3 PkgConfig::VIPS nlohmann_json::nlohmann_json
-  PRIVATE PkgConfig::TIFF PkgConfig::LCMS PkgConfig::WEBP CLI11::CLI11 ZLIB::ZLIB Threads::Threads
+  PRIVATE PkgConfig::TOML PkgConfig::TIFF PkgConfig::LCMS PkgConfig::WEBP CLI11::CLI11 ZLIB::ZLIB Threads::Threads
 )
 # CLI11 is all templates and runs once a run: optimising it fully would take half of the time that this file compiles.
 if(NOT MSVC)
-  set_source_files_properties(tools/zep3/command/command_line.cpp PROPERTIES
+  set_source_files_properties(
+    tools/zep3/command/command_line.cpp tools/zep3/command/scan_settings.cpp tools/zep3/command/setting_options.cpp PROPERTIES
     COMPILE_OPTIONS $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-O1>)
 endif()
 zep3_warnings(zep3_program_parts)

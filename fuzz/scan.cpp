@@ -22,6 +22,7 @@
 #include "opening/scan.h"
 #include "saving/in_place.h"
 #include "target.h"
+#include "told/run_state.h"
 #include "told/side_files.h"
 
 namespace fs = std::filesystem;
@@ -230,18 +231,19 @@ void RunTarget(Input input) {
   ZEP3_HOLDS(outcome.message.find("unknown error") == std::string::npos);
   const std::string written = inPlace ? scan : result;
   const std::string name = fs::path(written).filename().string();
+  const std::string original = folder / (std::string("scan") + kBackupSuffix + ExtensionOf(saver));
   std::set<std::string> names = {fs::path(scan).filename().string()};
   if (analysed) {
     ZEP3_HOLDS(done == !outcome.text.empty());
   } else if (done) {
     names.insert(name);
-    if (inPlace) names.insert(name + kBackupSuffix);
+    if (inPlace) names.insert({fs::path(original).filename().string(), kRunFolder});
     if (told) names.insert({name + kSidecarSuffix, name + kReportSuffix});
     const std::optional<Sizes> now = SizesOf(written);
     ZEP3_HOLDS(now && now->size() == sizes->size() && (cut || now == sizes));
   }
   ZEP3_HOLDS(folder.Names() == names);
-  if (!done || inPlace) ZEP3_HOLDS(ReadAll(done && !analysed ? scan + kBackupSuffix : scan) == bytes);
+  if (!done || inPlace) ZEP3_HOLDS(ReadAll(done && !analysed ? original : scan) == bytes);
   if (!done || inPlace || !twice || analysed) return;
   // The same scan gives the same bytes.
   const std::string first = ReadAll(result);

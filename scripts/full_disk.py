@@ -61,7 +61,12 @@ def make_scans(folder: Path) -> None:
 
 
 def read(folder: Path) -> Files:
-    return {name: (folder / name).read_bytes() for name in os.listdir(folder)}
+    return {entry.name: Path(entry).read_bytes() for entry in os.scandir(folder) if entry.name != ".zep3-run"}
+
+
+def original(name: str) -> str:
+    path = Path(name)
+    return f"{path.stem}_original{path.suffix}"
 
 
 def pages(files: Files) -> int:
@@ -102,12 +107,12 @@ class Trial:
     def judge(self, found: Files, done: subprocess.CompletedProcess[str]) -> tuple[int, list[str]]:
         wrong = []
         for name, content in found.items():
-            former = self.scans.get(name.removesuffix("_original")) if self.in_place else None
+            former = self.scans.get(name.replace("_original.", ".")) if self.in_place else None
             if content not in (self.whole.get(name), former):
                 wrong.append(f"{name}: {len(content)} bytes, is not what is made with room")
         if self.in_place:                              # where the scan is, whatever becomes of it
             wrong += [f"{name} is lost" for name, content in self.scans.items()
-                      if content not in (found.get(name), found.get(f"{name}_original"))]
+                      if content not in (found.get(name), found.get(original(name)))]
         made = sum(found.get(name) == self.whole.get(name) for name in self.scans)
         told = re.search(r"zep3: (\d+) corrected, (\d+) failed", done.stderr)
         if told is None or (int(told[1]), int(told[2])) != (made, len(self.scans) - made):

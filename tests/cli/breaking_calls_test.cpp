@@ -77,9 +77,9 @@ class Breaking : public Program, public testing::WithParamInterface<Writing> {
     Files now = AllFiles();
     // The last call of all, when everything is whole under its name.
     if (run.err.find("its name cannot be put on the disk") != std::string::npos && now == m_whole) return;
-    if (now.contains(scan + "_original") && !m_before.contains(scan + "_original")) { // a second name does no harm
-      EXPECT_EQ(now[scan + "_original"], m_before.at(scan));
-      now.erase(scan + "_original");
+    if (now.contains(OriginalOf(scan)) && !m_before.contains(OriginalOf(scan))) { // a second name does no harm
+      EXPECT_EQ(now[OriginalOf(scan)], m_before.at(scan));
+      now.erase(OriginalOf(scan));
     }
     for (auto& [name, content] : now) {
       if (on && name.ends_with(".json") && content == m_whole.at(name)) content = m_before.at(name);
@@ -92,6 +92,7 @@ class Breaking : public Program, public testing::WithParamInterface<Writing> {
 
 TEST_P(Breaking, EachCallInTurn) {
   MakeScan();
+  PutBack(AllFiles());
   if (*GetParam().before != 0) ExpectDone(GetParam().before);
   m_before = AllFiles();
   ExpectDone(GetParam().arguments);

@@ -251,7 +251,7 @@ TEST_F(Crop, TheOriginalIsKept) {
   ExpectFiles(before);
   ExpectDone("--in-place --crop -k slide scan.png");
   EXPECT_NEAR(Load("scan.png").width(), kSide, 3);
-  EXPECT_EQ(Read("scan.png_original"), before.at("scan.png"));
+  EXPECT_EQ(Read("scan_original.png"), before.at("scan.png"));
 }
 
 // ---- verdicts ----

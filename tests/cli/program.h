@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <chrono>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <random>
@@ -58,6 +59,12 @@ inline double Difference(const VImage& a, const VImage& b) {
   return (a - b).abs().max();
 }
 
+// The name under which an original is kept.
+inline std::string OriginalOf(const std::string& scan) {
+  const fs::path path = scan;
+  return (path.parent_path() / (path.stem().string() + "_original" + path.extension().string())).string();
+}
+
 using Files = std::map<std::string, std::string>; // name and content
 
 inline std::string Names(const Files& files) {
@@ -79,6 +86,9 @@ inline std::string Broken(const std::string& calls, int number, const std::strin
 
 class Program : public Shell {
  protected:
+  // Of files that are put back: past, whatever the clock of files counts from.
+  static constexpr fs::file_time_type kTime{std::chrono::hours(-24 * 365 * 150)};
+
   static void SetUpTestSuite() {
     ASSERT_EQ(VIPS_INIT("program_test"), 0);
     vips_cache_set_max(0); // files of one name are read again and again
@@ -115,12 +125,13 @@ class Program : public Shell {
   nlohmann::json Sidecar(const std::string& result) const { return Page(Read(result + ".zep3.json")); }
   nlohmann::json Analysed(const std::string& arguments) const { return Page(Zep3("analyse " + arguments).out); }
 
-  // Pending ones, too.
+  // Pending ones, too, but not what a run keeps of itself, which holds times.
   Files AllFiles() const {
     Files files;
     std::error_code ignored; // of links that lead nowhere
     for (const auto& entry : fs::recursive_directory_iterator(m_folder)) {
       const std::string name = entry.path().lexically_relative(m_folder).string();
+      if (name.find(".zep3-run") != std::string::npos) continue;
       if (entry.is_regular_file(ignored) && name != ".out" && name != ".err") files[name] = Read(name);
     }
     return files;
@@ -130,9 +141,20 @@ class Program : public Shell {
     EXPECT_EQ(Names(now), Names(files));
     for (const auto& [name, content] : files) EXPECT_TRUE(now.contains(name) && now.at(name) == content) << name;
   }
+  // With the same times each time, which are told of scans; what is known of kept originals stays.
   void PutBack(const Files& files) const {
+    Files kept;
+    for (const auto& entry : fs::recursive_directory_iterator(m_folder)) {
+      const std::string name = entry.path().lexically_relative(m_folder).string();
+      if (name.ends_with(".zep3-run/originals")) kept[name] = Read(name);
+    }
     for (const auto& entry : fs::directory_iterator(m_folder)) fs::remove_all(entry.path());
     for (const auto& [name, content] : files) {
+      fs::create_directories((m_folder / name).parent_path());
+      File(name, content);
+      fs::last_write_time(m_folder / name, kTime);
+    }
+    for (const auto& [name, content] : kept) {
       fs::create_directories((m_folder / name).parent_path());
       File(name, content);
     }

@@ -423,13 +423,14 @@ TEST_F(Program, AFolderOfScans) {
   Save(Sample(), "list/two\nlines.png");
   ExpectFault("--files-from - -0 -o out", "2 corrected, 1 failed", 1,
               "printf 'in/a.png\\0list/two\\nlines.png\\0gone.png\\0' | ");
-  EXPECT_TRUE(Exists("out/a.png") && Exists("out/two\nlines.png"));
+  EXPECT_TRUE(Exists("out/in/a.png") && Exists("out/list/two\nlines.png"));
   // A result never takes the place of another scan or result, whatever is allowed to be overwritten.
   Save(Gray(Sample()), "list/a.png");
   const Files before = AllFiles();
-  ExpectFault("--overwrite in/a.png list/a.png -o list", "which is a scan of this run");
+  ExpectFault("--overwrite in/a.png list/a.png -o list", "which is a scan of this run", 2);
   ExpectFiles(before);
-  ExpectFault("in/a.png 'in/deep er/a.png' nowhere -o twice", "another scan of this run becomes twice/a.png");
+  ExpectFault("in/a.png 'in/deep er/a.png' nowhere -o twice",
+              "in/a.png and in/deep er/a.png would both become twice/a.png", 2);
   Save(Sample(), "list/scan [1 2] x.png");
   run = Zep3("--json 'list/scan [1 2] x.png' -o out --sidecar");
   EXPECT_EQ(nlohmann::json::parse(run.out)["scan"], "list/scan [1 2] x.png");
@@ -442,7 +443,7 @@ TEST_F(Program, InPlaceKeepsTheOriginal) {
   const std::string original = Read("scan.tif");
   ExpectDone("scan.tif -o elsewhere.tif");
   const std::string corrected = Read("elsewhere.tif");
-  Files all = {{"elsewhere.tif", corrected}, {"scan.tif", corrected}, {"scan.tif_original", original}};
+  Files all = {{"elsewhere.tif", corrected}, {"scan.tif", corrected}, {"scan_original.tif", original}};
   ExpectDone("--in-place scan.tif");
   ExpectFiles(all);
   EXPECT_EQ(fs::status(m_folder / "scan.tif").permissions(), fs::perms(0640));
@@ -461,10 +462,10 @@ TEST_F(Program, InPlaceKeepsTheOriginal) {
   ExpectFault("--in-place -n elsewhere.tif elsewhere.tif", "is named twice");
   // A name of a kept original that keeps none: it leads to a disk that is not there, or to the scan itself.
   for (const char* link : {"nowhere/a.tif", "elsewhere.tif"}) {
-    fs::create_symlink(link, m_folder / "elsewhere.tif_original");
+    fs::create_symlink(link, m_folder / "elsewhere_original.tif");
     ExpectFault("--in-place elsewhere.tif --overwrite -b 40",
-                "elsewhere.tif_original is a link that leads to no original");
-    fs::remove(m_folder / "elsewhere.tif_original");
+                "elsewhere_original.tif is a link that leads to no original");
+    fs::remove(m_folder / "elsewhere_original.tif");
   }
   ExpectFiles(all);
 }
@@ -580,8 +581,8 @@ TEST_F(Program, FaultsAreNamedAndLoseNothing) {
       {"'two.tif[page=-1]' -o out.tif", 1, "page= takes the number of a page"},
       {"--in-place 'two.tif[page=1]'", 1, "would be replaced by a part of itself"},
       {"good.png -o taken.png", 1, "taken.png exists; --overwrite"},
-      {"good.png -o ./good.png --overwrite", 1, "its result would replace it"},
-      {"--overwrite folder/../taken.png good.png -o .", 1, "its result would replace it"},
+      {"good.png -o ./good.png --overwrite", 2, "its result would replace it"},
+      {"--overwrite folder/../taken.png good.png -o .", 2, "its result would replace it"},
       {"good.png -o out.xyz", 1, "out.xyz says no format"},
       {"good.png -o out.png --format jpg", 1, "out.png says png, --format jpeg"},
       {"good.tif -o taken/ --overwrite --sidecar", 1, "taken/good.tif is a folder"},

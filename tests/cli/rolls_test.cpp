@@ -134,7 +134,7 @@ TEST_F(Rolls, AreOneToAFolder) {
   EXPECT_EQ(RollIn("out")["shared"], RollIn("upper")["shared"]); // not those below
   EXPECT_EQ(RollIn("out/dark")["shared"], RollIn("lower")["shared"]);
   Save(Frame(1), "else/q.ppm");
-  ExpectFault("--roll --no-sync -k negative -r in/dark else -o other", "would share other/roll.zep3.json", 2);
+  ExpectFault("--roll --no-sync -k negative -r in/dark else -o other --flat", "would share other/roll.zep3.json", 2);
   EXPECT_FALSE(Exists("other"));
 }
 

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -65,6 +66,15 @@ struct CropOptions {
   bool keepsTilt = false;       // nothing is turned
 };
 
+// An option that settles what becomes of a scan, as it was given, and where: on the command line, in a file, in a list.
+struct SettingWord {
+  std::string value;
+  std::string from;
+};
+// By the options' long names, without dashes.
+using SettingLayer = std::map<std::string, SettingWord>;
+inline constexpr const char* kCommandLine = "command line";
+
 // kObserve: the first pass over a roll, which no user asks for by itself.
 enum class Command { kCorrect, kAnalyse, kTables, kCompare, kObserve };
 
@@ -75,6 +85,10 @@ struct Options {
   std::string filesFrom; // a list of names, "-" for standard input; empty: none
   bool nulSeparated = false;
   bool recursive = false;
+  bool flat = false;       // results lie side by side, whatever folders their scans are in
+  std::string root;        // results keep their folders below this one; empty: below that which all scans share
+  std::string config;      // a file of options for all scans; empty: none
+  SettingLayer settings{}; // of the command line
 
   Admission admission;
 
@@ -84,7 +98,9 @@ struct Options {
   bool inPlace = false;
   bool noBackup = false;
   bool overwrite = false;
-  bool noSync = false; // results are not waited for until they are on the disk
+  bool update = false;  // results that are not what this command makes are made again
+  bool restore = false; // kept originals get their names back
+  bool noSync = false;  // results are not waited for until they are on the disk
   bool strip = false;
   bool sidecar = false;
   bool report = false;
@@ -103,7 +119,8 @@ struct Options {
   int64_t rollPictures = 0; // pixels of the longer side of its contact sheet's pictures; 0: there is none
   std::string useRoll;      // a roll's file that says what they share; empty: none
 
-  int jobs = 0; // 0: one per processor
+  int jobs = 0;         // 0: one per processor
+  std::string knownBad; // a list of scans that may fail; empty: none
   bool dryRun = false;
   bool json = false;
   bool quiet = false;

@@ -57,6 +57,44 @@ bool ReadCorners(std::string_view text, size_t count, AreaArgument& area) {
 
 } // namespace
 
+std::string TextOf(bool value) { return value ? "on" : "off"; }
+
+std::string TextOf(int64_t value) { return std::to_string(value); }
+
+std::string TextOf(int value) { return std::to_string(value); }
+
+std::string TextOf(double value) {
+  std::array<char, 32> text = {};
+  const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), value);
+  return {text.data(), end};
+}
+
+std::string TextOf(const std::string& value) { return value; }
+
+std::string TextOf(const Format* value) { return value == nullptr ? "" : std::string(value->name); }
+
+std::string TextOf(const Length& value) { return TextOf(value.value).append(value.percent ? "%" : ""); }
+
+std::string TextOf(const AreaArgument& value) {
+  std::string text;
+  for (const Position& corner : value.corners) {
+    text.append(text.empty() ? "" : ",").append(TextOf(corner.x)).append(",").append(TextOf(corner.y));
+  }
+  return text;
+}
+
+std::string TextOf(const PipetteArgument& value) {
+  return TextOf(value.at.x).append(",").append(TextOf(value.at.y)).append(",").append(TextOf(value.strength));
+}
+
+std::string TextOf(const ZEP3_TONE& value) {
+  std::string text;
+  for (int i = 0; i < value.wPointNum && i < ZEP3_TONE_POINTS; i++) {
+    text.append(i == 0 ? "" : ",").append(TextOf(value.ptCtrl[i].x)).append(":").append(TextOf(value.ptCtrl[i].y));
+  }
+  return text;
+}
+
 Length ParseLength(std::string_view text) {
   Length length;
   if (!Read(text, length)) Refuse(text, "pixels or percent, such as 20, 2% or -1%");

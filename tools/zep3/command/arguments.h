@@ -4,10 +4,34 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "engine/zep3.h"
 #include "options.h"
+
+// The one form in which a value is compared and kept: equal values have equal texts, and the parsers below read them.
+std::string TextOf(bool value); // "on" or "off"
+std::string TextOf(int64_t value);
+std::string TextOf(int value);
+std::string TextOf(double value);
+std::string TextOf(const std::string& value);
+std::string TextOf(const Format* value); // "" of none
+std::string TextOf(const Length& value);
+std::string TextOf(const AreaArgument& value); // "" of the whole scan
+std::string TextOf(const PipetteArgument& value);
+std::string TextOf(const ZEP3_TONE& value);
+template <typename T, size_t N>
+std::string TextOf(const std::array<T, N>& values) {
+  std::string text;
+  for (const T& value : values) text.append(text.empty() ? "" : ",").append(TextOf(value));
+  return text;
+}
+template <typename T>
+std::string TextOf(const std::optional<T>& value) {
+  return value ? TextOf(*value) : "";
+}
 
 // A number of pixels or, with %, percent.
 Length ParseLength(std::string_view text);

@@ -68,7 +68,8 @@ int RunBatch(const Options& options) {
   if (options.roll && !options.dryRun) return RunRolls(options);
   if (options.command == Command::kCompare) CheckPageFree(options);
   Plan plan(options);
-  Reporter reporter(options);
+  Reporter reporter(options, plan);
+  FormerRun former(plan.StateFolder());
 
   std::optional<Job> first, second;
   const bool list = !options.filesFrom.empty();
@@ -87,6 +88,7 @@ int RunBatch(const Options& options) {
     std::optional<Job>& waiting = first ? first : second;
     std::optional<Job> job = waiting ? std::exchange(waiting, std::nullopt) : plan.Next();
     if (job) compared.Expect(job->scan);
+    if (job) job->made = former.Made(job->result);
     return job;
   };
   const auto done = [&](const Job& job, Outcome outcome) {

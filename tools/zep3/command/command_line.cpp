@@ -1,13 +1,12 @@
 // The options by the groups of the help, with CLI11; then what may not be combined.
 #include "command/command_line.h"
 
-#include <CLI/CLI.hpp>
-
 #include <cstdio>
 #include <string>
 #include <vector>
 
-#include "command/arguments.h"
+#include "command/option_group.h"
+#include "command/setting_options.h"
 #include "failure.h"
 #include "log.h"
 #include "page/analysis.h"
@@ -52,61 +51,7 @@ Notes:
 
   Exit status: 0; 1 when a scan failed (the others are finished); 2 for a fault in the command; 130 when interrupted.)";
 
-constexpr const char* kOriginalHeading = "Original and correction";
-constexpr const char* kAreaHeading = "Analysis area, pipettes, encoding";
-
 constexpr const char* kLicence = "Copyright (c) the zep3 authors, MIT License";
-
-// Options under one heading of the help.
-class Group {
- public:
-  Group(CLI::App& app, const char* heading) : m_app(app), m_heading(heading) {}
-
-  template <typename T>
-  CLI::Option* Add(const std::string& name, T& target, const std::string& form, const std::string& help) {
-    return m_app.add_option(name, target, help)->type_name(form)->group(m_heading);
-  }
-  template <typename Take>
-  CLI::Option* AddText(const std::string& name, const std::string& form, const std::string& help, Take take) {
-    return m_app.add_option_function<std::string>(name, take, help)->type_name(form)->group(m_heading);
-  }
-  CLI::Option* AddFlag(const std::string& name, bool& target, const std::string& help) {
-    return m_app.add_flag(name, target, help)->group(m_heading);
-  }
-  // The help says what is allowed in its own words.
-  static CLI::Validator Plain(CLI::Validator validator) { return validator.description(""); }
-  static CLI::Validator OneOf(const std::vector<std::string>& words) { return Plain(CLI::IsMember(words)); }
-
- private:
-  CLI::App& m_app;
-  const char* m_heading;
-};
-
-// An option with a parser of its own. Its faults become CLI11's, so that all are reported alike.
-template <typename T, typename Parse>
-CLI::Option* AddParsed(Group& group, const std::string& name, T& target, Parse parse, const std::string& form,
-                       const std::string& help) {
-  return group.AddText(name, form, help, [&target, parse, name](const std::string& text) {
-    try {
-      target = parse(text);
-    } catch (const UsageError& error) {
-      throw CLI::ValidationError(name, error.what());
-    }
-  });
-}
-
-template <typename T>
-CLI::Option* AddRange(Group& group, const std::string& name, T& target, int low, int high, const std::string& help) {
-  const auto parse = [low, high](const std::string& text) { return ParseWhole(text, low, high); };
-  return AddParsed(group, name, target, parse, "N", help);
-}
-
-// Names of all kinds.
-std::vector<std::string> KindNames() {
-  std::vector<std::string> names;
-  for (int64_t i = 0; const ZEP3_KIND* kind = GetZEP3Kind(i); i++) names.emplace_back(kind->pName);
-  return names;
-}
 
 // The help's text behind the options.
 std::string Footer() {
@@ -120,107 +65,26 @@ std::string Footer() {
   return text + "\n" + kExamples;
 }
 
-const Format* ParseFormat(const std::string& text, std::string& saver) {
-  const NameWithOptions parts = SplitOptions(text);
-  saver = parts.options;
-  const Format* format = FormatOfName("scan." + parts.name);
-  if (format == nullptr) throw UsageError("'" + parts.name + "': expected tif, png, jpg, webp or pnm");
-  return format;
-}
-
-void AddResult(CLI::App& app, Options& options) {
-  Group group(app, "Result");
+void AddResult(CLI::App& app, Options& options, Settings& settings) {
+  Group group(app, kResultHeading);
   group.Add("-o,--output", options.output, "OUT",
             "A file, a folder or - for standard output; options of libvips in brackets behind a file");
-  AddParsed(
-      group, "--format", options.format, [&](const std::string& text) { return ParseFormat(text, options.saver); },
-      "FORMAT", "tif, png, jpg, webp or pnm, with options of libvips in brackets, instead of the scan's own");
-  auto* inPlace = group.AddFlag("--in-place", options.inPlace, "Replace the scan; it is kept as NAME_original");
+  AddFormat(app, options, settings);
+  auto* inPlace = group.AddFlag("--in-place", options.inPlace, "Replace the scan; a.tif is kept as a_original.tif");
+  group.AddFlag("--restore", options.restore, "With --in-place: give kept originals their names back")->needs(inPlace);
   group.AddFlag("--no-backup", options.noBackup, "With --in-place: keep no original")->needs(inPlace);
   group.AddFlag("--overwrite", options.overwrite, "Replace results that exist");
   group.AddFlag("--no-sync", options.noSync,
                 "Do not wait for the disk: sooner done; results may be cut or gone after a loss of power");
-  group.AddFlag("--strip", options.strip, "Leave EXIF, IPTC, XMP and text out; profile and resolution stay");
+  AddStrip(app, options, settings);
   group.AddFlag("--sidecar", options.sidecar, "Write the correction beside the result, as RESULT.zep3.json");
   group.AddFlag("--report", options.report, "Write a page that shows before and after, as RESULT.zep3.html");
   group.Add("--as", options.tableForm, "FORM", "zep3 tables: text (default), csv, json, png (256 x 1) or scanimage")
       ->check(Group::OneOf({"text", "csv", "json", "png", "scanimage"}));
 }
 
-void AddOriginal(CLI::App& app, Options& options) {
-  Group group(app, kOriginalHeading);
-  group
-      .AddText("-k,--kind", "KIND", "What was scanned, see below; zep3 compare helps to choose",
-               [&](const std::string& name) { options.analysis.kind = FindZEP3Kind(name.c_str()); })
-      ->check(Group::OneOf(KindNames()));
-  group
-      .AddText("--analysis", "METHOD",
-               "standard, channel by channel, or adaptive, by colours that occur together (see below)",
-               [&](const std::string& name) { options.analysis.adaptive = name == MethodName(true); })
-      ->check(Group::OneOf({std::string(MethodName(false)), std::string(MethodName(true))}));
-  AddRange(group, "--level", options.analysis.level, 0, 9, "Strength of the correction, 0..9 (4)");
-  AddRange(group, "--backlight", options.analysis.backlight, 0, 8,
-           "Lift a dark subject before a bright background, 0..8 (0)");
-  group
-      .AddText("--option", "OPTION", "normal (default), or plain: a plainer handling of shadows",
-               [&](const std::string& name) { options.analysis.plain = name == "plain"; })
-      ->check(Group::OneOf({"normal", "plain"}));
-  AddParsed(group, "--matrix", options.analysis.matrix, ParseMatrix, "M,M,...",
-            "Colour matrix for negatives, nine numbers row by row; its diagonal gives the film's contrasts");
-  AddRange(group, "-b,--brightness", options.user.brightness, -1000, 1000, "Density steps of 0.003, -1000..1000 (0)");
-  AddRange(group, "-c,--contrast", options.user.contrast, -99, 99, "Contrast in percent, -99..99 (0)");
-  AddParsed(group, "--balance", options.user.balance, ParseBalance, "R,G,B", "Brightness of each channel, added");
-  AddParsed(group, "--curve", options.user.masterCurve, ParseCurve, "IN:OUT,...",
-            "Tone curve of all channels by points of levels 0..255, in place of the proposed one");
-  for (size_t c = 0; c < 3; c++) {
-    AddParsed(group, std::string("--curve-") + kChannelNames[c], options.user.channelCurves[c], ParseCurve,
-              "IN:OUT,...", std::string("Tone curve of ") + kChannelNames[c] + ", applied first");
-  }
-  group
-      .AddText("--saturation", "on|off", "Apply the saturation that the analysis proposes (on)",
-               [&](const std::string& word) { options.saturation = word == "on"; })
-      ->check(Group::OneOf({"on", "off"}));
-}
-
-void AddPages(CLI::App& app, Options& options) {
-  Group group(app, "Documents, and reading them");
-  group.AddFlag("--no-even", options.analysis.tablesAlone,
-                "Documents by tables alone: uneven light, folds and stains stay as they are");
-  group.AddFlag("--gray", options.gray, "One gray channel, the luma of the result's colours: what reading text wants");
-}
-
-void AddCrop(CLI::App& app, Options& options) {
-  Group group(app, "Crop");
-  auto* crop = group.AddFlag("--crop", options.crop.wanted,
-                             "Cut out the picture: no holder, mount, lid or white border; with --area, that area");
-  AddParsed(group, "--margin", options.crop.margin, ParseLength, "LENGTH",
-            "With --crop: leave this much around the picture; pixels, or percent of its shorter side; negative: inside")
-      ->needs(crop);
-  group
-      .AddFlag("--no-straighten", options.crop.keepsTilt,
-               "With --crop: cut the upright rectangle around a tilted picture; no pixel is changed by turning")
-      ->needs(crop);
-}
-
-void AddAreaAndScales(CLI::App& app, Options& options) {
+void AddSidecarUse(CLI::App& app, Options& options) {
   Group group(app, kAreaHeading);
-  auto* area = AddParsed(group, "--area", options.analysis.area, ParseArea, "X,Y,WIDTH,HEIGHT",
-                         "Analyse this rectangle only; pixels, or percent as 10%,10%,80%,80%");
-  AddParsed(group, "--corners", options.analysis.area, ParseCorners, "X,Y,X,Y,X,Y,X,Y",
-            "Analyse the rotated rectangle with these corners only")
-      ->excludes(area);
-  AddParsed(
-      group, "--gray-pipette", options.analysis.grayPipette,
-      [](const std::string& text) { return ParsePipette(text, true); }, "X,Y[,STRENGTH]",
-      "Make the colour here gray by the channels' points; strength in percent (100)");
-  AddParsed(
-      group, "--gamma-pipette", options.analysis.gammaPipette,
-      [](const std::string& text) { return ParsePipette(text, false); }, "X,Y",
-      "Make the colour here gray by the channels' gammas");
-  AddParsed(group, "--input-gamma", options.inputGamma, ParseGamma, "GAMMA",
-            "Gamma of the scan's values (from its ICC profile, else 2.2)");
-  AddParsed(group, "--output-gamma", options.outputGamma, ParseGamma, "GAMMA",
-            "Gamma of the result's values (as the scan's); a profile is changed to fit");
   group.Add("--use-sidecar", options.useSidecar, "FILE",
             "Repeat the correction in this file; brightness, contrast, balance and curves may differ");
 }
@@ -257,8 +121,20 @@ void AddMany(CLI::App& app, Options& options) {
   Group group(app, "Many scans, messages");
   group.AddFlag("-r,--recursive", options.recursive,
                 "Take the scans below folders; the folders are kept in the result");
-  group.Add("--files-from", options.filesFrom, "LIST", "Take names from this file, one a line; - for standard input");
+  group.Add("--files-from", options.filesFrom, "LIST",
+            "Take names from this file, one a line, or a table with a head line: scan, kind, options; - for standard "
+            "input");
   group.AddFlag("-0,--null", options.nulSeparated, "Names in the list end in a zero byte");
+  auto* flat = group.AddFlag("--flat", options.flat, "Results lie side by side, without the folders of their scans");
+  group
+      .Add("--root", options.root, "FOLDER",
+           "Results keep their folders below this one (that which all scans of a list, or several -r, share)")
+      ->excludes(flat);
+  group.Add("--config", options.config, "FILE",
+            "Options for scans without their own, as in the file zep3.toml of a folder, which is for the scans in it");
+  group.AddFlag("--update", options.update,
+                "Make results again that other settings or versions made, or whose scan has changed");
+  group.Add("--known-bad", options.knownBad, "LIST", "Scans that may fail: the exit status does not count them");
   AddRange(group, "-j,--jobs", options.jobs, 1, 256, "Scans at a time (one per processor)");
   group.AddFlag("-n,--dry-run", options.dryRun, "Say what would be done, write nothing");
   group.AddFlag("--json", options.json, "One line of JSON a scan on standard output");
@@ -269,24 +145,19 @@ void AddMany(CLI::App& app, Options& options) {
 
 // A sidecar settles what the analysis reads.
 void CheckSidecarUse(const CLI::App& app) {
-  for (const char* name : {"--kind", "--analysis", "--level", "--backlight", "--option", "--matrix", "--area",
-                           "--corners", "--gray-pipette", "--gamma-pipette", "--input-gamma", "--output-gamma"}) {
+  for (const std::string setting : kSettledBySidecar) {
+    const std::string name = "--" + setting;
     if (app.count(name) > 0) {
-      throw UsageError(std::string(name) + " cannot be changed with --use-sidecar: the analysis is settled there");
+      throw UsageError(name + " cannot be changed with --use-sidecar: the analysis is settled there");
     }
   }
-}
-
-// A roll is judged by the adaptive analysis of the kinds that share something.
-void CheckRollAnalysis(const Options& options, const char* name) {
-  if (options.analysis.adaptive == false || options.analysis.plain)
-    throw UsageError(std::string(name) + " is for the adaptive analysis, without --option plain");
 }
 
 // What its scans share depends on these: they stay as they were.
 void TakeRoll(const CLI::App& app, Options& options) {
   if (options.command == Command::kCompare) throw UsageError("zep3 compare shows every kind, without --use-roll");
-  CheckRollAnalysis(options, "--use-roll");
+  if (options.analysis.adaptive == false || options.analysis.plain)
+    throw UsageError("--use-roll is for the adaptive analysis, without --option plain");
   const auto refuse = [](const char* name) {
     throw UsageError(std::string(name) + " is another than that of --use-roll: what the scans share rests on it");
   };
@@ -312,11 +183,6 @@ void TakeRoll(const CLI::App& app, Options& options) {
 void CheckRoll(const Options& options) {
   if (options.command != Command::kCorrect)
     throw UsageError("zep3 analyse, zep3 tables and zep3 compare look at each scan by itself, without --roll");
-  CheckRollAnalysis(options, "--roll");
-  if (!CanShare(options.analysis)) {
-    throw UsageError(std::string("--roll: scans of the kind ") + options.analysis.kind->pName +
-                     " share nothing that one of them does not tell; leave --roll out");
-  }
   if (options.noBackup) throw UsageError("--roll needs the backup: to go on, a run looks at the originals again");
   if (options.output == "-")
     throw UsageError("--roll keeps what the scans share beside the results; -o names a folder");
@@ -332,30 +198,6 @@ void CheckCompare(const CLI::App& app, Options& options) {
   }
   options.page = options.output.empty() ? kComparePage : options.output;
   options.output.clear();
-}
-
-// The words that settle a correction beside its kind and analysis, to be said again.
-std::vector<std::string> WordsGiven(const CLI::App& app) {
-  std::vector<std::string> words;
-  for (const CLI::Option* option : app.get_options()) {
-    const std::string name = option->get_name();
-    const bool settles = option->get_group() == kOriginalHeading || option->get_group() == kAreaHeading;
-    if (!settles || option->count() == 0 || name == "--kind" || name == "--analysis") continue;
-    words.push_back(name);
-    words.push_back(option->results().back());
-  }
-  return words;
-}
-
-// A scan cannot tell surely enough what it is of.
-void AskForKind(const Options& options) {
-  Say("say what was scanned; a scan does not tell it surely enough:");
-  for (int64_t i = 0; const ZEP3_KIND* kind = GetZEP3Kind(i); i++) {
-    std::fprintf(stderr, "  -k %-18s %s\n", kind->pName, kind->pText);
-  }
-  const std::string scan = options.inputs.empty() || options.inputs[0] == "-" ? "SCAN" : Printable(options.inputs[0]);
-  std::fprintf(stderr, "Not sure? This makes a page that shows the scan finished as each of them:\n  zep3 compare %s\n",
-               scan.c_str());
 }
 
 void Check(const CLI::App& app, Options& options) {
@@ -390,6 +232,7 @@ void Check(const CLI::App& app, Options& options) {
   if (options.output.empty() == !options.inPlace) {
     throw UsageError("say where the results go: either -o FILE, -o FOLDER or --in-place");
   }
+  if (options.restore && options.noBackup) throw UsageError("--restore gives back what --no-backup does not keep");
   if (options.inPlace && options.format != nullptr) throw UsageError("--in-place keeps the format");
   if (options.noBackup && options.crop.wanted)
     throw UsageError("--crop needs the backup: what is cut off would be lost");
@@ -424,12 +267,14 @@ Parsed ParseCommandLine(int argc, char** argv) {
                                         std::string(kComparePage))
           ->fallthrough();
   auto* tables = app.add_subcommand("tables", "Print the three tables, see --as")->fallthrough();
-  AddResult(app, options);
-  AddOriginal(app, options);
-  AddAreaAndScales(app, options);
+  Settings settings;
+  AddResult(app, options, settings);
+  AddOriginal(app, options, settings);
+  AddAreaAndScales(app, options, settings);
+  AddSidecarUse(app, options);
   AddRolls(app, options);
-  AddPages(app, options);
-  AddCrop(app, options);
+  AddPages(app, options, settings);
+  AddCrop(app, options, settings, Strictness::kStrict);
   AddAdmission(app, options);
   AddMany(app, options);
   try {
@@ -438,12 +283,8 @@ Parsed ParseCommandLine(int argc, char** argv) {
     if (*tables) options.command = Command::kTables;
     if (*compare) options.command = Command::kCompare;
     Check(app, options);
-    options.given = WordsGiven(app);
-    if (options.command != Command::kCompare && app.count("--kind") == 0 && options.useSidecar.empty() &&
-        options.useRoll.empty()) {
-      AskForKind(options);
-      return {std::nullopt, 2};
-    }
+    options.settings = LayerOf(settings, kCommandLine);
+    options.given = WordsGiven(settings);
     if (options.roll) CheckRoll(options);
   } catch (const CLI::Success& success) { // help and version
     app.exit(success);

@@ -1,15 +1,19 @@
 // What the user is told of a run: messages, lines of JSON, progress, the summary.
 #pragma once
 
+#include <optional>
+#include <set>
 #include <string>
 
 #include "command/plan.h"
 #include "job/outcome.h"
 #include "options.h"
+#include "told/run_state.h"
 
 class Reporter {
  public:
-  explicit Reporter(const Options& options);
+  // Keeps the state of the plan's run. Throws UsageError.
+  Reporter(const Options& options, const Plan& plan);
 
   // From here on there is more than one scan.
   void Expect() { m_many = true; }
@@ -26,13 +30,23 @@ class Reporter {
 
  private:
   int Count(Status status) const { return m_counts[static_cast<size_t>(status)]; }
+  void TakeKnown(const Job& job, const Outcome& outcome);
+  std::string PlanText() const;
+  void Keep(const Job& job, const Outcome& outcome);
   void ShowProgress(const std::string& scan);
   void ClearProgress();
 
   const Options& m_options;
+  std::optional<RunLog> m_log; // none: what is done is not kept
   bool m_terminal;
   bool m_many = false;
   bool m_shown = false;
-  int m_counts[5] = {};               // by Status
+  const Plan& m_plan;
+  int m_counts[6] = {};               // by Status
+  int m_causes[5] = {};               // of failures, by Cause
+  int m_made[7] = {};                 // of those skipped, by Made
   int m_toLookAt = 0, m_notFound = 0; // of those corrected, by verdict
+  int m_knownFailed = 0;
+  int64_t m_pages = 0, m_bytes = 0; // of those planned
+  std::set<std::string> m_knownBad; // canonical
 };

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
 #include <set>
 #include <string>
 #include <utility>
@@ -19,9 +21,12 @@
 #include "job/observe.h"
 #include "job/outcome.h"
 #include "job/result.h"
+#include "page/analysis.h"
 #include "told/evidence.h"
 #include "told/roll_file.h"
 #include "told/roll_page.h"
+#include "told/run_state.h"
+#include "told/sidecar.h"
 
 namespace fs = std::filesystem;
 
@@ -32,7 +37,9 @@ struct RollJobs {
   std::string from; // the folder that they come from; empty: named one by one
   std::string file; // the roll's; empty: none of its scans can be read
   std::vector<Job> jobs;
-  Roll before; // of an earlier run, with those scans that were seen as this run sees them
+  Roll before;     // of an earlier run, with those scans that were seen as this run sees them
+  Options options; // of its scans
+  Roll now;        // without scans
 };
 
 // Throws UsageError for a file that is none, or another roll's.
@@ -59,12 +66,31 @@ Roll ReadBefore(const RollJobs& roll, const Options& options, const Roll& now) {
   return before.IsSeenAs(now) ? before : now;
 }
 
+// As the options have it, without scans.
+Roll RollOf(const Options& options) {
+  Roll roll;
+  roll.analysis.kind = options.analysis.kind;
+  roll.analysis.matrix = options.analysis.matrix;
+  roll.analysis.area = options.analysis.area;
+  roll.inputGamma = options.inputGamma;
+  return roll;
+}
+
+// What its scans share is found by one way of looking at them.
+void CheckAlike(const RollJobs& roll) {
+  for (const Job& job : roll.jobs) {
+    if (job.settled && job.settled->words != roll.jobs[0].settled->words) {
+      throw UsageError("the scans of a roll have the same options: " + roll.jobs[0].scan + " has " +
+                       roll.jobs[0].settled->told + ", " + job.scan + " has " + job.settled->told);
+    }
+  }
+}
+
 // All rolls of a run. Throws UsageError.
-std::vector<RollJobs> GatherRolls(const Options& options, const Roll& now) {
+std::vector<RollJobs> GatherRolls(const Options& options, Plan& plan) {
   std::vector<RollJobs> rolls;
   std::map<std::string, size_t> places, files;
   std::set<std::string> scans; // one named twice would count twice
-  Plan plan(options);
   while (std::optional<Job> job = plan.Next()) {
     if (job->scan == "-") job->refusal = "standard input can be read but once, and scans of a roll are read twice";
     const NameWithOptions scan = SplitOptions(job->scan);
@@ -72,9 +98,11 @@ std::vector<RollJobs> GatherRolls(const Options& options, const Roll& now) {
       job->refusal = "is named twice";
     const std::string from = options.recursive ? job->folder : "";
     const auto [place, isNew] = places.emplace(from, rolls.size());
-    if (isNew) rolls.push_back({from, "", {}, now});
+    if (isNew) rolls.push_back({from, "", {}, Roll(), options, Roll()});
     RollJobs& roll = rolls[place->second];
-    if (roll.file.empty() && !job->result.empty()) roll.file = (FolderOf(job->result) / kRollName).string();
+    const bool together = !options.recursive && plan.KeepsFolders();
+    if (roll.file.empty() && !job->result.empty())
+      roll.file = ((together ? fs::path(options.output) : FolderOf(job->result)) / kRollName).string();
     roll.jobs.push_back(*std::move(job));
   }
   for (size_t i = 0; i < rolls.size(); i++) {
@@ -85,7 +113,10 @@ std::vector<RollJobs> GatherRolls(const Options& options, const Roll& now) {
       throw UsageError("the rolls " + rolls[other->second].from + " and " + roll.from + " would share " + roll.file +
                        "; name the folder above them, or give each a run of its own");
     }
-    roll.before = ReadBefore(roll, options, now);
+    CheckAlike(roll);
+    if (roll.jobs[0].settled) roll.options = WithWords(options, roll.jobs[0].settled->words);
+    roll.now = RollOf(roll.options);
+    roll.before = ReadBefore(roll, options, roll.now);
   }
   return rolls;
 }
@@ -117,8 +148,8 @@ std::string MembersText(const Roll& roll) {
 // One roll through both passes.
 class RollRun {
  public:
-  RollRun(const RollJobs& jobs, const Options& options, Reporter& reporter, const Roll& now)
-      : m_jobs(jobs), m_options(options), m_reporter(reporter), m_roll(now) {}
+  RollRun(const RollJobs& jobs, Reporter& reporter, FormerRun& former)
+      : m_jobs(jobs), m_options(jobs.options), m_reporter(reporter), m_former(former), m_roll(jobs.now) {}
 
   void Run() {
     Look();
@@ -138,7 +169,10 @@ class RollRun {
   void RunThrough(const std::vector<size_t>& numbers, const Options& options, const Done& done) const {
     size_t given = 0, taken = 0;
     const auto next = [&]() -> std::optional<Job> {
-      return given < numbers.size() ? std::optional(m_jobs.jobs[numbers[given++]]) : std::nullopt;
+      if (given == numbers.size()) return std::nullopt;
+      Job job = WithShared(m_jobs.jobs[numbers[given++]]);
+      job.made = m_former.Made(job.result);
+      return job;
     };
     RunJobs(options, WorkersFor(m_options, numbers.size()), next,
             [&](const Job&, Outcome outcome) { done(numbers[taken++], std::move(outcome)); });
@@ -241,10 +275,25 @@ class RollRun {
         return false; // the worker meets it again, and says it
       }
     };
-    return !fs::exists(PageName()) || !std::all_of(toFinish.begin(), toFinish.end(), isFinished);
+    return m_options.update || !fs::exists(PageName()) || !std::all_of(toFinish.begin(), toFinish.end(), isFinished);
   }
 
-  void Tell(const Job& job, const Outcome& outcome) {
+  // What the scans share settles their results, too.
+  Job WithShared(const Job& job) const {
+    if (!m_roll.shared || !job.settled) return job;
+    Roll alone = m_jobs.now;
+    alone.shared = m_roll.shared;
+    auto told = nlohmann::ordered_json::parse(job.settled->told);
+    told["roll"] = {{"value", Fingerprint(RollText(alone))}, {"from", kCommandLine}};
+    auto settled = std::make_shared<Settled>(*job.settled);
+    settled->told = ToText(told, -1);
+    Job with = job;
+    with.settled = settled;
+    return with;
+  }
+
+  void Tell(const Job& told, const Outcome& outcome) {
+    const Job job = WithShared(told);
     m_frames.insert(m_frames.end(), outcome.frames.begin(), outcome.frames.end());
     if (outcome.status == Status::kFailed) m_frames.push_back(FailedRollFrame(job.scan, outcome.message));
     m_reporter.Tell(job, outcome);
@@ -269,6 +318,7 @@ class RollRun {
   const RollJobs& m_jobs;
   const Options& m_options;
   Reporter& m_reporter;
+  FormerRun& m_former;
   Roll m_roll;
   std::vector<std::string> m_frames;  // of the contact sheet
   std::map<size_t, Outcome> m_failed; // in the first pass, by the number of the scan; not told yet
@@ -276,17 +326,23 @@ class RollRun {
 
 } // namespace
 
+void CheckShares(const Options& options) {
+  if (options.analysis.adaptive == false || options.analysis.plain)
+    throw UsageError("--roll is for the adaptive analysis, without --option plain");
+  if (!CanShare(options.analysis)) {
+    throw UsageError(std::string("--roll: scans of the kind ") + options.analysis.kind->pName +
+                     " share nothing that one of them does not tell; leave --roll out");
+  }
+}
+
 int RunRolls(const Options& options) {
-  Roll now;
-  now.analysis.kind = options.analysis.kind;
-  now.analysis.matrix = options.analysis.matrix;
-  now.analysis.area = options.analysis.area;
-  now.inputGamma = options.inputGamma;
-  const std::vector<RollJobs> rolls = GatherRolls(options, now);
-  Reporter reporter(options);
+  Plan plan(options);
+  const std::vector<RollJobs> rolls = GatherRolls(options, plan);
+  Reporter reporter(options, plan);
+  FormerRun former(plan.StateFolder());
   if (rolls.size() != 1 || rolls[0].jobs.size() != 1) reporter.Expect();
   for (const RollJobs& roll : rolls) {
-    if (!IsInterrupted()) RollRun(roll, options, reporter, now).Run();
+    if (!IsInterrupted()) RollRun(roll, reporter, former).Run();
   }
   reporter.Summarise();
   return reporter.ExitStatus();

@@ -3,5 +3,8 @@
 
 #include "options.h"
 
+// Throws UsageError for originals that share nothing, or an analysis that does not look for it.
+void CheckShares(const Options& options);
+
 // The program's exit status, as of RunBatch. Throws UsageError, or Failure where a roll's file cannot be written.
 int RunRolls(const Options& options);

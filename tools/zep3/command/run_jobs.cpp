@@ -39,7 +39,12 @@ void RunJobs(const Options& options, int workers, const std::function<std::optio
   const auto work = [&](const Message& message) {
     [[maybe_unused]] static const bool started = // once a process
         (StartImageLibrary(std::max(1, Processors() / workers), options), true);
-    return ToMessage(RunJob(ToJob(message), options));
+    const Job job = ToJob(message);
+    // Scans with the same words mostly come one after the other.
+    static std::vector<std::string> words;
+    static Options own = options;
+    if (job.settled->words != words) own = WithWords(options, words = job.settled->words);
+    return ToMessage(RunJob(job, own));
   };
   WorkerEvents events;
   events.next = [&]() -> std::optional<Message> {

@@ -95,5 +95,8 @@ class PendingFile {
 // The folder with all on the way to it, where they are not there yet. Throws Failure or filesystem_error.
 void CreateFolders(const std::filesystem::path& folder, PendingFile::Sync sync);
 
+// Waits until the disk has the names in the folder. Throws Failure.
+void SyncFolder(const std::filesystem::path& folder);
+
 // Text or bytes in a finished file that is yet to be committed. Throws Failure.
 PendingFile WritePending(const std::filesystem::path& target, const std::string& bytes, PendingFile::Sync sync);

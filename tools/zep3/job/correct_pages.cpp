@@ -25,6 +25,15 @@ vips::VImage TakePage(const Job& job, const Scan& scan, int page, const Options&
 
 } // namespace
 
+CorrectedScan DecidePages(const Job& job, const Scan& scan, const Options& options) {
+  const std::vector<CorrectedPage> repeated = RepeatedCorrections(options);
+  CorrectedScan done;
+  for (int page = 0; page < scan.Pages(); page++) {
+    if (!scan.IsBilevel(page)) TakePage(job, scan, page, options, repeated, done);
+  }
+  return done;
+}
+
 CorrectedScan CorrectPages(const Job& job, const Scan& scan, const Options& options, const SaveOptions& save,
                            PendingFile& to, const std::filesystem::path& target) {
   const std::vector<CorrectedPage> repeated = RepeatedCorrections(options);

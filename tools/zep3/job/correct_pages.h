@@ -19,6 +19,9 @@ struct CorrectedScan {
   std::vector<std::string> frames;  // likewise, for a roll's contact sheet
 };
 
+// Decides on them without writing any. Throws Failure or VError.
+CorrectedScan DecidePages(const Job& job, const Scan& scan, const Options& options);
+
 // Writes all pages into the empty file `to`. `target`: the final name, beside which single pages lie for a time. Throws
 // Failure or VError.
 CorrectedScan CorrectPages(const Job& job, const Scan& scan, const Options& options, const SaveOptions& save,

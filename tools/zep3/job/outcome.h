@@ -5,8 +5,15 @@
 #include <string>
 #include <vector>
 
-enum class Status { kCorrected, kSkipped, kFailed, kPlanned, kInterrupted };
-inline constexpr const char* kStatusNames[] = {"corrected", "skipped", "failed", "planned", "interrupted"};
+#include "failure.h"
+
+enum class Status { kCorrected, kSkipped, kFailed, kPlanned, kInterrupted, kRestored };
+inline constexpr const char* kStatusNames[] = {"corrected", "skipped", "failed", "planned", "interrupted", "restored"};
+
+// Of a result that was there: whether it is what the command would make.
+enum class Made { kNone, kAsAsked, kOtherSettings, kOtherVersion, kOfChangedScan, kOtherScan, kElsewhere };
+inline constexpr const char* kMadeNames[] = {
+    "", "as-asked", "other-settings", "other-version", "changed-scan", "other-scan", "elsewhere"};
 
 struct Outcome {
   Status status = Status::kFailed;
@@ -17,4 +24,10 @@ struct Outcome {
   std::vector<std::string> found{};  // lines on each page: its verdict, the analysis and why, where the picture lies
   std::string pages = "[]";          // the same as JSON
   std::vector<std::string> frames{}; // of a roll's contact sheet
+  Cause cause = Cause::kNone;        // of a failure
+  int64_t size = -1, time = 0;       // of the file that holds the scan: bytes, ns of its last change; -1: not known
+  int64_t resultSize = -1;           // bytes
+  std::string kind{};                // of original, as its first page was corrected
+  Made made = Made::kNone;           // of a result that was skipped
+  int pageCount = 0;                 // of a scan that is planned
 };

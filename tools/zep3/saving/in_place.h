@@ -1,6 +1,9 @@
-// A scan that its result replaces, and the file NAME_original that keeps it.
+// A scan that its result replaces, and the file that keeps it: a_original.tif beside a.tif, or a.tif_original, as
+// versions before named it.
 #pragma once
 
+#include <filesystem>
+#include <map>
 #include <string>
 
 #include "files/file_state.h"
@@ -8,10 +11,27 @@
 
 inline constexpr const char* kBackupSuffix = "_original";
 
+// The originals that runs have kept in a folder, by name, size and time, in a file of its own. A scan may have such a
+// name, too: without an entry here it is one.
+class KeptOriginals {
+ public:
+  explicit KeptOriginals(const std::filesystem::path& folder);
+
+  // Whether the file, which lies in the folder, is what was kept under its name.
+  bool Holds(const std::filesystem::path& file) const;
+  // The scan that the file is the original of; "" of another file.
+  std::string ScanOf(const std::string& file) const;
+
+  // Adds the original of a scan, that is still to have its second name. Throws Failure.
+  static void Add(const std::filesystem::path& original, const FileTime& scan, PendingFile::Sync sync);
+
+ private:
+  std::multimap<std::string, FileTime> m_kept;
+};
+
 class InPlace {
  public:
-  // Throws Failure when the scan has been changed since its original was kept, or what should be the original is a link
-  // that leads to none.
+  // Throws Failure when the scan has been changed since its original was kept, or what should be the original is none.
   InPlace(const std::string& scan, bool keepsOriginal);
 
   // An earlier run has replaced the scan, and nobody has changed it since.
@@ -28,7 +48,9 @@ class InPlace {
   // Gives a result that is not finished the scan's owner and rights.
   void GiveRights(PendingFile& result) const;
   // Gives a finished result the scan's name. False as above, and nothing is replaced.
-  bool Replace(PendingFile& result) const;
+  bool Replace(PendingFile& result, PendingFile::Sync sync) const;
+  // Gives the original its name back; the result is gone then. Throws Failure.
+  void Restore(PendingFile::Sync sync) const;
 
  private:
   bool IsHalfReplaced() const;

@@ -24,10 +24,9 @@ using Json = nlohmann::ordered_json;
 
 constexpr const char* kFormat = "zep3-correction";
 constexpr int kFormatVersion = 1;
-constexpr double kChromaMost = 10;         // far above any real one
-constexpr size_t kSidecarBytes = 64 << 20; // some 8,000 pages, or 200 with surfaces
-constexpr double kFarthest = 1e9;          // pixels, beyond any scan
-constexpr int64_t kCellsMost = 1 << 20;    // ten times those of the largest pre-scan
+constexpr double kChromaMost = 10;      // far above any real one
+constexpr double kFarthest = 1e9;       // pixels, beyond any scan
+constexpr int64_t kCellsMost = 1 << 20; // ten times those of the largest pre-scan
 
 // What a surface is of, by ZEP3_SURFACE_...
 constexpr std::array kSurfaces = {"none", "paper", "reverse"};

@@ -7,6 +7,10 @@
 
 #include "page/correction.h"
 
+inline constexpr size_t kSidecarBytes = 64 << 20; // the most: some 8,000 pages, or 200 with surfaces
+// What is told of a page in few words, in lines of JSON as well as in sidecars.
+inline constexpr const char* kFieldsOfPage[] = {"page", "verdict", "analysis", "surface", "frame", "crop", "member"};
+
 // `cells`: with those of papers' surfaces, which repeating them takes.
 nlohmann::ordered_json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPage>& pages,
                                         bool cells);

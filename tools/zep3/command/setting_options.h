@@ -1,0 +1,31 @@
+// The options that settle what becomes of a scan, by the groups of the help.
+#pragma once
+
+#include "command/option_group.h"
+#include "options.h"
+
+inline constexpr const char* kResultHeading = "Result";
+inline constexpr const char* kAreaHeading = "Analysis area, pipettes, encoding";
+
+// What --use-sidecar settles: these cannot be given with it.
+inline constexpr const char* kSettledBySidecar[] = {"kind",         "analysis",      "level",       "backlight",
+                                                    "option",       "matrix",        "area",        "corners",
+                                                    "gray-pipette", "gamma-pipette", "input-gamma", "output-gamma"};
+
+// Whether options are refused without those that give them a meaning, or mean nothing then.
+enum class Strictness { kStrict, kLenient };
+
+CLI::Option* AddFormat(CLI::App& app, Options& options, Settings& settings);
+CLI::Option* AddStrip(CLI::App& app, Options& options, Settings& settings);
+void AddOriginal(CLI::App& app, Options& options, Settings& settings);
+void AddAreaAndScales(CLI::App& app, Options& options, Settings& settings);
+void AddPages(CLI::App& app, Options& options, Settings& settings);
+void AddCrop(CLI::App& app, Options& options, Settings& settings, Strictness strictness);
+
+// Those that were given.
+SettingLayer LayerOf(const Settings& settings, const std::string& from);
+// The same as words, but for kind and analysis, to be said again.
+std::vector<std::string> WordsGiven(const Settings& settings);
+
+// All of them.
+void AddSettings(CLI::App& app, Options& options, Settings& settings, Strictness strictness);
