@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "log.h"
 #include "page/analysis.h"
 #include "page/record.h"
+#include "told/command_words.h"
 #include "told/evidence.h"
 #include "told/roll_file.h"
 #include "version.h"
@@ -54,6 +56,9 @@ Notes:
 
 constexpr const char* kOriginalHeading = "Original and correction";
 constexpr const char* kAreaHeading = "Analysis area, pipettes, encoding";
+constexpr const char* kPagesHeading = "Documents, and reading them";
+constexpr const char* kCropHeading = "Crop";
+constexpr const char* kAdmissionHeading = "What is opened";
 
 constexpr const char* kLicence = "Copyright (c) the zep3 authors, MIT License";
 
@@ -71,6 +76,9 @@ class Group {
     return m_app.add_option_function<std::string>(name, take, help)->type_name(form)->group(m_heading);
   }
   CLI::Option* AddFlag(const std::string& name, bool& target, const std::string& help) {
+    return m_app.add_flag(name, target, help)->group(m_heading);
+  }
+  CLI::Option* AddSwitch(const std::string& name, std::optional<bool>& target, const std::string& help) {
     return m_app.add_flag(name, target, help)->group(m_heading);
   }
   // The help says what is allowed in its own words.
@@ -142,7 +150,11 @@ void AddResult(CLI::App& app, Options& options) {
                 "Do not wait for the disk: sooner done; results may be cut or gone after a loss of power");
   group.AddFlag("--strip", options.strip, "Leave EXIF, IPTC, XMP and text out; profile and resolution stay");
   group.AddFlag("--sidecar", options.sidecar, "Write the correction beside the result, as RESULT.zep3.json");
-  group.AddFlag("--report", options.report, "Write a page that shows before and after, as RESULT.zep3.html");
+  group.AddFlag("--report", options.report,
+                "Write a page that shows before and after, as RESULT.zep3.html or below OUT/zep3-report/");
+  group.AddSwitch("--overview,!--no-overview", options.overviewGiven,
+                  "Write a page of all results in the folder OUT, and a table, as OUT/zep3-report/index.html and "
+                  "run.csv (with --report of more than one scan)");
   group.Add("--as", options.tableForm, "FORM", "zep3 tables: text (default), csv, json, png (256 x 1) or scanimage")
       ->check(Group::OneOf({"text", "csv", "json", "png", "scanimage"}));
 }
@@ -183,14 +195,14 @@ void AddOriginal(CLI::App& app, Options& options) {
 }
 
 void AddPages(CLI::App& app, Options& options) {
-  Group group(app, "Documents, and reading them");
+  Group group(app, kPagesHeading);
   group.AddFlag("--no-even", options.analysis.tablesAlone,
                 "Documents by tables alone: uneven light, folds and stains stay as they are");
   group.AddFlag("--gray", options.gray, "One gray channel, the luma of the result's colours: what reading text wants");
 }
 
 void AddCrop(CLI::App& app, Options& options) {
-  Group group(app, "Crop");
+  Group group(app, kCropHeading);
   auto* crop = group.AddFlag("--crop", options.crop.wanted,
                              "Cut out the picture: no holder, mount, lid or white border; with --area, that area");
   AddParsed(group, "--margin", options.crop.margin, ParseLength, "LENGTH",
@@ -239,7 +251,7 @@ void AddRolls(CLI::App& app, Options& options) {
 
 // Limits on what is opened.
 void AddAdmission(CLI::App& app, Options& options) {
-  Group group(app, "What is opened");
+  Group group(app, kAdmissionHeading);
   AddParsed(
       group, "--also-read", options.admission.alsoRead, ParseFormatsOnDemand, "FORMAT,...",
       "Open these, too: jp2, jxl, heif, gif, pdf. Their decoders are less tried: for scans whose source you trust");
@@ -334,17 +346,28 @@ void CheckCompare(const CLI::App& app, Options& options) {
   options.output.clear();
 }
 
-// The words that settle a correction beside its kind and analysis, to be said again.
-std::vector<std::string> WordsGiven(const CLI::App& app) {
+// The options that were given, as they are to be said again, of those that `isMeant`.
+template <typename IsMeant>
+std::vector<std::string> WordsGiven(const CLI::App& app, IsMeant isMeant) {
   std::vector<std::string> words;
   for (const CLI::Option* option : app.get_options()) {
-    const std::string name = option->get_name();
-    const bool settles = option->get_group() == kOriginalHeading || option->get_group() == kAreaHeading;
-    if (!settles || option->count() == 0 || name == "--kind" || name == "--analysis") continue;
-    words.push_back(name);
-    words.push_back(option->results().back());
+    if (option->count() == 0 || !isMeant(option->get_name(), option->get_group())) continue;
+    words.push_back(option->get_name());
+    if (option->get_items_expected_max() > 0) words.push_back(option->results().back());
   }
   return words;
+}
+
+// Those that settle a correction beside its kind and analysis.
+bool SettlesCorrection(const std::string& name, const std::string& heading) {
+  const auto headings = {kOriginalHeading, kAreaHeading, kPagesHeading, kCropHeading, kAdmissionHeading};
+  return std::find(headings.begin(), headings.end(), heading) != headings.end() && name != "--kind" &&
+         name != "--analysis";
+}
+
+// Those that settle what is written.
+bool SettlesForm(const std::string& name, const std::string&) {
+  return name == "--format" || name == "--strip" || name == "--sidecar" || name == "--report";
 }
 
 // A scan cannot tell surely enough what it is of.
@@ -358,7 +381,12 @@ void AskForKind(const Options& options) {
                scan.c_str());
 }
 
+void CheckOverview(const Options& options) {
+  if (options.inputs.empty()) throw UsageError("zep3 overview DIR: say which folder of results");
+}
+
 void Check(const CLI::App& app, Options& options) {
+  if (options.command == Command::kOverview) return CheckOverview(options);
   if (options.inputs.empty() && options.filesFrom.empty()) throw UsageError("no scan is named; see zep3 --help");
   if (!options.useSidecar.empty()) CheckSidecarUse(app);
   if (!options.useSidecar.empty() && (options.roll || !options.useRoll.empty())) {
@@ -374,7 +402,8 @@ void Check(const CLI::App& app, Options& options) {
   }
   if (options.command == Command::kCompare) CheckCompare(app, options);
   if (options.command != Command::kCorrect) {
-    if (options.inPlace || options.sidecar || options.report || options.dryRun || options.crop.wanted || options.gray) {
+    if (options.inPlace || options.sidecar || options.report || options.overviewGiven || options.dryRun ||
+        options.crop.wanted || options.gray) {
       throw UsageError("zep3 analyse, zep3 tables and zep3 compare write no pictures beside scans");
     }
     if (options.command == Command::kAnalyse && !options.output.empty()) {
@@ -424,6 +453,11 @@ Parsed ParseCommandLine(int argc, char** argv) {
                                         std::string(kComparePage))
           ->fallthrough();
   auto* tables = app.add_subcommand("tables", "Print the three tables, see --as")->fallthrough();
+  auto* overview =
+      app.add_subcommand("overview",
+                         "Write the page and the table of all results in the folder DIR anew: zep3 overview "
+                         "DIR [LINES...], with the lines of --json in these files, too")
+          ->fallthrough();
   AddResult(app, options);
   AddOriginal(app, options);
   AddAreaAndScales(app, options);
@@ -437,10 +471,13 @@ Parsed ParseCommandLine(int argc, char** argv) {
     if (*analyse) options.command = Command::kAnalyse;
     if (*tables) options.command = Command::kTables;
     if (*compare) options.command = Command::kCompare;
+    if (*overview) options.command = Command::kOverview;
     Check(app, options);
-    options.given = WordsGiven(app);
-    if (options.command != Command::kCompare && app.count("--kind") == 0 && options.useSidecar.empty() &&
-        options.useRoll.empty()) {
+    options.given = WordsGiven(app, SettlesCorrection);
+    options.givenForm = WordsGiven(app, SettlesForm);
+    options.commandLine = CommandLineText(argc, argv);
+    const bool takesKind = options.command != Command::kCompare && options.command != Command::kOverview;
+    if (takesKind && app.count("--kind") == 0 && options.useSidecar.empty() && options.useRoll.empty()) {
       AskForKind(options);
       return {std::nullopt, 2};
     }

@@ -8,6 +8,7 @@
 #include "files/output.h"
 #include "interrupt.h"
 #include "saving/in_place.h"
+#include "told/report_place.h"
 
 namespace fs = std::filesystem;
 
@@ -87,8 +88,8 @@ void Plan::Expand(const std::string& folder) {
       const fs::path& path = entries->path();
       std::error_code kind; // of a link that leads nowhere, too
       const bool isFolder = entries->is_directory(kind) && !entries->is_symlink(kind);
-      // Results of an earlier run are no scans, and neither is what begins with a dot.
-      if (path.filename().string().starts_with('.')) continue;
+      // Results of an earlier run are no scans, and neither are thumbnails, and what begins with a dot.
+      if (path.filename().string().starts_with('.') || path.filename() == kReportFolder) continue;
       if (m_options.recursive && isFolder && !(m_toFolder && SameFile(path.string(), m_options.output)))
         folders.push_back(path);
       if (!entries->is_regular_file(kind)) continue;

@@ -11,6 +11,7 @@
 #include "files/output.h"
 #include "interrupt.h"
 #include "log.h"
+#include "told/run_state.h"
 #include "told/sidecar.h"
 
 namespace {
@@ -32,14 +33,18 @@ void Reporter::Tell(const Job& job, const Outcome& outcome) {
   m_notFound += outcome.verdict == ZEP3_VERDICT_FAILED ? 1 : 0;
   ClearProgress();
   if (!outcome.text.empty()) WriteToStandardOutput(outcome.text);
-  if (m_options.json && m_options.command == Command::kCorrect) {
+  const bool correcting = m_options.command == Command::kCorrect;
+  if (correcting && (m_options.json || m_options.overview)) {
     const nlohmann::ordered_json line = {{"scan", job.scan},
                                          {"result", job.result},
                                          {"status", kStatusNames[static_cast<size_t>(outcome.status)]},
                                          {"message", outcome.message},
                                          {"seconds", outcome.seconds},
-                                         {"pages", nlohmann::ordered_json::parse(outcome.pages)}};
-    WriteToStandardOutput(ToText(line, -1) + '\n');
+                                         {"pages", nlohmann::ordered_json::parse(outcome.pages)},
+                                         {"folder", Canonical(".")}};
+    const std::string text = ToText(line, -1) + '\n';
+    if (m_options.json) WriteToStandardOutput(text);
+    if (m_options.overview) KeepRecord(m_options.runFolder, text);
   } else if (outcome.status == Status::kPlanned) {
     WriteToStandardOutput(Printable(job.scan + " -> " + job.result) + '\n');
   }

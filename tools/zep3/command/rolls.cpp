@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "command/overview.h"
 #include "command/plan.h"
 #include "command/reporter.h"
 #include "command/run_jobs.h"
@@ -276,7 +277,9 @@ class RollRun {
 
 } // namespace
 
-int RunRolls(const Options& options) {
+int RunRolls(const Options& given) {
+  Options options = given;
+  options.overview = WantsOverview(options, true);
   Roll now;
   now.analysis.kind = options.analysis.kind;
   now.analysis.matrix = options.analysis.matrix;
@@ -289,5 +292,6 @@ int RunRolls(const Options& options) {
     if (!IsInterrupted()) RollRun(roll, options, reporter, now).Run();
   }
   reporter.Summarise();
+  if (options.overview) WriteOverview(options);
   return reporter.ExitStatus();
 }

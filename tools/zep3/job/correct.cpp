@@ -80,7 +80,7 @@ Outcome MakeResult(const Job& job, const Options& options, const std::optional<I
   if (place && !place->IsUntouched()) return IsCorrectedAlready(*place);
   scan.CheckUnchanged();
 
-  std::vector<PendingFile> sideFiles = WriteSideFiles(job, options, sync, done.pages, done.small);
+  std::vector<PendingFile> sideFiles = WriteSideFiles(job, options, sync, done.pages, done.shown);
   if (toOutput) {
     CopyToStandardOutput(result);
     return Done(done);
@@ -89,9 +89,13 @@ Outcome MakeResult(const Job& job, const Options& options, const std::optional<I
   result.Finish();
   if (IsTaken(job, options)) return Exists(job); // another run was faster: the side files are its own
   if (!GiveNames(result, sideFiles, options, place)) return place ? IsCorrectedAlready(*place) : Exists(job);
-  // One folder holds all the files. Not thrown, as an in-place result has replaced the scan by now.
-  if (const std::string fault = result.SyncName(); !fault.empty()) return {Status::kFailed, fault};
-  return Done(done);
+  // One folder holds all the files but the report of a run. Not thrown, as an in-place result has replaced the scan by
+  // now.
+  std::string fault = result.SyncName();
+  for (const PendingFile& file : sideFiles) {
+    if (fault.empty() && FolderOf(file.Name()) != FolderOf(result.Name())) fault = file.SyncName();
+  }
+  return fault.empty() ? Done(done) : Outcome{Status::kFailed, fault};
 }
 
 } // namespace
