@@ -115,12 +115,13 @@ class Program : public Shell {
   nlohmann::json Sidecar(const std::string& result) const { return Page(Read(result + ".zep3.json")); }
   nlohmann::json Analysed(const std::string& arguments) const { return Page(Zep3("analyse " + arguments).out); }
 
-  // Pending ones, too.
+  // Pending ones, too, but not what a run keeps of itself, which holds times.
   Files AllFiles() const {
     Files files;
     std::error_code ignored; // of links that lead nowhere
     for (const auto& entry : fs::recursive_directory_iterator(m_folder)) {
       const std::string name = entry.path().lexically_relative(m_folder).string();
+      if (name.find(".zep3-run") != std::string::npos) continue;
       if (entry.is_regular_file(ignored) && name != ".out" && name != ".err") files[name] = Read(name);
     }
     return files;

@@ -90,7 +90,7 @@ struct Options {
   bool report = false;
   bool overview = false;             // thumbnails and a page of all scans ...
   std::optional<bool> overviewGiven; // ... as the user says; absent: with reports of more than one scan
-  std::string runFolder;             // where reports of a run lie, see RunFolderOf; empty: beside each result
+  std::string runFolder;             // where reports of a run lie, see Plan::StateFolder; empty: beside each result
   std::string tableForm = "text";
   std::string page;                   // of zep3 compare: a file, or "-"
   std::vector<std::string> given;     // the words that say how to correct, but for kind and analysis

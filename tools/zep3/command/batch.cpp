@@ -69,11 +69,11 @@ int RunBatch(const Options& given) {
   CatchSignals();
   if (given.command == Command::kOverview) return RunOverview(given);
   Options options = given;
-  if (options.command == Command::kCorrect) options.runFolder = RunFolderOf(options);
   if (options.roll && !options.dryRun) return RunRolls(options);
   if (options.command == Command::kCompare) CheckPageFree(options);
   Plan plan(options);
-  Reporter reporter(options);
+  options.runFolder = plan.StateFolder();
+  Reporter reporter(options, options.runFolder);
 
   std::optional<Job> first, second;
   const bool list = !options.filesFrom.empty();

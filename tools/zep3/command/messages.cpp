@@ -10,6 +10,8 @@
 
 namespace {
 
+constexpr std::ptrdiff_t kFields = 12; // of an outcome, before its lists
+
 // Throws when the message is no outcome.
 Outcome ToOutcome(const Message& message) {
   const int status = std::stoi(message.at(0));
@@ -18,9 +20,16 @@ Outcome ToOutcome(const Message& message) {
   outcome.verdict = std::stoll(message.at(4));
   outcome.pages = message.at(5);
   if (!nlohmann::ordered_json::accept(outcome.pages)) throw std::invalid_argument("no JSON");
-  const auto found = message.begin() + 7;
+  const int cause = std::stoi(message.at(6));
+  if (cause < 0 || cause >= static_cast<int>(std::size(kCauseNames))) throw std::out_of_range("no cause");
+  outcome.cause = static_cast<Cause>(cause);
+  outcome.size = std::stoll(message.at(7));
+  outcome.time = std::stoll(message.at(8));
+  outcome.resultSize = std::stoll(message.at(9));
+  outcome.kind = message.at(10);
+  const auto found = message.begin() + kFields;
   const auto frames =
-      found + static_cast<std::ptrdiff_t>(std::min<size_t>(std::stoull(message.at(6)), message.size() - 7));
+      found + static_cast<std::ptrdiff_t>(std::min<size_t>(std::stoull(message.at(11)), message.size() - kFields));
   outcome.found.assign(found, frames);
   outcome.frames.assign(frames, message.end());
   return outcome;
@@ -39,6 +48,11 @@ Message ToMessage(const Outcome& outcome) {
                      std::to_string(outcome.seconds),
                      std::to_string(outcome.verdict),
                      outcome.pages,
+                     std::to_string(static_cast<int>(outcome.cause)),
+                     std::to_string(outcome.size),
+                     std::to_string(outcome.time),
+                     std::to_string(outcome.resultSize),
+                     outcome.kind,
                      std::to_string(outcome.found.size())};
   for (const auto* texts : {&outcome.found, &outcome.frames})
     message.insert(message.end(), texts->begin(), texts->end());
@@ -47,10 +61,13 @@ Message ToMessage(const Outcome& outcome) {
 
 Outcome OutcomeOf(const std::optional<Message>& answer, const std::string& death) {
   if (!answer && IsInterrupted()) return {Status::kInterrupted, "interrupted"};
-  if (!answer) return {Status::kFailed, death};
+  Outcome crashed = {Status::kFailed, death};
+  crashed.cause = Cause::kCrashed;
+  if (!answer) return crashed;
   try {
     return ToOutcome(*answer);
   } catch (const std::exception&) {
-    return {Status::kFailed, "its worker process gave an answer that is none"};
+    crashed.message = "its worker process gave an answer that is none";
+    return crashed;
   }
 }

@@ -122,6 +122,13 @@ std::optional<Job> Plan::Next() {
   return job;
 }
 
+std::string Plan::StateFolder() const {
+  if (m_options.command != Command::kCorrect) return "";
+  if (m_toFolder) return m_options.output;
+  const bool one = m_options.inputs.size() == 1 && !m_list;
+  return m_options.inPlace && one && IsFolder(m_options.inputs[0]) ? Canonical(m_options.inputs[0]) : "";
+}
+
 Job Plan::MakeJob(const std::string& scan) {
   Job job;
   job.scan = scan;

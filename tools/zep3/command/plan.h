@@ -29,6 +29,9 @@ class Plan {
   explicit Plan(const Options& options);
   std::optional<Job> Next();
 
+  // Beside whose results the state of the run is kept; empty: it is not.
+  std::string StateFolder() const;
+
  private:
   std::optional<std::string> NextName();
   void Expand(const std::string& folder);

@@ -11,8 +11,8 @@
 #include "files/output.h"
 #include "interrupt.h"
 #include "log.h"
-#include "told/run_state.h"
 #include "told/sidecar.h"
+#include "version.h"
 
 namespace {
 
@@ -23,9 +23,29 @@ std::string_view Beginning(std::string_view name) {
   return name.substr(0, end);
 }
 
+// What is told of a scan, on standard output and in the state of the run.
+nlohmann::ordered_json RecordOf(const Job& job, const Outcome& outcome) {
+  nlohmann::ordered_json record = {{"scan", job.scan},
+                                   {"result", job.result},
+                                   {"status", kStatusNames[static_cast<size_t>(outcome.status)]},
+                                   {"message", outcome.message},
+                                   {"seconds", outcome.seconds},
+                                   {"pages", nlohmann::ordered_json::parse(outcome.pages)},
+                                   {"folder", Canonical(".")}}; // from which scan and result are named
+  if (outcome.cause != Cause::kNone) record["cause"] = kCauseNames[static_cast<size_t>(outcome.cause)];
+  if (outcome.size >= 0) record.update({{"size", outcome.size}, {"time", outcome.time}});
+  if (outcome.resultSize >= 0) record["resultSize"] = outcome.resultSize;
+  if (!outcome.kind.empty()) record["kind"] = outcome.kind;
+  record["versions"] = {{"zep3", kVersion}, {"engine", EngineVersion()}};
+  return record;
+}
+
 } // namespace
 
-Reporter::Reporter(const Options& options) : m_options(options), m_terminal(::isatty(STDERR_FILENO) != 0) {}
+Reporter::Reporter(const Options& options, const std::string& out)
+    : m_options(options), m_terminal(::isatty(STDERR_FILENO) != 0) {
+  if (!out.empty() && !options.dryRun) m_log.emplace(out);
+}
 
 void Reporter::Tell(const Job& job, const Outcome& outcome) {
   m_counts[static_cast<size_t>(outcome.status)]++;
@@ -33,21 +53,12 @@ void Reporter::Tell(const Job& job, const Outcome& outcome) {
   m_notFound += outcome.verdict == ZEP3_VERDICT_FAILED ? 1 : 0;
   ClearProgress();
   if (!outcome.text.empty()) WriteToStandardOutput(outcome.text);
-  const bool correcting = m_options.command == Command::kCorrect;
-  if (correcting && (m_options.json || m_options.overview)) {
-    const nlohmann::ordered_json line = {{"scan", job.scan},
-                                         {"result", job.result},
-                                         {"status", kStatusNames[static_cast<size_t>(outcome.status)]},
-                                         {"message", outcome.message},
-                                         {"seconds", outcome.seconds},
-                                         {"pages", nlohmann::ordered_json::parse(outcome.pages)},
-                                         {"folder", Canonical(".")}};
-    const std::string text = ToText(line, -1) + '\n';
-    if (m_options.json) WriteToStandardOutput(text);
-    if (m_options.overview) KeepRecord(m_options.runFolder, text);
+  if (m_options.json && m_options.command == Command::kCorrect) {
+    WriteToStandardOutput(ToText(RecordOf(job, outcome), -1) + '\n');
   } else if (outcome.status == Status::kPlanned) {
     WriteToStandardOutput(Printable(job.scan + " -> " + job.result) + '\n');
   }
+  Keep(job, outcome);
   const bool failed = outcome.status == Status::kFailed;
   const bool expected = outcome.status == Status::kPlanned || (outcome.status == Status::kSkipped && m_many);
   const bool notable = !outcome.message.empty() && !expected;
@@ -61,6 +72,18 @@ void Reporter::Tell(const Job& job, const Outcome& outcome) {
     for (const std::string& found : outcome.found) Say(job.scan + ": " + found);
   }
   if (m_many) ShowProgress(job.scan);
+}
+
+// A run goes on without its state: the results are what counts.
+void Reporter::Keep(const Job& job, const Outcome& outcome) {
+  const bool news = outcome.status == Status::kCorrected || outcome.status == Status::kFailed;
+  if (!m_log || !news || job.result.empty()) return;
+  try {
+    m_log->Add(job.result, RecordOf(job, outcome));
+  } catch (const std::exception& error) {
+    m_log.reset();
+    Say(std::string("what this run does is not kept: ") + error.what());
+  }
 }
 
 void Reporter::ShowLook(size_t looked, size_t count, const std::string& scan) {
@@ -77,6 +100,11 @@ void Reporter::Note(const std::string& text) {
 
 void Reporter::Summarise() {
   ClearProgress();
+  try {
+    if (m_log && !m_options.noSync) m_log->Sync();
+  } catch (const std::exception& error) {
+    Say(error.what());
+  }
   if (!m_many || m_options.quiet) return;
   std::string summary = std::to_string(Count(Status::kCorrected) - m_toLookAt - m_notFound) +
                         (m_options.command == Command::kCorrect   ? " corrected"

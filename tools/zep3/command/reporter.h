@@ -1,15 +1,18 @@
 // What the user is told of a run: messages, lines of JSON, progress, the summary.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "command/plan.h"
 #include "job/outcome.h"
 #include "options.h"
+#include "told/run_state.h"
 
 class Reporter {
  public:
-  explicit Reporter(const Options& options);
+  // `out`: the folder of results, whose state is kept; empty: none is.
+  Reporter(const Options& options, const std::string& out);
 
   // From here on there is more than one scan.
   void Expect() { m_many = true; }
@@ -26,10 +29,12 @@ class Reporter {
 
  private:
   int Count(Status status) const { return m_counts[static_cast<size_t>(status)]; }
+  void Keep(const Job& job, const Outcome& outcome);
   void ShowProgress(const std::string& scan);
   void ClearProgress();
 
   const Options& m_options;
+  std::optional<RunLog> m_log; // none: what is done is not kept
   bool m_terminal;
   bool m_many = false;
   bool m_shown = false;

@@ -61,11 +61,10 @@ Roll ReadBefore(const RollJobs& roll, const Options& options, const Roll& now) {
 }
 
 // All rolls of a run. Throws UsageError.
-std::vector<RollJobs> GatherRolls(const Options& options, const Roll& now) {
+std::vector<RollJobs> GatherRolls(Plan& plan, const Options& options, const Roll& now) {
   std::vector<RollJobs> rolls;
   std::map<std::string, size_t> places, files;
   std::set<std::string> scans; // one named twice would count twice
-  Plan plan(options);
   while (std::optional<Job> job = plan.Next()) {
     if (job->scan == "-") job->refusal = "standard input can be read but once, and scans of a roll are read twice";
     const NameWithOptions scan = SplitOptions(job->scan);
@@ -279,14 +278,16 @@ class RollRun {
 
 int RunRolls(const Options& given) {
   Options options = given;
+  Plan plan(options);
+  options.runFolder = plan.StateFolder();
   options.overview = WantsOverview(options, true);
   Roll now;
   now.analysis.kind = options.analysis.kind;
   now.analysis.matrix = options.analysis.matrix;
   now.analysis.area = options.analysis.area;
   now.inputGamma = options.inputGamma;
-  const std::vector<RollJobs> rolls = GatherRolls(options, now);
-  Reporter reporter(options);
+  const std::vector<RollJobs> rolls = GatherRolls(plan, options, now);
+  Reporter reporter(options, options.runFolder);
   if (rolls.size() != 1 || rolls[0].jobs.size() != 1) reporter.Expect();
   for (const RollJobs& roll : rolls) {
     if (!IsInterrupted()) RollRun(roll, options, reporter, now).Run();

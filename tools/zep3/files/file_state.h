@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <cstdint>
 #include <string>
 #include <tuple>
 
@@ -16,4 +17,18 @@ inline FileState StateOf(const struct stat& file) {
 inline FileState StateOf(const std::string& path) {
   struct stat file = {};
   return ::stat(path.c_str(), &file) == 0 ? StateOf(file) : FileState();
+}
+
+// What tells a file from its former state wherever it lies: other disks and machines number files anew.
+struct FileTime {
+  int64_t size = -1; // bytes; -1: there is none
+  int64_t time = 0;  // of the last change, ns since 1970
+
+  bool operator==(const FileTime&) const = default;
+};
+
+inline FileTime TimeOf(const std::string& path) {
+  struct stat file = {};
+  if (::stat(path.c_str(), &file) != 0) return {};
+  return {file.st_size, int64_t{file.st_mtim.tv_sec} * 1'000'000'000 + file.st_mtim.tv_nsec};
 }

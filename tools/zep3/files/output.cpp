@@ -32,7 +32,7 @@ void WriteAll(int file, const char* bytes, size_t size, const std::string& name)
     const ssize_t written = ::write(file, bytes, size);
     if (written < 0 && errno == EINTR && !IsInterrupted()) continue;
     if (written == 0) errno = EIO; // would go on for ever
-    if (written <= 0) throw Failure("cannot write " + name + ": " + Reason());
+    if (written <= 0) throw Failure("cannot write " + name + ": " + Reason(), Cause::kDisk);
     bytes += written;
     size -= static_cast<size_t>(written);
   }
@@ -45,7 +45,7 @@ void CopyAll(Read read, int to, const std::string& name) {
   while (!IsInterrupted()) { // before what may wait for ever: the signal may have come already
     const int64_t size = read(buffer.data(), buffer.size());
     if (size < 0 && errno == EINTR && !IsInterrupted()) continue;
-    if (size < 0) throw Failure("cannot read: " + Reason());
+    if (size < 0) throw Failure("cannot read: " + Reason(), Cause::kUnreadable);
     if (size == 0) return;
     WriteAll(to, buffer.data(), static_cast<size_t>(size), name);
   }
@@ -55,7 +55,8 @@ void CopyAll(Read read, int to, const std::string& name) {
 // Disks that are reached by a network may have their say only when a file is closed; any copy of the descriptor does.
 void CheckStandardOutput() {
   const int copy = ::dup(STDOUT_FILENO);
-  if (copy < 0 || ::close(copy) != 0) throw Failure(std::string("cannot write ") + kStandardOutput + ": " + Reason());
+  if (copy < 0 || ::close(copy) != 0)
+    throw Failure(std::string("cannot write ") + kStandardOutput + ": " + Reason(), Cause::kDisk);
 }
 
 const std::string& MachineMark() {
@@ -98,7 +99,7 @@ bool IsAbandoned(const std::string& name, bool isFolder) {
 fs::path TemporaryPlace() {
   std::error_code error;
   const fs::path place = fs::temp_directory_path(error);
-  if (error) throw Failure("the folder for temporary files (TMPDIR) cannot be used: " + error.message());
+  if (error) throw Failure("the folder for temporary files (TMPDIR) cannot be used: " + error.message(), Cause::kDisk);
   return place;
 }
 
@@ -122,7 +123,7 @@ void RemoveAbandoned(const fs::path& target) {
 TemporaryFolder::TemporaryFolder() {
   RemoveAbandoned("-");
   std::string name = (TemporaryPlace() / (OwnMark() + "XXXXXX")).string();
-  if (::mkdtemp(name.data()) == nullptr) throw Failure("cannot write into " + name + ": " + Reason());
+  if (::mkdtemp(name.data()) == nullptr) throw Failure("cannot write into " + name + ": " + Reason(), Cause::kDisk);
   m_path = name;
 }
 
@@ -134,7 +135,7 @@ TemporaryFolder::~TemporaryFolder() {
 std::string SpoolStandardInput() {
   std::string name = (TemporaryPlace() / "zep3-XXXXXX").string();
   const int file = ::mkostemp(name.data(), O_CLOEXEC); // stays open to the end of the process
-  if (file < 0) throw Failure("cannot keep standard input in " + name + ": " + Reason());
+  if (file < 0) throw Failure("cannot keep standard input in " + name + ": " + Reason(), Cause::kDisk);
   ::unlink(name.c_str());
   CopyAll([](char* to, size_t size) { return ::read(STDIN_FILENO, to, size); }, file,
           "what standard input holds into " + TemporaryPlace().string());

@@ -25,7 +25,7 @@ constexpr uint64_t kWriteBehind = 8 << 20;
 
 // To be called after a system call that has set errno.
 [[noreturn]] void FailToWrite(const fs::path& file) {
-  throw Failure(file.string() + ": cannot be written, " + std::strerror(errno));
+  throw Failure(file.string() + ": cannot be written, " + std::strerror(errno), Cause::kDisk);
 }
 
 // A user who names a pipe or a device wants the bytes to go there. A file in its place would cut off the reader, or
@@ -169,7 +169,7 @@ int64_t PendingFile::Seek(int64_t offset, int whence) {
 }
 
 void PendingFile::Check() const {
-  if (m_error != 0) throw Failure(m_name + ": " + m_fault);
+  if (m_error != 0) throw Failure(m_name + ": " + m_fault, Cause::kDisk);
 }
 
 bool PendingFile::TakeRights(const fs::path& file) {
@@ -242,7 +242,7 @@ bool PendingFile::CommitInPlace(const fs::path& backup, const FileState& replace
   try {
     // The disk may take names in any order: the original has its second one before it loses the first.
     const std::string fault = linked || renamed ? SyncName() : "";
-    if (!fault.empty()) throw Failure(fault);
+    if (!fault.empty()) throw Failure(fault, Cause::kDisk);
     // Its change time now says that the result is finished: a file that is newer is not this result.
     struct stat original = {};
     if (!backup.empty() && ::stat(backup.c_str(), &original) == 0) {
@@ -268,7 +268,7 @@ void CreateFolders(const fs::path& folder, PendingFile::Sync sync) {
   CreateFolders(folder.parent_path(), sync);
   const bool created = fs::create_directory(folder);
   const std::string fault = created && sync == PendingFile::Sync::kYes ? FaultOfSync(FolderOf(folder)) : "";
-  if (!fault.empty()) throw Failure(folder.string() + ": its name cannot be put on the disk, " + fault);
+  if (!fault.empty()) throw Failure(folder.string() + ": its name cannot be put on the disk, " + fault, Cause::kDisk);
 }
 
 PendingFile WritePending(const fs::path& target, const std::string& bytes, PendingFile::Sync sync) {

@@ -30,6 +30,7 @@ Outcome IsCorrectedAlready(const InPlace& place) {
 Outcome Done(const CorrectedScan& done) {
   Outcome outcome = {Status::kCorrected, NoticesOf(done.pages)};
   if (done.pages.empty()) outcome.message = "is black and white only; kept as it is";
+  if (!done.pages.empty()) outcome.kind = KindName(done.pages.front().correction.record);
   outcome.verdict = WorstVerdict(done.pages);
   outcome.found = SummariesOf(done.pages);
   outcome.pages = AnalysesText(done.pages);
@@ -95,7 +96,10 @@ Outcome MakeResult(const Job& job, const Options& options, const std::optional<I
   for (const PendingFile& file : sideFiles) {
     if (fault.empty() && FolderOf(file.Name()) != FolderOf(result.Name())) fault = file.SyncName();
   }
-  return fault.empty() ? Done(done) : Outcome{Status::kFailed, fault};
+  Outcome outcome = fault.empty() ? Done(done) : Outcome{Status::kFailed, fault};
+  if (!fault.empty()) outcome.cause = Cause::kDisk;
+  outcome.resultSize = static_cast<int64_t>(result.Size());
+  return outcome;
 }
 
 } // namespace

@@ -35,6 +35,14 @@ ObservedScan IdentityOf(const Job& job, const Options& options) {
   return scan;
 }
 
+FileTime IdentityOfScan(const Job& job, const Options& options) {
+  try {
+    return job.scan == "-" ? FileTime() : TimeOf(SplitOptions(OriginalOf(job, options)).name);
+  } catch (const Failure&) {
+    return {}; // what stands in its way is met again, and said
+  }
+}
+
 Outcome ObserveScan(const Job& job, const Options& options) {
   ObservedScan observed = IdentityOf(job, options);
   const Scan scan(OriginalOf(job, options), options.admission);

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "command/plan.h"
+#include "files/file_state.h"
 #include "job/outcome.h"
 #include "options.h"
 #include "told/roll_file.h"
@@ -17,6 +18,9 @@ bool IsFinishedBefore(const Job& job, const Options& options);
 
 // Name, size and time of the scan of a job, without its pages. Throws Failure.
 ObservedScan IdentityOf(const Job& job, const Options& options);
+
+// Size and time of the file that holds the scan of a job; those of FileTime() where there is none.
+FileTime IdentityOfScan(const Job& job, const Options& options);
 
 // Reads the scan; the outcome's text is that of ObservedScanText. Throws Failure or what the libraries throw.
 Outcome ObserveScan(const Job& job, const Options& options);

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "failure.h"
+
 enum class Status { kCorrected, kSkipped, kFailed, kPlanned, kInterrupted };
 inline constexpr const char* kStatusNames[] = {"corrected", "skipped", "failed", "planned", "interrupted"};
 
@@ -17,4 +19,8 @@ struct Outcome {
   std::vector<std::string> found{};  // lines on each page: its verdict, the analysis and why, where the picture lies
   std::string pages = "[]";          // the same as JSON
   std::vector<std::string> frames{}; // of a roll's contact sheet
+  Cause cause = Cause::kNone;        // of a failure
+  int64_t size = -1, time = 0;       // of the file that holds the scan: bytes, ns of its last change; -1: not known
+  int64_t resultSize = -1;           // bytes
+  std::string kind{};                // of original, as its first page was corrected
 };

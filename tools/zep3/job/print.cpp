@@ -43,6 +43,6 @@ Outcome PrintTables(const Job& job, const Options& options) {
   CreateFolders(std::filesystem::path(job.result).parent_path(), SyncOf(options));
   PendingFile pending = WritePending(job.result, text, SyncOf(options));
   if (!pending.Commit(options.overwrite)) return Exists(job);
-  if (const std::string fault = pending.SyncName(); !fault.empty()) throw Failure(fault);
+  if (const std::string fault = pending.SyncName(); !fault.empty()) throw Failure(fault, Cause::kDisk);
   return {Status::kCorrected};
 }

@@ -43,22 +43,31 @@ Outcome Dispatch(const Job& job, const Options& options) {
 
 Outcome RunJob(const Job& job, const Options& options) {
   const auto begin = std::chrono::steady_clock::now();
+  const FileTime scan = IdentityOfScan(job, options);
   Outcome outcome;
   TakeLibraryWarnings(); // those about the scan before
   try {
     outcome = Dispatch(job, options);
+  } catch (const Failure& failure) {
+    outcome.message = failure.what();
+    outcome.cause = failure.Why();
   } catch (const vips::VError& error) {
     outcome.message = LibraryReason(error);
+    outcome.cause = Cause::kUnreadable;
   } catch (const std::filesystem::filesystem_error& error) {
     outcome.message = error.path1().string() + ": " + error.code().message();
+    outcome.cause = Cause::kDisk;
   } catch (const std::bad_alloc&) {
     outcome.message = "takes more memory than there is, or than --max-memory allows";
   } catch (const std::exception& error) {
     outcome.message = error.what();
-    // The scan is named anyway.
-    if (outcome.message.starts_with(job.scan + ": ")) outcome.message.erase(0, job.scan.size() + 2);
   }
+  // The scan is named anyway.
+  if (outcome.message.starts_with(job.scan + ": ")) outcome.message.erase(0, job.scan.size() + 2);
+  if (outcome.status == Status::kFailed && outcome.cause == Cause::kNone) outcome.cause = Cause::kRefused;
   if (IsInterrupted() && outcome.status == Status::kFailed) outcome = {Status::kInterrupted, "interrupted"};
+  outcome.size = scan.size;
+  outcome.time = scan.time;
   outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   return outcome;
 }

@@ -38,7 +38,7 @@ void ReadFault::Keep(const std::string& reason) {
 
 void ReadFault::Check() const {
   const std::lock_guard lock(m_mutex);
-  if (!m_reason.empty()) throw Failure(m_reason);
+  if (!m_reason.empty()) throw Failure(m_reason, Cause::kUnreadable);
 }
 
 vips::VSource ToSource(std::unique_ptr<ByteStream> stream, const std::shared_ptr<ReadFault>& fault) {

@@ -29,7 +29,7 @@ class PnmText : public ByteStream {
  public:
   PnmText(const std::string& path, const PnmHead& head) : m_head(head), m_file(std::fopen(path.c_str(), "rbe")) {
     if (m_file == nullptr || std::fseek(m_file.get(), static_cast<long>(head.begin), SEEK_SET) != 0) {
-      throw Failure("cannot be opened");
+      throw Failure("cannot be opened", Cause::kUnreadable);
     }
     m_ready = head.kind == '3' ? "P6\n" : "P5\n";
     m_ready += std::to_string(head.width) + " " + std::to_string(head.height) + "\n";
@@ -51,7 +51,8 @@ class PnmText : public ByteStream {
   }
 
   [[noreturn]] void FailAtEnd() const {
-    throw Failure("ends after " + std::to_string(m_done) + " of " + std::to_string(m_head.Values()) + " values");
+    throw Failure("ends after " + std::to_string(m_done) + " of " + std::to_string(m_head.Values()) + " values",
+                  Cause::kUnreadable);
   }
 
  private:
@@ -81,7 +82,8 @@ class PnmText : public ByteStream {
     if (c == EOF) return -1;
     int value = 0;
     do {
-      if (!std::isdigit(c)) throw Failure("has no number where value " + std::to_string(m_done + 1) + " should be");
+      if (!std::isdigit(c))
+        throw Failure("has no number where value " + std::to_string(m_done + 1) + " should be", Cause::kUnreadable);
       value = std::min(10 * value + c - '0', 65535);
       if (m_head.kind == '1') return value; // digits need nothing between them
       c = Get();
@@ -124,12 +126,12 @@ PnmHead ReadPnmHead(const std::string& path) {
   if (head.kind != '1' && head.kind != '4') good = good && ReadNumber(file, head.largest) && head.largest > 0;
   good = good && std::isspace(file.get());
   head.begin = file.tellg();
-  if (good && (head.width == 0 || head.height == 0)) throw Failure("has no pixels");
+  if (good && (head.width == 0 || head.height == 0)) throw Failure("has no pixels", Cause::kUnreadable);
   if (good && head.largest > 65535) {
     throw Failure("has values to " + std::to_string(head.largest) + "; the correction is for 8 or 16 bits");
   }
   if (!good || head.width > kLongestSide || head.height > kLongestSide) {
-    throw Failure("has a damaged head: width, height and largest value cannot be read");
+    throw Failure("has a damaged head: width, height and largest value cannot be read", Cause::kUnreadable);
   }
   return head;
 }
@@ -139,8 +141,9 @@ void CheckPnmLength(const std::string& path, const PnmHead& head) {
   const int64_t bytes = PixelBytes(head);
   if (!head.IsText()) {
     if (size - head.begin >= bytes) return;
-    throw Failure("ends after " + std::to_string(size - head.begin) + " of " + std::to_string(bytes) +
-                  " bytes of pixels");
+    throw Failure(
+        "ends after " + std::to_string(size - head.begin) + " of " + std::to_string(bytes) + " bytes of pixels",
+        Cause::kUnreadable);
   }
   // A digit a value, and all but those of bitmaps something between.
   const int64_t least = head.kind == '1' ? head.Values() : 2 * head.Values() - 1;

@@ -30,11 +30,11 @@ constexpr uint16_t kAperioJpeg2000 = 33003;
 
 FileState CheckFile(const std::string& path) {
   struct stat file = {};
-  if (::stat(path.c_str(), &file) != 0) throw Failure(std::strerror(errno));
-  if (S_ISDIR(file.st_mode)) throw Failure("is a folder; -r takes the scans in it");
-  if (!S_ISREG(file.st_mode)) throw Failure("is no regular file");
-  if (file.st_size == 0) throw Failure("is empty");
-  if (!std::ifstream(path, std::ios::binary)) throw Failure(std::strerror(errno));
+  if (::stat(path.c_str(), &file) != 0) throw Failure(std::strerror(errno), Cause::kUnreadable);
+  if (S_ISDIR(file.st_mode)) throw Failure("is a folder; -r takes the scans in it", Cause::kUnreadable);
+  if (!S_ISREG(file.st_mode)) throw Failure("is no regular file", Cause::kUnreadable);
+  if (file.st_size == 0) throw Failure("is empty", Cause::kUnreadable);
+  if (!std::ifstream(path, std::ios::binary)) throw Failure(std::strerror(errno), Cause::kUnreadable);
   return StateOf(file);
 }
 
@@ -120,7 +120,7 @@ Scan::Scan(const std::string& name, const Admission& admission) : m_admission(ad
   m_file = CheckFile(m_path);
   m_format = FormatOfContent(HeadOf(m_path, kFormatHead));
   if (m_format == nullptr) {
-    throw Failure("is no image that can be read: no TIFF, PNG, JPEG, WebP or PNM by its content");
+    throw Failure("is no image that can be read: no TIFF, PNG, JPEG, WebP or PNM by its content", Cause::kUnreadable);
   }
   const std::string content(m_format->name);
   if (IsOnDemand(*m_format)) {
@@ -159,7 +159,7 @@ Scan::Scan(const std::string& name, const Admission& admission) : m_admission(ad
       m_pages = std::max(1, header.get_int(VIPS_META_N_PAGES));
     }
   } catch (const vips::VError& error) {
-    throw Failure(LibraryReason(error));
+    throw Failure(LibraryReason(error), Cause::kUnreadable);
   }
 }
 
@@ -216,7 +216,7 @@ void Scan::CheckDecoder(const vips::VImage& header, int page) const {
 }
 
 void Scan::CheckUnchanged() const {
-  if (StateOf(m_path) != m_file) throw Failure("was changed while it was read");
+  if (StateOf(m_path) != m_file) throw Failure("was changed while it was read", Cause::kUnreadable);
   m_fault->Check();
 }
 

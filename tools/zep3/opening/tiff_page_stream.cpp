@@ -21,7 +21,7 @@ namespace {
 class PatchedFile : public ByteStream {
  public:
   explicit PatchedFile(const std::string& path) : m_path(path), m_file(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
-    if (m_file < 0) throw Failure(path + ": cannot be opened, " + std::strerror(errno));
+    if (m_file < 0) throw Failure(path + ": cannot be opened, " + std::strerror(errno), Cause::kUnreadable);
   }
   ~PatchedFile() override { ::close(m_file); }
   PatchedFile(const PatchedFile&) = delete;
@@ -34,7 +34,7 @@ class PatchedFile : public ByteStream {
   int64_t Read(uint8_t* to, int64_t size) override {
     ssize_t count = 0;
     while ((count = ::pread(m_file, to, static_cast<size_t>(size), m_at)) < 0 && errno == EINTR) continue;
-    if (count < 0) throw Failure(m_path + ": cannot be read, " + std::strerror(errno));
+    if (count < 0) throw Failure(m_path + ": cannot be read, " + std::strerror(errno), Cause::kUnreadable);
     for (const auto& [position, bytes] : m_patches) {
       const auto end = position + static_cast<int64_t>(bytes.size());
       for (int64_t i = std::max(position, m_at); i < std::min(end, m_at + count); i++) {

@@ -89,5 +89,6 @@ std::string Missing(PendingFile& file, const Format& format) {
 
 void CheckWhole(PendingFile& file, const Format& format) {
   const std::string missing = Missing(file, format);
-  if (!missing.empty()) throw Failure(file.Name() + ": was not written whole, " + missing + " is missing");
+  if (!missing.empty())
+    throw Failure(file.Name() + ": was not written whole, " + missing + " is missing", Cause::kDisk);
 }

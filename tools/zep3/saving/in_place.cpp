@@ -40,7 +40,7 @@ bool InPlace::IsChangedSince() const {
 bool InPlace::IsUntouched() const {
   if (StateOf(m_scan) == m_state) return true;
   const bool corrected = !m_backup.empty() && fs::exists(m_backup) && !IsHalfReplaced() && !IsChangedSince();
-  if (!corrected) throw Failure("was changed while it was read");
+  if (!corrected) throw Failure("was changed while it was read", Cause::kUnreadable);
   return false;
 }
 

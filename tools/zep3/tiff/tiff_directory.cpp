@@ -20,7 +20,9 @@ TaggedFile::TaggedFile(TIFF* tiff)
       m_tiff(tiff),
       m_directory(TIFFCurrentDirOffset(tiff)) {}
 
-void TaggedFile::Fail(const char* what) const { throw Failure(std::string(TIFFFileName(m_tiff)) + ": " + what); }
+void TaggedFile::Fail(const char* what) const {
+  throw Failure(std::string(TIFFFileName(m_tiff)) + ": " + what, Cause::kUnreadable);
+}
 
 uint64_t TaggedFile::Number(const uint8_t* bytes, size_t width) const {
   uint64_t number = 0;

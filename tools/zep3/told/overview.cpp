@@ -149,14 +149,16 @@ void WriteFile(const fs::path& name, const std::string& bytes, PendingFile::Sync
 
 } // namespace
 
-bool Overview::Add(const Json& record) {
+bool Overview::Add(const Json& record, const fs::path& kept) {
   if (!record.is_object() || Text(record, "scan").empty() || Text(record, "status").empty()) return false;
   Scan scan;
   scan.name = Text(record, "scan");
   scan.state = StateOf(record);
   scan.kind = KindOf(record);
   scan.startedIn = Text(record, "folder");
-  scan.result = NameBelow(m_folder, scan.startedIn, Text(record, "result"));
+  const fs::path keptName = Text(record, "name").empty() || kept.empty() ? fs::path() : kept / Text(record, "name");
+  scan.result = Exists(keptName) ? keptName.lexically_relative(m_folder).string()
+                                 : NameBelow(m_folder, scan.startedIn, Text(record, "result"));
   scan.pages = static_cast<int64_t>(PagesOf(record).size());
   const auto seconds = record.find("seconds");
   scan.seconds = seconds != record.end() && seconds->is_number() ? seconds->get<double>() : 0;

@@ -14,16 +14,12 @@ inline constexpr const char* kOverviewName = "index.html";
 // Behind the name of the result.
 inline constexpr const char* kReportSuffix = ".zep3.html";
 
-// The folder of a run's results: -o FOLDER, or in place the folder above all scans that are named. Empty: one result of
-// a name that the user gave, beside which its report lies.
-std::string RunFolderOf(const Options& options);
-
-// A result's name below the run's folder; the last part alone where it lies elsewhere.
-std::filesystem::path NameInRun(const std::filesystem::path& result, const std::filesystem::path& runFolder);
+// A result's place below the run's folder; the last part alone where it lies elsewhere.
+std::filesystem::path PlaceInRun(const std::filesystem::path& result, const std::filesystem::path& runFolder);
 
 // Of that name, below the run's folder.
-std::filesystem::path ReportInRun(const std::filesystem::path& nameInRun);
-std::filesystem::path ThumbnailInRun(const std::filesystem::path& nameInRun);
+std::filesystem::path ReportInRun(const std::filesystem::path& placeInRun);
+std::filesystem::path ThumbnailInRun(const std::filesystem::path& placeInRun);
 
 // The report of a job, and the address of the overview from there.
 std::filesystem::path ReportOf(const Job& job, const Options& options);

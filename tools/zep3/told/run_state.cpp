@@ -1,31 +1,170 @@
+// Lines are appended by one call each, so that a process that is killed cuts the last one at most.
 #include "told/run_state.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
 #include <fstream>
-#include <map>
-#include <nlohmann/json.hpp>
+#include <memory>
+#include <tuple>
+
+#include "failure.h"
+#include "files/output.h"
+#include "files/pending_file.h"
+#include "job/outcome.h"
+#include "log.h"
+#include "told/sidecar.h"
 
 namespace fs = std::filesystem;
 
-std::vector<nlohmann::json> ReadRun(const fs::path& out) {
-  std::map<std::string, nlohmann::json> records;
-  std::error_code ignored;
-  for (const auto& entry : fs::directory_iterator(out / kStateFolder, ignored)) {
-    std::ifstream file(entry.path());
-    for (std::string line; std::getline(file, line);) {
-      nlohmann::json record = nlohmann::json::parse(line, nullptr, false);
-      if (record.is_object()) records[record.value("scan", "") + '\n' + record.value("result", "")] = std::move(record);
-    }
-  }
-  std::vector<nlohmann::json> list;
-  for (auto& [name, record] : records) list.push_back(std::move(record));
-  return list;
+namespace {
+
+constexpr const char* kLogSuffix = ".jsonl";
+constexpr uint32_t kMostOfLine = 64 << 20; // bytes: some 20,000 pages
+
+int64_t Now() {
+  using namespace std::chrono;
+  return duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count();
 }
 
-void KeepRecord(const fs::path& out, const std::string& line) {
+// The fields at a record's beginning that say what it is about; reading ends where all of them are there.
+class Beginning : public nlohmann::json_sax<nlohmann::json> {
+ public:
+  std::string name, status;
+  int64_t at = 0;
+
+  bool IsWhole() const { return !name.empty() && !status.empty(); }
+
+  bool start_object(std::size_t) override { return ++m_depth == 1; }
+  bool key(string_t& text) override {
+    m_key = text;
+    return true;
+  }
+  bool string(string_t& text) override {
+    if (m_key == "name") name = text;
+    if (m_key == "status") status = text;
+    return status.empty(); // the last of them
+  }
+  bool number_integer(number_integer_t number) override {
+    if (m_key == "at") at = number;
+    return true;
+  }
+  bool number_unsigned(number_unsigned_t number) override {
+    return number_integer(static_cast<number_integer_t>(std::min<number_unsigned_t>(number, INT64_MAX)));
+  }
+  bool number_float(number_float_t, const string_t&) override { return true; }
+  bool boolean(bool) override { return true; }
+  bool null() override { return true; }
+  bool binary(binary_t&) override { return false; }
+  bool end_object() override { return false; }
+  bool start_array(std::size_t) override { return false; }
+  bool end_array() override { return false; }
+  bool parse_error(std::size_t, const std::string&, const nlohmann::json::exception&) override { return false; }
+
+ private:
+  int m_depth = 0;
+  std::string m_key;
+};
+
+} // namespace
+
+std::vector<nlohmann::json> ReadRun(const fs::path& out) {
+  std::vector<nlohmann::json> records;
+  RunIndex(out).ForEach([&](nlohmann::json record) { records.push_back(std::move(record)); });
+  const auto order = [](const nlohmann::json& record) {
+    return std::pair(record.value("scan", std::string()), record.value("name", std::string()));
+  };
+  std::sort(records.begin(), records.end(), [&](const auto& a, const auto& b) { return order(a) < order(b); });
+  return records;
+}
+
+std::string NameInRun(const fs::path& result, const fs::path& out) {
+  return Printable(result.lexically_normal().lexically_relative(out.lexically_normal()).string());
+}
+
+RunIndex::RunIndex(const fs::path& out) {
   std::error_code ignored;
-  fs::create_directories(out / kStateFolder, ignored);
-  std::ofstream(out / kStateFolder / (std::to_string(::getpid()) + ".jsonl"), std::ios::app) << line;
+  for (fs::directory_iterator entries(out / kRunFolder, ignored), end; !ignored && entries != end;
+       entries.increment(ignored)) {
+    std::error_code kind;
+    if (entries->path().extension() == kLogSuffix && entries->is_regular_file(kind)) m_files.push_back(entries->path());
+  }
+  std::sort(m_files.begin(), m_files.end());
+  for (uint32_t file = 0; file < m_files.size(); file++) ReadFile(file);
+}
+
+void RunIndex::ReadFile(uint32_t file) {
+  std::ifstream lines(m_files[file], std::ios::binary);
+  uint64_t begin = 0;
+  for (std::string line; std::getline(lines, line);) {
+    const uint64_t place = begin;
+    begin += line.size() + 1;
+    if (lines.eof() || line.size() > kMostOfLine) continue; // without its end: whoever wrote it was killed, or writes
+    Beginning record;
+    nlohmann::json::sax_parse(line, &record);
+    if (!record.IsWhole()) continue;
+    Places& places = m_places[record.name];
+    const Place here = {file, static_cast<uint32_t>(line.size()), place, record.at};
+    const auto take = [&](Place& newest) {
+      if (newest.length == 0 || here.at >= newest.at) newest = here;
+    };
+    take(places.newest);
+    if (record.status == kStatusNames[static_cast<size_t>(Status::kCorrected)]) take(places.made);
+  }
+}
+
+std::optional<nlohmann::json> RunIndex::Read(const Place& place) const {
+  if (place.length == 0) return std::nullopt;
+  std::string line(place.length, '\0');
+  std::ifstream file(m_files[place.file], std::ios::binary);
+  file.seekg(static_cast<std::streamoff>(place.begin));
+  file.read(line.data(), static_cast<std::streamsize>(line.size()));
+  nlohmann::json record = nlohmann::json::parse(line, nullptr, false);
+  return file && record.is_object() ? std::optional(std::move(record)) : std::nullopt;
+}
+
+std::optional<nlohmann::json> RunIndex::Made(const std::string& name) const {
+  const auto at = m_places.find(name);
+  return at == m_places.end() ? std::nullopt : Read(at->second.made);
+}
+
+RunLog::~RunLog() {
+  if (m_file >= 0) ::close(m_file);
+}
+
+void RunLog::Fail() const { throw Failure(m_path + ": cannot be written, " + std::strerror(errno), Cause::kDisk); }
+
+void RunLog::Open() {
+  const fs::path folder = m_out / kRunFolder;
+  std::string mark = OwnMark(); // zep3-MACHINE-PROCESS-
+  mark.erase(0, mark.find('-') + 1);
+  m_path = (folder / (mark + std::to_string(Now()) + kLogSuffix)).string();
+  CreateFolders(folder, PendingFile::Sync::kNo);
+  m_file = ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_NOFOLLOW | O_CLOEXEC, 0666);
+  if (m_file < 0) Fail();
+}
+
+void RunLog::Add(const std::string& result, const nlohmann::ordered_json& record) {
+  if (m_file < 0) Open();
+  nlohmann::ordered_json line = {{"name", NameInRun(result, m_out)}, {"at", Now()}};
+  line.update(record);
+  const std::string text = ToText(line, -1) + '\n';
+  const off_t before = ::lseek(m_file, 0, SEEK_END);
+  const ssize_t written = ::write(m_file, text.data(), text.size());
+  if (written == static_cast<ssize_t>(text.size())) return;
+  const int reason = written < 0 ? errno : ENOSPC;
+  // What follows must begin a line of its own.
+  [[maybe_unused]] const int cut = ::ftruncate(m_file, before);
+  errno = reason;
+  Fail();
+}
+
+void RunLog::Sync() {
+  if (m_file >= 0 && ::fdatasync(m_file) != 0) Fail();
 }
