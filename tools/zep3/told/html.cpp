@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr int kQuality = 85; // JPEG's, of all pictures in pages
+constexpr int kQuality = 80; // JPEG's, of all pictures in pages
 
 std::string Owned(gchar* text) { return std::unique_ptr<gchar, decltype(&g_free)>(text, g_free).get(); }
 

@@ -23,8 +23,8 @@ class Overview {
   // `folder`: of the results.
   explicit Overview(std::filesystem::path folder) : m_folder(std::move(folder)) {}
 
-  // A line of --json, or a record of the state in the folder `kept`. Of several records of one result the last one counts, but one that skipped it. False where this
-  // is none.
+  // A line of --json, or a record of the state in the folder `kept`. Of several records of one result the last one
+  // counts, but one that skipped it. False where this is none.
   bool Add(const nlohmann::json& record, const std::filesystem::path& kept = {});
 
   size_t Scans() const { return m_scans.size(); }
