@@ -468,6 +468,7 @@ Parsed ParseCommandLine(int argc, char** argv) {
   AddMany(app, options);
   try {
     app.parse(argc, argv);
+    if (app.count("--overview") == 0) options.overviewGiven.reset(); // CLI11 may set a switch that was not given
     if (*analyse) options.command = Command::kAnalyse;
     if (*tables) options.command = Command::kTables;
     if (*compare) options.command = Command::kCompare;
