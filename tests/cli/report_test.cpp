@@ -105,7 +105,7 @@ TEST_F(Report, HasASectionPerPage) {
     EXPECT_EQ(Between(plots[1], "\"outline ", "\""), (Strings{"red", "green", "blue"}));
     EXPECT_TRUE(Between(plots[2], "<polyline class=\"line green\" points=\"", "\"").at(0).starts_with("64,26 "));
     // Half of blue is white after the correction; before it every value has a 256th.
-    EXPECT_IN("<th scope=\"row\">blue</th><td>0.39 %</td><td>0.196 %</td>", sections[i]);
+    EXPECT_IN("<th scope=\"row\">blue</th><td>0.39 %</td><td>0.2 %</td>", sections[i]);
     EXPECT_IN("<td>0.39 %</td><td>50 %</td></tr>", sections[i]);
     // The pictures upright, with nothing but their profile.
     const Strings jpegs = Embedded(sections[i], "image/jpeg");

@@ -147,6 +147,15 @@ void WriteFile(const fs::path& name, const std::string& bytes, PendingFile::Sync
   WritePending(name, bytes, sync).Commit(true);
 }
 
+// A file in parts, of which the whole would take much memory.
+template <typename Make>
+void WriteParts(const fs::path& name, PendingFile::Sync sync, Make make) {
+  PendingFile file(name, sync);
+  file.Fill([&] { make([&](const std::string& part) { file.Write(part.data(), part.size()); }); });
+  file.Finish();
+  file.Commit(true);
+}
+
 } // namespace
 
 bool Overview::Add(const Json& record, const fs::path& kept) {
@@ -174,10 +183,10 @@ bool Overview::Add(const Json& record, const fs::path& kept) {
 std::vector<const Overview::Scan*> Overview::InOrder() const {
   std::vector<const Scan*> order;
   for (const auto& [key, scan] : m_scans) order.push_back(&scan);
-  std::sort(order.begin(), order.end(), [](const Scan* a, const Scan* b) {
-    return std::pair(PlaceOf(a->state), &a->name) < std::pair(PlaceOf(b->state), &b->name) ||
-           (a->state == b->state && a->name < b->name);
-  });
+  const auto key = [](const Scan& scan) {
+    return std::pair<size_t, const std::string&>(PlaceOf(scan.state), scan.name);
+  };
+  std::sort(order.begin(), order.end(), [&](const Scan* a, const Scan* b) { return key(*a) < key(*b); });
   return order;
 }
 
@@ -262,20 +271,22 @@ std::string Overview::PageHtml(const std::vector<const Scan*>& order, size_t pag
   return html;
 }
 
-std::string Overview::DataScript(const std::vector<const Scan*>& order) const {
+void Overview::WriteData(const std::vector<const Scan*>& order, PendingFile::Sync sync) const {
   const bool absolute = !IsStartedInOneFolder();
   const std::string startedIn = m_scans.empty() || absolute ? "" : m_scans.begin()->second.startedIn;
   Json states = Json::array();
   for (const State& state : kStates) states.push_back({state.name, state.text});
   const auto text = [](const Json& json) { return json.dump(-1, ' ', true, Json::error_handler_t::replace); };
-  std::string script = "window.zep3Overview = {\n\"startedIn\": " + text(startedIn) + ",\n\"states\": " + text(states) +
-                       ",\n\"scans\": [\n";
-  for (const Scan* scan : order) {
-    script += text({scan->state, scan->kind, fs::path(scan->name).parent_path().string(), ListNameOf(*scan, absolute),
-                    scan->said, CardOf(*scan)}) +
-              ",\n";
-  }
-  return script + "]};\n";
+  WriteParts(m_folder / kReportFolder / kDataName, sync, [&](const auto& add) {
+    add("window.zep3Overview = {\n\"startedIn\": " + text(startedIn) + ",\n\"states\": " + text(states) +
+        ",\n\"scans\": [\n");
+    for (const Scan* scan : order) {
+      add(text({scan->state, scan->kind, fs::path(scan->name).parent_path().string(), ListNameOf(*scan, absolute),
+                scan->said, CardOf(*scan)}) +
+          ",\n");
+    }
+    add("]};\n");
+  });
 }
 
 void Overview::Write(const std::vector<RunHead>& runs, PendingFile::Sync sync) const {
@@ -283,10 +294,11 @@ void Overview::Write(const std::vector<RunHead>& runs, PendingFile::Sync sync) c
   CreateFolders(folder, sync);
   const std::vector<const Scan*> order = InOrder();
   const std::string totals = TotalsHtml(runs);
-  std::string table = RunTableHead();
-  for (const Scan* scan : order) table += scan->table;
-  WriteFile(folder / kTableName, table, sync);
-  WriteFile(folder / kDataName, DataScript(order), sync);
+  WriteParts(folder / kTableName, sync, [&](const auto& add) {
+    add(RunTableHead());
+    for (const Scan* scan : order) add(scan->table);
+  });
+  WriteData(order, sync);
   const size_t pages = std::max<size_t>(1, (order.size() + kCardsAPage - 1) / kCardsAPage);
   for (size_t page = pages; page-- > 0;) WriteFile(folder / PageName(page), PageHtml(order, page, totals), sync);
   std::error_code ignored;

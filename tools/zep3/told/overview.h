@@ -48,7 +48,7 @@ class Overview {
   bool IsStartedInOneFolder() const;
   std::string TotalsHtml(const std::vector<RunHead>& runs) const;
   std::string PageHtml(const std::vector<const Scan*>& order, size_t page, const std::string& totals) const;
-  std::string DataScript(const std::vector<const Scan*>& order) const;
+  void WriteData(const std::vector<const Scan*>& order, PendingFile::Sync sync) const;
 
   std::filesystem::path m_folder;
   std::map<std::string, Scan> m_scans; // by result, or by scan where there is none
