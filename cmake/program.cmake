@@ -21,6 +21,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/command/command_line.cpp
   tools/zep3/command/messages.cpp
   tools/zep3/command/name_list.cpp
+  tools/zep3/command/overview.cpp
   tools/zep3/command/plan.cpp
   tools/zep3/command/reporter.cpp
   tools/zep3/command/rolls.cpp
@@ -73,11 +74,15 @@ add_library(zep3_program_parts STATIC
   tools/zep3/told/html.cpp
   tools/zep3/told/json_fields.cpp
   tools/zep3/told/packed_cells.cpp
+  tools/zep3/told/overview.cpp
+  tools/zep3/told/plots.cpp
   tools/zep3/told/report.cpp
   tools/zep3/told/report_page.cpp
+  tools/zep3/told/report_place.cpp
   tools/zep3/told/roll_file.cpp
   tools/zep3/told/roll_page.cpp
   tools/zep3/told/run_state.cpp
+  tools/zep3/told/run_table.cpp
   tools/zep3/told/side_files.cpp
   tools/zep3/told/sidecar.cpp
 )

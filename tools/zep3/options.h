@@ -76,7 +76,7 @@ using SettingLayer = std::map<std::string, SettingWord>;
 inline constexpr const char* kCommandLine = "command line";
 
 // kObserve: the first pass over a roll, which no user asks for by itself.
-enum class Command { kCorrect, kAnalyse, kTables, kCompare, kObserve };
+enum class Command { kCorrect, kAnalyse, kTables, kCompare, kOverview, kObserve };
 
 struct Options {
   Command command = Command::kCorrect;
@@ -104,9 +104,15 @@ struct Options {
   bool strip = false;
   bool sidecar = false;
   bool report = false;
+  bool overview = false;             // thumbnails and a page of all scans ...
+  std::optional<bool> overviewGiven; // ... as the user says; absent: with reports of more than one scan
+  std::string runFolder;             // where reports of a run lie, see Plan::StateFolder; empty: beside each result
   std::string tableForm = "text";
-  std::string page;               // of zep3 compare: a file, or "-"
-  std::vector<std::string> given; // the words that say how to correct, but for kind and analysis
+  std::string page;                     // of zep3 compare: a file, or "-"
+  std::vector<std::string> given;       // the words that say how to correct, but for kind and analysis
+  std::vector<std::string> givenForm;   // and those that say what is opened and written
+  std::vector<std::string> givenBeside; // of these the ones that are the same for all scans of a run
+  std::string commandLine;              // as it was typed
 
   AnalysisOptions analysis;
   UserOptions user;

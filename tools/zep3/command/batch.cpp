@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "command/overview.h"
 #include "command/plan.h"
 #include "command/reporter.h"
 #include "command/rolls.h"
@@ -18,6 +19,7 @@
 #include "job/result.h"
 #include "log.h"
 #include "told/compare_page.h"
+#include "told/report_place.h"
 
 namespace {
 
@@ -63,11 +65,14 @@ class ComparedScans {
 
 } // namespace
 
-int RunBatch(const Options& options) {
+int RunBatch(const Options& given) {
   CatchSignals();
+  if (given.command == Command::kOverview) return RunOverview(given);
+  Options options = given;
   if (options.roll && !options.dryRun) return RunRolls(options);
   if (options.command == Command::kCompare) CheckPageFree(options);
   Plan plan(options);
+  options.runFolder = plan.StateFolder();
   Reporter reporter(options, plan);
   FormerRun former(plan.StateFolder());
 
@@ -80,6 +85,7 @@ int RunBatch(const Options& options) {
   // One alone goes to a worker, too: what a decoder dies of is said, and leaves nothing half-written.
   const bool alone = first && !second;
   if (!alone) reporter.Expect();
+  options.overview = WantsOverview(options, !alone);
   // Of many, the reporter alone draws a line: that of each result would be written over it.
   Options forWorkers = options;
   forWorkers.quiet |= !alone;
@@ -98,5 +104,6 @@ int RunBatch(const Options& options) {
   RunJobs(forWorkers, WorkersFor(options, alone ? 1 : std::numeric_limits<size_t>::max()), next, done);
   compared.Write();
   reporter.Summarise();
+  if (options.overview) WriteOverview(options);
   return reporter.ExitStatus();
 }

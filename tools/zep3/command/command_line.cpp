@@ -11,6 +11,7 @@
 #include "log.h"
 #include "page/analysis.h"
 #include "page/record.h"
+#include "told/command_words.h"
 #include "told/evidence.h"
 #include "told/roll_file.h"
 #include "version.h"
@@ -51,6 +52,7 @@ Notes:
 
   Exit status: 0; 1 when a scan failed (the others are finished); 2 for a fault in the command; 130 when interrupted.)";
 
+constexpr const char* kAdmissionHeading = "What is opened";
 constexpr const char* kLicence = "Copyright (c) the zep3 authors, MIT License";
 
 // The help's text behind the options.
@@ -78,7 +80,11 @@ void AddResult(CLI::App& app, Options& options, Settings& settings) {
                 "Do not wait for the disk: sooner done; results may be cut or gone after a loss of power");
   AddStrip(app, options, settings);
   group.AddFlag("--sidecar", options.sidecar, "Write the correction beside the result, as RESULT.zep3.json");
-  group.AddFlag("--report", options.report, "Write a page that shows before and after, as RESULT.zep3.html");
+  group.AddFlag("--report", options.report,
+                "Write a page that shows before and after, as RESULT.zep3.html or below OUT/zep3-report/");
+  group.AddSwitch("--overview,!--no-overview", options.overviewGiven,
+                  "Write a page of all results in the folder OUT, and a table, as OUT/zep3-report/index.html and "
+                  "run.csv (with --report of more than one scan)");
   group.Add("--as", options.tableForm, "FORM", "zep3 tables: text (default), csv, json, png (256 x 1) or scanimage")
       ->check(Group::OneOf({"text", "csv", "json", "png", "scanimage"}));
 }
@@ -103,7 +109,7 @@ void AddRolls(CLI::App& app, Options& options) {
 
 // Limits on what is opened.
 void AddAdmission(CLI::App& app, Options& options) {
-  Group group(app, "What is opened");
+  Group group(app, kAdmissionHeading);
   AddParsed(
       group, "--also-read", options.admission.alsoRead, ParseFormatsOnDemand, "FORMAT,...",
       "Open these, too: jp2, jxl, heif, gif, pdf. Their decoders are less tried: for scans whose source you trust");
@@ -200,7 +206,23 @@ void CheckCompare(const CLI::App& app, Options& options) {
   options.output.clear();
 }
 
+// The options under a heading that were given, as they are to be said again.
+std::vector<std::string> WordsUnder(const CLI::App& app, const std::string& heading) {
+  std::vector<std::string> words;
+  for (const CLI::Option* option : app.get_options()) {
+    if (option->count() == 0 || option->get_group() != heading) continue;
+    words.push_back(option->get_name());
+    words.push_back(option->results().back());
+  }
+  return words;
+}
+
+void CheckOverview(const Options& options) {
+  if (options.inputs.empty()) throw UsageError("zep3 overview DIR: say which folder of results");
+}
+
 void Check(const CLI::App& app, Options& options) {
+  if (options.command == Command::kOverview) return CheckOverview(options);
   if (options.inputs.empty() && options.filesFrom.empty()) throw UsageError("no scan is named; see zep3 --help");
   if (!options.useSidecar.empty()) CheckSidecarUse(app);
   if (!options.useSidecar.empty() && (options.roll || !options.useRoll.empty())) {
@@ -216,7 +238,8 @@ void Check(const CLI::App& app, Options& options) {
   }
   if (options.command == Command::kCompare) CheckCompare(app, options);
   if (options.command != Command::kCorrect) {
-    if (options.inPlace || options.sidecar || options.report || options.dryRun || options.crop.wanted || options.gray) {
+    if (options.inPlace || options.sidecar || options.report || options.overviewGiven || options.dryRun ||
+        options.crop.wanted || options.gray) {
       throw UsageError("zep3 analyse, zep3 tables and zep3 compare write no pictures beside scans");
     }
     if (options.command == Command::kAnalyse && !options.output.empty()) {
@@ -267,6 +290,11 @@ Parsed ParseCommandLine(int argc, char** argv) {
                                         std::string(kComparePage))
           ->fallthrough();
   auto* tables = app.add_subcommand("tables", "Print the three tables, see --as")->fallthrough();
+  auto* overview =
+      app.add_subcommand("overview",
+                         "Write the page and the table of all results in the folder DIR anew: zep3 overview "
+                         "DIR [LINES...], with the lines of --json in these files, too")
+          ->fallthrough();
   Settings settings;
   AddResult(app, options, settings);
   AddOriginal(app, options, settings);
@@ -279,12 +307,18 @@ Parsed ParseCommandLine(int argc, char** argv) {
   AddMany(app, options);
   try {
     app.parse(argc, argv);
+    if (app.count("--overview") == 0) options.overviewGiven.reset(); // CLI11 may set a switch that was not given
     if (*analyse) options.command = Command::kAnalyse;
     if (*tables) options.command = Command::kTables;
     if (*compare) options.command = Command::kCompare;
+    if (*overview) options.command = Command::kOverview;
     Check(app, options);
     options.settings = LayerOf(settings, kCommandLine);
-    options.given = WordsGiven(settings);
+    options.givenBeside = WordsUnder(app, kAdmissionHeading);
+    if (options.sidecar) options.givenBeside.emplace_back("--sidecar");
+    if (options.report) options.givenBeside.emplace_back("--report");
+    TakeWordsGiven(settings, options);
+    options.commandLine = CommandLineText(argc, argv);
     if (options.roll) CheckRoll(options);
   } catch (const CLI::Success& success) { // help and version
     app.exit(success);

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,9 @@ class Group {
     return Register(option, text);
   }
   CLI::Option* AddFlag(const std::string& name, bool& target, const std::string& help) {
+    return Register(m_app.add_flag(name, target, help), TextIn(target));
+  }
+  CLI::Option* AddSwitch(const std::string& name, std::optional<bool>& target, const std::string& help) {
     return Register(m_app.add_flag(name, target, help), TextIn(target));
   }
 

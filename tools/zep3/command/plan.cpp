@@ -14,6 +14,7 @@
 #include "interrupt.h"
 #include "log.h"
 #include "saving/in_place.h"
+#include "told/report_place.h"
 #include "told/run_state.h"
 
 namespace fs = std::filesystem;
@@ -174,8 +175,8 @@ void Plan::Expand(const std::string& folder) {
       const fs::path& path = entries->path();
       std::error_code kind; // of a link that leads nowhere, too
       const bool isFolder = entries->is_directory(kind) && !entries->is_symlink(kind);
-      // Results of an earlier run are no scans, and neither is what begins with a dot.
-      if (path.filename().string().starts_with('.')) continue;
+      // Results of an earlier run are no scans, and neither are thumbnails, and what begins with a dot.
+      if (path.filename().string().starts_with('.') || path.filename() == kReportFolder) continue;
       if (m_options.recursive && isFolder && !(m_toFolder && SameFile(path.string(), m_options.output)))
         folders.push_back(path);
       if (!entries->is_regular_file(kind)) continue;

@@ -32,7 +32,8 @@ nlohmann::ordered_json RecordOf(const Job& job, const Outcome& outcome) {
                                    {"status", kStatusNames[static_cast<size_t>(outcome.status)]},
                                    {"message", outcome.message},
                                    {"seconds", outcome.seconds},
-                                   {"pages", nlohmann::ordered_json::parse(outcome.pages)}};
+                                   {"pages", nlohmann::ordered_json::parse(outcome.pages)},
+                                   {"folder", Canonical(".")}}; // from which scan and result are named
   if (outcome.cause != Cause::kNone) record["cause"] = kCauseNames[static_cast<size_t>(outcome.cause)];
   if (outcome.made != Made::kNone) record["made"] = kMadeNames[static_cast<size_t>(outcome.made)];
   if (outcome.resultSize >= 0) record["resultSize"] = outcome.resultSize;

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "command/overview.h"
 #include "command/plan.h"
 #include "command/reporter.h"
 #include "command/run_jobs.h"
@@ -335,8 +336,11 @@ void CheckShares(const Options& options) {
   }
 }
 
-int RunRolls(const Options& options) {
+int RunRolls(const Options& given) {
+  Options options = given;
   Plan plan(options);
+  options.runFolder = plan.StateFolder();
+  options.overview = WantsOverview(options, true);
   const std::vector<RollJobs> rolls = GatherRolls(options, plan);
   Reporter reporter(options, plan);
   FormerRun former(plan.StateFolder());
@@ -345,5 +349,6 @@ int RunRolls(const Options& options) {
     if (!IsInterrupted()) RollRun(roll, reporter, former).Run();
   }
   reporter.Summarise();
+  if (options.overview) WriteOverview(options);
   return reporter.ExitStatus();
 }

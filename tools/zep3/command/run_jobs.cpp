@@ -13,6 +13,7 @@
 #include "job/scan_job.h"
 #include "log.h"
 #include "opening/admission.h"
+#include "told/report_place.h"
 
 namespace {
 
@@ -55,6 +56,12 @@ void RunJobs(const Options& options, int workers, const std::function<std::optio
     done(ToJob(job), OutcomeOf(answer, death));
   };
   events.stop = IsInterrupted;
-  events.cleanUp = [](const Message& job) { RemoveAbandoned(ToJob(job).result); };
+  events.cleanUp = [&](const Message& message) {
+    const Job job = ToJob(message);
+    RemoveAbandoned(job.result);
+    if (options.runFolder.empty() || job.result.empty() || job.result == "-") return;
+    if (options.report) RemoveAbandoned(ReportOf(job, options));
+    if (options.overview) RemoveAbandoned(ThumbnailOf(job, options));
+  };
   RunInWorkers(workers, work, events);
 }

@@ -210,7 +210,7 @@ Options WithWords(const Options& options, const std::vector<std::string>& words)
   Options with = parser.options;
   if (!with.crop.wanted) with.crop = CropOptions();
   with.analysis.window = with.crop.wanted;
-  with.given = WordsGiven(parser.settings);
+  TakeWordsGiven(parser.settings, with);
   return with;
 }
 

@@ -147,14 +147,15 @@ SettingLayer LayerOf(const Settings& settings, const std::string& from) {
   return layer;
 }
 
-std::vector<std::string> WordsGiven(const Settings& settings) {
-  std::vector<std::string> words;
+void TakeWordsGiven(const Settings& settings, Options& options) {
+  options.given.clear();
+  options.givenForm = options.givenBeside;
   for (const Setting& setting : settings) {
     const std::string name = setting.option->get_name();
     if (setting.option->count() == 0 || name == "--kind" || name == "--analysis") continue;
     if (setting.IsFlag() && setting.text() != TextOf(true)) continue;
+    std::vector<std::string>& words = setting.option->get_group() == kResultHeading ? options.givenForm : options.given;
     words.push_back(name);
     if (!setting.IsFlag()) words.push_back(setting.option->results().back());
   }
-  return words;
 }

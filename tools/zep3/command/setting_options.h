@@ -24,8 +24,8 @@ void AddCrop(CLI::App& app, Options& options, Settings& settings, Strictness str
 
 // Those that were given.
 SettingLayer LayerOf(const Settings& settings, const std::string& from);
-// The same as words, but for kind and analysis, to be said again.
-std::vector<std::string> WordsGiven(const Settings& settings);
+// The same as words to be said again, in Options::given and Options::givenForm.
+void TakeWordsGiven(const Settings& settings, Options& options);
 
 // All of them.
 void AddSettings(CLI::App& app, Options& options, Settings& settings, Strictness strictness);

@@ -38,9 +38,11 @@ std::string AddSideFiles(const Job& job, const Options& options) {
   const CorrectedScan decided = DecidePages(job, scan, options);
   if (IsInterrupted()) throw Failure("interrupted");
   scan.CheckUnchanged();
-  std::vector<PendingFile> files = WriteSideFiles(job, options, SyncOf(options), decided.pages, decided.small);
+  std::vector<PendingFile> files = WriteSideFiles(job, options, SyncOf(options), decided.pages, decided.shown);
   for (PendingFile& file : files) file.Commit(true);
-  if (const std::string fault = files.back().SyncName(); !fault.empty()) throw Failure(fault, Cause::kDisk);
+  for (const PendingFile& file : files) {
+    if (const std::string fault = file.SyncName(); !fault.empty()) throw Failure(fault, Cause::kDisk);
+  }
   return "; what tells about it was written";
 }
 
@@ -131,7 +133,7 @@ Outcome MakeResult(const Job& job, const Options& options, const std::optional<I
   if (place && !place->IsUntouched()) return IsCorrectedAlready(*place);
   scan.CheckUnchanged();
 
-  std::vector<PendingFile> sideFiles = WriteSideFiles(job, options, sync, done.pages, done.small);
+  std::vector<PendingFile> sideFiles = WriteSideFiles(job, options, sync, done.pages, done.shown);
   if (toOutput) {
     CopyToStandardOutput(result);
     return Done(done);
@@ -140,8 +142,12 @@ Outcome MakeResult(const Job& job, const Options& options, const std::optional<I
   result.Finish();
   if (IsTaken(job, options)) return Exists(job); // another run was faster: the side files are its own
   if (!GiveNames(result, sideFiles, options, place)) return place ? IsCorrectedAlready(*place) : Exists(job);
-  // One folder holds all the files. Not thrown, as an in-place result has replaced the scan by now.
-  const std::string fault = result.SyncName();
+  // One folder holds all the files but the report of a run. Not thrown, as an in-place result has replaced the scan by
+  // now.
+  std::string fault = result.SyncName();
+  for (const PendingFile& file : sideFiles) {
+    if (fault.empty() && FolderOf(file.Name()) != FolderOf(result.Name())) fault = file.SyncName();
+  }
   Outcome outcome = fault.empty() ? Done(done) : Outcome{Status::kFailed, fault};
   if (!fault.empty()) outcome.cause = Cause::kDisk;
   outcome.resultSize = static_cast<int64_t>(result.Size());

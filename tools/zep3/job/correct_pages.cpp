@@ -4,11 +4,23 @@
 #include <utility>
 
 #include "job/decide.h"
+#include "opening/admission.h"
 #include "saving/write_page.h"
 #include "tiff/tiff_pages.h"
 #include "told/roll_page.h"
 
 namespace {
+
+// What the report shows of the page that was decided on last. A part of one that is not held is read by itself.
+ShownPage Shown(const Scan& scan, int page, const Options& options, const DecidedPage& decided,
+                const CorrectedScan& done) {
+  ShownPage shown = {decided.small, std::nullopt};
+  if (options.report && WantsPart(decided.small)) {
+    const MemoryBound bound(options.admission);
+    shown.part = PartOf(decided.held ? decided.source : scan.Open(page), done.pages.back());
+  }
+  return shown;
+}
 
 // Decides on a page, which is then to be read from what is returned. A thumbnail is corrected as the page before it.
 vips::VImage TakePage(const Job& job, const Scan& scan, int page, const Options& options,
@@ -19,7 +31,8 @@ vips::VImage TakePage(const Job& job, const Scan& scan, int page, const Options&
   if (options.rollPictures > 0) {
     done.frames.push_back(RollFrame(job, options, done.pages.back(), decided.small, static_cast<size_t>(scan.Pages())));
   }
-  if (options.report) done.small.push_back(decided.small);
+  if (options.report || (options.overview && done.shown.empty()))
+    done.shown.push_back(Shown(scan, page, options, decided, done));
   return decided.source;
 }
 

@@ -9,13 +9,13 @@
 #include "opening/scan.h"
 #include "options.h"
 #include "page/correction.h"
-#include "page/prescan.h"
 #include "saving/save.h"
+#include "told/report_page.h"
 
 // The corrections of a scan's pages, for sidecar, report and messages.
 struct CorrectedScan {
   std::vector<CorrectedPage> pages; // but those that are kept as they are
-  std::vector<SmallScan> small;     // the same pages; for the report alone
+  std::vector<ShownPage> shown;     // the same pages; for the report alone, and the first for its thumbnail
   std::vector<std::string> frames;  // likewise, for a roll's contact sheet
 };
 

@@ -37,7 +37,8 @@ void Measure(const Scan& scan, int page, const vips::VImage& image, bool again, 
              DecidedPage& decided) {
   vips::VImage held(nullptr);
   decided.small = MakeSmall(scan, page, image, detailGamma, again ? &held : nullptr);
-  if (again) decided.source = held.is_null() ? scan.Open(page) : held;
+  decided.held = !held.is_null();
+  if (again) decided.source = decided.held ? held : scan.Open(page);
 }
 
 // Below this confidence a window is more likely none than one, and cutting loses a picture.

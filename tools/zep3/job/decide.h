@@ -25,6 +25,7 @@ struct DecidedPage {
   CorrectedPage corrected;
   SmallScan small;
   vips::VImage source; // the page, still to be read from its top
+  bool held = false;   // in memory: `source` can be read again and again
 };
 
 // Reads the page. `repeated`: see above. `again`: the page is read once more, from DecidedPage::source. Throws Failure.

@@ -29,6 +29,7 @@ Outcome Dispatch(const Job& job, const Options& options) {
       return CompareKinds(job, options);
     case Command::kObserve:
       return ObserveScan(job, options);
+    case Command::kOverview: // reads no scan
     case Command::kCorrect:
       break;
   }

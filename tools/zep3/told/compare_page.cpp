@@ -11,13 +11,9 @@ constexpr std::string_view kCompareStyle = R"(<style>
 .results { display: grid; grid-template-columns: repeat(auto-fill, minmax(16rem, 1fr)); gap: 1.5rem 1.25rem;
   align-items: start; margin: 1rem 0; }
 .results figcaption { font-size: .875rem; margin-top: .5rem; }
-.results .command { display: block; margin-top: .375rem; padding: .375rem .5rem; color: var(--ink);
-  background: var(--card); border: 1px solid var(--rule); border-radius: 4px; font: .8125rem/1.4 monospace;
-  white-space: pre-wrap; user-select: all; }
 .results .look { font-weight: 700; color: var(--ink); }
 .results .scan { border-left: .375rem solid var(--ink); padding-left: .75rem; }
 details { margin: 1rem 0; }
-summary { cursor: pointer; }
 </style>
 )";
 
@@ -71,7 +67,7 @@ std::string ComparedFault(const std::string& name, const std::string& fault) {
 }
 
 std::string ComparePage(const std::vector<std::string>& scans) {
-  std::string html = std::string(kHead) + "<title>Which kind?</title>\n" + std::string(kStyle) +
+  std::string html = PageHead(kSelfContained) + "<title>Which kind?</title>\n" + std::string(kStyle) +
                      std::string(kCompareStyle) +
                      "</head>\n<body>\n<header>\n<h1>Which kind?</h1>\n<p>The same scan finished as each kind of "
                      "original and by each analysis. Take the command below the picture that is right; it also holds "

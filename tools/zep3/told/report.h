@@ -1,7 +1,6 @@
-// One self-contained HTML page that shows a scan before and after, its histograms, the curves and the numbers.
+// One self-contained HTML page that shows a scan before and after: what came of it, what to do next, and the numbers.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -9,6 +8,9 @@
 #include <vector>
 
 #include <vips/vips8>
+
+#include "page/frame.h"
+#include "told/plots.h"
 
 // Why a page was corrected as it was.
 struct ReportWhy {
@@ -20,25 +22,43 @@ struct ReportWhy {
   std::vector<Row> evidences;
 };
 
+// A part of the scan, pixel for pixel.
+struct ReportDetail {
+  vips::VImage before, after;
+  int64_t left = 0, top = 0; // on the scan as it is stored
+};
+
 // What the report shows of one page of a scan.
 struct ReportPage {
   std::string title;
   std::string verdict;               // in words; empty: the result was not checked
   bool good = true;                  // nothing speaks against the result
   vips::VImage before, after;        // small pictures of 8 bits, gray or RGB, in memory, profile attached
-  std::string framed;                // what the line on `before` is around; empty: there is none
-  std::optional<vips::VImage> cut;   // likewise: the part of `after` that is the result
+  int64_t scanWidth = 0;             // of the scan as it is stored, pixels
+  int64_t scanHeight = 0;            // likewise
+  std::string framed;                // what the lines on `before` are around; empty: there are none
+  std::vector<Corners> frames;       // those lines, on the scan
+  std::optional<ReportDetail> full;  // absent: the pictures show every pixel already
+  std::optional<vips::VImage> cut;   // likewise in memory: the part of `after` that is the result
   std::optional<vips::VImage> paper; // likewise: the paper of a page, what is kept on it as it is
-  // Pixels per file value 0..255 of red, green, blue.
-  std::array<std::array<int64_t, 256>, 3> histogramBefore{}, histogramAfter{};
-  // The tables as applied: file value 0..255 in, file value out. Red, green, blue.
-  std::array<std::array<uint8_t, 256>, 3> tables{};
+  Counts histogramBefore{}, histogramAfter{};
+  Curves tables{}; // as applied
   // Name and value, in the order to be shown.
   std::vector<std::pair<std::string, std::string>> numbers;
   std::optional<ReportWhy> why; // absent where it is not known
 };
 
-// The whole page as text, with the pictures as JPEG and gnuplot's plots as SVG inside. A scan whose histograms and
-// tables have three equal channels is gray: one line each. Needs VIPS_INIT. Throws Failure: gnuplot is missing or
-// fails, or libvips cannot make a picture.
-std::string MakeReport(const std::string& scanName, const std::vector<ReportPage>& pages);
+// What the report tells of the scan as a whole.
+struct ReportHead {
+  std::string name;     // of the scan, without its folder
+  std::string next;     // what to do now, in words
+  std::string overview; // a link to the page of the run, as an address; empty: there is none
+  // What somebody may want otherwise, and the command for it.
+  std::vector<std::pair<std::string, std::string>> commands;
+  // Name and value: where the scan is, when and by what it was finished.
+  std::vector<std::pair<std::string, std::string>> made;
+};
+
+// The whole page as text, with the pictures as JPEG inside. A scan whose histograms and tables have three equal
+// channels is gray: one line each. Needs VIPS_INIT. Throws Failure: libvips cannot make a picture.
+std::string MakeReport(const ReportHead& head, const std::vector<ReportPage>& pages);

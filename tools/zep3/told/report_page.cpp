@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,8 +12,10 @@
 #include "page/encoding.h"
 #include "page/finish.h"
 #include "page/tables.h"
+#include "told/command_words.h"
 #include "told/evidence.h"
 #include "told/html.h"
+#include "version.h"
 
 namespace {
 
@@ -67,34 +70,6 @@ ReportWhy WhyOf(const Finding& finding) {
   return why;
 }
 
-// A white line between black ones, so that it is seen on everything.
-vips::VImage WithFrame(const vips::VImage& picture, const Frame& frame, const Prescan& prescan) {
-  const auto line = [](vips::VImage image, const Corners& corners) {
-    const auto draw = [&](double level, int from, int to) {
-      const std::vector<double> ink(static_cast<size_t>(image.bands()), level);
-      for (size_t i = 0; i < corners.size(); i++) {
-        const Corner &a = corners[i], &b = corners[(i + 1) % corners.size()];
-        for (int shift = from; shift <= to; shift++) {
-          const auto place = [&](double at) { return static_cast<int>(std::lround(at)) + shift; };
-          image.draw_line(ink, place(a.x), place(a.y), place(b.x), place(b.y));
-        }
-      }
-    };
-    draw(0, -2, 2);
-    draw(255, -1, 1);
-  };
-  const double across = picture.width() / static_cast<double>(prescan.scanWidth);
-  const double down = picture.height() / static_cast<double>(prescan.scanHeight);
-  const auto scaled = [&](Corners corners) {
-    for (Corner& corner : corners) corner = {corner.x * across, corner.y * down};
-    return corners;
-  };
-  const vips::VImage drawn = picture.copy_memory(); // drawn on in place
-  if (frame.paper) line(drawn, scaled(*frame.paper));
-  line(drawn, scaled(frame.corners));
-  return drawn;
-}
-
 // The result's part of the pre-scan.
 vips::VImage CutOfSmall(const vips::VImage& small, const Cut& cut, const Prescan& prescan) {
   const auto same = [](const vips::VImage& image) { return image; };
@@ -122,30 +97,106 @@ vips::VImage WithPaper(const vips::VImage& small, const PaperSurface& paper) {
   return drawn;
 }
 
-// The longer side of the report's pictures.
-constexpr double kReportSide = 800;
+// The longer side of the report's pictures: the pre-scan's, as making it smaller would cost more than all else.
+constexpr double kReportSide = 1250;
 
-std::array<std::array<int64_t, 256>, 3> Histograms(const vips::VImage& image) {
-  std::array<std::array<int64_t, 256>, 3> histograms = {};
-  const vips::VImage counts = image.hist_find().cast(VIPS_FORMAT_UINT);
-  size_t size = 0;
-  auto* values = static_cast<uint32_t*>(counts.write_to_memory(&size));
-  for (int level = 0; level < counts.width(); level++) {
-    for (int c = 0; c < 3; c++) {
-      const int band = std::min(c, counts.bands() - 1);
-      histograms[static_cast<size_t>(c)][static_cast<size_t>(level)] = values[level * counts.bands() + band];
-    }
+// Of an image of 8 bits.
+Counts Histograms(const vips::VImage& image) {
+  Counts histograms = {};
+  const vips::VImage held = image.copy_memory();
+  const auto* values = static_cast<const uint8_t*>(held.data());
+  const auto bands = static_cast<size_t>(held.bands());
+  const size_t end = bands * static_cast<size_t>(held.width()) * static_cast<size_t>(held.height());
+  for (size_t i = 0; i < end; i += bands) {
+    for (size_t c = 0; c < 3; c++) histograms[c][values[i + std::min(c, bands - 1)]]++;
   }
-  g_free(values);
   return histograms;
+}
+
+// An image of the page, through the correction. `scale`: by what the scan is larger.
+vips::VImage Finished(const vips::VImage& image, const CorrectedPage& corrected, const Scale& scale) {
+  return FitProfile(ApplyCorrection(image, corrected, scale), corrected.correction.encoding,
+                    corrected.gray && image.bands() == 3);
+}
+
+// Two of them side by side fit on the page.
+constexpr int kPartWidth = 540;
+constexpr int kPartHeight = 405;
+
+// Evening depends on the place: the part is corrected where it lies.
+ReportDetail DetailOf(const ScanPart& part, const CorrectedPage& corrected) {
+  const vips::VImage& image = part.image;
+  const auto left = static_cast<int>(part.left), top = static_cast<int>(part.top);
+  const Prescan& prescan = corrected.correction.prescan;
+  const vips::VImage inPlace =
+      image.embed(left, top, static_cast<int>(prescan.scanWidth), static_cast<int>(prescan.scanHeight));
+  const auto shown = [](const vips::VImage& pixels) { return ShownPicture(pixels, kPartWidth); };
+  const vips::VImage after = Finished(inPlace, corrected, {}).crop(left, top, image.width(), image.height());
+  return {shown(image), shown(after), part.left, part.top};
+}
+
+// ---- what to do next ----
+
+using Commands = std::vector<std::pair<std::string, std::string>>;
+
+constexpr int64_t kHalfStop = 50;                      // of brightness, in steps of 0.003 density
+constexpr std::array<int64_t, 3> kWarm = {10, 0, -30}; // of the colour balance, likewise
+
+std::string BalanceText(const ZEP3_PARA& para, int64_t sign) {
+  const int64_t now[] = {para.ic.lColorBalanceR, para.ic.lColorBalanceG, para.ic.lColorBalanceB};
+  std::string text;
+  for (size_t c = 0; c < 3; c++) text.append(c == 0 ? "" : ",").append(std::to_string(now[c] + sign * kWarm[c]));
+  return text;
+}
+
+bool LooksOfAnotherKind(const std::vector<CorrectedPage>& pages) {
+  constexpr int64_t kDenied = ZEP3_REASON_LOOKS_NEGATIVE | ZEP3_REASON_LOOKS_POSITIVE;
+  return std::any_of(pages.begin(), pages.end(), [](const CorrectedPage& page) {
+    const std::optional<Finding>& finding = page.correction.finding;
+    return finding && (finding->evidence.lReasons & kDenied) != 0;
+  });
+}
+
+std::string NextText(const std::vector<CorrectedPage>& pages, const std::string& compare) {
+  const int64_t worst = WorstVerdict(pages);
+  if (LooksOfAnotherKind(pages)) return "The scan may be of another kind. A page that shows it as each: " + compare;
+  if (worst == ZEP3_VERDICT_FAILED) {
+    return "Check that the scan shows something. If it does, name the part that counts (--area) or another kind: " +
+           compare;
+  }
+  if (worst == ZEP3_VERDICT_LOOK)
+    return "Compare before and after. If the result is right, nothing needs to be done; if not, take one of these:";
+  return "Nothing needs to be done. If you want it otherwise, take one of these:";
+}
+
+Commands CommandsFor(const Job& job, const Options& options, const CorrectedPage& page) {
+  const ZEP3_PARA& para = page.correction.record.para;
+  const auto with = [&](const char* name, const std::string& value) {
+    return AgainCommand(job, options, {{name, value}});
+  };
+  Commands commands = {
+      {"Lighter by half a stop", with("--brightness", std::to_string(para.ic.lBrightness + kHalfStop))},
+      {"Darker by half a stop", with("--brightness", std::to_string(para.ic.lBrightness - kHalfStop))},
+      {"Warmer", with("--balance", BalanceText(para, 1))},
+      {"Cooler", with("--balance", BalanceText(para, -1))},
+  };
+  const bool repeated = !options.useSidecar.empty();
+  if (!repeated && page.correction.finding && !options.roll && options.useRoll.empty()) {
+    const bool adaptive = page.correction.finding->adaptive;
+    commands.emplace_back("The other analysis", with("--analysis", std::string(MethodName(!adaptive))));
+  }
+  if (!repeated) commands.emplace_back("As each kind of original, to choose", CompareCommand(job.scan));
+  if (options.sidecar || repeated)
+    commands.emplace_back("Other scans, with this very correction", SameCommand(job, options));
+  if (!repeated) commands.emplace_back("Other scans of the kind, each by its own", LikewiseCommand(options));
+  return commands;
 }
 
 } // namespace
 
 vips::VImage FinishedSmall(const CorrectedPage& corrected, const SmallScan& small) {
   const double ratio = 1 / static_cast<double>(small.shrink);
-  return FitProfile(ApplyCorrection(small.image, corrected, {ratio, ratio}), corrected.correction.encoding,
-                    corrected.gray && small.image.bands() == 3);
+  return Finished(small.image, corrected, {ratio, ratio});
 }
 
 vips::VImage ResultSmall(const CorrectedPage& corrected, const SmallScan& small) {
@@ -153,8 +204,29 @@ vips::VImage ResultSmall(const CorrectedPage& corrected, const SmallScan& small)
   return corrected.cut ? CutOfSmall(whole, *corrected.cut, corrected.correction.prescan) : whole;
 }
 
-ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size_t count) {
-  const vips::VImage after = FinishedSmall(corrected, small);
+bool WantsPart(const SmallScan& small) { return small.shrink > 1; }
+
+ScanPart PartOf(const vips::VImage& source, const CorrectedPage& corrected) {
+  const int orientation = source.get_typeof(VIPS_META_ORIENTATION) != 0 ? source.get_int(VIPS_META_ORIENTATION) : 1;
+  const bool onItsSide = orientation >= 5; // the page shows it upright
+  const int width = std::min(onItsSide ? kPartHeight : kPartWidth, source.width());
+  const int height = std::min(onItsSide ? kPartWidth : kPartHeight, source.height());
+  Corner middle = {source.width() / 2.0, source.height() / 2.0};
+  if (const std::optional<Frame>& frame = corrected.correction.frame) {
+    middle = {0, 0};
+    for (const Corner& corner : frame->corners) middle = {middle.x + corner.x / 4, middle.y + corner.y / 4};
+  }
+  const auto first = [](double at, int size, int whole) {
+    return static_cast<int>(std::clamp(std::round(at - size / 2.0), 0.0, static_cast<double>(whole - size)));
+  };
+  const int left = first(middle.x, width, source.width()), top = first(middle.y, height, source.height());
+  const vips::VImage colours = source.extract_band(0, vips::VImage::option()->set("n", ColourBands(source)));
+  return {colours.crop(left, top, width, height).copy_memory(), left, top};
+}
+
+ReportPage ToReport(const CorrectedPage& corrected, const ShownPage& shown, size_t count) {
+  const SmallScan& small = shown.small;
+  const vips::VImage after = FinishedSmall(corrected, small).copy_memory();
   const auto picture = [](const vips::VImage& image) { return ShownPicture(image, kReportSide); };
   ReportPage page;
   page.title = count > 1 ? "Page " + std::to_string(corrected.page + 1) : "Picture";
@@ -162,11 +234,15 @@ ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size
   page.verdict = Sentence(VerdictText(correction));
   page.good = correction.verdict <= ZEP3_VERDICT_GOOD;
   page.before = picture(small.image);
-  if (correction.frame) {
-    page.before = WithFrame(page.before, *correction.frame, correction.prescan);
-    page.framed = correction.frame->given ? "the analysis area" : "the picture that was found";
-  }
   page.after = picture(after);
+  page.scanWidth = small.scanWidth;
+  page.scanHeight = small.scanHeight;
+  if (correction.frame) {
+    page.framed = correction.frame->given ? "the analysis area" : "the picture that was found";
+    if (correction.frame->paper) page.frames.push_back(*correction.frame->paper);
+    page.frames.push_back(correction.frame->corners);
+  }
+  if (shown.part) page.full = DetailOf(*shown.part, corrected);
   if (corrected.cut) page.cut = picture(CutOfSmall(after, *corrected.cut, correction.prescan));
   if (correction.paper) {
     const double ratio = 1 / static_cast<double>(small.shrink);
@@ -183,4 +259,22 @@ ReportPage ToReport(const CorrectedPage& corrected, const SmallScan& small, size
   page.numbers = Numbers(corrected);
   if (correction.finding) page.why = WhyOf(*correction.finding);
   return page;
+}
+
+ReportHead ToReportHead(const Job& job, const Options& options, const std::vector<CorrectedPage>& pages,
+                        const std::string& overview) {
+  ReportHead head;
+  head.name = std::filesystem::path(job.scan).filename().string();
+  head.overview = overview;
+  if (!pages.empty()) {
+    head.next = NextText(pages, CompareCommand(job.scan));
+    head.commands = CommandsFor(job, options, pages.front());
+  }
+  head.made = {{"Scan", job.scan == "-" ? "standard input" : Canonical(job.scan)},
+               {"Result", Canonical(job.result)},
+               {"Date", TimeText()},
+               {"Versions", VersionsText() + ", libvips " + vips_version_string()},
+               {"Command", options.commandLine},
+               {"In the folder", Canonical(".")}};
+  return head;
 }

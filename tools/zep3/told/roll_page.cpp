@@ -22,10 +22,6 @@ constexpr std::string_view kRollStyle = R"(<style>
 .frame .told { color: var(--ink); font-weight: 700; }
 .apart { border-left: .375rem solid var(--ink); padding-left: .75rem; }
 .frame details { font-size: .875rem; margin-top: .375rem; }
-summary { cursor: pointer; }
-.command { display: block; margin-top: .375rem; padding: .375rem .5rem; color: var(--ink); background: var(--card);
-  border: 1px solid var(--rule); border-radius: 4px; font: .8125rem/1.4 monospace; white-space: pre-wrap;
-  user-select: all; }
 .shared { max-width: 60rem; }
 .shared th, .shared td { width: auto; }
 .shared td:last-child { width: 100%; }
@@ -175,7 +171,7 @@ std::string FailedRollFrame(const std::string& scan, const std::string& why) {
 
 std::string RollPage(const std::string& name, const Roll& roll, const std::string& text,
                      const std::vector<std::string>& frames) {
-  std::string html = std::string(kHead) + "<title>" + Escape(name) + " – roll</title>\n" + std::string(kStyle) +
+  std::string html = PageHead(kSelfContained) + "<title>" + Escape(name) + " – roll</title>\n" + std::string(kStyle) +
                      std::string(kRollStyle) + "</head>\n<body>\n<header>\n<h1>" + Escape(name) +
                      "</h1>\n<p class=\"verdict\">" + Escape(text) + "</p>\n<p>" + Escape(roll.analysis.kind->pText) +
                      "</p>\n</header>\n<main>\n<h2>Contact sheet</h2>\n<p class=\"explained\">Left as scanned, right "

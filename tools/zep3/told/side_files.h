@@ -1,4 +1,4 @@
-// The files beside a result that tell about it: sidecar and report.
+// The files that tell about a result: sidecar, report and thumbnail.
 #pragma once
 
 #include <string>
@@ -8,16 +8,15 @@
 #include "files/pending_file.h"
 #include "options.h"
 #include "page/correction.h"
-#include "page/prescan.h"
+#include "told/report_page.h"
 
 // Behind the name of the result.
 inline constexpr const char* kSidecarSuffix = ".zep3.json";
-inline constexpr const char* kReportSuffix = ".zep3.html";
 
 // Whether one that is asked for is not there.
 bool LacksSideFiles(const Job& job, const Options& options);
 
-// Those that are asked for, finished and still without their names. `small`: for the report, a picture for each page.
-// Throws Failure.
+// Those that are asked for, finished and still without their names. `shown`: of the same pages, for report and
+// thumbnail. Throws Failure.
 std::vector<PendingFile> WriteSideFiles(const Job& job, const Options& options, PendingFile::Sync sync,
-                                        const std::vector<CorrectedPage>& pages, const std::vector<SmallScan>& small);
+                                        const std::vector<CorrectedPage>& pages, const std::vector<ShownPage>& shown);

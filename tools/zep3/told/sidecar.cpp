@@ -76,11 +76,20 @@ Json ToneToJson(const ZEP3_TONE& tone) {
   return points;
 }
 
+auto WriteTo(Json& json) {
+  return [&json](const char* name, const auto& value) { json[name] = value; };
+}
+
+Json PointsToJson(const ZEP3_POINTS& points) {
+  Json json;
+  VisitPoints(points, WriteTo(json));
+  return json;
+}
+
 Json RecordToJson(const Record& record) {
   Json json;
-  const auto write = [](Json& to) { return [&to](const char* name, const auto& value) { to[name] = value; }; };
-  VisitRecord(record.para, write(json));
-  for (size_t c = 0; c < 3; c++) VisitPoints(record.para.ic.ch[c], write(json["points"][kChannelNames[c]]));
+  VisitRecord(record.para, WriteTo(json));
+  for (size_t c = 0; c < 3; c++) json["points"][kChannelNames[c]] = PointsToJson(record.para.ic.ch[c]);
   json["masterTone"] = ToneToJson(record.master);
   for (size_t c = 0; c < 3; c++) json["tone"][kChannelNames[c]] = ToneToJson(record.rgb[c]);
   return json;
@@ -421,7 +430,13 @@ std::string CorrectionText(const std::string& scanName, const std::vector<Correc
 
 std::string AnalysesText(const std::vector<CorrectedPage>& pages) {
   Json list = Json::array();
-  for (const CorrectedPage& page : pages) list.push_back(PageToJson(page));
+  for (const CorrectedPage& page : pages) {
+    Json told = PageToJson(page);
+    const Record& record = page.correction.record;
+    told["kind"] = KindName(record);
+    for (size_t c = 0; c < 3; c++) told["points"][kChannelNames[c]] = PointsToJson(record.para.ic.ch[c]);
+    list.push_back(told);
+  }
   return ToText(list, -1);
 }
 

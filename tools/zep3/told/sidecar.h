@@ -19,7 +19,8 @@ nlohmann::ordered_json CorrectionToJson(const std::string& scanName, const std::
 std::string CorrectionText(const std::string& scanName, const std::vector<CorrectedPage>& pages, bool cells,
                            int indent);
 
-// A list in one line: which analysis decided on each page and why, null where its correction does not tell.
+// A list in one line: which analysis decided on each page and why, null where its correction does not tell; the kind
+// and the record's points.
 std::string AnalysesText(const std::vector<CorrectedPage>& pages);
 
 // The text of a file written from the above. Throws Failure that says what is missing or out of range, also when this
