@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr int kQuality = 80; // JPEG's, of all pictures in pages
-
 std::string Owned(gchar* text) { return std::unique_ptr<gchar, decltype(&g_free)>(text, g_free).get(); }
 
 } // namespace
@@ -46,10 +44,10 @@ vips::VImage Bare(const vips::VImage& picture) {
   return bare;
 }
 
-std::string JpegOf(const vips::VImage& bare) {
+std::string JpegOf(const vips::VImage& bare, int quality) {
   // Full colour resolution: what is judged here is colour.
   VipsBlob* const blob = bare.jpegsave_buffer(
-      vips::VImage::option()->set("Q", kQuality)->set("subsample_mode", VIPS_FOREIGN_SUBSAMPLE_OFF));
+      vips::VImage::option()->set("Q", quality)->set("subsample_mode", VIPS_FOREIGN_SUBSAMPLE_OFF));
   size_t size = 0;
   const void* const bytes = vips_blob_get(blob, &size);
   std::string jpeg(static_cast<const char*>(bytes), size);
@@ -58,8 +56,8 @@ std::string JpegOf(const vips::VImage& bare) {
 }
 
 std::string PictureFigure(const vips::VImage& bare, const std::string& alt, const std::string& caption,
-                          const std::string& over) {
-  const std::string jpeg = JpegOf(bare);
+                          const std::string& over, int quality) {
+  const std::string jpeg = JpegOf(bare, quality);
   const std::string picture = "<img width=\"" + std::to_string(bare.width()) + "\" height=\"" +
                               std::to_string(bare.height()) + "\" alt=\"" + Escape(alt) +
                               "\" src=\"data:image/jpeg;base64," + Base64(jpeg.data(), jpeg.size()) + "\">";
@@ -101,5 +99,5 @@ std::string Thumbnail(const vips::VImage& before, const vips::VImage& after) {
                                                    ->set("background", std::vector<double>(3, kGround)));
   const vips::VImage bare = pair.copy();
   bare.remove(VIPS_META_ICC_NAME);
-  return JpegOf(bare);
+  return JpegOf(bare, 80);
 }

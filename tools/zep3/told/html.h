@@ -19,11 +19,11 @@ std::string Base64(const void* data, size_t size);
 vips::VImage Bare(const vips::VImage& picture);
 
 // A picture as JPEG.
-std::string JpegOf(const vips::VImage& bare);
+std::string JpegOf(const vips::VImage& bare, int quality);
 
 // The same inside a page; `caption` is HTML, and so is `over`, which lies over the picture.
 std::string PictureFigure(const vips::VImage& bare, const std::string& alt, const std::string& caption,
-                          const std::string& over = "");
+                          const std::string& over = "", int quality = 90);
 
 // An image of 8 or 16 bits in 8.
 vips::VImage InBytes(const vips::VImage& image);

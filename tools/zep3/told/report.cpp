@@ -13,6 +13,13 @@ namespace {
 
 // ---- pictures ----
 
+// Large ones, so that they need less of it than those of other pages.
+std::string ReportFigure(const vips::VImage& bare, const std::string& alt, const std::string& caption,
+                         const std::string& over = "") {
+  constexpr int kQuality = 80; // JPEG's
+  return PictureFigure(bare, alt, caption, over, kQuality);
+}
+
 // How a picture is turned upright, by its EXIF orientation 1..8: places are shares of width and height.
 class Turn {
  public:
@@ -77,9 +84,9 @@ std::string Pair(const ReportPage& page, const vips::VImage& first, const vips::
   return std::string("<div class=\"pair pictures") + (full ? " full" : "") +
          "\" style=\"--width: " + std::to_string(before.width()) + "; --height: " + std::to_string(before.height()) +
          "; --split: 50%\" data-scan=\"" + scan + "\" data-turn=\"" + Turn(first).Words() + "\">\n" +
-         PictureFigure(before, page.title + what + " before the correction", "<strong>Before" + lines + "</strong>",
-                       full ? "" : FramesSvg(page, before.width(), before.height())) +
-         PictureFigure(after, page.title + what + " after the correction", "<strong>After</strong>") + "</div>\n";
+         ReportFigure(before, page.title + what + " before the correction", "<strong>Before" + lines + "</strong>",
+                      full ? "" : FramesSvg(page, before.width(), before.height())) +
+         ReportFigure(after, page.title + what + " after the correction", "<strong>After</strong>") + "</div>\n";
 }
 
 std::string Pictures(const ReportPage& page) {
@@ -97,15 +104,15 @@ std::string Pictures(const ReportPage& page) {
 std::string CutPicture(const ReportPage& page) {
   if (!page.cut) return "";
   return "<div class=\"cut\">\n" +
-         PictureFigure(Bare(*page.cut), page.title + " as it is cut out", "<strong>Result, cut out</strong>") +
+         ReportFigure(Bare(*page.cut), page.title + " as it is cut out", "<strong>Result, cut out</strong>") +
          "</div>\n";
 }
 
 std::string PaperPicture(const ReportPage& page) {
   if (!page.paper) return "";
   return "<h3>Paper</h3>\n<div class=\"cut\">\n" +
-         PictureFigure(Bare(*page.paper), page.title + ": its paper as it was found",
-                       "The paper as it was found, by which the page was evened; pictures and boxes are kept") +
+         ReportFigure(Bare(*page.paper), page.title + ": its paper as it was found",
+                      "The paper as it was found, by which the page was evened; pictures and boxes are kept") +
          "</div>\n";
 }
 
