@@ -17,7 +17,7 @@ pytest.importorskip("ocrmypdf")
 
 def run(scan, pdf, *options, status=0):
     text = pdf.with_suffix(".txt")
-    words = ["-q", "-O0", "--output-type", "pdf", "--image-dpi", "100", "--sidecar", text, *options, scan, pdf]
+    words = ["-q", "-O0", "--output-type", "pdf", "--image-dpi", "100", "--tesseract-timeout", "900", "--sidecar", text, *options, scan, pdf]
     done = subprocess.run(
         [sys.executable, "-m", "ocrmypdf", *map(str, words)],
         capture_output=True,
@@ -36,12 +36,13 @@ def letters(line):
 
 
 def letters_right(text, truth):
-    """Letters of the page's lines that are found, in their order, in the line that is read most like it."""
+    """Letters of the page's lines that are found, in their order, in a line that is read; at least half of a line."""
     read = [letters(line) for line in text.splitlines()]
 
     def found(line, other):
         blocks = difflib.SequenceMatcher(None, line, other, False).get_matching_blocks()
-        return sum(block.size for block in blocks) - max(0, len(other) - len(line))
+        right = sum(block.size for block in blocks) - max(0, len(other) - len(line))
+        return right if 2 * right >= len(line) else 0
 
     return sum(max((found(line, other) for other in read), default=0) for line in truth)
 
