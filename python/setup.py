@@ -1,5 +1,6 @@
 """The extension is built by CMake: Little CMS, pybind11, CMake and a C++20 compiler must be there."""
 
+import os
 import re
 import subprocess
 import sys
@@ -16,7 +17,8 @@ class CMakeBuild(build_ext):
         target = Path(self.get_ext_fullpath(ext.name)).resolve()
         build = Path(self.build_temp).resolve()
         build.mkdir(parents=True, exist_ok=True)
-        subprocess.run(["cmake", "-S", HERE, "-B", build, f"-DPython_EXECUTABLE={sys.executable}"], check=True)
+        options = [f"-DPython_EXECUTABLE={sys.executable}", *os.environ.get("CMAKE_ARGS", "").split()]
+        subprocess.run(["cmake", "-S", HERE, "-B", build, *options], check=True)
         subprocess.run(["cmake", "--build", build, "--parallel", "--target", "zep3_python"], check=True)
         (built,) = (build / "zep3").glob("_core.*so")
         self.copy_file(str(built), str(target))

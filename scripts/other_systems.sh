@@ -38,8 +38,8 @@ programs() {
     "$2" $flags -Iengine -c -o "$out/$1/$example.o" examples/$example.c
     "$3" $link -o "$out/$1/$example$4" "$out/$1/$example.o" "$static"
   done
-  "$2" $flags -Iengine -c -o "$out/$1/results.o" tests/abi/results.c
-  "$3" $link -o "$out/$1/results$4" "$out/$1/results.o" "$static"
+  "$2" $flags -Iengine -c -o "$out/$1/makes.o" tests/abi/results.c
+  "$3" $link -o "$out/$1/makes$4" "$out/$1/makes.o" "$static"
   "$3" -std=c++20 $flags $link -I. -Iengine -Itools/driver -o "$out/$1/driver$4" tools/driver/*.cpp "$static"
 }
 
@@ -53,7 +53,7 @@ results() {
     width=$(vipsheader -f width "samples/$name.jpg") height=$(vipsheader -f height "samples/$name.jpg")
     (
       cd "$out/scans"
-      "$@" "$at/results$end" "$width" "$height" "$name.raw"
+      "$@" "$at/makes$end" "$width" "$height" "$name.raw"
     ) | tr -d '\r' >"$at/results/$name" &
     [ "$name" != negative-colour ] || wait
   done
