@@ -3,5 +3,5 @@
 # documentation names are looked for.
 set -eu
 cd "$(dirname "$0")/.."
-find bench engine examples fuzz tools tests \( -name '*.h' -o -name '*.c' -o -name '*.cpp' \) -exec clang-format --dry-run -Werror {} +
+find bench engine examples fuzz python tools tests \( -name '*.h' -o -name '*.c' -o -name '*.cpp' \) -exec clang-format --dry-run -Werror {} +
 python3 scripts/test_names.py
