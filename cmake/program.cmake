@@ -24,6 +24,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/command/reporter.cpp
   tools/zep3/command/rolls.cpp
   tools/zep3/command/run_jobs.cpp
+  tools/zep3/command/stops.cpp
   tools/zep3/command/workers.cpp
   tools/zep3/files/formats.cpp
   tools/zep3/files/output.cpp

@@ -33,5 +33,11 @@ std::array<int64_t, 3> ParseBalance(std::string_view text);
 // A whole number within the limits.
 int ParseWhole(std::string_view text, int low, int high);
 
+// "on", "off" or percent more or less than what is proposed.
+SaturationOptions ParseSaturation(std::string_view text);
+
+// A number of stops, as 0.5, -1 or 1/3, within `most` of 0.
+double ParseStops(std::string_view text, double most);
+
 // A gamma with at most one decimal, 0.5 to 5; in tenths.
 int ParseGamma(std::string_view text);

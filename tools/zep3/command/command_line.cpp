@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "command/arguments.h"
+#include "command/stops.h"
 #include "failure.h"
 #include "log.h"
 #include "page/analysis.h"
@@ -147,6 +148,22 @@ void AddResult(CLI::App& app, Options& options) {
       ->check(Group::OneOf({"text", "csv", "json", "png", "scanimage"}));
 }
 
+// The same numbers in photographers' units.
+void AddStops(Group& group, UserOptions& user, CLI::Option* brightness, CLI::Option* balance) {
+  constexpr double kMost = 5;
+  const auto stops = [](const std::string& text) { return ParseStops(text, kMost); };
+  AddParsed(
+      group, "--exposure", user.brightness, [=](const std::string& text) { return StepsOfStops(stops(text)); }, "STOPS",
+      "Lighter or darker by so many stops, such as 0.5 or -1/3; -b in other units")
+      ->excludes(brightness);
+  AddParsed(group, "--warmth", user.warmth, stops, "STOPS",
+            "Warmer, or cooler below 0: stops between red and blue; a gray stays as light")
+      ->excludes(balance);
+  AddParsed(group, "--tint", user.tint, stops, "STOPS",
+            "More magenta, or green below 0: stops between these; a gray stays as light")
+      ->excludes(balance);
+}
+
 void AddOriginal(CLI::App& app, Options& options) {
   Group group(app, kOriginalHeading);
   group
@@ -167,19 +184,20 @@ void AddOriginal(CLI::App& app, Options& options) {
       ->check(Group::OneOf({"normal", "plain"}));
   AddParsed(group, "--matrix", options.analysis.matrix, ParseMatrix, "M,M,...",
             "Colour matrix for negatives, nine numbers row by row; its diagonal gives the film's contrasts");
-  AddRange(group, "-b,--brightness", options.user.brightness, -1000, 1000, "Density steps of 0.003, -1000..1000 (0)");
+  auto* brightness = AddRange(group, "-b,--brightness", options.user.brightness, -1000, 1000,
+                              "Density steps of 0.003, -1000..1000 (0)");
   AddRange(group, "-c,--contrast", options.user.contrast, -99, 99, "Contrast in percent, -99..99 (0)");
-  AddParsed(group, "--balance", options.user.balance, ParseBalance, "R,G,B", "Brightness of each channel, added");
+  auto* balance =
+      AddParsed(group, "--balance", options.user.balance, ParseBalance, "R,G,B", "Brightness of each channel, added");
+  AddStops(group, options.user, brightness, balance);
   AddParsed(group, "--curve", options.user.masterCurve, ParseCurve, "IN:OUT,...",
             "Tone curve of all channels by points of levels 0..255, in place of the proposed one");
   for (size_t c = 0; c < 3; c++) {
     AddParsed(group, std::string("--curve-") + kChannelNames[c], options.user.channelCurves[c], ParseCurve,
               "IN:OUT,...", std::string("Tone curve of ") + kChannelNames[c] + ", applied first");
   }
-  group
-      .AddText("--saturation", "on|off", "Apply the saturation that the analysis proposes (on)",
-               [&](const std::string& word) { options.saturation = word == "on"; })
-      ->check(Group::OneOf({"on", "off"}));
+  AddParsed(group, "--saturation", options.saturation, ParseSaturation, "N",
+            "Percent more or less colourful than the analysis proposes, -100..400 (0); off: as the tables give it");
 }
 
 void AddPages(CLI::App& app, Options& options) {
@@ -359,6 +377,8 @@ void AskForKind(const Options& options) {
 }
 
 void Check(const CLI::App& app, Options& options) {
+  UserOptions& user = options.user;
+  if (user.warmth || user.tint) user.balance = BalanceOfStops(user.warmth.value_or(0), user.tint.value_or(0));
   if (options.inputs.empty() && options.filesFrom.empty()) throw UsageError("no scan is named; see zep3 --help");
   if (!options.useSidecar.empty()) CheckSidecarUse(app);
   if (!options.useSidecar.empty() && (options.roll || !options.useRoll.empty())) {

@@ -11,7 +11,7 @@ _zep3() {
     --as) COMPREPLY=($(compgen -W "text csv json png scanimage" -- "$cur")) ;;
     --format) COMPREPLY=($(compgen -W "tif png jpg webp pnm" -- "$cur")) ;;
     --option) COMPREPLY=($(compgen -W "normal plain" -- "$cur")) ;;
-    --saturation) COMPREPLY=($(compgen -W "on off" -- "$cur")) ;;
+    --saturation) COMPREPLY=($(compgen -W "on off -20 20" -- "$cur")) ;;
     *)
       if [[ $cur == -* ]]; then
         COMPREPLY=($(compgen -W "$(_parse_help "$1")" -- "$cur"))

@@ -97,7 +97,7 @@ DecidedPage Decide(const Scan& scan, int page, const Options& options, const std
   }
   decided.small.detail.reset();
   if (options.crop.wanted) DecideCut(options.crop, image.width(), image.height(), corrected);
-  if (!options.saturation) corrected.chroma = 1;
+  corrected.chroma = options.saturation.Of(corrected.chroma);
   corrected.gray = options.gray;
   corrected.page = scan.FilePage(page);
   corrected.bands = image.bands();
