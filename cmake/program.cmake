@@ -13,6 +13,7 @@ configure_file(tools/zep3/version.h.in ${PROJECT_BINARY_DIR}/generated/version.h
 
 # Everything but main, for the tests.
 add_library(zep3_program_parts STATIC
+  tools/zep3/did_you_mean.cpp
   tools/zep3/interrupt.cpp
   tools/zep3/log.cpp
   tools/zep3/command/arguments.cpp
@@ -25,6 +26,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/command/rolls.cpp
   tools/zep3/command/run_jobs.cpp
   tools/zep3/command/stops.cpp
+  tools/zep3/command/verb_help.cpp
   tools/zep3/command/workers.cpp
   tools/zep3/files/formats.cpp
   tools/zep3/files/output.cpp
@@ -82,7 +84,7 @@ target_link_libraries(zep3_program_parts
 )
 # CLI11 is all templates and runs once a run: optimising it fully would take half of the time that this file compiles.
 if(NOT MSVC)
-  set_source_files_properties(tools/zep3/command/command_line.cpp PROPERTIES
+  set_source_files_properties(tools/zep3/command/command_line.cpp tools/zep3/command/verb_help.cpp PROPERTIES
     COMPILE_OPTIONS $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-O1>)
 endif()
 zep3_warnings(zep3_program_parts)
@@ -97,17 +99,20 @@ zep3_release(zep3_program)
 zep3_check_containers(zep3_program)
 install(TARGETS zep3_program)
 
-# Man page from the help, and completion for bash.
+# Man page from the help, and completion for bash, zsh and fish.
 find_program(HELP2MAN help2man)
 if(HELP2MAN)
   add_custom_command(
     OUTPUT ${PROJECT_BINARY_DIR}/zep3.1
     COMMAND ${HELP2MAN} --no-info --name "automatic exposure and colour correction of scans"
+      --include ${PROJECT_SOURCE_DIR}/tools/zep3/command/zep3.h2m
       --output ${PROJECT_BINARY_DIR}/zep3.1 $<TARGET_FILE:zep3_program>
-    DEPENDS zep3_program
+    DEPENDS zep3_program ${PROJECT_SOURCE_DIR}/tools/zep3/command/zep3.h2m
     VERBATIM
   )
   add_custom_target(zep3_man ALL DEPENDS ${PROJECT_BINARY_DIR}/zep3.1)
   install(FILES ${PROJECT_BINARY_DIR}/zep3.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 endif()
 install(FILES tools/zep3/command/zep3.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME zep3)
+install(FILES tools/zep3/command/zep3.zsh DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions RENAME _zep3)
+install(FILES tools/zep3/command/zep3.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)

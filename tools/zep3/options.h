@@ -55,7 +55,7 @@ struct AnalysisOptions {
 struct UserOptions {
   std::optional<int64_t> brightness, contrast;
   std::optional<std::array<int64_t, 3>> balance;
-  std::optional<double> warmth, tint; // stops; the command line makes a balance of them
+  std::optional<double> exposure, warmth, tint; // stops; the command line makes brightness and balance of them
   std::optional<ZEP3_TONE> masterCurve;
   std::array<std::optional<ZEP3_TONE>, 3> channelCurves;
 };

@@ -3,12 +3,17 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cstdio>
+#include <filesystem>
+#include <iostream>
 #include <string>
 #include <vector>
 
 #include "command/arguments.h"
 #include "command/stops.h"
+#include "command/verb_help.h"
+#include "did_you_mean.h"
 #include "failure.h"
 #include "log.h"
 #include "page/analysis.h"
@@ -74,9 +79,13 @@ class Group {
   CLI::Option* AddFlag(const std::string& name, bool& target, const std::string& help) {
     return m_app.add_flag(name, target, help)->group(m_heading);
   }
-  // The help says what is allowed in its own words.
-  static CLI::Validator Plain(CLI::Validator validator) { return validator.description(""); }
-  static CLI::Validator OneOf(const std::vector<std::string>& words) { return Plain(CLI::IsMember(words)); }
+  // Without a description: the help says what is allowed in its own words.
+  static CLI::Validator OneOfWords(const std::string& option) {
+    const auto fault = [words = WordsOf(option)](const std::string& typed) {
+      return std::find(words.begin(), words.end(), typed) != words.end() ? "" : ExpectedOneOf(typed, words);
+    };
+    return CLI::Validator(fault, "");
+  }
 
  private:
   CLI::App& m_app;
@@ -102,15 +111,7 @@ CLI::Option* AddRange(Group& group, const std::string& name, T& target, int low,
   return AddParsed(group, name, target, parse, "N", help);
 }
 
-// Names of all kinds.
-std::vector<std::string> KindNames() {
-  std::vector<std::string> names;
-  for (int64_t i = 0; const ZEP3_KIND* kind = GetZEP3Kind(i); i++) names.emplace_back(kind->pName);
-  return names;
-}
-
-// The help's text behind the options.
-std::string Footer() {
+std::string KindsText() {
   std::string text = "Kinds of original, and their analysis:\n";
   const auto column = [](std::string_view word, size_t width) {
     return std::string(word) + std::string(width - word.size(), ' ');
@@ -118,14 +119,17 @@ std::string Footer() {
   for (int64_t i = 0; const ZEP3_KIND* kind = GetZEP3Kind(i); i++) {
     text += "  " + column(kind->pName, 20) + column(MethodName(kind->wAdaptive != 0), 12) + kind->pText + "\n";
   }
-  return text + "\n" + kExamples;
+  return text;
 }
+
+// The help's text behind the options.
+std::string Footer() { return KindsText() + "\n" + kExamples; }
 
 const Format* ParseFormat(const std::string& text, std::string& saver) {
   const NameWithOptions parts = SplitOptions(text);
   saver = parts.options;
   const Format* format = FormatOfName("scan." + parts.name);
-  if (format == nullptr) throw UsageError("'" + parts.name + "': expected tif, png, jpg, webp or pnm");
+  if (format == nullptr) throw UsageError(ExpectedOneOf(parts.name, WordsOf("--format")));
   return format;
 }
 
@@ -145,23 +149,19 @@ void AddResult(CLI::App& app, Options& options) {
   group.AddFlag("--sidecar", options.sidecar, "Write the correction beside the result, as RESULT.zep3.json");
   group.AddFlag("--report", options.report, "Write a page that shows before and after, as RESULT.zep3.html");
   group.Add("--as", options.tableForm, "FORM", "zep3 tables: text (default), csv, json, png (256 x 1) or scanimage")
-      ->check(Group::OneOf({"text", "csv", "json", "png", "scanimage"}));
+      ->check(Group::OneOfWords("--as"));
 }
 
 // The same numbers in photographers' units.
-void AddStops(Group& group, UserOptions& user, CLI::Option* brightness, CLI::Option* balance) {
+void AddStops(Group& group, UserOptions& user) {
   constexpr double kMost = 5;
-  const auto stops = [](const std::string& text) { return ParseStops(text, kMost); };
-  AddParsed(
-      group, "--exposure", user.brightness, [=](const std::string& text) { return StepsOfStops(stops(text)); }, "STOPS",
-      "Lighter or darker by so many stops, such as 0.5 or -1/3; -b in other units")
-      ->excludes(brightness);
-  AddParsed(group, "--warmth", user.warmth, stops, "STOPS",
-            "Warmer, or cooler below 0: stops between red and blue; a gray stays as light")
-      ->excludes(balance);
-  AddParsed(group, "--tint", user.tint, stops, "STOPS",
-            "More magenta, or green below 0: stops between these; a gray stays as light")
-      ->excludes(balance);
+  const auto parse = [](const std::string& text) { return ParseStops(text, kMost); };
+  AddParsed(group, "--exposure", user.exposure, parse, "STOPS",
+            "Lighter or darker by so many stops, such as 0.5 or -1/3; in place of -b");
+  AddParsed(group, "--warmth", user.warmth, parse, "STOPS",
+            "Warmer, or cooler below 0: stops between red and blue; in place of --balance");
+  AddParsed(group, "--tint", user.tint, parse, "STOPS",
+            "More magenta, or green below 0: stops between these; in place of --balance");
 }
 
 void AddOriginal(CLI::App& app, Options& options) {
@@ -169,27 +169,25 @@ void AddOriginal(CLI::App& app, Options& options) {
   group
       .AddText("-k,--kind", "KIND", "What was scanned, see below; zep3 compare helps to choose",
                [&](const std::string& name) { options.analysis.kind = FindZEP3Kind(name.c_str()); })
-      ->check(Group::OneOf(KindNames()));
+      ->check(Group::OneOfWords("--kind"));
   group
       .AddText("--analysis", "METHOD",
                "standard, channel by channel, or adaptive, by colours that occur together (see below)",
                [&](const std::string& name) { options.analysis.adaptive = name == MethodName(true); })
-      ->check(Group::OneOf({std::string(MethodName(false)), std::string(MethodName(true))}));
+      ->check(Group::OneOfWords("--analysis"));
   AddRange(group, "--level", options.analysis.level, 0, 9, "Strength of the correction, 0..9 (4)");
   AddRange(group, "--backlight", options.analysis.backlight, 0, 8,
            "Lift a dark subject before a bright background, 0..8 (0)");
   group
       .AddText("--option", "OPTION", "normal (default), or plain: a plainer handling of shadows",
                [&](const std::string& name) { options.analysis.plain = name == "plain"; })
-      ->check(Group::OneOf({"normal", "plain"}));
+      ->check(Group::OneOfWords("--option"));
   AddParsed(group, "--matrix", options.analysis.matrix, ParseMatrix, "M,M,...",
             "Colour matrix for negatives, nine numbers row by row; its diagonal gives the film's contrasts");
-  auto* brightness = AddRange(group, "-b,--brightness", options.user.brightness, -1000, 1000,
-                              "Density steps of 0.003, -1000..1000 (0)");
+  AddRange(group, "-b,--brightness", options.user.brightness, -1000, 1000, "Density steps of 0.003, -1000..1000 (0)");
   AddRange(group, "-c,--contrast", options.user.contrast, -99, 99, "Contrast in percent, -99..99 (0)");
-  auto* balance =
-      AddParsed(group, "--balance", options.user.balance, ParseBalance, "R,G,B", "Brightness of each channel, added");
-  AddStops(group, options.user, brightness, balance);
+  AddParsed(group, "--balance", options.user.balance, ParseBalance, "R,G,B", "Brightness of each channel, added");
+  AddStops(group, options.user);
   AddParsed(group, "--curve", options.user.masterCurve, ParseCurve, "IN:OUT,...",
             "Tone curve of all channels by points of levels 0..255, in place of the proposed one");
   for (size_t c = 0; c < 3; c++) {
@@ -376,9 +374,45 @@ void AskForKind(const Options& options) {
                scan.c_str());
 }
 
-void Check(const CLI::App& app, Options& options) {
-  UserOptions& user = options.user;
+std::vector<std::string> NamesOf(const std::vector<const CLI::App*>& commands) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : commands) names.push_back(command->get_name());
+  return names;
+}
+
+// A mistyped command would be taken for a scan.
+void CheckFirstWord(const CLI::App& app, const Options& options) {
+  if (options.inputs.empty() || !app.get_subcommands().empty()) return;
+  const std::string& word = options.inputs.front();
+  std::error_code ignored;
+  if (word.find_first_of("./[") != std::string::npos || std::filesystem::exists(word, ignored)) return;
+  const std::string meant = NearestWord(word, NamesOf(app.get_subcommands([](const CLI::App*) { return true; })));
+  if (!meant.empty()) throw UsageError("there is no command and no scan '" + word + "'; did you mean " + meant + "?");
+}
+
+// What is said of an option that there is not.
+std::string UnknownOption(const CLI::App& app) {
+  const std::vector<std::string> unknown = app.remaining(true);
+  const std::string word = unknown.empty() ? "" : unknown.front().substr(0, unknown.front().find('='));
+  std::vector<std::string> names;
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  return "there is no option " + word + DidYouMean(word, names);
+}
+
+// Stops as the record's numbers, which may be given by themselves.
+void TakeStops(UserOptions& user) {
+  if (user.exposure && user.brightness) throw UsageError("--exposure and --brightness are one number: give either");
+  if ((user.warmth || user.tint) && user.balance)
+    throw UsageError("--warmth and --tint make the numbers of --balance: give either");
+  if (user.exposure) user.brightness = StepsOfStops(*user.exposure);
   if (user.warmth || user.tint) user.balance = BalanceOfStops(user.warmth.value_or(0), user.tint.value_or(0));
+}
+
+void Check(const CLI::App& app, Options& options) {
+  CheckFirstWord(app, options);
+  TakeStops(options.user);
   if (options.inputs.empty() && options.filesFrom.empty()) throw UsageError("no scan is named; see zep3 --help");
   if (!options.useSidecar.empty()) CheckSidecarUse(app);
   if (!options.useSidecar.empty() && (options.roll || !options.useRoll.empty())) {
@@ -452,8 +486,14 @@ Parsed ParseCommandLine(int argc, char** argv) {
   AddCrop(app, options);
   AddAdmission(app, options);
   AddMany(app, options);
+  std::optional<std::string> wordBefore; // of a shell that completes a command
+  app.add_option("--words-after", wordBefore)->group("");
   try {
     app.parse(argc, argv);
+    if (wordBefore) {
+      std::cout << WordsAfter(app, *wordBefore);
+      return {};
+    }
     if (*analyse) options.command = Command::kAnalyse;
     if (*tables) options.command = Command::kTables;
     if (*compare) options.command = Command::kCompare;
@@ -465,7 +505,13 @@ Parsed ParseCommandLine(int argc, char** argv) {
       return {std::nullopt, 2};
     }
     if (options.roll) CheckRoll(options);
-  } catch (const CLI::Success& success) { // help and version
+  } catch (const CLI::CallForHelp&) {
+    std::cout << HelpText(app, KindsText());
+    return {};
+  } catch (const CLI::ExtrasError&) {
+    Say(UnknownOption(app));
+    return {std::nullopt, 2};
+  } catch (const CLI::Success& success) { // version
     app.exit(success);
     return {};
   } catch (const CLI::ParseError& error) {
