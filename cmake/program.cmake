@@ -22,6 +22,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/command/messages.cpp
   tools/zep3/command/name_list.cpp
   tools/zep3/command/plan.cpp
+  tools/zep3/command/progress_line.cpp
   tools/zep3/command/reporter.cpp
   tools/zep3/command/rolls.cpp
   tools/zep3/command/run_jobs.cpp

@@ -79,13 +79,14 @@ int RunBatch(const Options& options) {
   // One alone goes to a worker, too: what a decoder dies of is said, and leaves nothing half-written.
   const bool alone = first && !second;
   if (!alone) reporter.Expect();
-  // Of many, the reporter alone draws a line: that of each result would be written over it.
+  // Of many, scans are counted: nobody follows a single one.
   Options forWorkers = options;
   forWorkers.quiet |= !alone;
   ComparedScans compared(options);
   const auto next = [&] {
     std::optional<Job>& waiting = first ? first : second;
     std::optional<Job> job = waiting ? std::exchange(waiting, std::nullopt) : plan.Next();
+    reporter.ExpectInAll(plan.Total());
     if (job) compared.Expect(job->scan);
     return job;
   };
@@ -93,7 +94,7 @@ int RunBatch(const Options& options) {
     compared.Take(job.scan, outcome);
     reporter.Tell(job, outcome);
   };
-  RunJobs(forWorkers, WorkersFor(options, alone ? 1 : std::numeric_limits<size_t>::max()), next, done);
+  RunJobs(forWorkers, WorkersFor(options, alone ? 1 : std::numeric_limits<size_t>::max()), next, done, reporter);
   compared.Write();
   reporter.Summarise();
   return reporter.ExitStatus();

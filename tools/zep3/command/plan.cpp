@@ -37,7 +37,10 @@ std::string Canonical(const fs::path& path) {
 }
 
 Plan::Plan(const Options& options) : m_options(options) {
-  for (const std::string& input : options.inputs) m_scans.insert(Canonical(SplitOptions(input).name));
+  for (const std::string& input : options.inputs) {
+    m_scans.insert(Canonical(SplitOptions(input).name));
+    if ((options.recursive || options.roll) && IsFolder(input)) m_foldersLeft++;
+  }
   if (!options.filesFrom.empty()) m_list.emplace(options.filesFrom, options.nulSeparated ? '\0' : '\n');
   const bool toFile = options.inputs.size() == 1 && !m_list && !IsFolder(options.inputs[0]);
   const std::string& output = options.output;
@@ -76,6 +79,7 @@ std::optional<std::string> Plan::NextName() {
 }
 
 void Plan::Expand(const std::string& folder) {
+  if (m_foldersLeft > 0) m_foldersLeft--; // those of lists are not counted
   m_folder = folder;
   std::vector<fs::path> folders = {folder};
   while (!folders.empty() && !IsInterrupted()) {
@@ -112,8 +116,14 @@ bool Plan::IsScanName(const std::string& name) const {
   return format != nullptr && (!IsOnDemand(*format) || m_options.admission.AlsoReads(format->name));
 }
 
+std::optional<size_t> Plan::Total() const {
+  if (m_list || m_foldersLeft > 0) return std::nullopt;
+  return m_given + m_pending.size() + (m_options.inputs.size() - m_nextInput) + m_unreadable.size();
+}
+
 std::optional<Job> Plan::Next() {
   const std::optional<std::string> name = NextName();
+  if (name || !m_unreadable.empty()) m_given++;
   if (name) return MakeJob(*name);
   if (m_unreadable.empty()) return std::nullopt;
   const Job job = std::move(m_unreadable.back());

@@ -28,6 +28,8 @@ class Plan {
   // Throws UsageError.
   explicit Plan(const Options& options);
   std::optional<Job> Next();
+  // The jobs in all; absent while a list or a folder is not read to its end.
+  std::optional<size_t> Total() const;
 
  private:
   std::optional<std::string> NextName();
@@ -42,6 +44,8 @@ class Plan {
   std::vector<Job> m_unreadable;      // folders that cannot be searched
   std::string m_folder;               // where they come from
   size_t m_nextInput = 0;
+  size_t m_foldersLeft = 0; // to be searched
+  size_t m_given = 0;       // jobs
   std::optional<NameList> m_list;
   std::set<std::string> m_scans, m_results; // of this run, as far as they are known
 };

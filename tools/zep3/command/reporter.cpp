@@ -1,36 +1,20 @@
 // Messages go to standard error, what was asked for to standard output.
 #include "command/reporter.h"
 
-#include <unistd.h>
-
-#include <algorithm>
-#include <cstdio>
 #include <nlohmann/json.hpp>
-#include <string_view>
 
 #include "files/output.h"
 #include "interrupt.h"
 #include "log.h"
 #include "told/sidecar.h"
 
-namespace {
-
-// The first 60 bytes at most, cut between characters.
-std::string_view Beginning(std::string_view name) {
-  size_t end = std::min<size_t>(name.size(), 60);
-  while (end < name.size() && end > 0 && (static_cast<unsigned char>(name[end]) & 0xc0) == 0x80) end--;
-  return name.substr(0, end);
-}
-
-} // namespace
-
-Reporter::Reporter(const Options& options) : m_options(options), m_terminal(::isatty(STDERR_FILENO) != 0) {}
+Reporter::Reporter(const Options& options) : m_options(options), m_progress(!options.quiet) {}
 
 void Reporter::Tell(const Job& job, const Outcome& outcome) {
   m_counts[static_cast<size_t>(outcome.status)]++;
   m_toLookAt += outcome.verdict == ZEP3_VERDICT_LOOK ? 1 : 0;
   m_notFound += outcome.verdict == ZEP3_VERDICT_FAILED ? 1 : 0;
-  ClearProgress();
+  m_progress.Clear();
   if (!outcome.text.empty()) WriteToStandardOutput(outcome.text);
   if (m_options.json && m_options.command == Command::kCorrect) {
     const nlohmann::ordered_json line = {{"scan", job.scan},
@@ -55,23 +39,29 @@ void Reporter::Tell(const Job& job, const Outcome& outcome) {
   if (m_options.verbose || shown) {
     for (const std::string& found : outcome.found) Say(job.scan + ": " + found);
   }
-  if (m_many) ShowProgress(job.scan);
+  if (m_many) m_progress.Count("", outcome.status != Status::kSkipped, m_total, job.scan);
 }
 
-void Reporter::ShowLook(size_t looked, size_t count, const std::string& scan) {
-  if (!m_many || !m_terminal || m_options.quiet) return;
-  std::fprintf(stderr, "\rzep3: looked at %zu of %zu, last %s\033[K", looked, count,
-               Printable(Beginning(scan)).c_str());
-  m_shown = true;
+void Reporter::ShowLook(size_t count, const std::string& scan) {
+  if (m_many) m_progress.Count("looked at ", true, count, scan);
+}
+
+void Reporter::TellNote(Told what, const std::string& text) {
+  if (what == Told::kPercent) {
+    if (!m_many) m_progress.ShowPercent(text);
+    return;
+  }
+  m_progress.Clear();
+  Say(text);
 }
 
 void Reporter::Note(const std::string& text) {
-  ClearProgress();
+  m_progress.Clear();
   if (!m_options.quiet) Say(text);
 }
 
 void Reporter::Summarise() {
-  ClearProgress();
+  m_progress.Clear();
   if (!m_many || m_options.quiet) return;
   std::string summary = std::to_string(Count(Status::kCorrected) - m_toLookAt - m_notFound) +
                         (m_options.command == Command::kCorrect   ? " corrected"
@@ -88,17 +78,4 @@ void Reporter::Summarise() {
 int Reporter::ExitStatus() const {
   if (IsInterrupted()) return 130;
   return Count(Status::kFailed) > 0 ? 1 : 0;
-}
-
-void Reporter::ShowProgress(const std::string& scan) {
-  if (!m_terminal || m_options.quiet) return;
-  int done = 0;
-  for (const int count : m_counts) done += count;
-  std::fprintf(stderr, "\rzep3: %d done, last %s\033[K", done, Printable(Beginning(scan)).c_str());
-  m_shown = true;
-}
-
-void Reporter::ClearProgress() {
-  if (m_shown) std::fputs("\r\033[K", stderr);
-  m_shown = false;
 }

@@ -1,10 +1,13 @@
 // What the user is told of a run: messages, lines of JSON, progress, the summary.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "command/plan.h"
+#include "command/progress_line.h"
 #include "job/outcome.h"
+#include "log.h"
 #include "options.h"
 
 class Reporter {
@@ -15,8 +18,14 @@ class Reporter {
   void Expect() { m_many = true; }
 
   void Tell(const Job& job, const Outcome& outcome);
-  // The progress of a first pass.
-  void ShowLook(size_t looked, size_t count, const std::string& scan);
+  // The scans that the run has in all, as far as that is known.
+  void ExpectInAll(std::optional<size_t> total) { m_total = total; }
+  // The progress of a first pass, over so many scans.
+  void ShowLook(size_t count, const std::string& scan);
+  // What a worker tells by the way.
+  void TellNote(Told what, const std::string& text);
+  // Brings the line of progress up to date.
+  void Refresh() { m_progress.Refresh(); }
   // What is said of many scans in one line.
   void Note(const std::string& text);
   void Summarise();
@@ -26,13 +35,10 @@ class Reporter {
 
  private:
   int Count(Status status) const { return m_counts[static_cast<size_t>(status)]; }
-  void ShowProgress(const std::string& scan);
-  void ClearProgress();
-
   const Options& m_options;
-  bool m_terminal;
+  ProgressLine m_progress;
+  std::optional<size_t> m_total;
   bool m_many = false;
-  bool m_shown = false;
   int m_counts[5] = {};               // by Status
   int m_toLookAt = 0, m_notFound = 0; // of those corrected, by verdict
 };

@@ -140,8 +140,9 @@ class RollRun {
     const auto next = [&]() -> std::optional<Job> {
       return given < numbers.size() ? std::optional(m_jobs.jobs[numbers[given++]]) : std::nullopt;
     };
-    RunJobs(options, WorkersFor(m_options, numbers.size()), next,
-            [&](const Job&, Outcome outcome) { done(numbers[taken++], std::move(outcome)); });
+    RunJobs(
+        options, WorkersFor(m_options, numbers.size()), next,
+        [&](const Job&, Outcome outcome) { done(numbers[taken++], std::move(outcome)); }, m_reporter);
   }
 
   // The first pass, without the scans that an earlier run has seen.
@@ -162,7 +163,6 @@ class RollRun {
     Options looking = m_options;
     looking.command = Command::kObserve;
     looking.quiet = true;
-    size_t looked = 0;
     RunThrough(toSee, looking, [&](size_t i, Outcome outcome) {
       try {
         if (outcome.status == Status::kCorrected) found[i] = ObservedScanFromText(outcome.text);
@@ -170,7 +170,7 @@ class RollRun {
         outcome = {Status::kFailed, error.what()};
       }
       if (outcome.status != Status::kCorrected) m_failed[i] = outcome;
-      m_reporter.ShowLook(++looked, toSee.size(), m_jobs.jobs[i].scan);
+      m_reporter.ShowLook(toSee.size(), m_jobs.jobs[i].scan);
     });
     for (auto& [i, scan] : found) m_roll.scans.push_back(std::move(scan));
   }
@@ -285,6 +285,9 @@ int RunRolls(const Options& options) {
   const std::vector<RollJobs> rolls = GatherRolls(options, now);
   Reporter reporter(options);
   if (rolls.size() != 1 || rolls[0].jobs.size() != 1) reporter.Expect();
+  size_t total = 0;
+  for (const RollJobs& roll : rolls) total += roll.jobs.size();
+  reporter.ExpectInAll(total);
   for (const RollJobs& roll : rolls) {
     if (!IsInterrupted()) RollRun(roll, options, reporter, now).Run();
   }

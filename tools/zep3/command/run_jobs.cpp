@@ -19,6 +19,7 @@ namespace {
 int Processors() { return static_cast<int>(std::max(1u, std::thread::hardware_concurrency())); }
 
 void StartImageLibrary(int threads, const Options& options) {
+  SendMessagesTo([](Told what, const std::string& text) { TellParent(NoteOf(what, text)); });
   RouteLibraryMessages(options.verbose);
   if (VIPS_INIT("zep3") != 0) throw UsageError("libvips cannot be started");
   BlockOtherLoaders(options.admission);
@@ -35,7 +36,7 @@ int WorkersFor(const Options& options, size_t jobs) {
 }
 
 void RunJobs(const Options& options, int workers, const std::function<std::optional<Job>()>& next,
-             const std::function<void(const Job& job, Outcome outcome)>& done) {
+             const std::function<void(const Job& job, Outcome outcome)>& done, Reporter& reporter) {
   const auto work = [&](const Message& message) {
     [[maybe_unused]] static const bool started = // once a process
         (StartImageLibrary(std::max(1, Processors() / workers), options), true);
@@ -49,6 +50,10 @@ void RunJobs(const Options& options, int workers, const std::function<std::optio
   events.done = [&](const Message& job, const std::optional<Message>& answer, const std::string& death) {
     done(ToJob(job), OutcomeOf(answer, death));
   };
+  events.note = [&](const Message& note) {
+    TakeNote(note, [&](Told what, const std::string& text) { reporter.TellNote(what, text); });
+  };
+  events.look = [&] { reporter.Refresh(); };
   events.stop = IsInterrupted;
   events.cleanUp = [](const Message& job) { RemoveAbandoned(ToJob(job).result); };
   RunInWorkers(workers, work, events);
