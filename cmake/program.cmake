@@ -1,6 +1,7 @@
 # zep3, the program: on libvips, libtiff, libwebp, Little CMS, CLI11 and nlohmann-json.
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(VIPS REQUIRED IMPORTED_TARGET vips-cpp)
+pkg_check_modules(GMODULE REQUIRED IMPORTED_TARGET gmodule-no-export-2.0)
 pkg_check_modules(TIFF REQUIRED IMPORTED_TARGET libtiff-4>=4.5)
 pkg_check_modules(LCMS REQUIRED IMPORTED_TARGET lcms2>=2.13)
 pkg_check_modules(WEBP REQUIRED IMPORTED_TARGET libwebp)
@@ -41,6 +42,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/job/result.cpp
   tools/zep3/job/scan_job.cpp
   tools/zep3/opening/admission.cpp
+  tools/zep3/opening/image_library.cpp
   tools/zep3/opening/own_source.cpp
   tools/zep3/opening/pnm.cpp
   tools/zep3/opening/scan.cpp
@@ -81,7 +83,7 @@ add_library(zep3_program_parts STATIC
 target_include_directories(zep3_program_parts PUBLIC tools/zep3 ${PROJECT_BINARY_DIR}/generated)
 target_link_libraries(zep3_program_parts
   PUBLIC zep3::zep3 PkgConfig::VIPS nlohmann_json::nlohmann_json
-  PRIVATE PkgConfig::TIFF PkgConfig::LCMS PkgConfig::WEBP CLI11::CLI11 ZLIB::ZLIB Threads::Threads
+  PRIVATE PkgConfig::GMODULE PkgConfig::TIFF PkgConfig::LCMS PkgConfig::WEBP CLI11::CLI11 ZLIB::ZLIB Threads::Threads
 )
 # CLI11 is all templates and runs once a run: optimising it fully would take half of the time that this file compiles.
 if(NOT MSVC)

@@ -7,22 +7,20 @@
 
 #include "command/messages.h"
 #include "command/workers.h"
-#include "failure.h"
 #include "files/output.h"
 #include "interrupt.h"
 #include "job/scan_job.h"
 #include "log.h"
-#include "opening/admission.h"
+#include "opening/image_library.h"
 
 namespace {
 
 int Processors() { return static_cast<int>(std::max(1u, std::thread::hardware_concurrency())); }
 
-void StartImageLibrary(int threads, const Options& options) {
+void StartWorker(int threads, const Options& options) {
   SendMessagesTo([](Told what, const std::string& text) { TellParent(NoteOf(what, text)); });
   RouteLibraryMessages(options.verbose);
-  if (VIPS_INIT("zep3") != 0) throw UsageError("libvips cannot be started");
-  BlockOtherLoaders(options.admission);
+  StartImageLibrary(options.admission);
   // Every scan is read once or twice from the top; nothing is worth keeping.
   vips_cache_set_max(0);
   vips_concurrency_set(threads);
@@ -39,7 +37,7 @@ void RunJobs(const Options& options, int workers, const std::function<std::optio
              const std::function<void(const Job& job, Outcome outcome)>& done, Reporter& reporter) {
   const auto work = [&](const Message& message) {
     [[maybe_unused]] static const bool started = // once a process
-        (StartImageLibrary(std::max(1, Processors() / workers), options), true);
+        (StartWorker(std::max(1, Processors() / workers), options), true);
     return ToMessage(RunJob(ToJob(message), options));
   };
   WorkerEvents events;

@@ -17,6 +17,7 @@
 #include "failure.h"
 #include "files/output.h"
 #include "log.h"
+#include "opening/image_library.h"
 #include "opening/png_chunks.h"
 #include "opening/tiff_page_stream.h"
 
@@ -133,6 +134,7 @@ Scan::Scan(const std::string& name, const Admission& admission) : m_admission(ad
                     "; rename it");
     }
   }
+  LoadModulesFor(*m_format, admission);
   for (const char* key : {"filename", "source"}) {
     if (HasOption(m_options, key)) throw Failure(m_options + ": " + key + " is no option for a scan");
   }
