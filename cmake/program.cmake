@@ -47,6 +47,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/opening/pnm.cpp
   tools/zep3/opening/scan.cpp
   tools/zep3/opening/tiff_page_stream.cpp
+  tools/zep3/opening/to_rgb.cpp
   tools/zep3/page/analysis.cpp
   tools/zep3/page/box_mean.cpp
   tools/zep3/page/cut.cpp

@@ -259,6 +259,7 @@ void AddAdmission(CLI::App& app, Options& options) {
   AddParsed(
       group, "--also-read", options.admission.alsoRead, ParseFormatsOnDemand, "FORMAT,...",
       "Open these, too: jp2, jxl, heif, gif, pdf. Their decoders are less tried: for scans whose source you trust");
+  AddRange(group, "--pdf-dpi", options.admission.pdfDpi, 36, 2400, "Pixels an inch for pages of PDF (300)");
   AddParsed(
       group, "--max-pixels", options.admission.maxPixels,
       [](const std::string& text) { return ParseAmount(text, 1000); }, "N",

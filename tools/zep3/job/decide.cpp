@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "failure.h"
+#include "opening/to_rgb.h"
 #include "page/analysis.h"
 #include "page/box_mean.h"
 #include "page/encoding.h"
@@ -99,6 +100,7 @@ DecidedPage Decide(const Scan& scan, int page, const Options& options, const std
   if (options.crop.wanted) DecideCut(options.crop, image.width(), image.height(), corrected);
   corrected.chroma = options.saturation.Of(corrected.chroma);
   corrected.gray = options.gray;
+  corrected.converted = ConversionOf(image);
   corrected.page = scan.FilePage(page);
   corrected.bands = image.bands();
   corrected.bits = image.format() == VIPS_FORMAT_USHORT ? 16 : 8;
