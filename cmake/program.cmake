@@ -1,6 +1,7 @@
 # zep3, the program: on libvips, libtiff, libwebp, Little CMS, CLI11, nlohmann-json and toml++.
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(VIPS REQUIRED IMPORTED_TARGET vips-cpp)
+pkg_check_modules(GMODULE REQUIRED IMPORTED_TARGET gmodule-no-export-2.0)
 pkg_check_modules(TIFF REQUIRED IMPORTED_TARGET libtiff-4>=4.5)
 pkg_check_modules(LCMS REQUIRED IMPORTED_TARGET lcms2>=2.13)
 pkg_check_modules(TOML REQUIRED IMPORTED_TARGET tomlplusplus)
@@ -14,6 +15,7 @@ configure_file(tools/zep3/version.h.in ${PROJECT_BINARY_DIR}/generated/version.h
 
 # Everything but main, for the tests.
 add_library(zep3_program_parts STATIC
+  tools/zep3/did_you_mean.cpp
   tools/zep3/interrupt.cpp
   tools/zep3/log.cpp
   tools/zep3/command/arguments.cpp
@@ -23,12 +25,15 @@ add_library(zep3_program_parts STATIC
   tools/zep3/command/name_list.cpp
   tools/zep3/command/overview.cpp
   tools/zep3/command/plan.cpp
+  tools/zep3/command/progress_line.cpp
   tools/zep3/command/reporter.cpp
   tools/zep3/command/rolls.cpp
   tools/zep3/command/run_jobs.cpp
   tools/zep3/command/scan_list.cpp
   tools/zep3/command/scan_settings.cpp
   tools/zep3/command/setting_options.cpp
+  tools/zep3/command/stops.cpp
+  tools/zep3/command/verb_help.cpp
   tools/zep3/command/workers.cpp
   tools/zep3/files/formats.cpp
   tools/zep3/files/output.cpp
@@ -43,10 +48,12 @@ add_library(zep3_program_parts STATIC
   tools/zep3/job/result.cpp
   tools/zep3/job/scan_job.cpp
   tools/zep3/opening/admission.cpp
+  tools/zep3/opening/image_library.cpp
   tools/zep3/opening/own_source.cpp
   tools/zep3/opening/pnm.cpp
   tools/zep3/opening/scan.cpp
   tools/zep3/opening/tiff_page_stream.cpp
+  tools/zep3/opening/to_rgb.cpp
   tools/zep3/page/analysis.cpp
   tools/zep3/page/box_mean.cpp
   tools/zep3/page/cut.cpp
@@ -89,12 +96,14 @@ add_library(zep3_program_parts STATIC
 target_include_directories(zep3_program_parts PUBLIC tools/zep3 ${PROJECT_BINARY_DIR}/generated)
 target_link_libraries(zep3_program_parts
   PUBLIC zep3::zep3 PkgConfig::VIPS nlohmann_json::nlohmann_json
-  PRIVATE PkgConfig::TOML PkgConfig::TIFF PkgConfig::LCMS PkgConfig::WEBP CLI11::CLI11 ZLIB::ZLIB Threads::Threads
+  PRIVATE PkgConfig::TOML PkgConfig::GMODULE PkgConfig::TIFF PkgConfig::LCMS PkgConfig::WEBP CLI11::CLI11 ZLIB::ZLIB
+    Threads::Threads
 )
-# CLI11 is all templates and runs once a run: optimising it fully would take half of the time that this file compiles.
+# CLI11 is all templates and runs once a run: optimising it fully would take half of the time that these files compile.
 if(NOT MSVC)
   set_source_files_properties(
-    tools/zep3/command/command_line.cpp tools/zep3/command/scan_settings.cpp tools/zep3/command/setting_options.cpp PROPERTIES
+    tools/zep3/command/command_line.cpp tools/zep3/command/scan_settings.cpp tools/zep3/command/setting_options.cpp
+    tools/zep3/command/verb_help.cpp PROPERTIES
     COMPILE_OPTIONS $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-O1>)
 endif()
 zep3_warnings(zep3_program_parts)
@@ -109,17 +118,20 @@ zep3_release(zep3_program)
 zep3_check_containers(zep3_program)
 install(TARGETS zep3_program)
 
-# Man page from the help, and completion for bash.
+# Man page from the help, and completion for bash, zsh and fish.
 find_program(HELP2MAN help2man)
 if(HELP2MAN)
   add_custom_command(
     OUTPUT ${PROJECT_BINARY_DIR}/zep3.1
     COMMAND ${HELP2MAN} --no-info --name "automatic exposure and colour correction of scans"
+      --include ${PROJECT_SOURCE_DIR}/tools/zep3/command/zep3.h2m
       --output ${PROJECT_BINARY_DIR}/zep3.1 $<TARGET_FILE:zep3_program>
-    DEPENDS zep3_program
+    DEPENDS zep3_program ${PROJECT_SOURCE_DIR}/tools/zep3/command/zep3.h2m
     VERBATIM
   )
   add_custom_target(zep3_man ALL DEPENDS ${PROJECT_BINARY_DIR}/zep3.1)
   install(FILES ${PROJECT_BINARY_DIR}/zep3.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 endif()
 install(FILES tools/zep3/command/zep3.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME zep3)
+install(FILES tools/zep3/command/zep3.zsh DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions RENAME _zep3)
+install(FILES tools/zep3/command/zep3.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)

@@ -9,6 +9,7 @@
 #include <numeric>
 
 #include "command/arguments.h"
+#include "command/stops.h"
 #include "command/workers.h"
 #include "failure.h"
 #include "files/formats.h"
@@ -32,6 +33,9 @@ TEST(Arguments, GoodOnesAreRead) {
   EXPECT_EQ(ParseMatrix("1,0,0,0,1e0,0,0,0,-.5")[8], -0.5);
   EXPECT_EQ(ParseBalance("-5,0,+7"), (std::array<int64_t, 3>{-5, 0, 7}));
   EXPECT_EQ(ParseGamma("2.2"), 22);
+  EXPECT_EQ(ParseStops("-1/4", 5), -0.25);
+  EXPECT_FALSE(ParseSaturation("off").proposed);
+  EXPECT_EQ(ParseSaturation("+12.5").Of(1.2), 1.2 * 1.125);
 }
 
 TEST(Arguments, BadOnesAreRefused) {
@@ -47,6 +51,26 @@ TEST(Arguments, BadOnesAreRefused) {
   refused(ParseMatrix, {"1,0,0,0,1,0,0,0", "1,0,0,0,1,0,0,0,1e7"});
   refused(ParseBalance, {"1,2", "1,2,1001", "1.5,2,3"});
   refused(ParseGamma, {"0.4", "5.1", "2.25"});
+  refused([](const std::string& text) { return ParseStops(text, 5); },
+          {"", "5.01", "1/0", "1/2/3", "nan", "1/-2", "x"});
+  refused(ParseSaturation, {"", "-101", "401", "no"});
+}
+
+// log10(2) / 0.003 = 100.343 steps a stop. By hand: warmth 0.4 is +-20.07 and a gray of luminance 0.2126 * 1.1487 +
+// 0.7152 + 0.0722 * 0.8706 = 1.0223, from which 3.19 steps are taken: 16.88, -3.19, -23.26; of the whole numbers around
+// these the luminances are nearest to 1 for 16, -3, -23 (0.9996).
+TEST(Arguments, StopsAreSteps) {
+  EXPECT_EQ(StepsOfStops(1), 100);
+  EXPECT_EQ(StepsOfStops(-1.0 / 3), -33);
+  using Balance = std::array<int64_t, 3>;
+  EXPECT_EQ(BalanceOfStops(0.4, 0), (Balance{16, -3, -23}));
+  for (const auto& [warmth, tint] : {std::pair{2.0, 0.0}, {-1.3, 0.4}, {0.0, -3.0}, {4.9, 5.0}}) {
+    const Balance balance = BalanceOfStops(warmth, tint);
+    const auto light = [&](size_t c) { return std::pow(10, 0.003 * static_cast<double>(balance[c])); };
+    EXPECT_NEAR(0.2126 * light(0) + 0.7152 * light(1) + 0.0722 * light(2), 1, 0.0035) << warmth << " " << tint;
+    EXPECT_NEAR(std::log2(light(0) / light(2)), warmth, 0.02);
+    EXPECT_NEAR(std::log2(std::sqrt(light(0) * light(2)) / light(1)), tint, 0.02);
+  }
 }
 
 TEST(Arguments, BracketsBehindANameAreOptions) {

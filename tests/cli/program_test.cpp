@@ -143,6 +143,39 @@ TEST_F(Program, MonochromeNegativesComeOutNeutral) {
   EXPECT_GT(chroma("--saturation off"), 0);
 }
 
+// In the record as steps, repeated from a sidecar, and seen in the pixels of all kinds.
+TEST_F(Program, StopsAndSaturation) {
+  Save(Sample(), "scan.png");
+  const std::string run = "scan.png -o out.png --overwrite --sidecar ";
+  ExpectDone(run + "-k faded-print --exposure 1/2 --warmth 0.4 --saturation 25");
+  const auto page = Sidecar("out.png");
+  EXPECT_EQ(page["record"]["lBrightness"], 50);
+  EXPECT_EQ(page["record"]["lColorBalanceB"], -23);
+  const std::string made = Read("out.png");
+  fs::rename(m_folder / "out.png.zep3.json", m_folder / "first.json");
+  ExpectDone("scan.png -o out.png --overwrite --sidecar -k faded-print -b 50 --balance 16,-3,-23 --saturation on");
+  EXPECT_DOUBLE_EQ(page["chroma"].get<double>(), 1.25 * Sidecar("out.png")["chroma"].get<double>());
+  ExpectDone("scan.png -o out.png --overwrite --use-sidecar first.json");
+  EXPECT_EQ(Read("out.png"), made);
+  const auto means = [&](const std::string& options) {
+    ExpectDone(run + options);
+    return std::array{Load("out.png")[0].avg(), Load("out.png")[1].avg(), Load("out.png")[2].avg()};
+  };
+  for (const std::string kind : {"photo", "negative", "document", "ground-color"}) {
+    SCOPED_TRACE(kind);
+    const auto plain = means("-k " + kind), dark = means("-k " + kind + " --exposure -0.7"),
+               warm = means("-k " + kind + " --warmth 1.5 --exposure -0.7"),
+               green = means("-k " + kind + " --tint -1.5 --exposure -0.7");
+    EXPECT_LT(dark[1], plain[1] - 3);
+    EXPECT_GT(warm[0] - warm[2], dark[0] - dark[2] + 3);
+    EXPECT_LT(green[0] - green[1], dark[0] - dark[1] - 3);
+    means("-k " + kind + " --saturation -100");
+    EXPECT_LE(Difference(Load("out.png")[0], Load("out.png")[2]), 0);
+  }
+  ExpectFault(run + "--exposure 1 -b 30", "--exposure and --brightness are one number", 2);
+  ExpectFault(run + "--tint 1 --balance 1,2,3", "make the numbers of --balance", 2);
+}
+
 // What the pipettes point at becomes gray.
 TEST_F(Program, PipettesMakeTheirColourGray) {
   VImage scan = Sample().copy_memory();
@@ -546,7 +579,7 @@ TEST_F(Program, FaultsAreNamedAndLoseNothing) {
   Save(Sample(), "spoiled.tif[compression=lzw]"); // the directory lies at the end: this is damaged data
   File("spoiled.tif", Read("spoiled.tif").replace(Read("spoiled.tif").size() / 3, 40, std::string(40, '\xff')));
   File("png_inside.tif", Read("good.png"));
-  Save(Sample().colourspace(VIPS_INTERPRETATION_CMYK), "cmyk.tif");
+  Save(Sample().colourspace(VIPS_INTERPRETATION_CMYK), "cmyk.tif[strip]"); // without a profile
   Save(Sample().cast(VIPS_FORMAT_FLOAT), "float.tif");
   const std::string user = // that is not root, who may do everything
       ::geteuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups " : "";

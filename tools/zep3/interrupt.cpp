@@ -42,6 +42,10 @@ void CatchSignals() {
   }
   action.sa_handler = [](int) {};
   ::sigaction(SIGALRM, &action, nullptr);
+  // A terminal that changes its size ends the wait for workers, so that the line of progress is drawn anew; nothing
+  // else.
+  action.sa_flags = SA_RESTART;
+  ::sigaction(SIGWINCH, &action, nullptr);
   ::signal(SIGPIPE, SIG_IGN);
   ::signal(SIGXFSZ, SIG_IGN);
 }

@@ -16,6 +16,8 @@ constexpr size_t kKeptWarnings = 200; // bytes
 std::mutex warningsMutex; // decoders have threads
 std::string warnings;
 
+Listener listener; // of a worker
+
 void KeepWarning(std::string message) {
   message.resize(std::min(message.size(), kKeptWarnings));
   const std::lock_guard lock(warningsMutex);
@@ -51,10 +53,17 @@ std::string Printable(std::string_view text) {
 }
 
 void Say(const std::string& message) {
+  if (listener) return listener(Told::kMessage, message);
   // One write a message: several processes may share the terminal.
   const std::string line = "zep3: " + Printable(message) + '\n';
   std::fwrite(line.data(), 1, line.size(), stderr);
 }
+
+void SayPercent(int percent) {
+  if (listener) listener(Told::kPercent, std::to_string(percent));
+}
+
+void SendMessagesTo(Listener to) { listener = std::move(to); }
 
 void RouteLibraryMessages(bool verbose) {
   const GLogFunc take = [](const gchar* domain, GLogLevelFlags level, const gchar* message, gpointer shown) {

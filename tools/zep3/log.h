@@ -1,6 +1,7 @@
 // Messages to the user, all on standard error and all beginning with the program's name.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -10,6 +11,15 @@ std::string Printable(std::string_view text);
 
 // One line, printable.
 void Say(const std::string& message);
+
+// How much of a result is written.
+void SayPercent(int percent);
+
+// What a worker process tells its parent, which alone writes to the terminal.
+enum class Told { kMessage, kPercent };
+using Listener = std::function<void(Told what, const std::string& text)>;
+// From now on messages and percentages go there; the listener is called by any thread.
+void SendMessagesTo(Listener listener);
 
 // Takes the warnings of the image libraries: says them with `verbose`, otherwise keeps them for TakeLibraryWarnings().
 // A message that ends the process is always said; errors that end a scan's work arrive as exceptions.

@@ -1,6 +1,7 @@
 // What the user asked for: values alone, from the command line.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <map>
@@ -55,8 +56,20 @@ struct AnalysisOptions {
 struct UserOptions {
   std::optional<int64_t> brightness, contrast;
   std::optional<std::array<int64_t, 3>> balance;
+  std::optional<double> exposure, warmth, tint; // stops; the command line makes brightness and balance of them
   std::optional<ZEP3_TONE> masterCurve;
   std::array<std::optional<ZEP3_TONE>, 3> channelCurves;
+};
+
+// How colourful the result is.
+struct SaturationOptions {
+  bool proposed = true; // what the analysis proposes, or a sidecar holds, counts
+  double percent = 0;   // more or less than that
+
+  // By what the chroma of the result is multiplied, where that was found.
+  double Of(double found) const { return std::min((proposed ? found : 1) * (1 + percent / 100), kMost); }
+
+  static constexpr double kMost = 10; // far above what anybody wants
 };
 
 // What is cut out of a scan.
@@ -118,7 +131,7 @@ struct Options {
   UserOptions user;
   CropOptions crop;
   std::optional<int> inputGamma, outputGamma; // tenths
-  bool saturation = true;
+  SaturationOptions saturation;
   bool gray = false;
   std::string useSidecar;   // empty: analyse
   bool roll = false;        // the scans are finished together

@@ -167,6 +167,29 @@ int ParseWhole(std::string_view text, int low, int high) {
   return number;
 }
 
+std::string TextOf(const SaturationOptions& value) {
+  if (!value.proposed) return TextOf(false);
+  return value.percent == 0 ? TextOf(true) : TextOf(value.percent);
+}
+
+SaturationOptions ParseSaturation(std::string_view text) {
+  SaturationOptions saturation;
+  if (text == "on") return saturation;
+  saturation.proposed = text != "off";
+  if (saturation.proposed && !Read(text, -100.0, 400.0, saturation.percent))
+    Refuse(text, "on, off or percent of -100..400");
+  return saturation;
+}
+
+double ParseStops(std::string_view text, double most) {
+  const auto parts = Split(text, '/');
+  double stops = 0, under = 1;
+  const bool good = parts.size() <= 2 && Read(parts[0], -kFarthest, kFarthest, stops) &&
+                    (parts.size() == 1 || Read(parts[1], 1.0, kFarthest, under)) && std::abs(stops / under) <= most;
+  if (!good) Refuse(text, "stops within " + std::to_string(std::lround(most)) + " of 0, such as 0.5, -1 or 1/3");
+  return stops / under;
+}
+
 int ParseGamma(std::string_view text) {
   double gamma = 0;
   if (!Read(text, 0.5, 5.0, gamma)) Refuse(text, "a gamma of 0.5 to 5, such as 2.2");

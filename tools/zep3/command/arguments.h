@@ -22,6 +22,7 @@ std::string TextOf(const Length& value);
 std::string TextOf(const AreaArgument& value); // "" of the whole scan
 std::string TextOf(const PipetteArgument& value);
 std::string TextOf(const ZEP3_TONE& value);
+std::string TextOf(const SaturationOptions& value);
 template <typename T, size_t N>
 std::string TextOf(const std::array<T, N>& values) {
   std::string text;
@@ -56,6 +57,12 @@ std::array<int64_t, 3> ParseBalance(std::string_view text);
 
 // A whole number within the limits.
 int ParseWhole(std::string_view text, int low, int high);
+
+// "on", "off" or percent more or less than what is proposed.
+SaturationOptions ParseSaturation(std::string_view text);
+
+// A number of stops, as 0.5, -1 or 1/3, within `most` of 0.
+double ParseStops(std::string_view text, double most);
 
 // A gamma with at most one decimal, 0.5 to 5; in tenths.
 int ParseGamma(std::string_view text);

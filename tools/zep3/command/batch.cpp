@@ -86,13 +86,14 @@ int RunBatch(const Options& given) {
   const bool alone = first && !second;
   if (!alone) reporter.Expect();
   options.overview = WantsOverview(options, !alone);
-  // Of many, the reporter alone draws a line: that of each result would be written over it.
+  // Of many, scans are counted: nobody follows a single one.
   Options forWorkers = options;
   forWorkers.quiet |= !alone;
   ComparedScans compared(options);
   const auto next = [&] {
     std::optional<Job>& waiting = first ? first : second;
     std::optional<Job> job = waiting ? std::exchange(waiting, std::nullopt) : plan.Next();
+    reporter.ExpectInAll(plan.Total());
     if (job) compared.Expect(job->scan);
     if (job) job->made = former.Made(job->result);
     return job;
@@ -101,7 +102,7 @@ int RunBatch(const Options& given) {
     compared.Take(job.scan, outcome);
     reporter.Tell(job, outcome);
   };
-  RunJobs(forWorkers, WorkersFor(options, alone ? 1 : std::numeric_limits<size_t>::max()), next, done);
+  RunJobs(forWorkers, WorkersFor(options, alone ? 1 : std::numeric_limits<size_t>::max()), next, done, reporter);
   compared.Write();
   reporter.Summarise();
   if (options.overview) WriteOverview(options);

@@ -2,11 +2,15 @@
 #include "command/command_line.h"
 
 #include <cstdio>
+#include <filesystem>
+#include <iostream>
 #include <string>
 #include <vector>
 
 #include "command/option_group.h"
 #include "command/setting_options.h"
+#include "command/verb_help.h"
+#include "did_you_mean.h"
 #include "failure.h"
 #include "log.h"
 #include "page/analysis.h"
@@ -55,8 +59,7 @@ Notes:
 constexpr const char* kAdmissionHeading = "What is opened";
 constexpr const char* kLicence = "Copyright (c) the zep3 authors, MIT License";
 
-// The help's text behind the options.
-std::string Footer() {
+std::string KindsText() {
   std::string text = "Kinds of original, and their analysis:\n";
   const auto column = [](std::string_view word, size_t width) {
     return std::string(word) + std::string(width - word.size(), ' ');
@@ -64,8 +67,11 @@ std::string Footer() {
   for (int64_t i = 0; const ZEP3_KIND* kind = GetZEP3Kind(i); i++) {
     text += "  " + column(kind->pName, 20) + column(MethodName(kind->wAdaptive != 0), 12) + kind->pText + "\n";
   }
-  return text + "\n" + kExamples;
+  return text;
 }
+
+// The help's text behind the options.
+std::string Footer() { return KindsText() + "\n" + kExamples; }
 
 void AddResult(CLI::App& app, Options& options, Settings& settings) {
   Group group(app, kResultHeading);
@@ -86,7 +92,7 @@ void AddResult(CLI::App& app, Options& options, Settings& settings) {
                   "Write a page of all results in the folder OUT, and a table, as OUT/zep3-report/index.html and "
                   "run.csv (with --report of more than one scan)");
   group.Add("--as", options.tableForm, "FORM", "zep3 tables: text (default), csv, json, png (256 x 1) or scanimage")
-      ->check(Group::OneOf({"text", "csv", "json", "png", "scanimage"}));
+      ->check(Group::OneOfWords("--as"));
 }
 
 void AddSidecarUse(CLI::App& app, Options& options) {
@@ -113,6 +119,7 @@ void AddAdmission(CLI::App& app, Options& options) {
   AddParsed(
       group, "--also-read", options.admission.alsoRead, ParseFormatsOnDemand, "FORMAT,...",
       "Open these, too: jp2, jxl, heif, gif, pdf. Their decoders are less tried: for scans whose source you trust");
+  AddRange(group, "--pdf-dpi", options.admission.pdfDpi, 36, 2400, "Pixels an inch for pages of PDF (300)");
   AddParsed(
       group, "--max-pixels", options.admission.maxPixels,
       [](const std::string& text) { return ParseAmount(text, 1000); }, "N",
@@ -221,8 +228,37 @@ void CheckOverview(const Options& options) {
   if (options.inputs.empty()) throw UsageError("zep3 overview DIR: say which folder of results");
 }
 
+std::vector<std::string> NamesOf(const std::vector<const CLI::App*>& commands) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : commands) names.push_back(command->get_name());
+  return names;
+}
+
+// A mistyped command would be taken for a scan.
+void CheckFirstWord(const CLI::App& app, const Options& options) {
+  if (options.inputs.empty() || !app.get_subcommands().empty()) return;
+  const std::string& word = options.inputs.front();
+  std::error_code ignored;
+  if (word.find_first_of("./[") != std::string::npos || std::filesystem::exists(word, ignored)) return;
+  const std::string meant = NearestWord(word, NamesOf(app.get_subcommands([](const CLI::App*) { return true; })));
+  if (!meant.empty()) throw UsageError("there is no command and no scan '" + word + "'; did you mean " + meant + "?");
+}
+
+// What is said of an option that there is not.
+std::string UnknownOption(const CLI::App& app) {
+  const std::vector<std::string> unknown = app.remaining(true);
+  const std::string word = unknown.empty() ? "" : unknown.front().substr(0, unknown.front().find('='));
+  std::vector<std::string> names;
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  return "there is no option " + word + DidYouMean(word, names);
+}
+
 void Check(const CLI::App& app, Options& options) {
+  CheckFirstWord(app, options);
   if (options.command == Command::kOverview) return CheckOverview(options);
+  TakeStops(options.user);
   if (options.inputs.empty() && options.filesFrom.empty()) throw UsageError("no scan is named; see zep3 --help");
   if (!options.useSidecar.empty()) CheckSidecarUse(app);
   if (!options.useSidecar.empty() && (options.roll || !options.useRoll.empty())) {
@@ -305,8 +341,14 @@ Parsed ParseCommandLine(int argc, char** argv) {
   AddCrop(app, options, settings, Strictness::kStrict);
   AddAdmission(app, options);
   AddMany(app, options);
+  std::optional<std::string> wordBefore; // of a shell that completes a command
+  app.add_option("--words-after", wordBefore)->group("");
   try {
     app.parse(argc, argv);
+    if (wordBefore) {
+      std::cout << WordsAfter(app, *wordBefore);
+      return {};
+    }
     if (app.count("--overview") == 0) options.overviewGiven.reset(); // CLI11 may set a switch that was not given
     if (*analyse) options.command = Command::kAnalyse;
     if (*tables) options.command = Command::kTables;
@@ -320,7 +362,13 @@ Parsed ParseCommandLine(int argc, char** argv) {
     TakeWordsGiven(settings, options);
     options.commandLine = CommandLineText(argc, argv);
     if (options.roll) CheckRoll(options);
-  } catch (const CLI::Success& success) { // help and version
+  } catch (const CLI::CallForHelp&) {
+    std::cout << HelpText(app, KindsText());
+    return {};
+  } catch (const CLI::ExtrasError&) {
+    Say(UnknownOption(app));
+    return {std::nullopt, 2};
+  } catch (const CLI::Success& success) { // version
     app.exit(success);
     return {};
   } catch (const CLI::ParseError& error) {

@@ -84,6 +84,12 @@ Message ToMessage(const Outcome& outcome) {
   return message;
 }
 
+Message NoteOf(Told what, const std::string& text) { return {what == Told::kPercent ? "percent" : "", text}; }
+
+void TakeNote(const Message& note, const Listener& told) {
+  if (note.size() == 2) told(note[0].empty() ? Told::kMessage : Told::kPercent, note[1]);
+}
+
 Outcome OutcomeOf(const std::optional<Message>& answer, const std::string& death) {
   if (!answer && IsInterrupted()) return {Status::kInterrupted, "interrupted"};
   Outcome crashed = {Status::kFailed, death};

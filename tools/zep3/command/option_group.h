@@ -4,12 +4,15 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "command/arguments.h"
+#include "command/verb_help.h"
+#include "did_you_mean.h"
 #include "failure.h"
 
 // An option that settles what becomes of a scan.
@@ -56,9 +59,13 @@ class Group {
       return "";
     };
   }
-  // The help says what is allowed in its own words.
-  static CLI::Validator Plain(CLI::Validator validator) { return validator.description(""); }
-  static CLI::Validator OneOf(const std::vector<std::string>& words) { return Plain(CLI::IsMember(words)); }
+  // Without a description: the help says what is allowed in its own words.
+  static CLI::Validator OneOfWords(const std::string& option) {
+    const auto fault = [words = WordsOf(option)](const std::string& typed) {
+      return std::find(words.begin(), words.end(), typed) != words.end() ? "" : ExpectedOneOf(typed, words);
+    };
+    return CLI::Validator(fault, "");
+  }
 
  private:
   CLI::Option* Register(CLI::Option* option, std::function<std::string()> text) {

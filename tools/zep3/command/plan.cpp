@@ -288,8 +288,15 @@ void Plan::Gather() {
   }
   faults.End();
   if (!withoutKind.empty()) AskForKind(withoutKind, m_jobs.size());
+  m_jobs.insert(m_jobs.end(), m_unreadable.rbegin(), m_unreadable.rend());
+  m_unreadable.clear();
   m_scans.clear();
   m_results.clear();
+}
+
+std::optional<size_t> Plan::Total() const {
+  if (m_streams) return std::nullopt;
+  return m_jobs.size();
 }
 
 std::optional<Job> Plan::Next() {

@@ -43,6 +43,8 @@ class Plan {
   // Throws UsageError, after having said what is wrong.
   explicit Plan(const Options& options);
   std::optional<Job> Next();
+  // The jobs in all; absent while a list is still read.
+  std::optional<size_t> Total() const;
 
   // Beside whose results the state of the run is kept; empty: it is not.
   const std::string& StateFolder() const { return m_stateFolder; }

@@ -2,13 +2,10 @@
 #include "command/reporter.h"
 
 #include <glib.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
 #include <nlohmann/json.hpp>
-#include <string_view>
 
 #include "files/output.h"
 #include "interrupt.h"
@@ -17,13 +14,6 @@
 #include "told/sidecar.h"
 
 namespace {
-
-// The first 60 bytes at most, cut between characters.
-std::string_view Beginning(std::string_view name) {
-  size_t end = std::min<size_t>(name.size(), 60);
-  while (end < name.size() && end > 0 && (static_cast<unsigned char>(name[end]) & 0xc0) == 0x80) end--;
-  return name.substr(0, end);
-}
 
 // What is told of a scan, on standard output and in the state of the run.
 nlohmann::ordered_json RecordOf(const Job& job, const Outcome& outcome) {
@@ -56,7 +46,7 @@ std::string SizeText(int64_t bytes) {
 } // namespace
 
 Reporter::Reporter(const Options& options, const Plan& plan)
-    : m_options(options), m_terminal(::isatty(STDERR_FILENO) != 0), m_plan(plan) {
+    : m_options(options), m_progress(!options.quiet), m_plan(plan) {
   if (!plan.StateFolder().empty() && !options.dryRun) m_log.emplace(plan.StateFolder(), plan.Root());
   if (options.knownBad.empty()) return;
   NameList names(options.knownBad, '\n');
@@ -75,7 +65,7 @@ void Reporter::Tell(const Job& job, const Outcome& outcome) {
   }
   m_toLookAt += outcome.verdict == ZEP3_VERDICT_LOOK ? 1 : 0;
   m_notFound += outcome.verdict == ZEP3_VERDICT_FAILED ? 1 : 0;
-  ClearProgress();
+  m_progress.Clear();
   if (!outcome.text.empty()) WriteToStandardOutput(outcome.text);
   if (m_options.json && m_options.command == Command::kCorrect) {
     WriteToStandardOutput(ToText(RecordOf(job, outcome), -1) + '\n');
@@ -102,7 +92,7 @@ void Reporter::Tell(const Job& job, const Outcome& outcome) {
     for (const std::string& found : outcome.found) Say(job.scan + ": " + found);
   }
   TakeKnown(job, outcome);
-  if (m_many) ShowProgress(job.scan);
+  if (m_many) m_progress.Count("", outcome.status != Status::kSkipped, m_total, job.scan);
 }
 
 // A scan that may fail, by the user's list.
@@ -126,20 +116,26 @@ void Reporter::Keep(const Job& job, const Outcome& outcome) {
   }
 }
 
-void Reporter::ShowLook(size_t looked, size_t count, const std::string& scan) {
-  if (!m_many || !m_terminal || m_options.quiet) return;
-  std::fprintf(stderr, "\rzep3: looked at %zu of %zu, last %s\033[K", looked, count,
-               Printable(Beginning(scan)).c_str());
-  m_shown = true;
+void Reporter::ShowLook(size_t count, const std::string& scan) {
+  if (m_many) m_progress.Count("looked at ", true, count, scan);
+}
+
+void Reporter::TellNote(Told what, const std::string& text) {
+  if (what == Told::kPercent) {
+    if (!m_many) m_progress.ShowPercent(text);
+    return;
+  }
+  m_progress.Clear();
+  Say(text);
 }
 
 void Reporter::Note(const std::string& text) {
-  ClearProgress();
+  m_progress.Clear();
   if (!m_options.quiet) Say(text);
 }
 
 void Reporter::Summarise() {
-  ClearProgress();
+  m_progress.Clear();
   try {
     if (m_log && !m_options.noSync) m_log->Sync();
   } catch (const std::exception& error) {
@@ -201,17 +197,4 @@ std::string Reporter::PlanText() const {
 int Reporter::ExitStatus() const {
   if (IsInterrupted()) return 130;
   return Count(Status::kFailed) > m_knownFailed ? 1 : 0;
-}
-
-void Reporter::ShowProgress(const std::string& scan) {
-  if (!m_terminal || m_options.quiet) return;
-  int done = 0;
-  for (const int count : m_counts) done += count;
-  std::fprintf(stderr, "\rzep3: %d done, last %s\033[K", done, Printable(Beginning(scan)).c_str());
-  m_shown = true;
-}
-
-void Reporter::ClearProgress() {
-  if (m_shown) std::fputs("\r\033[K", stderr);
-  m_shown = false;
 }

@@ -6,7 +6,9 @@
 #include <string>
 
 #include "command/plan.h"
+#include "command/progress_line.h"
 #include "job/outcome.h"
+#include "log.h"
 #include "options.h"
 #include "told/run_state.h"
 
@@ -19,8 +21,14 @@ class Reporter {
   void Expect() { m_many = true; }
 
   void Tell(const Job& job, const Outcome& outcome);
-  // The progress of a first pass.
-  void ShowLook(size_t looked, size_t count, const std::string& scan);
+  // The scans that the run has in all, as far as that is known.
+  void ExpectInAll(std::optional<size_t> total) { m_total = total; }
+  // The progress of a first pass, over so many scans.
+  void ShowLook(size_t count, const std::string& scan);
+  // What a worker tells by the way.
+  void TellNote(Told what, const std::string& text);
+  // Brings the line of progress up to date.
+  void Refresh() { m_progress.Refresh(); }
   // What is said of many scans in one line.
   void Note(const std::string& text);
   void Summarise();
@@ -33,14 +41,12 @@ class Reporter {
   void TakeKnown(const Job& job, const Outcome& outcome);
   std::string PlanText() const;
   void Keep(const Job& job, const Outcome& outcome);
-  void ShowProgress(const std::string& scan);
-  void ClearProgress();
 
   const Options& m_options;
   std::optional<RunLog> m_log; // none: what is done is not kept
-  bool m_terminal;
+  ProgressLine m_progress;
+  std::optional<size_t> m_total;
   bool m_many = false;
-  bool m_shown = false;
   const Plan& m_plan;
   int m_counts[6] = {};               // by Status
   int m_causes[5] = {};               // of failures, by Cause

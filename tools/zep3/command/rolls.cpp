@@ -175,8 +175,9 @@ class RollRun {
       job.made = m_former.Made(job.result);
       return job;
     };
-    RunJobs(options, WorkersFor(m_options, numbers.size()), next,
-            [&](const Job&, Outcome outcome) { done(numbers[taken++], std::move(outcome)); });
+    RunJobs(
+        options, WorkersFor(m_options, numbers.size()), next,
+        [&](const Job&, Outcome outcome) { done(numbers[taken++], std::move(outcome)); }, m_reporter);
   }
 
   // The first pass, without the scans that an earlier run has seen.
@@ -197,7 +198,6 @@ class RollRun {
     Options looking = m_options;
     looking.command = Command::kObserve;
     looking.quiet = true;
-    size_t looked = 0;
     RunThrough(toSee, looking, [&](size_t i, Outcome outcome) {
       try {
         if (outcome.status == Status::kCorrected) found[i] = ObservedScanFromText(outcome.text);
@@ -205,7 +205,7 @@ class RollRun {
         outcome = {Status::kFailed, error.what()};
       }
       if (outcome.status != Status::kCorrected) m_failed[i] = outcome;
-      m_reporter.ShowLook(++looked, toSee.size(), m_jobs.jobs[i].scan);
+      m_reporter.ShowLook(toSee.size(), m_jobs.jobs[i].scan);
     });
     for (auto& [i, scan] : found) m_roll.scans.push_back(std::move(scan));
   }
@@ -345,6 +345,9 @@ int RunRolls(const Options& given) {
   Reporter reporter(options, plan);
   FormerRun former(plan.StateFolder());
   if (rolls.size() != 1 || rolls[0].jobs.size() != 1) reporter.Expect();
+  size_t total = 0;
+  for (const RollJobs& roll : rolls) total += roll.jobs.size();
+  reporter.ExpectInAll(total);
   for (const RollJobs& roll : rolls) {
     if (!IsInterrupted()) RollRun(roll, reporter, former).Run();
   }

@@ -7,22 +7,21 @@
 
 #include "command/messages.h"
 #include "command/workers.h"
-#include "failure.h"
 #include "files/output.h"
 #include "interrupt.h"
 #include "job/scan_job.h"
 #include "log.h"
-#include "opening/admission.h"
+#include "opening/image_library.h"
 #include "told/report_place.h"
 
 namespace {
 
 int Processors() { return static_cast<int>(std::max(1u, std::thread::hardware_concurrency())); }
 
-void StartImageLibrary(int threads, const Options& options) {
+void StartWorker(int threads, const Options& options) {
+  SendMessagesTo([](Told what, const std::string& text) { TellParent(NoteOf(what, text)); });
   RouteLibraryMessages(options.verbose);
-  if (VIPS_INIT("zep3") != 0) throw UsageError("libvips cannot be started");
-  BlockOtherLoaders(options.admission);
+  StartImageLibrary(options.admission);
   // Every scan is read once or twice from the top; nothing is worth keeping.
   vips_cache_set_max(0);
   vips_concurrency_set(threads);
@@ -36,10 +35,10 @@ int WorkersFor(const Options& options, size_t jobs) {
 }
 
 void RunJobs(const Options& options, int workers, const std::function<std::optional<Job>()>& next,
-             const std::function<void(const Job& job, Outcome outcome)>& done) {
+             const std::function<void(const Job& job, Outcome outcome)>& done, Reporter& reporter) {
   const auto work = [&](const Message& message) {
     [[maybe_unused]] static const bool started = // once a process
-        (StartImageLibrary(std::max(1, Processors() / workers), options), true);
+        (StartWorker(std::max(1, Processors() / workers), options), true);
     const Job job = ToJob(message);
     // Scans with the same words mostly come one after the other.
     static std::vector<std::string> words;
@@ -55,6 +54,10 @@ void RunJobs(const Options& options, int workers, const std::function<std::optio
   events.done = [&](const Message& job, const std::optional<Message>& answer, const std::string& death) {
     done(ToJob(job), OutcomeOf(answer, death));
   };
+  events.note = [&](const Message& note) {
+    TakeNote(note, [&](Told what, const std::string& text) { reporter.TellNote(what, text); });
+  };
+  events.look = [&] { reporter.Refresh(); };
   events.stop = IsInterrupted;
   events.cleanUp = [&](const Message& message) {
     const Job job = ToJob(message);

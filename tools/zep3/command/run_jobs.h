@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "command/plan.h"
+#include "command/reporter.h"
 #include "job/outcome.h"
 #include "options.h"
 
@@ -12,6 +13,6 @@
 int WorkersFor(const Options& options, size_t jobs);
 
 // Runs the jobs that `next` gives, in up to `workers` processes; `done` gets their outcomes in the order of the jobs.
-// After a signal no more are begun. Throws UsageError.
+// `reporter` says what workers tell by the way. After a signal no more are begun. Throws UsageError.
 void RunJobs(const Options& options, int workers, const std::function<std::optional<Job>()>& next,
-             const std::function<void(const Job& job, Outcome outcome)>& done);
+             const std::function<void(const Job& job, Outcome outcome)>& done, Reporter& reporter);

@@ -208,6 +208,7 @@ Options WithWords(const Options& options, const std::vector<std::string>& words)
     throw UsageError(error.what());
   }
   Options with = parser.options;
+  TakeStops(with.user);
   if (!with.crop.wanted) with.crop = CropOptions();
   with.analysis.window = with.crop.wanted;
   TakeWordsGiven(parser.settings, with);

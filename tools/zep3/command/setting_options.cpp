@@ -4,24 +4,34 @@
 #include <string>
 #include <vector>
 
+#include "command/stops.h"
+#include "command/verb_help.h"
+#include "did_you_mean.h"
 #include "page/record.h"
 #include "told/evidence.h"
 
 namespace {
 
-// Names of all kinds.
-std::vector<std::string> KindNames() {
-  std::vector<std::string> names;
-  for (int64_t i = 0; const ZEP3_KIND* kind = GetZEP3Kind(i); i++) names.emplace_back(kind->pName);
-  return names;
-}
-
 const Format* ParseFormat(const std::string& text, std::string& saver) {
   const NameWithOptions parts = SplitOptions(text);
   saver = parts.options;
   const Format* format = FormatOfName("scan." + parts.name);
-  if (format == nullptr) throw UsageError("'" + parts.name + "': expected tif, png, jpg, webp or pnm");
+  if (format == nullptr) throw UsageError(ExpectedOneOf(parts.name, WordsOf("--format")));
   return format;
+}
+
+// The same numbers in photographers' units.
+void AddStops(Group& group, UserOptions& user, CLI::Option* brightness, CLI::Option* balance, Settings& settings) {
+  constexpr double kMost = 5;
+  const auto add = [&](const char* name, std::optional<double>& target, CLI::Option* other, const char* help) {
+    const auto parse = [](const std::string& text) { return ParseStops(text, kMost); };
+    AddParsed(group, name, target, parse, "STOPS", help)->excludes(other);
+    settings.back().text = [] { return std::string(); }; // that of the other
+  };
+  add("--exposure", user.exposure, brightness,
+      "Lighter or darker by so many stops, such as 0.5 or -1/3; in place of -b");
+  add("--warmth", user.warmth, balance, "Warmer, or cooler below 0: stops between red and blue; in place of --balance");
+  add("--tint", user.tint, balance, "More magenta, or green below 0: stops between these; in place of --balance");
 }
 
 } // namespace
@@ -47,7 +57,7 @@ void AddOriginal(CLI::App& app, Options& options, Settings& settings) {
           "-k,--kind", "KIND", "What was scanned, see below; zep3 compare helps to choose",
           [&](const std::string& name) { options.analysis.kind = FindZEP3Kind(name.c_str()); },
           [&] { return std::string(options.analysis.kind->pName); })
-      ->check(Group::OneOf(KindNames()));
+      ->check(Group::OneOfWords("--kind"));
   group
       .AddText(
           "--analysis", "METHOD",
@@ -57,7 +67,7 @@ void AddOriginal(CLI::App& app, Options& options, Settings& settings) {
             const AnalysisOptions& analysis = options.analysis;
             return std::string(MethodName(analysis.adaptive.value_or(analysis.kind->wAdaptive != 0)));
           })
-      ->check(Group::OneOf({std::string(MethodName(false)), std::string(MethodName(true))}));
+      ->check(Group::OneOfWords("--analysis"));
   AddRange(group, "--level", options.analysis.level, 0, 9, "Strength of the correction, 0..9 (4)");
   AddRange(group, "--backlight", options.analysis.backlight, 0, 8,
            "Lift a dark subject before a bright background, 0..8 (0)");
@@ -66,24 +76,23 @@ void AddOriginal(CLI::App& app, Options& options, Settings& settings) {
           "--option", "OPTION", "normal (default), or plain: a plainer handling of shadows",
           [&](const std::string& name) { options.analysis.plain = name == "plain"; },
           [&] { return std::string(options.analysis.plain ? "plain" : "normal"); })
-      ->check(Group::OneOf({"normal", "plain"}));
+      ->check(Group::OneOfWords("--option"));
   AddParsed(group, "--matrix", options.analysis.matrix, ParseMatrix, "M,M,...",
             "Colour matrix for negatives, nine numbers row by row; its diagonal gives the film's contrasts");
-  AddRange(group, "-b,--brightness", options.user.brightness, -1000, 1000, "Density steps of 0.003, -1000..1000 (0)");
+  auto* brightness = AddRange(group, "-b,--brightness", options.user.brightness, -1000, 1000,
+                              "Density steps of 0.003, -1000..1000 (0)");
   AddRange(group, "-c,--contrast", options.user.contrast, -99, 99, "Contrast in percent, -99..99 (0)");
-  AddParsed(group, "--balance", options.user.balance, ParseBalance, "R,G,B", "Brightness of each channel, added");
+  auto* balance =
+      AddParsed(group, "--balance", options.user.balance, ParseBalance, "R,G,B", "Brightness of each channel, added");
+  AddStops(group, options.user, brightness, balance, settings);
   AddParsed(group, "--curve", options.user.masterCurve, ParseCurve, "IN:OUT,...",
             "Tone curve of all channels by points of levels 0..255, in place of the proposed one");
   for (size_t c = 0; c < 3; c++) {
     AddParsed(group, std::string("--curve-") + kChannelNames[c], options.user.channelCurves[c], ParseCurve,
               "IN:OUT,...", std::string("Tone curve of ") + kChannelNames[c] + ", applied first");
   }
-  group
-      .AddText(
-          "--saturation", "on|off", "Apply the saturation that the analysis proposes (on)",
-          [&](const std::string& word) { options.saturation = word == "on"; },
-          [&] { return TextOf(options.saturation); })
-      ->check(Group::OneOf({"on", "off"}));
+  AddParsed(group, "--saturation", options.saturation, ParseSaturation, "N",
+            "Percent more or less colourful than the analysis proposes, -100..400 (0); off: as the tables give it");
 }
 
 void AddAreaAndScales(CLI::App& app, Options& options, Settings& settings) {
@@ -137,6 +146,11 @@ void AddSettings(CLI::App& app, Options& options, Settings& settings, Strictness
   AddAreaAndScales(app, options, settings);
   AddPages(app, options, settings);
   AddCrop(app, options, settings, strictness);
+}
+
+void TakeStops(UserOptions& user) {
+  if (user.exposure) user.brightness = StepsOfStops(*user.exposure);
+  if (user.warmth || user.tint) user.balance = BalanceOfStops(user.warmth.value_or(0), user.tint.value_or(0));
 }
 
 SettingLayer LayerOf(const Settings& settings, const std::string& from) {

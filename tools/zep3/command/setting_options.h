@@ -22,6 +22,9 @@ void AddAreaAndScales(CLI::App& app, Options& options, Settings& settings);
 void AddPages(CLI::App& app, Options& options, Settings& settings);
 void AddCrop(CLI::App& app, Options& options, Settings& settings, Strictness strictness);
 
+// Stops as the record's numbers, once all options are read.
+void TakeStops(UserOptions& user);
+
 // Those that were given.
 SettingLayer LayerOf(const Settings& settings, const std::string& from);
 // The same as words to be said again, in Options::given and Options::givenForm.

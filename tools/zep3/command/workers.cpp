@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <cstring>
 #include <map>
+#include <mutex>
 
 #ifdef ZEP3_SANITIZED
 #include <sanitizer/lsan_interface.h>
@@ -54,8 +55,11 @@ bool ReadFully(int file, void* data, size_t size, bool (*stop)()) {
   return true;
 }
 
-bool Send(int file, const Message& message) {
-  const uint64_t count = message.size();
+// In the count of a worker's message: it is a note by the way, and no answer.
+constexpr uint64_t kIsNote = uint64_t{1} << 63;
+
+bool Send(int file, const Message& message, bool isNote = false) {
+  const uint64_t count = message.size() | (isNote ? kIsNote : 0);
   bool sent = WriteFully(file, &count, sizeof count);
   for (const std::string& text : message) {
     const uint64_t size = text.size();
@@ -70,10 +74,15 @@ constexpr uint64_t kMostTexts = 2 << 20;
 constexpr uint64_t kMostBytes = 4ULL << 30;
 
 // Nothing when the other side has gone, or sends no proper message.
-std::optional<Message> Receive(int file, bool (*stop)()) {
+std::optional<Message> Receive(int file, bool (*stop)(), bool* isNote = nullptr) {
   uint64_t count = 0;
   uint64_t left = kMostBytes;
-  if (!ReadFully(file, &count, sizeof count, stop) || count > kMostTexts) return std::nullopt;
+  if (!ReadFully(file, &count, sizeof count, stop)) return std::nullopt;
+  if (isNote != nullptr) {
+    *isNote = (count & kIsNote) != 0;
+    count &= ~kIsNote;
+  }
+  if (count > kMostTexts) return std::nullopt;
   Message message(count);
   for (std::string& text : message) {
     uint64_t size = 0;
@@ -88,6 +97,10 @@ std::optional<Message> Receive(int file, bool (*stop)()) {
 // ---- workers ----
 
 constexpr int kLook = 500; // ms
+
+// A worker's side of its channel; its threads take turns.
+int toParent = -1;
+std::mutex sending;
 
 using Clock = std::chrono::steady_clock;
 
@@ -221,9 +234,12 @@ class Pool {
       for (const Worker& other : m_workers) {
         if (other.pid >= 0) ::close(other.channel);
       }
+      toParent = channel[1];
       // Signals do not end this wait: the parent decides when there are no more jobs.
       while (const std::optional<Message> job = Receive(channel[1], [] { return false; })) {
-        if (!Send(channel[1], m_work(*job))) break;
+        const Message answer = m_work(*job);
+        const std::lock_guard lock(sending);
+        if (!Send(channel[1], answer)) break;
       }
 #ifdef ZEP3_SANITIZED
       if (__lsan_do_recoverable_leak_check() != 0) ::_exit(kLeaks); // only exit() does it unasked
@@ -266,14 +282,20 @@ class Pool {
         std::any_of(m_workers.begin(), m_workers.end(), [](const Worker& worker) { return worker.job; });
     // With a limit, so that a signal which comes just before is seen by the next look.
     const int ready = ::poll(channels.data(), channels.size(), !working ? 0 : m_end ? kLookAtTheEnd : kLook);
+    if (m_events.look) m_events.look();
     if (m_events.stop()) Stop(); // the signal may have been for this process alone
     if (ready <= 0) return;
     for (size_t i = 0; i < channels.size(); i++) {
       if (channels[i].revents == 0) continue;
       Worker& worker = m_workers[i];
-      std::optional<Message> answer = Receive(worker.channel, IsInterrupted);
+      bool isNote = false;
+      std::optional<Message> answer = Receive(worker.channel, IsInterrupted, &isNote);
       if (!answer) {
         Lost(worker);
+        continue;
+      }
+      if (isNote) {
+        if (m_events.note) m_events.note(*answer);
         continue;
       }
       Running& running = m_running[*worker.job];
@@ -312,6 +334,11 @@ class Pool {
 };
 
 } // namespace
+
+void TellParent(const Message& note) {
+  const std::lock_guard lock(sending);
+  Send(toParent, note, true);
+}
 
 void RunInWorkers(int count, const std::function<Message(const Message&)>& work, const WorkerEvents& events) {
   Pool(count, work, events).Run();

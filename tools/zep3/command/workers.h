@@ -15,11 +15,18 @@ struct WorkerEvents {
   std::function<std::optional<Message>()> next;
   // A job's answer, in the order of the jobs. No answer: the worker died, `death` says how.
   std::function<void(const Message& job, const std::optional<Message>& answer, const std::string& death)> done;
+  // A worker tells something by the way, see TellParent.
+  std::function<void(const Message& note)> note;
+  // Called at least twice a second while jobs are under way.
+  std::function<void()> look;
   // Asked before each job; when true, no more jobs are begun.
   std::function<bool()> stop;
   // A worker died at this job.
   std::function<void(const Message& job)> cleanUp;
 };
+
+// In a worker: sends the parent a note. Of any thread.
+void TellParent(const Message& note);
 
 // Runs `work` in up to `count` worker processes until the jobs are done. Throws UsageError when none can be started.
 void RunInWorkers(int count, const std::function<Message(const Message&)>& work, const WorkerEvents& events);

@@ -6,6 +6,7 @@
 #include <cctype>
 #include <filesystem>
 
+#include "did_you_mean.h"
 #include "failure.h"
 
 namespace {
@@ -122,7 +123,12 @@ std::vector<const Format*> ParseFormatsOnDemand(const std::string& text) {
     const size_t end = std::min(text.find(',', begin), text.size());
     const std::string name = text.substr(begin, end - begin);
     const Format* format = Find(FormatsOnDemand(), [&](const Format& each) { return each.name == name; });
-    if (format == nullptr) throw UsageError("'" + name + "': expected jp2, jxl, heif, gif, pdf or several of them");
+    if (format == nullptr) {
+      std::vector<std::string> names;
+      for (const Format& each : FormatsOnDemand()) names.emplace_back(each.name);
+      throw UsageError(ExpectedOneOf(name, names) +
+                       (NearestWord(name, names).empty() ? ", or several with commas between" : ""));
+    }
     asked.push_back(format);
     begin = end + 1;
   }

@@ -43,7 +43,7 @@ Outcome CompareKinds(const Job& job, const Options& options) {
       as.analysis.kind = kind;
       as.analysis.adaptive = adaptive;
       CorrectedPage corrected = FindCorrection(small, as, encoding);
-      if (!options.saturation) corrected.chroma = 1;
+      corrected.chroma = options.saturation.Of(corrected.chroma);
       const Correction& correction = corrected.correction;
       const int64_t reasons = correction.finding->evidence.lReasons;
       const bool denied = (reasons & (ZEP3_REASON_LOOKS_NEGATIVE | ZEP3_REASON_LOOKS_POSITIVE)) != 0;

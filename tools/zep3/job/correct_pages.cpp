@@ -36,6 +36,14 @@ vips::VImage TakePage(const Job& job, const Scan& scan, int page, const Options&
   return decided.source;
 }
 
+// Whether the pages of a scan that is no TIFF may take more than a classic one holds. Of those on demand, pages are as
+// large as the first, more or less.
+bool IsForBigTiff(const Scan& scan) {
+  const bool several = scan.Pages() > 1;
+  return several && static_cast<double>(VIPS_IMAGE_SIZEOF_IMAGE(scan.Head(0).get_image())) * scan.Pages() >
+                        static_cast<double>(kLargestClassic) / 2;
+}
+
 } // namespace
 
 CorrectedScan DecidePages(const Job& job, const Scan& scan, const Options& options) {
@@ -51,7 +59,7 @@ CorrectedScan CorrectPages(const Job& job, const Scan& scan, const Options& opti
                            PendingFile& to, const std::filesystem::path& target) {
   const std::vector<CorrectedPage> repeated = RepeatedCorrections(options);
   const bool tiff = save.format->name == "tiff" && scan.IsTiff();
-  TiffPageWriter writer(to, tiff && scan.Layout(0).big);
+  TiffPageWriter writer(to, tiff ? scan.Layout(0).big : IsForBigTiff(scan));
   CorrectedScan done;
   for (int page = 0; page < scan.Pages(); page++) {
     if (tiff && scan.IsBilevel(page)) { // nothing to correct: kept as it is stored

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "failure.h"
+#include "opening/to_rgb.h"
 #include "page/analysis.h"
 #include "page/box_mean.h"
 #include "page/encoding.h"
@@ -98,8 +99,9 @@ DecidedPage Decide(const Scan& scan, int page, const Options& options, const std
   }
   decided.small.detail.reset();
   if (options.crop.wanted) DecideCut(options.crop, image.width(), image.height(), corrected);
-  if (!options.saturation) corrected.chroma = 1;
+  corrected.chroma = options.saturation.Of(corrected.chroma);
   corrected.gray = options.gray;
+  corrected.converted = ConversionOf(image);
   corrected.page = scan.FilePage(page);
   corrected.bands = image.bands();
   corrected.bits = image.format() == VIPS_FORMAT_USHORT ? 16 : 8;

@@ -6,6 +6,7 @@
 
 #include "failure.h"
 #include "log.h"
+#include "opening/to_rgb.h"
 
 namespace fs = std::filesystem;
 
@@ -35,12 +36,14 @@ const Format& ResultFormat(const Job& job, const Options& options, const Scan& s
 
 void CheckPages(const Scan& scan, const Job& job, const Options& options, const Format& format) {
   const bool tiff = format.name == "tiff" && scan.IsTiff();
-  if (scan.Pages() > 1 && !tiff) {
-    throw Failure("has " + std::to_string(scan.Pages()) + " pages, which are kept from TIFF to TIFF only; " + job.scan +
-                  "[page=0] names one");
+  if (scan.Pages() > 1 && format.name != "tiff") {
+    throw Failure("has " + std::to_string(scan.Pages()) + " pages, which are kept in TIFF only (--format tif); " +
+                  job.scan + "[page=0] names one");
   }
   for (int page = 0; page < scan.Pages(); page++) {
-    if (!tiff || !scan.IsBilevel(page)) scan.Head(page);
+    const bool changed = (!tiff || !scan.IsBilevel(page)) && !ConversionOf(scan.Head(page)).empty();
+    if (changed && options.inPlace && options.noBackup)
+      throw Failure("has colours that are not RGB, which would be lost without a backup");
     if (scan.IsTiff() && scan.Layout(page).subImages) {
       if (options.inPlace && options.noBackup) throw Failure("holds sub-images, which would be lost without a backup");
       Say(job.scan + ": sub-images of a page are left out");

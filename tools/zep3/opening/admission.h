@@ -20,6 +20,8 @@ struct Admission {
   // number.
   int64_t maxPixels = 2'500'000'000;
 
+  int pdfDpi = 300; // pixels an inch at which pages of PDF are drawn
+
   // Bytes that decoding one page may take. Most pages are decoded line by line and take little, whatever their size:
   // this is for decoders that hold the whole picture.
   int64_t maxMemory = int64_t{1} << 30;

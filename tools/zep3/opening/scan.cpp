@@ -17,8 +17,10 @@
 #include "failure.h"
 #include "files/output.h"
 #include "log.h"
+#include "opening/image_library.h"
 #include "opening/png_chunks.h"
 #include "opening/tiff_page_stream.h"
+#include "opening/to_rgb.h"
 
 namespace {
 
@@ -78,7 +80,6 @@ void TakeResolutionFromExif(vips::VImage& image) {
 
 void CheckMode(const vips::VImage& image) {
   const VipsInterpretation space = image.interpretation();
-  if (space == VIPS_INTERPRETATION_CMYK) throw Failure("is a CMYK picture; convert it to RGB first");
   const bool deep = image.format() == VIPS_FORMAT_USHORT;
   const bool levels = deep || image.format() == VIPS_FORMAT_UCHAR;
   const bool colours = space == VIPS_INTERPRETATION_sRGB || space == VIPS_INTERPRETATION_RGB ||
@@ -133,6 +134,7 @@ Scan::Scan(const std::string& name, const Admission& admission) : m_admission(ad
                     "; rename it");
     }
   }
+  LoadModulesFor(*m_format, admission);
   for (const char* key : {"filename", "source"}) {
     if (HasOption(m_options, key)) throw Failure(m_options + ": " + key + " is no option for a scan");
   }
@@ -223,8 +225,11 @@ void Scan::CheckUnchanged() const {
 vips::VImage Scan::Head(int page) const {
   const MemoryBound bound(m_admission);
   if (IsTiff()) CheckTiffPage(Layout(page));
-  const vips::VImage image = Load(page, {{"access", "sequential"}, {"fail-on", "error"}});
+  vips::VImage image = Load(page, {{"access", "sequential"}, {"fail-on", "error"}});
   CheckDecoder(image, page);
+  image = ToRgb(image, IsTiff() ? Layout(page).bitsPerSample : image.format() == VIPS_FORMAT_USHORT ? 16 : 8);
+  // Drawn on white, so that nothing shines through.
+  if (m_format->name == "pdf" && image.bands() == 4) image = image.extract_band(0, vips::VImage::option()->set("n", 3));
   CheckMode(image);
   return image;
 }
@@ -242,7 +247,10 @@ vips::VImage Scan::Load(int page, Options options) const {
     const bool alone = m_layouts.size() > 1 && !HasOption(m_options, "page") && !HasOption(m_options, "n");
     if (alone) return LoadStream(OpenTiffPage(m_path, Place(page)), options);
     options.emplace_back("page", std::to_string(FilePage(page)));
+  } else if (m_pages > 1) {
+    options.emplace_back("page", std::to_string(page));
   }
+  if (m_format->name == "pdf") options.emplace_back("dpi", std::to_string(m_admission.pdfDpi));
   // The loader is known: new_from_file would let every loader look at the file.
   vips::VImage image;
   vips::VImage::call_option_string(std::string(m_format->loader).c_str(), JoinOptions(options, m_options).c_str(),

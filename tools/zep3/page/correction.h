@@ -73,7 +73,8 @@ struct CorrectedPage {
   double chroma = 1; // as applied, see ApplyCorrection
   bool gray = false; // the result has one gray channel in place of its colours
   Correction correction;
-  std::optional<Cut> cut; // absent: the result shows the whole scan
-  std::string uncut{};    // why, where it was to be cut
-  std::string ownPaper{}; // why the surface in the sidecar was not repeated
+  std::optional<Cut> cut;  // absent: the result shows the whole scan
+  std::string uncut{};     // why, where it was to be cut
+  std::string converted{}; // what was done to colours that are not RGB
+  std::string ownPaper{};  // why the surface in the sidecar was not repeated
 };

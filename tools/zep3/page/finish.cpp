@@ -14,6 +14,13 @@
 
 namespace {
 
+// Tables of so many entries a channel that change nothing.
+std::vector<uint16_t> SameValues(size_t entries) {
+  std::vector<uint16_t> table(3 * entries);
+  for (size_t i = 0; i < table.size(); i++) table[i] = static_cast<uint16_t>(i % entries * (65535 / (entries - 1)));
+  return table;
+}
+
 // What an image of a scan is sent through. Of any thread.
 class Finish {
  public:
@@ -28,6 +35,7 @@ class Finish {
       if (!MakeZEP3PageLUT(&correction.record.para, &surface, entries, m_table.data())) {
         throw Failure("not enough memory for the tables");
       }
+      if (m_chroma != 1) m_asIs = SameValues(shape.deep ? 65536 : 256);
       return;
     }
     for (const std::vector<uint16_t>& table : MakeTables(correction, shape.deep ? 65536 : 256)) {
@@ -50,7 +58,8 @@ class Finish {
   bool Apply(const ZEP3_BmpInfo& piece, int64_t x, int64_t y) const {
     if (m_paper) {
       const ZEP3_SURFACE surface = m_paper->Record();
-      return ApplyZEP3Page(&piece, x, y, &surface, m_table.data()) == 1;
+      return ApplyZEP3Page(&piece, x, y, &surface, m_table.data()) == 1 &&
+             (m_asIs.empty() || ApplyZEP3ScanLUT(&piece, m_asIs.data(), m_chroma) == 1);
     }
     if (m_chroma != 1) return ApplyZEP3ScanLUT(&piece, m_table.data(), m_chroma) == 1;
     return m_bytes.empty() ? ApplyZEP3LUT16(&piece, m_table.data()) == 1 : ApplyZEP3LUT(&piece, m_bytes.data()) == 1;
@@ -63,6 +72,7 @@ class Finish {
   std::optional<PaperSurface> m_paper;
   std::vector<uint16_t> m_table; // red, green, blue; those of the library for a paper
   std::vector<uint8_t> m_bytes;  // red, green, blue for 8 bits
+  std::vector<uint16_t> m_asIs;  // for a paper whose chroma changes: tables that change nothing else
 };
 
 // Fills a region of the result from the scan's. Colours that become gray take their way through a line's buffer.

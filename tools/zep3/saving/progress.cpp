@@ -1,11 +1,8 @@
 // Percentages from libvips, after the first second.
 #include "saving/progress.h"
 
-#include <unistd.h>
-
-#include <cstdio>
-
 #include "interrupt.h"
+#include "log.h"
 
 namespace {
 
@@ -16,16 +13,10 @@ void ShowPercent(VipsImage* image, VipsProgress* state, void* progress) {
 
 } // namespace
 
-Progress::Progress(bool quiet) : m_shown(!quiet && ::isatty(STDERR_FILENO)) {}
-
-Progress::~Progress() {
-  if (m_written) std::fprintf(stderr, "\r\033[K");
-}
-
 void Progress::Show(int percent) {
-  if (!m_shown || std::chrono::steady_clock::now() - m_begin < std::chrono::seconds(1)) return;
-  std::fprintf(stderr, "\rzep3: writing, %d %% ", percent);
-  m_written = true;
+  if (m_quiet || percent == m_last || std::chrono::steady_clock::now() - m_begin < std::chrono::seconds(1)) return;
+  m_last = percent;
+  SayPercent(percent);
 }
 
 vips::VImage Progress::Watch(const vips::VImage& image) {

@@ -1,15 +1,14 @@
-// The line on a terminal that tells how far a result is.
+// Tells how far a result is.
 #pragma once
 
 #include <chrono>
 
 #include <vips/vips8>
 
-// Shows nothing in the first second, nor where standard error is no terminal.
+// Tells nothing in the first second.
 class Progress {
  public:
-  explicit Progress(bool quiet);
-  ~Progress();
+  explicit Progress(bool quiet) : m_quiet(quiet) {}
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
@@ -19,7 +18,7 @@ class Progress {
   vips::VImage Watch(const vips::VImage& image);
 
  private:
-  bool m_shown;
-  bool m_written = false;
+  bool m_quiet;
+  int m_last = -1;
   std::chrono::steady_clock::time_point m_begin = std::chrono::steady_clock::now();
 };

@@ -144,7 +144,8 @@ std::string NoticesOf(const std::vector<CorrectedPage>& pages) {
   std::string text;
   for (const CorrectedPage& page : pages) {
     const bool good = page.correction.verdict <= ZEP3_VERDICT_GOOD;
-    for (const std::string& notice : {good ? "" : VerdictText(page.correction), page.ownPaper, page.uncut}) {
+    for (const std::string& notice :
+         {good ? "" : VerdictText(page.correction), page.ownPaper, page.uncut, page.converted}) {
       if (!notice.empty()) text += (text.empty() ? "" : "; ") + NumberedPage(page, pages) + notice;
     }
   }

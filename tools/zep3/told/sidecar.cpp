@@ -12,6 +12,7 @@
 #include <sstream>
 
 #include "failure.h"
+#include "options.h"
 #include "page/tables.h"
 #include "told/evidence.h"
 #include "told/json_fields.h"
@@ -24,7 +25,6 @@ using Json = nlohmann::ordered_json;
 
 constexpr const char* kFormat = "zep3-correction";
 constexpr int kFormatVersion = 1;
-constexpr double kChromaMost = 10;      // far above any real one
 constexpr double kFarthest = 1e9;       // pixels, beyond any scan
 constexpr int64_t kCellsMost = 1 << 20; // ten times those of the largest pre-scan
 
@@ -260,7 +260,7 @@ PaperSurface PaperFromJson(const nlohmann::json& json, int64_t width, int64_t he
 CorrectedPage PageFromJson(const nlohmann::json& json) {
   CorrectedPage page;
   page.page = static_cast<int>(Integer(json, "page", 0, INT32_MAX));
-  page.chroma = Number(json, "chroma", 0, kChromaMost);
+  page.chroma = Number(json, "chroma", 0, SaturationOptions::kMost);
   Correction& correction = page.correction;
   correction.record = RecordFromJson(At(json, "record"));
   correction.encoding.input = static_cast<int>(Integer(json, "inputGamma10", 5, 50));
