@@ -22,6 +22,7 @@
 #include "opening/scan.h"
 #include "saving/in_place.h"
 #include "target.h"
+#include "told/report_place.h"
 #include "told/run_state.h"
 #include "told/side_files.h"
 

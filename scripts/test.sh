@@ -32,7 +32,7 @@ check() {
   ctest --test-dir "$folder" --output-on-failure --no-tests=error -j "$(nproc)" -LE "$without"
 }
 
-check gcc release -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ -DZEP3_BUILD_BENCH=ON
+check gcc release -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ -DZEP3_BUILD_BENCH=ON -DZEP3_BUILD_PYTHON=ON -DPython_EXECUTABLE=/usr/bin/python3
 without=once
 heading 'gcc, glibc without fused multiply-add'
 GLIBC_TUNABLES=glibc.cpu.hwcaps=-FMA,-AVX2 build/release/tests/zep3_tests --gtest_brief=1

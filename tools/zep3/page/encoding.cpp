@@ -4,13 +4,13 @@
 #include <lcms2.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <memory>
 #include <string>
 
 #include "engine/zep3.h"
 #include "failure.h"
+#include "tools/icc/profile_gamma.h"
 
 namespace {
 
@@ -32,28 +32,17 @@ Profile ReadProfile(const vips::VImage& image) {
   return Profile(cmsOpenProfileFromMem(data, static_cast<cmsUInt32Number>(size)));
 }
 
+// Of an image with a profile.
+std::optional<int> GammaOf(const vips::VImage& image) {
+  size_t size = 0;
+  const void* data = image.get_blob(VIPS_META_ICC_NAME, &size);
+  return ProfileGamma(data, size);
+}
+
 std::string Description(const Profile& profile) {
   char text[256] = "";
   cmsGetProfileInfoASCII(profile.get(), cmsInfoDescription, "en", "US", text, sizeof text);
   return text;
-}
-
-// Standard deviation of the gamma over the curve beyond which an estimate says nothing. sRGB, whose foot is straight,
-// must pass: it lies below 0.1.
-constexpr double kGammaSpread = 0.5;
-
-// Gamma of the profile's curves; 0 or less when there is no such thing.
-double EstimateGamma(const Profile& profile) {
-  switch (cmsGetColorSpace(profile.get())) {
-    case cmsSigRgbData:
-      return cmsDetectRGBProfileGamma(profile.get(), kGammaSpread);
-    case cmsSigGrayData: {
-      const auto* curve = static_cast<const cmsToneCurve*>(cmsReadTag(profile.get(), cmsSigGrayTRCTag));
-      return curve == nullptr ? 0 : cmsEstimateGamma(curve, kGammaSpread);
-    }
-    default:
-      return 0;
-  }
 }
 
 using Curve = std::unique_ptr<cmsToneCurve, FreeCurve>;
@@ -94,11 +83,9 @@ Encoding FindEncoding(const vips::VImage& image, std::optional<int> givenInput, 
     encoding.input = *givenInput;
     encoding.source = "given";
   } else if (const Profile profile = ReadProfile(image)) {
-    const double gamma = EstimateGamma(profile);
-    // The limits are those of --input-gamma.
-    const bool found = gamma >= 0.5 && gamma <= 5;
-    encoding.input = found ? static_cast<int>(std::lround(gamma * 10)) : kDisplayGamma;
-    encoding.source = "ICC profile " + Description(profile) + (found ? "" : ", which tells no gamma");
+    const std::optional<int> gamma = GammaOf(image);
+    encoding.input = gamma.value_or(kDisplayGamma);
+    encoding.source = "ICC profile " + Description(profile) + (gamma ? "" : ", which tells no gamma");
   } else {
     encoding.input = kDisplayGamma;
     encoding.source = "sRGB assumed";

@@ -77,22 +77,28 @@ vips::VImage CutOfSmall(const vips::VImage& small, const Cut& cut, const Prescan
   return CutOut(small, cut.Scaled(across, small.height() / static_cast<double>(prescan.scanHeight)), same, same);
 }
 
-// The scan with its paper drawn over it: what blank paper has at each place. What is kept stays as it is.
+// The scan, of 8 bits, with its paper drawn over it: what blank paper has at each place. What is kept stays as it is.
 vips::VImage WithPaper(const vips::VImage& small, const PaperSurface& paper) {
   const ZEP3_SURFACE& figures = paper.figures;
-  const auto bands = static_cast<size_t>(small.bands());
-  const vips::VImage drawn = small.copy_memory(); // drawn on in place
+  const int bands = small.bands();
+  const vips::VImage drawn = small.copy_memory();
   for (size_t i = 0; i < paper.cells.size(); i++) {
     const ZEP3_CELL& cell = paper.cells[i];
     if (figures.lFound == ZEP3_SURFACE_PAPER && (cell.lLies & ZEP3_CELL_STROKES) == 0) continue;
-    std::vector<double> ink(bands);
-    for (size_t c = 0; c < bands; c++)
-      ink[c] = std::min(255 / static_cast<double>(cell.fGain[bands == 1 ? 1 : c]), 255.0);
-    const auto column = static_cast<int64_t>(i) % figures.lColumns, row = static_cast<int64_t>(i) / figures.lColumns;
-    const auto side = static_cast<int>(figures.lSide);
-    drawn.draw_rect(ink, static_cast<int>(figures.lLeft) + side * static_cast<int>(column),
-                    static_cast<int>(figures.lTop) + side * static_cast<int>(row), side, side,
-                    vips::VImage::option()->set("fill", true));
+    const auto at = static_cast<int64_t>(i);
+    const int64_t left = figures.lLeft + figures.lSide * (at % figures.lColumns);
+    const int64_t top = figures.lTop + figures.lSide * (at / figures.lColumns);
+    const int64_t right = std::min<int64_t>(left + figures.lSide, drawn.width());
+    const int64_t bottom = std::min<int64_t>(top + figures.lSide, drawn.height());
+    for (int64_t y = std::max<int64_t>(top, 0); y < bottom; y++) {
+      for (int64_t x = std::max<int64_t>(left, 0); x < right; x++) {
+        VipsPel* pixel = VIPS_IMAGE_ADDR(drawn.get_image(), static_cast<int>(x), static_cast<int>(y));
+        for (int c = 0; c < bands; c++) {
+          const double level = 255 / static_cast<double>(cell.fGain[bands == 1 ? 1 : std::min(c, 2)]);
+          pixel[c] = static_cast<VipsPel>(std::min(level, 255.0));
+        }
+      }
+    }
   }
   return drawn;
 }

@@ -1,0 +1,204 @@
+#!/usr/bin/python3
+"""Makes a mixed archive from samples/ and takes it through an archive's week: a run that is killed in the middle and
+resumed, other settings, a report asked for later, the overview in a browser, a list marked there and run again, and
+results in place that are taken back.
+
+  python3 scripts/archive_trial.py [--files N] [--zep3 PROGRAM] [--browser] [--keep FOLDER]
+
+Every step says what it took and fails where a promise is broken. --browser opens the overview in headless Chromium
+(python3-selenium, chromium-driver), marks scans there and leaves pictures of it in the folder."""
+
+import argparse
+import csv
+import hashlib
+import json
+import os
+import pathlib
+import resource
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+KINDS = {
+    "slide-faded": "faded-slide",
+    "print-faded": "faded-print",
+    "negative-colour": "negative",
+    "negative-bw": "bw-negative",
+    "plate": "photo",
+    "breviary": "background",
+    "strip": "negative",
+}
+# Suffix of the result, and how `vips` writes the master: every format that is opened without being asked.
+FORMATS = [".jpg", ".png", ".webp", ".ppm", ".tif[compression=lzw]", ".tif[compression=deflate,tile]", ".tif[bigtiff]"]
+BROKEN = {
+    "cut.jpg": lambda data: data[: len(data) // 2],
+    "cut.tif": lambda data: data[: len(data) // 2],
+    "empty.png": lambda data: b"",
+    "text.jpg": lambda data: b"this is no picture\n" * 50,
+}
+ODD_NAMES = ["a <b> & 'c' \"d\".jpg", "=1+1.jpg", "new\nline.jpg", "grün ß 漢字.jpg", "-k.jpg", " lead and trail .jpg"]
+
+
+class Trial:
+    def __init__(self, folder, zep3, files):
+        self.folder, self.zep3, self.files = folder, zep3, files
+        self.scans, self.out = folder / "scans", folder / "finished"
+        self.broken = set()
+        self.rows = []
+
+    def run(self, what, *words, status=0, cwd=None):
+        """Runs zep3 to its end; its JSON lines, by scan."""
+        before = resource.getrusage(resource.RUSAGE_CHILDREN)
+        start = time.monotonic()
+        done = subprocess.run([self.zep3, *map(str, words), "--json", "-q"], cwd=cwd or self.folder, capture_output=True)
+        wall = time.monotonic() - start
+        after = resource.getrusage(resource.RUSAGE_CHILDREN)
+        cpu = after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
+        assert done.returncode == status, (what, done.returncode, done.stderr[-2000:].decode(errors="replace"))
+        lines = [json.loads(line) for line in done.stdout.decode().splitlines()]
+        states = {}
+        for line in lines:
+            states[line["status"]] = states.get(line["status"], 0) + 1
+        print(f"{what}: {wall:.1f} s, {cpu:.1f} s of CPU; " + ", ".join(f"{n} {s}" for s, n in sorted(states.items())))
+        return {line["scan"]: line for line in lines}
+
+    def make(self):
+        masters = self.folder / "masters"
+        masters.mkdir()
+        made = {}
+        for name in KINDS:
+            for i, form in enumerate(FORMATS):
+                path = masters / f"{name}-{i}{form}"
+                subprocess.run(["vips", "thumbnail", ROOT / "samples" / f"{name}.jpg", str(path), "360"], check=True)
+                made[name, i] = pathlib.Path(str(path).split("[", maxsplit=1)[0])
+        number = 0
+        while number < self.files:
+            for name, kind in KINDS.items():
+                box = self.scans / kind / f"box {number // 200}" / name
+                if not box.exists():
+                    box.mkdir(parents=True)
+                    (self.scans / kind / "zep3.toml").write_text(f'kind = "{kind}"\n')
+                for i, form in enumerate(FORMATS):
+                    if number >= self.files:
+                        break
+                    # The same few names in every folder.
+                    shutil.copyfile(made[name, i], box / f"{number % 50:03d}-{i}{made[name, i].suffix}")
+                    number += 1
+        odd = self.scans / "faded-slide" / "odd names"
+        odd.mkdir()
+        for name in ODD_NAMES:
+            shutil.copyfile(made["slide-faded", 0], odd / name)
+        broken = self.scans / "photo" / "broken"
+        broken.mkdir()
+        for name, cut in BROKEN.items():
+            (broken / name).write_bytes(cut(made["plate", 4 if name.endswith("tif") else 0].read_bytes()))
+            self.broken.add(str((broken / name).relative_to(self.folder)))
+        shutil.rmtree(masters)
+
+    def results(self):
+        """Name, time and digest of every picture among the results."""
+        skipped = {".zep3-run", "zep3-report"}
+        return {
+            str(path.relative_to(self.out)): (path.stat().st_mtime_ns, hashlib.sha256(path.read_bytes()).hexdigest())
+            for path in self.out.rglob("*")
+            if path.is_file() and not skipped & set(path.parts) and not path.name.startswith(".zep3")
+        }
+
+    def killed(self):
+        """SIGKILL in the middle of the first run; what is there then."""
+        started = subprocess.Popen([self.zep3, "-r", "scans", "-o", "finished", "-q"], cwd=self.folder,
+                                   stderr=subprocess.DEVNULL)
+        while started.poll() is None and len(list(self.out.rglob("*.*"))) < self.files // 3:
+            time.sleep(0.02)
+        assert started.poll() is None, "the run ended before it was killed"
+        started.kill()
+        started.wait()
+        time.sleep(3.5) # workers whose parent is killed are gone by then
+        begun = self.results()
+        print(f"killed: {len(begun)} results of {self.files}")
+        return begun
+
+    def week(self):
+        begun = self.killed()
+        lines = self.run("resumed", "-r", "scans", "-o", "finished", status=1)
+        done = self.results()
+        failed = {scan for scan, line in lines.items() if line["status"] == "failed"}
+        assert failed == self.broken, failed ^ self.broken
+        assert len(done) == len(lines) - len(failed), (len(done), len(lines))
+        changed = [name for name, state in begun.items() if done[name] != state]
+        assert not changed, changed
+        again = self.run("run again, nothing to do", "-r", "scans", "-o", "finished", status=1)
+        assert self.results() == done
+        # Named, but not yet written down when the run was killed: at most one a worker.
+        unknown = {scan for scan, line in again.items() if line.get("made") == "elsewhere"}
+        assert len(unknown) <= os.cpu_count(), unknown
+        assert all(line["pages"] for scan, line in again.items() if scan not in failed | unknown)
+
+        other = self.run("with other settings, without --update", "-r", "scans", "-o", "finished", "--contrast", "10", status=1)
+        assert self.results() == done
+        assert "other settings" in next(line["message"] for line in other.values() if line["status"] == "skipped")
+        self.run("with other settings and --update", "-r", "scans", "-o", "finished", "--contrast", "10", "--update", status=1)
+        updated = self.results()
+        stayed = {name for name, state in done.items() if updated[name] == state}
+        assert updated.keys() == done.keys() and len(stayed) <= len(unknown), stayed
+
+        known = self.folder / "known-bad.txt"
+        known.write_text("".join(name + "\n" for name in sorted(self.broken)))
+        self.run("report and overview asked for later", "-r", "scans", "-o", "finished", "--contrast", "10", "--report",
+                 "--known-bad", known)
+        assert self.results() == updated
+        with open(self.out / "zep3-report" / "run.csv", newline="", encoding="utf-8") as file:
+            rows = list(csv.DictReader(file))
+        assert len({row["scan"] for row in rows}) == len(lines), (len(rows), len(lines))
+
+    def marked(self, names):
+        """A list from the page, run again with another correction."""
+        (self.folder / "marked.txt").write_text("".join(name + "\n" for name in names))
+        before = self.results()
+        self.run("the list from the page", "--files-from", "marked.txt", "--root", "scans", "-o", "finished",
+                 "--contrast", "-10", "--update")
+        after = self.results()
+        changed = {name for name, state in after.items() if before[name] != state}
+        assert changed == {str(pathlib.Path(name).relative_to("scans")) for name in names}, (changed, names)
+
+    def in_place(self):
+        copy = self.folder / "in place"
+        shutil.copytree(self.scans, copy)
+        def state():
+            return {str(p.relative_to(copy)): hashlib.sha256(p.read_bytes()).hexdigest()
+                    for p in copy.rglob("*") if p.is_file() and ".zep3-run" not in p.parts}
+        before = state()
+        self.run("in place", "-r", "in place", "--in-place", status=1)
+        assert sum("_original." in name for name in state()) == len(before) - len(self.broken) - self.configs()
+        self.run("restored", "-r", "in place", "--in-place", "--restore")
+        assert state() == before, set(state().items()) ^ set(before.items())
+
+    def configs(self):
+        return sum(1 for _ in self.scans.rglob("zep3.toml"))
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
+    parser.add_argument("--files", type=int, default=3000)
+    parser.add_argument("--zep3", default=str(ROOT / "build" / "release" / "zep3"))
+    parser.add_argument("--keep", help="make all in this new folder, and leave it")
+    options = parser.parse_args()
+    folder = pathlib.Path(options.keep or tempfile.mkdtemp(prefix="zep3-archive-"))
+    folder.mkdir(exist_ok=True)
+    trial = Trial(folder, str(pathlib.Path(options.zep3).resolve()), options.files)
+    try:
+        trial.make()
+        trial.week()
+        trial.marked(["scans/faded-slide/odd names/=1+1.jpg", "scans/faded-slide/odd names/-k.jpg"])
+        trial.in_place()
+    finally:
+        if not options.keep:
+            shutil.rmtree(folder, ignore_errors=True)
+
+
+if __name__ == "__main__":
+    main()
