@@ -77,7 +77,7 @@ class Trial:
     """The same work with room and without."""
 
     def __init__(self, zep3: Path, scans: Path, work: Path, in_place: bool):
-        self.zep3, self.scans, self.in_place = zep3, read(scans), in_place
+        self.zep3, self.source, self.scans, self.in_place = zep3, scans, read(scans), in_place
         self.place = work
         shutil.copytree(scans, self.place)
         done = self.correct(2)
@@ -98,6 +98,7 @@ class Trial:
         try:
             for name, content in self.scans.items():
                 (self.place / name).write_bytes(content)
+                shutil.copystat(self.source / name, self.place / name)   # a sidecar holds the time
             done = self.correct(workers)
             out = self.place if self.in_place else self.place / "out"
             return self.judge(read(out) if out.is_dir() else {}, done)

@@ -76,7 +76,7 @@ TEST_F(Archive, WhatFilesMayNotSayIsRefused) {
                {"kind = 'slide'\n\nmax-pixels = 9", "in/zep3.toml:3: max-pixels is no option"},
                {"format = 'tif[profile=/etc/passwd]'", "takes options of libvips on the command line alone"},
                {"use-sidecar = 'x'", "use-sidecar is no option"},
-               {"kind = 'slides'", "in/zep3.toml: --kind: slides not in"},
+               {"kind = 'slides'", "in/zep3.toml: --kind: 'slides': expected"},
                {"level = 12", "expected a whole number of 0..9"},
                {"level = [[1]]", "holds a list in a list"},
                {"[table]\nlevel = 1", "table is no option"},
@@ -93,7 +93,7 @@ TEST_F(Archive, WhatFilesMayNotSayIsRefused) {
   fs::remove(m_folder / "in/zep3.toml");
   const struct {
     std::string list, message;
-  } lists[] = {{"scan\tkind\nin/a.png\tslides\n", "list:2: --kind: slides not in"},
+  } lists[] = {{"scan\tkind\nin/a.png\tslides\n", "list:2: --kind: 'slides': expected"},
                {"scan\toptions\n\nin/a.png\t-o x\n", "list:3: "},
                {"scan\toptions\nin/a.png\t--level 'x\n", "list:2: "},
                {"scan,kind\n\"in/a.png,slide\n", "a quote is not closed"},
@@ -226,7 +226,7 @@ TEST_F(Archive, WhatTellsAboutAResultComesLater) {
 
 TEST_F(Archive, FailuresHaveCausesAndMayBeKnown) {
   Save(Sample(), "in/good.png");
-  Save(Sample().colourspace(VIPS_INTERPRETATION_CMYK), "in/cmyk.tif");
+  Save(Sample().colourspace(VIPS_INTERPRETATION_CMYK), "in/cmyk.tif[strip]");
   File("in/cut.png", Read("in/good.png").substr(0, 200));
   Outcome run = Zep3("-r in -o out --json");
   EXPECT_EQ(run.status, 1);

@@ -271,7 +271,7 @@ TEST_F(Crop, ResultsToLookAtAreNamedAndCounted) {
   EXPECT_IN("\"verdict\":\"failed\"", run.out);
   // What the user adds counts: half the picture at black, found or repeated.
   for (const std::string found : {"-k photo", "-k document", "--use-sidecar good.png.zep3.json"}) {
-    const Outcome dark = Zep3("in/good.png in/good.png -o out --overwrite -b -1000 " + found);
+    const Outcome dark = Zep3("in/good.png in/blank.png -o out --overwrite -b -1000 " + found);
     EXPECT_IN("in/good.png: please look at the result: ", dark.err);
     EXPECT_IN("nearly black", dark.err);
   }

@@ -172,8 +172,8 @@ TEST_F(Program, StopsAndSaturation) {
     means("-k " + kind + " --saturation -100");
     EXPECT_LE(Difference(Load("out.png")[0], Load("out.png")[2]), 0);
   }
-  ExpectFault(run + "--exposure 1 -b 30", "--exposure and --brightness are one number", 2);
-  ExpectFault(run + "--tint 1 --balance 1,2,3", "make the numbers of --balance", 2);
+  ExpectFault(run + "--exposure 1 -b 30", "--brightness excludes --exposure", 2);
+  ExpectFault(run + "--tint 1 --balance 1,2,3", "--balance excludes --tint", 2);
 }
 
 // What the pipettes point at becomes gray.

@@ -136,7 +136,9 @@ TEST_F(Robustness, FilesThatMayNotGrow) {
   for (const auto& c : cases) {
     const std::string command = c.scan + " -o out/" + c.scan + c.options;
     ExpectDone(command);
-    const std::string limit = "prlimit --fsize=" + std::to_string(Read("out/" + c.scan + c.limiting).size() - 1) + " ";
+    // In place the command in a report and the path in a sidecar are shorter.
+    const size_t size = Read("out/" + c.scan + c.limiting).size() * 9 / 10;
+    const std::string limit = "prlimit --fsize=" + std::to_string(size) + " ";
     PutBack(scans);
     for (const std::string& arguments : {command, "--in-place " + c.scan + c.options}) {
       ExpectFault(arguments, "zep3: " + c.scan + ": ", 1, limit);

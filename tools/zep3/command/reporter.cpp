@@ -105,8 +105,10 @@ void Reporter::TakeKnown(const Job& job, const Outcome& outcome) {
 
 // A run goes on without its state: the results are what counts.
 void Reporter::Keep(const Job& job, const Outcome& outcome) {
-  const bool news =
-      outcome.status == Status::kCorrected || outcome.status == Status::kFailed || outcome.status == Status::kRestored;
+  // Once, what nobody knows about: a run that was killed may have named a result without having written it down.
+  const bool found = outcome.made == Made::kElsewhere && job.made.empty();
+  const bool news = outcome.status == Status::kCorrected || outcome.status == Status::kFailed ||
+                    outcome.status == Status::kRestored || found;
   if (!m_log || !news || job.result.empty()) return;
   try {
     m_log->Add(job.result, RecordOf(job, outcome));

@@ -55,7 +55,9 @@ std::string Differences(const Json& before, const Json& now) {
 Json RecordFor(const Job& job) {
   const FileTime result = TimeOf(job.result);
   Json record = Json::parse(job.made, nullptr, false);
-  if (!record.is_object() || record.value("resultSize", result.size) != result.size) record = Json();
+  const bool fits = record.is_object() && record.value("resultSize", result.size) == result.size &&
+                    record.value("made", "") != kMadeNames[static_cast<size_t>(Made::kElsewhere)];
+  if (!fits) record = Json();
   const std::string name = job.result + kSidecarSuffix;
   const FileTime sidecar = TimeOf(name);
   if (sidecar.size < 0 || (record.is_object() && record.value("at", int64_t{0}) >= sidecar.time)) return record;
