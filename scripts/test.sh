@@ -36,6 +36,10 @@ check gcc release -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ -DZEP3_BUILD_B
 without=once
 heading 'gcc, glibc without fused multiply-add'
 GLIBC_TUNABLES=glibc.cpu.hwcaps=-FMA,-AVX2 build/release/tests/zep3_tests --gtest_brief=1
+heading "an archive's week"
+python3 scripts/archive_trial.py --files 300
+heading 'several machines'
+if [ "$(id -u)" = 0 ]; then python3 scripts/many_machines.py; else echo 'left out: the daemons of Slurm need root'; fi
 heading 'the same build in another folder'
 sh scripts/same_builds.sh build/release
 check sanitize sanitize

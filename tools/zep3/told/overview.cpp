@@ -212,9 +212,11 @@ std::string Overview::CardOf(const Scan& scan) const {
                                 : "<span>no picture</span>";
   if (hasReport || hasResult)
     shot = "<a href=\"" + Address(hasReport ? here(report) : up / scan.result) + "\">" + shot + "</a>";
+  const std::string folder = fs::path(scan.result.empty() ? scan.name : scan.result).parent_path().string();
   std::string html = "<article class=\"card " + scan.state + "\"><div class=\"shot\">" + shot + "</div><h3 title=\"" +
-                     Escape(scan.name) + "\">" + Escape(scan.name.substr(scan.name.rfind('/') + 1)) +
-                     "</h3><p><strong>" + kStates[PlaceOf(scan.state)].text + "</strong>";
+                     Escape(scan.name) + "\">" + Escape(scan.name.substr(scan.name.rfind('/') + 1)) + "</h3>" +
+                     (folder.empty() ? "" : "<p>" + Escape(folder) + "</p>") + "<p><strong>" +
+                     kStates[PlaceOf(scan.state)].text + "</strong>";
   if (!scan.kind.empty()) html += " · " + Escape(scan.kind);
   if (scan.pages > 1) html += " · " + std::to_string(scan.pages) + " pages";
   if (hasReport) html += " · " + Link(here(report), "report");
