@@ -54,10 +54,11 @@ class Group {
   // The text of a value; nothing for what is no setting.
   template <typename T>
   static std::function<std::string()> TextIn(const T& target) {
-    return [&target]() -> std::string {
-      if constexpr (requires { TextOf(target); }) return TextOf(target);
-      return "";
-    };
+    if constexpr (requires { TextOf(target); }) {
+      return [&target] { return TextOf(target); };
+    } else {
+      return [] { return std::string(); };
+    }
   }
   // Without a description: the help says what is allowed in its own words.
   static CLI::Validator OneOfWords(const std::string& option) {
