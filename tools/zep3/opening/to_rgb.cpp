@@ -34,17 +34,14 @@ bool IsLab(const vips::VImage& image) {
 vips::VImage ToRgb(const vips::VImage& image, int bits) {
   const bool cmyk = image.interpretation() == VIPS_INTERPRETATION_CMYK;
   if ((!cmyk && !IsLab(image)) || (bits != 8 && bits != 16)) return image;
+  if (cmyk) CheckCmykProfile(image);
+  const vips::VImage colours = cmyk ? image : image.colourspace(VIPS_INTERPRETATION_LAB);
   const char* const to = bits == 16 ? "p3" : "srgb";
   auto* how = vips::VImage::option()->set("intent", VIPS_INTENT_RELATIVE)->set("depth", bits);
   how->set("black_point_compensation", true);
-  vips::VImage rgb(nullptr);
-  if (cmyk) {
-    CheckCmykProfile(image);
-    rgb = image.icc_transform(to, how->set("embedded", true));
-  } else {
-    rgb = image.colourspace(VIPS_INTERPRETATION_LAB).icc_export(how->set("output_profile", to));
-  }
-  rgb = rgb.copy();
+  const vips::VImage rgb = (cmyk ? colours.icc_transform(to, how->set("embedded", true))
+                                 : colours.icc_export(how->set("output_profile", to)))
+                               .copy();
   rgb.set(kConvertedField, (std::string(cmyk ? "its CMYK colours" : "its Lab colours") + " become RGB (" +
                             (bits == 16 ? "Display P3" : "sRGB") + ")")
                                .c_str());
