@@ -39,9 +39,9 @@ vips::VImage ToRgb(const vips::VImage& image, int bits) {
   const char* const to = bits == 16 ? "p3" : "srgb";
   auto* how = vips::VImage::option()->set("intent", VIPS_INTENT_RELATIVE)->set("depth", bits);
   how->set("black_point_compensation", true);
-  const vips::VImage rgb = (cmyk ? colours.icc_transform(to, how->set("embedded", true))
-                                 : colours.icc_export(how->set("output_profile", to)))
-                               .copy();
+  vips::VImage rgb = (cmyk ? colours.icc_transform(to, how->set("embedded", true))
+                           : colours.icc_export(how->set("output_profile", to)))
+                         .copy();
   rgb.set(kConvertedField, (std::string(cmyk ? "its CMYK colours" : "its Lab colours") + " become RGB (" +
                             (bits == 16 ? "Display P3" : "sRGB") + ")")
                                .c_str());
