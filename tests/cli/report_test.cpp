@@ -128,6 +128,21 @@ TEST_F(Report, HasASectionPerPage) {
   EXPECT_EQ(Between(why, "<td>", "</td>"), (Strings{"0.5 / –", "share", "more is better"}));
 }
 
+// Also where the number that they change was given in stops, which exclude it.
+TEST_F(Report, CommandsRunAsTheyStand) {
+  Save(Picture(std::vector<uint8_t>(3 * 64 * 48, 90), 64, 48), "scan.png");
+  ExpectDone("scan.png -o out.png --report --exposure 0.5 --warmth 0.25 --tint=-0.25 --level 5");
+  int run = 0;
+  for (const std::string& command : Between(Read("out.png.zep3.html"), ">zep3 ", "<")) {
+    if (command.find("--brightness") == std::string::npos && command.find("--balance") == std::string::npos) continue;
+    run++;
+    const Outcome done = Zep3(command);
+    EXPECT_EQ(done.status, 0) << command << '\n' << done.err;
+    EXPECT_IN("--level 5", command);
+  }
+  EXPECT_EQ(run, 4);
+}
+
 TEST_F(Report, LiesOnTheScanAsItIsStored) {
   // 96 x 40 pixels lying on their side: the picture's top left corner, at 24,10, is at the top right of the page, for
   // what lies left on the scan lies on top of the page, and what lies below lies left.

@@ -105,7 +105,7 @@ void Reporter::TakeKnown(const Job& job, const Outcome& outcome) {
 
 // A run goes on without its state: the results are what counts.
 void Reporter::Keep(const Job& job, const Outcome& outcome) {
-  // Once, what nobody knows about: a run that was killed may have named a result without having written it down.
+  // Once, a result without any record: a run that was killed may have named it without having written it down.
   const bool found = outcome.made == Made::kElsewhere && job.made.empty();
   const bool news = outcome.status == Status::kCorrected || outcome.status == Status::kFailed ||
                     outcome.status == Status::kRestored || found;

@@ -56,7 +56,7 @@ Json RecordFor(const Job& job) {
   const FileTime result = TimeOf(job.result);
   Json record = Json::parse(job.made, nullptr, false);
   const bool fits = record.is_object() && record.value("resultSize", result.size) == result.size &&
-                    record.value("made", "") != kMadeNames[static_cast<size_t>(Made::kElsewhere)];
+                    record.value("status", "") == kStatusNames[static_cast<size_t>(Status::kCorrected)];
   if (!fits) record = Json();
   const std::string name = job.result + kSidecarSuffix;
   const FileTime sidecar = TimeOf(name);

@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
+#include <utility>
 
 #include "files/output.h"
 #include "log.h"
@@ -17,6 +19,16 @@ namespace {
 
 // Options that mean a place on one scan.
 constexpr std::array kPlaces = {"--area", "--corners", "--gray-pipette", "--gamma-pipette"};
+
+// One number in two units: either of a pair takes the other's place.
+constexpr std::pair<const char*, const char*> kStops[] = {
+    {"--exposure", "--brightness"}, {"--warmth", "--balance"}, {"--tint", "--balance"}};
+
+// Takes an option and its value out.
+void Erase(std::vector<std::string>& words, const char* name) {
+  const auto at = std::find(words.begin(), words.end(), name);
+  if (at != words.end() && at + 1 != words.end()) words.erase(at, at + 2);
+}
 
 // In front of files that only the reader knows.
 constexpr const char* kOtherScans = " OTHER.tif -o finished/";
@@ -69,7 +81,10 @@ std::string CommandLineText(int argc, const char* const* argv) {
 }
 
 std::string TimeText() {
-  const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> now(g_date_time_new_now_utc(), g_date_time_unref);
+  const char* const set = std::getenv("SOURCE_DATE_EPOCH");
+  GDateTime* const time = set == nullptr ? nullptr : g_date_time_new_from_unix_utc(g_ascii_strtoll(set, nullptr, 10));
+  const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> now(time != nullptr ? time : g_date_time_new_now_utc(),
+                                                                     g_date_time_unref);
   const std::unique_ptr<gchar, decltype(&g_free)> text(g_date_time_format(now.get(), "%Y-%m-%d %H:%M UTC"), g_free);
   return text.get();
 }
@@ -89,6 +104,9 @@ std::string AgainCommand(const Job& job, const Options& options,
     if (name == "--analysis") {
       adaptive = value == MethodName(true);
       continue;
+    }
+    for (const auto& [stops, number] : kStops) {
+      if (name == number) Erase(words, stops);
     }
     const auto at = std::find(words.begin(), words.end(), name);
     if (at != words.end() && at + 1 != words.end()) {
@@ -125,10 +143,7 @@ std::string LikewiseCommand(const Options& options) {
   std::string command = "zep3" + KindWords(*options.analysis.kind, IsAdaptive(options));
   if (!options.useRoll.empty()) Append(command, {"--use-roll", options.useRoll});
   std::vector<std::string> words = options.given;
-  for (const char* place : kPlaces) {
-    const auto at = std::find(words.begin(), words.end(), place);
-    if (at != words.end() && at + 1 != words.end()) words.erase(at, at + 2);
-  }
+  for (const char* place : kPlaces) Erase(words, place);
   Append(command, words);
   Append(command, options.givenForm);
   return command + kOtherScans;

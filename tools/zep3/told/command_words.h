@@ -14,7 +14,7 @@ std::string Quoted(const std::string& word);
 // The command that was typed, cut where it is long.
 std::string CommandLineText(int argc, const char* const* argv);
 
-// Now, for people.
+// Now, for people; or the seconds since 1970 in SOURCE_DATE_EPOCH, for reports that are the same at any time.
 std::string TimeText();
 
 // "zep3 -k KIND ... SCAN": how this run corrects a scan, as another kind or by another analysis.

@@ -143,7 +143,9 @@ std::optional<nlohmann::json> RunIndex::Read(const Place& place) const {
 
 std::string RunIndex::Made(const std::string& name) const {
   const auto at = m_places.find(name);
-  return at == m_places.end() ? "" : Text(at->second.made);
+  if (at == m_places.end()) return "";
+  const Places& places = at->second;
+  return Text(places.made.length > 0 ? places.made : places.newest);
 }
 
 std::vector<std::string> RootsOfRun(const fs::path& out) {
