@@ -15,7 +15,7 @@ configure_file(tools/zep3/version.h.in ${PROJECT_BINARY_DIR}/generated/version.h
 
 # Everything but main, for the tests.
 add_library(zep3_program_parts STATIC
-  tools/icc/profile_gamma.cpp
+  tools/icc/profile.cpp
   tools/zep3/did_you_mean.cpp
   tools/zep3/interrupt.cpp
   tools/zep3/log.cpp

@@ -114,15 +114,6 @@ void CheckTables(const Correction& correction) {
 
 } // namespace
 
-Record& Record::operator=(const Record& other) {
-  para = other.para;
-  master = other.master;
-  std::copy(std::begin(other.rgb), std::end(other.rgb), rgb);
-  para.ic.pMasterTone = para.pOutMasterTone = &master;
-  para.ic.pRGBTone = para.pOutRGBTone = rgb;
-  return *this;
-}
-
 ZEP3_SURFACE Paper::Surface() const {
   ZEP3_SURFACE surface = figures;
   surface.pCells = const_cast<ZEP3_CELL*>(cells->data());

@@ -11,18 +11,8 @@
 #include <vector>
 
 #include "engine/zep3.h"
+#include "page/record.h"
 #include "python/src/scan_array.h"
-
-// The parameter record with its tone curves, as one value that can be copied.
-struct Record {
-  ZEP3_PARA para;
-  ZEP3_TONE master;
-  ZEP3_TONE rgb[3];
-
-  Record() { ResetZEP3(&para, &master, rgb); }
-  Record(const Record& other) { *this = other; }
-  Record& operator=(const Record& other);
-};
 
 using Matrix = std::array<double, 9>;
 

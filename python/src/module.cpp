@@ -11,7 +11,7 @@
 
 #include "python/src/correction.h"
 #include "python/src/scan_array.h"
-#include "tools/icc/profile_gamma.h"
+#include "tools/icc/profile.h"
 
 namespace py = pybind11;
 using namespace pybind11::literals;
@@ -67,7 +67,7 @@ int64_t Tenths(const char* what, double gamma) {
 
 std::optional<double> GammaOfProfile(const py::bytes& profile) {
   const std::string_view bytes = profile;
-  const std::optional<int> gamma = ProfileGamma(bytes.data(), bytes.size());
+  const std::optional<int> gamma = GammaOf(OpenProfile(bytes.data(), bytes.size()));
   return gamma ? std::optional(*gamma / 10.0) : std::nullopt;
 }
 

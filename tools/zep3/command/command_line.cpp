@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "command/option_group.h"
+#include "command/rolls.h"
 #include "command/setting_options.h"
 #include "command/verb_help.h"
 #include "did_you_mean.h"
@@ -169,8 +170,7 @@ void CheckSidecarUse(const CLI::App& app) {
 // What its scans share depends on these: they stay as they were.
 void TakeRoll(const CLI::App& app, Options& options) {
   if (options.command == Command::kCompare) throw UsageError("zep3 compare shows every kind, without --use-roll");
-  if (options.analysis.adaptive == false || options.analysis.plain)
-    throw UsageError("--use-roll is for the adaptive analysis, without --option plain");
+  CheckSharingAnalysis(options, "--use-roll");
   const auto refuse = [](const char* name) {
     throw UsageError(std::string(name) + " is another than that of --use-roll: what the scans share rests on it");
   };

@@ -327,9 +327,13 @@ class RollRun {
 
 } // namespace
 
-void CheckShares(const Options& options) {
+void CheckSharingAnalysis(const Options& options, const std::string& option) {
   if (options.analysis.adaptive == false || options.analysis.plain)
-    throw UsageError("--roll is for the adaptive analysis, without --option plain");
+    throw UsageError(option + " is for the adaptive analysis, without --option plain");
+}
+
+void CheckShares(const Options& options) {
+  CheckSharingAnalysis(options, "--roll");
   if (!CanShare(options.analysis)) {
     throw UsageError(std::string("--roll: scans of the kind ") + options.analysis.kind->pName +
                      " share nothing that one of them does not tell; leave --roll out");

@@ -3,6 +3,9 @@
 
 #include "options.h"
 
+// What scans share is found by one analysis alone. `option`: that asks for it. Throws UsageError.
+void CheckSharingAnalysis(const Options& options, const std::string& option);
+
 // Throws UsageError for originals that share nothing, or an analysis that does not look for it.
 void CheckShares(const Options& options);
 

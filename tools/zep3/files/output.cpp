@@ -28,14 +28,8 @@ constexpr const char* kStandardOutput = "to standard output";
 std::string Reason() { return std::strerror(errno); }
 
 void WriteAll(int file, const char* bytes, size_t size, const std::string& name) {
-  while (size > 0) {
-    const ssize_t written = ::write(file, bytes, size);
-    if (written < 0 && errno == EINTR && !IsInterrupted()) continue;
-    if (written == 0) errno = EIO; // would go on for ever
-    if (written <= 0) throw Failure("cannot write " + name + ": " + Reason(), Cause::kDisk);
-    bytes += written;
-    size -= static_cast<size_t>(written);
-  }
+  if (!WriteFully(file, bytes, size, IsInterrupted))
+    throw Failure("cannot write " + name + ": " + Reason(), Cause::kDisk);
 }
 
 // `read` fills the buffer and says how much of it, as the system's call.
@@ -104,6 +98,18 @@ fs::path TemporaryPlace() {
 }
 
 } // namespace
+
+bool WriteFully(int file, const char* bytes, size_t size, bool (*stop)()) {
+  while (size > 0) {
+    const ssize_t written = ::write(file, bytes, size);
+    if (written < 0 && errno == EINTR && (stop == nullptr || !stop())) continue;
+    if (written == 0) errno = EIO; // would go on for ever
+    if (written <= 0) return false;
+    bytes += written;
+    size -= static_cast<size_t>(written);
+  }
+  return true;
+}
 
 std::string OwnMark() { return MachineMark() + std::to_string(::getpid()) + "-"; }
 

@@ -34,6 +34,10 @@ class TemporaryFolder {
 // Standard input, copied to a file without a name; a path by which it can be opened again and again. Throws Failure.
 std::string SpoolStandardInput();
 
+// All bytes to a descriptor. False, with errno, where the system takes no more. `stop`: whether a signal that ends a
+// call ends it all; null: none does.
+bool WriteFully(int file, const char* bytes, size_t size, bool (*stop)() = nullptr);
+
 // A file from its beginning to standard output. Throws Failure.
 void CopyToStandardOutput(PendingFile& file);
 void WriteToStandardOutput(const std::string& bytes);

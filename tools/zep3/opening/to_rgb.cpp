@@ -2,15 +2,10 @@
 
 #include <lcms2.h>
 
-#include <memory>
-
 #include "failure.h"
+#include "tools/icc/profile.h"
 
 namespace {
-
-struct CloseProfile {
-  void operator()(void* profile) const { cmsCloseProfile(profile); }
-};
 
 // libvips would take a profile of its own for one that is damaged or of other colours.
 void CheckCmykProfile(const vips::VImage& image) {
@@ -18,7 +13,7 @@ void CheckCmykProfile(const vips::VImage& image) {
     throw Failure("is a CMYK picture without a profile, so that its colours are not known; convert it to RGB first");
   size_t size = 0;
   const void* data = image.get_blob(VIPS_META_ICC_NAME, &size);
-  const std::unique_ptr<void, CloseProfile> profile(cmsOpenProfileFromMem(data, static_cast<cmsUInt32Number>(size)));
+  const IccProfile profile = OpenProfile(data, size);
   const bool good = profile && cmsGetColorSpace(profile.get()) == cmsSigCmykData &&
                     cmsIsIntentSupported(profile.get(), INTENT_RELATIVE_COLORIMETRIC, LCMS_USED_AS_INPUT);
   if (!good) throw Failure("is a CMYK picture whose profile is no usable one of CMYK; convert it to RGB first");

@@ -10,36 +10,24 @@
 
 #include "engine/zep3.h"
 #include "failure.h"
-#include "tools/icc/profile_gamma.h"
+#include "tools/icc/profile.h"
 
 namespace {
 
 constexpr int kDisplayGamma = 22;
 
-struct CloseProfile {
-  void operator()(void* profile) const { cmsCloseProfile(profile); }
-};
-using Profile = std::unique_ptr<void, CloseProfile>;
-
 struct FreeCurve {
   void operator()(cmsToneCurve* curve) const { cmsFreeToneCurve(curve); }
 };
 
-Profile ReadProfile(const vips::VImage& image) {
+IccProfile ReadProfile(const vips::VImage& image) {
   if (image.get_typeof(VIPS_META_ICC_NAME) == 0) return nullptr;
   size_t size = 0;
   const void* data = image.get_blob(VIPS_META_ICC_NAME, &size);
-  return Profile(cmsOpenProfileFromMem(data, static_cast<cmsUInt32Number>(size)));
+  return OpenProfile(data, size);
 }
 
-// Of an image with a profile.
-std::optional<int> GammaOf(const vips::VImage& image) {
-  size_t size = 0;
-  const void* data = image.get_blob(VIPS_META_ICC_NAME, &size);
-  return ProfileGamma(data, size);
-}
-
-std::string Description(const Profile& profile) {
+std::string Description(const IccProfile& profile) {
   char text[256] = "";
   cmsGetProfileInfoASCII(profile.get(), cmsInfoDescription, "en", "US", text, sizeof text);
   return text;
@@ -47,7 +35,7 @@ std::string Description(const Profile& profile) {
 
 using Curve = std::unique_ptr<cmsToneCurve, FreeCurve>;
 
-std::vector<uint8_t> BytesOf(const Profile& profile) {
+std::vector<uint8_t> BytesOf(const IccProfile& profile) {
   cmsUInt32Number size = 0;
   if (!profile || !cmsSaveProfileToMem(profile.get(), nullptr, &size)) {
     throw Failure("its ICC profile cannot be rewritten");
@@ -58,11 +46,11 @@ std::vector<uint8_t> BytesOf(const Profile& profile) {
 }
 
 // With the date of the one that it stands for: the same scan gives the same bytes at any time.
-std::vector<uint8_t> GrayProfile(const Profile& colours, const Encoding& encoding) {
+std::vector<uint8_t> GrayProfile(const IccProfile& colours, const Encoding& encoding) {
   const auto* green = static_cast<const cmsToneCurve*>(cmsReadTag(colours.get(), cmsSigGreenTRCTag));
   const bool same = encoding.input == encoding.output && green != nullptr;
   const Curve curve(same ? cmsDupToneCurve(green) : cmsBuildGamma(nullptr, encoding.output / 10.0));
-  std::vector<uint8_t> bytes = BytesOf(Profile(cmsCreateGrayProfile(cmsD50_xyY(), curve.get())));
+  std::vector<uint8_t> bytes = BytesOf(IccProfile(cmsCreateGrayProfile(cmsD50_xyY(), curve.get())));
   constexpr std::ptrdiff_t kDate = 24, kDateEnd = 36; // in the head of every profile
   const std::vector<uint8_t> before = BytesOf(colours);
   std::copy(before.begin() + kDate, before.begin() + kDateEnd, bytes.begin() + kDate);
@@ -82,8 +70,8 @@ Encoding FindEncoding(const vips::VImage& image, std::optional<int> givenInput, 
   if (givenInput) {
     encoding.input = *givenInput;
     encoding.source = "given";
-  } else if (const Profile profile = ReadProfile(image)) {
-    const std::optional<int> gamma = GammaOf(image);
+  } else if (const IccProfile profile = ReadProfile(image)) {
+    const std::optional<int> gamma = GammaOf(profile);
     encoding.input = gamma.value_or(kDisplayGamma);
     encoding.source = "ICC profile " + Description(profile) + (gamma ? "" : ", which tells no gamma");
   } else {
@@ -96,7 +84,7 @@ Encoding FindEncoding(const vips::VImage& image, std::optional<int> givenInput, 
 
 vips::VImage FitProfile(const vips::VImage& image, const Encoding& encoding, bool madeGray) {
   if (encoding.input == encoding.output && !madeGray) return image;
-  const Profile profile = ReadProfile(image);
+  const IccProfile profile = ReadProfile(image);
   if (!profile) return image;
 
   const bool gray = cmsGetColorSpace(profile.get()) == cmsSigGrayData;

@@ -81,12 +81,7 @@ void KeptOriginals::Add(const fs::path& original, const FileTime& scan, PendingF
   line.append(std::to_string(scan.size)).append(" ").append(std::to_string(scan.time)).append(" ");
   line.append(name).append("\n");
   const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC, 0666);
-  bool good = file >= 0;
-  for (size_t done = 0; good && done < line.size();) {
-    const ssize_t now = ::write(file, line.data() + done, line.size() - done);
-    good = now > 0 || (now < 0 && errno == EINTR);
-    if (now > 0) done += static_cast<size_t>(now);
-  }
+  bool good = file >= 0 && WriteFully(file, line.data(), line.size());
   good = good && (sync == PendingFile::Sync::kNo || ::fdatasync(file) == 0);
   const int reason = errno;
   const bool closed = file < 0 || ::close(file) == 0;

@@ -2,7 +2,6 @@
 #include "saving/tiff_strips.h"
 
 #include <algorithm>
-#include <cstring>
 #include <exception>
 #include <vector>
 
@@ -15,17 +14,11 @@ namespace {
 
 constexpr int64_t kMegabyte = 1 << 20;
 
-// Gray or R G B as the file has it, so that its tags fit the pixels of the image.
+// As the file has them, so that its tags fit the pixels of the image.
 bool HasSamplesOf(const vips::VImage& image, const TiffHandle& tiff, const TiffLayout& layout) {
-  const PlainShape shape = ShapeOf(image);
-  const uint16_t photometric = tiff.Get<uint16_t>(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
-  const bool colours = (photometric == PHOTOMETRIC_RGB && shape.bands >= 3) ||
-                       (photometric == PHOTOMETRIC_MINISBLACK && shape.bands <= 2);
   const bool whole = image.format() == VIPS_FORMAT_UCHAR || image.format() == VIPS_FORMAT_USHORT;
-  return colours && whole &&
-         shape == PlainShape{layout.width, layout.height, layout.samplesPerPixel, layout.bitsPerSample == 16} &&
-         (layout.bitsPerSample == 8 || layout.bitsPerSample == 16) &&
-         tiff.Get<uint16_t>(TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT) == SAMPLEFORMAT_UINT;
+  const PlainShape stored = {layout.width, layout.height, layout.samplesPerPixel, layout.bitsPerSample == 16};
+  return whole && ShapeOf(image) == stored && HasPlainSamples(tiff, layout);
 }
 
 // Takes lines in order, and writes a strip as soon as it is full.
@@ -70,11 +63,7 @@ bool WriteTiffStrips(const Scan& scan, int page, const vips::VImage& image, Pend
     SetLayout(from, layout, tiff);
     // Deflate has had two numbers; the older one is not written any more.
     TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_ADOBE_DEFLATE);
-    if (image.get_typeof(VIPS_META_ICC_NAME) != 0) {
-      size_t bytes = 0;
-      const void* profile = image.get_blob(VIPS_META_ICC_NAME, &bytes);
-      TIFFSetField(tiff, TIFFTAG_ICCPROFILE, static_cast<uint32_t>(bytes), profile);
-    }
+    CopyProfile(from, tiff);
     struct Work {
       Strips strips;
       std::exception_ptr fault;

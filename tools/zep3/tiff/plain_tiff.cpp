@@ -22,12 +22,8 @@ class PlainTiffLines : public PlainLines {
   PlainTiffLines(const std::string& path, TiffPlace page) : m_tiff(path, page), m_layout(LayoutOf(m_tiff)) {}
 
   bool IsPlain() const {
-    const uint16_t photometric = m_tiff.Get<uint16_t>(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
-    const bool colours = (photometric == PHOTOMETRIC_RGB && m_layout.samplesPerPixel >= 3) ||
-                         (photometric == PHOTOMETRIC_MINISBLACK && m_layout.samplesPerPixel <= 2);
-    return colours && HasLines() && !m_layout.tiled && !m_layout.separatePlanes &&
-           m_layout.compression == COMPRESSION_NONE && (m_layout.bitsPerSample == 8 || m_layout.bitsPerSample == 16) &&
-           m_tiff.Get<uint16_t>(TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT) == SAMPLEFORMAT_UINT &&
+    return HasPlainSamples(m_tiff, m_layout) && HasLines() && !m_layout.tiled && !m_layout.separatePlanes &&
+           m_layout.compression == COMPRESSION_NONE &&
            m_tiff.Get<uint16_t>(TIFFTAG_FILLORDER, FILLORDER_MSB2LSB) == FILLORDER_MSB2LSB && HasAllStrips();
   }
 
@@ -150,11 +146,7 @@ bool RewritePlainTiff(const std::string& source, TiffPlace page, PendingFile& ta
     const bool bigEndian = TIFFIsBigEndian(from.Handle()) != 0;
     const TiffHandle to(target, (std::string("w") + (bigEndian ? "b" : "l") + (layout.big ? "8" : "")).c_str());
     SetLayout(from.Handle(), layout, to);
-    uint32_t profileBytes = 0;
-    const void* profile = nullptr;
-    if (TIFFGetField(from.Handle(), TIFFTAG_ICCPROFILE, &profileBytes, &profile) != 0) {
-      TIFFSetField(to, TIFFTAG_ICCPROFILE, profileBytes, profile);
-    }
+    CopyProfile(from.Handle(), to);
     const int64_t linesAtOnce = rows * std::max<int64_t>(1, kBatch / stripBytes);
     std::vector<uint8_t> batches[2];
     const auto read = [&](int64_t begin, std::vector<uint8_t>& lines) {

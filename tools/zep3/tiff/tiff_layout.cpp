@@ -44,6 +44,21 @@ TiffLayout LayoutOf(const TiffHandle& tiff) {
   return layout;
 }
 
+bool HasPlainSamples(const TiffHandle& tiff, const TiffLayout& layout) {
+  const uint16_t photometric = tiff.Get<uint16_t>(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
+  const bool colours = (photometric == PHOTOMETRIC_RGB && layout.samplesPerPixel >= 3) ||
+                       (photometric == PHOTOMETRIC_MINISBLACK && layout.samplesPerPixel <= 2);
+  return colours && (layout.bitsPerSample == 8 || layout.bitsPerSample == 16) &&
+         tiff.Get<uint16_t>(TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT) == SAMPLEFORMAT_UINT;
+}
+
+void CopyProfile(const TiffHandle& from, const TiffHandle& to) {
+  uint32_t bytes = 0;
+  const void* profile = nullptr;
+  if (TIFFGetField(from, TIFFTAG_ICCPROFILE, &bytes, &profile) != 0)
+    TIFFSetField(to, TIFFTAG_ICCPROFILE, bytes, profile);
+}
+
 void SetLayout(const TiffHandle& from, const TiffLayout& layout, const TiffHandle& to) {
   constexpr uint32_t kLongs[] = {TIFFTAG_IMAGEWIDTH, TIFFTAG_IMAGELENGTH, TIFFTAG_IMAGEDEPTH, TIFFTAG_TILEDEPTH};
   constexpr uint32_t kShorts[] = {TIFFTAG_BITSPERSAMPLE, TIFFTAG_SAMPLESPERPIXEL, TIFFTAG_COMPRESSION,

@@ -55,5 +55,11 @@ std::vector<TiffLayout> ReadTiffLayouts(const std::string& path);
 // The layout of the page at which the handle stands.
 TiffLayout LayoutOf(const TiffHandle& tiff);
 
+// Gray, or R G B with whatever behind it, whole numbers of 8 or 16 bits.
+bool HasPlainSamples(const TiffHandle& tiff, const TiffLayout& layout);
+
 // Gives the page to be written what libtiff must know to place its blocks.
 void SetLayout(const TiffHandle& from, const TiffLayout& layout, const TiffHandle& to);
+
+// Its ICC profile, if it has one.
+void CopyProfile(const TiffHandle& from, const TiffHandle& to);

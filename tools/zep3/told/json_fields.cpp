@@ -81,3 +81,8 @@ std::string ReadText(const std::string& path, size_t most) {
   if (std::filesystem::file_size(path, ignored) > most) Refuse("is too large to be one");
   return {std::istreambuf_iterator<char>(file), {}};
 }
+
+std::string TextField(const nlohmann::json& json, const char* name) {
+  const auto at = json.find(name);
+  return at != json.end() && at->is_string() ? at->get<std::string>() : "";
+}

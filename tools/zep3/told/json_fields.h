@@ -23,5 +23,8 @@ void ReadValues(const nlohmann::json& json, std::string_view name, std::span<dou
 // The text of a file of ours: its format and version are checked. `what` it holds, for messages: "correction".
 nlohmann::json ParseFormat(const std::string& text, const char* format, int version, const std::string& what);
 
+// A text, or "" where there is none. Of JSON that may come from elsewhere.
+std::string TextField(const nlohmann::json& json, const char* name);
+
 // A regular file of at most so many bytes.
 std::string ReadText(const std::string& path, size_t most);

@@ -45,11 +45,6 @@ size_t PlaceOf(const std::string& state) {
   return static_cast<size_t>(at - kStates.begin());
 }
 
-std::string Text(const Json& json, const char* name) {
-  const auto at = json.find(name);
-  return at != json.end() && at->is_string() ? at->get<std::string>() : "";
-}
-
 const Json& PagesOf(const Json& record) {
   static const Json kNone = Json::array();
   const auto at = record.find("pages");
@@ -57,11 +52,11 @@ const Json& PagesOf(const Json& record) {
 }
 
 std::string StateOf(const Json& record) {
-  const std::string status = Text(record, "status");
+  const std::string status = TextField(record, "status");
   if (status != "corrected" && status != "skipped") return "failed";
   size_t worst = kStates.size();
   for (const Json& page : PagesOf(record)) {
-    const std::string verdict = page.is_object() ? Text(page, "verdict") : "";
+    const std::string verdict = page.is_object() ? TextField(page, "verdict") : "";
     worst = std::min(worst, PlaceOf(verdict.empty() ? "unchecked" : verdict == "failed" ? "none" : verdict));
   }
   if (worst < kStates.size()) return kStates[worst].name;
@@ -77,7 +72,7 @@ std::string ReasonsOf(const Json& record) {
     const Json& analysis = page.at("analysis");
     if (!analysis.contains("reasons") || !analysis.at("reasons").is_array()) continue;
     for (const Json& reason : analysis.at("reasons")) {
-      const std::string said = reason.is_object() ? Text(reason, "text") : "";
+      const std::string said = reason.is_object() ? TextField(reason, "text") : "";
       if (!said.empty() && told.insert(said).second) text += (text.empty() ? "" : "; ") + said;
     }
   }
@@ -86,9 +81,9 @@ std::string ReasonsOf(const Json& record) {
 
 std::string KindOf(const Json& record) {
   for (const Json& page : PagesOf(record)) {
-    if (page.is_object() && !Text(page, "kind").empty()) return Text(page, "kind");
+    if (page.is_object() && !TextField(page, "kind").empty()) return TextField(page, "kind");
   }
-  return Text(record, "kind");
+  return TextField(record, "kind");
 }
 
 bool Exists(const fs::path& path) {
@@ -159,23 +154,24 @@ void WriteParts(const fs::path& name, PendingFile::Sync sync, Make make) {
 } // namespace
 
 bool Overview::Add(const Json& record, const fs::path& kept) {
-  if (!record.is_object() || Text(record, "scan").empty() || Text(record, "status").empty()) return false;
+  if (!record.is_object() || TextField(record, "scan").empty() || TextField(record, "status").empty()) return false;
   Scan scan;
-  scan.name = Text(record, "scan");
+  scan.name = TextField(record, "scan");
   scan.state = StateOf(record);
   scan.kind = KindOf(record);
-  scan.startedIn = Text(record, "folder");
-  const fs::path keptName = Text(record, "name").empty() || kept.empty() ? fs::path() : kept / Text(record, "name");
+  scan.startedIn = TextField(record, "folder");
+  const fs::path keptName =
+      TextField(record, "name").empty() || kept.empty() ? fs::path() : kept / TextField(record, "name");
   scan.result = Exists(keptName) ? keptName.lexically_relative(m_folder).string()
-                                 : NameBelow(m_folder, scan.startedIn, Text(record, "result"));
+                                 : NameBelow(m_folder, scan.startedIn, TextField(record, "result"));
   scan.pages = static_cast<int64_t>(PagesOf(record).size());
   const auto seconds = record.find("seconds");
   scan.seconds = seconds != record.end() && seconds->is_number() ? seconds->get<double>() : 0;
-  const std::string message = Text(record, "message");
+  const std::string message = TextField(record, "message");
   scan.said = scan.state == "failed" || scan.state == "skipped" ? message : ReasonsOf(record);
   scan.table = RunTableLines(record);
   const auto [at, isNew] = m_scans.emplace(scan.result.empty() ? "\n" + scan.name : scan.result, scan);
-  const bool earlierStands = Text(record, "status") == "skipped" && at->second.state != "failed";
+  const bool earlierStands = TextField(record, "status") == "skipped" && at->second.state != "failed";
   if (!isNew && !earlierStands) at->second = std::move(scan);
   return true;
 }
@@ -320,7 +316,8 @@ std::vector<RunHead> ReadRunHeads(const fs::path& folder) try {
   if (!heads.is_array()) return {};
   for (const Json& head : heads) {
     if (head.is_object())
-      runs.push_back({Text(head, "command"), Text(head, "folder"), Text(head, "versions"), Text(head, "date")});
+      runs.push_back({TextField(head, "command"), TextField(head, "folder"), TextField(head, "versions"),
+                      TextField(head, "date")});
   }
   if (runs.size() > kHeadsMost) runs.erase(runs.begin(), runs.end() - kHeadsMost);
   return runs;

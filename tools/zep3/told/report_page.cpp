@@ -85,6 +85,11 @@ vips::VImage WithPaper(const vips::VImage& small, const PaperSurface& paper) {
   for (size_t i = 0; i < paper.cells.size(); i++) {
     const ZEP3_CELL& cell = paper.cells[i];
     if (figures.lFound == ZEP3_SURFACE_PAPER && (cell.lLies & ZEP3_CELL_STROKES) == 0) continue;
+    std::array<VipsPel, 3> levels = {};
+    for (size_t c = 0; c < 3; c++) {
+      const double level = 255 / static_cast<double>(cell.fGain[bands == 1 ? 1 : c]);
+      levels[c] = static_cast<VipsPel>(std::min(level, 255.0));
+    }
     const auto at = static_cast<int64_t>(i);
     const int64_t left = figures.lLeft + figures.lSide * (at % figures.lColumns);
     const int64_t top = figures.lTop + figures.lSide * (at / figures.lColumns);
@@ -93,10 +98,7 @@ vips::VImage WithPaper(const vips::VImage& small, const PaperSurface& paper) {
     for (int64_t y = std::max<int64_t>(top, 0); y < bottom; y++) {
       for (int64_t x = std::max<int64_t>(left, 0); x < right; x++) {
         VipsPel* pixel = VIPS_IMAGE_ADDR(drawn.get_image(), static_cast<int>(x), static_cast<int>(y));
-        for (int c = 0; c < bands; c++) {
-          const double level = 255 / static_cast<double>(cell.fGain[bands == 1 ? 1 : std::min(c, 2)]);
-          pixel[c] = static_cast<VipsPel>(std::min(level, 255.0));
-        }
+        for (int c = 0; c < bands; c++) pixel[c] = levels[static_cast<size_t>(std::min(c, 2))];
       }
     }
   }

@@ -90,16 +90,6 @@ class Beginning : public nlohmann::json_sax<nlohmann::json> {
 
 } // namespace
 
-std::vector<nlohmann::json> ReadRun(const fs::path& out) {
-  std::vector<nlohmann::json> records;
-  RunIndex(out).ForEach([&](nlohmann::json record) { records.push_back(std::move(record)); });
-  const auto order = [](const nlohmann::json& record) {
-    return std::pair(record.value("scan", std::string()), record.value("name", std::string()));
-  };
-  std::sort(records.begin(), records.end(), [&](const auto& a, const auto& b) { return order(a) < order(b); });
-  return records;
-}
-
 std::string NameInRun(const fs::path& result, const fs::path& out) {
   return Printable(result.lexically_normal().lexically_relative(out.lexically_normal()).string());
 }
@@ -190,12 +180,7 @@ void RunLog::Open() {
 
 void RunLog::Write(const nlohmann::ordered_json& line) {
   const std::string text = ToText(line, -1) + '\n';
-  for (size_t done = 0; done < text.size();) {
-    const ssize_t now = ::write(m_file, text.data() + done, text.size() - done);
-    if (now < 0 && errno == EINTR) continue;
-    if (now <= 0) Fail();
-    done += static_cast<size_t>(now);
-  }
+  if (!WriteFully(m_file, text.data(), text.size())) Fail();
 }
 
 void RunLog::Add(const std::string& result, const nlohmann::ordered_json& record) {

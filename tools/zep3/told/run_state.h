@@ -15,18 +15,16 @@
 
 inline constexpr const char* kRunFolder = ".zep3-run";
 
-// The newest record of each result in the folder `out`, in the order of the names of their scans. None without a state.
-// Each has the fields of a line of `--json`, "name", the result's place below `out`, and "at", when it was done, in ns
-// since 1970.
-std::vector<nlohmann::json> ReadRun(const std::filesystem::path& out);
-
-// Where the records of a folder of results lie, without what is in them: some 100 bytes a result.
+// Where the records of a folder of results lie, without what is in them: some 100 bytes a result. A record has the
+// fields of a line of `--json`, "name", the result's place below the folder, and "at", when it was done, in ns since
+// 1970.
 class RunIndex {
  public:
   // Reads the beginnings of all records. A line that is cut, or is none, is passed over.
   explicit RunIndex(const std::filesystem::path& out);
 
-  // The newest record of a result that was made, as JSON; "" when there is none. `name`: as NameInRun gives it.
+  // The newest record of a result that was made, or else the newest of any, as JSON; "" when there is none. `name`: as
+  // NameInRun gives it.
   std::string Made(const std::string& name) const;
 
   // Calls take(record) for the newest record of each result, in no order.
@@ -67,7 +65,7 @@ class FormerRun {
   // Empty: there is none.
   explicit FormerRun(const std::filesystem::path& out) : m_out(out) {}
 
-  // The record of a result that is there; "" where none says how it was made.
+  // The record of a result that is there, as RunIndex::Made gives it.
   std::string Made(const std::string& result);
 
  private:

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "page/record.h"
+#include "told/json_fields.h"
 
 namespace {
 
@@ -32,11 +33,6 @@ std::string TextCell(const std::string& text) {
   return Quoted(marked ? "'" + text : text);
 }
 
-std::string Text(const Json& json, const char* name) {
-  const auto at = json.find(name);
-  return at != json.end() && at->is_string() ? at->get<std::string>() : "";
-}
-
 std::string NumberCell(const Json& json, const char* name) {
   const auto at = json.find(name);
   return at != json.end() && at->is_number() ? at->dump() : "";
@@ -54,7 +50,7 @@ std::string ReasonsOf(const Json& analysis) {
   if (reasons == analysis.end() || !reasons->is_array()) return "";
   for (const Json& reason : *reasons) {
     if (!reason.is_object()) continue;
-    codes.append(codes.empty() ? "" : " ").append(Text(reason, "code"));
+    codes.append(codes.empty() ? "" : " ").append(TextField(reason, "code"));
   }
   return codes;
 }
@@ -73,12 +69,12 @@ std::string WindowOf(const Json& frame) {
 
 std::string Line(const Json& record, const Json& page) {
   const Json& analysis = Part(page, "analysis");
-  const std::string kind = Text(page, "kind");
+  const std::string kind = TextField(page, "kind");
   const auto number = page.find("page");
-  std::string line = TextCell(Text(record, "scan")) + ',';
+  std::string line = TextCell(TextField(record, "scan")) + ',';
   if (number != page.end() && number->is_number_integer()) line += std::to_string(number->get<int64_t>() + 1);
-  for (const std::string& text : {Text(record, "result"), Text(record, "status"),
-                                  kind.empty() ? Text(record, "kind") : kind, Text(page, "verdict")})
+  for (const std::string& text : {TextField(record, "result"), TextField(record, "status"),
+                                  kind.empty() ? TextField(record, "kind") : kind, TextField(page, "verdict")})
     line += ',' + TextCell(text);
   line += ',' + NumberCell(analysis, "confidence");
   line += ',' + TextCell(ReasonsOf(analysis)) + ',' + Quoted(WindowOf(Part(page, "frame")));
@@ -86,7 +82,7 @@ std::string Line(const Json& record, const Json& page) {
     const Json& points = Part(Part(page, "points"), channel);
     for (const auto& [name, head] : kPoints) line += ',' + NumberCell(points, name);
   }
-  return line + ',' + NumberCell(record, "seconds") + ',' + TextCell(Text(record, "message")) + "\r\n";
+  return line + ',' + NumberCell(record, "seconds") + ',' + TextCell(TextField(record, "message")) + "\r\n";
 }
 
 } // namespace

@@ -1,17 +1,12 @@
 // By Little CMS.
-#include "tools/icc/profile_gamma.h"
+#include "tools/icc/profile.h"
 
 #include <lcms2.h>
 
 #include <cmath>
 #include <cstdint>
-#include <memory>
 
 namespace {
-
-struct CloseProfile {
-  void operator()(void* profile) const { cmsCloseProfile(profile); }
-};
 
 // Standard deviation of the gamma over the curve beyond which an estimate says nothing. sRGB, whose foot is straight,
 // must pass: it lies below 0.1.
@@ -36,10 +31,14 @@ double EstimateGamma(void* profile) {
 
 } // namespace
 
-std::optional<int> ProfileGamma(const void* profile, std::size_t bytes) {
-  if (bytes > UINT32_MAX) return std::nullopt;
-  const std::unique_ptr<void, CloseProfile> opened(cmsOpenProfileFromMem(profile, static_cast<cmsUInt32Number>(bytes)));
-  const double gamma = opened ? EstimateGamma(opened.get()) : 0;
+void CloseProfile::operator()(void* profile) const { cmsCloseProfile(profile); }
+
+IccProfile OpenProfile(const void* bytes, std::size_t size) {
+  return IccProfile(size > UINT32_MAX ? nullptr : cmsOpenProfileFromMem(bytes, static_cast<cmsUInt32Number>(size)));
+}
+
+std::optional<int> GammaOf(const IccProfile& profile) {
+  const double gamma = profile ? EstimateGamma(profile.get()) : 0;
   if (!(gamma >= kSmallest && gamma <= kLargest)) return std::nullopt;
   return static_cast<int>(std::lround(gamma * 10));
 }
