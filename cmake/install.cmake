@@ -1,9 +1,11 @@
-# Libraries, header, licence, CMake package and pkg-config file.
+# Libraries, header, CMake package and pkg-config file; licence, documentation, examples and samples.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS zep3 zep3_static EXPORT zep3-targets PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
-install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+# As they lie here, for their links to one another.
+install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs examples samples DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zep3)
 install(EXPORT zep3-targets NAMESPACE zep3:: FILE zep3-config.cmake DESTINATION ${package_dir})
