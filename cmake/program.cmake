@@ -6,6 +6,7 @@ pkg_check_modules(TIFF REQUIRED IMPORTED_TARGET libtiff-4>=4.5)
 pkg_check_modules(LCMS REQUIRED IMPORTED_TARGET lcms2>=2.13)
 pkg_check_modules(TOML REQUIRED IMPORTED_TARGET tomlplusplus)
 pkg_check_modules(WEBP REQUIRED IMPORTED_TARGET libwebp)
+pkg_check_modules(HTTPLIB IMPORTED_TARGET cpp-httplib) # for zep3 view
 find_package(Threads REQUIRED)
 find_package(ZLIB REQUIRED)
 find_package(CLI11 REQUIRED)
@@ -35,6 +36,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/command/setting_options.cpp
   tools/zep3/command/stops.cpp
   tools/zep3/command/verb_help.cpp
+  tools/zep3/command/view.cpp
   tools/zep3/command/workers.cpp
   tools/zep3/files/formats.cpp
   tools/zep3/files/output.cpp
@@ -100,6 +102,11 @@ target_link_libraries(zep3_program_parts
   PRIVATE PkgConfig::TOML PkgConfig::GMODULE PkgConfig::TIFF PkgConfig::LCMS PkgConfig::WEBP CLI11::CLI11 ZLIB::ZLIB
     Threads::Threads
 )
+if(HTTPLIB_FOUND)
+  target_sources(zep3_program_parts PRIVATE tools/zep3/viewing/page_server.cpp)
+  target_compile_definitions(zep3_program_parts PRIVATE ZEP3_HAS_VIEW)
+  target_link_libraries(zep3_program_parts PRIVATE PkgConfig::HTTPLIB)
+endif()
 # CLI11 is all templates and runs once a run: optimising it fully would take half of the time that these files compile.
 if(NOT MSVC)
   set_source_files_properties(

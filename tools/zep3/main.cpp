@@ -5,6 +5,7 @@
 
 #include "command/batch.h"
 #include "command/command_line.h"
+#include "command/view.h"
 #include "failure.h"
 #include "interrupt.h"
 #include "log.h"
@@ -21,6 +22,7 @@ int Refuse(const std::exception& error, int status) {
 
 int main(int argc, char** argv) try {
   const Parsed parsed = ParseCommandLine(argc, argv);
+  if (parsed.options && parsed.options->command == Command::kView) return RunView(*parsed.options);
   if (parsed.options) return RunBatch(*parsed.options);
   if (!std::cout.flush()) throw std::runtime_error("cannot write to standard output");
   return parsed.status;

@@ -89,7 +89,7 @@ using SettingLayer = std::map<std::string, SettingWord>;
 inline constexpr const char* kCommandLine = "command line";
 
 // kObserve: the first pass over a roll, which no user asks for by itself.
-enum class Command { kCorrect, kAnalyse, kTables, kCompare, kOverview, kObserve };
+enum class Command { kCorrect, kAnalyse, kTables, kCompare, kOverview, kView, kObserve };
 
 struct Options {
   Command command = Command::kCorrect;
@@ -144,4 +144,5 @@ struct Options {
   bool json = false;
   bool quiet = false;
   bool verbose = false;
+  bool noBrowser = false; // of zep3 view
 };

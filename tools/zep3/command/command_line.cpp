@@ -152,6 +152,7 @@ void AddMany(CLI::App& app, Options& options) {
   AddRange(group, "-j,--jobs", options.jobs, 1, 256, "Scans at a time (one per processor)");
   group.AddFlag("-n,--dry-run", options.dryRun, "Say what would be done, write nothing");
   group.AddFlag("--json", options.json, "One line of JSON a scan on standard output");
+  group.AddFlag("--no-browser", options.noBrowser, "zep3 view: tell the page's address, open nothing");
   group.AddFlag("-q,--quiet", options.quiet, "Say only what failed");
   group.AddFlag("-v,--verbose", options.verbose,
                 "Say every scan with what was found, and what the image libraries warn of");
@@ -228,6 +229,10 @@ void CheckOverview(const Options& options) {
   if (options.inputs.empty()) throw UsageError("zep3 overview DIR: say which folder of results");
 }
 
+void CheckView(const Options& options) {
+  if (options.inputs.empty()) throw UsageError("zep3 view FILE|DIR: say which scans, or which folder");
+}
+
 std::vector<std::string> NamesOf(const std::vector<const CLI::App*>& commands) {
   std::vector<std::string> names;
   for (const CLI::App* command : commands) names.push_back(command->get_name());
@@ -258,6 +263,8 @@ std::string UnknownOption(const CLI::App& app) {
 void Check(const CLI::App& app, Options& options) {
   CheckFirstWord(app, options);
   if (options.command == Command::kOverview) return CheckOverview(options);
+  if (options.command == Command::kView) return CheckView(options);
+  if (options.noBrowser) throw UsageError("--no-browser is for zep3 view");
   TakeStops(options.user);
   if (options.inputs.empty() && options.filesFrom.empty()) throw UsageError("no scan is named; see zep3 --help");
   if (!options.useSidecar.empty()) CheckSidecarUse(app);
@@ -331,6 +338,9 @@ Parsed ParseCommandLine(int argc, char** argv) {
                          "Write the page and the table of all results in the folder DIR anew: zep3 overview "
                          "DIR [LINES...], with the lines of --json in these files, too")
           ->fallthrough();
+  auto* view = app.add_subcommand("view", "Look at scans, or at the results of a run, and correct them on a page in the "
+                                          "browser, which writes sidecars beside them: zep3 view FILE|DIR...")
+                   ->fallthrough();
   Settings settings;
   AddResult(app, options, settings);
   AddOriginal(app, options, settings);
@@ -354,6 +364,7 @@ Parsed ParseCommandLine(int argc, char** argv) {
     if (*tables) options.command = Command::kTables;
     if (*compare) options.command = Command::kCompare;
     if (*overview) options.command = Command::kOverview;
+    if (*view) options.command = Command::kView;
     Check(app, options);
     options.settings = LayerOf(settings, kCommandLine);
     options.givenBeside = WordsUnder(app, kAdmissionHeading);

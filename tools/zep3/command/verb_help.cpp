@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <initializer_list>
 #include <map>
 
@@ -11,7 +12,7 @@
 
 namespace {
 
-using Names = std::vector<const char*>;
+using Names = std::vector<std::string>;
 
 Names Together(std::initializer_list<Names> lists) {
   Names all;
@@ -23,12 +24,21 @@ Names Together(std::initializer_list<Names> lists) {
 const std::map<std::string, Names>& OptionsOfOthers() {
   static const Names ofPictures = {"--format", "--in-place", "--restore",       "--no-backup", "--strip", "--sidecar",
                                    "--report", "--overview", "--dry-run",       "--update",    "--gray",  "--crop",
-                                   "--margin", "--roll",     "--no-straighten", "--flat",      "--root"};
+                                   "--margin", "--roll",     "--no-straighten", "--flat",      "--root",    "--no-browser"};
   static const std::map<std::string, Names> options = {
       {"analyse", Together({ofPictures, {"--output", "--overwrite", "--no-sync", "--as", "--use-sidecar"}})},
       {"tables", Together({ofPictures, {"--json"}})},
       {"compare", Together({ofPictures, {"--as", "--kind", "--analysis", "--use-sidecar", "--use-roll", "--json"}})},
-      {"auto", {"--as"}},
+      {"auto", {"--as", "--no-browser"}},
+  };
+  return options;
+}
+
+// All that these take, beside what they are given.
+const std::map<std::string, Names>& OwnOptions() {
+  static const std::map<std::string, Names> options = {
+      {"overview", {"--help", "--quiet"}},
+      {"view", {"--help", "--quiet", "--recursive", "--no-browser"}},
   };
   return options;
 }
@@ -37,15 +47,16 @@ const std::map<std::string, Names>& OptionsOfOthers() {
 const CLI::App* TakeVerb(CLI::App& app) {
   const std::vector<CLI::App*> given = app.get_subcommands();
   if (given.empty()) return nullptr;
-  if (given.front()->get_name() == "overview") { // reads what runs have left
+  const auto own = OwnOptions().find(given.front()->get_name());
+  if (own != OwnOptions().end()) {
     for (CLI::Option* option : app.get_options()) {
-      const std::string name = option->get_name();
-      if (name != "--help" && name != "--quiet" && option->nonpositional()) option->group("");
+      const bool taken = std::find(own->second.begin(), own->second.end(), option->get_name()) != own->second.end();
+      if (!taken && option->nonpositional()) option->group("");
     }
   }
   const auto others = OptionsOfOthers().find(given.front()->get_name());
   if (others != OptionsOfOthers().end()) {
-    for (const char* name : others->second) {
+    for (const std::string& name : others->second) {
       if (CLI::Option* option = app.get_option_no_throw(name)) option->group(""); // hides it
     }
   }

@@ -29,7 +29,8 @@ Outcome Dispatch(const Job& job, const Options& options) {
       return CompareKinds(job, options);
     case Command::kObserve:
       return ObserveScan(job, options);
-    case Command::kOverview: // reads no scan
+    case Command::kOverview: // these read no scan
+    case Command::kView:
     case Command::kCorrect:
       break;
   }
