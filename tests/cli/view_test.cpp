@@ -182,7 +182,8 @@ TEST_F(View, ShowsTheOverviewOfARunAndNothingBesideIt) {
   EXPECT_EQ(page->body, Read("out/zep3-report/index.html"));
   EXPECT_IN("sandbox", page->get_header_value("Content-Security-Policy")); // its scripts reach nothing here
   EXPECT_EQ(serving.Get(serving.Base() + "run/a.png")->body, Read("out/a.png"));
-  for (const char* outside : {"run/link.png", "run/../secret.png", "run/%2e%2e/secret.png", "run//etc/passwd", "run/zep3-report"})
+  for (const char* outside :
+       {"run/link.png", "run/../secret.png", "run/%2e%2e/secret.png", "run//etc/passwd", "run/zep3-report"})
     EXPECT_EQ(serving.Get(serving.Base() + outside)->status, 404) << outside;
   EXPECT_EQ(serving.End(), 0);
 }

@@ -63,7 +63,8 @@ ViewedScans NamedScans(const Options& options) {
     }
   }
   if (viewed.scans.empty() && viewed.run.empty())
-    throw UsageError(options.inputs[0] + ": no scans there" + (options.recursive ? "" : "; -r looks below folders, too"));
+    throw UsageError(options.inputs[0] + ": no scans there" +
+                     (options.recursive ? "" : "; -r looks below folders, too"));
   return viewed;
 }
 

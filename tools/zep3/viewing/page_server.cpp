@@ -199,9 +199,8 @@ struct PageServer::Parts {
 
   void Route() {
     server.set_payload_max_length(kSidecarBytes);
-    server.set_default_headers({{"X-Content-Type-Options", "nosniff"},
-                                {"Referrer-Policy", "no-referrer"},
-                                {"Cache-Control", "no-store"}});
+    server.set_default_headers(
+        {{"X-Content-Type-Options", "nosniff"}, {"Referrer-Policy", "no-referrer"}, {"Cache-Control", "no-store"}});
     server.set_pre_routing_handler([this](const Request& request, Response& response) {
       using Handled = httplib::Server::HandlerResponse;
       return MayPass(request, response) ? Handled::Unhandled : Handled::Handled;
@@ -216,9 +215,8 @@ struct PageServer::Parts {
       if (const fs::path* scan = ScanOf(request, response)) SendFile(response, SidecarOf(*scan), "application/json");
     });
     server.Put(sidecar, [this](const Request& request, Response& response) { TakeSidecar(request, response); });
-    server.Get(base + "run/(.+)", [this](const Request& request, Response& response) {
-      SendOfRun(request.matches[1], response);
-    });
+    server.Get(base + "run/(.+)",
+               [this](const Request& request, Response& response) { SendOfRun(request.matches[1], response); });
     server.Get(base + "(.*)",
                [this](const Request& request, Response& response) { SendPage(request.matches[1], response); });
   }
