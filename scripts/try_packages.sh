@@ -29,6 +29,7 @@ done
 
 # All of them come off again, and leave nothing.
 in_root sh -c 'dpkg-query -W -f "\${Package}\n" | grep zep3 | xargs apt-get purge -q -y' >"$root.log" 2>&1
-left=$(find "$root/usr" "$root/etc" -name '*zep3*' | head)
+rm "$root/etc/apt/sources.list.d/zep3.list"
+left=$(find "$root/usr" "$root/etc" -name "*zep3*" | head)
 [ -z "$left" ] || { echo "left after the packages were removed: $left"; exit 1; }
 rm -rf "$root"

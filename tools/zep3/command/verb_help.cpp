@@ -22,9 +22,10 @@ Names Together(std::initializer_list<Names> lists) {
 
 // Options of the commands that write no pictures beside scans are all but these.
 const std::map<std::string, Names>& OptionsOfOthers() {
-  static const Names ofPictures = {"--format", "--in-place", "--restore",       "--no-backup", "--strip", "--sidecar",
-                                   "--report", "--overview", "--dry-run",       "--update",    "--gray",  "--crop",
-                                   "--margin", "--roll",     "--no-straighten", "--flat",      "--root",    "--no-browser"};
+  static const Names ofPictures = {"--format",  "--in-place", "--restore",   "--no-backup", "--strip",
+                                   "--sidecar", "--report",   "--overview",  "--dry-run",   "--update",
+                                   "--gray",    "--crop",     "--margin",    "--roll",      "--no-straighten",
+                                   "--flat",    "--root",     "--no-browser"};
   static const std::map<std::string, Names> options = {
       {"analyse", Together({ofPictures, {"--output", "--overwrite", "--no-sync", "--as", "--use-sidecar"}})},
       {"tables", Together({ofPictures, {"--json"}})},
