@@ -338,8 +338,9 @@ Parsed ParseCommandLine(int argc, char** argv) {
                          "Write the page and the table of all results in the folder DIR anew: zep3 overview "
                          "DIR [LINES...], with the lines of --json in these files, too")
           ->fallthrough();
-  auto* view = app.add_subcommand("view", "Look at scans, or at the results of a run, and correct them on a page in the "
-                                          "browser, which writes sidecars beside them: zep3 view FILE|DIR...")
+  auto* view = app.add_subcommand("view",
+                                  "Look at scans, or at the results of a run, and correct them on a page in the "
+                                  "browser, which writes sidecars beside them: zep3 view FILE|DIR...")
                    ->fallthrough();
   Settings settings;
   AddResult(app, options, settings);
