@@ -51,6 +51,21 @@ inline constexpr int kSamples[] = {3, 3, 4, 4, 4, 1, 2};
 inline constexpr int kSampleOf[7][3] = {{0, 1, 2}, {2, 1, 0}, {1, 2, 3}, {0, 1, 2}, {2, 1, 0}, {0, 0, 0}, {0, 0, 0}};
 
 // An image in a buffer of exactly the bytes that its fields promise, the analysis area all of it.
+// A sample of one or two bytes, in the byte order of the machine.
+inline int SampleAt(const uint8_t* at, int depth) {
+  uint16_t deep = 0;
+  if (depth == 1) return *at;
+  std::memcpy(&deep, at, sizeof deep);
+  return deep;
+}
+inline void SetSampleAt(uint8_t* at, int depth, int value) {
+  const auto deep = static_cast<uint16_t>(value);
+  if (depth == 1)
+    *at = static_cast<uint8_t>(value);
+  else
+    std::memcpy(at, &deep, sizeof deep);
+}
+
 struct Image {
   int width, height, format, depth, bytes, stride; // bytes of a sample, of a pixel, of a line
   std::vector<uint8_t> pixels;

@@ -96,8 +96,7 @@ TEST(Apply, ChromaMovesColoursAboutTheirGray) {
         Image image(1, 1, format, 0, bits), expected(1, 1, format, 0, bits);
         image.Fill([](int, int, int c) { return c == 0 ? 40 : 100 * c; });
         for (int c = 0; c < 3; c++) {
-          const auto to = static_cast<uint16_t>(bits == ZEP3_BITS_16 ? row.deep[c] : row.deep[c] / 257);
-          std::memcpy(&expected.Level(0, 0, c), &to, static_cast<size_t>(image.depth));
+          SetSampleAt(&expected.Level(0, 0, c), image.depth, bits == ZEP3_BITS_16 ? row.deep[c] : row.deep[c] / 257);
         }
         EXPECT_EQ(ApplyZEP3ScanLUT(&image.bmp, bits == ZEP3_BITS_16 ? deepTable.data() : table.data(), row.chroma), 1);
         EXPECT_EQ(image.pixels, expected.pixels) << row.chroma << " format " << format << " bits " << bits;
@@ -123,8 +122,7 @@ TEST(Apply, GrayIsTheLumaOfTheColours) {
       std::fill(image.pixels.begin(), image.pixels.end(), uint8_t{255});
       image.Fill([&](int x, int, int c) { return x == 1 ? 255 : coloured && c != 1 ? 40 + 80 * c : 100; });
       const auto value = [&](int x, int sample) {
-        const uint8_t* at = gray.bmp.pBits + (2 * x + sample) * gray.depth;
-        return deep ? at[0] | at[1] << 8 : int{*at};
+        return SampleAt(gray.bmp.pBits + (2 * x + sample) * gray.depth, gray.depth);
       };
       ASSERT_EQ(MakeZEP3Gray(&image.bmp, &gray.bmp), 1);
       EXPECT_EQ(value(0, 0), !coloured ? (deep ? 25700 : 100) : deep ? 24277 : 94) << format;

@@ -357,7 +357,7 @@ TEST(PagePixels, AreAsTheInterfaceSaysHoweverTheScanIsCut) {
           const Pixel expected = ramps.Expected(v, x, y, gray);
           for (int c = gray ? 1 : 0; c < (gray ? 2 : 3); c++) {
             const uint8_t* at = &whole[index(c)];
-            const double got = deep ? (at[0] + 256 * at[1]) / 65535.0 : at[0] / 255.0;
+            const double got = deep ? SampleAt(at, 2) / 65535.0 : at[0] / 255.0;
             worst = std::max(worst, std::fabs(got - expected[static_cast<size_t>(c)]));
           }
         }
