@@ -7,6 +7,11 @@ install(TARGETS zep3 zep3_static EXPORT zep3-targets PUBLIC_HEADER DESTINATION $
 install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs examples samples DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
+# The page, where it was built (scripts/web.sh): "zep3 view" serves it from there.
+if(EXISTS ${PROJECT_SOURCE_DIR}/web/dist/index.html)
+  install(DIRECTORY web/dist/ DESTINATION ${CMAKE_INSTALL_DATADIR}/zep3/web)
+endif()
+
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zep3)
 install(EXPORT zep3-targets NAMESPACE zep3:: FILE zep3-config.cmake DESTINATION ${package_dir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/zep3-config-version.cmake COMPATIBILITY SameMajorVersion)

@@ -27,7 +27,7 @@
  * entry that is not a number, or lies outside 32 bits, yields 0, and one outside 0..255 its low 8 bits. The engine
  * cannot know how long the pixel buffer is: width, height, stride and pixel format must describe memory that exists.
  *
- * Plain C99, also C++. The records are binary interface: little-endian, 8-byte alignment, 64-bit pointers.
+ * Plain C99, also C++. The records are binary interface: the machine's byte order, 8-byte alignment, 64-bit pointers.
  */
 #ifndef ZEP3_H
 #define ZEP3_H

@@ -20,7 +20,14 @@ out=$PWD/build/packages
 rm -rf "$out"
 mkdir -p "$out"
 
-git archive --prefix="zep3-$version/" HEAD -- . ':!debian' | xz -9 >"$out/zep3-$version.tar.xz"
+# With the page as it is built, so that building the packages needs no network.
+[ -f web/dist/index.html ] || sh scripts/web.sh --build
+mkdir "$out/source"
+git archive --prefix="zep3-$version/" HEAD -- . ':!debian' | tar -xf - -C "$out/source"
+cp -r web/dist "$out/source/zep3-$version/web/"
+tar --sort=name --mtime="@$(git log -1 --format=%ct)" --owner=0 --group=0 --numeric-owner -C "$out/source" \
+  -cf - "zep3-$version" | xz -9 >"$out/zep3-$version.tar.xz"
+rm -rf "$out/source"
 (cd "$out" && sha256sum "zep3-$version.tar.xz" | tee "zep3-$version.tar.xz.sha256")
 
 # build FOLDER
