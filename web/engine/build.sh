@@ -12,12 +12,12 @@ export NODE_PATH="${NODE_PATH:-/usr/share/nodejs}"
 sources=$(sed -n '/^add_library(zep3_objects OBJECT/,/^)/p' CMakeLists.txt | grep -o 'engine/[a-z0-9_/]*\.cpp')
 
 # The page loads all of it before the first picture: small, but for loops over pixels.
-flags="-std=c++20 -ffp-contract=off -fvisibility=hidden -DZEP3_BUILDING -I."
+flags="-std=c++20 -ffp-contract=off -fvisibility=hidden -flto -DZEP3_BUILDING -I."
 for source in $sources web/engine/web.cpp; do
   object=$out/$(echo "${source%.cpp}" | tr / _).o
   case $source in
     engine/image/*|engine/page/apply.cpp|engine/page/figures.cpp|engine/page/grid.cpp|engine/lut/apply.cpp|engine/zep3_finish.cpp)
-      size=-O2 ;;
+      size=-Os ;;
     *) size=-Oz ;;
   esac
   printf '%s\t%s\t%s\n' "$object" "$source" "$size"
@@ -32,5 +32,5 @@ done <"$out/list" | xargs -r -n 3 -P 2 sh -c 'em++ '"$flags"' "$2" -c "$0" -o "$
 touch "$out/stamp"
 
 # shellcheck disable=SC2046
-em++ -Oz -sSTANDALONE_WASM --no-entry -sALLOW_MEMORY_GROWTH -sMAXIMUM_MEMORY=4GB $(cut -f 1 "$out/list") -o "$out/zep3.wasm"
+em++ -flto -Oz -sSTANDALONE_WASM --no-entry -sALLOW_MEMORY_GROWTH -sMAXIMUM_MEMORY=4GB $(cut -f 1 "$out/list") -o "$out/zep3.wasm"
 ls -l "$out/zep3.wasm" | awk '{ print "zep3.wasm: " $5 " bytes" }'

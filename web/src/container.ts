@@ -1,5 +1,5 @@
 // What stands around the pixels in JPEG and PNG files: profile, resolution and words, read and carried over.
-import { unzlibSync } from 'fflate';
+import { unzlibSync, zlibSync } from 'fflate';
 
 export type FileType = 'jpeg' | 'png' | 'tiff' | 'pnm' | 'webp' | 'other';
 
@@ -52,7 +52,7 @@ const PROFILE_HEAD = 14; // "ICC_PROFILE", a zero, the part's number and their c
 
 /** Segments before the picture, with their markers. */
 function* jpegSegments(bytes: Uint8Array): Generator<{ marker: number; whole: Uint8Array }> {
-  for (let at = 2; at + 4 <= bytes.length && bytes[at] === 0xff; ) {
+  for (let at = 2; at + 4 <= bytes.length && bytes[at] === 0xff;) {
     const marker = bytes[at + 1]!;
     if (marker === 0xda) return;
     const length = 2 + ((bytes[at + 2]! << 8) | bytes[at + 3]!);
@@ -102,7 +102,7 @@ const CARRIED_CHUNKS = ['iCCP', 'gAMA', 'cHRM', 'sRGB', 'pHYs', 'tEXt', 'iTXt', 
 
 function* pngChunks(bytes: Uint8Array): Generator<{ name: string; data: Uint8Array; whole: Uint8Array }> {
   const view = new DataView(bytes.buffer, bytes.byteOffset, bytes.length);
-  for (let at = 8; at + 12 <= bytes.length; ) {
+  for (let at = 8; at + 12 <= bytes.length;) {
     const length = view.getUint32(at);
     const whole = bytes.subarray(at, at + 12 + length);
     yield { name: ascii(bytes, at + 4, 4), data: whole.subarray(8, 8 + length), whole };
@@ -139,8 +139,7 @@ function crcOf(bytes: Uint8Array): number {
   return ~crc >>> 0;
 }
 
-async function profileChunk(profile: Uint8Array): Promise<Uint8Array> {
-  const { zlibSync } = await import('fflate');
+function profileChunk(profile: Uint8Array): Uint8Array {
   const named = concatenated([new TextEncoder().encode('iCCPicc\0\0'), zlibSync(profile)]);
   const chunk = new Uint8Array(named.length + 8);
   const view = new DataView(chunk.buffer);
@@ -154,7 +153,7 @@ async function profileChunk(profile: Uint8Array): Promise<Uint8Array> {
 
 function webpProfile(bytes: Uint8Array): Uint8Array | null {
   const view = new DataView(bytes.buffer, bytes.byteOffset, bytes.length);
-  for (let at = 12; at + 8 <= bytes.length; ) {
+  for (let at = 12; at + 8 <= bytes.length;) {
     const length = view.getUint32(at + 4, true);
     if (ascii(bytes, at, 4) === 'ICCP') return bytes.slice(at + 8, at + 8 + length);
     at += 8 + length + (length & 1);
@@ -163,7 +162,7 @@ function webpProfile(bytes: Uint8Array): Uint8Array | null {
 }
 
 /** A finished file of the browser's, with what the scan's file carried. */
-export async function fillContainer(bytes: Uint8Array, from: Container): Promise<Uint8Array<ArrayBuffer>> {
+export function fillContainer(bytes: Uint8Array, from: Container): Uint8Array<ArrayBuffer> {
   if (typeOf(bytes) === 'jpeg') return fillJpeg(bytes, from);
-  return fillPng(bytes, from, from.profile ? [await profileChunk(from.profile)] : []);
+  return fillPng(bytes, from, from.profile ? [profileChunk(from.profile)] : []);
 }

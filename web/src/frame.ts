@@ -106,7 +106,13 @@ function within(cut: Cut, width: number, height: number): Cut {
 }
 
 /** What is cut out of a scan of this size; null where nothing is left. given: the corners are the person's. */
-export function cutOf(corners: Corners, given: boolean, straighten: boolean, width: number, height: number): Cut | null {
+export function cutOf(
+  corners: Corners,
+  given: boolean,
+  straighten: boolean,
+  width: number,
+  height: number,
+): Cut | null {
   let degrees = tiltOf(corners);
   if ((Math.abs(degrees) * Math.PI) / 180 < UPRIGHT_LEAN) degrees = 0;
   const picture = rectangleOf(corners, degrees);

@@ -11,7 +11,8 @@ const nearest = (value: number): number => (value < 0 ? -Math.round(-value) : Ma
 const stepsExactly = (stops: number): number => (stops * Math.log10(2)) / STEP;
 
 /** Of a gray whose channels become lighter by so many steps; 1: as it was. */
-const luminance = (steps: Three): number => WEIGHTS.reduce((sum, weight, c) => sum + weight * 10 ** (STEP * steps[c]!), 0);
+const luminance = (steps: Three): number =>
+  WEIGHTS.reduce((sum, weight, c) => sum + weight * 10 ** (STEP * steps[c]!), 0);
 
 export const stepsOfStops = (stops: number): number => nearest(stepsExactly(stops));
 
