@@ -19,8 +19,11 @@ export interface Proposal {
   found: Frame | null;
 }
 
-/** A sheet of paper, as a guess: the page's analysis is rather sure of it. */
-const SURE_PAGE = 0.8;
+// What a guess asks for. Pictures lose more as documents than documents as pictures: for those most must be paper.
+const SURE_PAGE = 0.9;
+const MOSTLY_PAPER = 0.6;
+const SURELY_FADED = 0.9;
+const LIKELY = 0.5;
 /** Mean difference of channels, linear levels, below which a scan has no colours. */
 const GRAY = 4;
 
@@ -36,19 +39,20 @@ function isGray(scan: Scan): boolean {
 
 /** A kind that the scan may be of. Never sure: the person has the last word. */
 export function guessKind(scan: Scan): string {
-  const reasonsAs = (kind: string): string[] => {
+  const analyseAs = (kind: string): void => {
     scan.reset(kind);
     scan.set('lScreenGamma', scan.get('scan.gamma'));
     scan.analyse(true, true, null);
-    return scan.reasons.map(({ code }) => code);
   };
-  const asPrint = reasonsAs('faded-print');
-  if (asPrint.includes('looks-negative')) return isGray(scan) ? 'bw-negative' : 'negative';
-  const printFaded = asPrint.includes('strong-fading');
-  const asPage = reasonsAs('document');
-  const paper = scan.get('surface.found') !== 0 && !asPage.includes('no-paper');
-  if (paper && scan.get('evidence.confidence') >= SURE_PAGE) return 'document';
-  return printFaded ? 'faded-print' : 'photo';
+  const measured = (name: string): number => scan.measurements.find((item) => item.name === name)?.values[0] ?? 0;
+  const confidence = (): number => scan.get('evidence.confidence');
+
+  analyseAs('faded-print');
+  if (scan.reasons.some(({ code }) => code === 'looks-negative')) return isGray(scan) ? 'bw-negative' : 'negative';
+  const faded = measured('trust') >= SURELY_FADED && confidence() >= LIKELY;
+  analyseAs('document');
+  if (scan.cells.length > 0 && confidence() >= SURE_PAGE && measured('paper') >= MOSTLY_PAPER) return 'document';
+  return faded ? 'faded-print' : 'photo';
 }
 
 function layArea(scan: Scan, corners: Corners | null): void {

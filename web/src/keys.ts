@@ -17,7 +17,7 @@ export const KEYS: Key[] = [
   { keys: ['o'], shown: 'o', text: 'open scans', act: () => document.querySelector<HTMLElement>('#files')?.click() },
   { keys: ['ArrowRight', 'ArrowDown', 'j'], shown: '→ ↓ j', text: 'next scan', act: () => step(1) },
   { keys: ['ArrowLeft', 'ArrowUp', 'k'], shown: '← ↑ k', text: 'scan before', act: () => step(-1) },
-  { keys: [' '], shown: 'space, held', text: 'see the scan as it was', act: () => change({ held: true }) },
+  { keys: [' ', 'h'], shown: 'h, space, held', text: 'see the scan as it was', act: () => change({ held: true }) },
   { keys: ['b'], shown: 'b', text: 'slider between before and after', act: () => change({ look: 'slider' }) },
   { keys: ['s'], shown: 's', text: 'side by side', act: () => change({ look: 'side' }) },
   { keys: ['a'], shown: 'a', text: 'after alone', act: () => change({ look: 'after' }) },
@@ -70,5 +70,5 @@ export function onKey(event: KeyboardEvent): void {
 }
 
 export function onKeyUp(event: KeyboardEvent): void {
-  if (event.key === ' ') change({ held: false });
+  if (event.key === ' ' || event.key === 'h') change({ held: false });
 }

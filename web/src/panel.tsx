@@ -137,6 +137,8 @@ const CONTROLS: Control[] = [
 function Slider({ control, settings }: { control: Control; settings: Settings }) {
   const { name, text, min, max, step, unit, usual } = control;
   const value = settings[name];
+  const sign = value > 0 && min < 0 ? '+' : '';
+  const shown = `${sign}${Number.isInteger(step) ? value : value.toFixed(2)} ${unit}`.trim();
   const off = settings.repeated !== null && (name === 'strength' || name === 'backlight');
   return (
     <div class="slider">
@@ -155,12 +157,11 @@ function Slider({ control, settings }: { control: Control; settings: Settings })
       <button
         class="value"
         disabled={off || value === usual}
-        aria-label={`${text} ${value} ${unit}; back to ${usual}`}
+        aria-label={`${shown}, ${text}; back to ${usual}`}
         title={`Back to ${usual}`}
         onClick={() => set({ [name]: usual }, `${name}-back`)}
       >
-        {value > 0 && min < 0 ? '+' : ''}
-        {Number.isInteger(step) ? value : value.toFixed(2)} {unit}
+        {shown}
       </button>
     </div>
   );

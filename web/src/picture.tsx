@@ -24,7 +24,7 @@ export function Picture({ pixels, label, style, ...rest }: Props) {
 const THUMB = 160;
 
 /** The same, small. */
-export function Thumb({ pixels, label }: { pixels: ImageData; label: string }) {
+export function Thumb({ pixels }: { pixels: ImageData }) {
   const canvas = useRef<HTMLCanvasElement>(null);
   const scale = THUMB / Math.max(pixels.width, pixels.height);
   const [width, height] = [
@@ -43,5 +43,5 @@ export function Thumb({ pixels, label }: { pixels: ImageData; label: string }) {
       gone = true;
     };
   }, [pixels]);
-  return <canvas ref={canvas} width={width} height={height} role="img" aria-label={label} />;
+  return <canvas ref={canvas} width={width} height={height} aria-hidden="true" />;
 }

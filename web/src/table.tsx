@@ -270,7 +270,7 @@ export function Table({ state }: { state: State }) {
       </div>
     );
   const pane = (which: 'before' | 'after' | 'both') => (
-    <div class={`pane ${tool} ${near ? 'near' : ''}`} onPointerDown={onPointerDown} onWheel={onWheel}>
+    <div class={`pane with-${tool} ${near ? 'near' : ''}`} onPointerDown={onPointerDown} onWheel={onWheel}>
       {layers(which)}
     </div>
   );
