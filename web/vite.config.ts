@@ -31,7 +31,8 @@ function licences(): string {
     const text = file.map((entry) => readFileSync(join(folder, entry), 'utf8').trim()).join('\n\n');
     return `${name} ${about.version} (${about.license})\n\n${text}`;
   });
-  return `${[`zep3 ${version} (MIT)\n\n${readFileSync(join(root, 'LICENSE'), 'utf8').trim()}`, ...words].join('\n\n${rule}\n\n').replaceAll('${rule}', '-'.repeat(78))}\n`;
+  const own = `zep3 ${version} (MIT)\n\n${readFileSync(join(root, 'LICENSE'), 'utf8').trim()}`;
+  return `${[own, ...words].join(`\n\n${'-'.repeat(78)}\n\n`)}\n`;
 }
 
 /** What the bundler does not know of: the engine, libvips, licences, and the worker that keeps the page for offline. */

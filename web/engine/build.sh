@@ -17,14 +17,14 @@ for source in $sources web/engine/web.cpp; do
   object=$out/$(echo "${source%.cpp}" | tr / _).o
   case $source in
     engine/image/*|engine/page/apply.cpp|engine/page/figures.cpp|engine/page/grid.cpp|engine/lut/apply.cpp|engine/zep3_finish.cpp)
-      size=-Os ;;
+      size=-O2 ;;
     *) size=-Oz ;;
   esac
   printf '%s\t%s\t%s\n' "$object" "$source" "$size"
 done >"$out/list"
 
-# One line a source, two at a time: what is newer than its object or follows a header.
-newest=$(find engine web/engine -name '*.h' -newer "$out/stamp" 2>/dev/null | head -n 1 || true)
+# One line a source, two at a time: what is newer than its object or follows a header or this file.
+newest=$(find engine web/engine \( -name '*.h' -o -name build.sh \) -newer "$out/stamp" 2>/dev/null | head -n 1 || true)
 [ -f "$out/stamp" ] && [ -z "$newest" ] || rm -f "$out"/*.o
 while read -r object source size; do
   [ "$object" -nt "$source" ] || printf '%s %s %s\n' "$source" "$object" "$size"

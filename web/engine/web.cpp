@@ -107,6 +107,7 @@ constexpr Field kFields[] = {
     FIELD("area.bottom.y", image.area.ptBottom.y),
     FIELD("evidence.analysis", evidence.lAnalysis),
     FIELD("evidence.verdict", evidence.lVerdict),
+    FIELD("evidence.reasons", evidence.lReasons),
     REAL("evidence.confidence", evidence.dConfidence),
     REAL("evidence.windowConfidence", evidence.dWindowConfidence),
     FIELD("evidence.frames", evidence.lFrames),

@@ -3,7 +3,7 @@ import { useEffect, useState } from 'preact/hooks';
 import { Help } from './help.tsx';
 import { onKey, onKeyUp } from './keys.ts';
 import { Panel } from './panel.tsx';
-import { change, openFiles } from './store.ts';
+import { change, expectScans, openFiles } from './store.ts';
 import { Strip } from './strip.tsx';
 import { Table } from './table.tsx';
 import { useStore } from './use_store.ts';
@@ -29,6 +29,7 @@ async function filesBelow(entry: FileSystemEntry): Promise<File[]> {
 }
 
 export function pick(): void {
+  expectScans();
   document.querySelector<HTMLInputElement>('#files')?.click();
 }
 
@@ -75,6 +76,7 @@ export function App() {
       class={`page ${over ? 'over' : ''} ${state.scans.length === 0 ? 'bare' : ''}`}
       onDragOver={(event) => {
         event.preventDefault();
+        expectScans();
         setOver(true);
       }}
       onDragLeave={() => setOver(false)}

@@ -17,7 +17,12 @@ export interface Proposal {
   /** Before the person's share. */
   chroma: number;
   found: Frame | null;
+  reasons: number;
+  verdict: number;
 }
+
+/** Of the analysis itself. */
+const judged = (scan: Scan) => ({ reasons: scan.get('evidence.reasons'), verdict: scan.get('evidence.verdict') });
 
 // What a guess asks for. Pictures lose more as documents than documents as pictures: for those most must be paper.
 const SURE_PAGE = 0.9;
@@ -86,7 +91,7 @@ export function propose(scan: Scan, settings: Settings, roll: Roll | null): Prop
     const page = settings.repeated;
     repeat(page, scan);
     const same = page.width === scan.width && page.height === scan.height;
-    return { key, record: page.record, chroma: page.chroma, found: same ? page.frame : null };
+    return { key, record: page.record, chroma: page.chroma, found: same ? page.frame : null, ...judged(scan) };
   }
   const kind = settings.kind === 'auto' ? guessKind(scan) : settings.kind;
   scan.reset(kind);
@@ -94,13 +99,23 @@ export function propose(scan: Scan, settings: Settings, roll: Roll | null): Prop
   scan.set('lCorrectLevel', settings.strength);
   scan.set('lAgainstLight', settings.backlight);
   scan.analyse(settings.analysis === 'adaptive', settings.even, settings.roll ? roll : null);
-  return { key, record: recordOf(scan), chroma: scan.chroma, found: foundFrame(scan) };
+  return { key, record: recordOf(scan), chroma: scan.chroma, found: foundFrame(scan), ...judged(scan) };
+}
+
+/** Whether anything came to a proposal that its analysis has not judged. */
+export function isChanged(settings: Settings): boolean {
+  const { repeated, exposure, contrast, warmth, tint, saturation, curves, gray } = settings;
+  return [repeated, exposure, contrast, warmth, tint, saturation, gray, ...curves].some(Boolean);
 }
 
 /** Lays the person's values over a proposal. Throws where the pipette's place is too dark. */
 export function lay(scan: Scan, settings: Settings, proposal: Proposal): void {
   putRecord(proposal.record, scan);
   const { record } = proposal;
+  if (!isChanged(settings)) {
+    scan.set('evidence.reasons', proposal.reasons);
+    scan.set('evidence.verdict', proposal.verdict);
+  }
   const warm = balanceOfStops(settings.warmth, settings.tint);
   scan.set('lBrightness', record.lBrightness + stepsOfStops(settings.exposure));
   scan.set('lContrast', Math.max(-99, Math.min(99, record.lContrast + settings.contrast)));

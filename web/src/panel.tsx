@@ -130,7 +130,7 @@ const CONTROLS: Control[] = [
   { name: 'warmth', text: 'Warmth', min: -2, max: 2, step: 0.02, unit: 'stops', usual: 0 },
   { name: 'tint', text: 'Tint', min: -2, max: 2, step: 0.02, unit: 'stops', usual: 0 },
   { name: 'saturation', text: 'Saturation', min: -100, max: 100, step: 1, unit: '%', usual: 0 },
-  { name: 'strength', text: 'Strength', min: 0, max: 8, step: 1, unit: '', usual: 4 },
+  { name: 'strength', text: 'Strength', min: 0, max: 9, step: 1, unit: '', usual: 4 },
   { name: 'backlight', text: 'Backlight', min: 0, max: 8, step: 1, unit: '/ 8', usual: 0 },
 ];
 

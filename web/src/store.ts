@@ -77,6 +77,17 @@ const reason = (error: unknown): string => (error instanceof Error ? error.messa
 
 // ---- opening ----
 
+/** Loads the engine, when scans are about to come. */
+export function expectScans(): void {
+  if (state.kinds.length > 0 || expected) return;
+  expected = true;
+  worker.call('kinds').then(
+    (kinds) => change({ kinds }),
+    (error) => say(reason(error)),
+  );
+}
+let expected = false;
+
 const isSidecar = (file: File) => file.name.toLowerCase().endsWith('.json');
 
 /** Scans, and corrections for those of their names. */
@@ -95,11 +106,7 @@ export async function openFiles(files: File[]): Promise<void> {
   }));
   change({ scans: [...state.scans, ...made], message: '' });
   if (currentScan() === undefined && made[0]) change({ current: made[0].id });
-  if (state.kinds.length === 0 && made.length > 0)
-    worker.call('kinds').then(
-      (kinds) => change({ kinds }),
-      () => {},
-    );
+  if (made.length > 0) expectScans();
   for (const file of files.filter(isSidecar)) await openSidecar(file);
   for (const { id, file } of made) await openScan(id, file);
 }

@@ -1,5 +1,5 @@
 // Scans, their corrections and their pixels, away from the page, which stays quick. Messages are calls with a number.
-import { chromaOf, cutFor, frameOf, lay, propose, toldOf, type Proposal, type Told } from './decide.ts';
+import { chromaOf, cutFor, frameOf, isChanged, lay, propose, toldOf, type Proposal, type Told } from './decide.ts';
 import { Engine, Roll, type Kind, type Measurement, type Scan } from './engine.ts';
 import { finish, type Finished, type Target } from './finish.ts';
 import type { Cut } from './frame.ts';
@@ -202,7 +202,7 @@ const calls = {
   async update(id: number, settings: Settings, judge: boolean): Promise<Updated> {
     const start = performance.now();
     const { scan, proposal, fresh } = await prepared(id, settings);
-    if (judge || fresh) scan.judge();
+    if ((judge || fresh) && isChanged(settings)) scan.judge();
     const entry = entryOf(id);
     const { pixels, format } = small(scan, entry.gray);
     scan.apply(pixels, scan.smallWidth, null, format, 8, chromaOf(settings, proposal));
@@ -233,7 +233,7 @@ const calls = {
   /** The correction as a page of a sidecar. */
   async page(id: number, settings: Settings): Promise<SidecarPage> {
     const { scan, proposal } = await prepared(id, settings);
-    scan.judge();
+    if (isChanged(settings)) scan.judge();
     const { bands, depth, encoding } = entryOf(id);
     return pageOf(scan, {
       bits: depth,

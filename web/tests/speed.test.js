@@ -108,7 +108,7 @@ test('a scan of 12 megapixels is seen, changed and saved in time', async () => {
 test('saving stops when it is asked to', async () => {
   const page = await openPage(context, site.address, join(temporary, 'twelve.jpg'));
   await page.getByRole('button', { name: 'Save picture' }).click();
-  await page.getByRole('button', { name: 'Stop' }).click();
+  await page.getByRole('button', { name: 'Stop', exact: true }).click();
   await page.getByText('Stopped: nothing was saved').waitFor();
   await page.getByRole('button', { name: 'Save picture' }).waitFor();
   await page.close();
