@@ -3,7 +3,12 @@
 set -eu
 cd "$(dirname "$0")/.."
 
-sh scripts/setup.sh emscripten nodejs npm
+sh scripts/setup.sh emscripten
+# Debian 12 has an older one, which the bundler does not take: from nodejs.org, or a backport.
+node -e 'const [major, minor] = process.versions.node.split("."); process.exit(major > 20 || (major == 20 && minor >= 19) ? 0 : 1)' 2>/dev/null || {
+  echo "web.sh: Node.js 20.19 or newer, with npm, is needed to build the page" >&2
+  exit 1
+}
 npm --prefix web ci --silent
 sh web/engine/build.sh
 npm --prefix web run --silent check
