@@ -2,7 +2,8 @@
 import { Client } from './client.ts';
 import type { Kind } from './engine.ts';
 import type { Target } from './finish.ts';
-import { analysisKey, forOthers, START, type Settings } from './settings.ts';
+import { writeBack } from './server.ts';
+import { forOthers, START, type Settings } from './settings.ts';
 import { readSidecar, sidecarOf, type SidecarPage } from './sidecar.ts';
 import type { Opened, Updated } from './worker.ts';
 import { distinct, zipOf } from './zip.ts';
@@ -90,8 +91,8 @@ let expected = false;
 
 const isSidecar = (file: File) => file.name.toLowerCase().endsWith('.json');
 
-/** Scans, and corrections for those of their names. */
-export async function openFiles(files: File[]): Promise<void> {
+/** Scans, and corrections for those of their names. Gives the scans' numbers. */
+export async function openFiles(files: File[]): Promise<number[]> {
   const scans = files.filter((file) => !isSidecar(file));
   const made = scans.map<Scan>((file) => ({
     id: ++count,
@@ -109,6 +110,7 @@ export async function openFiles(files: File[]): Promise<void> {
   if (made.length > 0) expectScans();
   for (const file of files.filter(isSidecar)) await openSidecar(file);
   for (const { id, file } of made) await openScan(id, file);
+  return made.map(({ id }) => id);
 }
 
 async function openScan(id: number, file: File): Promise<void> {
@@ -287,11 +289,15 @@ async function sidecarBlob(scan: Scan): Promise<Blob> {
 
 export async function saveSidecars(scans: Scan[]): Promise<void> {
   try {
-    const names = distinct(scans.map(({ file }) => `${file.name}.zep3.json`));
-    const blobs: Blob[] = [];
-    for (const scan of scans) blobs.push(await sidecarBlob(scan));
-    if (blobs.length === 1) return download(blobs[0]!, names[0]!);
-    download(await zipOf(blobs.map((blob, i) => ({ name: names[i]!, blob }))), 'corrections.zip');
+    const files: { name: string; blob: Blob }[] = [];
+    for (const scan of scans) {
+      const blob = await sidecarBlob(scan);
+      if (!(await writeBack(scan.id, blob))) files.push({ name: `${scan.file.name}.zep3.json`, blob });
+    }
+    const names = distinct(files.map(({ name }) => name));
+    if (files.length === 1) return download(files[0]!.blob, names[0]!);
+    if (files.length > 1)
+      download(await zipOf(files.map(({ blob }, i) => ({ name: names[i]!, blob }))), 'corrections.zip');
   } catch (error) {
     say(reason(error));
   }
@@ -329,5 +335,3 @@ export function stopSaving(): void {
   change({ saving: null });
   saver.stop();
 }
-
-export { analysisKey };

@@ -357,6 +357,41 @@ test('a page that is not isolated declines TIFF in a sentence', async () => {
   bare.close();
 });
 
+test('scans of a program are opened by its token, and corrections written back', async () => {
+  const scan = readFileSync(sample('print-faded.jpg'));
+  const put = [];
+  const refused = [];
+  const api = (path, request, response) => {
+    if (request.headers['x-zep3-token'] !== 'one-two') {
+      refused.push(path);
+      return response.writeHead(403).end();
+    }
+    if (request.method === 'PUT') {
+      const parts = [];
+      request.on('data', (part) => parts.push(part));
+      request.on('end', () => response.end(void put.push([path, JSON.parse(Buffer.concat(parts))]) ?? ''));
+      return undefined;
+    }
+    if (path === 'scans') return response.end(JSON.stringify({ scans: [{ name: 'print.jpg', sidecar: false }] }));
+    return response.end(scan);
+  };
+  const local = await serve({ api });
+  const own = await launch();
+  const page = await own.newPage();
+  await page.goto(`${local.address}#token=one-two`);
+  await page.waitForSelector('canvas[aria-label="print.jpg, after"]');
+  await press(page, 'Save correction');
+  await page.getByText('The correction of print.jpg was written beside it.').waitFor();
+  assert.equal(put[0][0], 'sidecars/0');
+  assert.equal(put[0][1].scan, 'print.jpg');
+  assert.deepEqual(refused, []);
+  const other = await own.newPage();
+  await other.goto(`${local.address}#token=wrong`);
+  await other.getByText(/does not answer: the program answers 403/).waitFor();
+  await own.close();
+  local.close();
+});
+
 test('a broken file is told, and the others open', async () => {
   const broken = join(temporary, 'broken.jpg');
   writeFileSync(broken, readFileSync(sample('plate.jpg')).subarray(0, 900));
