@@ -27,6 +27,10 @@ const VERDICTS = {
   '': '',
 } as const;
 
+/** Without the sign of a zero. */
+const decimal = (value: number, places: number): string =>
+  Number.isFinite(value) ? value.toFixed(places).replace(/^-(?=[0.]*$)/, '') : '–';
+
 function Told({ scan }: { scan: Scan }) {
   const { updated, settings, opened } = scan;
   if (!updated) return null;
@@ -60,7 +64,7 @@ function Told({ scan }: { scan: Scan }) {
               <tr title={text}>
                 <th scope="row">{label}</th>
                 <td>
-                  {values.map((value) => (Number.isFinite(value) ? value.toFixed(decimals) : '–')).join(' / ')} {unit}
+                  {values.map((value) => decimal(value, decimals)).join(' / ')} {unit}
                 </td>
               </tr>
             ))}
