@@ -67,13 +67,22 @@ const isCarried = (marker: number) => (marker >= 0xe0 && marker <= 0xed) || mark
 
 function readJpeg(bytes: Uint8Array, container: Container): Container {
   const profile: Uint8Array[] = [];
+  let inks = false;
   for (const { marker, whole } of jpegSegments(bytes)) {
-    if (isFrame(marker)) container.gray = whole[9] === 1;
+    if (isFrame(marker)) [container.gray, inks] = [whole[9] === 1, whole[9] === 4];
     if (isCarried(marker)) container.carried.push(whole.slice());
     if (marker === 0xe2 && ascii(whole, 4, 11) === 'ICC_PROFILE') profile.push(whole.subarray(4 + PROFILE_HEAD));
   }
   if (profile.length > 0) container.profile = concatenated(profile);
-  return container;
+  // The browser makes red, green and blue of inks: their profile does not fit any more.
+  return inks ? withoutProfile(container) : container;
+}
+
+const isProfile = (part: Uint8Array) => ascii(part, 4, 11) === 'ICC_PROFILE' || ascii(part, 4, 4) === 'iCCP';
+
+/** For pixels of other channels than the profile's. */
+export function withoutProfile(container: Container): Container {
+  return { ...container, profile: null, carried: container.carried.filter((part) => !isProfile(part)) };
 }
 
 function profileSegments(profile: Uint8Array): Uint8Array[] {

@@ -1,5 +1,5 @@
 // The finished picture at full size, in bands, with what the scan's file carried.
-import { fillContainer } from './container.ts';
+import { fillContainer, typeOf, withoutProfile } from './container.ts';
 import { SAMPLES, type Engine } from './engine.ts';
 import { boxOf, cornersOf, wholePixels, type Cut } from './frame.ts';
 import { repeat, type SidecarPage } from './sidecar.ts';
@@ -80,7 +80,9 @@ async function byBrowser(
   if (cut !== null && cut.degrees !== 0) canvas = turnedCanvas(canvas, region, cut);
   const blob = await canvas.convertToBlob({ type: `image/${type}`, quality: QUALITY });
   report(0.95);
-  const filled = fillContainer(new Uint8Array(await blob.arrayBuffer()), source.container);
+  // A canvas has colours, also where the scan has none.
+  const from = source.container.gray ? withoutProfile(source.container) : source.container;
+  const filled = fillContainer(new Uint8Array(await blob.arrayBuffer()), from);
   return { blob: new Blob([filled], { type: `image/${type}` }), extension: type === 'jpeg' ? 'jpg' : 'png' };
 }
 
@@ -148,8 +150,10 @@ async function byVips(
   const options =
     type === 'tiff' ? { compression: 'deflate', predictor: 'horizontal' } : type === 'jpeg' ? { Q: 95 } : {};
   const bytes = image.writeToBuffer(`.${extension}`, options);
+  const filled =
+    !from && typeOf(bytes) === source.container.type ? fillContainer(bytes, source.container) : new Uint8Array(bytes);
   const mime = { jpeg: 'image/jpeg', png: 'image/png', tiff: 'image/tiff', pnm: 'image/x-portable-anymap' }[type];
-  return { blob: new Blob([new Uint8Array(bytes)], { type: mime }), extension };
+  return { blob: new Blob([filled], { type: mime }), extension };
 }
 
 /** Of a file, by its correction; the cut is what the correction tells. */
@@ -167,8 +171,11 @@ export async function finish(
     const wanted = target === 'same' ? own : target;
     const { crop } = page;
     const cut = crop && { x: crop.left, y: crop.top, width: crop.width, height: crop.height, degrees: crop.tilt };
-    const browserWrites = wanted === 'jpeg' || wanted === 'png';
-    if (browserWrites && !isVips(source)) return await byBrowser(engine, source, page, cut, wanted, report);
+    // Gray stays gray where libvips can be had.
+    const browserWrites = !isVips(source) && (!source.container.gray || declined() !== null);
+    if (browserWrites && (wanted === 'jpeg' || wanted === 'png')) {
+      return await byBrowser(engine, source, page, cut, wanted, report);
+    }
     const why = declined();
     if (why) throw new Error(why);
     return await byVips(engine, source, page, cut, wanted, report);

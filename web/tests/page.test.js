@@ -311,6 +311,27 @@ test('a JPEG keeps its words, profile and resolution; all of a strip come as one
   await closed(page);
 });
 
+test('a gray JPEG stays gray, and is the one of the program', async () => {
+  const scan = join(temporary, 'gray.jpg');
+  run('vips', 'colourspace', sample('plate.jpg'), `${scan}[Q=95]`, 'b-w');
+  run('exiftool', '-q', '-overwrite_original', '-Artist=Nobody', scan);
+  const page = await slide(scan);
+  await choose(page, 'photo');
+  await slider(page, 'warmth', 0.5); // of no use here: one channel has no colour
+  await page.waitForTimeout(400);
+  const sidecar = await saved(page, 'Save correction');
+  const own = await saved(page, 'Save picture');
+  const theirs = join(temporary, 'gray-program.jpg');
+  zep3('--use-sidecar', sidecar, scan, '-o', `${theirs}[Q=95]`, '--overwrite', '--quiet');
+  const [a, b] = [pixelsOf(own), pixelsOf(theirs)];
+  assert.equal(run('vipsheader', '-f', 'bands', own).trim(), '1');
+  const { count, most } = differences(a.pixels, b.pixels);
+  console.log(`gray: ${count} of ${a.pixels.length} samples differ, by ${most} at most`);
+  assert.ok(most <= 3); // two encoders of JPEG
+  assert.equal(run('exiftool', '-s3', '-Artist', own).trim(), 'Nobody');
+  await closed(page);
+});
+
 test('a TIFF of 16 bits is opened, finished and saved as one', async () => {
   const scan = join(temporary, 'deep.tif');
   run('vips', 'linear', sample('print-faded.jpg'), join(temporary, 'scaled.v'), '256', '11');
