@@ -98,6 +98,23 @@ function ownSamples(piece: Uint8Array | Uint8ClampedArray, source: Source): Uint
   return rgb;
 }
 
+/** Of a scan that libvips opened, what it knows; else the profile. */
+function carriedBy(source: Source): {
+  resolution: { xres: number; yres: number } | null;
+  blobs: [string, Uint8Array][];
+} {
+  if (!isVips(source)) {
+    const { profile } = source.container;
+    return { resolution: null, blobs: profile ? [['icc-profile-data', profile]] : [] };
+  }
+  const { image } = source;
+  const there = CARRIED.filter((name) => image.getTypeof(name) !== 0);
+  return {
+    resolution: { xres: image.xres, yres: image.yres },
+    blobs: there.map((name) => [name, image.getBlob(name).slice()]),
+  };
+}
+
 function turnedImage(image: Image, region: Cut, cut: Cut, library: Vips): Image {
   const angle = (cut.degrees * Math.PI) / 180;
   const [cosine, sine] = [Math.cos(angle), Math.sin(angle)];
@@ -131,6 +148,8 @@ async function byVips(
   }
   const deep = source.depth === 16;
   const values = deep ? new Uint16Array(whole.buffer) : whole;
+  const own = carriedBy(source);
+  source.close(); // its memory is needed
   const made = library.Image.newFromMemory(
     values,
     region.width,
@@ -138,20 +157,18 @@ async function byVips(
     samples,
     deep ? library.BandFormat.ushort : library.BandFormat.uchar,
   );
-  const from = isVips(source) ? source.image : null;
   const space = samples < 3 ? (deep ? 'grey16' : 'b-w') : deep ? 'rgb16' : 'srgb';
-  let image = made.copy({ interpretation: space, ...(from ? { xres: from.xres, yres: from.yres } : {}) });
+  let image = made.copy({ interpretation: space, ...own.resolution });
   if (cut !== null && cut.degrees !== 0) image = turnedImage(image, region, cut, library);
-  for (const name of CARRIED) {
-    if (from && from.getTypeof(name) !== 0) image.setBlob(name, from.getBlob(name));
-  }
-  if (!from && source.container.profile) image.setBlob('icc-profile-data', source.container.profile);
+  for (const [name, bytes] of own.blobs) image.setBlob(name, bytes);
   const extension = { jpeg: 'jpg', png: 'png', tiff: 'tif', pnm: samples < 3 ? 'pgm' : 'ppm' }[type];
   const options =
     type === 'tiff' ? { compression: 'deflate', predictor: 'horizontal' } : type === 'jpeg' ? { Q: 95 } : {};
   const bytes = image.writeToBuffer(`.${extension}`, options);
   const filled =
-    !from && typeOf(bytes) === source.container.type ? fillContainer(bytes, source.container) : new Uint8Array(bytes);
+    !own.resolution && typeOf(bytes) === source.container.type
+      ? fillContainer(bytes, source.container)
+      : new Uint8Array(bytes);
   const mime = { jpeg: 'image/jpeg', png: 'image/png', tiff: 'image/tiff', pnm: 'image/x-portable-anymap' }[type];
   return { blob: new Blob([filled], { type: mime }), extension };
 }

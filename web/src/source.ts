@@ -15,6 +15,7 @@ export interface Source {
   /** Pages of the file; the first is opened. */
   readonly pages: number;
   piece(x: number, y: number, width: number, height: number): Uint8Array | Uint8ClampedArray;
+  /** Also more than once. */
   close(): void;
 }
 
@@ -106,8 +107,10 @@ async function openByVips(bytes: Uint8Array, container: Container): Promise<Vips
   const library = await vips();
   let image: InstanceType<Vips['Image']>;
   try {
-    image = library.Image.newFromBuffer(bytes);
-    image = image.copyMemory();
+    // Line by line into memory, which then holds the pixels once, and the file no more.
+    const file = library.Image.newFromBuffer(bytes, '', { access: 'sequential' });
+    image = file.copyMemory();
+    file.delete();
   } catch {
     throw new Error('the file is damaged, or of a kind that cannot be opened here');
   }
@@ -136,7 +139,7 @@ async function openByVips(bytes: Uint8Array, container: Container): Promise<Vips
       part.delete();
       return new Uint8Array(values.buffer, values.byteOffset, values.byteLength);
     },
-    close: () => image.delete(),
+    close: () => !image.isDeleted() && image.delete(),
   };
 }
 
