@@ -363,6 +363,21 @@ TEST_F(Program, SidecarRepeatsTheCorrection) {
   }
   ExpectFault("first.tif -o f.tif --use-sidecar .", "cannot be read");
   EXPECT_FALSE(Exists("f.tif"));
+
+  // Another math library may move an entry by a step, and does not move many.
+  const auto moved = [&](int entries, int step) {
+    nlohmann::json sidecar = nlohmann::json::parse(Read("a.tif.zep3.json"));
+    nlohmann::json& red = sidecar["pages"][0]["tables"]["red"];
+    for (size_t i = 100; i < 100 + static_cast<size_t>(entries); i++) red[i] = red[i].get<int>() + step;
+    return sidecar.dump();
+  };
+  File("moved.json", moved(1, 1));
+  ExpectDone("first.tif -o g.tif --use-sidecar moved.json");
+  EXPECT_EQ(Read("a.tif"), Read("g.tif"));
+  for (const auto& [entries, step] : {std::pair(1, 2), std::pair(9, -1)}) {
+    File("moved.json", moved(entries, step));
+    ExpectFault("first.tif -o f.tif --use-sidecar moved.json", "not those that this version makes");
+  }
 }
 
 // Which analysis decides is the kind's business unless it is said, and told wherever a decision is.

@@ -1,0 +1,177 @@
+// What stands around the pixels in JPEG and PNG files: profile, resolution and words, read and carried over.
+import { unzlibSync, zlibSync } from 'fflate';
+
+export type FileType = 'jpeg' | 'png' | 'tiff' | 'pnm' | 'webp' | 'other';
+
+export interface Container {
+  type: FileType;
+  depth: 8 | 16;
+  gray: boolean;
+  alpha: boolean;
+  profile: Uint8Array | null;
+  /** Parts that a result of the same type takes over as they are. */
+  carried: Uint8Array[];
+}
+
+const starts = (bytes: Uint8Array, ...values: number[]) => values.every((value, i) => bytes[i] === value);
+const ascii = (bytes: Uint8Array, at: number, length: number) =>
+  String.fromCharCode(...bytes.subarray(at, at + length));
+
+export function typeOf(bytes: Uint8Array): FileType {
+  if (starts(bytes, 0xff, 0xd8, 0xff)) return 'jpeg';
+  if (starts(bytes, 0x89, 0x50, 0x4e, 0x47)) return 'png';
+  if (starts(bytes, 0x49, 0x49) && (bytes[2] === 42 || bytes[2] === 43)) return 'tiff';
+  if (starts(bytes, 0x4d, 0x4d, 0) && (bytes[3] === 42 || bytes[3] === 43)) return 'tiff';
+  if (bytes[0] === 0x50 && bytes[1]! >= 0x31 && bytes[1]! <= 0x36) return 'pnm';
+  if (ascii(bytes, 0, 4) === 'RIFF' && ascii(bytes, 8, 4) === 'WEBP') return 'webp';
+  return 'other';
+}
+
+export function readContainer(bytes: Uint8Array): Container {
+  const type = typeOf(bytes);
+  const plain: Container = { type, depth: 8, gray: false, alpha: false, profile: null, carried: [] };
+  if (type === 'jpeg') return readJpeg(bytes, plain);
+  if (type === 'png') return readPng(bytes, plain);
+  if (type === 'webp') return { ...plain, profile: webpProfile(bytes) };
+  return plain;
+}
+
+function concatenated(parts: Uint8Array[]): Uint8Array<ArrayBuffer> {
+  const whole = new Uint8Array(parts.reduce((sum, part) => sum + part.length, 0));
+  let at = 0;
+  for (const part of parts) {
+    whole.set(part, at);
+    at += part.length;
+  }
+  return whole;
+}
+
+// ---- JPEG ----
+
+const PROFILE_HEAD = 14; // "ICC_PROFILE", a zero, the part's number and their count
+
+/** Segments before the picture, with their markers. */
+function* jpegSegments(bytes: Uint8Array): Generator<{ marker: number; whole: Uint8Array }> {
+  for (let at = 2; at + 4 <= bytes.length && bytes[at] === 0xff;) {
+    const marker = bytes[at + 1]!;
+    if (marker === 0xda) return;
+    const length = 2 + ((bytes[at + 2]! << 8) | bytes[at + 3]!);
+    yield { marker, whole: bytes.subarray(at, at + length) };
+    at += length;
+  }
+}
+
+const isFrame = (marker: number) => marker >= 0xc0 && marker <= 0xcf && ![0xc4, 0xc8, 0xcc].includes(marker);
+// JFIF, EXIF and XMP, profile, IPTC, comments; not the colours' transform, which belongs to the old coding.
+const isCarried = (marker: number) => (marker >= 0xe0 && marker <= 0xed) || marker === 0xfe;
+
+function readJpeg(bytes: Uint8Array, container: Container): Container {
+  const profile: Uint8Array[] = [];
+  let inks = false;
+  for (const { marker, whole } of jpegSegments(bytes)) {
+    if (isFrame(marker)) [container.gray, inks] = [whole[9] === 1, whole[9] === 4];
+    if (isCarried(marker)) container.carried.push(whole.slice());
+    if (marker === 0xe2 && ascii(whole, 4, 11) === 'ICC_PROFILE') profile.push(whole.subarray(4 + PROFILE_HEAD));
+  }
+  if (profile.length > 0) container.profile = concatenated(profile);
+  // The browser makes red, green and blue of inks: their profile does not fit any more.
+  return inks ? withoutProfile(container) : container;
+}
+
+const isProfile = (part: Uint8Array) => ascii(part, 4, 11) === 'ICC_PROFILE' || ascii(part, 4, 4) === 'iCCP';
+
+/** For pixels of other channels than the profile's. */
+export function withoutProfile(container: Container): Container {
+  return { ...container, profile: null, carried: container.carried.filter((part) => !isProfile(part)) };
+}
+
+function profileSegments(profile: Uint8Array): Uint8Array[] {
+  const most = 65519;
+  const count = Math.ceil(profile.length / most);
+  return Array.from({ length: count }, (_, i) => {
+    const part = profile.subarray(i * most, (i + 1) * most);
+    const length = 2 + PROFILE_HEAD + part.length;
+    const head = [0xff, 0xe2, length >> 8, length & 255, ...new TextEncoder().encode('ICC_PROFILE'), 0, i + 1, count];
+    return concatenated([Uint8Array.from(head), part]);
+  });
+}
+
+function fillJpeg(bytes: Uint8Array, from: Container): Uint8Array<ArrayBuffer> {
+  const own = [...jpegSegments(bytes)];
+  const kept = own.filter(({ marker }) => !isCarried(marker)).map(({ whole }) => whole);
+  const first = from.type === 'jpeg' ? from.carried : from.profile ? profileSegments(from.profile) : [];
+  const end = own.reduce((sum, { whole }) => sum + whole.length, 2);
+  const jfif = from.type === 'jpeg' ? [] : own.filter(({ marker }) => marker === 0xe0).map(({ whole }) => whole);
+  return concatenated([bytes.subarray(0, 2), ...jfif, ...first, ...kept, bytes.subarray(end)]);
+}
+
+// ---- PNG ----
+
+const CARRIED_CHUNKS = ['iCCP', 'gAMA', 'cHRM', 'sRGB', 'pHYs', 'tEXt', 'iTXt', 'zTXt', 'eXIf'];
+
+function* pngChunks(bytes: Uint8Array): Generator<{ name: string; data: Uint8Array; whole: Uint8Array }> {
+  const view = new DataView(bytes.buffer, bytes.byteOffset, bytes.length);
+  for (let at = 8; at + 12 <= bytes.length;) {
+    const length = view.getUint32(at);
+    const whole = bytes.subarray(at, at + 12 + length);
+    yield { name: ascii(bytes, at + 4, 4), data: whole.subarray(8, 8 + length), whole };
+    at += whole.length;
+  }
+}
+
+function readPng(bytes: Uint8Array, container: Container): Container {
+  for (const { name, data, whole } of pngChunks(bytes)) {
+    if (name === 'IHDR') {
+      container.depth = data[8] === 16 ? 16 : 8;
+      container.gray = data[9] === 0 || data[9] === 4;
+      container.alpha = data[9]! >= 4;
+    }
+    if (name === 'tRNS') container.alpha = true;
+    if (name === 'iCCP') container.profile = unzlibSync(data.subarray(data.indexOf(0) + 2));
+    if (CARRIED_CHUNKS.includes(name)) container.carried.push(whole.slice());
+  }
+  return container;
+}
+
+function fillPng(bytes: Uint8Array, from: Container, profileChunk: Uint8Array[]): Uint8Array<ArrayBuffer> {
+  const own = [...pngChunks(bytes)].filter(({ name }) => !CARRIED_CHUNKS.includes(name)).map(({ whole }) => whole);
+  const carried = from.type === 'png' ? from.carried : profileChunk;
+  return concatenated([bytes.subarray(0, 8), own[0]!, ...carried, ...own.slice(1)]);
+}
+
+function crcOf(bytes: Uint8Array): number {
+  let crc = ~0;
+  for (const byte of bytes) {
+    crc ^= byte;
+    for (let bit = 0; bit < 8; bit++) crc = (crc >>> 1) ^ (crc & 1 ? 0xedb88320 : 0);
+  }
+  return ~crc >>> 0;
+}
+
+function profileChunk(profile: Uint8Array): Uint8Array {
+  const named = concatenated([new TextEncoder().encode('iCCPicc\0\0'), zlibSync(profile)]);
+  const chunk = new Uint8Array(named.length + 8);
+  const view = new DataView(chunk.buffer);
+  view.setUint32(0, named.length - 4);
+  chunk.set(named, 4);
+  view.setUint32(named.length + 4, crcOf(named));
+  return chunk;
+}
+
+// ---- WebP ----
+
+function webpProfile(bytes: Uint8Array): Uint8Array | null {
+  const view = new DataView(bytes.buffer, bytes.byteOffset, bytes.length);
+  for (let at = 12; at + 8 <= bytes.length;) {
+    const length = view.getUint32(at + 4, true);
+    if (ascii(bytes, at, 4) === 'ICCP') return bytes.slice(at + 8, at + 8 + length);
+    at += 8 + length + (length & 1);
+  }
+  return null;
+}
+
+/** A finished file of the browser's, with what the scan's file carried. */
+export function fillContainer(bytes: Uint8Array, from: Container): Uint8Array<ArrayBuffer> {
+  if (typeOf(bytes) === 'jpeg') return fillJpeg(bytes, from);
+  return fillPng(bytes, from, from.profile ? [profileChunk(from.profile)] : []);
+}

@@ -1,0 +1,47 @@
+// Pixels on the page.
+import { useLayoutEffect, useRef } from 'preact/hooks';
+
+interface Props {
+  pixels: ImageData | null | undefined;
+  class?: string;
+  label?: string;
+  style?: Record<string, string>;
+}
+
+export function Picture({ pixels, label, style, ...rest }: Props) {
+  const canvas = useRef<HTMLCanvasElement>(null);
+  useLayoutEffect(() => {
+    const to = canvas.current;
+    if (!to || !pixels) return;
+    if (to.width !== pixels.width) to.width = pixels.width;
+    if (to.height !== pixels.height) to.height = pixels.height;
+    to.getContext('2d')!.putImageData(pixels, 0, 0);
+  }, [pixels]);
+  const named = label ? { role: 'img' as const, 'aria-label': label } : { 'aria-hidden': true };
+  return <canvas ref={canvas} class={rest.class} style={style} {...named} />;
+}
+
+const THUMB = 160;
+
+/** The same, small. */
+export function Thumb({ pixels }: { pixels: ImageData }) {
+  const canvas = useRef<HTMLCanvasElement>(null);
+  const scale = THUMB / Math.max(pixels.width, pixels.height);
+  const [width, height] = [
+    Math.max(1, Math.round(pixels.width * scale)),
+    Math.max(1, Math.round(pixels.height * scale)),
+  ];
+  useLayoutEffect(() => {
+    let gone = false;
+    void createImageBitmap(pixels, { resizeWidth: width, resizeHeight: height, resizeQuality: 'medium' }).then(
+      (small) => {
+        if (!gone) canvas.current?.getContext('2d')!.drawImage(small, 0, 0);
+        small.close();
+      },
+    );
+    return () => {
+      gone = true;
+    };
+  }, [pixels]);
+  return <canvas ref={canvas} width={width} height={height} aria-hidden="true" />;
+}

@@ -1,0 +1,305 @@
+// The picture: before and after, near and far, with its corners, under a pipette.
+import { useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
+import type { Corners, Point } from './engine.ts';
+import { cornersOf } from './frame.ts';
+import { Picture } from './picture.tsx';
+import { change, set, worker, type Look, type Scan, type State } from './store.ts';
+import { fitted, shown, view, zoomed, type Placed } from './view.ts';
+import type { Region } from './worker.ts';
+
+const LOOKS: [Look, string][] = [
+  ['slider', 'Slider'],
+  ['side', 'Side by side'],
+  ['after', 'After'],
+  ['before', 'Before'],
+];
+const NAMES = ['Top left', 'Top right', 'Bottom right', 'Bottom left'];
+const DETAIL_AFTER = 80; // milliseconds of rest
+const DETAIL_MOST = 6e6; // pixels
+const CLOSEST = 8;
+
+interface Room {
+  width: number;
+  height: number;
+}
+
+function useRoom(element: { current: HTMLElement | null }): Room {
+  const [room, setRoom] = useState<Room>({ width: 0, height: 0 });
+  useLayoutEffect(() => {
+    const watch = new ResizeObserver(() => {
+      const { clientWidth: width, clientHeight: height } = element.current!;
+      setRoom({ width, height });
+    });
+    watch.observe(element.current!);
+    return () => watch.disconnect();
+  }, []);
+  return room;
+}
+
+interface Detail extends Region {
+  x: number;
+  y: number;
+}
+
+/** Pixels of the scan itself where the small picture is too coarse. */
+function useDetail(scan: Scan, placed: Placed | null, room: Room): Detail | null {
+  const [detail, setDetail] = useState<Detail | null>(null);
+  const { opened, updated, settings } = scan;
+  useEffect(() => {
+    setDetail(null);
+    if (!placed || !opened || !updated || opened.before.width === opened.width) return;
+    if (placed.scale * devicePixelRatio <= (1.05 * opened.before.width) / opened.width) return;
+    const part = shown(placed, room, opened.width, opened.height);
+    if (!part || part.width * part.height > DETAIL_MOST) return;
+    let gone = false;
+    const timer = setTimeout(async () => {
+      const found = await worker
+        .call('region', scan.id, settings, part.x, part.y, part.width, part.height)
+        .catch(() => null);
+      if (!gone && found) setDetail({ ...found, x: part.x, y: part.y });
+    }, DETAIL_AFTER);
+    return () => {
+      gone = true;
+      clearTimeout(timer);
+    };
+  }, [scan.id, settings, placed, room, updated === null]);
+  return detail;
+}
+
+function Layer({
+  scan,
+  which,
+  detail,
+  placed,
+  cover,
+}: {
+  scan: Scan;
+  which: 'before' | 'after';
+  detail: Detail | null;
+  placed: Placed;
+  cover?: number;
+}) {
+  const small = which === 'before' ? scan.opened?.before : scan.updated?.after;
+  const style: Record<string, string> = cover === undefined ? {} : { clipPath: `inset(0 0 0 ${100 * cover}%)` };
+  const near = placed.scale * devicePixelRatio >= 2 ? 'pixels' : '';
+  return (
+    <div class="layer" style={style}>
+      <Picture pixels={small} class={`whole ${near}`} label={`${scan.file.name}, ${which}`} />
+      {detail && (
+        <Picture
+          pixels={detail[which]}
+          class={`detail ${near}`}
+          style={{
+            left: `${detail.x * placed.scale}px`,
+            top: `${detail.y * placed.scale}px`,
+            width: `${detail[which].width * placed.scale}px`,
+            height: `${detail[which].height * placed.scale}px`,
+          }}
+        />
+      )}
+    </div>
+  );
+}
+
+const pathOf = (corners: Point[]) => `M${corners.map(([x, y]) => `${x} ${y}`).join('L')}Z`;
+
+/** The picture's corners, to be dragged or moved by arrows, and what a crop leaves out. */
+function Frame({ scan, placed, active }: { scan: Scan; placed: Placed; active: boolean }) {
+  const { opened, updated, settings } = scan;
+  const { width, height } = opened!;
+  const all: Corners = [
+    [0, 0],
+    [width, 0],
+    [width, height],
+    [0, height],
+  ];
+  const corners = updated?.frame?.corners ?? all;
+  const move = (i: number, x: number, y: number) => {
+    const place: Point = [Math.min(Math.max(x, 0), width), Math.min(Math.max(y, 0), height)];
+    set({ frame: corners.map((corner, at) => (at === i ? place : corner)) as Corners });
+  };
+  const drag = (i: number) => (event: PointerEvent) => {
+    event.stopPropagation();
+    const handle = event.currentTarget as HTMLElement;
+    handle.setPointerCapture(event.pointerId);
+    const box = handle.parentElement!.getBoundingClientRect();
+    handle.onpointermove = (moved) =>
+      move(i, (moved.clientX - box.left) / placed.scale, (moved.clientY - box.top) / placed.scale);
+    handle.onpointerup = () => (handle.onpointermove = null);
+  };
+  const arrows = (i: number) => (event: KeyboardEvent) => {
+    const by = (event.shiftKey ? 10 : 1) * Math.max(1, Math.round(width / 500));
+    const step = { ArrowLeft: [-by, 0], ArrowRight: [by, 0], ArrowUp: [0, -by], ArrowDown: [0, by] }[event.key];
+    if (!step) return;
+    event.preventDefault();
+    move(i, corners[i]![0] + step[0]!, corners[i]![1] + step[1]!);
+  };
+  const cut = settings.crop ? updated?.cut : null;
+  return (
+    <>
+      <svg class="frame" viewBox={`0 0 ${width} ${height}`} aria-hidden="true">
+        {cut && <path class="outside" d={pathOf(all) + pathOf(cornersOf(cut))} fill-rule="evenodd" />}
+        {(active || updated?.frame) && <path class="edge" d={pathOf(corners)} vector-effect="non-scaling-stroke" />}
+      </svg>
+      {active &&
+        corners.map(([x, y], i) => (
+          <button
+            class="corner"
+            data-arrows
+            aria-label={`${NAMES[i]} corner, ${Math.round(x)}, ${Math.round(y)}; arrows move it`}
+            style={{ left: `${x * placed.scale}px`, top: `${y * placed.scale}px` }}
+            onPointerDown={drag(i)}
+            onKeyDown={arrows(i)}
+          />
+        ))}
+    </>
+  );
+}
+
+function Bar({ state, scan, percent }: { state: State; scan: Scan; percent: number }) {
+  const hold = (held: boolean) => () => change({ held });
+  return (
+    <div class="bar">
+      <div class="group" role="group" aria-label="Look">
+        {LOOKS.map(([look, text]) => (
+          <button aria-pressed={state.look === look} onClick={() => change({ look })}>
+            {text}
+          </button>
+        ))}
+      </div>
+      <button
+        class="hold"
+        onPointerDown={hold(true)}
+        onPointerUp={hold(false)}
+        onPointerLeave={hold(false)}
+        onKeyDown={(event) => event.key === 'Enter' && change({ held: true })}
+        onKeyUp={(event) => event.key === 'Enter' && change({ held: false })}
+      >
+        Hold to compare
+      </button>
+      <div class="group" role="group" aria-label="Zoom">
+        <button onClick={() => view.fit()}>Fit</button>
+        <button onClick={() => view.full()}>100 %</button>
+        <output aria-label="Zoom">{Math.round(percent)} %</output>
+      </div>
+      <span class="size">
+        {scan.opened && `${scan.opened.width} × ${scan.opened.height}, ${scan.opened.depth} bits`}
+      </span>
+      <button aria-label="Keys" onClick={() => change({ help: true })}>
+        ?
+      </button>
+    </div>
+  );
+}
+
+export function Table({ state }: { state: State }) {
+  const scan = state.scans.find(({ id }) => id === state.current)!;
+  const stage = useRef<HTMLDivElement>(null);
+  const whole = useRoom(stage);
+  const { look, tool, held } = state;
+  const side = look === 'side' && !held;
+  const upright = whole.width < whole.height;
+  const room = !side ? whole : upright ? { ...whole, height: whole.height / 2 } : { ...whole, width: whole.width / 2 };
+  const [near, setNear] = useState<Placed | null>(null); // null: all of it
+  const [split, setSplit] = useState(0.5);
+  const { opened } = scan;
+  const margin = 16;
+  const inner = { width: Math.max(1, room.width - 2 * margin), height: Math.max(1, room.height - 2 * margin) };
+  const fit = opened && room.width > 0 ? fitted(opened.width, opened.height, inner) : null;
+  const placed = near ?? (fit && { ...fit, x: fit.x + margin, y: fit.y + margin });
+  const detail = useDetail(scan, placed, room);
+  useEffect(() => setNear(null), [scan.id, side]);
+
+  const zoomTo = (scale: number, x = room.width / 2, y = room.height / 2) => {
+    if (!placed || !fit) return;
+    const held = Math.min(Math.max(scale, fit.scale), CLOSEST);
+    setNear(held <= fit.scale * 1.001 ? null : zoomed(placed, held, x, y));
+  };
+  view.fit = () => setNear(null);
+  view.full = () => zoomTo(1 / devicePixelRatio);
+  view.zoom = (by) => placed && zoomTo(placed.scale * by);
+
+  const onWheel = (event: WheelEvent) => {
+    event.preventDefault();
+    const box = (event.currentTarget as HTMLElement).getBoundingClientRect();
+    if (placed) zoomTo(placed.scale * Math.exp(-event.deltaY / 400), event.clientX - box.left, event.clientY - box.top);
+  };
+  const onPointerDown = (event: PointerEvent) => {
+    if (!placed || event.button !== 0) return;
+    const pane = event.currentTarget as HTMLElement;
+    const box = pane.getBoundingClientRect();
+    if (tool === 'gray' && opened) {
+      const x = Math.floor((event.clientX - box.left - placed.x) / placed.scale);
+      const y = Math.floor((event.clientY - box.top - placed.y) / placed.scale);
+      if (x >= 0 && y >= 0 && x < opened.width && y < opened.height) set({ gray: [x, y] });
+      return change({ tool: 'none' });
+    }
+    const [fromX, fromY] = [event.clientX, event.clientY];
+    pane.setPointerCapture(event.pointerId);
+    pane.onpointermove = (moved) => {
+      if (near) setNear({ ...near, x: near.x + moved.clientX - fromX, y: near.y + moved.clientY - fromY });
+      else if (look === 'slider')
+        setSplit(Math.min(1, Math.max(0, (moved.clientX - box.left - placed.x) / (placed.scale * opened!.width))));
+    };
+    pane.onpointerup = () => (pane.onpointermove = null);
+  };
+
+  const layers = (which: 'before' | 'after' | 'both') =>
+    placed &&
+    opened && (
+      <div
+        class="scan"
+        style={{
+          width: `${opened.width * placed.scale}px`,
+          height: `${opened.height * placed.scale}px`,
+          transform: `translate(${placed.x}px, ${placed.y}px)`,
+        }}
+      >
+        {which !== 'after' && <Layer scan={scan} which="before" detail={detail} placed={placed} />}
+        {which !== 'before' && (
+          <Layer
+            scan={scan}
+            which="after"
+            detail={detail}
+            placed={placed}
+            cover={which === 'both' ? split : undefined}
+          />
+        )}
+        {which === 'both' && <div class="divider" style={{ left: `${100 * split}%` }} />}
+        {which !== 'before' && <Frame scan={scan} placed={placed} active={tool === 'frame'} />}
+      </div>
+    );
+  const pane = (which: 'before' | 'after' | 'both') => (
+    <div class={`pane with-${tool} ${near ? 'near' : ''}`} onPointerDown={onPointerDown} onWheel={onWheel}>
+      {layers(which)}
+    </div>
+  );
+
+  const single = held || look === 'before' ? 'before' : look === 'after' ? 'after' : 'both';
+  return (
+    <main class="table" aria-label={scan.file.name}>
+      <Bar state={state} scan={scan} percent={placed ? 100 * placed.scale * devicePixelRatio : 0} />
+      <div class={`stage ${upright ? 'stacked' : ''}`} ref={stage}>
+        {side ? [pane('before'), pane('after')] : pane(single)}
+        {!opened && scan.state !== 'failed' && <p class="wait">Opening {scan.file.name}</p>}
+        {scan.error && (
+          <p class="wait" role="alert">
+            {scan.file.name}: {scan.error}
+          </p>
+        )}
+        {look === 'slider' && opened && (
+          <input
+            class="split"
+            type="range"
+            min="0"
+            max="1"
+            step="0.01"
+            value={split}
+            aria-label="Before and after"
+            onInput={(event) => setSplit(Number(event.currentTarget.value))}
+          />
+        )}
+      </div>
+    </main>
+  );
+}

@@ -1,0 +1,291 @@
+// Scans, their corrections and their pixels, away from the page, which stays quick. Messages are calls with a number.
+import { chromaOf, cutFor, frameOf, isChanged, lay, propose, toldOf, type Proposal, type Told } from './decide.ts';
+import { Engine, Roll, type Kind, type Measurement, type Scan } from './engine.ts';
+import { finish, type Finished, type Target } from './finish.ts';
+import type { Cut } from './frame.ts';
+import { analysisKey, type Settings } from './settings.ts';
+import { pageOf, type Frame, type SidecarPage } from './sidecar.ts';
+import { encodingOf, open, toScreen, type Encoding, type Source } from './source.ts';
+
+export interface Opened {
+  width: number;
+  height: number;
+  depth: 8 | 16;
+  pages: number;
+  gamma: string;
+  profile: string;
+  /** Of the page: the scan made small. */
+  before: ImageData;
+}
+
+/** Counts of 256 levels, red, green, blue. */
+export type Histogram = Uint32Array;
+
+export interface Updated {
+  after: ImageData;
+  kind: string;
+  told: Told;
+  measurements: Measurement[];
+  frame: Frame | null;
+  cut: Cut | null;
+  histogram: Histogram;
+  /** Of red, green, blue: levels of 8 bits. */
+  tables: Uint8Array;
+  /** Milliseconds of the work. */
+  took: number;
+}
+
+export interface Region {
+  before: ImageData;
+  after: ImageData;
+}
+
+interface Entry {
+  file: Blob;
+  scan: Scan | null;
+  encoding: Encoding;
+  depth: 8 | 16;
+  bands: number;
+  gray: boolean;
+  proposal: Proposal | null;
+}
+
+// Scans whose pre-scans are kept: some 12 MB each.
+const KEPT = 32;
+
+const entries = new Map<number, Entry>();
+const used: number[] = []; // the last one used last
+let opened: { id: number; source: Source } | null = null;
+let roll: Roll | null = null;
+let loaded: Promise<Engine> | undefined;
+
+function engine(): Promise<Engine> {
+  loaded ??= (async () => {
+    const answer = await fetch(new URL('../zep3.wasm', self.location.href));
+    if (!answer.ok) throw new Error('the engine cannot be loaded');
+    return Engine.load(await answer.arrayBuffer());
+  })();
+  return loaded;
+}
+
+// ---- scans ----
+
+async function sourceOf(id: number, entry: Entry): Promise<Source> {
+  if (opened?.id === id) return opened.source;
+  opened?.source.close();
+  opened = null;
+  const source = await open(entry.file);
+  opened = { id, source };
+  return source;
+}
+
+function measure(scan: Scan, source: Source): void {
+  scan.beginPrescan();
+  const lines = scan.bandLines * Math.max(1, Math.floor((1 << 20) / (source.width * scan.bandLines)));
+  for (let y = 0; y < source.height; y += lines) {
+    const piece = source.piece(0, y, source.width, Math.min(lines, source.height - y));
+    scan.addBand(piece, y, source.format, source.depth);
+  }
+}
+
+function use(id: number): void {
+  const at = used.indexOf(id);
+  if (at >= 0) used.splice(at, 1);
+  used.push(id);
+  while (used.length > KEPT) {
+    const entry = entries.get(used.shift()!);
+    entry?.scan?.close();
+    if (entry) [entry.scan, entry.proposal] = [null, null];
+  }
+}
+
+function entryOf(id: number): Entry {
+  const entry = entries.get(id);
+  if (!entry) throw new Error('the scan is closed');
+  return entry;
+}
+
+/** The scan with its pre-scan by this gamma. */
+async function measured(id: number, gamma: number): Promise<Scan> {
+  const entry = entryOf(id);
+  use(id);
+  if (entry.scan && entry.scan.get('scan.gamma') === gamma) return entry.scan;
+  entry.scan?.close();
+  [entry.scan, entry.proposal] = [null, null];
+  const source = await sourceOf(id, entry);
+  const scan = (await engine()).scan(source.width, source.height, gamma);
+  try {
+    measure(scan, source);
+  } catch (error) {
+    scan.close();
+    throw error;
+  }
+  entry.scan = scan;
+  return scan;
+}
+
+/** The scan with the settings laid over its proposal. */
+async function prepared(id: number, settings: Settings): Promise<{ scan: Scan; proposal: Proposal; fresh: boolean }> {
+  const entry = entryOf(id);
+  const scan = await measured(id, settings.repeated?.inputGamma10 ?? entry.encoding.gamma);
+  const fresh = entry.proposal?.key !== analysisKey(settings);
+  if (fresh || entry.proposal === null) {
+    entry.proposal = null; // also where the analysis fails
+    entry.proposal = propose(scan, settings, roll);
+  }
+  lay(scan, settings, entry.proposal);
+  return { scan, proposal: entry.proposal, fresh };
+}
+
+// ---- pictures ----
+
+function small(scan: Scan, gray: boolean): { pixels: Uint8Array; format: 'gray' | 'rgb' } {
+  const means = scan.means.slice();
+  if (!gray) return { pixels: means, format: 'rgb' };
+  return { pixels: means.filter((_, i) => i % 3 === 0), format: 'gray' };
+}
+
+function histogramOf({ data }: ImageData): Histogram {
+  const counts = new Uint32Array(768);
+  for (let i = 0; i < data.length; i += 4) {
+    counts[data[i]!]!++;
+    counts[256 + data[i + 1]!]!++;
+    counts[512 + data[i + 2]!]!++;
+  }
+  return counts;
+}
+
+// ---- calls ----
+
+const calls = {
+  async kinds(): Promise<Kind[]> {
+    return (await engine()).kinds;
+  },
+
+  async open(id: number, file: Blob): Promise<Opened> {
+    const entry: Entry = {
+      file,
+      scan: null,
+      encoding: { gamma: 22, from: '' },
+      depth: 8,
+      bands: 3,
+      gray: false,
+      proposal: null,
+    };
+    const source = await sourceOf(id, entry);
+    entry.encoding = encodingOf(source.container);
+    [entry.depth, entry.bands, entry.gray] = [source.depth, source.bands, source.bands < 3];
+    entries.set(id, entry);
+    const scan = await measured(id, entry.encoding.gamma);
+    const { pixels, format } = small(scan, entry.gray);
+    return {
+      width: source.width,
+      height: source.height,
+      depth: source.depth,
+      pages: source.pages,
+      gamma: `${entry.encoding.gamma / 10}`,
+      profile: entry.encoding.from,
+      before: toScreen(pixels, scan.smallWidth, format, 8),
+    };
+  },
+
+  close(id: number): void {
+    entries.get(id)?.scan?.close();
+    entries.delete(id);
+    if (opened?.id === id) {
+      opened.source.close();
+      opened = null;
+    }
+  },
+
+  /** judge: hold the result against the scan, which takes longer than to make it. */
+  async update(id: number, settings: Settings, judge: boolean): Promise<Updated> {
+    const start = performance.now();
+    const { scan, proposal, fresh } = await prepared(id, settings);
+    if ((judge || fresh) && isChanged(settings)) scan.judge();
+    const entry = entryOf(id);
+    const { pixels, format } = small(scan, entry.gray);
+    scan.apply(pixels, scan.smallWidth, null, format, 8, chromaOf(settings, proposal));
+    const after = toScreen(pixels, scan.smallWidth, format, 8);
+    return {
+      after,
+      kind: scan.kind,
+      told: toldOf(scan),
+      measurements: scan.measurements,
+      frame: frameOf(settings, proposal),
+      cut: cutFor(settings, proposal, scan.width, scan.height),
+      histogram: histogramOf(after),
+      tables: Uint8Array.from(scan.tables(256), (level) => Math.floor((level + 128) / 257)),
+      took: performance.now() - start,
+    };
+  },
+
+  /** Pixels at 100 %. */
+  async region(id: number, settings: Settings, x: number, y: number, width: number, height: number): Promise<Region> {
+    const { scan, proposal } = await prepared(id, settings);
+    const source = await sourceOf(id, entryOf(id));
+    const piece = source.piece(x, y, width, height);
+    const before = toScreen(piece, width, source.format, source.depth);
+    scan.apply(piece, width, [x, y], source.format, source.depth, chromaOf(settings, proposal));
+    return { before, after: toScreen(piece, width, source.format, source.depth) };
+  },
+
+  /** The correction as a page of a sidecar. */
+  async page(id: number, settings: Settings): Promise<SidecarPage> {
+    const { scan, proposal } = await prepared(id, settings);
+    if (isChanged(settings)) scan.judge();
+    const { bands, depth, encoding } = entryOf(id);
+    return pageOf(scan, {
+      bits: depth,
+      bands,
+      gammaFrom: settings.repeated ? 'sidecar' : encoding.from,
+      chroma: chromaOf(settings, proposal),
+      adaptive: settings.analysis === 'adaptive',
+      frame: frameOf(settings, proposal),
+      cut: cutFor(settings, proposal, scan.width, scan.height),
+    });
+  },
+
+  /** What these scans share; false: too few belong together, or scans of the kind share nothing. */
+  async roll(ids: number[], kind: string): Promise<boolean> {
+    roll?.close();
+    roll = null;
+    const made = new Roll(await engine());
+    for (const id of ids) {
+      const scan = await measured(id, entryOf(id).encoding.gamma);
+      entryOf(id).proposal = null;
+      scan.reset(kind);
+      if (!made.add(scan)) {
+        made.close();
+        return false;
+      }
+    }
+    if (!made.solve()) {
+      made.close();
+      return false;
+    }
+    roll = made;
+    return true;
+  },
+
+  async finish(file: Blob, page: SidecarPage, target: Target): Promise<Finished> {
+    return finish(await engine(), file, page, target, (share) => postMessage({ progress: share }));
+  },
+};
+
+export type Calls = typeof calls;
+
+// One call after the other: they share the engine's records.
+let last: Promise<unknown> = Promise.resolve();
+
+self.onmessage = ({ data }: MessageEvent<{ number: number; name: keyof Calls; words: unknown[] }>) => {
+  const { number, name, words } = data;
+  last = last.then(async () => {
+    try {
+      const result = await (calls[name] as (...words: unknown[]) => unknown)(...words);
+      postMessage({ number, result });
+    } catch (error) {
+      postMessage({ number, error: error instanceof Error ? error.message : String(error) });
+    }
+  });
+};

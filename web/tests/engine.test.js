@@ -1,0 +1,121 @@
+// The engine of the page against the program's: tables of the samples, by each kind that fits them.
+import assert from 'node:assert/strict';
+import { readFileSync } from 'node:fs';
+import { join } from 'node:path';
+import test from 'node:test';
+import { runnerImport } from 'vite';
+import { differences, pixelsOf, root, run, samples, temporary, zep3 } from './support.js';
+
+const { module } = await runnerImport(join(root, 'web/src/engine.ts'));
+const engine = await module.Engine.load(readFileSync(join(root, 'build/web/zep3.wasm')));
+
+function analysed(picture, kind, adaptive = true) {
+  const { width, height, format, depth, pixels } = pixelsOf(picture);
+  const scan = engine.scan(width, height, 22);
+  const line = pixels.length / height;
+  scan.beginPrescan();
+  for (let y = 0; y < height; y += scan.bandLines) {
+    scan.addBand(pixels.subarray(y * line, (y + scan.bandLines) * line), y, format, depth);
+  }
+  scan.reset(kind);
+  scan.analyse(adaptive, true, null);
+  return scan;
+}
+
+const cases = [
+  ['slide-faded.jpg', 'faded-slide'],
+  ['slide-faded.jpg', 'slide'],
+  ['print-faded.jpg', 'faded-print'],
+  ['print-faded.jpg', 'photo'],
+  ['negative-colour.jpg', 'negative'],
+  ['negative-colour.jpg', 'faded-negative'],
+  ['negative-bw.jpg', 'bw-negative'],
+  ['strip.jpg', 'negative'],
+  ['plate.jpg', 'document'],
+  ['breviary.jpg', 'background'],
+  ['breviary.jpg', 'ground-color'],
+];
+
+test('tables equal those of the program', () => {
+  for (const [sample, kind] of cases) {
+    const picture = join(samples, sample);
+    for (const analysis of ['adaptive', 'standard']) {
+      const scan = analysed(picture, kind, analysis === 'adaptive');
+      const tables = JSON.parse(zep3('tables', '-k', kind, '--analysis', analysis, '--as', 'json', picture));
+      const expected = [...tables.red, ...tables.green, ...tables.blue];
+      const found = [...scan.tables(256)].map((level) => Math.floor((level + 128) / 257));
+      const { count, most } = differences(found, expected);
+      console.log(`${sample} ${kind} ${analysis}: ${count} of 768 entries differ, by ${most} at most`);
+      assert.ok(most <= 1);
+      scan.close();
+    }
+  }
+});
+
+test('a scan is read in bands as in one piece, of 8 and 16 bits', () => {
+  const large = join(temporary, 'large.png');
+  run('vips', 'resize', join(samples, 'plate.jpg'), large, '3.1', '--kernel', 'nearest');
+  const deep = join(temporary, 'deep.png');
+  run('vips', 'linear', large, `${join(temporary, 'deep.v')}`, '256', '37');
+  run('vips', 'cast', join(temporary, 'deep.v'), deep, 'ushort');
+  for (const picture of [large, deep]) {
+    const scan = analysed(picture, 'document');
+    const expected = JSON.parse(zep3('analyse', '--quiet', '-k', 'document', picture));
+    assert.ok(scan.shrink === 3);
+    const page = expected.pages[0];
+    const { count, most } = differences(
+      [...scan.tables(256)].map((level) => Math.floor((level + 128) / 257)),
+      [...page.tables.red, ...page.tables.green, ...page.tables.blue],
+    );
+    console.log(`${picture.split('/').pop()}: ${count} of 768 entries differ, by ${most} at most`);
+    assert.ok(most <= 1);
+    scan.close();
+  }
+});
+
+const load = async (name) => (await runnerImport(join(root, 'web/src', name))).module;
+const analysedBy = (...words) => JSON.parse(zep3('analyse', '--quiet', ...words)).pages[0];
+
+test('stops become the steps of the program', async () => {
+  const { balanceOfStops, stepsOfStops } = await load('stops.ts');
+  for (const [exposure, warmth, tint] of [
+    [0.35, 0.4, 0],
+    [-1.25, -0.7, 0.3],
+    [2, 0.02, -1.9],
+    [-0.05, 0, 0.16],
+  ]) {
+    const words = ['--exposure', exposure, '--warmth', warmth, '--tint', tint].map(String);
+    const { record } = analysedBy('-k', 'photo', ...words, join(samples, 'plate.jpg'));
+    const balance = [record.lColorBalanceR, record.lColorBalanceG, record.lColorBalanceB];
+    assert.deepEqual([stepsOfStops(exposure), ...balanceOfStops(warmth, tint)], [record.lBrightness, ...balance]);
+  }
+});
+
+test('a cut is that of the program', async () => {
+  const { cutOf } = await load('frame.ts');
+  const scan = join(samples, 'strip.jpg');
+  for (const words of [
+    [],
+    ['--no-straighten'],
+    ['--area', '200,100,400,300'],
+    ['--corners', '250,120,700,180,670,405,220,345'],
+  ]) {
+    const result = join(temporary, 'cut.png');
+    zep3('-k', 'negative', '--crop', ...words, scan, '-o', result, '--sidecar', '--overwrite', '--quiet');
+    const { frame, crop, width, height } = JSON.parse(readFileSync(`${result}.zep3.json`, 'utf8')).pages[0];
+    const cut = cutOf(frame.corners, frame.from === 'area', !words.includes('--no-straighten'), width, height);
+    const near = [cut.x - crop.left, cut.y - crop.top, cut.degrees - crop.tilt].every((off) => Math.abs(off) < 1e-6);
+    assert.ok(near && cut.width === crop.width && cut.height === crop.height, JSON.stringify([words, cut, crop]));
+  }
+});
+
+test('the gamma of a profile is the one that the program finds', async () => {
+  const { gammaOf } = await load('icc.ts');
+  for (const profile of ['srgb', 'p3']) {
+    const [icc, scan] = [join(temporary, `${profile}.icc`), join(temporary, `${profile}.jpg`)];
+    run('vips', 'copy', join(samples, 'plate.jpg'), `${scan}[profile=${profile}]`);
+    run('sh', '-c', `exiftool -b -icc_profile ${scan} > ${icc}`);
+    assert.equal(gammaOf(readFileSync(icc)), analysedBy('-k', 'photo', scan).inputGamma10);
+  }
+  assert.equal(gammaOf(new Uint8Array(40)), null);
+});

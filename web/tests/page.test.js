@@ -1,0 +1,526 @@
+// The page in Debian's Chromium, on the samples: what is seen, changed and saved.
+import assert from 'node:assert/strict';
+import { readFileSync, writeFileSync } from 'node:fs';
+import { createRequire } from 'node:module';
+import { join } from 'node:path';
+import test, { after, before } from 'node:test';
+import { unzipSync } from 'fflate';
+import { addScans, launch, openPage, settled } from './browser.js';
+import { serve } from './serve.js';
+import { differences, pixelsOf, run, samples, temporary, zep3 } from './support.js';
+
+const sample = (name) => join(samples, name);
+const axe = createRequire(import.meta.url).resolve('axe-core/axe.min.js');
+
+let site;
+let context;
+before(async () => {
+  site = await serve();
+  context = await launch({ viewport: { width: 1280, height: 800 } });
+});
+after(async () => {
+  await context.close();
+  site.close();
+});
+
+const slide = async (...scans) =>
+  openPage(context, site.address, ...(scans.length ? scans : [sample('slide-faded.jpg')]));
+
+/** A sum over the finished preview: another one means another picture. */
+const sum = (page, which = 'after') =>
+  page.evaluate((name) => {
+    const canvas = document.querySelector(`canvas[aria-label$="${name}"]`);
+    const { data } = canvas.getContext('2d').getImageData(0, 0, canvas.width, canvas.height);
+    return data.reduce((hash, value) => (hash * 31 + value) | 0, 7);
+  }, which);
+
+/** Waits until the preview is another, and gives its sum. */
+async function changed(page, from) {
+  const started = Date.now();
+  for (;;) {
+    const at = await sum(page);
+    if (at !== from) return at;
+    if (Date.now() - started > 5000) assert.fail('the preview stayed as it was');
+    await page.waitForTimeout(20);
+  }
+}
+
+const choose = (page, kind) => page.getByLabel('Kind of original').selectOption(kind);
+const slider = (page, name, value) =>
+  page.locator(`#${name}`).evaluate((input, to) => {
+    input.value = to;
+    input.dispatchEvent(new Event('input', { bubbles: true }));
+  }, String(value));
+const press = (page, name) => page.getByRole('button', { name, exact: true }).click();
+
+async function saved(page, name) {
+  const [download] = await Promise.all([page.waitForEvent('download'), press(page, name)]);
+  const path = join(temporary, download.suggestedFilename());
+  await download.saveAs(path);
+  return path;
+}
+
+async function closed(page) {
+  assert.deepEqual(page.faults, []);
+  await page.close();
+}
+
+test('every control changes the picture, and undo takes it back', async () => {
+  const page = await slide();
+  let last = await sum(page);
+  assert.notEqual(last, await sum(page, 'before'));
+  await choose(page, 'faded-slide');
+  last = await changed(page, last);
+  const first = last;
+  const values = { exposure: 0.5, contrast: 20, warmth: 0.4, tint: -0.3, saturation: 40 };
+  for (const [name, value] of Object.entries(values)) {
+    await slider(page, name, value);
+    last = await changed(page, last);
+  }
+  await press(page, 'Add a point');
+  const point = page.getByRole('button', { name: /^Point 2: / });
+  await point.focus();
+  const before = await sum(page);
+  for (let i = 0; i < 5; i++) await point.press('Shift+ArrowUp');
+  last = await changed(page, before);
+  await press(page, 'Red');
+  await press(page, 'Add a point');
+  await point.focus();
+  for (let i = 0; i < 5; i++) await point.press('Shift+ArrowDown');
+  last = await changed(page, last);
+  // Back to where only the kind was chosen, one step from the beginning.
+  const undo = page.getByRole('button', { name: 'Undo', exact: true });
+  while (await undo.isEnabled()) await undo.click();
+  assert.equal(await page.getByLabel('Kind of original').inputValue(), 'auto');
+  await press(page, 'Redo');
+  await page.waitForTimeout(300);
+  assert.equal(await sum(page), first);
+  await press(page, 'Redo');
+  await changed(page, first);
+  await closed(page);
+});
+
+test('the backlight correction lifts what lies before the light', async () => {
+  // The upper half of a picture very light, the lower one in its shade.
+  const v = (name) => join(temporary, name);
+  run('vips', 'crop', sample('print-faded.jpg'), v('top.v'), '0', '0', '600', '200');
+  run('vips', 'crop', sample('print-faded.jpg'), v('low.v'), '0', '199', '600', '200');
+  run('vips', 'linear', v('top.v'), v('light.v'), '0.25', '185');
+  run('vips', 'linear', v('low.v'), v('shade.v'), '0.22', '4');
+  run('vips', 'join', v('light.v'), v('shade.v'), v('both.v'), 'vertical');
+  run('vips', 'cast', v('both.v'), v('backlit.png'), 'uchar');
+  const page = await slide(v('backlit.png'));
+  await choose(page, 'photo');
+  await page.waitForTimeout(300);
+  const shade = () =>
+    page.evaluate(() => {
+      const canvas = document.querySelector('canvas[aria-label$="after"]');
+      const { data } = canvas.getContext('2d').getImageData(0, 250, 600, 100);
+      return data.reduce((total, value, i) => total + (i % 4 === 3 ? 0 : value), 0) / (3 * 600 * 100);
+    });
+  const dark = await shade();
+  const last = await sum(page);
+  await slider(page, 'backlight', 8);
+  await changed(page, last);
+  assert.ok((await shade()) > dark + 10);
+  await closed(page);
+});
+
+test('before and after are shown in four ways, near and far', async () => {
+  const large = join(temporary, 'near.jpg');
+  run('vips', 'resize', sample('plate.jpg'), large, '3.2');
+  const page = await slide(large);
+  for (const [look, panes] of [
+    ['Side by side', 2],
+    ['After', 1],
+    ['Before', 1],
+    ['Slider', 1],
+  ]) {
+    await press(page, look);
+    assert.equal(await page.locator('.pane').count(), panes);
+  }
+  await press(page, '100 %');
+  await page.waitForSelector('canvas.detail');
+  assert.equal(await page.locator('.bar output').textContent(), '100 %');
+  // At 100 % the pixels are the scan's own.
+  const { width } = pixelsOf(large);
+  assert.ok((await page.locator('.scan').boundingBox()).width === width);
+  await page.mouse.move(600, 400);
+  await page.mouse.down();
+  await page.mouse.move(500, 300);
+  await page.mouse.up();
+  await page.waitForSelector('canvas.detail');
+  await press(page, 'Fit');
+  await page.keyboard.down('h');
+  assert.equal(await page.locator('canvas[aria-label$="after"]').count(), 0);
+  await page.keyboard.up('h');
+  assert.equal(await page.locator('canvas[aria-label$="after"]').count(), 1);
+  await closed(page);
+});
+
+test('the gray pipette and the corners work under the pointer', async () => {
+  const page = await slide(sample('strip.jpg'));
+  await choose(page, 'negative');
+  await page.waitForSelector('.frame .edge');
+  let last = await sum(page);
+  await press(page, 'Gray pipette');
+  const box = await page.locator('.scan').boundingBox();
+  await page.mouse.click(box.x + box.width * 0.52, box.y + box.height * 0.5);
+  last = await changed(page, last);
+  await press(page, 'Without');
+  last = await changed(page, last);
+  await press(page, 'Corners');
+  const corner = page.getByRole('button', { name: /^Top left corner/ });
+  const from = await corner.boundingBox();
+  await page.mouse.move(from.x + 12, from.y + 12);
+  await page.mouse.down();
+  await page.mouse.move(from.x + 60, from.y + 40, { steps: 4 });
+  await page.mouse.up();
+  await changed(page, last);
+  await page.getByLabel('Crop to the picture').check();
+  await page.waitForSelector('.frame .outside');
+  await slider(page, 'angle', 3);
+  await page.waitForTimeout(300);
+  assert.match(await page.locator('.slider:has(#angle) .value').textContent(), /^3\.0/);
+  await closed(page);
+});
+
+test('a roll of four is finished together, and settings are copied', async () => {
+  const page = await slide(...[1, 2, 3, 4].map((frame) => sample(`roll/${frame}.jpg`)));
+  assert.equal(await page.locator('.thumb').count(), 4);
+  await choose(page, 'negative');
+  await press(page, 'Finish together, as a roll');
+  await page.getByText('4 scans are finished together, as negative.').waitFor();
+  const path = join(temporary, 'roll');
+  run(
+    'sh',
+    '-c',
+    `mkdir -p ${path}/in && cp ${[1, 2, 3, 4].map((frame) => sample(`roll/${frame}.jpg`)).join(' ')} ${path}/in`,
+  );
+  zep3('--roll', '-k', 'negative', `${path}/in`, '-o', `${path}/out`, '--sidecar', '--quiet');
+  const sidecar = JSON.parse(readFileSync(await saved(page, 'Save correction'), 'utf8'));
+  const expected = JSON.parse(run('sh', '-c', `cat ${path}/out/1.jpg*json`));
+  assert.deepEqual(sidecar.pages[0].record.points, expected.pages[0].record.points);
+  assert.ok(sidecar.pages[0].analysis.reasons.some(({ code }) => code === 'shared'));
+  await slider(page, 'exposure', 0.5);
+  await press(page, 'Copy to all');
+  await page.getByText('Copied to 3 scans.').waitFor();
+  await page.keyboard.press('Escape');
+  await page.locator('.thumb').nth(2).click();
+  assert.equal(await page.locator('#exposure').inputValue(), '0.5');
+  await closed(page);
+});
+
+test('a sidecar of the page gives the pixels of the page in the program', async () => {
+  const cases = [
+    ['slide-faded.jpg', 'faded-slide', { exposure: 0.35, warmth: -0.4, saturation: 25 }, false],
+    ['strip.jpg', 'negative', { contrast: 15 }, true],
+    ['breviary.jpg', 'background', {}, false],
+    ['negative-bw.jpg', 'bw-negative', { tint: 0.2 }, false],
+  ];
+  for (const [name, kind, values, crop] of cases) {
+    const scan = join(temporary, name.replace('.jpg', '.png'));
+    run('vips', 'copy', sample(name), scan);
+    const page = await slide(scan);
+    await choose(page, kind);
+    for (const [control, value] of Object.entries(values)) await slider(page, control, value);
+    if (crop) {
+      await page.getByLabel('Crop to the picture').check();
+      await page.getByLabel('Straighten').uncheck();
+    }
+    await page.waitForTimeout(500);
+    const sidecar = await saved(page, 'Save correction');
+    const own = await saved(page, 'Save picture');
+    const theirs = join(temporary, `program-${name}.png`);
+    zep3(
+      '--use-sidecar',
+      sidecar,
+      scan,
+      '-o',
+      theirs,
+      '--overwrite',
+      '--quiet',
+      ...(crop ? ['--crop', '--no-straighten'] : []),
+    );
+    const [a, b] = [pixelsOf(own), pixelsOf(theirs)];
+    assert.deepEqual([a.width, a.height, a.format], [b.width, b.height, a.format]);
+    const rgb = b.format === a.format ? b.pixels : a.pixels.filter((_, i) => i % 3 === 0);
+    const { count, most } = differences(a.pixels, rgb);
+    console.log(`${name}: ${count} of ${rgb.length} samples differ, by ${most} at most`);
+    assert.ok(most <= 1 && count <= rgb.length / 1000);
+    await closed(page);
+  }
+});
+
+test('a sidecar of the program opens, and gives the same again', async () => {
+  const scan = sample('print-faded.jpg');
+  const result = join(temporary, 'print.jpg');
+  zep3(
+    '-k',
+    'faded-print',
+    '--exposure',
+    '0.4',
+    '--balance',
+    '9,-2,-17',
+    '--saturation',
+    '20',
+    scan,
+    '-o',
+    result,
+    '--sidecar',
+    '--overwrite',
+    '--quiet',
+  );
+  const sidecar = run('sh', '-c', `ls ${result}*.json`).trim();
+  const page = await slide(scan);
+  const last = await sum(page);
+  await page.locator('#files').setInputFiles(sidecar);
+  await changed(page, last);
+  await page.getByText(/is corrected by/).waitFor();
+  const again = JSON.parse(readFileSync(await saved(page, 'Save correction'), 'utf8')).pages[0];
+  const first = JSON.parse(readFileSync(sidecar, 'utf8')).pages[0];
+  assert.deepEqual(again.record, first.record);
+  assert.equal(again.chroma, first.chroma);
+  writeFileSync(join(temporary, 'other.json'), '{"format": "something"}');
+  await page.locator('#files').setInputFiles(join(temporary, 'other.json'));
+  await page.getByText('other.json is no correction of zep3').waitFor();
+  await closed(page);
+});
+
+test('a JPEG keeps its words, profile and resolution; all of a strip come as one ZIP', async () => {
+  const scan = join(temporary, 'told.jpg');
+  run('vips', 'copy', sample('slide-faded.jpg'), `${scan}[profile=p3]`);
+  run(
+    'exiftool',
+    '-q',
+    '-overwrite_original',
+    '-Artist=Nobody',
+    '-XResolution=300',
+    '-YResolution=300',
+    '-ResolutionUnit=inches',
+    scan,
+  );
+  const page = await slide(scan, sample('plate.jpg'));
+  const own = await saved(page, 'Save picture');
+  const told = (path) =>
+    JSON.parse(run('exiftool', '-j', '-Artist', '-XResolution', '-ProfileDescription', '-ImageSize', path))[0];
+  assert.deepEqual({ ...told(own), SourceFile: '' }, { ...told(scan), SourceFile: '' });
+  const zip = unzipSync(new Uint8Array(readFileSync(await saved(page, 'Save all 2'))));
+  assert.deepEqual(Object.keys(zip).sort(), ['plate-finished.jpg', 'told-finished.jpg']);
+  assert.deepEqual([...zip['plate-finished.jpg'].subarray(0, 2)], [0xff, 0xd8]);
+  await closed(page);
+});
+
+test('a gray JPEG stays gray, and is the one of the program', async () => {
+  const scan = join(temporary, 'gray.jpg');
+  run('vips', 'colourspace', sample('plate.jpg'), `${scan}[Q=95]`, 'b-w');
+  run('exiftool', '-q', '-overwrite_original', '-Artist=Nobody', scan);
+  const page = await slide(scan);
+  await choose(page, 'photo');
+  await slider(page, 'warmth', 0.5); // of no use here: one channel has no colour
+  await page.waitForTimeout(400);
+  const sidecar = await saved(page, 'Save correction');
+  const own = await saved(page, 'Save picture');
+  const theirs = join(temporary, 'gray-program.jpg');
+  zep3('--use-sidecar', sidecar, scan, '-o', `${theirs}[Q=95]`, '--overwrite', '--quiet');
+  const [a, b] = [pixelsOf(own), pixelsOf(theirs)];
+  assert.equal(run('vipsheader', '-f', 'bands', own).trim(), '1');
+  const { count, most } = differences(a.pixels, b.pixels);
+  console.log(`gray: ${count} of ${a.pixels.length} samples differ, by ${most} at most`);
+  assert.ok(most <= 3); // two encoders of JPEG
+  assert.equal(run('exiftool', '-s3', '-Artist', own).trim(), 'Nobody');
+  await closed(page);
+});
+
+test('a TIFF of 16 bits is opened, finished and saved as one', async () => {
+  const scan = join(temporary, 'deep.tif');
+  run('vips', 'linear', sample('print-faded.jpg'), join(temporary, 'scaled.v'), '256', '11');
+  run('vips', 'cast', join(temporary, 'scaled.v'), `${join(temporary, 'cast.v')}`, 'ushort');
+  run(
+    'vips',
+    'copy',
+    join(temporary, 'cast.v'),
+    `${scan}[compression=lzw]`,
+    '--interpretation',
+    'rgb16',
+    '--xres',
+    '11.811',
+    '--yres',
+    '11.811',
+  );
+  const page = await slide(scan);
+  await choose(page, 'faded-print');
+  assert.match(await page.locator('.bar .size').textContent(), /16 bits/);
+  const sidecar = await saved(page, 'Save correction');
+  const own = await saved(page, 'Save picture');
+  const theirs = join(temporary, 'deep-program.tif');
+  zep3('--use-sidecar', sidecar, scan, '-o', theirs, '--overwrite', '--quiet');
+  const [a, b] = [pixelsOf(own), pixelsOf(theirs)];
+  assert.equal(a.depth, 16);
+  const { count, most } = differences(new Uint16Array(a.pixels.buffer), new Uint16Array(b.pixels.buffer));
+  console.log(`16 bits: ${count} of ${a.pixels.length / 2} samples differ, by ${most} of 65535 at most`);
+  assert.ok(most <= 1);
+  assert.equal(run('vipsheader', '-f', 'xres', own).trim().slice(0, 4), '11.8');
+  await closed(page);
+});
+
+test('a page that is not isolated declines TIFF in a sentence', async () => {
+  const bare = await serve({ isolated: false });
+  const own = await launch({ serviceWorkers: 'block' });
+  const page = await openPage(own, bare.address, join(temporary, 'deep.tif'), sample('roll/2.jpg'));
+  await page
+    .getByRole('alert')
+    .getByText(/TIFF, PNM and 16-bit scans cannot be opened here/)
+    .waitFor();
+  await page.locator('.thumb').nth(1).click();
+  await page.waitForSelector('canvas[aria-label$="after"]');
+  await own.close();
+  bare.close();
+});
+
+test('scans of a program are opened by its token, and corrections written back', async () => {
+  const scan = readFileSync(sample('print-faded.jpg'));
+  const put = [];
+  const refused = [];
+  const api = (path, request, response) => {
+    if (request.headers['x-zep3-token'] !== 'one-two') {
+      refused.push(path);
+      return response.writeHead(403).end();
+    }
+    if (request.method === 'PUT') {
+      const parts = [];
+      request.on('data', (part) => parts.push(part));
+      request.on('end', () => response.end(void put.push([path, JSON.parse(Buffer.concat(parts))]) ?? ''));
+      return undefined;
+    }
+    if (path === 'scans') return response.end(JSON.stringify({ scans: [{ name: 'print.jpg', sidecar: false }] }));
+    return response.end(scan);
+  };
+  const local = await serve({ api });
+  const own = await launch();
+  const page = await own.newPage();
+  await page.goto(`${local.address}#token=one-two`);
+  await page.waitForSelector('canvas[aria-label="print.jpg, after"]');
+  await press(page, 'Save correction');
+  await page.getByText('The correction of print.jpg was written beside it.').waitFor();
+  assert.equal(put[0][0], 'sidecars/0');
+  assert.equal(put[0][1].scan, 'print.jpg');
+  assert.deepEqual(refused, []);
+  const other = await own.newPage();
+  await other.goto(`${local.address}#token=wrong`);
+  await other.getByText(/does not answer: the program answers 403/).waitFor();
+  await own.close();
+  local.close();
+});
+
+test('a broken file is told, and the others open', async () => {
+  const broken = join(temporary, 'broken.jpg');
+  writeFileSync(broken, readFileSync(sample('plate.jpg')).subarray(0, 900));
+  const empty = join(temporary, 'empty.jpg');
+  writeFileSync(empty, '');
+  const page = await openPage(context, site.address, broken, empty, sample('plate.jpg'));
+  await page
+    .getByRole('alert')
+    .getByText(/broken\.jpg: the file is damaged/)
+    .waitFor();
+  await page.locator('.thumb').nth(1).click();
+  await page
+    .getByRole('alert')
+    .getByText(/empty\.jpg: the file is empty/)
+    .waitFor();
+  await page.locator('.thumb').nth(2).click();
+  await page.waitForSelector('canvas[aria-label="plate.jpg, after"]');
+  await closed(page);
+});
+
+test('all of it goes by keys alone', async () => {
+  const page = await slide(sample('strip.jpg'), sample('slide-faded.jpg'));
+  await page.keyboard.press('ArrowRight');
+  await page.waitForSelector('main[aria-label="slide-faded.jpg"]');
+  await page.keyboard.press('k');
+  await page.waitForSelector('main[aria-label="strip.jpg"]');
+  let last = await sum(page);
+  await page.keyboard.press('.');
+  last = await changed(page, last);
+  await page.keyboard.press('Control+z');
+  last = await changed(page, last);
+  await page.keyboard.press('f');
+  await page.getByRole('button', { name: /^Top left corner/ }).focus();
+  for (let i = 0; i < 8; i++) await page.keyboard.press('Shift+ArrowRight');
+  await changed(page, last);
+  await page.keyboard.press('Escape');
+  await page.keyboard.press('s');
+  assert.equal(await page.locator('.pane').count(), 2);
+  await page.keyboard.press('a');
+  await page.keyboard.press('1');
+  await page.keyboard.press('0');
+  await page.keyboard.press('?');
+  await page.getByRole('dialog').waitFor();
+  await page.keyboard.press('Escape');
+  assert.equal(await page.getByRole('dialog').count(), 0);
+  const [download] = await Promise.all([page.waitForEvent('download'), page.keyboard.press('x')]);
+  assert.equal(download.suggestedFilename(), 'strip.jpg.zep3.json');
+  // Tab reaches every control once and comes to its end.
+  const reached = new Set();
+  for (let i = 0; i < 90; i++) {
+    await page.keyboard.press('Tab');
+    reached.add(await page.evaluate(() => document.activeElement?.textContent + (document.activeElement?.id ?? '')));
+  }
+  for (const text of ['Add scans', 'Slider', 'exposure', 'Gray pipette', 'Save picture', 'Save correction']) {
+    assert.ok(
+      [...reached].some((name) => name.includes(text)),
+      `Tab does not reach ${text}`,
+    );
+  }
+  await closed(page);
+});
+
+test('nothing serious is found by axe, light and dark, wide and narrow', async () => {
+  for (const [colorScheme, width] of [
+    ['light', 1280],
+    ['dark', 1280],
+    ['light', 360],
+    ['dark', 2560],
+  ]) {
+    const page = await context.newPage();
+    page.faults = [];
+    await page.emulateMedia({ colorScheme });
+    await page.setViewportSize({ width, height: 900 });
+    await page.goto(site.address);
+    const check = async () => {
+      // A debugger's call: the page's own policy takes no script from elsewhere.
+      await page.evaluate(readFileSync(axe, 'utf8'));
+      const { violations } = await page.evaluate(() => axe.run());
+      const serious = violations.filter(({ impact }) => impact === 'serious' || impact === 'critical');
+      assert.deepEqual(
+        serious.map(({ id, nodes }) => [id, nodes[0].html]),
+        [],
+      );
+    };
+    await check();
+    await addScans(page, sample('strip.jpg'), sample('breviary.jpg'));
+    await page.keyboard.press('f');
+    await check();
+    const wide = await page.evaluate(() => document.documentElement.scrollWidth);
+    assert.ok(wide <= width, `${wide} of ${width} pixels wide`);
+    await page.close();
+  }
+});
+
+test('no request leaves the origin, and the page opens without a network', async () => {
+  const own = await launch();
+  const asked = [];
+  own.on('request', (request) => asked.push(request.url()));
+  const page = await openPage(own, site.address, sample('roll/3.jpg'), join(temporary, 'deep.tif'));
+  await saved(page, 'Save picture');
+  await page.evaluate(() => navigator.serviceWorker.ready);
+  await own.setOffline(true);
+  await page.reload();
+  await addScans(page, sample('roll/4.jpg'));
+  await page.waitForSelector('canvas[aria-label$="after"]');
+  assert.deepEqual(
+    asked.filter((url) => !url.startsWith(site.address) && !url.startsWith('blob:')),
+    [],
+  );
+  await own.close();
+});

@@ -1,0 +1,36 @@
+// The built page on a port of its own, as a plain server of files gives it.
+import { readFileSync } from 'node:fs';
+import { createServer } from 'node:http';
+import { extname, join, normalize } from 'node:path';
+import { root } from './support.js';
+
+const TYPES = {
+  '.html': 'text/html; charset=utf-8',
+  '.js': 'text/javascript',
+  '.css': 'text/css',
+  '.wasm': 'application/wasm',
+  '.svg': 'image/svg+xml',
+  '.txt': 'text/plain; charset=utf-8',
+};
+const ISOLATING = { 'Cross-Origin-Opener-Policy': 'same-origin', 'Cross-Origin-Embedder-Policy': 'require-corp' };
+
+/** asked: the paths of all requests. api: what answers below /api/, given the path, request and response. */
+export async function serve({ isolated = true, api = null } = {}) {
+  const asked = [];
+  const server = createServer((request, response) => {
+    const path = normalize(decodeURIComponent(new URL(request.url, 'http://page').pathname));
+    if (api && path.startsWith('/api/')) return api(path.slice(5), request, response);
+    asked.push(path);
+    const file = join(root, 'web/dist', path.endsWith('/') ? `${path}index.html` : path);
+    try {
+      const body = readFileSync(file);
+      response.writeHead(200, { 'Content-Type': TYPES[extname(file)] ?? '', ...(isolated ? ISOLATING : {}) });
+      response.end(body);
+    } catch {
+      response.writeHead(404).end();
+    }
+  });
+  await new Promise((listening) => server.listen(0, '127.0.0.1', listening));
+  const address = `http://127.0.0.1:${server.address().port}/`;
+  return { address, asked, close: () => server.close() };
+}
