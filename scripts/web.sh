@@ -4,10 +4,13 @@ set -eu
 cd "$(dirname "$0")/.."
 
 sh scripts/setup.sh emscripten
-# Debian 12 has an older one, which the bundler does not take: from nodejs.org, or a backport.
-node -e 'const [major, minor] = process.versions.node.split("."); process.exit(major > 20 || (major == 20 && minor >= 19) ? 0 : 1)' 2>/dev/null || {
-  echo "web.sh: Node.js 20.19 or newer, with npm, is needed to build the page" >&2
-  exit 1
+command -v npm >/dev/null || sh scripts/setup.sh npm
+# The bundler takes Node.js from 20.19 on, which Debian 12 does not have: then it comes as a package, too.
+new='const [a, b] = process.versions.node.split("."); process.exit(a > 20 || (a == 20 && b >= 19) ? 0 : 1)'
+node -e "$new" || {
+  [ -x build/node/node_modules/node/bin/node ] || npm install --silent --no-save --prefix build/node node@22
+  PATH=$PWD/build/node/node_modules/node/bin:$PATH
+  export PATH
 }
 npm --prefix web ci --silent
 sh web/engine/build.sh

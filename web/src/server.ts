@@ -1,4 +1,4 @@
-// Scans that a program on this computer offers, when it opened the page with a token: api/ of the page's own origin.
+// Scans that a program on this computer offers (zep3 view): api/ below the page's own address, when that ends in #scans.
 import { openFiles, say, scanOf } from './store.ts';
 
 interface Offered {
@@ -7,15 +7,14 @@ interface Offered {
   sidecar: boolean;
 }
 
-const token = /[#&]token=([\w-]+)/.exec(globalThis.location?.hash ?? '')?.[1];
+export const isOffered = globalThis.location?.hash === '#scans';
 
 const places = new Map<number, number>(); // scans of the page: their number at the server
 
 async function ask(path: string, method = 'GET', body?: Blob): Promise<Response> {
   const answer = await fetch(new URL(`api/${path}`, document.baseURI), {
     method,
-    headers: { 'X-Zep3-Token': token! },
-    ...(body ? { body } : {}),
+    ...(body ? { body, headers: { 'Content-Type': 'application/json' } } : {}),
   });
   if (!answer.ok) throw new Error((await answer.text()) || `the program answers ${answer.status}`);
   return answer;
@@ -23,12 +22,12 @@ async function ask(path: string, method = 'GET', body?: Blob): Promise<Response>
 
 /** Opens what is offered, with corrections that are there. */
 export async function openOffered(): Promise<void> {
-  if (token === undefined) return;
+  if (!isOffered) return;
   try {
     const { scans } = (await (await ask('scans')).json()) as { scans: Offered[] };
     for (const [number, { name, sidecar }] of scans.entries()) {
       const files = [new File([await (await ask(`scans/${number}`)).blob()], name)];
-      if (sidecar) files.push(new File([await (await ask(`sidecars/${number}`)).blob()], `${name}.zep3.json`));
+      if (sidecar) files.push(new File([await (await ask(`scans/${number}/sidecar`)).blob()], `${name}.zep3.json`));
       const [id] = await openFiles(files);
       if (id !== undefined) places.set(id, number);
     }
@@ -41,7 +40,7 @@ export async function openOffered(): Promise<void> {
 export async function writeBack(id: number, sidecar: Blob): Promise<boolean> {
   const place = places.get(id);
   if (place === undefined) return false;
-  await ask(`sidecars/${place}`, 'PUT', sidecar);
+  await ask(`scans/${place}/sidecar`, 'PUT', sidecar);
   say(`The correction of ${scanOf(id)?.file.name} was written beside it.`);
   return true;
 }

@@ -1,13 +1,15 @@
 // The page in Debian's Chromium, on the samples: what is seen, changed and saved.
 import assert from 'node:assert/strict';
-import { readFileSync, writeFileSync } from 'node:fs';
+import { spawn } from 'node:child_process';
+import { once } from 'node:events';
+import { copyFileSync, mkdirSync, readFileSync, writeFileSync } from 'node:fs';
 import { createRequire } from 'node:module';
 import { join } from 'node:path';
 import test, { after, before } from 'node:test';
 import { unzipSync } from 'fflate';
 import { addScans, launch, openPage, settled } from './browser.js';
 import { serve } from './serve.js';
-import { differences, pixelsOf, run, samples, temporary, zep3 } from './support.js';
+import { differences, pixelsOf, program, run, samples, temporary, zep3 } from './support.js';
 
 const sample = (name) => join(samples, name);
 const axe = createRequire(import.meta.url).resolve('axe-core/axe.min.js');
@@ -378,39 +380,33 @@ test('a page that is not isolated declines TIFF in a sentence', async () => {
   bare.close();
 });
 
-test('scans of a program are opened by its token, and corrections written back', async () => {
-  const scan = readFileSync(sample('print-faded.jpg'));
-  const put = [];
-  const refused = [];
-  const api = (path, request, response) => {
-    if (request.headers['x-zep3-token'] !== 'one-two') {
-      refused.push(path);
-      return response.writeHead(403).end();
-    }
-    if (request.method === 'PUT') {
-      const parts = [];
-      request.on('data', (part) => parts.push(part));
-      request.on('end', () => response.end(void put.push([path, JSON.parse(Buffer.concat(parts))]) ?? ''));
-      return undefined;
-    }
-    if (path === 'scans') return response.end(JSON.stringify({ scans: [{ name: 'print.jpg', sidecar: false }] }));
-    return response.end(scan);
-  };
-  const local = await serve({ api });
+test('the program serves the page and a folder, and takes corrections back', async () => {
+  const folder = join(temporary, 'viewed');
+  mkdirSync(folder);
+  copyFileSync(sample('print-faded.jpg'), join(folder, 'print.jpg'));
+  zep3('-k', 'faded-slide', sample('slide-faded.jpg'), '-o', join(folder, 'done.jpg'), '--sidecar', '-q');
+  copyFileSync(sample('slide-faded.jpg'), join(folder, 'done.jpg'));
+  const server = spawn(program, ['view', '--no-browser', '-q', folder]);
+  const [line] = await once(server.stdout, 'data');
   const own = await launch();
-  const page = await own.newPage();
-  await page.goto(`${local.address}#token=one-two`);
+  const page = await openPage(own, String(line).trim());
+  await page.waitForSelector('canvas[aria-label="done.jpg, after"]'); // with the correction that lies beside it
+  await page.locator('.thumb').nth(1).click();
   await page.waitForSelector('canvas[aria-label="print.jpg, after"]');
   await press(page, 'Save correction');
   await page.getByText('The correction of print.jpg was written beside it.').waitFor();
-  assert.equal(put[0][0], 'sidecars/0');
-  assert.equal(put[0][1].scan, 'print.jpg');
-  assert.deepEqual(refused, []);
-  const other = await own.newPage();
-  await other.goto(`${local.address}#token=wrong`);
-  await other.getByText(/does not answer: the program answers 403/).waitFor();
+  assert.deepEqual(page.faults, []);
+  zep3(
+    '--use-sidecar',
+    join(folder, 'print.jpg.zep3.json'),
+    join(folder, 'print.jpg'),
+    '-o',
+    join(folder, 'out.png'),
+    '-q',
+  );
   await own.close();
-  local.close();
+  server.kill('SIGINT');
+  assert.deepEqual(await once(server, 'exit'), [0, null]);
 });
 
 test('a broken file is told, and the others open', async () => {

@@ -14,12 +14,11 @@ const TYPES = {
 };
 const ISOLATING = { 'Cross-Origin-Opener-Policy': 'same-origin', 'Cross-Origin-Embedder-Policy': 'require-corp' };
 
-/** asked: the paths of all requests. api: what answers below /api/, given the path, request and response. */
-export async function serve({ isolated = true, api = null } = {}) {
+/** asked: the paths of all requests. */
+export async function serve({ isolated = true } = {}) {
   const asked = [];
   const server = createServer((request, response) => {
     const path = normalize(decodeURIComponent(new URL(request.url, 'http://page').pathname));
-    if (api && path.startsWith('/api/')) return api(path.slice(5), request, response);
     asked.push(path);
     const file = join(root, 'web/dist', path.endsWith('/') ? `${path}index.html` : path);
     try {

@@ -31,10 +31,11 @@ constexpr const char* kHost = "127.0.0.1";
 constexpr size_t kPiece = 1 << 20; // bytes of a file that are sent at a time
 constexpr auto kLook = std::chrono::milliseconds(100);
 
-// Everything comes from the page's own address; WebAssembly is the one thing that is compiled.
+// As in web/index.html, and in no frame of another page: everything comes from the page's own address; WebAssembly is
+// the one thing that is compiled.
 constexpr const char* kPolicyOfPage =
-    "default-src 'none'; script-src 'self' 'wasm-unsafe-eval'; style-src 'self' 'unsafe-inline'; "
-    "img-src 'self' blob: data:; connect-src 'self' blob: data:; worker-src 'self' blob:; manifest-src 'self'; "
+    "default-src 'none'; script-src 'self' 'wasm-unsafe-eval'; style-src 'self'; img-src 'self' blob: data:; "
+    "connect-src 'self'; worker-src 'self'; manifest-src 'self'; "
     "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
 // Reports have their scripts and pictures inside, and nothing to do with the page: sandboxed, they are of no address.
 constexpr const char* kPolicyOfRun =
@@ -231,7 +232,10 @@ PageServer::PageServer(const fs::path& page, ViewedScans viewed) : m_parts(std::
   if (port < 0) throw Failure(std::string("cannot listen on ") + kHost);
   parts.origin = std::string("http://") + kHost + ":" + std::to_string(port);
   parts.address = parts.origin + "/" + parts.word + "/";
-  if (!parts.viewed.run.empty()) parts.address.append("run/").append(kReportFolder).append("/").append(kOverviewName);
+  if (parts.viewed.run.empty())
+    parts.address += "#scans"; // which the page then asks for
+  else
+    parts.address.append("run/").append(kReportFolder).append("/").append(kOverviewName);
 }
 
 PageServer::~PageServer() = default;
