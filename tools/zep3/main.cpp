@@ -8,6 +8,7 @@
 #include "failure.h"
 #include "interrupt.h"
 #include "log.h"
+#include "scanning/run_scanner.h"
 
 namespace {
 
@@ -21,7 +22,8 @@ int Refuse(const std::exception& error, int status) {
 
 int main(int argc, char** argv) try {
   const Parsed parsed = ParseCommandLine(argc, argv);
-  if (parsed.options) return RunBatch(*parsed.options);
+  if (parsed.options)
+    return parsed.options->command == Command::kScan ? RunScanner(*parsed.options) : RunBatch(*parsed.options);
   if (!std::cout.flush()) throw std::runtime_error("cannot write to standard output");
   return parsed.status;
 } catch (const UsageError& error) {

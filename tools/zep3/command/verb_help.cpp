@@ -24,11 +24,19 @@ const std::map<std::string, Names>& OptionsOfOthers() {
   static const Names ofPictures = {"--format", "--in-place", "--restore",       "--no-backup", "--strip", "--sidecar",
                                    "--report", "--overview", "--dry-run",       "--update",    "--gray",  "--crop",
                                    "--margin", "--roll",     "--no-straighten", "--flat",      "--root"};
+  static const Names ofScanners = {"--device", "--list",   "--mode", "--source",     "--resolution", "--depth",
+                                   "-l",       "-t",       "-x",     "-y",           "--set",        "--raw",
+                                   "--pages",  "--number", "--ask",  "--in-software"};
   static const std::map<std::string, Names> options = {
-      {"analyse", Together({ofPictures, {"--output", "--overwrite", "--no-sync", "--as", "--use-sidecar"}})},
-      {"tables", Together({ofPictures, {"--json"}})},
-      {"compare", Together({ofPictures, {"--as", "--kind", "--analysis", "--use-sidecar", "--use-roll", "--json"}})},
-      {"auto", {"--as"}},
+      {"analyse",
+       Together({ofPictures, ofScanners, {"--output", "--overwrite", "--no-sync", "--as", "--use-sidecar"}})},
+      {"tables", Together({ofPictures, ofScanners, {"--json"}})},
+      {"compare",
+       Together({ofPictures, ofScanners, {"--as", "--kind", "--analysis", "--use-sidecar", "--use-roll", "--json"}})},
+      {"auto", Together({ofScanners, {"--as"}})},
+      {"scan",
+       {"--in-place", "--restore", "--no-backup", "--recursive", "--files-from", "--null", "--flat", "--root",
+        "--config", "--update", "--known-bad", "--dry-run", "--as", "--also-read", "--pdf-dpi"}},
   };
   return options;
 }

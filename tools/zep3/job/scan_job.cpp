@@ -30,6 +30,7 @@ Outcome Dispatch(const Job& job, const Options& options) {
     case Command::kObserve:
       return ObserveScan(job, options);
     case Command::kOverview: // reads no scan
+    case Command::kScan:     // makes scans
     case Command::kCorrect:
       break;
   }

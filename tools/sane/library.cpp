@@ -1,0 +1,57 @@
+#include "library.h"
+
+#include <dlfcn.h>
+
+namespace {
+
+constexpr const char* kFile = "libsane.so.1";
+
+void* Load(SaneLibrary::Names names) {
+  // Backends are bound when they are called.
+  void* const library = names == SaneLibrary::Names::kOwn ? ::dlmopen(LM_ID_NEWLM, kFile, RTLD_LAZY | RTLD_LOCAL)
+                                                          : ::dlopen(kFile, RTLD_LAZY | RTLD_LOCAL);
+  if (library != nullptr) return library;
+  const char* const why = ::dlerror();
+  throw ScannerFault(std::string("scanning needs libsane (Debian: libsane1): ") + (why != nullptr ? why : kFile),
+                     SANE_STATUS_UNSUPPORTED);
+}
+
+} // namespace
+
+template <typename Call>
+void SaneLibrary::Find(Call& call, const char* name) {
+  call = reinterpret_cast<Call>(::dlsym(m_library, name));
+  if (call != nullptr) return;
+  ::dlclose(m_library);
+  throw ScannerFault(std::string(kFile) + " has no " + name, SANE_STATUS_UNSUPPORTED);
+}
+
+SaneLibrary::SaneLibrary(Names names) : m_library(Load(names)) {
+  Find(getDevices, "sane_get_devices");
+  Find(open, "sane_open");
+  Find(close, "sane_close");
+  Find(getOptionDescriptor, "sane_get_option_descriptor");
+  Find(controlOption, "sane_control_option");
+  Find(getParameters, "sane_get_parameters");
+  Find(start, "sane_start");
+  Find(read, "sane_read");
+  Find(cancel, "sane_cancel");
+  Find(m_init, "sane_init");
+  Find(m_exit, "sane_exit");
+  Find(m_strstatus, "sane_strstatus");
+  SANE_Int version = 0;
+  const SANE_Status status = m_init(&version, nullptr);
+  if (status == SANE_STATUS_GOOD && SANE_VERSION_MAJOR(version) == SANE_CURRENT_MAJOR) return;
+  const std::string why = status != SANE_STATUS_GOOD ? Text(status) : "it has another version of the interface";
+  ::dlclose(m_library);
+  throw ScannerFault(std::string(kFile) + ": " + why, SANE_STATUS_UNSUPPORTED);
+}
+
+SaneLibrary::~SaneLibrary() {
+  m_exit();
+  ::dlclose(m_library);
+}
+
+void SaneLibrary::Check(SANE_Status status, const std::string& what) const {
+  if (status != SANE_STATUS_GOOD) throw ScannerFault(what + ": " + Text(status), status);
+}
