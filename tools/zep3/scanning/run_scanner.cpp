@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <iostream>
 #include <iterator>
+#include <memory>
 #include <optional>
 #include <thread>
 #include <vector>
@@ -29,6 +30,7 @@
 #include "job/result.h"
 #include "log.h"
 #include "page/analysis.h"
+#include "page/tables.h"
 #include "scanning/page_names.h"
 #include "scanning/raw_tiff.h"
 #include "scanning/scanner_tables.h"
@@ -40,33 +42,61 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A scanner's start cannot be interrupted but by another thread, and some do not even listen then.
-class Canceller {
+constexpr auto kOften = std::chrono::milliseconds(50);
+constexpr int kPatience = 200; // times that
+
+// Everything is done but the goodbye, and there are backends that sometimes never come back from it.
+class Goodbye {
  public:
-  explicit Canceller(const Device& device) : m_device(device), m_thread([this] { Watch(); }) {}
-  ~Canceller() {
+  explicit Goodbye(int status)
+      : m_thread([this, status] {
+          for (int waited = 0; !m_done; std::this_thread::sleep_for(kOften)) {
+            if (++waited >= kPatience) ::_exit(status);
+          }
+        }) {}
+  ~Goodbye() {
     m_done = true;
     m_thread.join();
   }
 
  private:
-  static constexpr auto kOften = std::chrono::milliseconds(50);
-  static constexpr int kPatience = 200; // times that
+  std::atomic<bool> m_done = false;
+  std::thread m_thread;
+};
 
+// A scanner's start cannot be interrupted but by another thread, and some do not even listen then.
+class Canceller {
+ public:
+  explicit Canceller(const Device& device) : m_device(device), m_watch([this] { Watch(); }) {}
+  ~Canceller() {
+    m_done = true;
+    m_watch.join();
+    if (m_cancel.joinable()) m_cancel.join();
+  }
+
+ private:
   void Watch() {
-    int waited = 0;
-    for (; !m_done; std::this_thread::sleep_for(kOften)) {
+    for (int waited = 0; !m_done || m_cancelling; std::this_thread::sleep_for(kOften)) {
       if (!IsInterrupted()) continue;
-      if (waited == 0) m_device.Sane().cancel(m_device.Handle());
-      if (++waited < kPatience) continue;
+      if (waited++ == 0) Cancel();
+      if (waited < kPatience) continue;
       Say(m_device.Name() + ": does not answer; interrupted");
       ::_exit(130); // what is pending here, the next run removes
     }
   }
 
+  // Some backends hang in this, too.
+  void Cancel() {
+    m_cancelling = true;
+    m_cancel = std::thread([this] {
+      m_device.Sane().cancel(m_device.Handle());
+      m_cancelling = false;
+    });
+  }
+
   const Device& m_device;
-  std::atomic<bool> m_done = false;
-  std::thread m_thread;
+  std::atomic<bool> m_done = false, m_cancelling = false;
+  std::thread m_cancel, m_watch; // the one that is started with the object comes last
 };
 
 std::string FirstDevice(const SaneLibrary& sane) {
@@ -127,6 +157,12 @@ void ChooseArea(Device& device, const ScannerOptions& scanner) {
   if (scanner.height) SetEdge(device, SANE_NAME_SCAN_BR_Y, top + *scanner.height);
 }
 
+// The backend of this project would correct before us.
+void StopBackend(Device& device) {
+  constexpr const char* kKindOfBackend = "zep3-kind";
+  if (device.Settable(kKindOfBackend) != 0) device.SetText(kKindOfBackend, "off");
+}
+
 // The source first: what else a scanner offers depends on it.
 void SetUp(Device& device, const ScannerOptions& scanner) {
   if (!scanner.source.empty()) device.SetText(SANE_NAME_SCAN_SOURCE, scanner.source);
@@ -138,6 +174,7 @@ void SetUp(Device& device, const ScannerOptions& scanner) {
       if (device.Settable(name) != 0) SetAndTell(device, name, *scanner.resolution);
     }
   }
+  StopBackend(device);
   for (const std::string& assignment : scanner.set) {
     const Assignment set = ParseAssignment(assignment);
     device.SetText(set.name, set.value);
@@ -218,8 +255,8 @@ class Scanning {
     const ScannerOptions& scanner = m_options.scanner;
     if (m_options.roll && !(m_options.output.ends_with('/') || fs::is_directory(m_options.output)))
       throw UsageError("--roll: -o names a folder, as " + m_options.output + "/");
-    const bool feeder = IsFeeder(m_device);
-    const int most = !m_names.AreMany() ? 1 : scanner.pages.value_or(feeder || scanner.ask ? 1000000 : 1);
+    m_feeder = IsFeeder(m_device);
+    const int most = !m_names.AreMany() ? 1 : scanner.pages.value_or(m_feeder || scanner.ask ? 1000000 : 1);
     if (scanner.pages.value_or(1) > 1 && !m_names.AreMany())
       throw UsageError("--pages: -o names a folder, or a file with %03d where the page's number is");
     m_raw = scanner.raw.empty() ? m_temporary.emplace().Path() : fs::path(scanner.raw);
@@ -262,21 +299,36 @@ class Scanning {
     if (part) m_progress.ShowPercent("page " + std::to_string(m_count + 1), std::to_string(std::lround(*part * 100)));
   }
 
+  void Read(ScannedPage& page) {
+    ReadPage(
+        m_device, page, [&](std::optional<double> part) { Show(part); }, IsInterrupted);
+    m_progress.Clear();
+  }
+
   // False at the end of a feeder's stack.
   bool ScanPage() {
     const std::string result = m_names.Next(m_raw);
     m_file = m_raw / m_names.RawName();
     const Canceller canceller(m_device);
-    m_inScanner = false;
+    m_tables.reset();
     m_finished = false;
     try {
-      if (const std::string reason = LookAndLoad(); !reason.empty() && m_options.verbose)
-        Say(m_device.Name() + ": finished here: " + reason);
       ScannedPage page;
-      ReadPage(
-          m_device, page, [&](std::optional<double> part) { Show(part); }, IsInterrupted);
-      m_progress.Clear();
-      m_finished = m_inScanner;
+      std::string reason = LookAndLoad();
+      Read(page);
+      if (m_tables && !IsThroughTables(page, m_low, *m_tables)) {
+        // Some scanners take tables and do nothing, or put them in the place of a curve of their own.
+        reason = "its tables do something else";
+        m_tables.reset();
+        CloseTables(m_device);
+        m_device.Sane().cancel(m_device.Handle());
+        Read(page);
+      }
+      // A feeder goes on with the next page of its stack; others begin anew.
+      if (!m_feeder) m_device.Sane().cancel(m_device.Handle());
+      m_low.Clear();
+      m_finished = m_tables.has_value();
+      if (!reason.empty() && m_options.verbose && m_count == 0) Say(m_device.Name() + ": finished here: " + reason);
       const bool stays = m_finished || !m_temporary;
       WriteRaw(page, m_device, m_finished ? fs::path(result) : m_file,
                stays ? SyncOf(m_options) : PendingFile::Sync::kNo, m_options.overwrite || !stays);
@@ -294,25 +346,24 @@ class Scanning {
     SANE_Parameters frame = {};
     m_device.Check(m_device.Sane().getParameters(m_device.Handle(), &frame));
     if (frame.format == SANE_FRAME_GRAY) return "the scan has no colours";
-    if (frame.depth != 8) return "16 bits lose nothing here";
+    if (frame.depth != 8) return "tables of scanners are for 8 bits; 16 lose nothing here";
     if (!OpenTables(m_device)) return "the scanner takes no tables";
     CloseTables(m_device);
     if (!LooksTwice(m_device)) return "the scanner cannot look twice";
-    ScannedPage low;
-    if (!TakeLowPage(m_device, low, IsInterrupted)) {
-      ReadPage(
-          m_device, low, [&](std::optional<double> part) { Show(part); }, IsInterrupted);
+    if (!TakeLowPage(m_device, m_low, IsInterrupted)) {
+      Read(m_low);
       m_device.Sane().cancel(m_device.Handle());
     }
     const TemporaryFolder folder;
     const fs::path file = folder.Path() / "pre-scan.tif";
-    WriteRaw(low, m_device, file, PendingFile::Sync::kNo, true);
+    WriteRaw(m_low, m_device, file, PendingFile::Sync::kNo, true);
     const CorrectedPage found = AnalyseFile(file, m_options);
     if (found.chroma != 1) return "colours are made stronger or weaker, too";
     OpenTables(m_device);
     LoadTables(m_device, found.correction);
     m_notices = NoticesOf({found});
-    m_inScanner = true;
+    m_found = SummariesOf({found});
+    m_tables = MakeTables(found.correction, 256);
     return "";
   }
 
@@ -322,6 +373,8 @@ class Scanning {
       CloseTables(m_device);
       if (!m_notices.empty() && !m_options.quiet) Say(result + ": " + m_notices);
       if (m_options.verbose) Say(result + ": finished by the scanner, with tables from a pre-scan");
+      for (const std::string& found : m_options.verbose ? m_found : std::vector<std::string>())
+        Say(result + ": " + found);
       return 0;
     }
     Options options = m_options;
@@ -370,9 +423,13 @@ class Scanning {
   std::optional<TemporaryFolder> m_temporary;
   fs::path m_raw, m_file;           // the folder of scans, and the last one
   std::vector<std::string> m_files; // all of them
-  std::string m_notices;            // of the correction that is in the scanner
+  ScannedPage m_low;                // of the pre-scan
+  std::optional<Tables> m_tables;   // in the scanner
+  std::string m_notices;            // of their correction ...
+  std::vector<std::string> m_found; // ... and all that is told of it
   int m_count = 0;
-  bool m_inScanner = false, m_finished = false;
+  bool m_feeder = false;
+  bool m_finished = false; // by the scanner
 };
 
 } // namespace
@@ -380,8 +437,13 @@ class Scanning {
 int RunScanner(const Options& options) {
   CatchSignals();
   if (options.scanner.list) return PrintDevices();
-  const SaneLibrary sane(SaneLibrary::Names::kShared);
-  Device device(sane, options.scanner.device.empty() ? FirstDevice(sane) : options.scanner.device);
-  SetUp(device, options.scanner);
-  return Scanning(options, device).Run();
+  auto sane = std::make_unique<SaneLibrary>(SaneLibrary::Names::kShared);
+  auto device =
+      std::make_unique<Device>(*sane, options.scanner.device.empty() ? FirstDevice(*sane) : options.scanner.device);
+  SetUp(*device, options.scanner);
+  const int status = Scanning(options, *device).Run();
+  const Goodbye goodbye(status);
+  device.reset();
+  sane.reset();
+  return status;
 }

@@ -3,10 +3,10 @@
 #include <sane/saneopts.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <iterator>
 #include <vector>
-
-#include "page/tables.h"
 
 namespace {
 
@@ -24,6 +24,33 @@ size_t EntriesOf(const Device& device, const char* name) {
   return entries >= 2 && entries <= kMostEntries && option.constraint.range->max > option.constraint.range->min
              ? entries
              : 0;
+}
+
+// Means of the parts of a page, so many each way, red, green, blue; through tables or as they are.
+constexpr int64_t kParts = 16;
+using PartMeans = std::array<double, kParts * kParts * 3>;
+
+PartMeans MeansOf(const ScannedPage& page, const Tables* tables) {
+  PartMeans sums = {}, counts = {};
+  for (int64_t y = 0; y < page.lines; y++) {
+    const uint8_t* sample = page.Line(y);
+    for (int64_t x = 0; x < page.width; x++) {
+      const int64_t part = y * kParts / page.lines * kParts + x * kParts / page.width;
+      for (size_t c = 0; c < 3; c++, sample++) {
+        const size_t at = static_cast<size_t>(part) * 3 + c;
+        sums[at] += tables == nullptr ? *sample : ToByte((*tables)[c][*sample]);
+        counts[at]++;
+      }
+    }
+  }
+  for (size_t i = 0; i < sums.size(); i++) sums[i] /= std::max(counts[i], 1.0);
+  return sums;
+}
+
+double Distance(const PartMeans& a, const PartMeans& b) {
+  double sum = 0;
+  for (size_t i = 0; i < a.size(); i++) sum += std::abs(a[i] - b[i]);
+  return sum / static_cast<double>(a.size());
 }
 
 } // namespace
@@ -52,4 +79,11 @@ void LoadTables(Device& device, const Correction& correction) {
 
 void CloseTables(Device& device) {
   if (device.Settable(SANE_NAME_CUSTOM_GAMMA) != 0) device.SetText(SANE_NAME_CUSTOM_GAMMA, "no");
+}
+
+bool IsThroughTables(const ScannedPage& scan, const ScannedPage& prescan, const Tables& tables) {
+  constexpr double kNoise = 3;    // levels, between two scans of one thing
+  constexpr double kShare = 0.25; // of what the tables change: fine detail that a pre-scan has lost goes another way
+  const PartMeans is = MeansOf(scan, nullptr), before = MeansOf(prescan, nullptr);
+  return Distance(is, MeansOf(prescan, &tables)) <= std::max(kNoise, kShare * Distance(is, before));
 }

@@ -2,7 +2,9 @@
 #pragma once
 
 #include "page/correction.h"
+#include "page/tables.h"
 #include "tools/sane/device.h"
+#include "tools/sane/scanned_page.h"
 
 // Whether the scanner takes three tables; makes them active as far as that takes it. Throws ScannerFault.
 bool OpenTables(Device& device);
@@ -12,3 +14,6 @@ void LoadTables(Device& device, const Correction& correction);
 
 // The scanner's own tables count again.
 void CloseTables(Device& device);
+
+// Whether a scan is what such tables, of 256 entries, make of its pre-scan. Both of 8 bits, in colours.
+bool IsThroughTables(const ScannedPage& scan, const ScannedPage& prescan, const Tables& tables);
