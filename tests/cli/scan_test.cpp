@@ -305,6 +305,14 @@ TEST_F(Backend, TwoScannersAreCancelledAndStartedAnewAndUnloaded) {
   }
 }
 
+TEST_F(Backend, UnloadsWhatItLoads) {
+  constexpr int kMoreThanNamespaces = 20; // the dynamic linker has 16
+  for (int i = 0; i < kMoreThanNamespaces; i++) {
+    const SaneLibrary sane(SaneLibrary::Names::kShared);
+    EXPECT_NO_THROW(Device(sane, "zep3:pnm:0")) << i;
+  }
+}
+
 TEST_F(Backend, WorksOverTheNetwork) {
   // The port of scanners is a fixed one.
   const Outcome run =
