@@ -44,7 +44,9 @@ target_link_libraries(zep3_sane_backend PRIVATE zep3_sane_parts zep3::zep3)
 set_target_properties(zep3_sane_backend PROPERTIES
   OUTPUT_NAME sane-zep3 VERSION 1.0.0 SOVERSION 1 CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
   LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/sane INSTALL_RPATH "$ORIGIN/..")
-target_link_options(zep3_sane_backend PRIVATE -Wl,--version-script=${PROJECT_SOURCE_DIR}/tools/sane/backend.map)
+# Stays loaded, as the copy of libsane behind it does.
+target_link_options(zep3_sane_backend PRIVATE
+  -Wl,--version-script=${PROJECT_SOURCE_DIR}/tools/sane/backend.map -Wl,-z,nodelete)
 zep3_warnings(zep3_sane_backend)
 zep3_release(zep3_sane_backend)
 zep3_check_containers(zep3_sane_backend)

@@ -2,14 +2,26 @@
 
 #include <dlfcn.h>
 
+#include <thread>
+
 namespace {
 
 constexpr const char* kFile = "libsane.so.1";
 
+// Where it stays: the dynamic linker has room for 16 such copies in the life of a process, and does not give back all
+// of one.
+void* LoadOwn() {
+  static void* library = nullptr;
+  if (library != nullptr) return library;
+  // The copy comes with a C library of its own. Its threads are none to ours, which would leave the dynamic linker's
+  // lock without atomic operations in a process that has not had a thread yet.
+  std::thread([] {}).join();
+  library = ::dlmopen(LM_ID_NEWLM, kFile, RTLD_LAZY | RTLD_LOCAL);
+  return library;
+}
+
 void* Load(SaneLibrary::Names names) {
-  // Backends are bound when they are called.
-  void* const library = names == SaneLibrary::Names::kOwn ? ::dlmopen(LM_ID_NEWLM, kFile, RTLD_LAZY | RTLD_LOCAL)
-                                                          : ::dlopen(kFile, RTLD_LAZY | RTLD_LOCAL);
+  void* const library = names == SaneLibrary::Names::kOwn ? LoadOwn() : ::dlopen(kFile, RTLD_LAZY | RTLD_LOCAL);
   if (library != nullptr) return library;
   const char* const why = ::dlerror();
   throw ScannerFault(std::string("scanning needs libsane (Debian: libsane1): ") + (why != nullptr ? why : kFile),
@@ -22,11 +34,15 @@ template <typename Call>
 void SaneLibrary::Find(Call& call, const char* name) {
   call = reinterpret_cast<Call>(::dlsym(m_library, name));
   if (call != nullptr) return;
-  ::dlclose(m_library);
+  Unload();
   throw ScannerFault(std::string(kFile) + " has no " + name, SANE_STATUS_UNSUPPORTED);
 }
 
-SaneLibrary::SaneLibrary(Names names) : m_library(Load(names)) {
+void SaneLibrary::Unload() {
+  if (m_names == Names::kShared) ::dlclose(m_library);
+}
+
+SaneLibrary::SaneLibrary(Names names) : m_names(names), m_library(Load(names)) {
   Find(getDevices, "sane_get_devices");
   Find(open, "sane_open");
   Find(close, "sane_close");
@@ -43,13 +59,13 @@ SaneLibrary::SaneLibrary(Names names) : m_library(Load(names)) {
   const SANE_Status status = m_init(&version, nullptr);
   if (status == SANE_STATUS_GOOD && SANE_VERSION_MAJOR(version) == SANE_CURRENT_MAJOR) return;
   const std::string why = status != SANE_STATUS_GOOD ? Text(status) : "it has another version of the interface";
-  ::dlclose(m_library);
+  Unload();
   throw ScannerFault(std::string(kFile) + ": " + why, SANE_STATUS_UNSUPPORTED);
 }
 
 SaneLibrary::~SaneLibrary() {
   m_exit();
-  ::dlclose(m_library);
+  Unload();
 }
 
 void SaneLibrary::Check(SANE_Status status, const std::string& what) const {

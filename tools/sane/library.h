@@ -49,6 +49,9 @@ class SaneLibrary {
   template <typename Call>
   void Find(Call& call, const char* name);
 
+  void Unload();
+
+  Names m_names;
   void* m_library;
   decltype(&sane_init) m_init = nullptr;
   decltype(&sane_exit) m_exit = nullptr;

@@ -42,7 +42,7 @@ void AddScanner(CLI::App& app, Options& options) {
   AddRange(group, "--number", scanner.start, 0, 1000000,
            "The first page's number in names (1, or behind those there are)");
   group.AddFlag("--ask", scanner.ask, "Wait for Enter before every page but the first; q ends");
-  group.AddFlag("--in-software", scanner.inSoftware, "Send no tables to the scanner; results are the same to a step");
+  group.AddFlag("--in-software", scanner.inSoftware, "Send no tables to the scanner: finish all scans here");
 }
 
 void CheckScanner(const CLI::App& app, const Options& options) {

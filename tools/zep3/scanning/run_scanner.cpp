@@ -245,6 +245,14 @@ std::string ReasonAgainstTables(const Options& options) {
   return "";
 }
 
+// Before an original is pulled through a feeder. Throws UsageError.
+void CheckFormat(const Options& options) {
+  const std::string& output = options.output;
+  const bool named = options.format != nullptr || output == "-" || output.ends_with('/') || fs::is_directory(output);
+  if (!named && FormatOfName(output) == nullptr)
+    throw UsageError(output + ": its name says no format; NAME.tif does, or --format");
+}
+
 // Pages from one scanner, one after the other.
 class Scanning {
  public:
@@ -255,6 +263,7 @@ class Scanning {
     const ScannerOptions& scanner = m_options.scanner;
     if (m_options.roll && !(m_options.output.ends_with('/') || fs::is_directory(m_options.output)))
       throw UsageError("--roll: -o names a folder, as " + m_options.output + "/");
+    CheckFormat(m_options);
     m_feeder = IsFeeder(m_device);
     const int most = !m_names.AreMany() ? 1 : scanner.pages.value_or(m_feeder || scanner.ask ? 1000000 : 1);
     if (scanner.pages.value_or(1) > 1 && !m_names.AreMany())
@@ -382,7 +391,12 @@ class Scanning {
     options.inputs = files;
     options.output = result;
     if (m_temporary) SendMessagesTo([&](Told, const std::string& text) { SayOfPage(text); });
-    const int status = RunBatch(options);
+    int status = 1;
+    try {
+      status = RunBatch(options);
+    } catch (const std::exception& error) { // the scan is there, and stays
+      Say(error.what());
+    }
     SendMessagesTo(nullptr);
     if (status != 0) KeepScans();
     return status;
@@ -409,9 +423,11 @@ class Scanning {
     for (const std::string& file : m_options.roll ? m_files : std::vector{m_file.string()}) {
       std::error_code gone;
       if (!fs::exists(file, gone)) continue;
-      const fs::path kept = folder / (fs::path(file).stem().string() + "_scan.tif");
+      const std::string name = (folder / fs::path(file).stem()).string() + "_scan";
+      fs::path kept = name + ".tif";
+      for (int i = 2; fs::exists(kept); i++) kept = name + std::to_string(i) + ".tif";
       CreateFolders(folder, SyncOf(m_options));
-      fs::copy_file(file, kept, fs::copy_options::overwrite_existing);
+      fs::copy_file(file, kept);
       Say("the scan is kept as " + kept.string());
     }
   }
