@@ -13,7 +13,7 @@ folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 vips copy "$1" "$folder/original.ppm"
 printf 'pnm\nzep3\n' >"$folder/dll.conf"
-export SANE_CONFIG_DIR="$folder:" LD_LIBRARY_PATH="$build/sane"
+export SANE_CONFIG_DIR="$folder" LD_LIBRARY_PATH="$build/sane"
 if [ "$backend" = yes ]; then
   timeout -k 1 60 scanimage -d zep3:pnm:0 --filename "$folder/original.ppm" --zep3-kind "$2" --format=tiff >"$3"
 else

@@ -291,7 +291,8 @@ void Corrected::Cancel() {
 
 // ---- what all devices share ----
 
-std::unique_ptr<SaneLibrary> library;
+// Stays started until the process ends: some libraries behind the backends of scanners do not survive a second start.
+SaneLibrary* library = nullptr;
 std::set<Corrected*> scanners; // that are open
 
 // The list that was asked for last; it stays until the next.
@@ -313,7 +314,7 @@ bool IsBehindItself() {
 
 const SaneLibrary& Library() {
   if (IsBehindItself()) throw ScannerFault("zep3 stands before itself", SANE_STATUS_INVAL);
-  if (!library) library = std::make_unique<SaneLibrary>(SaneLibrary::Names::kOwn);
+  if (library == nullptr) library = new SaneLibrary(SaneLibrary::Names::kOwn);
   return *library;
 }
 
@@ -347,7 +348,6 @@ ZEP3_SANE void sane_zep3_exit() {
   for (Corrected* scanner : scanners) delete scanner;
   scanners.clear();
   listed = {};
-  library.reset();
 }
 
 ZEP3_SANE SANE_Status sane_zep3_get_devices(const SANE_Device*** list, SANE_Bool localOnly) {

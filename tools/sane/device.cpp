@@ -90,6 +90,18 @@ Device::Device(const SaneLibrary& sane, const std::string& name) : m_sane(sane),
   Check(m_sane.open(name.c_str(), &m_handle));
 }
 
+const std::string& Device::Type() const {
+  if (m_type) return *m_type;
+  m_type = "";
+  try {
+    for (const DeviceName& each : ListDevices(m_sane, true)) {
+      if (each.name == m_name) m_type = each.type;
+    }
+  } catch (const ScannerFault&) { // then it is not known what it is
+  }
+  return *m_type;
+}
+
 SANE_Int Device::Count() const {
   SANE_Int count = 0;
   return m_sane.controlOption(m_handle, 0, SANE_ACTION_GET_VALUE, &count, nullptr) == SANE_STATUS_GOOD ? count : 0;

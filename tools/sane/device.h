@@ -19,6 +19,10 @@ class Device {
   SANE_Handle Handle() const { return m_handle; }
   const std::string& Name() const { return m_name; }
 
+  // As libsane lists it, such as "flatbed scanner"; empty: it does not. The first call takes seconds where there are
+  // many backends; scanners of networks are not looked for.
+  const std::string& Type() const;
+
   // The number of an option that is there and active; 0: none.
   SANE_Int Active(const std::string& option) const;
   // One that can be set, too.
@@ -60,6 +64,7 @@ class Device {
   const SaneLibrary& m_sane;
   std::string m_name;
   SANE_Handle m_handle = nullptr;
+  mutable std::optional<std::string> m_type;
 };
 
 // Names, with what libsane knows of each. Throws ScannerFault.

@@ -1,6 +1,9 @@
 #include "library.h"
 
 #include <dlfcn.h>
+#include <unistd.h>
+
+#include <cstdlib>
 
 #include <thread>
 
@@ -18,6 +21,17 @@ void* LoadOwn() {
   std::thread([] {}).join();
   library = ::dlmopen(LM_ID_NEWLM, kFile, RTLD_LAZY | RTLD_LOCAL);
   return library;
+}
+
+// The copy's environment is that with which the process began; what has been set since counts, too.
+void GiveEnvironment(void* library) {
+  const auto set = reinterpret_cast<decltype(&::setenv)>(::dlsym(library, "setenv"));
+  for (char** each = environ; set != nullptr && each != nullptr && *each != nullptr; each++) {
+    const std::string assignment = *each;
+    const size_t end = assignment.find('=');
+    const bool matters = assignment.starts_with("SANE_") || assignment.starts_with("LD_LIBRARY_PATH=");
+    if (matters && end != std::string::npos) set(assignment.substr(0, end).c_str(), *each + end + 1, 1);
+  }
 }
 
 void* Load(SaneLibrary::Names names) {
@@ -55,6 +69,7 @@ SaneLibrary::SaneLibrary(Names names) : m_names(names), m_library(Load(names)) {
   Find(m_init, "sane_init");
   Find(m_exit, "sane_exit");
   Find(m_strstatus, "sane_strstatus");
+  if (names == Names::kOwn) GiveEnvironment(m_library);
   SANE_Int version = 0;
   const SANE_Status status = m_init(&version, nullptr);
   if (status == SANE_STATUS_GOOD && SANE_VERSION_MAJOR(version) == SANE_CURRENT_MAJOR) return;

@@ -70,13 +70,7 @@ bool LooksTwice(const Device& device) {
     return HoldsAny(*source,
                     {"flatbed", "platen", "glass", "transparen", "tpu", "film", "negative", "positive", "slide"});
   }
-  try {
-    for (const DeviceName& each : ListDevices(device.Sane(), false)) {
-      if (each.name == device.Name()) return HoldsAny(each.type, {"flatbed", "film", "virtual"});
-    }
-  } catch (const ScannerFault&) { // then it is not known what it is
-  }
-  return false;
+  return HoldsAny(device.Type(), {"flatbed", "film", "virtual"});
 }
 
 bool TakeLowPage(Device& device, ScannedPage& page, const std::function<bool()>& stops) {
