@@ -33,6 +33,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/command/run_jobs.cpp
   tools/zep3/command/scan_list.cpp
   tools/zep3/command/scan_settings.cpp
+  tools/zep3/command/scanner_options.cpp
   tools/zep3/command/setting_options.cpp
   tools/zep3/command/stops.cpp
   tools/zep3/command/verb_help.cpp
@@ -74,6 +75,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/saving/save.cpp
   tools/zep3/saving/tiff_strips.cpp
   tools/zep3/saving/write_page.cpp
+  ${zep3_scanning}
   tools/zep3/tiff/plain_tiff.cpp
   tools/zep3/tiff/tiff_directory.cpp
   tools/zep3/tiff/tiff_layout.cpp
@@ -107,11 +109,14 @@ if(HTTPLIB_FOUND)
   target_compile_definitions(zep3_program_parts PRIVATE ZEP3_HAS_VIEW)
   target_link_libraries(zep3_program_parts PRIVATE PkgConfig::HTTPLIB)
 endif()
+if(ZEP3_HAS_SANE)
+  target_link_libraries(zep3_program_parts PUBLIC zep3_sane_parts)
+endif()
 # CLI11 is all templates and runs once a run: optimising it fully would take half of the time that these files compile.
 if(NOT MSVC)
   set_source_files_properties(
     tools/zep3/command/command_line.cpp tools/zep3/command/scan_settings.cpp tools/zep3/command/setting_options.cpp
-    tools/zep3/command/verb_help.cpp PROPERTIES
+    tools/zep3/command/scanner_options.cpp tools/zep3/command/verb_help.cpp PROPERTIES
     COMPILE_OPTIONS $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-O1>)
 endif()
 zep3_warnings(zep3_program_parts)

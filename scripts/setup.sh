@@ -4,8 +4,8 @@
 set -eu
 
 packages="g++ clang libclang-rt-dev clang-format cmake ninja-build pkg-config
-  libvips-dev libtiff-dev libwebp-dev liblcms2-dev zlib1g-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev libcpp-httplib-dev
-  help2man
+  libvips-dev libtiff-dev libwebp-dev liblcms2-dev zlib1g-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev
+  libcpp-httplib-dev libsane-dev sane-utils help2man
   libgtest-dev libbenchmark-dev python3 libvips-tools libtiff-tools libimage-exiftool-perl procps zsh fish bash-completion
   abigail-tools musl-dev binutils gcovr
   python3-dev pybind11-dev python3-numpy python3-pil python3-pytest ocrmypdf tesseract-ocr-eng tesseract-ocr-lat"

@@ -9,6 +9,7 @@
 #include "failure.h"
 #include "interrupt.h"
 #include "log.h"
+#include "scanning/run_scanner.h"
 
 namespace {
 
@@ -18,12 +19,23 @@ int Refuse(const std::exception& error, int status) {
   return IsInterrupted() ? 130 : status;
 }
 
+// The program's exit status.
+int Run(const Options& options) {
+  switch (options.command) {
+    case Command::kView:
+      return RunView(options);
+    case Command::kScan:
+      return RunScanner(options);
+    default:
+      return RunBatch(options);
+  }
+}
+
 } // namespace
 
 int main(int argc, char** argv) try {
   const Parsed parsed = ParseCommandLine(argc, argv);
-  if (parsed.options && parsed.options->command == Command::kView) return RunView(*parsed.options);
-  if (parsed.options) return RunBatch(*parsed.options);
+  if (parsed.options) return Run(*parsed.options);
   if (!std::cout.flush()) throw std::runtime_error("cannot write to standard output");
   return parsed.status;
 } catch (const UsageError& error) {

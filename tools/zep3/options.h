@@ -79,6 +79,27 @@ struct CropOptions {
   bool keepsTilt = false;       // nothing is turned
 };
 
+// A value for an option of a scanner.
+struct Assignment {
+  std::string name, value;
+};
+
+// What is asked of a scanner; absent: as the device has it.
+struct ScannerOptions {
+  bool list = false;
+  std::string device; // empty: the first that there is
+  std::string mode, source;
+  std::optional<double> resolution;               // pixels an inch
+  std::optional<int> depth;                       // bits of a sample
+  std::optional<double> left, top, width, height; // mm
+  std::vector<std::string> set;                   // NAME=VALUE, see ParseAssignment
+  std::string raw;                                // the folder that keeps the scans; empty: nothing keeps them
+  std::optional<int> pages;                       // the most
+  int start = 1;                                  // number of the first page in names
+  bool ask = false;                               // before every page
+  bool inSoftware = false;                        // no tables go into the scanner
+};
+
 // An option that settles what becomes of a scan, as it was given, and where: on the command line, in a file, in a list.
 struct SettingWord {
   std::string value;
@@ -89,7 +110,7 @@ using SettingLayer = std::map<std::string, SettingWord>;
 inline constexpr const char* kCommandLine = "command line";
 
 // kObserve: the first pass over a roll, which no user asks for by itself.
-enum class Command { kCorrect, kAnalyse, kTables, kCompare, kOverview, kView, kObserve };
+enum class Command { kCorrect, kAnalyse, kTables, kCompare, kOverview, kView, kScan, kObserve };
 
 struct Options {
   Command command = Command::kCorrect;
@@ -104,6 +125,7 @@ struct Options {
   SettingLayer settings{}; // of the command line
 
   Admission admission;
+  ScannerOptions scanner;
 
   std::string output; // a file, a folder or "-"; empty: none
   const Format* format = nullptr;

@@ -197,3 +197,17 @@ int ParseGamma(std::string_view text) {
   if (std::abs(tenths - gamma * 10) > 1e-9) Refuse(text, "a gamma with at most one decimal");
   return static_cast<int>(tenths);
 }
+
+Assignment ParseAssignment(const std::string& text) {
+  const size_t end = text.find('=');
+  if (end == 0 || end == std::string::npos) Refuse(text, "NAME=VALUE");
+  return {text.substr(0, end), text.substr(end + 1)};
+}
+
+double ParseMeasure(std::string_view text, double low, double high, const char* unit) {
+  double value = 0;
+  if (!Read(text, low, high, value))
+    Refuse(text,
+           "a number of " + std::to_string(std::lround(low)) + " to " + std::to_string(std::lround(high)) + " " + unit);
+  return value;
+}

@@ -66,3 +66,9 @@ double ParseStops(std::string_view text, double most);
 
 // A gamma with at most one decimal, 0.5 to 5; in tenths.
 int ParseGamma(std::string_view text);
+
+// "NAME=VALUE" with a name.
+Assignment ParseAssignment(const std::string& text);
+
+// A number within the limits; `unit`: what it counts.
+double ParseMeasure(std::string_view text, double low, double high, const char* unit);

@@ -9,6 +9,7 @@
 
 #include "command/option_group.h"
 #include "command/rolls.h"
+#include "command/scanner_options.h"
 #include "command/setting_options.h"
 #include "command/verb_help.h"
 #include "did_you_mean.h"
@@ -42,6 +43,9 @@ constexpr const char* kExamples = R"(Examples:
 
   A roll of film, or a box of faded slides, finished together, with a contact sheet of all:
     zep3 --roll -k negative roll7/ -o finished/roll7
+
+  From the scanner, a stack of pages through its feeder:
+    zep3 scan -d DEVICE --source ADF -k document -o pages/
 
   A whole book as its first page was decided, the paper white:
     zep3 -k background page001.tif -o book/ --sidecar
@@ -195,7 +199,7 @@ void TakeRoll(const CLI::App& app, Options& options) {
 }
 
 void CheckRoll(const Options& options) {
-  if (options.command != Command::kCorrect)
+  if (options.command != Command::kCorrect && options.command != Command::kScan)
     throw UsageError("zep3 analyse, zep3 tables and zep3 compare look at each scan by itself, without --roll");
   if (options.noBackup) throw UsageError("--roll needs the backup: to go on, a run looks at the originals again");
   if (options.output == "-")
@@ -266,7 +270,11 @@ void Check(const CLI::App& app, Options& options) {
   if (options.command == Command::kView) return CheckView(options);
   if (options.noBrowser) throw UsageError("--no-browser is for zep3 view");
   TakeStops(options.user);
-  if (options.inputs.empty() && options.filesFrom.empty()) throw UsageError("no scan is named; see zep3 --help");
+  CheckScanner(app, options);
+  const bool scans = options.command == Command::kScan;
+  if (scans && options.scanner.list) return;
+  if (!scans && options.inputs.empty() && options.filesFrom.empty())
+    throw UsageError("no scan is named; see zep3 --help");
   if (!options.useSidecar.empty()) CheckSidecarUse(app);
   if (!options.useSidecar.empty() && (options.roll || !options.useRoll.empty())) {
     Say("the correction in the sidecar is repeated: nothing is shared");
@@ -280,7 +288,7 @@ void Check(const CLI::App& app, Options& options) {
     throw UsageError("zep3 analyse finds a correction; --use-sidecar repeats one");
   }
   if (options.command == Command::kCompare) CheckCompare(app, options);
-  if (options.command != Command::kCorrect) {
+  if (options.command != Command::kCorrect && !scans) {
     if (options.inPlace || options.sidecar || options.report || options.overviewGiven || options.dryRun ||
         options.crop.wanted || options.gray) {
       throw UsageError("zep3 analyse, zep3 tables and zep3 compare write no pictures beside scans");
@@ -342,12 +350,15 @@ Parsed ParseCommandLine(int argc, char** argv) {
                                   "Look at scans, or at the results of a run, and correct them on a page in the "
                                   "browser, which writes sidecars beside them: zep3 view FILE|DIR...")
                    ->fallthrough();
+  auto* scan =
+      app.add_subcommand("scan", "Scan with a scanner, and correct: zep3 scan -d DEVICE -k KIND -o OUT")->fallthrough();
   Settings settings;
   AddResult(app, options, settings);
   AddOriginal(app, options, settings);
   AddAreaAndScales(app, options, settings);
   AddSidecarUse(app, options);
   AddRolls(app, options);
+  AddScanner(app, options);
   AddPages(app, options, settings);
   AddCrop(app, options, settings, Strictness::kStrict);
   AddAdmission(app, options);
@@ -366,6 +377,7 @@ Parsed ParseCommandLine(int argc, char** argv) {
     if (*compare) options.command = Command::kCompare;
     if (*overview) options.command = Command::kOverview;
     if (*view) options.command = Command::kView;
+    if (*scan) options.command = Command::kScan;
     Check(app, options);
     options.settings = LayerOf(settings, kCommandLine);
     options.givenBeside = WordsUnder(app, kAdmissionHeading);

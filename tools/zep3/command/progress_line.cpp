@@ -101,8 +101,8 @@ void ProgressLine::Count(const std::string& what, bool worked, std::optional<siz
   if (now - m_drawn >= kSeldom || !m_shown) Draw(ProgressText(m_pass, Columns()));
 }
 
-void ProgressLine::ShowPercent(const std::string& percent) {
-  if (m_wanted) Draw(kProgram + ("writing, " + percent) + " %");
+void ProgressLine::ShowPercent(const std::string& what, const std::string& percent) {
+  if (m_wanted) Draw(kProgram + what + ", " + percent + " %");
 }
 
 void ProgressLine::Refresh() {

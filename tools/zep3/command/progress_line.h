@@ -32,8 +32,8 @@ class ProgressLine {
 
   // Counts a scan of a pass; a new `what` begins a new pass. `worked`: it took its time.
   void Count(const std::string& what, bool worked, std::optional<size_t> total, const std::string& scan);
-  // Of a single result, in percent.
-  void ShowPercent(const std::string& percent);
+  // Of a single result, in percent; `what` is done to it.
+  void ShowPercent(const std::string& what, const std::string& percent);
   // Now and then, and when the terminal has changed its size.
   void Refresh();
   // Before a message, which may be followed by the line again.

@@ -124,7 +124,7 @@ void Reporter::ShowLook(size_t count, const std::string& scan) {
 
 void Reporter::TellNote(Told what, const std::string& text) {
   if (what == Told::kPercent) {
-    if (!m_many) m_progress.ShowPercent(text);
+    if (!m_many) m_progress.ShowPercent("writing", text);
     return;
   }
   m_progress.Clear();

@@ -22,15 +22,24 @@ Names Together(std::initializer_list<Names> lists) {
 
 // Options of the commands that write no pictures beside scans are all but these.
 const std::map<std::string, Names>& OptionsOfOthers() {
-  static const Names ofPictures = {"--format",  "--in-place", "--restore",   "--no-backup", "--strip",
-                                   "--sidecar", "--report",   "--overview",  "--dry-run",   "--update",
-                                   "--gray",    "--crop",     "--margin",    "--roll",      "--no-straighten",
-                                   "--flat",    "--root",     "--no-browser"};
+  static const Names ofPictures = {"--format", "--in-place", "--restore",       "--no-backup", "--strip", "--sidecar",
+                                   "--report", "--overview", "--dry-run",       "--update",    "--gray",  "--crop",
+                                   "--margin", "--roll",     "--no-straighten", "--flat",      "--root"};
+  static const Names ofPages = {"--no-browser"};
+  static const Names ofScanners = {"--device", "--list",   "--mode", "--source",     "--resolution", "--depth",
+                                   "-l",       "-t",       "-x",     "-y",           "--set",        "--raw",
+                                   "--pages",  "--number", "--ask",  "--in-software"};
+  static const Names others = Together({ofPages, ofScanners});
   static const std::map<std::string, Names> options = {
-      {"analyse", Together({ofPictures, {"--output", "--overwrite", "--no-sync", "--as", "--use-sidecar"}})},
-      {"tables", Together({ofPictures, {"--json"}})},
-      {"compare", Together({ofPictures, {"--as", "--kind", "--analysis", "--use-sidecar", "--use-roll", "--json"}})},
-      {"auto", {"--as", "--no-browser"}},
+      {"analyse", Together({ofPictures, others, {"--output", "--overwrite", "--no-sync", "--as", "--use-sidecar"}})},
+      {"tables", Together({ofPictures, others, {"--json"}})},
+      {"compare",
+       Together({ofPictures, others, {"--as", "--kind", "--analysis", "--use-sidecar", "--use-roll", "--json"}})},
+      {"auto", Together({others, {"--as"}})},
+      {"scan",
+       Together({ofPages,
+                 {"--in-place", "--restore", "--no-backup", "--recursive", "--files-from", "--null", "--flat", "--root",
+                  "--config", "--update", "--known-bad", "--dry-run", "--as", "--also-read", "--pdf-dpi"}})},
   };
   return options;
 }

@@ -2,7 +2,7 @@
 _zep3() {
   local cur prev words cword verb
   _init_completion || return
-  case ${words[1]} in auto | analyse | compare | overview | tables) verb=${words[1]} ;; esac
+  case ${words[1]} in auto | analyse | compare | overview | scan | tables) verb=${words[1]} ;; esac
   ((cword == 1)) && verb=
   local IFS=$'\n'
   COMPREPLY=($(compgen -W "$("$1" $verb --words-after "$prev" 2>/dev/null | cut -f1)" -- "$cur"))

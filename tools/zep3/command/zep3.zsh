@@ -5,7 +5,7 @@ _zep3() {
   local -a options
   [[ $PREFIX == -* ]] && options=(-o)
   local -a offered
-  ((CURRENT > 2)) && [[ $words[2] == (auto|analyse|compare|overview|tables) ]] && verb=$words[2]
+  ((CURRENT > 2)) && [[ $words[2] == (auto|analyse|compare|overview|scan|tables) ]] && verb=$words[2]
   for line in ${(f)"$($words[1] $verb --words-after "$words[CURRENT-1]" 2>/dev/null)"}; do
     offered+=("${${line%%$'\t'*}//:/\\:}:${line#*$'\t'}")
   done

@@ -31,6 +31,7 @@ Outcome Dispatch(const Job& job, const Options& options) {
       return ObserveScan(job, options);
     case Command::kOverview: // these read no scan
     case Command::kView:
+    case Command::kScan: // makes scans
     case Command::kCorrect:
       break;
   }
