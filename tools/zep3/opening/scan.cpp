@@ -17,6 +17,8 @@
 #include "failure.h"
 #include "files/output.h"
 #include "log.h"
+#include "opening/boxes.h"
+#include "opening/exif_fields.h"
 #include "opening/image_library.h"
 #include "opening/png_chunks.h"
 #include "opening/tiff_page_stream.h"
@@ -76,6 +78,20 @@ void TakeResolutionFromExif(vips::VImage& image) {
       image.get_typeof("exif-ifd0-ResolutionUnit") != 0 && image.get_string("exif-ifd0-ResolutionUnit")[0] == '3';
   const double perMillimetre = centimetres ? 10 : 25.4;
   image = image.copy(vips::VImage::option()->set("xres", x / perMillimetre)->set("yres", y / perMillimetre));
+}
+
+// What the loader of HEIF hands out ends with the image that it loads, which pages in memory outlive. It has XMP as one
+// of the file's items, unnamed.
+void OwnWhatHeifTells(vips::VImage& image) {
+  for (const char* name : {VIPS_META_ICC_NAME, VIPS_META_EXIF_NAME}) {
+    if (const std::string bytes = BlobOf(image, name); !bytes.empty()) SetBlob(image, name, bytes);
+  }
+  constexpr int kItems = 8; // that are looked at
+  for (int i = 0; i < kItems; i++) {
+    const std::string name = "heif-mime-" + std::to_string(i), item = BlobOf(image, name.c_str());
+    if (item.find("<x:xmpmeta") != std::string::npos) SetBlob(image, VIPS_META_XMP_NAME, item);
+    if (!item.empty()) image.remove(name.c_str());
+  }
 }
 
 void CheckMode(const vips::VImage& image) {
@@ -231,6 +247,8 @@ vips::VImage Scan::Head(int page) const {
   // Drawn on white, so that nothing shines through.
   if (m_format->name == "pdf" && image.bands() == 4) image = image.extract_band(0, vips::VImage::option()->set("n", 3));
   CheckMode(image);
+  if (m_format->name == "jp2" || m_format->name == "jxl") AddWhatBoxesTell(image, m_path);
+  if (m_format->name == "heif") OwnWhatHeifTells(image);
   return image;
 }
 

@@ -237,6 +237,57 @@ void CopyTiffTags(const std::string& source, TiffPlace page, PendingFile& result
              cut ? std::optional(ToldSize{layout.width, layout.height}) : std::nullopt);
 }
 
+std::string ExifOfTiff(const std::string& source, TiffPlace page, std::vector<std::string>& lost) {
+  using namespace std::string_literals;
+  constexpr uint64_t kMost = 16 << 10; // bytes of a field: EXIF has room for 64 KB in all
+  constexpr uint16_t kFirstPrivate = 32768, kLastPrivate = 50000;
+  const TiffHandle scan(source, page);
+  MemoryFile block = {(TIFFIsBigEndian(scan) != 0 ? "MM\0*\0\0\0\x8"s : "II*\0\x8\0\0\0"s) + std::string(6, '\0')};
+  const TiffHandle exif(block);
+  TaggedFile from(scan), to(exif);
+  to.Follow(to.FirstLink());
+  Directory entries;
+  Carrier carrier(from, to, std::nullopt);
+  bool isPrivate = false;
+  for (const auto& [tag, entry] : from.PageDirectory()) {
+    const bool elsewhere = IsOneOf(tag, {TIFFTAG_XMLPACKET, TIFFTAG_RICHTIFFIPTC, TIFFTAG_PHOTOSHOP});
+    if (BelongsToPixels(tag) || PlacesPixels(tag) || elsewhere) continue;
+    const bool known = tag < kFirstPrivate || IsOneOf(tag, {TIFFTAG_COPYRIGHT, TIFFTAG_EXIFIFD, TIFFTAG_GPSIFD});
+    isPrivate = isPrivate || !known || tag > kLastPrivate;
+    if (known && from.DataBytes(entry) <= kMost) carrier.Carry(entry, entries);
+  }
+  if (isPrivate) lost.emplace_back("private tags");
+  if (entries.empty()) return "";
+  to.ReplacePageDirectory(entries, to.FirstLink());
+  return block.bytes;
+}
+
+void AddTags(const MoreTags& more, PendingFile& result) {
+  const TiffHandle after(result, "rmc");
+  const TiffLayout layout = LayoutOf(after);
+  TaggedFile to(after);
+  Directory entries;
+  for (const auto& [tag, entry] : to.PageDirectory()) {
+    const bool size = IsOneOf(tag, {TIFFTAG_XRESOLUTION, TIFFTAG_YRESOLUTION, TIFFTAG_RESOLUTIONUNIT});
+    if (more.sized || !size) entries.emplace(tag, entry);
+  }
+  if (!more.iptc.empty()) {
+    entries.insert_or_assign(TIFFTAG_RICHTIFFIPTC, to.Store(TIFFTAG_RICHTIFFIPTC, TIFF_UNDEFINED,
+                                                            Bytes(more.iptc.begin(), more.iptc.end())));
+  }
+  if (!more.exif.empty()) {
+    MemoryFile block = {more.exif};
+    const TiffHandle before(block);
+    TaggedFile from(before);
+    from.Follow(from.FirstLink());
+    Carrier carrier(from, to, ToldSize{layout.width, layout.height});
+    for (const auto& [tag, entry] : from.PageDirectory()) {
+      if (!BelongsToPixels(tag) && !PlacesPixels(tag)) carrier.Carry(entry, entries);
+    }
+  }
+  to.ReplacePageDirectory(entries, to.FirstLink());
+}
+
 TiffPageWriter::TiffPageWriter(PendingFile& file, bool big) : m_file(file), m_big(big) {}
 
 TiffPageWriter::~TiffPageWriter() = default;

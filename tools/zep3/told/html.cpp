@@ -77,9 +77,8 @@ vips::VImage ShownPicture(const vips::VImage& image, double side) {
 }
 
 std::string Thumbnail(const vips::VImage& before, const vips::VImage& after) {
-  constexpr double kSide = 256;
   const auto small = [](const vips::VImage& picture) {
-    const vips::VImage upright = Bare(ShownPicture(picture, kSide));
+    const vips::VImage upright = Bare(ShownPicture(picture, kThumbnailSide));
     const vips::VImage colours = upright.bands() >= 3 ? upright : upright.bandjoin({upright, upright});
     const vips::VImage rgb = colours.copy(vips::VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
     if (upright.get_typeof(VIPS_META_ICC_NAME) == 0) return rgb;

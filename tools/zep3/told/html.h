@@ -32,5 +32,8 @@ vips::VImage InBytes(const vips::VImage& image);
 // `side` pixels.
 vips::VImage ShownPicture(const vips::VImage& image, double side);
 
+// The longer side of either picture of a thumbnail, at most.
+inline constexpr double kThumbnailSide = 256;
+
 // A scan before and after, side by side, as JPEG in sRGB for lists of many.
 std::string Thumbnail(const vips::VImage& before, const vips::VImage& after);

@@ -1,6 +1,8 @@
 // All are written whole before any has its name.
 #include "told/side_files.h"
 
+#include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
@@ -19,6 +21,15 @@ PendingFile WriteInFolder(const std::filesystem::path& name, const std::string& 
   return WritePending(name, bytes, sync);
 }
 
+// What becomes of a page, made small first: correcting as many pixels as a report shows takes as long as the report.
+std::string ThumbnailOf(const CorrectedPage& page, const SmallScan& small) {
+  const auto shrink = static_cast<double>(small.shrink);
+  const double longer = page.cut ? std::max(page.cut->width, page.cut->height) / shrink
+                                 : std::max(small.image.width(), small.image.height());
+  const SmallScan smaller = Smaller(small, static_cast<int64_t>(std::ceil(longer / kThumbnailSide)));
+  return Thumbnail(smaller.image, ResultSmall(page, smaller));
+}
+
 } // namespace
 
 std::vector<PendingFile> WriteSideFiles(const Job& job, const Options& options, PendingFile::Sync sync,
@@ -31,19 +42,14 @@ std::vector<PendingFile> WriteSideFiles(const Job& job, const Options& options, 
     sidecar.update(origin);
     files.push_back(WritePending(job.result + kSidecarSuffix, ToText(sidecar, 1) + '\n', sync));
   }
-  const bool overview = options.overview && !shown.empty();
   if (options.report) {
     std::vector<ReportPage> told;
     for (size_t i = 0; i < pages.size(); i++) told.push_back(ToReport(pages[i], shown[i], pages.size()));
     const ReportHead head = ToReportHead(job, options, pages, options.overview ? OverviewFromReport(job, options) : "");
     files.push_back(WriteInFolder(ReportOf(job, options), MakeReport(head, told), sync));
-    if (overview) {
-      const std::string bytes = Thumbnail(told[0].before, told[0].cut ? *told[0].cut : told[0].after);
-      files.push_back(WriteInFolder(ThumbnailOf(job, options), bytes, PendingFile::Sync::kNo));
-    }
-  } else if (overview) {
-    const SmallScan& small = shown[0].small;
-    const std::string bytes = Thumbnail(small.image, ResultSmall(pages[0], small));
+  }
+  if (options.overview && !shown.empty()) {
+    const std::string bytes = ThumbnailOf(pages[0], shown[0].small);
     files.push_back(WriteInFolder(ThumbnailOf(job, options), bytes, PendingFile::Sync::kNo));
   }
   return files;
