@@ -41,6 +41,83 @@ TEST_F(Formats, OtherColoursBecomeRgb) {
   ExpectFault("none.tif -o no.tif", "is a CMYK picture without a profile");
 }
 
+// What tells about a scan, a letter each: profile, resolution, EXIF, GPS, IPTC, XMP, text.
+
+// Of a file, as exiftool reads it.
+std::string Told(const nlohmann::json& tags) {
+  const std::pair<char, std::pair<const char*, const char*>> values[] = {
+      {'p', {"ICC_Profile:ProfileDescription", "sRGB"}},
+      {'r', {"EXIF:XResolution", "300"}},
+      {'e', {"EXIF:Artist", "Someone"}},
+      {'g', {"EXIF:GPSLatitude", "48.2"}},
+      {'i', {"IPTC:Keywords", "archive"}},
+      {'x', {"XMP:Title", "Title"}},
+      {'t', {"Comment", "Words"}}};
+  std::string told;
+  for (const auto& [letter, value] : values) {
+    for (const auto& [tag, is] : tags.items()) {
+      const std::string text = is.is_string() ? is.get<std::string>() : is.dump();
+      if (tag.ends_with(value.first) && text == value.second) {
+        told += letter;
+        break;
+      }
+    }
+  }
+  return told;
+}
+
+// All that a format has a place for arrives there, in five formats from ten; what does not is named.
+TEST_F(Formats, WhatTellsAboutAScanArrivesOrIsMissed) {
+  Save(Sample(), "made.jpg[profile=srgb,Q=95]");
+  const std::string write = "exiftool -q -m -overwrite_original ";
+  ASSERT_EQ(Run(write + "-Make=Maker -Artist=Someone -GPSLatitude=48.2 -GPSLatitudeRef=N -XMP-dc:Title=Title "
+                        "-IPTC:Keywords=archive -Orientation#=6 -XResolution=300 -YResolution=300 "
+                        "-ResolutionUnit=inches -Comment=Words made.jpg")
+                .status,
+            0);
+  const struct {
+    const char *scan, *saved, *holds;
+  } scans[] = {{"a.jpg", "", "pregixt"},          {"a.tif", "", "pregix"},           {"a.png", "", "pregxt"},
+               {"a.webp", "[lossless]", "pregx"}, {"a.jp2", "[lossless]", "pregix"}, {"a.jxl", "[lossless]", "pregx"},
+               {"a.heic", "[Q=90]", "pregx"},     {"a.avif", "[Q=90]", "pregx"},     {"a.gif", "", "pxt"},
+               {"a.ppm", "[strip]", ""}};
+  const struct {
+    const char *result, *takes;
+  } results[] = {{"a.tif", "pregix"}, {"a.jpg", "pregix"}, {"a.png", "pregx"}, {"a.webp", "pregx"}, {"a.ppm", ""}};
+  const std::map<char, std::string> words = {{'p', "profile"}, {'r', "resolution"}, {'e', "EXIF"},
+                                             {'i', "IPTC"},    {'x', "XMP"},        {'t', "text"}};
+  for (const auto& scan : scans) {
+    const std::string name = scan.scan;
+    const std::string copy = name == "a.jpg" ? "cp made.jpg a.jpg" : "vips copy made.jpg '" + name + scan.saved + "'";
+    // Their savers leave out what is put in here: the text alone into PNG, all of it into the others.
+    const std::string more = name == "a.png"   ? "-Comment=Words "
+                             : name == "a.ppm" ? "-ver; true "
+                                               : "-tagsfromfile made.jpg -all:all -icc_profile -comment ";
+    ASSERT_EQ(Run("rm -rf a.* out; " + copy + " && " + write + more + name).status, 0) << name << Read(".err");
+    std::map<std::string, std::string> said;
+    for (const auto& result : results) {
+      said[result.result] = Zep3("--also-read jp2,jxl,heif,gif " + name + " -o out/" + result.result).err;
+    }
+    for (const auto& file : nlohmann::json::parse(Run("exiftool -q -j -G0 -n out").out)) {
+      const std::string path = file.at("SourceFile"), result = path.substr(path.rfind('/') + 1);
+      SCOPED_TRACE(name + " to " + result);
+      std::string takes;
+      for (const auto& each : results) takes += result == each.result ? each.takes : "";
+      if (name == "a.png" && result == name) takes += 't';
+      std::string kept, lost;
+      for (const char letter : std::string(scan.holds)) {
+        const bool read = name != "a.gif" || letter == 't'; // the image library reads nothing else of it
+        (takes.find(letter) != std::string::npos && read ? kept : lost) += letter;
+      }
+      EXPECT_EQ(Told(file), kept);
+      for (const auto& [letter, word] : words) {
+        EXPECT_EQ(said[result].find(word) != std::string::npos, lost.find(letter) != std::string::npos) << word << '\n'
+                                                                                                        << said[result];
+      }
+    }
+  }
+}
+
 // Two pages of 2 x 1 inches, a shaded rectangle on each.
 std::string Pdf() {
   std::string pdf =

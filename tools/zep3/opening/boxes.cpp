@@ -98,15 +98,15 @@ void AddWhatBoxesTell(vips::VImage& image, const std::string& path) {
   constexpr auto kIptc = "\x33\xC7\xA4\xD2\xB8\x1D\x47\x23\xA0\xBA\xF1\xA3\xE0\x97\xAD\x38"sv;
   constexpr auto kXmp = "\xBE\x7A\xCF\xCB\x97\xA9\x42\xE8\x9C\x71\x99\x94\x91\xE3\xAF\xAC"sv;
   std::string exif;
-  bool places = false; // in JPEG XL the stream says how the picture is turned
+  bool turns = false; // in JPEG XL the stream says how the picture is turned
   WalkFile(path, [&](const std::string& type, const std::string& data) {
     const std::string rest = data.substr(std::min<size_t>(16, data.size()));
     if (type == "jp2h") TakeHead(image, data);
-    places = places || type == "jp2h";
+    turns = turns || type == "jp2h";
     if (type == "Exif" || (type == "uuid" && data.starts_with(kExif))) exif = type == "Exif" ? data : rest;
     if (type == "uuid" && data.starts_with(kIptc)) SetBlob(image, VIPS_META_IPTC_NAME, rest);
     if (type == "uuid" && data.starts_with(kXmp)) SetBlob(image, VIPS_META_XMP_NAME, rest);
     if (type == "xml " && data.find("<x:xmpmeta") != std::string::npos) SetBlob(image, VIPS_META_XMP_NAME, data);
   });
-  if (const std::string bare = BareExif(exif); !bare.empty()) SetExif(image, bare, places);
+  if (const std::string bare = BareExif(exif); !bare.empty()) SetExif(image, bare, turns);
 }

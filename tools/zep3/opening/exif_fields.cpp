@@ -3,7 +3,6 @@
 
 #include <glib.h>
 
-#include <cstring>
 #include <memory>
 #include <string_view>
 
@@ -40,7 +39,7 @@ std::string BareExif(const std::string& block) {
   return begin <= kMostBefore ? block.substr(begin) : "";
 }
 
-bool SetExif(vips::VImage& image, const std::string& exif, bool places) {
+bool SetExif(vips::VImage& image, const std::string& exif, bool turns) {
   constexpr size_t kMost = 65000; // bytes, of a segment of JPEG
   if (exif.size() > kMost) return false;
   const std::string jpeg = PixelWith(exif);
@@ -50,8 +49,9 @@ bool SetExif(vips::VImage& image, const std::string& exif, bool places) {
   image = image.copy();
   const std::unique_ptr<char*, decltype(&g_strfreev)> fields(vips_image_get_fields(pixel.get_image()), g_strfreev);
   for (char** field = fields.get(); *field != nullptr; ++field) {
-    if (std::strncmp(*field, "exif-", 5) == 0) CopyField(pixel, image, *field);
-    if (places && std::strcmp(*field, VIPS_META_ORIENTATION) == 0) CopyField(pixel, image, *field);
+    const std::string_view name = *field;
+    const bool orientation = name == VIPS_META_ORIENTATION || name == "exif-ifd0-Orientation";
+    if (orientation ? turns : name.starts_with("exif-")) CopyField(pixel, image, *field);
   }
   return true;
 }

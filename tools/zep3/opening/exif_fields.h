@@ -8,9 +8,9 @@
 // A block of EXIF without what formats write before it: from the byte order on. Empty where there is none.
 std::string BareExif(const std::string& block);
 
-// Gives an image the fields that the image library makes of a block of EXIF, resolution and orientation included where
-// `places`. False where the block is too large to be read.
-bool SetExif(vips::VImage& image, const std::string& exif, bool places);
+// Gives an image the fields that the image library makes of a block of EXIF, with its orientation where `turns`. False
+// where the block is too large to be read.
+bool SetExif(vips::VImage& image, const std::string& exif, bool turns);
 
 // A blob of the header; empty where it has none.
 std::string BlobOf(const vips::VImage& image, const char* name);

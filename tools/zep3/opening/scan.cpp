@@ -92,6 +92,7 @@ void OwnWhatHeifTells(vips::VImage& image) {
     if (item.find("<x:xmpmeta") != std::string::npos) SetBlob(image, VIPS_META_XMP_NAME, item);
     if (!item.empty()) image.remove(name.c_str());
   }
+  vips_autorot_remove_angle(image.get_image()); // libheif has turned it as the file wants
 }
 
 void CheckMode(const vips::VImage& image) {

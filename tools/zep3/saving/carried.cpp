@@ -80,7 +80,7 @@ std::string PngChunkOf(const Scan& scan, const PngChunkKind& kind) {
 bool HasResolution(const vips::VImage& image, const Scan& scan, const std::string& phys) {
   const std::string_view format = scan.Content().name;
   const bool exif = image.get_typeof("exif-ifd0-XResolution") != 0;
-  if (format == "pdf") return true; // as it is drawn
+  if (format == "pdf") return true;                                     // as it is drawn
   if (format == "png") return exif || (!phys.empty() && phys[16] == 1); // in metres
   const bool told = image.get_typeof(VIPS_META_RESOLUTION_UNIT) != 0;
   return told || (exif && format != "jpeg"); // without a unit EXIF's is that of none

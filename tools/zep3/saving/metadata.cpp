@@ -63,15 +63,37 @@ bool HasJpegComment(const std::string& path) {
   return false;
 }
 
-// Extensions of GIF, which lie before the picture or behind it.
+// The extensions of a GIF (GIF89a, 23 to 26): a label and blocks, each behind its length, the last one empty.
 std::vector<std::string> UnreadOfGif(const std::string& path) {
+  constexpr int kPicture = 0x2C, kExtension = 0x21, kComment = 0xFE, kApplication = 0xFF;
+  constexpr unsigned kHasColours = 0x80;
   std::ifstream file(path, std::ios::binary);
-  std::string bytes(1 << 20, '\0');
-  file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  bytes.resize(static_cast<size_t>(file.gcount()));
+  const auto skipColours = [&](int flags) {
+    const auto bits = static_cast<unsigned>(flags);
+    if ((bits & kHasColours) != 0) file.ignore(3 << ((bits & 7) + 1));
+  };
+  const auto block = [&] {
+    std::string data(static_cast<size_t>(std::max(0, file.get())), '\0');
+    file.read(data.data(), static_cast<std::streamsize>(data.size()));
+    return data;
+  };
   std::vector<std::string> found;
-  for (const auto& [mark, what] : {std::pair{"\x21\xFF\x0BICCRGBG1012"sv, "profile"}, {"\x21\xFF\x0BXMP DataXMP"sv, "XMP"}}) {
-    if (bytes.find(mark) != std::string::npos) found.emplace_back(what);
+  file.ignore(10); // name and size
+  const int flags = file.get();
+  file.ignore(2);
+  skipColours(flags);
+  for (int kind = file.get(); kind == kPicture || kind == kExtension; kind = file.get()) {
+    const int label = kind == kExtension ? file.get() : 0;
+    if (kind == kPicture) {
+      file.ignore(8); // place and size
+      skipColours(file.get());
+      file.ignore(1);
+    }
+    std::string data = block();
+    if (label == kComment) found.emplace_back("text");
+    if (label == kApplication && data == "ICCRGBG1012") found.emplace_back("profile");
+    if (label == kApplication && data == "XMP DataXMP") found.emplace_back("XMP");
+    while (!data.empty() && file) data = block();
   }
   return found;
 }
@@ -107,14 +129,13 @@ void PassExif(Passed& passed, const Scan& scan, int page, std::string_view to) {
   if (toTiff) return;
   const std::string exif = ExifOfTiff(scan.Path(), scan.Place(page), passed.lost);
   if (exif.empty()) return;
-  if (to == "pnm" || !SetExif(passed.image, exif, false)) passed.lost.emplace_back("EXIF and texts");
+  if (to == "pnm" || !SetExif(passed.image, exif, false)) passed.lost.emplace_back("EXIF");
 }
 
 void TellTexts(Passed& passed, const Scan& scan, std::string_view to) {
   const vips::VImage& image = passed.image;
   const std::string_view from = scan.Content().name;
   const bool text = (from == "png" && to != "png" && HasField(image, "png-comment")) ||
-                    (from == "gif" && HasField(image, "gif-comment")) ||
                     (from == "jpeg" && HasJpegComment(scan.Path()));
   if (text) passed.lost.emplace_back("text");
   if (from == "pdf" && HasField(image, "pdf-")) passed.lost.emplace_back("title and other words of the document");
@@ -130,8 +151,7 @@ Passed PassMetadata(const vips::VImage& image, const Scan& scan, int page, const
   Passed passed = {image, "", "", {}};
   const int colours = image.bands() >= 3 ? 3 : 1;
   if ((to == "jpeg" || to == "pnm") && image.bands() > colours) passed.lost.emplace_back("transparency");
-  if ((to == "jpeg" || to == "webp") && image.format() == VIPS_FORMAT_USHORT)
-    passed.lost.emplace_back("8 of 16 bits");
+  if ((to == "jpeg" || to == "webp") && image.format() == VIPS_FORMAT_USHORT) passed.lost.emplace_back("8 of 16 bits");
   if (to == "pnm" && sized) passed.lost.emplace_back("resolution");
   if (to == "pnm" && image.get_typeof(VIPS_META_ICC_NAME) != 0) passed.lost.emplace_back("profile");
   if (strip) return passed;

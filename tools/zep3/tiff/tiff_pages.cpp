@@ -272,8 +272,8 @@ void AddTags(const MoreTags& more, PendingFile& result) {
     if (more.sized || !size) entries.emplace(tag, entry);
   }
   if (!more.iptc.empty()) {
-    entries.insert_or_assign(TIFFTAG_RICHTIFFIPTC, to.Store(TIFFTAG_RICHTIFFIPTC, TIFF_UNDEFINED,
-                                                            Bytes(more.iptc.begin(), more.iptc.end())));
+    entries.insert_or_assign(TIFFTAG_RICHTIFFIPTC,
+                             to.Store(TIFFTAG_RICHTIFFIPTC, TIFF_UNDEFINED, Bytes(more.iptc.begin(), more.iptc.end())));
   }
   if (!more.exif.empty()) {
     MemoryFile block = {more.exif};
