@@ -28,7 +28,7 @@ std::string PictureFigure(const vips::VImage& bare, const std::string& alt, cons
 // An image of 8 or 16 bits in 8.
 vips::VImage InBytes(const vips::VImage& image);
 
-// An image of 8 or 16 bits as a picture of 8 bits, gray or RGB, with its profile, in memory; its longer side at most
+// An image in memory, of 8 or 16 bits, as a picture of 8 bits, gray or RGB, with its profile; its longer side at most
 // `side` pixels.
 vips::VImage ShownPicture(const vips::VImage& image, double side);
 

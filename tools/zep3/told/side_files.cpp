@@ -30,10 +30,23 @@ std::string ThumbnailOf(const CorrectedPage& page, const SmallScan& small) {
   return Thumbnail(smaller.image, ResultSmall(page, smaller));
 }
 
+// libvips with one thread: several wait for each other longer than they work on pictures of this size.
+class OneThread {
+ public:
+  OneThread() { vips_concurrency_set(1); }
+  ~OneThread() { vips_concurrency_set(m_before); }
+  OneThread(const OneThread&) = delete;
+  OneThread& operator=(const OneThread&) = delete;
+
+ private:
+  int m_before = vips_concurrency_get();
+};
+
 } // namespace
 
 std::vector<PendingFile> WriteSideFiles(const Job& job, const Options& options, PendingFile::Sync sync,
                                         const std::vector<CorrectedPage>& pages, const std::vector<ShownPage>& shown) {
+  const OneThread alone;
   std::vector<PendingFile> files;
   if (options.sidecar) {
     nlohmann::ordered_json sidecar = CorrectionToJson(job.scan, pages, true);
