@@ -41,7 +41,7 @@ TEST_F(Formats, OtherColoursBecomeRgb) {
   ExpectFault("none.tif -o no.tif", "is a CMYK picture without a profile");
 }
 
-// What tells about a scan, a letter each: profile, resolution, EXIF, GPS, IPTC, XMP, text.
+// What tells about a scan, a letter each: profile, resolution, EXIF, GPS, IPTC, XMP, text, orientation.
 
 // Of a file, as exiftool reads it.
 std::string Told(const nlohmann::json& tags) {
@@ -52,7 +52,8 @@ std::string Told(const nlohmann::json& tags) {
       {'g', {"EXIF:GPSLatitude", "48.2"}},
       {'i', {"IPTC:Keywords", "archive"}},
       {'x', {"XMP:Title", "Title"}},
-      {'t', {"Comment", "Words"}}};
+      {'t', {"Comment", "Words"}},
+      {'o', {"EXIF:Orientation", "6"}}};
   std::string told;
   for (const auto& [letter, value] : values) {
     for (const auto& [tag, is] : tags.items()) {
@@ -66,7 +67,8 @@ std::string Told(const nlohmann::json& tags) {
   return told;
 }
 
-// All that a format has a place for arrives there, in five formats from ten; what does not is named.
+// All that a format has a place for arrives there, in five formats from ten; what does not is named. HEIF is turned by
+// its decoder, whatever its EXIF says.
 TEST_F(Formats, WhatTellsAboutAScanArrivesOrIsMissed) {
   Save(Sample(), "made.jpg[profile=srgb,Q=95]");
   const std::string write = "exiftool -q -m -overwrite_original ";
@@ -77,15 +79,21 @@ TEST_F(Formats, WhatTellsAboutAScanArrivesOrIsMissed) {
             0);
   const struct {
     const char *scan, *saved, *holds;
-  } scans[] = {{"a.jpg", "", "pregixt"},          {"a.tif", "", "pregix"},           {"a.png", "", "pregxt"},
-               {"a.webp", "[lossless]", "pregx"}, {"a.jp2", "[lossless]", "pregix"}, {"a.jxl", "[lossless]", "pregx"},
-               {"a.heic", "[Q=90]", "pregx"},     {"a.avif", "[Q=90]", "pregx"},     {"a.gif", "", "pxt"},
+  } scans[] = {{"a.jpg", "", "pregixto"},
+               {"a.tif", "", "pregixo"},
+               {"a.png", "", "pregxto"},
+               {"a.webp", "[lossless]", "pregxo"},
+               {"a.jp2", "[lossless]", "pregixo"},
+               {"a.jxl", "[lossless]", "pregxo"},
+               {"a.heic", "[Q=90]", "pregx"},
+               {"a.avif", "[Q=90]", "pregx"},
+               {"a.gif", "", "pxt"},
                {"a.ppm", "[strip]", ""}};
   const struct {
     const char *result, *takes;
-  } results[] = {{"a.tif", "pregix"}, {"a.jpg", "pregix"}, {"a.png", "pregx"}, {"a.webp", "pregx"}, {"a.ppm", ""}};
-  const std::map<char, std::string> words = {{'p', "profile"}, {'r', "resolution"}, {'e', "EXIF"},
-                                             {'i', "IPTC"},    {'x', "XMP"},        {'t', "text"}};
+  } results[] = {{"a.tif", "pregixo"}, {"a.jpg", "pregixo"}, {"a.png", "pregxo"}, {"a.webp", "pregxo"}, {"a.ppm", ""}};
+  const std::map<char, std::string> words = {{'p', "profile"}, {'r', "resolution"}, {'e', "EXIF"},       {'i', "IPTC"},
+                                             {'x', "XMP"},     {'t', "text"},       {'o', "orientation"}};
   for (const auto& scan : scans) {
     const std::string name = scan.scan;
     const std::string copy = name == "a.jpg" ? "cp made.jpg a.jpg" : "vips copy made.jpg '" + name + scan.saved + "'";
@@ -116,6 +124,58 @@ TEST_F(Formats, WhatTellsAboutAScanArrivesOrIsMissed) {
       }
     }
   }
+}
+
+// Depth, transparency and private tags are passed on, or named.
+TEST_F(Formats, PixelsThatDoNotFitAreNamed) {
+  Save(Deep(Sample()), "deep.tif");
+  Save(Sample().bandjoin(Gray(Sample())), "clear.png");
+  Save(Sample(), "private.tif");
+  ASSERT_EQ(Run("tiffset -s 33432 Someone private.tif && exiftool -q -overwrite_original -IFD0:DNGPrivateData=abc "
+                "private.tif")
+                .status,
+            0);
+  const struct {
+    const char *scan, *result, *missed;
+  } cases[] = {{"deep.tif", "jpg", "8 of 16 bits"},
+               {"deep.tif", "webp", "8 of 16 bits"},
+               {"deep.tif", "png", ""},
+               {"deep.tif", "tif", ""},
+               {"clear.png", "jpg", "transparency"},
+               {"clear.png", "ppm", "transparency"},
+               {"clear.png", "webp", ""},
+               {"clear.png", "tif", ""},
+               {"private.tif", "jpg", "private tags"},
+               {"private.tif", "tif", ""}};
+  for (const auto& c : cases) {
+    const Outcome run = Zep3(std::string(c.scan) + " --overwrite -o out." + c.result);
+    SCOPED_TRACE(std::string(c.scan) + " to " + c.result + ": " + run.err);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_IN(c.missed, run.err);
+    if (*c.missed == '\0') EXPECT_EQ(run.err.find("not passed on"), std::string::npos);
+  }
+}
+
+// As the standard has it in a head of boxes: points per metre, 11811 / 1 * 10^0, which are 300 an inch.
+TEST_F(Formats, ResolutionOfJpeg2000) {
+  using namespace std::string_literals;
+  Save(Sample(), "made.png");
+  ASSERT_EQ(Run("vips copy made.png made.jp2").status, 0);
+  const std::string res = "\0\0\0\x1ares \0\0\0\x12resc\x2e\x23\0\1\x2e\x23\0\1\0\0"s;
+  std::string file = Read("made.jp2");
+  const size_t head = file.find("jp2h");
+  ASSERT_NE(head, std::string::npos);
+  ASSERT_EQ(file.substr(head - 4, 3), "\0\0\0"s);
+  const auto length = static_cast<uint8_t>(file[head - 1]);
+  file[head - 1] = static_cast<char>(length + res.size());
+  File("a.jp2", file.insert(head - 4 + length, res));
+  for (const std::string result : {"out.tif", "out.png", "out.jpg"}) {
+    ExpectDone("--also-read jp2 a.jp2 -o " + result);
+    EXPECT_NEAR(Load(result).xres() * 25.4, 300, 0.1) << result;
+  }
+  // Without it nothing is made up.
+  ExpectDone("--also-read jp2 made.jp2 -o none.tif");
+  EXPECT_EQ(Run("exiftool -s3 -XResolution none.tif").out, "");
 }
 
 // Two pages of 2 x 1 inches, a shaded rectangle on each.

@@ -152,6 +152,8 @@ Passed PassMetadata(const vips::VImage& image, const Scan& scan, int page, const
   const int colours = image.bands() >= 3 ? 3 : 1;
   if ((to == "jpeg" || to == "pnm") && image.bands() > colours) passed.lost.emplace_back("transparency");
   if ((to == "jpeg" || to == "webp") && image.format() == VIPS_FORMAT_USHORT) passed.lost.emplace_back("8 of 16 bits");
+  const bool turned = image.get_typeof(VIPS_META_ORIENTATION) != 0 && image.get_int(VIPS_META_ORIENTATION) > 1;
+  if (to == "pnm" && turned) passed.lost.emplace_back("orientation");
   if (to == "pnm" && sized) passed.lost.emplace_back("resolution");
   if (to == "pnm" && image.get_typeof(VIPS_META_ICC_NAME) != 0) passed.lost.emplace_back("profile");
   if (strip) return passed;

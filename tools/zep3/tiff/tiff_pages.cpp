@@ -240,7 +240,7 @@ void CopyTiffTags(const std::string& source, TiffPlace page, PendingFile& result
 std::string ExifOfTiff(const std::string& source, TiffPlace page, std::vector<std::string>& lost) {
   using namespace std::string_literals;
   constexpr uint64_t kMost = 16 << 10; // bytes of a field: EXIF has room for 64 KB in all
-  constexpr uint16_t kFirstPrivate = 32768, kLastPrivate = 50000;
+  constexpr uint16_t kFirstPrivate = 32768;
   const TiffHandle scan(source, page);
   MemoryFile block = {(TIFFIsBigEndian(scan) != 0 ? "MM\0*\0\0\0\x8"s : "II*\0\x8\0\0\0"s) + std::string(6, '\0')};
   const TiffHandle exif(block);
@@ -253,7 +253,7 @@ std::string ExifOfTiff(const std::string& source, TiffPlace page, std::vector<st
     const bool elsewhere = IsOneOf(tag, {TIFFTAG_XMLPACKET, TIFFTAG_RICHTIFFIPTC, TIFFTAG_PHOTOSHOP});
     if (BelongsToPixels(tag) || PlacesPixels(tag) || elsewhere) continue;
     const bool known = tag < kFirstPrivate || IsOneOf(tag, {TIFFTAG_COPYRIGHT, TIFFTAG_EXIFIFD, TIFFTAG_GPSIFD});
-    isPrivate = isPrivate || !known || tag > kLastPrivate;
+    isPrivate = isPrivate || !known;
     if (known && from.DataBytes(entry) <= kMost) carrier.Carry(entry, entries);
   }
   if (isPrivate) lost.emplace_back("private tags");
