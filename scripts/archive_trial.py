@@ -3,7 +3,7 @@
 resumed, other settings, a report asked for later, the overview in a browser, a list marked there and run again, and
 results in place that are taken back.
 
-  python3 scripts/archive_trial.py [--files N] [--zep3 PROGRAM] [--browser] [--keep FOLDER]
+  /usr/bin/python3 scripts/archive_trial.py [--files N] [--zep3 PROGRAM] [--browser] [--keep FOLDER]
 
 Every step says what it took and fails where a promise is broken. --browser opens the overview in headless Chromium
 (python3-selenium, chromium-driver), marks scans there, takes the list that the page makes, and leaves pictures of the
@@ -325,6 +325,8 @@ def main():
     parser.add_argument("--browser", action="store_true", help="the overview in Chromium, with pictures of it")
     parser.add_argument("--keep", help="make all in this new folder, and leave it")
     options = parser.parse_args()
+    if options.browser: # of Debian's Python, by which this is to be run
+        subprocess.run(["sh", ROOT / "scripts" / "setup.sh", "python3-selenium", "chromium", "chromium-driver"], check=True)
     folder = pathlib.Path(options.keep or tempfile.mkdtemp(prefix="zep3-archive-"))
     folder.mkdir(exist_ok=True)
     trial = Trial(folder, str(pathlib.Path(options.zep3).resolve()), options.files)

@@ -156,6 +156,20 @@ TEST_F(Formats, PixelsThatDoNotFitAreNamed) {
   }
 }
 
+// Nothing else is lost with EXIF that leads nowhere.
+TEST_F(Formats, DamagedExifIsNamed) {
+  using namespace std::string_literals;
+  Save(Sample(), "made.jpg[profile=srgb]");
+  std::string file = Read("made.jpg");
+  const size_t exif = file.find("II*\0\x8"s);
+  ASSERT_NE(exif, std::string::npos);
+  File("a.jpg", file.replace(exif + 4, 4, "\xff\xff\xff\x7f"));
+  const Outcome run = Zep3("a.jpg -o out.tif");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_IN("not passed on to the TIFF file: EXIF", run.err);
+  EXPECT_EQ(Run("exiftool -s3 -ProfileDescription out.tif").out, "sRGB\n");
+}
+
 // As the standard has it in a head of boxes: points per metre, 11811 / 1 * 10^0, which are 300 an inch.
 TEST_F(Formats, ResolutionOfJpeg2000) {
   using namespace std::string_literals;

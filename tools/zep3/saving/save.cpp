@@ -180,7 +180,9 @@ void Save(const vips::VImage& image, const Scan& scan, int page, const SaveOptio
   if (options.format->name == "webp" && !sized) TakeUnitFromWebp(to);
   if (options.format->name != "tiff") return;
   if (!scan.IsTiff()) {
-    if (!passed.exif.empty() || !passed.iptc.empty() || !sized) AddTags({passed.exif, passed.iptc, sized}, to);
+    const bool more = !passed.exif.empty() || !passed.iptc.empty() || !sized;
+    const bool whole = !more || AddTags({passed.exif, passed.iptc, sized}, to);
+    if (!whole && !options.quiet) Say(scan.Path() + ": " + LostText({"EXIF"}, *options.format));
   } else if (!options.strip) {
     CopyTiffTags(scan.Path(), scan.Place(page), to);
   }

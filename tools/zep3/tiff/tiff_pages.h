@@ -28,8 +28,8 @@ struct MoreTags {
   bool sized = true; // the page's resolution is the scan's; otherwise it goes
 };
 
-// Gives the first page of `result` what it does not tell itself. Throws Failure.
-void AddTags(const MoreTags& more, PendingFile& result);
+// Gives the first page of `result` what it does not tell itself. False where the EXIF cannot be read. Throws Failure.
+bool AddTags(const MoreTags& more, PendingFile& result);
 
 // Writes pages one behind the other: the stored strips or tiles as they are, unless the files' byte orders differ where
 // that matters, and all tags; with `strip` only those of pixels, size and place. Throws Failure; the file is not usable

@@ -20,6 +20,12 @@
 
 namespace {
 
+// By Member.
+constexpr const char* kMemberTexts[] = {"", "finished together with the others of its roll",
+                                        "unlike the others of its roll, finished by itself",
+                                        "nothing to decide from, printed as the others of its roll would be",
+                                        "too few of its roll belong together, finished by itself"};
+
 // Names and texts of the report's numbers.
 std::vector<std::pair<std::string, std::string>> Numbers(const CorrectedPage& page) {
   const Correction& correction = page.correction;
@@ -51,6 +57,8 @@ std::vector<std::pair<std::string, std::string>> Numbers(const CorrectedPage& pa
                                          std::to_string(para.ic.lColorBalanceG) + " / " +
                                          std::to_string(para.ic.lColorBalanceB)},
   };
+  const Member member = correction.finding ? correction.finding->member : Member::kNone;
+  if (member != Member::kNone) numbers.emplace_back("Roll", kMemberTexts[static_cast<size_t>(member)]);
   return numbers;
 }
 
