@@ -156,6 +156,18 @@ TEST_F(Formats, PixelsThatDoNotFitAreNamed) {
   }
 }
 
+// The decoder of HEIF leaves words behind when nothing is wrong.
+TEST_F(Formats, ReasonsAreTheScansOwn) {
+  Save(Noise(64, 48, 1), "good.png");
+  ASSERT_EQ(Run("vips copy good.png good.heic").status, 0);
+  File("cut.png", Read("good.png").substr(0, 2000));
+  const Outcome run = Zep3("-j1 --also-read heif good.heic cut.png -o out/ --format tif");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_IN("zep3: cut.png: ", run.err);
+  EXPECT_EQ(run.err.find("good.heic: bad"), std::string::npos) << run.err;
+  EXPECT_EQ(run.err.find("heif:"), std::string::npos) << run.err;
+}
+
 // Nothing else is lost with EXIF that leads nowhere.
 TEST_F(Formats, DamagedExifIsNamed) {
   using namespace std::string_literals;

@@ -131,6 +131,9 @@ std::string LibraryReason(const vips::VError& error) {
 }
 
 Scan::Scan(const std::string& name, const Admission& admission) : m_admission(admission) {
+  // Decoders complain of scans that come out well, and the next one is not to blame.
+  vips_error_clear();
+  TakeLibraryWarnings();
   const MemoryBound bound(admission);
   const NameWithOptions parts = SplitOptions(name == "-" ? SpoolStandardInput() : name);
   m_path = parts.name;
