@@ -52,6 +52,8 @@ add_library(zep3_program_parts STATIC
   tools/zep3/job/result.cpp
   tools/zep3/job/scan_job.cpp
   tools/zep3/opening/admission.cpp
+  tools/zep3/opening/boxes.cpp
+  tools/zep3/opening/exif_fields.cpp
   tools/zep3/opening/image_library.cpp
   tools/zep3/opening/own_source.cpp
   tools/zep3/opening/pnm.cpp
@@ -71,6 +73,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/saving/carried.cpp
   tools/zep3/saving/check_whole.cpp
   tools/zep3/saving/in_place.cpp
+  tools/zep3/saving/metadata.cpp
   tools/zep3/saving/progress.cpp
   tools/zep3/saving/save.cpp
   tools/zep3/saving/tiff_strips.cpp

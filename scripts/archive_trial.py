@@ -3,10 +3,11 @@
 resumed, other settings, a report asked for later, the overview in a browser, a list marked there and run again, and
 results in place that are taken back.
 
-  python3 scripts/archive_trial.py [--files N] [--zep3 PROGRAM] [--browser] [--keep FOLDER]
+  /usr/bin/python3 scripts/archive_trial.py [--files N] [--zep3 PROGRAM] [--browser] [--keep FOLDER]
 
 Every step says what it took and fails where a promise is broken. --browser opens the overview in headless Chromium
-(python3-selenium, chromium-driver), marks scans there and leaves pictures of it in the folder."""
+(python3-selenium, chromium-driver), marks scans there, takes the list that the page makes, and leaves pictures of the
+page in the folder."""
 
 import argparse
 import csv
@@ -41,6 +42,98 @@ BROKEN = {
     "text.jpg": lambda data: b"this is no picture\n" * 50,
 }
 ODD_NAMES = ["a <b> & 'c' \"d\".jpg", "=1+1.jpg", "new\nline.jpg", "grün ß 漢字.jpg", "-k.jpg", " lead and trail .jpg"]
+
+
+class Browser:
+    """Chromium without a window."""
+
+    def __init__(self, downloads):
+        from selenium import webdriver # only where it is asked for
+        from selenium.webdriver.chrome.service import Service
+
+        self.downloads = downloads
+        downloads.mkdir()
+        options = webdriver.ChromeOptions()
+        options.binary_location = shutil.which("chromium")
+        for word in ["--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--hide-scrollbars"]:
+            options.add_argument(word)
+        options.add_experimental_option("prefs", {"download.default_directory": str(downloads)})
+        options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
+        self.driver = webdriver.Chrome(service=Service(shutil.which("chromedriver")), options=options)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *unused):
+        self.driver.quit()
+
+    def open(self, path, width):
+        # The window itself does not become narrower than 500 pixels on all systems.
+        self.driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
+                                    {"width": width, "height": 900, "deviceScaleFactor": 1, "mobile": False})
+        self.driver.get(path.as_uri())
+
+    def find(self, selector):
+        return self.driver.find_elements("css selector", selector)
+
+    def count(self, selector):
+        return len(self.find(selector))
+
+    def text(self, selector):
+        return self.find(selector)[0].text
+
+    def keys(self, name):
+        from selenium.webdriver.common.action_chains import ActionChains
+        from selenium.webdriver.common.keys import Keys
+
+        ActionChains(self.driver).send_keys(getattr(Keys, name.upper(), name)).perform()
+
+    def type(self, selector, text):
+        self.find(selector)[0].send_keys(text)
+
+    def choose(self, label, value):
+        from selenium.webdriver.support.ui import Select
+
+        Select(self.find(f"select[aria-label={label}]")[0]).select_by_value(value)
+
+    def click(self, begin):
+        next(button for button in self.find("button") if button.text.startswith(begin)).click()
+
+    def mark(self, name, by_key):
+        """By the card's button, or as with the pointer and the key."""
+        shown = " ".join(name.split())
+        card = next(card for card in self.find(".card") if card.find_element("css selector", "h3").text == shown)
+        button = card.find_element("css selector", "button")
+        if by_key:
+            card.find_element("css selector", "h3").click()
+            self.keys("m")
+        else:
+            button.click()
+        assert button.text == "Marked", (name, button.text)
+
+    def downloaded(self, name):
+        for _ in range(100):
+            if (self.downloads / name).exists():
+                return self.downloads / name
+            time.sleep(0.1)
+        raise AssertionError(f"{name} was not downloaded")
+
+    def fits(self):
+        return self.driver.execute_script("return document.documentElement.scrollWidth <= innerWidth")
+
+    def dark(self):
+        self.driver.execute_cdp_cmd("Emulation.setEmulatedMedia",
+                                    {"features": [{"name": "prefers-color-scheme", "value": "dark"}]})
+
+    def without_scripts(self):
+        self.driver.execute_cdp_cmd("Emulation.setScriptExecutionDisabled", {"value": True})
+
+    def picture(self, path):
+        time.sleep(0.5) # pictures of the page are loaded as they come into view
+        self.driver.save_screenshot(str(path))
+
+    def complaints(self):
+        return [entry["message"] for entry in self.driver.get_log("browser") if entry["level"] != "INFO"]
 
 
 class Trial:
@@ -155,11 +248,55 @@ class Trial:
             rows = list(csv.DictReader(file))
         assert {row["scan"] for row in rows} == lines.keys(), (len(rows), len(lines), unknown)
 
-    def marked(self, names):
+    def browsed(self, names):
+        """The overview in a browser: as people read, sort, look and mark. The list that it gives, a file."""
+        start = time.monotonic()
+        with Browser(self.folder / "downloads") as page:
+            page.open(self.out / "zep3-report" / "index.html", 1280)
+            assert page.count(".card") == min(200, self.files + len(ODD_NAMES) + len(BROKEN)), page.count(".card")
+            page.picture(self.folder / "overview-1280.png")
+            page.choose("Verdict", "failed")
+            assert page.count(".card") == len(self.broken), page.count(".card")
+            page.choose("Verdict", "*")
+            page.type("input[type=search]", "odd names")
+            assert page.count(".card") == len(ODD_NAMES), page.count(".card")
+            for i, name in enumerate(names):
+                page.mark(pathlib.Path(name).name, by_key=i == 0)
+            page.keys("f")
+            assert page.count(".large:not([hidden]) iframe, .large:not([hidden]) img") == 1
+            page.picture(self.folder / "full-size.png")
+            page.keys("Escape")
+            page.click("Download list")
+            marked = page.downloaded("marked.txt")
+            # Marks stay.
+            page.open(self.out / "zep3-report" / "index.html", 500)
+            assert f"({len(names)})" in page.text(".tools"), page.text(".tools")
+            assert page.fits(), "wider than the window"
+            page.picture(self.folder / "overview-500.png")
+            page.dark()
+            page.picture(self.folder / "overview-500-dark.png")
+            page.open(self.out / "zep3-report" / "index.html", 1280)
+            page.picture(self.folder / "overview-1280-dark.png")
+            report = next((self.out / "zep3-report" / "scans").rglob("*.html"))
+            page.open(report, 500)
+            assert page.fits(), f"{report} is wider than the window"
+            page.picture(self.folder / "report-500-dark.png")
+            page.without_scripts()
+            page.open(self.out / "zep3-report" / "index.html", 1280)
+            assert page.count(".card") > 0 and page.count("nav.pages a") > 0 or self.files < 190
+            page.picture(self.folder / "overview-plain.png")
+            assert not page.complaints(), page.complaints()
+        print(f"overview in a browser: {time.monotonic() - start:.1f} s")
+        return marked
+
+    def marked(self, names, listed=None):
         """A list from the page, run again with another correction."""
-        (self.folder / "marked.txt").write_text("".join(name + "\n" for name in names))
+        if listed is None:
+            listed = self.folder / "marked.txt"
+            listed.write_bytes(b"".join(name.encode() + b"\0" for name in names))
+        assert sorted(listed.read_bytes().split(b"\0")[:-1]) == sorted(name.encode() for name in names), listed.read_bytes()
         before = self.results()
-        self.run("the list from the page", "--files-from", "marked.txt", "--root", "scans", "-o", "finished",
+        self.run("the list from the page", "-0", "--files-from", listed, "--root", "scans", "-o", "finished",
                  "--contrast", "-10", "--update")
         after = self.results()
         changed = {name for name, state in after.items() if before[name] != state}
@@ -185,15 +322,20 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("--files", type=int, default=3000)
     parser.add_argument("--zep3", default=str(ROOT / "build" / "release" / "zep3"))
+    parser.add_argument("--browser", action="store_true", help="the overview in Chromium, with pictures of it")
     parser.add_argument("--keep", help="make all in this new folder, and leave it")
     options = parser.parse_args()
+    if options.browser: # of Debian's Python, by which this is to be run
+        subprocess.run(["sh", ROOT / "scripts" / "setup.sh", "python3-selenium", "chromium", "chromium-driver"], check=True)
     folder = pathlib.Path(options.keep or tempfile.mkdtemp(prefix="zep3-archive-"))
     folder.mkdir(exist_ok=True)
     trial = Trial(folder, str(pathlib.Path(options.zep3).resolve()), options.files)
     try:
         trial.make()
         trial.week()
-        trial.marked(["scans/faded-slide/odd names/=1+1.jpg", "scans/faded-slide/odd names/-k.jpg"])
+        # With names that spreadsheets, programs and lists by lines stumble over.
+        marked = [f"scans/faded-slide/odd names/{name}" for name in ["=1+1.jpg", "-k.jpg", "new\nline.jpg"]]
+        trial.marked(marked, trial.browsed(marked) if options.browser else None)
         trial.in_place()
     finally:
         if not options.keep:

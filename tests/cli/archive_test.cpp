@@ -178,6 +178,16 @@ TEST_F(Archive, AResultIsSkippedIfItIsWhatWouldBeMade) {
   EXPECT_EQ(other.status, 0);
   EXPECT_IN("in/a.png: out/a.png exists, made with other settings: level 5 instead of the default\n", other.err);
   EXPECT_IN("2 skipped (2 not as this command makes them; --update makes them again)", other.err);
+  // By another version of the program.
+  ExpectDone("in/a.png -o later/ -k slide");
+  ASSERT_EQ(Run(R"(sed -i 's/"zep3":"[^"]*"/"zep3":"0.1"/' later/.zep3-run/*.jsonl)").status, 0);
+  const auto later = [&](const std::string& more) {
+    return Records(Zep3("in/a.png -o later/ -k slide --json " + more).out)["in/a.png"];
+  };
+  EXPECT_EQ(later("")["made"], "other-version");
+  EXPECT_IN("0.1", later("")["message"].get<std::string>());
+  EXPECT_EQ(later("--update")["status"], "corrected");
+  EXPECT_EQ(later("")["made"], "as-asked");
   // Without the state the sidecar tells, which the second case has added.
   fs::remove_all(m_folder / "out/.zep3-run");
   EXPECT_EQ(of("-k slide")["made"], "other-settings");
@@ -249,6 +259,27 @@ TEST_F(Archive, FailuresHaveCausesAndMayBeKnown) {
   EXPECT_IN("in/good.png: is finished; take it out of bad", run.err);
   File("bad", "in/cut.png\n");
   EXPECT_EQ(Zep3("-r in -o out --known-bad bad").status, 1);
+  // A decoder that takes its process along.
+  Save(Sample(), "in/fatal.ppm");
+  run = Zep3("-r in -o crashed --no-sync --json",
+             Broken("open open64", 1, "run kill -SEGV $PPID", "BREAK_IN=in/fatal.ppm"));
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(Records(run.out)["in/fatal.ppm"]["cause"], "crashed") << run.err;
+  EXPECT_EQ(Records(run.out)["in/good.png"]["status"], "corrected");
+}
+
+// A list that a batch of a scanner still writes: a page is finished before the next is named, and a fault is its own.
+TEST_F(Archive, ListsAreTakenAsTheyArrive) {
+  for (const char* scan : {"A/1.png", "A/2.png", "B/1.png"}) Save(Sample(), scan);
+  const std::string waited = "for i in $(seq 200); do [ -e out/$1 ] && break; sleep 0.1; done; [ -e out/$1 ] && ";
+  File("batch", "echo A/1.png\nset 1.png\n" + waited + "echo B/1.png\nset 1.png\n" + waited + "echo A/2.png\n");
+  const Outcome run = Zep3("--files-from - --flat -o out --json", "sh ./batch | ");
+  EXPECT_EQ(run.status, 1);
+  auto records = Records(run.out);
+  EXPECT_EQ(records["A/1.png"]["status"], "corrected");
+  EXPECT_EQ(records["B/1.png"]["status"], "failed");
+  EXPECT_IN("A/1.png", records["B/1.png"]["message"].get<std::string>());
+  EXPECT_EQ(records["A/2.png"]["status"], "corrected");
 }
 
 // ---- originals ----

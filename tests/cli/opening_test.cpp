@@ -60,6 +60,7 @@ TEST_F(Opening, OthersOnDemand) {
               0);
     ExpectFault(scan + " -o no.tif", "is a " + format + " file by its content; --also-read " + format);
     EXPECT_IN("0 corrected, 0 failed", Zep3("-r in -o out --format tif").err);
+    EXPECT_IN("; --also-read " + format + " opens 1 of them", Zep3("-n -r in -o out --format tif").err);
     const std::string also = "--also-read pdf," + format;
     ExpectDone(also + " -r in -o out --format tif");
     EXPECT_TRUE(Exists("out/scan.tif")) << format;

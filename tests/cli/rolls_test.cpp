@@ -151,6 +151,8 @@ TEST_F(Rolls, TooFewAreFinishedByThemselves) {
     ExpectDone(std::string("in/a.ppm in/empty.ppm -o single -k ") + kind);
     ExpectSamePictures("out", "single");
   }
+  ExpectDone("--roll --report in/a.ppm in/empty.ppm -o told -k negative");
+  EXPECT_IN("too few of its roll belong together", Read("told/zep3-report/scans/a.ppm.html"));
 }
 
 TEST_F(Rolls, LaterScansAreFinishedAlike) {

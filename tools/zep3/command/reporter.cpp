@@ -7,6 +7,7 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
+#include "files/formats.h"
 #include "files/output.h"
 #include "interrupt.h"
 #include "job/finished.h"
@@ -33,6 +34,15 @@ nlohmann::ordered_json RecordOf(const Job& job, const Outcome& outcome) {
     record["kind"] = outcome.kind.empty() ? settings.at("kind").at("value") : nlohmann::ordered_json(outcome.kind);
   record.update(origin);
   return record;
+}
+
+// What the state of the run does not hold yet.
+bool IsNews(const Job& job, const Outcome& outcome) {
+  // Once, a result without any record: a run that was killed may have named it without having written it down.
+  const bool found = outcome.made == Made::kElsewhere && job.made.empty();
+  const bool done =
+      outcome.status == Status::kCorrected || outcome.status == Status::kFailed || outcome.status == Status::kRestored;
+  return !job.result.empty() && (done || found);
 }
 
 // "48.2 MB"
@@ -67,14 +77,18 @@ void Reporter::Tell(const Job& job, const Outcome& outcome) {
   m_notFound += outcome.verdict == ZEP3_VERDICT_FAILED ? 1 : 0;
   m_progress.Clear();
   if (!outcome.text.empty()) WriteToStandardOutput(outcome.text);
-  if (m_options.json && m_options.command == Command::kCorrect) {
-    WriteToStandardOutput(ToText(RecordOf(job, outcome), -1) + '\n');
+  const bool printed = m_options.json && m_options.command == Command::kCorrect;
+  const bool kept = m_log && IsNews(job, outcome);
+  nlohmann::ordered_json record;
+  if (printed || kept) record = RecordOf(job, outcome);
+  if (printed) {
+    WriteToStandardOutput(ToText(record, -1) + '\n');
   } else if (outcome.status == Status::kPlanned) {
     const std::string settings = job.settled && !job.settled->elsewhere.empty() ? "  " + job.settled->elsewhere : "";
     const std::string to = m_options.restore ? ", " + outcome.message : " -> " + job.result;
     WriteToStandardOutput(Printable(job.scan + to + settings) + '\n');
   }
-  Keep(job, outcome);
+  if (kept) Keep(job, record);
   const bool failed = outcome.status == Status::kFailed;
   // A result that is not what was asked for is named.
   const bool isOther = outcome.made == Made::kOtherSettings || outcome.made == Made::kOtherVersion ||
@@ -104,14 +118,9 @@ void Reporter::TakeKnown(const Job& job, const Outcome& outcome) {
 }
 
 // A run goes on without its state: the results are what counts.
-void Reporter::Keep(const Job& job, const Outcome& outcome) {
-  // Once, a result without any record: a run that was killed may have named it without having written it down.
-  const bool found = outcome.made == Made::kElsewhere && job.made.empty();
-  const bool news = outcome.status == Status::kCorrected || outcome.status == Status::kFailed ||
-                    outcome.status == Status::kRestored || found;
-  if (!m_log || !news || job.result.empty()) return;
+void Reporter::Keep(const Job& job, const nlohmann::ordered_json& record) {
   try {
-    m_log->Add(job.result, RecordOf(job, outcome));
+    m_log->Add(job.result, record);
   } catch (const std::exception& error) {
     m_log.reset();
     Say(std::string("what this run does is not kept: ") + error.what());
@@ -182,16 +191,22 @@ std::string Reporter::PlanText() const {
     text += " (" + std::to_string(m_pages) + (m_pages == 1 ? " page, " : " pages, ") + SizeText(m_bytes) + ")";
   }
   const LeftOut& left = m_plan.Left();
-  size_t files = 0;
-  std::string names;
+  size_t files = 0, opened = 0;
+  std::string names, formats;
   for (const auto& [extension, number] : left.extensions) {
     files += number;
+    if (const Format* format = AnyFormatOfName("a" + extension); format != nullptr) {
+      opened += number;
+      if (formats.find(format->name) == std::string::npos)
+        formats.append(formats.empty() ? "" : ",").append(format->name);
+    }
     if (names.size() < 100) {
       names += (names.empty() ? "" : ", ") + std::to_string(number) + " " +
                (extension.empty() ? "without an extension" : extension);
     }
   }
   if (files > 0) text += ", " + std::to_string(files) + " files are no scans by their names (" + names + ")";
+  if (opened > 0) text += "; --also-read " + formats + " opens " + std::to_string(opened) + " of them";
   if (left.originals > 0) text += ", " + std::to_string(left.originals) + " are kept originals";
   return text;
 }

@@ -40,7 +40,7 @@ class Reporter {
   int Count(Status status) const { return m_counts[static_cast<size_t>(status)]; }
   void TakeKnown(const Job& job, const Outcome& outcome);
   std::string PlanText() const;
-  void Keep(const Job& job, const Outcome& outcome);
+  void Keep(const Job& job, const nlohmann::ordered_json& record);
 
   const Options& m_options;
   std::optional<RunLog> m_log; // none: what is done is not kept

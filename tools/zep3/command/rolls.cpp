@@ -282,15 +282,20 @@ class RollRun {
   // What the scans share settles their results, too.
   Job WithShared(const Job& job) const {
     if (!m_roll.shared || !job.settled) return job;
-    Roll alone = m_jobs.now;
-    alone.shared = m_roll.shared;
-    auto told = nlohmann::ordered_json::parse(job.settled->told);
-    told["roll"] = {{"value", Fingerprint(RollText(alone))}, {"from", kCommandLine}};
-    auto settled = std::make_shared<Settled>(*job.settled);
-    settled->told = ToText(told, -1);
     Job with = job;
+    std::shared_ptr<const Settled>& settled = m_settled[job.settled];
+    if (!settled) settled = SettledWithShared(*job.settled);
     with.settled = settled;
     return with;
+  }
+  std::shared_ptr<const Settled> SettledWithShared(const Settled& alone) const {
+    Roll roll = m_jobs.now;
+    roll.shared = m_roll.shared;
+    auto told = nlohmann::ordered_json::parse(alone.told);
+    told["roll"] = {{"value", Fingerprint(RollText(roll))}, {"from", kCommandLine}};
+    auto settled = std::make_shared<Settled>(alone);
+    settled->told = ToText(told, -1);
+    return settled;
   }
 
   void Tell(const Job& told, const Outcome& outcome) {
@@ -321,6 +326,8 @@ class RollRun {
   Reporter& m_reporter;
   FormerRun& m_former;
   Roll m_roll;
+  // With what the scans share, once that is known; by those without.
+  mutable std::map<std::shared_ptr<const Settled>, std::shared_ptr<const Settled>> m_settled;
   std::vector<std::string> m_frames;  // of the contact sheet
   std::map<size_t, Outcome> m_failed; // in the first pass, by the number of the scan; not told yet
 };

@@ -17,6 +17,8 @@
 #include "failure.h"
 #include "files/output.h"
 #include "log.h"
+#include "opening/boxes.h"
+#include "opening/exif_fields.h"
 #include "opening/image_library.h"
 #include "opening/png_chunks.h"
 #include "opening/tiff_page_stream.h"
@@ -78,6 +80,21 @@ void TakeResolutionFromExif(vips::VImage& image) {
   image = image.copy(vips::VImage::option()->set("xres", x / perMillimetre)->set("yres", y / perMillimetre));
 }
 
+// What the loader of HEIF hands out ends with the image that it loads, which pages in memory outlive. It has XMP as one
+// of the file's items, unnamed.
+void OwnWhatHeifTells(vips::VImage& image) {
+  for (const char* name : {VIPS_META_ICC_NAME, VIPS_META_EXIF_NAME}) {
+    if (const std::string bytes = BlobOf(image, name); !bytes.empty()) SetBlob(image, name, bytes);
+  }
+  constexpr int kItems = 8; // that are looked at
+  for (int i = 0; i < kItems; i++) {
+    const std::string name = "heif-mime-" + std::to_string(i), item = BlobOf(image, name.c_str());
+    if (item.find("<x:xmpmeta") != std::string::npos) SetBlob(image, VIPS_META_XMP_NAME, item);
+    if (!item.empty()) image.remove(name.c_str());
+  }
+  vips_autorot_remove_angle(image.get_image()); // libheif has turned it as the file wants
+}
+
 void CheckMode(const vips::VImage& image) {
   const VipsInterpretation space = image.interpretation();
   const bool deep = image.format() == VIPS_FORMAT_USHORT;
@@ -114,6 +131,9 @@ std::string LibraryReason(const vips::VError& error) {
 }
 
 Scan::Scan(const std::string& name, const Admission& admission) : m_admission(admission) {
+  // Decoders complain of scans that come out well, and the next one is not to blame.
+  vips_error_clear();
+  TakeLibraryWarnings();
   const MemoryBound bound(admission);
   const NameWithOptions parts = SplitOptions(name == "-" ? SpoolStandardInput() : name);
   m_path = parts.name;
@@ -231,6 +251,8 @@ vips::VImage Scan::Head(int page) const {
   // Drawn on white, so that nothing shines through.
   if (m_format->name == "pdf" && image.bands() == 4) image = image.extract_band(0, vips::VImage::option()->set("n", 3));
   CheckMode(image);
+  if (m_format->name == "jp2" || m_format->name == "jxl") AddWhatBoxesTell(image, m_path);
+  if (m_format->name == "heif") OwnWhatHeifTells(image);
   return image;
 }
 

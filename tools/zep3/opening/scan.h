@@ -33,6 +33,8 @@ class Scan {
   const std::string& Path() const { return m_path; }
   // Null when results cannot be written in the scan's format.
   const Format* FileFormat() const { return IsOnDemand(*m_format) ? nullptr : m_format; }
+  // Of its content, whether results are written in it or not.
+  const Format& Content() const { return *m_format; }
   bool IsTiff() const { return !m_layouts.empty(); }
   // True when no options for libvips change what Open() gives.
   bool IsPlainFile() const { return m_options.empty(); }

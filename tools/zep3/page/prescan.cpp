@@ -72,6 +72,12 @@ SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain, vips:
   return small;
 }
 
+SmallScan Smaller(const SmallScan& scan, int64_t side) {
+  if (side <= 1) return scan;
+  const vips::VImage means = BoxMean(scan.image, scan.image.bands(), side);
+  return {WithProfileOf(scan.image, means), scan.shrink * side, scan.scanWidth, scan.scanHeight};
+}
+
 LinearPixels ToLinear(const SmallScan& scan, int gamma) {
   const vips::VImage& image = scan.image;
   LinearPixels pixels = {{}, image.width(), image.height()};

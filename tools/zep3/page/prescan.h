@@ -25,6 +25,9 @@ int ColourBands(const vips::VImage& image);
 // `plain`, where it says so, reads the page from its file without a decoder: side of a block to its means, or null.
 using PlainReader = std::function<vips::VImage(int64_t side, Detail* detail)>;
 
+// The same scan, smaller by another whole number.
+SmallScan Smaller(const SmallScan& scan, int64_t side);
+
 // Reads the image. `held`, where given, becomes the same image in memory, unless that takes too much or `plain` reads
 // it. `detailGamma`: of the image's values, tenths, where the details are wanted.
 SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain, vips::VImage* held,

@@ -40,6 +40,26 @@ class TiffNumbers {
   bool m_little;
 };
 
+// In the TIFF that EXIF is and that begins there.
+void TakeUnit(std::string& exif, size_t begin) {
+  TiffNumbers numbers(exif, begin);
+  const size_t directory = numbers.Get(4, 4);
+  for (size_t entry = directory + 2, left = numbers.Get(directory, 2); left > 0; entry += 12, left--) {
+    const uint32_t tag = numbers.Get(entry, 2);
+    if (tag == 0x128) numbers.Set(entry + 8, 2, 1); // ResolutionUnit: none
+    if (tag != 0x11A && tag != 0x11B) continue;     // XResolution, YResolution: a ratio
+    numbers.Set(numbers.Get(entry + 8, 4), 4, 1);
+    numbers.Set(numbers.Get(entry + 8, 4) + 4, 4, 1);
+  }
+}
+
+std::string ReadPart(PendingFile& file, int64_t at, size_t size) {
+  std::string bytes(size, '\0');
+  file.Seek(at, SEEK_SET);
+  bytes.resize(static_cast<size_t>(std::max<int64_t>(0, file.Read(bytes.data(), bytes.size()))));
+  return bytes;
+}
+
 } // namespace
 
 std::string PngChunkOf(const Scan& scan, const PngChunkKind& kind) {
@@ -58,11 +78,12 @@ std::string PngChunkOf(const Scan& scan, const PngChunkKind& kind) {
 }
 
 bool HasResolution(const vips::VImage& image, const Scan& scan, const std::string& phys) {
-  if (Is(scan, "png")) {
-    const bool exif = image.get_typeof("exif-ifd0-XResolution") != 0;
-    return exif || (!phys.empty() && phys[16] == 1); // in metres
-  }
-  return !Is(scan, "jpeg") || image.get_typeof(VIPS_META_RESOLUTION_UNIT) != 0;
+  const std::string_view format = scan.Content().name;
+  const bool exif = image.get_typeof("exif-ifd0-XResolution") != 0;
+  if (format == "pdf") return true;                                     // as it is drawn
+  if (format == "png") return exif || (!phys.empty() && phys[16] == 1); // in metres
+  const bool told = image.get_typeof(VIPS_META_RESOLUTION_UNIT) != 0;
+  return told || (exif && format != "jpeg"); // without a unit EXIF's is that of none
 }
 
 int64_t PngHead::Write(const void* bytes, size_t size, PendingFile& to) {
@@ -83,19 +104,28 @@ int64_t PngHead::Write(const void* bytes, size_t size, PendingFile& to) {
 
 void TakeUnitFromJpeg(PendingFile& file) {
   constexpr size_t kBegin = 12; // of the TIFF that EXIF is, behind markers, length and name
-  std::string head(4 + 65536, '\0');
-  file.Seek(0, SEEK_SET);
-  head.resize(static_cast<size_t>(std::max<int64_t>(0, file.Read(head.data(), head.size()))));
+  std::string head = ReadPart(file, 0, 4 + 65536);
   if (head.size() <= kBegin || head.compare(0, 4, "\xFF\xD8\xFF\xE1") != 0 || head.compare(6, 4, "Exif") != 0) return;
-  TiffNumbers numbers(head, kBegin);
-  const size_t directory = numbers.Get(4, 4);
-  for (size_t entry = directory + 2, left = numbers.Get(directory, 2); left > 0; entry += 12, left--) {
-    const uint32_t tag = numbers.Get(entry, 2);
-    if (tag == 0x128) numbers.Set(entry + 8, 2, 1); // ResolutionUnit: none
-    if (tag != 0x11A && tag != 0x11B) continue;     // XResolution, YResolution: a ratio
-    numbers.Set(numbers.Get(entry + 8, 4), 4, 1);
-    numbers.Set(numbers.Get(entry + 8, 4) + 4, 4, 1);
-  }
+  TakeUnit(head, kBegin);
   file.Seek(0, SEEK_SET);
   file.Write(head.data(), head.size());
+}
+
+void TakeUnitFromWebp(PendingFile& file) {
+  const auto end = static_cast<int64_t>(file.Size());
+  for (int64_t at = 12; at + 8 <= end;) { // behind "RIFF", size, "WEBP"
+    std::string head = ReadPart(file, at, 8);
+    TiffNumbers numbers(head = "II" + head, 0); // as its length is stored
+    const int64_t size = numbers.Get(6, 4);
+    if (head.compare(2, 4, "EXIF") == 0 && size <= end - at - 8) {
+      constexpr size_t kName = 6;
+      std::string exif = ReadPart(file, at + 8, static_cast<size_t>(size));
+      if (exif.size() <= kName || exif.compare(0, 4, "Exif") != 0) return;
+      TakeUnit(exif, kName);
+      file.Seek(at + 8, SEEK_SET);
+      file.Write(exif.data(), exif.size());
+      return;
+    }
+    at += 8 + size + size % 2;
+  }
 }

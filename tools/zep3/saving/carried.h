@@ -41,5 +41,6 @@ class PngHead {
   bool m_passed = false;
 };
 
-// Says in the EXIF block of a finished JPEG that its resolution has no unit.
+// Says in the EXIF block of a finished JPEG or WebP that its resolution has no unit.
 void TakeUnitFromJpeg(PendingFile& file);
+void TakeUnitFromWebp(PendingFile& file);

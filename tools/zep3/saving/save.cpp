@@ -12,6 +12,7 @@
 
 #include "log.h"
 #include "saving/carried.h"
+#include "saving/metadata.h"
 #include "tiff/tiff_pages.h"
 
 namespace {
@@ -158,11 +159,13 @@ vips::VImage CleanHeader(const vips::VImage& image, bool strip) {
 } // namespace
 
 void Save(const vips::VImage& image, const Scan& scan, int page, const SaveOptions& options, PendingFile& to) {
-  const vips::VImage clean = CleanHeader(image, options.strip);
   const std::string layout = JoinOptions(LayoutOptions(image, scan, page, *options.format), options.saver);
   const bool png = options.format->name == "png";
   const std::string phys = PngChunkOf(scan, kPhys);
   const bool sized = HasResolution(image, scan, phys);
+  const Passed passed =
+      PassMetadata(CleanHeader(image, options.strip), scan, page, *options.format, sized, options.strip);
+  if (!passed.lost.empty() && !options.quiet) Say(scan.Path() + ": " + LostText(passed.lost, *options.format));
   std::string chunks = PngChunkOf(scan, kCicp);
   if (!chunks.empty() && (!png || options.recoded)) {
     Say(scan.Path() + ": the coding of its colours (cICP) is left out");
@@ -171,10 +174,16 @@ void Save(const vips::VImage& image, const Scan& scan, int page, const SaveOptio
   Target into = {to, std::nullopt};
   if (png) into.head.emplace(chunks + phys, sized && phys.empty());
   const vips::VTarget target = TargetFor(into);
-  clean.write_to_target((options.suffix + layout).c_str(), target);
+  passed.image.write_to_target((options.suffix + layout).c_str(), target);
   if (vips_target_end(target.get_target()) != 0) throw vips::VError(); // savers need not look at how it ends
   if (options.format->name == "jpeg" && !sized) TakeUnitFromJpeg(to);
-  if (options.format->name == "tiff" && scan.IsTiff() && !options.strip) {
+  if (options.format->name == "webp" && !sized) TakeUnitFromWebp(to);
+  if (options.format->name != "tiff") return;
+  if (!scan.IsTiff()) {
+    const bool more = !passed.exif.empty() || !passed.iptc.empty() || !sized;
+    const bool whole = !more || AddTags({passed.exif, passed.iptc, sized}, to);
+    if (!whole && !options.quiet) Say(scan.Path() + ": " + LostText({"EXIF"}, *options.format));
+  } else if (!options.strip) {
     CopyTiffTags(scan.Path(), scan.Place(page), to);
   }
 }

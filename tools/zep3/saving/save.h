@@ -15,6 +15,7 @@ struct SaveOptions {
   std::string suffix;             // of its name, such as ".tif": libvips tells kinds of PNM apart by it
   std::string saver;              // options for libvips in brackets, from the user
   bool strip = false;             // no EXIF, IPTC, XMP and text
+  bool quiet = false;             // nothing is said of what the format has no place for
   bool recoded = false;           // its values are on another gamma than the scan's
 };
 

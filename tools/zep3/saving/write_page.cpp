@@ -50,6 +50,7 @@ void WritePage(const Scan& scan, int page, const vips::VImage& image, const Corr
   if (tiffAsItIs && WriteTiffStrips(scan, page, watch(result), to)) return;
   const Encoding& encoding = corrected.correction.encoding;
   SaveOptions as = save;
+  as.quiet = quiet;
   as.recoded = encoding.input != encoding.output;
   const bool madeGray = corrected.gray && image.bands() >= 3;
   if (madeGray && save.format->name == "pnm") as.suffix = ".pgm"; // under .ppm libvips would make three channels of it

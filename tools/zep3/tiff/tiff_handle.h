@@ -1,6 +1,7 @@
 // A TIFF file opened by libtiff.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstdint>
@@ -13,6 +14,12 @@
 #include "failure.h"
 #include "files/pending_file.h"
 #include "tiff/tiff_layout.h"
+
+// A file in memory, such as a block of EXIF: a TIFF without pixels.
+struct MemoryFile {
+  std::string bytes;
+  size_t at = 0;
+};
 
 // Largest single allocation, in bytes, that a size in a damaged file can cause here or in libtiff.
 constexpr int64_t kLargestAllocation = int64_t{1} << 30;
@@ -47,6 +54,33 @@ class TiffHandle {
     file.Seek(0, SEEK_SET);
     Open([&](TIFFOpenOptions* options) {
       return TIFFClientOpenExt(m_path.c_str(), mode, &file, read, write, seek, close, size, nullptr, nullptr, options);
+    });
+  }
+  // libtiff reads the head alone: it knows no directories without pixels.
+  explicit TiffHandle(MemoryFile& file) : m_path("EXIF") {
+    const auto read = [](thandle_t from, void* to, tmsize_t size) -> tmsize_t {
+      auto& memory = *static_cast<MemoryFile*>(from);
+      const size_t count = memory.bytes.copy(static_cast<char*>(to), static_cast<size_t>(size), memory.at);
+      memory.at += count;
+      return static_cast<tmsize_t>(count);
+    };
+    const auto write = [](thandle_t to, void* from, tmsize_t size) -> tmsize_t {
+      auto& memory = *static_cast<MemoryFile*>(to);
+      const auto count = static_cast<size_t>(size);
+      if (memory.bytes.size() < memory.at + count) memory.bytes.resize(memory.at + count);
+      memory.bytes.replace(memory.at, count, static_cast<const char*>(from), count);
+      memory.at += count;
+      return size;
+    };
+    const auto seek = [](thandle_t in, toff_t offset, int) -> toff_t { // from the beginning, see TaggedFile
+      auto& memory = *static_cast<MemoryFile*>(in);
+      return memory.at = std::min<size_t>(offset, memory.bytes.size() + 1); // a byte of padding
+    };
+    const auto size = [](thandle_t of) -> toff_t { return static_cast<MemoryFile*>(of)->bytes.size(); };
+    const auto close = [](thandle_t) { return 0; };
+    file.at = 0;
+    Open([&](TIFFOpenOptions* options) {
+      return TIFFClientOpenExt("EXIF", "rmh", &file, read, write, seek, close, size, nullptr, nullptr, options);
     });
   }
   TiffHandle(const TiffHandle&) = delete;

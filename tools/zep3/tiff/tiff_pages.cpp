@@ -145,8 +145,9 @@ struct ToldSize {
 // One transplantation. Fields that cannot be read are left out.
 class Carrier {
  public:
-  Carrier(TaggedFile& from, TaggedFile& to, const std::optional<ToldSize>& size)
-      : m_from(from), m_to(to), m_size(size), m_left(from.size) {}
+  // `most`: bytes of fields that are carried.
+  Carrier(TaggedFile& from, TaggedFile& to, const std::optional<ToldSize>& size, uint64_t most = UINT64_MAX)
+      : m_from(from), m_to(to), m_size(size), m_left(std::min(from.size, most)) {}
 
   void Carry(const Entry& entry, Directory& entries) {
     const uint64_t bytes = m_from.DataBytes(entry);
@@ -223,6 +224,21 @@ void Transplant(TaggedFile& from, TaggedFile& to, uint64_t link, const Likeness&
   to.ReplacePageDirectory(entries, link);
 }
 
+// What a block of EXIF tells of a page of this layout. False where it cannot be read.
+bool CarryExif(const std::string& exif, const TiffLayout& layout, TaggedFile& to, Directory& entries) try {
+  MemoryFile block = {exif};
+  const TiffHandle handle(block);
+  TaggedFile from(handle);
+  from.Follow(from.FirstLink());
+  Carrier carrier(from, to, ToldSize{layout.width, layout.height});
+  for (const auto& [tag, entry] : from.PageDirectory()) {
+    if (!BelongsToPixels(tag) && !PlacesPixels(tag)) carrier.Carry(entry, entries);
+  }
+  return true;
+} catch (const Failure&) { // a fault of the file that is written is met again
+  return false;
+}
+
 } // namespace
 
 void CopyTiffTags(const std::string& source, TiffPlace page, PendingFile& result) {
@@ -235,6 +251,50 @@ void CopyTiffTags(const std::string& source, TiffPlace page, PendingFile& result
   TaggedFile from(before), to(after);
   Transplant(from, to, to.FirstLink(), same, false,
              cut ? std::optional(ToldSize{layout.width, layout.height}) : std::nullopt);
+}
+
+std::string ExifOfTiff(const std::string& source, TiffPlace page, std::vector<std::string>& lost) {
+  using namespace std::string_literals;
+  constexpr uint64_t kMost = 16 << 10;     // bytes of a field: EXIF has room for 64 KB in all
+  constexpr uint64_t kMostInAll = 1 << 20; // whoever takes the block finds it too large
+  constexpr uint16_t kFirstPrivate = 32768;
+  const TiffHandle scan(source, page);
+  MemoryFile block = {(TIFFIsBigEndian(scan) != 0 ? "MM\0*\0\0\0\x8"s : "II*\0\x8\0\0\0"s) + std::string(6, '\0')};
+  const TiffHandle exif(block);
+  TaggedFile from(scan), to(exif);
+  to.Follow(to.FirstLink());
+  Directory entries;
+  Carrier carrier(from, to, std::nullopt, kMostInAll);
+  bool isPrivate = false;
+  for (const auto& [tag, entry] : from.PageDirectory()) {
+    const bool elsewhere = IsOneOf(tag, {TIFFTAG_XMLPACKET, TIFFTAG_RICHTIFFIPTC, TIFFTAG_PHOTOSHOP});
+    if (BelongsToPixels(tag) || PlacesPixels(tag) || elsewhere) continue;
+    const bool known = tag < kFirstPrivate || IsOneOf(tag, {TIFFTAG_COPYRIGHT, TIFFTAG_EXIFIFD, TIFFTAG_GPSIFD});
+    isPrivate = isPrivate || !known;
+    if (known && from.DataBytes(entry) <= kMost) carrier.Carry(entry, entries);
+  }
+  if (isPrivate) lost.emplace_back("private tags");
+  if (entries.empty()) return "";
+  to.ReplacePageDirectory(entries, to.FirstLink());
+  return block.bytes;
+}
+
+bool AddTags(const MoreTags& more, PendingFile& result) {
+  const TiffHandle after(result, "rmc");
+  const TiffLayout layout = LayoutOf(after);
+  TaggedFile to(after);
+  Directory entries;
+  for (const auto& [tag, entry] : to.PageDirectory()) {
+    const bool size = IsOneOf(tag, {TIFFTAG_XRESOLUTION, TIFFTAG_YRESOLUTION, TIFFTAG_RESOLUTIONUNIT});
+    if (more.sized || !size) entries.emplace(tag, entry);
+  }
+  if (!more.iptc.empty()) {
+    entries.insert_or_assign(TIFFTAG_RICHTIFFIPTC,
+                             to.Store(TIFFTAG_RICHTIFFIPTC, TIFF_UNDEFINED, Bytes(more.iptc.begin(), more.iptc.end())));
+  }
+  const bool whole = more.exif.empty() || CarryExif(more.exif, layout, to, entries);
+  to.ReplacePageDirectory(entries, to.FirstLink());
+  return whole;
 }
 
 TiffPageWriter::TiffPageWriter(PendingFile& file, bool big) : m_file(file), m_big(big) {}

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tiff/tiff_layout.h"
 
@@ -15,6 +16,20 @@ class TiffHandle;
 // describes the stored pixels (size, depth, compression, offsets, ICC profile) stays as `result` has it. Writes a new
 // directory behind the pixels; until its end the file reads as before. Throws Failure.
 void CopyTiffTags(const std::string& source, TiffPlace page, PendingFile& result);
+
+// The texts, EXIF, GPS and interoperability of a page as a block of EXIF; empty where it has none of them. Adds to
+// `lost` what has no place there. Throws Failure.
+std::string ExifOfTiff(const std::string& source, TiffPlace page, std::vector<std::string>& lost);
+
+// What is to be told in a page of TIFF beyond what libvips writes.
+struct MoreTags {
+  std::string exif;  // a block of it, or empty
+  std::string iptc;  // datasets, or empty
+  bool sized = true; // the page's resolution is the scan's; otherwise it goes
+};
+
+// Gives the first page of `result` what it does not tell itself. False where the EXIF cannot be read. Throws Failure.
+bool AddTags(const MoreTags& more, PendingFile& result);
 
 // Writes pages one behind the other: the stored strips or tiles as they are, unless the files' byte orders differ where
 // that matters, and all tags; with `strip` only those of pixels, size and place. Throws Failure; the file is not usable

@@ -107,6 +107,7 @@ std::string AgainCommand(const Job& job, const Options& options,
     }
     for (const auto& [stops, number] : kStops) {
       if (name == number) Erase(words, stops);
+      if (name == stops) Erase(words, number);
     }
     const auto at = std::find(words.begin(), words.end(), name);
     if (at != words.end() && at + 1 != words.end()) {

@@ -73,13 +73,13 @@ vips::VImage ShownPicture(const vips::VImage& image, double side) {
   const auto space = image.bands() >= 3 ? VIPS_INTERPRETATION_sRGB : VIPS_INTERPRETATION_B_W;
   const vips::VImage shown = InBytes(image).copy(vips::VImage::option()->set("interpretation", space));
   const double scale = side / std::max(image.width(), image.height());
-  return (scale < 1 ? shown.resize(scale) : shown).copy_memory();
+  if (scale < 1) return shown.resize(scale).copy_memory();
+  return image.format() == VIPS_FORMAT_UCHAR ? shown : shown.copy_memory(); // bytes are shared
 }
 
 std::string Thumbnail(const vips::VImage& before, const vips::VImage& after) {
-  constexpr double kSide = 256;
   const auto small = [](const vips::VImage& picture) {
-    const vips::VImage upright = Bare(ShownPicture(picture, kSide));
+    const vips::VImage upright = Bare(ShownPicture(picture, kThumbnailSide));
     const vips::VImage colours = upright.bands() >= 3 ? upright : upright.bandjoin({upright, upright});
     const vips::VImage rgb = colours.copy(vips::VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
     if (upright.get_typeof(VIPS_META_ICC_NAME) == 0) return rgb;

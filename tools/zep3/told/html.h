@@ -28,9 +28,12 @@ std::string PictureFigure(const vips::VImage& bare, const std::string& alt, cons
 // An image of 8 or 16 bits in 8.
 vips::VImage InBytes(const vips::VImage& image);
 
-// An image of 8 or 16 bits as a picture of 8 bits, gray or RGB, with its profile, in memory; its longer side at most
+// An image in memory, of 8 or 16 bits, as a picture of 8 bits, gray or RGB, with its profile; its longer side at most
 // `side` pixels.
 vips::VImage ShownPicture(const vips::VImage& image, double side);
+
+// The longer side of either picture of a thumbnail, at most.
+inline constexpr double kThumbnailSide = 256;
 
 // A scan before and after, side by side, as JPEG in sRGB for lists of many.
 std::string Thumbnail(const vips::VImage& before, const vips::VImage& after);

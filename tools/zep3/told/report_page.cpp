@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "command/stops.h"
 #include "page/encoding.h"
 #include "page/finish.h"
 #include "page/tables.h"
@@ -18,6 +19,12 @@
 #include "version.h"
 
 namespace {
+
+// By Member.
+constexpr const char* kMemberTexts[] = {"", "finished together with the others of its roll",
+                                        "unlike the others of its roll, finished by itself",
+                                        "nothing to decide from, printed as the others of its roll would be",
+                                        "too few of its roll belong together, finished by itself"};
 
 // Names and texts of the report's numbers.
 std::vector<std::pair<std::string, std::string>> Numbers(const CorrectedPage& page) {
@@ -50,6 +57,8 @@ std::vector<std::pair<std::string, std::string>> Numbers(const CorrectedPage& pa
                                          std::to_string(para.ic.lColorBalanceG) + " / " +
                                          std::to_string(para.ic.lColorBalanceB)},
   };
+  const Member member = correction.finding ? correction.finding->member : Member::kNone;
+  if (member != Member::kNone) numbers.emplace_back("Roll", kMemberTexts[static_cast<size_t>(member)]);
   return numbers;
 }
 
@@ -147,14 +156,31 @@ ReportDetail DetailOf(const ScanPart& part, const CorrectedPage& corrected) {
 
 using Commands = std::vector<std::pair<std::string, std::string>>;
 
-constexpr int64_t kHalfStop = 50;                      // of brightness, in steps of 0.003 density
-constexpr std::array<int64_t, 3> kWarm = {10, 0, -30}; // of the colour balance, likewise
+constexpr double kBrighter = 0.5;                       // stops
+constexpr double kWarmer = 0.4;                         // stops between red and blue
+constexpr std::array<int64_t, 3> kWarm = {16, -3, -23}; // the same as a colour balance, steps of 0.003 density
 
 std::string BalanceText(const ZEP3_PARA& para, int64_t sign) {
   const int64_t now[] = {para.ic.lColorBalanceR, para.ic.lColorBalanceG, para.ic.lColorBalanceB};
   std::string text;
   for (size_t c = 0; c < 3; c++) text.append(c == 0 ? "" : ",").append(std::to_string(now[c] + sign * kWarm[c]));
   return text;
+}
+
+// In hundredths, without zeros at the end.
+std::string StopsText(double stops) {
+  const long hundredths = std::lround(100 * stops);
+  std::string text = std::to_string(std::labs(hundredths) / 100);
+  if (const long part = std::labs(hundredths) % 100; part != 0)
+    text.append(part < 10 ? ".0" : ".").append(std::to_string(part % 10 == 0 ? part / 10 : part));
+  return hundredths < 0 ? "-" + text : text;
+}
+
+// In stops, as photographers count, but where a balance was given or repeated that no warmth makes.
+std::pair<const char*, std::string> Warmer(const ZEP3_PARA& para, const UserOptions& user, int64_t sign) {
+  const bool balanced = para.ic.lColorBalanceR != 0 || para.ic.lColorBalanceG != 0 || para.ic.lColorBalanceB != 0;
+  if (balanced && !user.warmth && !user.tint) return {"--balance", BalanceText(para, sign)};
+  return {"--warmth", StopsText(user.warmth.value_or(0) + static_cast<double>(sign) * kWarmer)};
 }
 
 bool LooksOfAnotherKind(const std::vector<CorrectedPage>& pages) {
@@ -182,12 +208,13 @@ Commands CommandsFor(const Job& job, const Options& options, const CorrectedPage
   const auto with = [&](const char* name, const std::string& value) {
     return AgainCommand(job, options, {{name, value}});
   };
-  Commands commands = {
-      {"Lighter by half a stop", with("--brightness", std::to_string(para.ic.lBrightness + kHalfStop))},
-      {"Darker by half a stop", with("--brightness", std::to_string(para.ic.lBrightness - kHalfStop))},
-      {"Warmer", with("--balance", BalanceText(para, 1))},
-      {"Cooler", with("--balance", BalanceText(para, -1))},
-  };
+  const double exposure = static_cast<double>(para.ic.lBrightness) / static_cast<double>(StepsOfStops(1));
+  const auto [warmer, more] = Warmer(para, options.user, 1);
+  const auto [cooler, less] = Warmer(para, options.user, -1);
+  Commands commands = {{"Lighter by half a stop", with("--exposure", StopsText(exposure + kBrighter))},
+                       {"Darker by half a stop", with("--exposure", StopsText(exposure - kBrighter))},
+                       {"Warmer", with(warmer, more)},
+                       {"Cooler", with(cooler, less)}};
   const bool repeated = !options.useSidecar.empty();
   if (!repeated && page.correction.finding && !options.roll && options.useRoll.empty()) {
     const bool adaptive = page.correction.finding->adaptive;

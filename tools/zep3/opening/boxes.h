@@ -1,0 +1,10 @@
+// Boxes of JPEG 2000 (ISO/IEC 15444-1, annex I) and JPEG XL (ISO/IEC 18181-2): what the image library leaves unread in
+// them.
+#pragma once
+
+#include <string>
+
+#include <vips/vips8>
+
+// Gives the image profile, resolution, EXIF, IPTC and XMP of the file's boxes; a file that is a bare stream has none.
+void AddWhatBoxesTell(vips::VImage& image, const std::string& path);
