@@ -2,8 +2,8 @@
 # Sets up, builds with GCC, and with Clang under AddressSanitizer and UndefinedBehaviorSanitizer, and runs all tests on
 # both; threads under ThreadSanitizer, the fuzz targets for some seconds; the library with every package hidden; then
 # the coverage of the engine, the binary interface, and the results by levels of optimisation, by processors with fused
-# multiply-add and by other math libraries. Tests labelled `once` run with GCC alone. Each heading says how many minutes
-# have passed.
+# multiply-add and by other math libraries. Between them the page in the browser, Debian packages, and the engine on other
+# systems. Tests labelled `once` run with GCC alone. Each heading says how many minutes have passed.
 set -eu
 cd "$(dirname "$0")/.."
 
@@ -37,11 +37,17 @@ without=once
 heading 'gcc, glibc without fused multiply-add'
 GLIBC_TUNABLES=glibc.cpu.hwcaps=-FMA,-AVX2 build/release/tests/zep3_tests --gtest_brief=1
 heading "an archive's week"
-python3 scripts/archive_trial.py --files 300
+/usr/bin/python3 scripts/archive_trial.py --files 300 --browser
 heading 'several machines'
 if [ "$(id -u)" = 0 ]; then python3 scripts/many_machines.py; else echo 'left out: the daemons of Slurm need root'; fi
-heading 'the same build in another folder'
-sh scripts/same_builds.sh build/release
+heading 'the page in the browser'
+sh scripts/web.sh
+
+# Beside all that follows, since they wait for downloads and emulators; what they say is shown at the end.
+{ sh scripts/packages.sh --quick && sh scripts/other_systems.sh --quick; } >build/beside.log 2>&1 &
+beside=$!
+trap 'kill $beside 2>/dev/null || true' EXIT
+
 check sanitize sanitize
 
 build threads thread -DZEP3_BUILD_TOOLS=OFF -DZEP3_BUILD_REPLAYS=OFF
@@ -59,3 +65,10 @@ heading 'binary interface'
 sh scripts/abi.sh
 heading 'same results'
 sh scripts/reproduce.sh
+
+heading 'packages, and other systems'
+status=0
+wait $beside || status=$?
+cat build/beside.log
+[ $status = 0 ]
+heading 'all passed'
