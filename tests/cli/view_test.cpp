@@ -180,7 +180,16 @@ TEST_F(View, ShowsTheOverviewOfARunAndNothingBesideIt) {
   const auto page = serving.Get(serving.Base() + "run/zep3-report/index.html");
   ASSERT_TRUE(page);
   EXPECT_EQ(page->body, Read("out/zep3-report/index.html"));
-  EXPECT_IN("sandbox", page->get_header_value("Content-Security-Policy")); // its scripts reach nothing here
+  // Its own scripts run, and fetch nothing; those of other pages in the folder do not run.
+  EXPECT_IN("default-src 'none'; script-src 'self' 'unsafe-inline'", page->get_header_value("Content-Security-Policy"));
+  File("out/page.html", "<script>alert(1)</script>");
+  for (const char* other : {"run/page.html", "run/zep3-report/../page.html"}) {
+    const auto answer = serving.Get(serving.Base() + other);
+    if (answer->status == 200) {
+      EXPECT_TRUE(answer->get_header_value("Content-Security-Policy").starts_with("sandbox;")) << other;
+    }
+  }
+  EXPECT_EQ(serving.Get(serving.Base() + "run/page.html")->status, 200);
   EXPECT_EQ(serving.Get(serving.Base() + "run/a.png")->body, Read("out/a.png"));
   for (const char* outside :
        {"run/link.png", "run/../secret.png", "run/%2e%2e/secret.png", "run//etc/passwd", "run/zep3-report"})

@@ -37,10 +37,12 @@ constexpr const char* kPolicyOfPage =
     "default-src 'none'; script-src 'self' 'wasm-unsafe-eval'; style-src 'self'; img-src 'self' blob: data:; "
     "connect-src 'self'; worker-src 'self'; manifest-src 'self'; "
     "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
-// Reports have their scripts and pictures inside, and nothing to do with the page: sandboxed, they are of no address.
-constexpr const char* kPolicyOfRun =
-    "sandbox allow-scripts allow-downloads allow-popups; default-src 'none'; script-src 'self' 'unsafe-inline'; "
-    "style-src 'self' 'unsafe-inline'; img-src 'self' blob: data:; base-uri 'none'; form-action 'none'";
+// Overview and reports, which the program has written: their scripts are in the pages, keep marks, and fetch nothing.
+constexpr const char* kPolicyOfReports =
+    "default-src 'none'; script-src 'self' 'unsafe-inline'; style-src 'self' 'unsafe-inline'; "
+    "img-src 'self' blob: data:; base-uri 'none'; form-action 'none'";
+// What else lies in the folder of results may be from anywhere: it runs no script here.
+constexpr const char* kPolicyOfResults = "sandbox; default-src 'none'; img-src 'self' data:; style-src 'unsafe-inline'";
 
 // 128 bits, as hexadecimal digits.
 std::string RandomWord() {
@@ -194,7 +196,8 @@ struct PageServer::Parts {
   void SendOfRun(const std::string& name, Response& response) const {
     const std::optional<fs::path> file = viewed.run.empty() ? std::nullopt : FileBelow(viewed.run, name);
     if (!file) return Answer(response, 404, "not there");
-    response.set_header("Content-Security-Policy", kPolicyOfRun);
+    const bool report = *fs::path(name).lexically_normal().begin() == kReportFolder;
+    response.set_header("Content-Security-Policy", report ? kPolicyOfReports : kPolicyOfResults);
     SendFile(response, *file, TypeOf(*file));
   }
 
