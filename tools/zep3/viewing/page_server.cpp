@@ -40,7 +40,7 @@ constexpr const char* kPolicyOfPage =
 // Overview and reports, which the program has written: their scripts are in the pages, keep marks, and fetch nothing.
 constexpr const char* kPolicyOfReports =
     "default-src 'none'; script-src 'self' 'unsafe-inline'; style-src 'self' 'unsafe-inline'; "
-    "img-src 'self' blob: data:; base-uri 'none'; form-action 'none'";
+    "img-src 'self' blob: data:; frame-src 'self'; base-uri 'none'; form-action 'none'";
 // What else lies in the folder of results may be from anywhere: it runs no script here.
 constexpr const char* kPolicyOfResults = "sandbox; default-src 'none'; img-src 'self' data:; style-src 'unsafe-inline'";
 
