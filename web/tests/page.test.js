@@ -9,7 +9,7 @@ import test, { after, before } from 'node:test';
 import { unzipSync } from 'fflate';
 import { addScans, launch, openPage, settled } from './browser.js';
 import { serve } from './serve.js';
-import { differences, pixelsOf, program, run, samples, temporary, zep3 } from './support.js';
+import { differences, pixelsOf, program, run, samples, temporary, twelveMegapixels, zep3 } from './support.js';
 
 const sample = (name) => join(samples, name);
 const axe = createRequire(import.meta.url).resolve('axe-core/axe.min.js');
@@ -407,6 +407,15 @@ test('the program serves the page and a folder, and takes corrections back', asy
   await own.close();
   server.kill('SIGINT');
   assert.deepEqual(await once(server, 'exit'), [0, null]);
+});
+
+test('saving stops when it is asked to', async () => {
+  const page = await openPage(context, site.address, twelveMegapixels());
+  await page.getByRole('button', { name: 'Save picture' }).click();
+  await page.getByRole('button', { name: 'Stop', exact: true }).click();
+  await page.getByText('Stopped: nothing was saved').waitFor();
+  await page.getByRole('button', { name: 'Save picture' }).waitFor();
+  await page.close();
 });
 
 test('a broken file is told, and the others open', async () => {

@@ -38,3 +38,11 @@ export function differences(a, b) {
   }
   return { count, most };
 }
+
+/** A JPEG of 12 megapixels. */
+export function twelveMegapixels() {
+  const scan = join(temporary, 'twelve.jpg');
+  const from = join(samples, 'print-faded.jpg');
+  run('vips', 'thumbnail', from, `${scan}[Q=92]`, '4246', '--height', '2826', '--size', 'force');
+  return scan;
+}
