@@ -204,6 +204,7 @@ void RunTarget(Input input) {
   const int area = input.Below(16);
   add(area < 2, {"--area", "10%,10%,60%,60%"});
   add(area == 2, {"--corners", "10%,20%,80%,-10%,110%,70%,20%,90%"});
+  add(input.OneIn(16), {"--keep-space"});
   add(input.OneIn(8), {"--gray-pipette", "30%,30%"});
   if (analysed) {
     add(true, {"analyse"});

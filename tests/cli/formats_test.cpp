@@ -36,6 +36,29 @@ TEST_F(Formats, OtherColoursBecomeRgb) {
     EXPECT_IN(c.profile, Run("exiftool -s3 -ProfileDescription out.tif").out);
     EXPECT_EQ(Run("exiftool -s3 -PhotometricInterpretation out.tif").out, "RGB\n");
     EXPECT_EQ(Zep3(c.scan + std::string(" --in-place --no-backup")).status, 1);
+
+    // What was finished as RGB, separated again.
+    const std::string own = fs::path(c.scan).extension().string();
+    const VipsInterpretation space = Load(c.scan).interpretation();
+    const bool cmyk = space == VIPS_INTERPRETATION_CMYK;
+    ExpectDone(c.scan + std::string(" --keep-space --overwrite -o own") + own);
+    const std::string back =
+        cmyk ? "vips icc_import out.tif b.v --embedded --intent relative --black-point-compensation && "
+               "vips icc_export b.v back.tif --output-profile cmyk --intent relative "
+               "--black-point-compensation --depth " +
+                   std::to_string(c.bits)
+             : "vips icc_import out.tif b.v --embedded --intent relative "
+               "--black-point-compensation && vips colourspace b.v back.tif labs";
+    ASSERT_EQ(Run(back).status, 0) << Read(".err");
+    EXPECT_EQ(Load("own" + own).interpretation(), space);
+    EXPECT_LE(Difference(Load("own" + own), Load("back.tif")), own == ".jpg" ? 12 : 0); // JPEG: quality 95
+    const auto profile = [&](const std::string& file) {
+      return Run("exiftool -b -ICC_Profile " + file + " | md5sum").out;
+    };
+    if (cmyk) {
+      EXPECT_EQ(profile("own" + own), profile(c.scan));
+    }
+    ExpectFault(c.scan + std::string(" --keep-space -o own.png"), "have no place in png");
   }
   ASSERT_EQ(Run("vips icc_transform rgb.tif a.tif cmyk && vips copy a.tif 'none.tif[strip]'").status, 0);
   ExpectFault("none.tif -o no.tif", "is a CMYK picture without a profile");

@@ -155,6 +155,7 @@ struct Options {
   std::optional<int> inputGamma, outputGamma; // tenths
   SaturationOptions saturation;
   bool gray = false;
+  bool keepSpace = false;   // results of CMYK and Lab scans are CMYK and Lab again
   std::string useSidecar;   // empty: analyse
   bool roll = false;        // the scans are finished together
   int64_t rollPictures = 0; // pixels of the longer side of its contact sheet's pictures; 0: there is none

@@ -290,7 +290,7 @@ void Check(const CLI::App& app, Options& options) {
   if (options.command == Command::kCompare) CheckCompare(app, options);
   if (options.command != Command::kCorrect && !scans) {
     if (options.inPlace || options.sidecar || options.report || options.overviewGiven || options.dryRun ||
-        options.crop.wanted || options.gray) {
+        options.crop.wanted || options.gray || options.keepSpace) {
       throw UsageError("zep3 analyse, zep3 tables and zep3 compare write no pictures beside scans");
     }
     if (options.command == Command::kAnalyse && !options.output.empty()) {

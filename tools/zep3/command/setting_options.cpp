@@ -46,8 +46,10 @@ CLI::Option* AddFormat(CLI::App& app, Options& options, Settings& settings) {
 }
 
 CLI::Option* AddStrip(CLI::App& app, Options& options, Settings& settings) {
-  return Group(app, kResultHeading, &settings)
-      .AddFlag("--strip", options.strip, "Leave EXIF, IPTC, XMP and text out; profile and resolution stay");
+  Group group(app, kResultHeading, &settings);
+  group.AddFlag("--keep-space", options.keepSpace,
+                "Scans in CMYK or Lab, which are corrected as RGB, come out in CMYK or Lab again (TIFF; CMYK in JPEG)");
+  return group.AddFlag("--strip", options.strip, "Leave EXIF, IPTC, XMP and text out; profile and resolution stay");
 }
 
 void AddOriginal(CLI::App& app, Options& options, Settings& settings) {

@@ -22,9 +22,10 @@ Names Together(std::initializer_list<Names> lists) {
 
 // Options of the commands that write no pictures beside scans are all but these.
 const std::map<std::string, Names>& OptionsOfOthers() {
-  static const Names ofPictures = {"--format", "--in-place", "--restore",       "--no-backup", "--strip", "--sidecar",
-                                   "--report", "--overview", "--dry-run",       "--update",    "--gray",  "--crop",
-                                   "--margin", "--roll",     "--no-straighten", "--flat",      "--root"};
+  static const Names ofPictures = {"--format",  "--in-place", "--restore",   "--no-backup", "--strip",
+                                   "--sidecar", "--report",   "--overview",  "--dry-run",   "--update",
+                                   "--gray",    "--crop",     "--margin",    "--roll",      "--no-straighten",
+                                   "--flat",    "--root",     "--keep-space"};
   static const Names ofPages = {"--no-browser"};
   static const Names ofScanners = {"--device", "--list",   "--mode", "--source",     "--resolution", "--depth",
                                    "-l",       "-t",       "-x",     "-y",           "--set",        "--raw",

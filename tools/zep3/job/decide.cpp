@@ -102,6 +102,8 @@ DecidedPage Decide(const Scan& scan, int page, const Options& options, const std
   corrected.chroma = options.saturation.Of(corrected.chroma);
   corrected.gray = options.gray;
   corrected.converted = ConversionOf(image);
+  corrected.keepSpace = options.keepSpace && !corrected.converted.empty();
+  if (corrected.keepSpace) corrected.converted += ", and what they were again";
   corrected.page = scan.FilePage(page);
   corrected.bands = image.bands();
   corrected.bits = image.format() == VIPS_FORMAT_USHORT ? 16 : 8;

@@ -7,6 +7,16 @@
 
 namespace {
 
+// Header fields of images that were converted: the profile of CMYK, which Lab has none of.
+constexpr const char* kOwnProfileField = "zep3-own-profile";
+
+vips::VOption* Intent(int bits) {
+  auto* how = vips::VImage::option()->set("intent", VIPS_INTENT_RELATIVE)->set("depth", bits);
+  return how->set("black_point_compensation", true);
+}
+
+bool WasCmyk(const vips::VImage& image) { return image.get_typeof(kOwnProfileField) != 0; }
+
 // libvips would take a profile of its own for one that is damaged or of other colours.
 void CheckCmykProfile(const vips::VImage& image) {
   if (image.get_typeof(VIPS_META_ICC_NAME) == 0)
@@ -32,15 +42,36 @@ vips::VImage ToRgb(const vips::VImage& image, int bits) {
   if (cmyk) CheckCmykProfile(image);
   const vips::VImage colours = cmyk ? image : image.colourspace(VIPS_INTERPRETATION_LAB);
   const char* const to = bits == 16 ? "p3" : "srgb";
-  auto* how = vips::VImage::option()->set("intent", VIPS_INTENT_RELATIVE)->set("depth", bits);
-  how->set("black_point_compensation", true);
-  vips::VImage rgb = (cmyk ? colours.icc_transform(to, how->set("embedded", true))
-                           : colours.icc_export(how->set("output_profile", to)))
+  vips::VImage rgb = (cmyk ? colours.icc_transform(to, Intent(bits)->set("embedded", true))
+                           : colours.icc_export(Intent(bits)->set("output_profile", to)))
                          .copy();
+  if (cmyk) {
+    size_t size = 0;
+    const void* profile = image.get_blob(VIPS_META_ICC_NAME, &size);
+    vips_image_set_blob_copy(rgb.get_image(), kOwnProfileField, profile, size);
+  }
   rgb.set(kConvertedField, (std::string(cmyk ? "its CMYK colours" : "its Lab colours") + " become RGB (" +
                             (bits == 16 ? "Display P3" : "sRGB") + ")")
                                .c_str());
   return rgb;
+}
+
+vips::VImage FromRgb(const vips::VImage& image) {
+  const int bits = image.format() == VIPS_FORMAT_USHORT ? 16 : 8;
+  auto* how = vips::VImage::option()->set("intent", VIPS_INTENT_RELATIVE)->set("embedded", true);
+  const vips::VImage lab = image.icc_import(how->set("black_point_compensation", true)).copy();
+  vips_image_remove(lab.get_image(), VIPS_META_ICC_NAME);
+  if (!WasCmyk(image)) return lab.colourspace(bits == 16 ? VIPS_INTERPRETATION_LABS : VIPS_INTERPRETATION_LABQ);
+  size_t size = 0;
+  const void* data = image.get_blob(kOwnProfileField, &size);
+  if (!cmsIsIntentSupported(OpenProfile(data, size).get(), INTENT_RELATIVE_COLORIMETRIC, LCMS_USED_AS_OUTPUT))
+    throw Failure("its CMYK profile does not lead back to inks; leave --keep-space out");
+  vips_image_set_blob_copy(lab.get_image(), VIPS_META_ICC_NAME, data, size);
+  return lab.icc_export(Intent(bits)); // to the profile that it carries
+}
+
+bool HoldsOwnSpace(const vips::VImage& image, std::string_view format) {
+  return format == "tiff" || (format == "jpeg" && WasCmyk(image));
 }
 
 std::string ConversionOf(const vips::VImage& image) {

@@ -72,6 +72,7 @@ struct CorrectedPage {
   int bits = 8;      // per value
   double chroma = 1; // as applied, see ApplyCorrection
   bool gray = false; // the result has one gray channel in place of its colours
+  bool keepSpace = false; // CMYK and Lab come out as such again
   Correction correction;
   std::optional<Cut> cut;  // absent: the result shows the whole scan
   std::string uncut{};     // why, where it was to be cut

@@ -1,7 +1,9 @@
 // From file to file where nothing but pixels changes, otherwise through libvips.
 #include "saving/write_page.h"
 
+#include "failure.h"
 #include "interrupt.h"
+#include "opening/to_rgb.h"
 #include "page/box_mean.h"
 #include "page/encoding.h"
 #include "page/finish.h"
@@ -54,5 +56,10 @@ void WritePage(const Scan& scan, int page, const vips::VImage& image, const Corr
   as.recoded = encoding.input != encoding.output;
   const bool madeGray = corrected.gray && image.bands() >= 3;
   if (madeGray && save.format->name == "pnm") as.suffix = ".pgm"; // under .ppm libvips would make three channels of it
-  Save(watch(FitProfile(result, encoding, madeGray)), scan, page, as, to);
+  const vips::VImage fitted = FitProfile(result, encoding, madeGray);
+  const bool ownSpace = corrected.keepSpace && !madeGray;
+  if (ownSpace && !HoldsOwnSpace(image, save.format->name))
+    throw Failure("its own colours have no place in " + std::string(save.format->name) +
+                  ": leave --keep-space out, or take --format tif");
+  Save(watch(ownSpace ? FromRgb(fitted) : fitted), scan, page, as, to);
 }
