@@ -158,7 +158,8 @@ std::vector<std::string> NamesLeftOut(const Options& options) {
     names.insert(names.end(), more.begin(), more.end());
   };
   if (options.command == Command::kCompare) add({"kind", "analysis"});
-  if (options.command != Command::kCorrect) add({"crop", "margin", "no-straighten", "gray", "keep-space", "format", "strip"});
+  if (options.command != Command::kCorrect)
+    add({"crop", "margin", "no-straighten", "gray", "keep-space", "format", "strip"});
   if (!options.useRoll.empty()) add({"kind", "matrix", "input-gamma"});
   if (!options.useSidecar.empty())
     names.insert(names.end(), std::begin(kSettledBySidecar), std::end(kSettledBySidecar));
