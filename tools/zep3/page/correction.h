@@ -69,9 +69,9 @@ struct Correction {
 struct CorrectedPage {
   int page = 0; // in its file, from 0
   int bands = 3;
-  int bits = 8;      // per value
-  double chroma = 1; // as applied, see ApplyCorrection
-  bool gray = false; // the result has one gray channel in place of its colours
+  int bits = 8;           // per value
+  double chroma = 1;      // as applied, see ApplyCorrection
+  bool gray = false;      // the result has one gray channel in place of its colours
   bool keepSpace = false; // CMYK and Lab come out as such again
   Correction correction;
   std::optional<Cut> cut;  // absent: the result shows the whole scan
