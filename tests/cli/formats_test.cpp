@@ -158,6 +158,13 @@ TEST_F(Formats, PixelsThatDoNotFitAreNamed) {
                 "private.tif")
                 .status,
             0);
+  // Too long for a field of EXIF, and for the XMP of a JPEG.
+  Save(Sample(), "long.tif");
+  File("words", std::string(20000, 'w'));
+  ASSERT_EQ(Run("exiftool -q -overwrite_original '-IFD0:ImageDescription<=words' long.tif").status, 0);
+  Save(Sample(), "wide.tif");
+  File("words", std::string(70000, 'w'));
+  ASSERT_EQ(Run("exiftool -q -overwrite_original '-XMP-dc:Source<=words' wide.tif").status, 0);
   const struct {
     const char *scan, *result, *missed;
   } cases[] = {{"deep.tif", "jpg", "8 of 16 bits"},
@@ -169,7 +176,11 @@ TEST_F(Formats, PixelsThatDoNotFitAreNamed) {
                {"clear.png", "webp", ""},
                {"clear.png", "tif", ""},
                {"private.tif", "jpg", "private tags"},
-               {"private.tif", "tif", ""}};
+               {"private.tif", "tif", ""},
+               {"long.tif", "jpg", "fields of more than 16 KB"},
+               {"long.tif", "tif", ""},
+               {"wide.tif", "jpg", "XMP"},
+               {"wide.tif", "png", ""}};
   for (const auto& c : cases) {
     const Outcome run = Zep3(std::string(c.scan) + " --overwrite -o out." + c.result);
     SCOPED_TRACE(std::string(c.scan) + " to " + c.result + ": " + run.err);

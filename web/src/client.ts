@@ -44,7 +44,12 @@ export class Client {
       if (data.error !== undefined) waiting?.reject(new Error(data.error as string));
       else waiting?.resolve(data.result as never);
     };
-    worker.onerror = (event) => this.fail(event.message || 'the worker ended');
+    // One that could not be loaded answers nothing any more: the next call starts anew.
+    worker.onerror = (event) => {
+      worker.terminate();
+      if (this.worker === worker) this.worker = null;
+      this.fail(event.message || 'the worker ended');
+    };
     return worker;
   }
 }

@@ -56,7 +56,7 @@ async function* corrected(engine: Engine, source: Source, page: SidecarPage, reg
 
 function turnedCanvas(from: OffscreenCanvas, region: Cut, cut: Cut): OffscreenCanvas {
   const canvas = new OffscreenCanvas(cut.width, cut.height);
-  const context = canvas.getContext('2d')!;
+  const context = canvas.getContext('2d', { alpha: false })!;
   context.imageSmoothingQuality = 'high';
   context.rotate((-cut.degrees * Math.PI) / 180);
   context.drawImage(from, region.x - cut.x, region.y - cut.y);
@@ -96,6 +96,13 @@ function ownSamples(piece: Uint8Array | Uint8ClampedArray, source: Source): Uint
     rgb[to + 2] = piece[from + 2]!;
   }
   return rgb;
+}
+
+/** libvips tells libtiff a quarter of the length, which then counts bytes. */
+function fourfold(bytes: Uint8Array): Uint8Array {
+  const long = new Uint8Array(4 * bytes.length);
+  long.set(bytes);
+  return long;
 }
 
 /** Of a scan that libvips opened, what it knows; else the profile. */
@@ -158,9 +165,11 @@ async function byVips(
     deep ? library.BandFormat.ushort : library.BandFormat.uchar,
   );
   const space = samples < 3 ? (deep ? 'grey16' : 'b-w') : deep ? 'rgb16' : 'srgb';
-  let image = made.copy({ interpretation: space, ...own.resolution });
-  if (cut !== null && cut.degrees !== 0) image = turnedImage(image, region, cut, library);
-  for (const [name, bytes] of own.blobs) image.setBlob(name, bytes);
+  const copy = made.copy({ interpretation: space, ...own.resolution });
+  const image = cut !== null && cut.degrees !== 0 ? turnedImage(copy, region, cut, library) : copy;
+  for (const [name, bytes] of own.blobs) {
+    image.setBlob(name, name === 'iptc-data' && type === 'tiff' ? fourfold(bytes) : bytes);
+  }
   const extension = { jpeg: 'jpg', png: 'png', tiff: 'tif', pnm: samples < 3 ? 'pgm' : 'ppm' }[type];
   const options =
     type === 'tiff' ? { compression: 'deflate', predictor: 'horizontal' } : type === 'jpeg' ? { Q: 95 } : {};
@@ -169,6 +178,7 @@ async function byVips(
     !own.resolution && typeOf(bytes) === source.container.type
       ? fillContainer(bytes, source.container)
       : new Uint8Array(bytes);
+  for (const one of new Set([image, copy, made])) one.delete(); // nothing else frees libvips' memory in time
   const mime = { jpeg: 'image/jpeg', png: 'image/png', tiff: 'image/tiff', pnm: 'image/x-portable-anymap' }[type];
   return { blob: new Blob([filled], { type: mime }), extension };
 }

@@ -4,10 +4,8 @@ const FILES = __FILES__;
 
 self.addEventListener('install', (event) => {
   event.waitUntil(
-    caches
-      .open(NAME)
-      .then((cache) => cache.addAll(FILES.map((file) => new Request(file, { cache: 'reload' }))))
-      .then(() => self.skipWaiting()),
+    // It waits until the page is closed: an open one still loads files of its own version.
+    caches.open(NAME).then((cache) => cache.addAll(FILES.map((file) => new Request(file, { cache: 'reload' })))),
   );
 });
 
@@ -29,7 +27,7 @@ async function answer(request) {
   const kept = await cache.match(request, { ignoreSearch: true });
   if (kept) return kept;
   const fresh = await fetch(request);
-  if (fresh.ok) await cache.put(request, fresh.clone());
+  if (fresh.ok) await cache.put(request, fresh.clone()).catch(() => {}); // no room: it is loaded again
   return fresh;
 }
 

@@ -9,7 +9,7 @@ interface Offered {
 
 export const isOffered = globalThis.location?.hash === '#scans';
 
-const places = new Map<number, number>(); // scans of the page: their number at the server
+const places = new Map<number, { number: number; pages: number }>(); // of scans: what the server has
 
 async function ask(path: string, method = 'GET', body?: Blob): Promise<Response> {
   const answer = await fetch(new URL(`api/${path}`, document.baseURI), {
@@ -20,6 +20,14 @@ async function ask(path: string, method = 'GET', body?: Blob): Promise<Response>
   return answer;
 }
 
+function pagesOf(sidecar: string): number {
+  try {
+    return (JSON.parse(sidecar) as { pages: unknown[] }).pages.length;
+  } catch {
+    return 0;
+  }
+}
+
 /** Opens what is offered, with corrections that are there. */
 export async function openOffered(): Promise<void> {
   if (!isOffered) return;
@@ -27,20 +35,25 @@ export async function openOffered(): Promise<void> {
     const { scans } = (await (await ask('scans')).json()) as { scans: Offered[] };
     for (const [number, { name, sidecar }] of scans.entries()) {
       const files = [new File([await (await ask(`scans/${number}`)).blob()], name)];
-      if (sidecar) files.push(new File([await (await ask(`scans/${number}/sidecar`)).blob()], `${name}.zep3.json`));
+      const text = sidecar ? await (await ask(`scans/${number}/sidecar`)).text() : '';
+      if (sidecar) files.push(new File([text], `${name}.zep3.json`));
       const [id] = await openFiles(files);
-      if (id !== undefined) places.set(id, number);
+      if (id !== undefined) places.set(id, { number, pages: pagesOf(text) });
     }
   } catch (error) {
     say(`The program that opened this page does not answer: ${error instanceof Error ? error.message : error}`);
   }
 }
 
-/** Beside the scan. False: it did not come from a server. */
+/** Beside the scan. False: it did not come from a server, or what is there tells of more pages than the page knows. */
 export async function writeBack(id: number, sidecar: Blob): Promise<boolean> {
   const place = places.get(id);
   if (place === undefined) return false;
-  await ask(`scans/${place}/sidecar`, 'PUT', sidecar);
+  if (place.pages > 1) {
+    say(`The correction beside ${scanOf(id)?.file.name} is of ${place.pages} pages and stays: this one is a file.`);
+    return false;
+  }
+  await ask(`scans/${place.number}/sidecar`, 'PUT', sidecar);
   say(`The correction of ${scanOf(id)?.file.name} was written beside it.`);
   return true;
 }

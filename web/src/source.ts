@@ -115,7 +115,12 @@ async function openByVips(bytes: Uint8Array, container: Container): Promise<Vips
     throw new Error('the file is damaged, or of a kind that cannot be opened here');
   }
   const pages = image.getTypeof('n-pages') !== 0 ? image.getInt('n-pages') : 1;
-  if (image.interpretation === 'cmyk') image = image.colourspace('srgb');
+  if (image.interpretation === 'cmyk') {
+    const inks = image;
+    image = inks.colourspace('srgb').copyMemory();
+    inks.delete();
+    image.remove('icc-profile-data'); // of the inks
+  }
   if (image.format !== 'uchar' && image.format !== 'ushort') {
     throw new Error(`its samples (${image.format}) are neither of 8 nor of 16 bits`);
   }

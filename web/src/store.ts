@@ -108,7 +108,7 @@ export async function openFiles(files: File[]): Promise<number[]> {
   change({ scans: [...state.scans, ...made], message: '' });
   if (currentScan() === undefined && made[0]) change({ current: made[0].id });
   if (made.length > 0) expectScans();
-  for (const file of files.filter(isSidecar)) await openSidecar(file);
+  for (const file of files.filter(isSidecar)) await openSidecar(file, made);
   for (const { id, file } of made) await openScan(id, file);
   return made.map(({ id }) => id);
 }
@@ -127,13 +127,18 @@ async function openScan(id: number, file: File): Promise<void> {
   }
 }
 
-async function openSidecar(file: File): Promise<void> {
+/** `made`: the scans that came with it, of which it is before others of the same name. */
+async function openSidecar(file: File, made: Scan[]): Promise<void> {
   try {
     const sidecar = readSidecar(await file.text());
-    const named = state.scans.find(({ file: scan }) => scan.name === sidecar.scan.replace(/^.*[/\\]/, ''));
-    const scan = named ?? currentScan();
+    const page = sidecar.pages[0]!;
+    const named = [...made, ...state.scans].find(
+      ({ file: scan }) => scan.name === sidecar.scan.replace(/^.*[/\\]/, ''),
+    );
+    const scan = made.length === 1 ? made[0] : (named ?? currentScan());
     if (!scan) throw new Error(`belongs to ${sidecar.scan}: open that first, or both together`);
-    setSettings(scan.id, { ...START, repeated: sidecar.pages[0]!, kind: sidecar.pages[0]!.kind }, 'sidecar');
+    const cut = page.crop ? { crop: true, straighten: page.crop.tilt !== 0 } : {};
+    setSettings(scan.id, { ...START, ...cut, repeated: page, kind: page.kind }, 'sidecar');
     say(`${scan.file.name} is corrected by ${file.name}.`);
   } catch (error) {
     say(`${file.name} ${reason(error)}`);
@@ -160,16 +165,17 @@ export function step(by: number): void {
 
 // ---- settings ----
 
-const busy = new Map<number, boolean>(); // the value: asked for again
+const busy = new Map<number, { again: boolean; judge: boolean }>(); // what is asked for meanwhile
 const judging = new Map<number, number>();
 
 /** Makes the preview anew; while that is under way, once more for all that comes meanwhile. */
 export async function refresh(id: number, judge: boolean): Promise<void> {
-  if (busy.has(id)) {
-    busy.set(id, true);
+  const running = busy.get(id);
+  if (running) {
+    busy.set(id, { again: true, judge: running.judge || judge });
     return;
   }
-  busy.set(id, false);
+  busy.set(id, { again: false, judge: false });
   try {
     const scan = scanOf(id);
     if (!scan?.opened) return;
@@ -179,9 +185,9 @@ export async function refresh(id: number, judge: boolean): Promise<void> {
     changeScan(id, { error: reason(error) });
     if (!scanOf(id)?.updated) throw error;
   } finally {
-    const again = busy.get(id);
+    const asked = busy.get(id);
     busy.delete(id);
-    if (again) void refresh(id, false);
+    if (asked?.again) void refresh(id, asked.judge);
   }
 }
 
@@ -305,13 +311,16 @@ export async function saveSidecars(scans: Scan[]): Promise<void> {
 
 /** Finished pictures: one as a file, several as files or one ZIP. What fails is told, the others are saved. */
 export async function save(scans: Scan[], target: Target, zip: boolean): Promise<void> {
+  if (state.saving) return;
   const made: { name: string; blob: Blob }[] = [];
   const failed: string[] = [];
   let stopped = false;
   for (const [done, scan] of scans.entries()) {
     change({ saving: { name: scan.file.name, done, count: scans.length, share: 0 }, message: '' });
     try {
-      const { blob, extension } = await saver.call('finish', scan.file, await pageOf(scan), target);
+      const page = await pageOf(scan);
+      if (now().saving === null) throw new Error('stopped');
+      const { blob, extension } = await saver.call('finish', scan.file, page, target);
       made.push({ name: `${stemOf(scan.file.name)}-finished.${extension}`, blob });
     } catch (error) {
       if (now().saving === null) stopped = true;

@@ -39,7 +39,7 @@ void WalkFile(const std::string& path, const Take& take) {
     if (length == 1) length = static_cast<int64_t>(std::min<uint64_t>(Number(head, 8, 8), INT64_MAX));
     if (length == 0) length = end - at; // the last one
     if (length < before || length > end - at) return;
-    const bool read = type == "jp2h" || type == "uuid" || type == "Exif" || type == "xml ";
+    const bool read = type == "jp2h" || type == "uuid" || type == "Exif" || type == "xml " || type == "brob";
     if (read && length <= kMostBytes) {
       std::string data(static_cast<size_t>(length - before), '\0');
       file.clear();
@@ -97,7 +97,10 @@ void AddWhatBoxesTell(vips::VImage& image, const std::string& path) {
   constexpr auto kExif = "JpgTiffExif->JP2"sv;
   constexpr auto kIptc = "\x33\xC7\xA4\xD2\xB8\x1D\x47\x23\xA0\xBA\xF1\xA3\xE0\x97\xAD\x38"sv;
   constexpr auto kXmp = "\xBE\x7A\xCF\xCB\x97\xA9\x42\xE8\x9C\x71\x99\x94\x91\xE3\xAF\xAC"sv;
-  std::string exif;
+  std::string exif, unread;
+  const auto miss = [&](const char* what) {
+    if (unread.find(what) == std::string::npos) unread.append(unread.empty() ? "" : ", ").append(what);
+  };
   bool turns = false; // in JPEG XL the stream says how the picture is turned
   WalkFile(path, [&](const std::string& type, const std::string& data) {
     const std::string rest = data.substr(std::min<size_t>(16, data.size()));
@@ -107,6 +110,12 @@ void AddWhatBoxesTell(vips::VImage& image, const std::string& path) {
     if (type == "uuid" && data.starts_with(kIptc)) SetBlob(image, VIPS_META_IPTC_NAME, rest);
     if (type == "uuid" && data.starts_with(kXmp)) SetBlob(image, VIPS_META_XMP_NAME, rest);
     if (type == "xml " && data.find("<x:xmpmeta") != std::string::npos) SetBlob(image, VIPS_META_XMP_NAME, data);
+    // Compressed: the type of the box comes first.
+    if (type == "brob" && data.starts_with("Exif")) miss("EXIF");
+    if (type == "brob" && data.starts_with("xml ")) miss("XMP");
   });
-  if (const std::string bare = BareExif(exif); !bare.empty()) SetExif(image, bare, turns);
+  if (const std::string bare = BareExif(exif); !bare.empty() && !SetExif(image, bare, turns)) miss("EXIF");
+  if (unread.empty()) return;
+  image = image.copy();
+  image.set(kUnreadField, unread.c_str());
 }

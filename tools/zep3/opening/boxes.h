@@ -6,5 +6,8 @@
 
 #include <vips/vips8>
 
+// A field of the image that names, in words, what of a file could not be read.
+inline constexpr const char* kUnreadField = "zep3-unread";
+
 // Gives the image profile, resolution, EXIF, IPTC and XMP of the file's boxes; a file that is a bare stream has none.
 void AddWhatBoxesTell(vips::VImage& image, const std::string& path);

@@ -40,8 +40,7 @@ std::string BareExif(const std::string& block) {
 }
 
 bool SetExif(vips::VImage& image, const std::string& exif, bool turns) {
-  constexpr size_t kMost = 65000; // bytes, of a segment of JPEG
-  if (exif.size() > kMost) return false;
+  if (exif.size() > kMostInSegment) return false;
   const std::string jpeg = PixelWith(exif);
   VipsBlob* const blob = vips_blob_copy(jpeg.data(), jpeg.size());
   const vips::VImage pixel = vips::VImage::jpegload_buffer(blob);

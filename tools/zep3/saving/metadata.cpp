@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "failure.h"
+#include "opening/boxes.h"
 #include "opening/exif_fields.h"
 #include "tiff/tiff_pages.h"
 
@@ -106,12 +107,19 @@ bool HasField(const vips::VImage& image, std::string_view begin) {
   return false;
 }
 
+// A JPEG fits into itself; of others the image library leaves out what is too large for a segment.
+bool IsTooLarge(const Passed& passed, const Scan& scan, std::string_view to, const char* field, size_t most) {
+  return to == "jpeg" && scan.Content().name != "jpeg" && BlobOf(passed.image, field).size() > most;
+}
+
 void PassIptc(Passed& passed, const Scan& scan, std::string_view to) {
   const std::string blob = BlobOf(passed.image, VIPS_META_IPTC_NAME), iptc = BareIptc(blob);
   if (to == "tiff" && !scan.IsTiff() && !iptc.empty()) {
     passed.iptc = iptc;
     passed.image = passed.image.copy();
     passed.image.remove(VIPS_META_IPTC_NAME);
+  } else if (IsTooLarge(passed, scan, to, VIPS_META_IPTC_NAME, kMostInSegment)) {
+    passed.lost.emplace_back("IPTC");
   } else if (to == "jpeg" && !iptc.empty() && !blob.starts_with(kResources)) {
     SetBlob(passed.image, VIPS_META_IPTC_NAME, AsResource(iptc));
   } else if (to != "tiff" && to != "jpeg" && !iptc.empty()) {
@@ -123,7 +131,8 @@ void PassExif(Passed& passed, const Scan& scan, int page, std::string_view to) {
   const bool toTiff = to == "tiff";
   if (!scan.IsTiff()) {
     passed.exif = toTiff ? BareExif(BlobOf(passed.image, VIPS_META_EXIF_NAME)) : "";
-    if (to == "pnm" && passed.image.get_typeof(VIPS_META_EXIF_NAME) != 0) passed.lost.emplace_back("EXIF");
+    const bool none = to == "pnm" && passed.image.get_typeof(VIPS_META_EXIF_NAME) != 0;
+    if (none || IsTooLarge(passed, scan, to, VIPS_META_EXIF_NAME, kMostInSegment)) passed.lost.emplace_back("EXIF");
     return;
   }
   if (toTiff) return;
@@ -157,10 +166,15 @@ Passed PassMetadata(const vips::VImage& image, const Scan& scan, int page, const
   if (to == "pnm" && sized) passed.lost.emplace_back("resolution");
   if (to == "pnm" && image.get_typeof(VIPS_META_ICC_NAME) != 0) passed.lost.emplace_back("profile");
   if (strip) return passed;
-  if (to == "pnm" && image.get_typeof(VIPS_META_XMP_NAME) != 0) passed.lost.emplace_back("XMP");
+  if (image.get_typeof(kUnreadField) != 0) passed.lost.emplace_back(image.get_string(kUnreadField));
+  constexpr size_t kMostXmp = 60000; // bytes that the image library writes into JPEG
+  if ((to == "pnm" && image.get_typeof(VIPS_META_XMP_NAME) != 0) ||
+      IsTooLarge(passed, scan, to, VIPS_META_XMP_NAME, kMostXmp)) {
+    passed.lost.emplace_back("XMP");
+  }
   PassExif(passed, scan, page, to);
   PassIptc(passed, scan, to);
-  TellTexts(passed, scan, to);
+  if (page == 0) TellTexts(passed, scan, to); // of the whole file
   return passed;
 }
 

@@ -18,5 +18,5 @@ struct Passed {
 // `sized`: the scan says how large it is. `strip`: what tells about the scan is left out anyway.
 Passed PassMetadata(const vips::VImage& image, const Scan& scan, int page, const Format& to, bool sized, bool strip);
 
-// "left out, as PNG has no place for it here: IPTC, text"
+// "not passed on to the PNG file: IPTC, text"
 std::string LostText(const std::vector<std::string>& lost, const Format& to);

@@ -265,14 +265,16 @@ std::string ExifOfTiff(const std::string& source, TiffPlace page, std::vector<st
   to.Follow(to.FirstLink());
   Directory entries;
   Carrier carrier(from, to, std::nullopt, kMostInAll);
-  bool isPrivate = false;
+  bool isPrivate = false, isLarge = false;
   for (const auto& [tag, entry] : from.PageDirectory()) {
     const bool elsewhere = IsOneOf(tag, {TIFFTAG_XMLPACKET, TIFFTAG_RICHTIFFIPTC, TIFFTAG_PHOTOSHOP});
     if (BelongsToPixels(tag) || PlacesPixels(tag) || elsewhere) continue;
     const bool known = tag < kFirstPrivate || IsOneOf(tag, {TIFFTAG_COPYRIGHT, TIFFTAG_EXIFIFD, TIFFTAG_GPSIFD});
     isPrivate = isPrivate || !known;
+    isLarge = isLarge || (known && from.DataBytes(entry) > kMost);
     if (known && from.DataBytes(entry) <= kMost) carrier.Carry(entry, entries);
   }
+  if (isLarge) lost.emplace_back("fields of more than 16 KB");
   if (isPrivate) lost.emplace_back("private tags");
   if (entries.empty()) return "";
   to.ReplacePageDirectory(entries, to.FirstLink());
