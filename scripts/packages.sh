@@ -20,8 +20,10 @@ out=$PWD/build/packages
 rm -rf "$out"
 mkdir -p "$out"
 
-# With the page as it is built, so that building the packages needs no network.
-[ -f web/dist/index.html ] || sh scripts/web.sh --build
+# With the page as it is built, so that building the packages needs no network; not with an older one.
+page=web/dist/index.html
+[ -f "$page" ] && [ -z "$(find engine web/engine web/src web/public web/*.* -newer "$page" -print -quit)" ] ||
+  sh scripts/web.sh --build
 mkdir "$out/source"
 git archive --prefix="zep3-$version/" HEAD -- . ':!debian' | tar -xf - -C "$out/source"
 cp -r web/dist "$out/source/zep3-$version/web/"

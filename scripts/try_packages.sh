@@ -14,7 +14,8 @@ cp "$packages"/*.deb "$root/packages/"
 (cd "$root/packages" && dpkg-scanpackages --multiversion . >Packages 2>/dev/null)
 echo 'deb [trusted=yes] file:/packages ./' >"$root/etc/apt/sources.list.d/zep3.list"
 
-in_root() { chroot "$root" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 TMPDIR=/tmp "$@"; }
+# Without standard input, which holds the names of the tests that are still to come.
+in_root() { chroot "$root" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 TMPDIR=/tmp "$@" </dev/null; }
 install() { in_root apt-get install -q -y --no-install-recommends "$@" >"$root.log" 2>&1 || { tail -n 40 "$root.log"; exit 1; }; }
 in_root apt-get update -q >"$root.log"
 

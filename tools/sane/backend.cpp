@@ -164,8 +164,9 @@ SANE_Parameters Corrected::ToOurs(SANE_Parameters frame) const {
 }
 
 SANE_Parameters Corrected::Parameters() {
+  // After a scan, which ends with a call of cancel, they are those of the next.
+  if (m_way == Way::kAsItComes || Cancelled()) return ToOurs(ScannersParameters());
   if (m_way == Way::kLines) return ToOurs(m_frame);
-  if (m_way == Way::kAsItComes) return ToOurs(ScannersParameters());
   return {m_page.channels == 3 ? SANE_FRAME_RGB : SANE_FRAME_GRAY,
           SANE_TRUE,
           static_cast<SANE_Int>(m_page.BytesPerLine()),

@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -173,9 +174,10 @@ void OwnOptions::ReadConfig() {
         if (Original(i).type == SANE_TYPE_STRING) {
           status = Set(i, value.c_str(), info);
         } else {
-          char* end = nullptr;
-          const double parsed = std::strtod(value.c_str(), &end);
-          if (value.empty() || *end != '\0' || !(std::abs(parsed) < 1000)) break;
+          double parsed = 0; // with a point, whatever the front end's language
+          const char* const behind = value.data() + value.size();
+          const auto [end, error] = std::from_chars(value.data(), behind, parsed);
+          if (error != std::errc() || end != behind || !(std::abs(parsed) < 1000)) break;
           const SANE_Word word =
               Original(i).type == SANE_TYPE_FIXED ? SANE_FIX(parsed) : static_cast<SANE_Word>(parsed);
           status = Set(i, &word, info);

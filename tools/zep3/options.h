@@ -95,7 +95,7 @@ struct ScannerOptions {
   std::vector<std::string> set;                   // NAME=VALUE, see ParseAssignment
   std::string raw;                                // the folder that keeps the scans; empty: nothing keeps them
   std::optional<int> pages;                       // the most
-  int start = 1;                                  // number of the first page in names
+  std::optional<int> start;                       // number of the first page in names
   bool ask = false;                               // before every page
   bool inSoftware = false;                        // no tables go into the scanner
 };

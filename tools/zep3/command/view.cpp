@@ -1,6 +1,5 @@
 #include "command/view.h"
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -69,17 +68,16 @@ ViewedScans NamedScans(const Options& options) {
 }
 
 // Opens the address by way of a file that nobody else can read: the words of a command are open to all of the machine.
+// Not waited for: what opens may be the browser itself. Apart from the terminal, whose Ctrl-C ends the program alone.
 void OpenBrowser(const std::string& address, const fs::path& folder) {
   const fs::path file = folder / "zep3.html";
   std::ofstream(file) << "<!doctype html><meta http-equiv=\"refresh\" content=\"0; url=" << Escape(address) << "\">\n";
   const std::string name = file.string();
-  const pid_t child = ::fork();
-  if (child == 0) {
+  if (::fork() == 0) {
+    ::setsid();
     ::execlp("xdg-open", "xdg-open", name.c_str(), nullptr);
     ::_exit(127);
   }
-  int status = 0;
-  if (child > 0) ::waitpid(child, &status, 0);
 }
 
 bool HasDisplay() { return std::getenv("DISPLAY") != nullptr || std::getenv("WAYLAND_DISPLAY") != nullptr; }

@@ -2,12 +2,16 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 
 #include "failure.h"
+#include "files/output.h"
 
 namespace fs = std::filesystem;
 
 namespace {
+
+constexpr int kMostPages = 1'000'000; // larger numbers are dates and the like
 
 bool Exists(const fs::path& path) {
   std::error_code ignored;
@@ -16,7 +20,7 @@ bool Exists(const fs::path& path) {
 
 } // namespace
 
-PageNames::PageNames(const Options& options) : m_options(options), m_number(options.scanner.start) {
+PageNames::PageNames(const Options& options) : m_options(options), m_number(options.scanner.start.value_or(-1)) {
   const std::string& output = options.output;
   std::error_code ignored;
   if (output.ends_with('/') || fs::is_directory(output, ignored)) {
@@ -44,6 +48,21 @@ std::string PageNames::NameOf(int number) const {
   return m_before + digits + m_behind;
 }
 
+// Behind the last of the folder: pages of a stack do not go into gaps between others.
+int PageNames::NumberBehind(const fs::path& folder, const std::string& before, const std::string& behind) {
+  int last = 0;
+  std::error_code ignored;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder, ignored)) {
+    const std::string name = entry.path().filename().string();
+    if (name.size() <= before.size() + behind.size() || !name.starts_with(before) || !name.ends_with(behind)) continue;
+    const char* const end = name.data() + name.size() - behind.size();
+    int number = 0;
+    const auto [rest, error] = std::from_chars(name.data() + before.size(), end, number);
+    if (error == std::errc() && rest == end && number < kMostPages) last = std::max(last, number);
+  }
+  return last + 1;
+}
+
 std::string PageNames::RawName() const {
   return m_result == "-" ? "scan.tif" : fs::path(m_result).stem().string() + ".tif";
 }
@@ -60,6 +79,12 @@ std::string PageNames::Next(const fs::path& raw) {
                        " exists; nothing was scanned; --overwrite replaces it");
     }
     return m_result;
+  }
+  if (m_number < 0) {
+    const fs::path place = m_before;
+    m_number = m_options.overwrite ? 1 : NumberBehind(FolderOf(place), place.filename().string(), m_behind);
+    if (!raw.empty() && !m_options.overwrite)
+      m_number = std::max(m_number, NumberBehind(raw, place.filename().string(), ".tif"));
   }
   do {
     m_result = NameOf(m_number++);

@@ -22,12 +22,13 @@ class PageNames {
   std::string RawName() const;
 
  private:
+  static int NumberBehind(const std::filesystem::path& folder, const std::string& before, const std::string& behind);
   std::string NameOf(int number) const;
 
   const Options& m_options;
   bool m_many = false;
   std::string m_before, m_behind; // around the number
   size_t m_digits = 3;
-  int m_number;
+  int m_number; // of the next page; below 0: behind those that are there
   std::string m_result;
 };

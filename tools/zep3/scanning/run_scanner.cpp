@@ -64,10 +64,11 @@ class Goodbye {
   std::thread m_thread;
 };
 
-// A scanner's start cannot be interrupted but by another thread, and some do not even listen then.
+// A scanner's start cannot be interrupted but by another thread, and some do not even listen then. Null: none is open
+// yet, and looking for scanners may take for ever, too.
 class Canceller {
  public:
-  explicit Canceller(const Device& device) : m_device(device), m_watch([this] { Watch(); }) {}
+  explicit Canceller(const Device* device) : m_device(device), m_watch([this] { Watch(); }) {}
   ~Canceller() {
     m_done = true;
     m_watch.join();
@@ -78,9 +79,9 @@ class Canceller {
   void Watch() {
     for (int waited = 0; !m_done || m_cancelling; std::this_thread::sleep_for(kOften)) {
       if (!IsInterrupted()) continue;
-      if (waited++ == 0) Cancel();
+      if (waited++ == 0 && m_device != nullptr) Cancel();
       if (waited < kPatience) continue;
-      Say(m_device.Name() + ": does not answer; interrupted");
+      Say((m_device != nullptr ? m_device->Name() : std::string("libsane")) + ": does not answer; interrupted");
       ::_exit(130); // what is pending here, the next run removes
     }
   }
@@ -89,12 +90,12 @@ class Canceller {
   void Cancel() {
     m_cancelling = true;
     m_cancel = std::thread([this] {
-      m_device.Sane().cancel(m_device.Handle());
+      m_device->Sane().cancel(m_device->Handle());
       m_cancelling = false;
     });
   }
 
-  const Device& m_device;
+  const Device* m_device;
   std::atomic<bool> m_done = false, m_cancelling = false;
   std::thread m_cancel, m_watch; // the one that is started with the object comes last
 };
@@ -318,7 +319,7 @@ class Scanning {
   bool ScanPage() {
     const std::string result = m_names.Next(m_raw);
     m_file = m_raw / m_names.RawName();
-    const Canceller canceller(m_device);
+    const Canceller canceller(&m_device);
     m_tables.reset();
     m_finished = false;
     try {
@@ -423,13 +424,26 @@ class Scanning {
     for (const std::string& file : m_options.roll ? m_files : std::vector{m_file.string()}) {
       std::error_code gone;
       if (!fs::exists(file, gone)) continue;
-      const std::string name = (folder / fs::path(file).stem()).string() + "_scan";
-      fs::path kept = name + ".tif";
-      for (int i = 2; fs::exists(kept); i++) kept = name + std::to_string(i) + ".tif";
-      CreateFolders(folder, SyncOf(m_options));
-      fs::copy_file(file, kept);
-      Say("the scan is kept as " + kept.string());
+      // The disk of the results may be full, which is why the page was not finished.
+      if (!IsKeptIn(folder, file) && !IsKeptIn(m_temporary->Path().parent_path(), file))
+        Say(file + ": the scan cannot be kept");
     }
+  }
+
+  // False where it cannot be written there; nothing is left of it then.
+  static bool IsKeptIn(const fs::path& folder, const fs::path& scan) {
+    const std::string name = (folder / scan.stem()).string() + "_scan";
+    std::error_code error, ignored;
+    fs::create_directories(folder, ignored);
+    fs::path kept = name + ".tif";
+    for (int i = 2; fs::exists(fs::symlink_status(kept, ignored)); i++) kept = name + std::to_string(i) + ".tif";
+    fs::rename(scan, kept, error); // which other disks do not take
+    if (error && !fs::copy_file(scan, kept, error)) {
+      fs::remove(kept, ignored);
+      return false;
+    }
+    Say("the scan is kept as " + kept.string());
+    return true;
   }
 
   const Options& m_options;
@@ -452,11 +466,13 @@ class Scanning {
 
 int RunScanner(const Options& options) {
   CatchSignals();
+  std::optional<Canceller> opening(std::in_place, nullptr);
   if (options.scanner.list) return PrintDevices();
   auto sane = std::make_unique<SaneLibrary>(SaneLibrary::Names::kShared);
   auto device =
       std::make_unique<Device>(*sane, options.scanner.device.empty() ? FirstDevice(*sane) : options.scanner.device);
   SetUp(*device, options.scanner);
+  opening.reset();
   const int status = Scanning(options, *device).Run();
   const Goodbye goodbye(status);
   device.reset();

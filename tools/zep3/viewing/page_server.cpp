@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdio>
 #include <fstream>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <thread>
@@ -130,6 +131,7 @@ struct PageServer::Parts {
   std::string word = RandomWord();
   httplib::Server server;
   std::string origin, address;
+  mutable std::mutex writing; // files, of which each thread of the server may have one
 
   // Refuses what does not come from the page. A browser that was led here by another page tells that page's address as
   // the origin, and that page's name as the host.
@@ -174,6 +176,7 @@ struct PageServer::Parts {
       return Answer(response, 415, "a sidecar is application/json");
     try {
       CorrectionFromJson(request.body);
+      const std::lock_guard alone(writing);
       PendingFile file = WritePending(SidecarOf(*scan), request.body, PendingFile::Sync::kYes);
       file.Commit(true);
     } catch (const Failure& failure) {
@@ -248,7 +251,8 @@ const std::string& PageServer::Address() const { return m_parts->address; }
 void PageServer::Serve() {
   std::atomic<bool> ended = false;
   std::thread watch([&] {
-    while (!ended && !IsInterrupted()) std::this_thread::sleep_for(kLook);
+    // A server that does not run yet cannot be stopped.
+    while (!ended && !(IsInterrupted() && m_parts->server.is_running())) std::this_thread::sleep_for(kLook);
     m_parts->server.stop();
   });
   const bool served = m_parts->server.listen_after_bind();
