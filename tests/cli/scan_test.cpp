@@ -328,6 +328,7 @@ TEST_F(Backend, TwoScannersAreCancelledAndStartedAnew) {
     first.SetText("grayify", "yes"); // of the next scan, not of the last
     EXPECT_EQ(sane.getParameters(first.Handle(), &after), SANE_STATUS_GOOD);
     EXPECT_EQ(after.format, SANE_FRAME_GRAY);
+    first.SetText("grayify", "no");
   }
 }
 
