@@ -382,28 +382,30 @@ test('a page that is not isolated declines TIFF in a sentence', async () => {
 
 test('the program serves the page and a folder, and takes corrections back', async () => {
   const folder = join(temporary, 'viewed');
-  mkdirSync(folder);
-  copyFileSync(sample('print-faded.jpg'), join(folder, 'print.jpg'));
-  zep3('-k', 'faded-slide', sample('slide-faded.jpg'), '-o', join(folder, 'done.jpg'), '--sidecar', '-q');
-  copyFileSync(sample('slide-faded.jpg'), join(folder, 'done.jpg'));
-  const server = spawn(program, ['view', '--no-browser', '-q', folder]);
+  for (const box of ['a', 'b']) {
+    mkdirSync(join(folder, box), { recursive: true });
+    copyFileSync(sample('print-faded.jpg'), join(folder, box, 'print.jpg'));
+  }
+  const second = join(folder, 'b', 'print.jpg');
+  zep3('-k', 'faded-slide', second, '-o', join(temporary, 'result.jpg'), '--sidecar', '-q');
+  copyFileSync(join(temporary, 'result.jpg.zep3.json'), `${second}.zep3.json`);
+  const server = spawn(program, ['view', '--no-browser', '-q', '-r', folder]);
   const [line] = await once(server.stdout, 'data');
   const own = await launch();
   const page = await openPage(own, String(line).trim());
-  await page.waitForSelector('canvas[aria-label="done.jpg, after"]'); // with the correction that lies beside it
-  await page.locator('.thumb').nth(1).click();
+  const kind = page.getByLabel('Kind of original');
   await page.waitForSelector('canvas[aria-label="print.jpg, after"]');
+  await page.locator('.thumb').nth(1).click(); // of the same name, with the correction that lies beside it
+  await page.waitForFunction(() =>
+    [...document.querySelectorAll('select')].some(({ value }) => value === 'faded-slide'),
+  );
+  await page.locator('.thumb').nth(0).click();
+  assert.notEqual(await kind.inputValue(), 'faded-slide');
   await press(page, 'Save correction');
   await page.getByText('The correction of print.jpg was written beside it.').waitFor();
   assert.deepEqual(page.faults, []);
-  zep3(
-    '--use-sidecar',
-    join(folder, 'print.jpg.zep3.json'),
-    join(folder, 'print.jpg'),
-    '-o',
-    join(folder, 'out.png'),
-    '-q',
-  );
+  const first = join(folder, 'a', 'print.jpg');
+  zep3('--use-sidecar', `${first}.zep3.json`, first, '-o', join(folder, 'out.png'), '-q');
   await own.close();
   server.kill('SIGINT');
   assert.deepEqual(await once(server, 'exit'), [0, null]);
