@@ -19,8 +19,6 @@ npm --prefix web run --silent build
 [ "${1:-}" != --build ] || exit 0
 
 sh scripts/setup.sh chromium libvips-tools libimage-exiftool-perl
-[ -x build/release/zep3 ] || {
-  [ -f build/release/CMakeCache.txt ] || cmake --preset release -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ >/dev/null
-  cmake --build --preset release --target zep3_program >/dev/null
-}
+[ -f build/release/CMakeCache.txt ] || cmake --preset release -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ >/dev/null
+cmake --build --preset release --target zep3_program >/dev/null
 npm --prefix web test --silent

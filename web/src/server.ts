@@ -31,17 +31,22 @@ function pagesOf(sidecar: string): number {
 /** Opens what is offered, with corrections that are there. */
 export async function openOffered(): Promise<void> {
   if (!isOffered) return;
+  let scans: Offered[] = [];
   try {
-    const { scans } = (await (await ask('scans')).json()) as { scans: Offered[] };
-    for (const [number, { name, sidecar }] of scans.entries()) {
+    ({ scans } = (await (await ask('scans')).json()) as { scans: Offered[] });
+  } catch (error) {
+    say(`The program that opened this page does not answer: ${error instanceof Error ? error.message : error}`);
+  }
+  for (const [number, { name, sidecar }] of scans.entries()) {
+    try {
       const files = [new File([await (await ask(`scans/${number}`)).blob()], name)];
       const text = sidecar ? await (await ask(`scans/${number}/sidecar`)).text() : '';
       if (sidecar) files.push(new File([text], `${name}.zep3.json`));
       const [id] = await openFiles(files);
       if (id !== undefined) places.set(id, { number, pages: pagesOf(text) });
+    } catch (error) {
+      say(`${name}: ${error instanceof Error ? error.message : error}`);
     }
-  } catch (error) {
-    say(`The program that opened this page does not answer: ${error instanceof Error ? error.message : error}`);
   }
 }
 
