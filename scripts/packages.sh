@@ -50,8 +50,11 @@ echo "$(find "$out/first" -name '*.deb' | wc -l) packages: the same from two fol
 lintian --allow-root --fail-on error,warning --suppress-tags bad-distribution-in-changes-file "$out"/first/*.changes
 echo 'lintian: no error, no warning'
 
-if [ "$(id -u)" != 0 ]; then
-  echo 'left out: the bare root needs root'
+# A root of its own takes the right to mount, which not every container has.
+mkdir "$out/mounted"
+if ! mount -t proc proc "$out/mounted" 2>/dev/null; then
+  echo 'left out: the bare root needs root, and the right to mount'
   exit 0
 fi
+umount "$out/mounted"
 sh scripts/try_packages.sh "$out/first" "$out/root"
