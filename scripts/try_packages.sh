@@ -14,6 +14,9 @@ cp "$packages"/*.deb "$root/packages/"
 (cd "$root/packages" && dpkg-scanpackages --multiversion . >Packages 2>/dev/null)
 echo 'deb [trusted=yes] file:/packages ./' >"$root/etc/apt/sources.list.d/zep3.list"
 
+mount -t proc proc "$root/proc"
+trap 'umount "$root/proc"' EXIT
+
 # Without standard input, which holds the names of the tests that are still to come.
 in_root() { chroot "$root" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 TMPDIR=/tmp "$@" </dev/null; }
 install() { in_root apt-get install -q -y --no-install-recommends "$@" >"$root.log" 2>&1 || { tail -n 40 "$root.log"; exit 1; }; }
@@ -33,4 +36,6 @@ in_root sh -c 'dpkg-query -W -f "\${Package}\n" | grep zep3 | xargs apt-get purg
 rm "$root/etc/apt/sources.list.d/zep3.list"
 left=$(find "$root/usr" "$root/etc" -name "*zep3*" | head)
 [ -z "$left" ] || { echo "left after the packages were removed: $left"; exit 1; }
+umount "$root/proc"
+trap - EXIT
 rm -rf "$root"
