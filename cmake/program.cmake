@@ -23,6 +23,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/command/arguments.cpp
   tools/zep3/command/batch.cpp
   tools/zep3/command/command_line.cpp
+  tools/zep3/command/folder_search.cpp
   tools/zep3/command/messages.cpp
   tools/zep3/command/name_list.cpp
   tools/zep3/command/overview.cpp

@@ -18,14 +18,6 @@ std::string NumberText(double value) {
   return text;
 }
 
-// Whole text or nothing.
-std::optional<double> ParseNumber(std::string_view text) {
-  double value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) return std::nullopt;
-  return value;
-}
-
 SANE_Word Scaled(const SANE_Option_Descriptor& option, double value) {
   const double scale = option.type == SANE_TYPE_FIXED ? 1 << SANE_FIXED_SCALE_SHIFT : 1;
   return static_cast<SANE_Word>(std::llround(std::clamp(value * scale, -2147483648.0, 2147483647.0)));
@@ -59,6 +51,13 @@ std::optional<std::string> WordMeant(const SANE_Option_Descriptor& option, const
 }
 
 } // namespace
+
+std::optional<double> ParseNumber(std::string_view text) {
+  double value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) return std::nullopt;
+  return value;
+}
 
 std::string AllowedText(const SANE_Option_Descriptor& option) {
   std::string text;

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "library.h"
@@ -72,6 +73,9 @@ struct DeviceName {
   std::string name, vendor, model, type;
 };
 std::vector<DeviceName> ListDevices(const SaneLibrary& sane, bool localOnly);
+
+// A number with a point, whatever the user's language; the whole text, or nothing.
+std::optional<double> ParseNumber(std::string_view text);
 
 // The words, or the range, that an option takes, as it is told; empty: anything.
 std::string AllowedText(const SANE_Option_Descriptor& option);

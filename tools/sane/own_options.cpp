@@ -3,7 +3,6 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +10,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "device.h"
 #include "tools/zep3/command/stops.h"
 
 namespace {
@@ -174,12 +174,10 @@ void OwnOptions::ReadConfig() {
         if (Original(i).type == SANE_TYPE_STRING) {
           status = Set(i, value.c_str(), info);
         } else {
-          double parsed = 0; // with a point, whatever the front end's language
-          const char* const behind = value.data() + value.size();
-          const auto [end, error] = std::from_chars(value.data(), behind, parsed);
-          if (error != std::errc() || end != behind || !(std::abs(parsed) < 1000)) break;
+          const std::optional<double> parsed = ParseNumber(value);
+          if (!parsed || !(std::abs(*parsed) < 1000)) break;
           const SANE_Word word =
-              Original(i).type == SANE_TYPE_FIXED ? SANE_FIX(parsed) : static_cast<SANE_Word>(parsed);
+              Original(i).type == SANE_TYPE_FIXED ? SANE_FIX(*parsed) : static_cast<SANE_Word>(*parsed);
           status = Set(i, &word, info);
         }
       }

@@ -64,9 +64,13 @@ class KeptOptions {
 
 } // namespace
 
+bool IsFeeder(const Device& device) {
+  return HoldsAny(device.Text(SANE_NAME_SCAN_SOURCE).value_or(""), {"feeder", "adf", "duplex"});
+}
+
 bool LooksTwice(const Device& device) {
+  if (IsFeeder(device)) return false;
   if (const std::optional<std::string> source = device.Text(SANE_NAME_SCAN_SOURCE)) {
-    if (HoldsAny(*source, {"feeder", "adf", "duplex"})) return false;
     return HoldsAny(*source,
                     {"flatbed", "platen", "glass", "transparen", "tpu", "film", "negative", "positive", "slide"});
   }

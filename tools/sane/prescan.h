@@ -6,6 +6,9 @@
 #include "device.h"
 #include "scanned_page.h"
 
+// Whether it scans what it pulls through, by its source.
+bool IsFeeder(const Device& device);
+
 // Whether a scanner can look twice at an original, by its source or by its type; what a feeder has pulled through is
 // gone. A scanner that tells neither is not asked to.
 bool LooksTwice(const Device& device);

@@ -9,6 +9,7 @@
 #include <set>
 #include <utility>
 
+#include "command/folder_search.h"
 #include "failure.h"
 #include "files/output.h"
 #include "interrupt.h"
@@ -164,40 +165,31 @@ std::optional<Plan::Name> Plan::NextName() {
 
 void Plan::Expand(const std::string& folder) {
   m_folder = folder;
-  std::vector<fs::path> folders = {folder};
-  while (!folders.empty() && !IsInterrupted()) {
-    const fs::path current = std::move(folders.back());
-    folders.pop_back();
-    const KeptOriginals kept(current);
-    std::error_code error;
-    fs::directory_iterator entries(current, error);
-    for (; !error && !IsInterrupted() && entries != fs::directory_iterator(); entries.increment(error)) {
-      const fs::path& path = entries->path();
-      std::error_code kind; // of a link that leads nowhere, too
-      const bool isFolder = entries->is_directory(kind) && !entries->is_symlink(kind);
-      // Results of an earlier run are no scans, and neither are thumbnails, and what begins with a dot.
-      if (path.filename().string().starts_with('.') || path.filename() == kReportFolder) continue;
-      if (m_options.recursive && isFolder && !(m_toFolder && SameFile(path.string(), m_options.output)))
-        folders.push_back(path);
-      if (!entries->is_regular_file(kind)) continue;
-      std::string name = path.string();
-      if (const std::string scan = kept.ScanOf(name); !scan.empty()) {
-        // A file without hard links loses its name for a moment when it is replaced. A run that was killed in that
-        // moment is taken up again.
-        const bool lost = m_options.inPlace && !fs::exists(scan, kind);
-        m_left.originals += lost ? 0 : 1;
-        if (!lost) continue;
-        name = scan;
-      }
-      if (IsScanName(name)) {
-        m_pending.push_back(name);
-      } else if (std::find(std::begin(kFolderFiles), std::end(kFolderFiles), path.filename()) ==
-                 std::end(kFolderFiles)) {
-        m_left.extensions[path.extension().string()]++;
-      }
+  FolderSearch search;
+  search.enters = [&](const fs::path& below) {
+    return m_options.recursive && !(m_toFolder && SameFile(below.string(), m_options.output));
+  };
+  search.found = [&](const fs::path& file, const std::string& originalOf) {
+    std::string name = file.string();
+    if (!originalOf.empty()) {
+      // A file without hard links loses its name for a moment when it is replaced. A run that was killed in that
+      // moment is taken up again.
+      std::error_code ignored;
+      const bool lost = m_options.inPlace && !fs::exists(originalOf, ignored);
+      m_left.originals += lost ? 0 : 1;
+      if (!lost) return;
+      name = originalOf;
     }
-    if (error) m_unreadable.push_back({current.string(), "", error.message(), false, ""});
-  }
+    if (IsScanName(name)) {
+      m_pending.push_back(name);
+    } else if (std::find(std::begin(kFolderFiles), std::end(kFolderFiles), file.filename()) == std::end(kFolderFiles)) {
+      m_left.extensions[file.extension().string()]++;
+    }
+  };
+  search.unreadable = [&](const fs::path& below, const std::string& reason) {
+    m_unreadable.push_back({below.string(), "", reason, false, ""});
+  };
+  SearchFolder(folder, search);
   std::sort(m_pending.rbegin(), m_pending.rend());
 }
 

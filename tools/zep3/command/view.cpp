@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "command/folder_search.h"
 #include "failure.h"
 #include "files/formats.h"
 #include "files/output.h"
@@ -34,18 +35,15 @@ fs::path PageFolder() {
   throw Failure("the page is not installed: build it with scripts/web.sh, or install the package zep3-web");
 }
 
-bool IsScan(const fs::directory_entry& entry) {
-  const std::string name = entry.path().filename().string();
-  return entry.is_regular_file() && name.front() != '.' && AnyFormatOfName(name) != nullptr;
-}
-
 void AddFolder(const fs::path& folder, bool recursive, ViewedScans& viewed) {
   const size_t first = viewed.scans.size();
-  for (fs::recursive_directory_iterator entry(folder), end; entry != end; ++entry) {
-    if (entry->is_directory() && (!recursive || entry->path().filename() == kReportFolder))
-      entry.disable_recursion_pending();
-    if (IsScan(*entry)) viewed.scans.push_back(entry->path());
-  }
+  FolderSearch search;
+  search.enters = [&](const fs::path&) { return recursive; };
+  search.found = [&](const fs::path& file, const std::string& originalOf) {
+    if (originalOf.empty() && AnyFormatOfName(file.string()) != nullptr) viewed.scans.push_back(file);
+  };
+  search.unreadable = [](const fs::path& below, const std::string& reason) { Say(below.string() + ": " + reason); };
+  SearchFolder(folder, search);
   std::sort(viewed.scans.begin() + static_cast<std::ptrdiff_t>(first), viewed.scans.end());
 }
 

@@ -8,6 +8,8 @@
 #include <functional>
 #include <string_view>
 
+#include "opening/big_endian.h"
+#include "opening/blobs.h"
 #include "opening/exif_fields.h"
 
 namespace {
@@ -15,12 +17,6 @@ namespace {
 using namespace std::string_view_literals;
 
 constexpr int64_t kMostBytes = 16 << 20; // of a box that is read
-
-uint64_t Number(std::string_view bytes, size_t at, size_t width) {
-  uint64_t number = 0;
-  for (size_t i = at; i < at + width && i < bytes.size(); i++) number = number << 8 | static_cast<uint8_t>(bytes[i]);
-  return number;
-}
 
 using Take = std::function<void(const std::string& type, const std::string& data)>;
 
@@ -34,9 +30,9 @@ void WalkFile(const std::string& path, const Take& take) {
     file.seekg(at);
     file.read(head.data(), 16);
     const std::string type = head.substr(4, 4);
-    auto length = static_cast<int64_t>(Number(head, 0, 4));
+    auto length = static_cast<int64_t>(BigEndian(head, 0, 4));
     const int64_t before = length == 1 ? 16 : 8;
-    if (length == 1) length = static_cast<int64_t>(std::min<uint64_t>(Number(head, 8, 8), INT64_MAX));
+    if (length == 1) length = static_cast<int64_t>(std::min<uint64_t>(BigEndian(head, 8, 8), INT64_MAX));
     if (length == 0) length = end - at; // the last one
     if (length < before || length > end - at) return;
     const bool read = type == "jp2h" || type == "uuid" || type == "Exif" || type == "xml " || type == "brob";
@@ -55,7 +51,7 @@ void WalkFile(const std::string& path, const Take& take) {
 // The boxes within a box.
 void Walk(std::string_view boxes, const Take& take) {
   for (size_t at = 0; at + 8 <= boxes.size();) {
-    const uint64_t length = Number(boxes, at, 4);
+    const uint64_t length = BigEndian(boxes, at, 4);
     if (length < 8 || length > boxes.size() - at) return;
     take(std::string(boxes.substr(at + 4, 4)), std::string(boxes.substr(at + 8, length - 8)));
     at += length;
@@ -66,9 +62,9 @@ void Walk(std::string_view boxes, const Take& take) {
 void TakeResolution(vips::VImage& image, std::string_view data) {
   if (data.size() < 10) return;
   const auto number = [&](size_t at, size_t power) {
-    const auto under = static_cast<double>(Number(data, at + 2, 2));
+    const auto under = static_cast<double>(BigEndian(data, at + 2, 2));
     const auto exponent = static_cast<int8_t>(data[power]);
-    return under == 0 ? 0 : static_cast<double>(Number(data, at, 2)) / under * std::pow(10.0, exponent) / 1000;
+    return under == 0 ? 0 : static_cast<double>(BigEndian(data, at, 2)) / under * std::pow(10.0, exponent) / 1000;
   };
   const double down = number(0, 8), across = number(4, 9);
   if (!(down > 0) || !(across > 0) || down > 1e6 || across > 1e6) return;

@@ -54,15 +54,3 @@ bool SetExif(vips::VImage& image, const std::string& exif, bool turns) {
   }
   return true;
 }
-
-std::string BlobOf(const vips::VImage& image, const char* name) {
-  if (image.get_typeof(name) == 0) return "";
-  size_t size = 0;
-  const void* const bytes = image.get_blob(name, &size);
-  return {static_cast<const char*>(bytes), size};
-}
-
-void SetBlob(vips::VImage& image, const char* name, const std::string& bytes) {
-  image = image.copy(); // a header that others share stays
-  vips_image_set_blob_copy(image.get_image(), name, bytes.data(), bytes.size());
-}

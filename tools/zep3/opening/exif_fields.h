@@ -14,7 +14,3 @@ inline constexpr size_t kMostInSegment = 65000;
 // Gives an image the fields that the image library makes of a block of EXIF, with its orientation where `turns`. False
 // where the block is too large to be read.
 bool SetExif(vips::VImage& image, const std::string& exif, bool turns);
-
-// A blob of the header; empty where it has none.
-std::string BlobOf(const vips::VImage& image, const char* name);
-void SetBlob(vips::VImage& image, const char* name, const std::string& bytes);

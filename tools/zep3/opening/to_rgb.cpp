@@ -3,6 +3,7 @@
 #include <lcms2.h>
 
 #include "failure.h"
+#include "opening/blobs.h"
 #include "tools/icc/profile.h"
 
 namespace {
@@ -21,9 +22,8 @@ bool WasCmyk(const vips::VImage& image) { return image.get_typeof(kOwnProfileFie
 void CheckCmykProfile(const vips::VImage& image) {
   if (image.get_typeof(VIPS_META_ICC_NAME) == 0)
     throw Failure("is a CMYK picture without a profile, so that its colours are not known; convert it to RGB first");
-  size_t size = 0;
-  const void* data = image.get_blob(VIPS_META_ICC_NAME, &size);
-  const IccProfile profile = OpenProfile(data, size);
+  const std::string bytes = BlobOf(image, VIPS_META_ICC_NAME);
+  const IccProfile profile = OpenProfile(bytes.data(), bytes.size());
   const bool good = profile && cmsGetColorSpace(profile.get()) == cmsSigCmykData &&
                     cmsIsIntentSupported(profile.get(), INTENT_RELATIVE_COLORIMETRIC, LCMS_USED_AS_INPUT);
   if (!good) throw Failure("is a CMYK picture whose profile is no usable one of CMYK; convert it to RGB first");
@@ -45,11 +45,7 @@ vips::VImage ToRgb(const vips::VImage& image, int bits) {
   vips::VImage rgb = (cmyk ? colours.icc_transform(to, Intent(bits)->set("embedded", true))
                            : colours.icc_export(Intent(bits)->set("output_profile", to)))
                          .copy();
-  if (cmyk) {
-    size_t size = 0;
-    const void* profile = image.get_blob(VIPS_META_ICC_NAME, &size);
-    vips_image_set_blob_copy(rgb.get_image(), kOwnProfileField, profile, size);
-  }
+  if (cmyk) SetBlob(rgb, kOwnProfileField, BlobOf(image, VIPS_META_ICC_NAME));
   rgb.set(kConvertedField, (std::string(cmyk ? "its CMYK colours" : "its Lab colours") + " become RGB (" +
                             (bits == 16 ? "Display P3" : "sRGB") + ")")
                                .c_str());
@@ -59,14 +55,14 @@ vips::VImage ToRgb(const vips::VImage& image, int bits) {
 vips::VImage FromRgb(const vips::VImage& image) {
   const int bits = image.format() == VIPS_FORMAT_USHORT ? 16 : 8;
   auto* how = vips::VImage::option()->set("intent", VIPS_INTENT_RELATIVE)->set("embedded", true);
-  const vips::VImage lab = image.icc_import(how->set("black_point_compensation", true)).copy();
+  vips::VImage lab = image.icc_import(how->set("black_point_compensation", true)).copy();
   vips_image_remove(lab.get_image(), VIPS_META_ICC_NAME);
   if (!WasCmyk(image)) return lab.colourspace(bits == 16 ? VIPS_INTERPRETATION_LABS : VIPS_INTERPRETATION_LABQ);
-  size_t size = 0;
-  const void* data = image.get_blob(kOwnProfileField, &size);
-  if (!cmsIsIntentSupported(OpenProfile(data, size).get(), INTENT_RELATIVE_COLORIMETRIC, LCMS_USED_AS_OUTPUT))
+  const std::string own = BlobOf(image, kOwnProfileField);
+  if (!cmsIsIntentSupported(OpenProfile(own.data(), own.size()).get(), INTENT_RELATIVE_COLORIMETRIC,
+                            LCMS_USED_AS_OUTPUT))
     throw Failure("its CMYK profile does not lead back to inks; leave --keep-space out");
-  vips_image_set_blob_copy(lab.get_image(), VIPS_META_ICC_NAME, data, size);
+  SetBlob(lab, VIPS_META_ICC_NAME, own);
   return lab.icc_export(Intent(bits)); // to the profile that it carries
 }
 

@@ -11,6 +11,8 @@
 #include <string_view>
 
 #include "failure.h"
+#include "opening/big_endian.h"
+#include "opening/blobs.h"
 #include "opening/boxes.h"
 #include "opening/exif_fields.h"
 #include "tiff/tiff_pages.h"
@@ -24,19 +26,13 @@ using namespace std::string_view_literals;
 constexpr auto kResources = "Photoshop 3.0\0"sv;
 constexpr auto kIptcResource = "8BIM\x04\x04"sv;
 
-size_t BigEndian(std::string_view bytes, size_t at, size_t width) {
-  size_t number = 0;
-  for (size_t i = at; i < at + width; i++) number = number << 8 | static_cast<uint8_t>(bytes[i]);
-  return number;
-}
-
 // Resources are a mark, a number, a name of even length with its own, the length of the data, and the data, padded.
 std::string BareIptc(const std::string& blob) {
   if (!blob.starts_with(kResources)) return blob;
   for (size_t at = kResources.size(); at + 12 <= blob.size();) {
     const size_t data = at + 6 + (static_cast<uint8_t>(blob[at + 6]) + 2U) / 2 * 2 + 4;
     if (data > blob.size()) break;
-    const size_t size = BigEndian(blob, data - 4, 4);
+    const uint64_t size = BigEndian(blob, data - 4, 4);
     if (size > blob.size() - data) break;
     if (blob.compare(at, kIptcResource.size(), kIptcResource) == 0) return blob.substr(data, size);
     at = data + (size + 1) / 2 * 2;

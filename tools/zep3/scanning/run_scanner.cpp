@@ -190,13 +190,6 @@ ScanNote NoteOf(const Device& device) {
   return {device.Name(), x ? x : both, y ? y : both};
 }
 
-bool IsFeeder(const Device& device) {
-  std::string source = device.Text(SANE_NAME_SCAN_SOURCE).value_or("");
-  std::transform(source.begin(), source.end(), source.begin(), [](unsigned char c) { return std::tolower(c); });
-  return source.find("feeder") != std::string::npos || source.find("adf") != std::string::npos ||
-         source.find("duplex") != std::string::npos;
-}
-
 void WriteRaw(const ScannedPage& page, const Device& device, const fs::path& to, PendingFile::Sync sync,
               bool overwrite) {
   CreateFolders(to.parent_path(), sync);

@@ -156,14 +156,14 @@ ReportDetail DetailOf(const ScanPart& part, const CorrectedPage& corrected) {
 
 using Commands = std::vector<std::pair<std::string, std::string>>;
 
-constexpr double kBrighter = 0.5;                       // stops
-constexpr double kWarmer = 0.4;                         // stops between red and blue
-constexpr std::array<int64_t, 3> kWarm = {16, -3, -23}; // the same as a colour balance, steps of 0.003 density
+constexpr double kBrighter = 0.5; // stops
+constexpr double kWarmer = 0.4;   // stops between red and blue
 
 std::string BalanceText(const ZEP3_PARA& para, int64_t sign) {
   const int64_t now[] = {para.ic.lColorBalanceR, para.ic.lColorBalanceG, para.ic.lColorBalanceB};
+  const std::array<int64_t, 3> warm = BalanceOfStops(kWarmer, 0);
   std::string text;
-  for (size_t c = 0; c < 3; c++) text.append(c == 0 ? "" : ",").append(std::to_string(now[c] + sign * kWarm[c]));
+  for (size_t c = 0; c < 3; c++) text.append(c == 0 ? "" : ",").append(std::to_string(now[c] + sign * warm[c]));
   return text;
 }
 

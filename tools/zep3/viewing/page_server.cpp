@@ -97,8 +97,9 @@ const char* TypeOf(const fs::path& file) {
 void SendFile(Response& response, const fs::path& path, const char* type) {
   auto file = std::make_shared<std::ifstream>(path, std::ios::binary);
   std::error_code error;
-  const uintmax_t size = fs::is_regular_file(path, error) ? fs::file_size(path, error) : 0;
-  if (error || !*file || !fs::is_regular_file(path, error)) return Answer(response, 404, "not there");
+  const bool regular = fs::is_regular_file(path, error);
+  const uintmax_t size = regular ? fs::file_size(path, error) : 0;
+  if (!regular || error || !*file) return Answer(response, 404, "not there");
   if (size == 0) return response.set_content("", type);
   response.set_content_provider(size, type, [file](size_t offset, size_t length, httplib::DataSink& sink) {
     std::string piece(std::min(length, kPiece), '\0');
