@@ -4,9 +4,13 @@
 #include <sane/saneopts.h>
 #include <tiffio.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstring>
 #include <memory>
 #include <numeric>
+#include <thread>
 
 #include "program.h"
 #include "tools/sane/device.h"
@@ -117,6 +121,23 @@ TEST_F(Scan, FeederIsScannedUntilItIsEmpty) {
   EXPECT_TRUE(Exists("pages/012.tif") && !Exists("pages/013.tif") && !Exists("pages/004.tif"));
   const Outcome named = ScanBy("-d test:0 --source auto --mode Gray --resolution 20 -k photo -o 'p%d.png' --pages 1");
   EXPECT_TRUE(Exists("p1.png")) << named.err;
+}
+
+TEST_F(Scan, AsksForOneOriginalAfterTheOther) {
+  const struct {
+    const char* answers;
+    int pages;
+  } cases[] = {{"\\n\\nq\\n\\n", 3}, {"q\\n", 1}, {"", 1}};
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.answers);
+    fs::remove_all(m_folder / "asked");
+    const Outcome run = Run(std::string("printf '") + each.answers + "' | " + m_environment + kTimed + ZEP3_PROGRAM +
+                            " scan --ask -d test:0 --mode Gray --resolution 20 -k photo -o asked/");
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_IN("next original, then Enter; q ends", run.err);
+    EXPECT_IN(std::to_string(each.pages) + (each.pages == 1 ? " page scanned" : " pages scanned"), run.err);
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder / "asked"), {}), each.pages);
+  }
 }
 
 TEST_F(Scan, FramesOfARollAreDecidedTogether) {
@@ -330,6 +351,29 @@ TEST_F(Backend, TwoScannersAreCancelledAndStartedAnew) {
     EXPECT_EQ(after.format, SANE_FRAME_GRAY);
     first.SetText("grayify", "no");
   }
+}
+
+std::atomic<int> cancelsBegun, cancelsUnderWay, mostAtOnce;
+
+void SlowCancel(SANE_Handle) {
+  cancelsBegun++;
+  mostAtOnce = std::max(mostAtOnce.load(), ++cancelsUnderWay);
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  cancelsUnderWay--;
+}
+
+TEST_F(Backend, IsCancelledOnceAtATime) {
+  SaneLibrary sane(SaneLibrary::Names::kShared);
+  const Device device(sane, "test:0");
+  sane.cancel = &SlowCancel;
+  std::thread inside([&] { device.Cancel(); });
+  while (cancelsBegun == 0) std::this_thread::yield();
+  device.CancelFromOutside(); // comes back at once
+  EXPECT_EQ(cancelsBegun, 1);
+  device.Cancel(); // waits, and is made
+  EXPECT_EQ(cancelsBegun, 2);
+  EXPECT_EQ(mostAtOnce, 1);
+  inside.join();
 }
 
 TEST_F(Backend, IsInitialisedAnewWithoutEnd) {

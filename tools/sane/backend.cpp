@@ -26,10 +26,6 @@ constexpr const char* kTableOptions[] = {SANE_NAME_CUSTOM_GAMMA, SANE_NAME_GAMMA
                                          SANE_NAME_GAMMA_VECTOR_G, SANE_NAME_GAMMA_VECTOR_B};
 constexpr int64_t kAtOnce = 256 << 10; // bytes of lines that are corrected together
 
-bool IsColourFrame(SANE_Frame format) {
-  return format == SANE_FRAME_RED || format == SANE_FRAME_GREEN || format == SANE_FRAME_BLUE;
-}
-
 // Black and white, and what is no pixels, is handed on as it comes.
 bool IsCorrectable(const SANE_Parameters& frame) { return frame.depth != 1 && FaultOfFrame(frame).empty(); }
 
@@ -214,9 +210,11 @@ void Corrected::Start() {
   SANE_Parameters frame = {};
   const bool told = sane.getParameters(m_device.Handle(), &frame) == SANE_STATUS_GOOD;
   bool looked = false;
-  if (m_own.Kind() != nullptr && told && IsCorrectable(frame) && !m_own.WholePages() && !IsEvened(*m_own.Kind()) &&
+  // The frames of three passes make a page only together, which is then decided as a whole.
+  const bool lines = told && IsCorrectable(frame) && !IsColourFrame(frame.format);
+  if (m_own.Kind() != nullptr && lines && !m_own.WholePages() && !IsEvened(*m_own.Kind()) &&
       (m_own.AlwaysPrescan() || LooksTwice(m_device))) {
-    sane.cancel(m_device.Handle()); // the page before
+    m_device.Cancel(); // the page before
     ScannedPage low;
     looked = TakeLowPage(m_device, low, stops) && low.depth == frame.depth;
     if (looked) Decide(low);
@@ -287,7 +285,7 @@ SANE_Status Corrected::Read(SANE_Byte* data, SANE_Int room, SANE_Int& count) {
 // Also from a signal's handler or another thread, in the middle of Start.
 void Corrected::Cancel() {
   m_cancelled = true;
-  m_device.Sane().cancel(m_device.Handle());
+  m_device.CancelFromOutside();
 }
 
 // ---- what all devices share ----

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <thread>
 
 namespace {
 
@@ -87,6 +88,18 @@ std::vector<DeviceName> ListDevices(const SaneLibrary& sane, bool localOnly) {
 
 Device::Device(const SaneLibrary& sane, const std::string& name) : m_sane(sane), m_name(name) {
   Check(m_sane.open(name.c_str(), &m_handle));
+}
+
+void Device::Cancel() const {
+  while (m_cancelling.test_and_set()) std::this_thread::yield();
+  m_sane.cancel(m_handle);
+  m_cancelling.clear();
+}
+
+void Device::CancelFromOutside() const {
+  if (m_cancelling.test_and_set()) return;
+  m_sane.cancel(m_handle);
+  m_cancelling.clear();
 }
 
 const std::string& Device::Type() const {

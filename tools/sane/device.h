@@ -1,6 +1,7 @@
 // A scanner that is open, and its options by name.
 #pragma once
 
+#include <atomic>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,6 +20,11 @@ class Device {
   const SaneLibrary& Sane() const { return m_sane; }
   SANE_Handle Handle() const { return m_handle; }
   const std::string& Name() const { return m_name; }
+
+  // Ends a scan. Backends are not made for two calls at a time: one that is under way elsewhere is waited for.
+  void Cancel() const;
+  // From a signal's handler or another thread: a scan that is being ended already is left to that.
+  void CancelFromOutside() const;
 
   // As libsane lists it, such as "flatbed scanner"; empty: it does not. The first call takes seconds where there are
   // many backends; scanners of networks are not looked for.
@@ -65,6 +71,7 @@ class Device {
   const SaneLibrary& m_sane;
   std::string m_name;
   SANE_Handle m_handle = nullptr;
+  mutable std::atomic_flag m_cancelling;
   mutable std::optional<std::string> m_type;
 };
 

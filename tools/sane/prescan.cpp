@@ -78,11 +78,11 @@ bool LooksTwice(const Device& device) {
 }
 
 bool TakeLowPage(Device& device, ScannedPage& page, const std::function<bool()>& stops) {
-  const SaneLibrary& sane = device.Sane();
   SANE_Parameters whole = {};
   const std::optional<double> present = device.Number(SANE_NAME_SCAN_RESOLUTION);
   const SANE_Int resolution = device.Settable(SANE_NAME_SCAN_RESOLUTION);
-  if (!present || resolution == 0 || sane.getParameters(device.Handle(), &whole) != SANE_STATUS_GOOD) return false;
+  if (!present || resolution == 0 || device.Sane().getParameters(device.Handle(), &whole) != SANE_STATUS_GOOD)
+    return false;
   const double longer = std::max(whole.pixels_per_line, whole.lines);
   if (longer <= kLongerSide || whole.lines < 1) return false;
   const std::optional<double> low =
@@ -96,11 +96,11 @@ bool TakeLowPage(Device& device, ScannedPage& page, const std::function<bool()>&
     }
     ReadPage(device, page, nullptr, stops);
   } catch (...) {
-    sane.cancel(device.Handle());
+    device.Cancel();
     kept.PutBack();
     throw;
   }
-  sane.cancel(device.Handle());
+  device.Cancel();
   kept.PutBack();
   return true;
 }

@@ -28,10 +28,6 @@ int OpenNameless() {
   return file;
 }
 
-bool IsColourFrame(SANE_Frame format) {
-  return format == SANE_FRAME_RED || format == SANE_FRAME_GREEN || format == SANE_FRAME_BLUE;
-}
-
 // Puts the bytes of a frame, however they are cut, to their places in the page.
 class Frame {
  public:
@@ -147,7 +143,7 @@ void ReadStartedPage(const Device& device, ScannedPage& page, const PageProgress
     const double parts = IsColourFrame(frame.format) ? 3 : 1;
     for (double done = 0;;) {
       SANE_Int count = 0;
-      if (stops()) sane.cancel(device.Handle());
+      if (stops()) device.Cancel();
       const SANE_Status status =
           sane.read(device.Handle(), buffer.data(), static_cast<SANE_Int>(buffer.size()), &count);
       if (stops()) throw ScannerFault(device.Name() + ": cancelled", SANE_STATUS_CANCELLED);

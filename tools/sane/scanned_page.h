@@ -37,6 +37,11 @@ class ScannedPage {
 // How far a page is: 0..1, or nothing where the scanner does not know how long it is.
 using PageProgress = std::function<void(std::optional<double> part)>;
 
+// One of the three of a page that is scanned colour by colour.
+inline bool IsColourFrame(SANE_Frame format) {
+  return format == SANE_FRAME_RED || format == SANE_FRAME_GREEN || format == SANE_FRAME_BLUE;
+}
+
 // Whether the frame is such as is read here: gray, or colours in one frame or three, of 1, 8 or 16 bits; otherwise why
 // not.
 std::string FaultOfFrame(const SANE_Parameters& frame);

@@ -90,7 +90,7 @@ class Canceller {
   void Cancel() {
     m_cancelling = true;
     m_cancel = std::thread([this] {
-      m_device->Sane().cancel(m_device->Handle());
+      m_device->CancelFromOutside();
       m_cancelling = false;
     });
   }
@@ -278,7 +278,7 @@ class Scanning {
       if (!IsInterrupted()) Say(error.what());
       status = 1;
     }
-    m_device.Sane().cancel(m_device.Handle());
+    m_device.Cancel();
     m_progress.Clear();
     if (IsInterrupted() && m_options.roll && m_count > 0) KeepScans();
     if (IsInterrupted()) Say("interrupted");
@@ -324,11 +324,11 @@ class Scanning {
         reason = "its tables do something else";
         m_tables.reset();
         CloseTables(m_device);
-        m_device.Sane().cancel(m_device.Handle());
+        m_device.Cancel();
         Read(page);
       }
       // A feeder goes on with the next page of its stack; others begin anew.
-      if (!m_feeder) m_device.Sane().cancel(m_device.Handle());
+      if (!m_feeder) m_device.Cancel();
       m_low.Clear();
       m_finished = m_tables.has_value();
       if (!reason.empty() && m_options.verbose && m_count == 0) Say(m_device.Name() + ": finished here: " + reason);
@@ -355,7 +355,7 @@ class Scanning {
     if (!LooksTwice(m_device)) return "the scanner cannot look twice";
     if (!TakeLowPage(m_device, m_low, IsInterrupted)) {
       Read(m_low);
-      m_device.Sane().cancel(m_device.Handle());
+      m_device.Cancel();
     }
     const TemporaryFolder folder;
     const fs::path file = folder.Path() / "pre-scan.tif";
