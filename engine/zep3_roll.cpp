@@ -47,7 +47,7 @@ int ObserveZEP3(const ZEP3_BmpInfo* bmp, const ZEP3_PARA* para, const double* pd
   if (!hist->MakeHistogram(&image, hist->m_nAreaMargin, &copy)) return 0;
   const View view = LookAt(image, copy);
   const std::vector<size_t>& blocks = view.picture.blocks;
-  if (!blocks.empty() && (hist->IsOutRange(copy) || HaveUsableLevels(view.grid, blocks, *hist, DocType(copy)))) {
+  if (!blocks.empty() && (hist->IsOutRange(copy) || HaveUsableLevels(view.grid, blocks, DocType(copy)))) {
     if (IsNegative(copy)) {
       ObserveNegative(view, pdColorMatrix, copy, found);
     } else {

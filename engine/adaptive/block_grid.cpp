@@ -5,14 +5,22 @@
 #include <cmath>
 
 #include "engine/common/convert.h"
-#include "engine/hist/chist.h"
-#include "engine/hist/level_bounds.h"
+#include "engine/common/record.h"
 #include "engine/image/block_means.h"
 #include "engine/image/sampling.h"
 
 namespace {
 
 constexpr double kMostBlocks = 30000.0;
+
+// 8-bit levels that tell of a picture: neither the scanner's black nor its white, but for paper, which may be as white.
+constexpr double kDarkestTold = 1.0;
+constexpr double kLightestTold = 254.0;
+constexpr double kPaperWhite = 255.0;
+// Shares of the picture that have such levels, in the mean of the channels and in the poorest. The rest may be a night
+// sky, a stage or a bare bulb; water takes the red and lamps lack the blue.
+constexpr double kLeastTold = 0.35;
+constexpr double kLeastOfChannel = 0.05;
 
 } // namespace
 
@@ -66,18 +74,19 @@ BlockGrid ReadBlockGrid(const ZEP3_BmpInfo& image, int margin) {
   return grid;
 }
 
-bool HaveUsableLevels(const BlockGrid& grid, const std::vector<size_t>& blocks, const CHIST& hist, int16_t docType) {
-  const LevelBounds bounds = BoundsOf(hist, docType);
-  double all = 0.0;
+bool HaveUsableLevels(const BlockGrid& grid, const std::vector<size_t>& blocks, int16_t docType) {
+  const double lightest = docType == ZEP3_DOC_REFLECTIVE ? kPaperWhite : kLightestTold;
   double least = 1.0;
-  for (int c = 0; c < 3; c++) {
-    const auto outside = std::count_if(blocks.begin(), blocks.end(), [&](size_t at) {
-      const double level = grid.level[c][at];
-      return level < bounds.low[c] || level > bounds.high;
-    });
-    const double share = static_cast<double>(outside) / static_cast<double>(blocks.size());
-    all += share;
+  double all = 0.0;
+  double most = 0.0;
+  for (const std::vector<double>& level : grid.level) {
+    const auto told = std::count_if(blocks.begin(), blocks.end(),
+                                    [&](size_t at) { return level[at] >= kDarkestTold && level[at] <= lightest; });
+    const double share = static_cast<double>(told) / static_cast<double>(blocks.size());
     least = std::min(least, share);
+    all += share;
+    most = std::max(most, share);
   }
-  return docType == ZEP3_DOC_NEGATIVE_BW ? 3.0 * least <= hist.m_dOutRangeLimit : all <= hist.m_dOutRangeLimit;
+  if (docType == ZEP3_DOC_NEGATIVE_BW) return most >= kLeastTold;
+  return all / 3.0 >= kLeastTold && least >= kLeastOfChannel;
 }

@@ -33,6 +33,7 @@ struct BlockGrid {
 // `margin`: percent of the area's extent left out.
 BlockGrid ReadBlockGrid(const ZEP3_BmpInfo& image, int margin);
 
-// Whether the given blocks pass the test of usable levels that the standard analysis puts to the whole scan. For
-// monochrome film one channel that passes is enough. `hist` holds the level bounds; docType is 0 to 3.
-bool HaveUsableLevels(const BlockGrid& grid, const std::vector<size_t>& blocks, const CHIST& hist, int16_t docType);
+// Whether enough of the given blocks have levels that tell of the picture, in every channel; for monochrome film one
+// channel is enough. The test that the standard analysis puts to the whole scan asks for nearly all of them, which
+// pictures with a black background or a bare bulb do not have. docType is 0 to 3.
+bool HaveUsableLevels(const BlockGrid& grid, const std::vector<size_t>& blocks, int16_t docType);

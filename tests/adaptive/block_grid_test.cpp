@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <numeric>
+#include <vector>
+
 #include "support.h"
 
 namespace {
@@ -31,6 +34,33 @@ TEST(BlockGrid, HoldsTheMeansOfWholeBlocks) {
         }
       }
     }
+  }
+}
+
+TEST(BlockGrid, KnowsPicturesByTheLevelsThatTell) {
+  const struct {
+    const char* what;
+    int type;
+    int level[3]; // of some columns, in percent, by channel; the others have 120
+    int percent[3];
+    bool usable;
+  } cases[] = {
+      {"night", ZEP3_DOC_REFLECTIVE, {0, 0, 0}, {60, 60, 60}, true},
+      {"hardly a light", ZEP3_DOC_REFLECTIVE, {0, 0, 0}, {70, 70, 70}, false},
+      {"snow", ZEP3_DOC_POSITIVE, {254, 254, 254}, {100, 100, 100}, true},
+      {"bare light", ZEP3_DOC_POSITIVE, {255, 255, 255}, {70, 70, 70}, false},
+      {"white paper", ZEP3_DOC_REFLECTIVE, {255, 255, 255}, {100, 100, 100}, true},
+      {"under water", ZEP3_DOC_POSITIVE, {0, 0, 0}, {94, 0, 0}, true},
+      {"a lamp without blue", ZEP3_DOC_NEGATIVE, {0, 0, 0}, {0, 0, 100}, false},
+      {"monochrome by such a lamp", ZEP3_DOC_NEGATIVE_BW, {0, 0, 0}, {0, 100, 100}, true},
+  };
+  for (const auto& row : cases) {
+    Image image(200, 150);
+    image.Fill([&](int x, int, int c) { return x < 2 * row.percent[c] ? row.level[c] : 120; });
+    const BlockGrid grid = ReadBlockGrid(image.bmp, 0);
+    std::vector<size_t> blocks(grid.Size());
+    std::iota(blocks.begin(), blocks.end(), size_t{0});
+    EXPECT_EQ(HaveUsableLevels(grid, blocks, static_cast<int16_t>(row.type)), row.usable) << row.what;
   }
 }
 

@@ -180,6 +180,20 @@ TEST(Positive, SeesWhatLiesInsideOfMountAndHolder) {
   EXPECT_EQ(points(), before);
 }
 
+TEST(Positive, ABlackStageTakesNoPictureWithIt) {
+  // Two fifths of the picture, in its middle, have no light at all: more than the standard analysis takes.
+  const auto stage =
+      Scan([](int x, int y, int c) { return x >= 60 && x < 140 ? 4.0 : Photograph(x, y, c); }, {{0, 0, 0}, {1, 1, 1}});
+  for (const int type : {ZEP3_DOC_REFLECTIVE, ZEP3_DOC_POSITIVE}) {
+    const Result result(type, ZEP3_SUB_PHOTO, *stage);
+    EXPECT_EQ(result.evidence.lAnalysis, ZEP3_ANALYSIS_POSITIVE);
+    EXPECT_EQ(result.evidence.lVerdict, ZEP3_VERDICT_GOOD);
+    for (const double d : {0.2, 0.6, 1.2}) {
+      for (int c = 0; c < 3; c++) EXPECT_NEAR(result.At(Level(d), c), Srgb(std::pow(10.0, -d)), 6) << d;
+    }
+  }
+}
+
 TEST(Positive, SaysWhenScenesLackWhiteOrBlack) {
   for (const bool dark : {false, true}) {
     const auto scene = [&](int x, int y, int c) {

@@ -78,7 +78,7 @@ bool ProposePositive(const View& view, const CZEP& standard, bool usable, const 
   const PositiveEstimator estimator(material, history, caution, shared != nullptr ? &box : nullptr);
   const PositiveEstimate estimate = estimator.Estimate(grid, picture.blocks);
   if (!estimate.usable) return false;
-  if (!usable && !HaveUsableLevels(grid, picture.blocks, *standard.m_pHist, DocType(para))) return false;
+  if (!usable && !HaveUsableLevels(grid, picture.blocks, DocType(para))) return false;
 
   ZEP3_IC& ic = para.ic;
   ZEP3_POINTS calculated[3];
