@@ -13,6 +13,7 @@
 #include "engine/page/histogram.h"
 #include "engine/page/light.h"
 #include "engine/page/paper.h"
+#include "engine/page/sheet.h"
 #include "engine/page/surface.h"
 
 namespace page {
@@ -105,13 +106,8 @@ Colour PaperOf(const Surface& surface, const Mask& known) {
 }
 
 // Whether the sheet is dyed, not yellowed, stained or lit by a coloured lamp.
-bool IsDyed(const Surface& surface, const Mask& known, const Colour& sheet) {
-  Histogram redOverBlue(-2.0F, 2.0F);
-  for (size_t i = 0; i < known.Size(); i++) {
-    const Colour& v = surface.level.cells[i];
-    if (known.cells[i] != 0) redOverBlue.Add(std::log(std::max(v[0], kDarkest) / std::max(v[2], kDarkest)));
-  }
-  if (redOverBlue.Percentile(95.0) - redOverBlue.Percentile(5.0) > kDyedSpread) return false;
+bool IsDyed(const Lie& lie, const Colour& sheet) {
+  if (lie.tint > kDyedSpread) return false;
   const auto ln = [&](size_t c) { return std::log(static_cast<double>(std::max(sheet[c], kDarkest))); };
   const double red = ln(0) - ln(1), green = ln(1) - ln(2);
   const double tint = std::max({ln(0), ln(1), ln(2)}) - std::min({ln(0), ln(1), ln(2)});
@@ -123,16 +119,6 @@ bool IsDyed(const Surface& surface, const Mask& known, const Colour& sheet) {
 double ConfidenceOf(const Figures& figures) {
   const double share = std::clamp((figures.known - kPaperLeast) / (kPaperSure - kPaperLeast), 0.0, 1.0);
   return kConfidenceLeast + (kConfidenceMost - kConfidenceLeast) * share;
-}
-
-// By what a level of the pre-scan's light changes from place to place: the surface's 98th over its 2nd percentile, ln.
-double UnevennessOf(const Surface& surface, const Mask& known) {
-  Histogram means(0.0F, 1.0F);
-  for (size_t i = 0; i < known.Size(); i++) {
-    if (known.cells[i] != 0) means.Add(Mean(surface.level.cells[i]));
-  }
-  const auto at = [&](double percent) { return std::max(means.Percentile(percent), static_cast<double>(kDarkest)); };
-  return std::log(at(98.0) / at(2.0));
 }
 
 // To 2^-13 of a gain, a thirtieth of a level of 8 bits at white. So few bits that a surface is written down in little
@@ -185,6 +171,7 @@ std::optional<Checks> Propose(const ZEP3_BmpInfo& image, const Request& request,
   const Paper paper = FindPaper(ground);
   const Surface surface = MeasureSurface(planes, levels, ground, paper);
   const Figures figures = MeasureFigures(planes, levels, ground, paper, surface);
+  const Lie lie = HowItLies(ground, paper, surface);
   const Colour sheet = PaperOf(surface, paper.known);
 
   PageEvidence& seen = measured.page;
@@ -192,18 +179,18 @@ std::optional<Checks> Propose(const ZEP3_BmpInfo& image, const Request& request,
   seen.paper = figures.known;
   seen.objects = figures.objects;
   for (size_t c = 0; c < 3; c++) seen.sheet[c] = 255.0 * static_cast<double>(sheet[c]);
-  seen.uneven = UnevennessOf(surface, paper.known);
+  seen.uneven = lie.uneven;
   seen.noise = share(figures.noise);
   seen.deep = share(figures.deep);
   seen.strokes = share(figures.strokes);
   seen.darkest = share(figures.darkest);
   const auto reason = [&](bool so, int64_t bit) { evidence.lReasons |= so ? bit : 0; };
-  if (!HasPaper(figures) || paper.leak > kLeakMost) {
+  if (!HasPaper(figures) || paper.leak > kLeakMost || !LiesAsSheetsDo(lie, ground.reverse)) {
     evidence.lReasons |= ZEP3_REASON_NO_PAPER;
     return std::nullopt;
   }
   const float lightest = std::max({sheet[0], sheet[1], sheet[2]});
-  const bool coloured = IsDyed(surface, paper.known, sheet);
+  const bool coloured = IsDyed(lie, sheet);
   reason(seen.uneven > kUnevenTold, ZEP3_REASON_UNEVEN_LIGHT);
   reason(coloured && !ground.reverse, ZEP3_REASON_COLOURED_SHEET);
   reason(ground.reverse, ZEP3_REASON_REVERSE);

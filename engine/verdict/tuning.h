@@ -40,6 +40,8 @@ inline constexpr ResultLimits kPageLimits = {
     .clipped = 2.0, .marksLost = 0.9, .lightest = 100.0, .darkest = 254.0, .cast = 60.0, .castGrown = 40.0};
 
 inline constexpr double kAsBefore = 15.0; // display levels
+// Display levels between what is light and what is dark (kEndShare) on a page with less than a line or two.
+inline constexpr double kBlankPage = 24.0;
 
 inline constexpr double kUnsure = 0.5; // confidence
 

@@ -156,6 +156,43 @@ TEST(Page, WithoutPaperNothingIsEvened) {
   EXPECT_EQ(ApplyZEP3Page(&page.scan.bmp, 0, 0, &page.surface, page.table.data()), 0);
 }
 
+// Whether blank or written on, at the edges or on a lid, paper lies as a sheet does; a sky does not.
+TEST(Page, SkiesAreNoPaper) {
+  const auto tilted = [](int x, int y) { // by 4 degrees
+    const double right = (x - 320) * 0.9976 + (y - 240) * 0.0698, down = (y - 240) * 0.9976 - (x - 320) * 0.0698;
+    return std::fabs(right) < 200 && std::fabs(down) < 150;
+  };
+  const auto isText = [](int x, int y) { return x > 180 && x < 460 && y > 140 && y < 340 && y % 12 < 3 && x % 9 < 6; };
+  const auto roofs = [](int x, int y) { return y > 250 + 90 * std::fabs(std::sin(x * 0.02)); };
+  const struct {
+    const char* what;
+    std::function<double(int, int, int)> level;
+    bool paper;
+  } rows[] = {
+      {"sky above roofs",
+       [&](int x, int y, int c) {
+         return roofs(x, y) ? 60 + 40 * std::sin(x * 0.4) * std::sin(y * 0.3) : 160.0 + 25 * c + 0.12 * y;
+       },
+       false},
+      {"evening sky", [](int, int y, int c) { return 235.0 - (c == 2 ? 0.25 : 0.1) * y; }, false},
+      {"blank sheet", [](int, int, int c) { return 236.0 - 14 * c; }, true},
+      {"page on a lid",
+       [&](int x, int y, int c) { return !tilted(x, y)  ? 30.0
+                                         : isText(x, y) ? 40.0
+                                                        : 230.0 - 10 * c; }, true},
+      {"blank page on a lid", [&](int x, int y, int) { return tilted(x, y) ? 228.0 : 30.0; }, true},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    Page page(ZEP3_SUB_DOCUMENT, {}, 0);
+    page.Fill(row.level);
+    ASSERT_EQ(page.Analyse(), 1);
+    EXPECT_EQ(page.Says(ZEP3_REASON_NO_PAPER), !row.paper);
+    EXPECT_EQ(page.surface.lFound, row.paper ? ZEP3_SURFACE_PAPER : ZEP3_SURFACE_NONE);
+    EXPECT_FALSE(page.Says(ZEP3_REASON_NEARLY_WHITE));
+  }
+}
+
 // A book on a lid: its pages lie in light that falls toward the gutter, and a picture fills the top of the second.
 TEST(Page, TheOtherPageOfABookIsPaper) {
   Page page(ZEP3_SUB_BACKGROUND_REMOVAL, {}, 0);

@@ -1,0 +1,81 @@
+#include "engine/page/sheet.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "engine/common/reached.h"
+#include "engine/page/histogram.h"
+#include "engine/page/tuning.h"
+
+namespace page {
+namespace {
+
+// Of the largest outline, with what it encloses: pictures on the sheet are a part of it, those that run to the edge of
+// the scan are not.
+double FilledShare(const Mask& paper) {
+  const std::vector<uint8_t> beyond =
+      ReachedFromEdge(paper.columns, paper.rows, [&](int column, int row) { return paper.At(row, column) == 0; });
+  Mask outlined(paper.rows, paper.columns);
+  for (size_t i = 0; i < outlined.Size(); i++) outlined.cells[i] = beyond[i] == 0;
+  const Regions regions = Connected(outlined);
+  size_t largest = 0;
+  double filled = 0.0;
+  for (size_t label = 1; label < regions.Labels(); label++) {
+    const std::span<const uint32_t> cells = regions.Cells(label);
+    if (cells.size() <= largest) continue;
+    largest = cells.size();
+    // A region's cells come line by line.
+    const int top = static_cast<int>(cells.front()) / paper.columns;
+    const int bottom = static_cast<int>(cells.back()) / paper.columns + 1;
+    int left = paper.columns, right = 0;
+    for (const uint32_t at : cells) {
+      const int column = static_cast<int>(at) % paper.columns;
+      left = std::min(left, column);
+      right = std::max(right, column + 1);
+    }
+    filled = static_cast<double>(largest) / (static_cast<double>(bottom - top) * (right - left));
+  }
+  return filled;
+}
+
+double BorderShare(const Mask& known) {
+  const int rows = known.rows, columns = known.columns;
+  size_t paper = 0;
+  for (int column = 0; column < columns; column++) paper += size_t{known.At(0, column)} + known.At(rows - 1, column);
+  for (int row = 0; row < rows; row++) paper += size_t{known.At(row, 0)} + known.At(row, columns - 1);
+  return static_cast<double>(paper) / (2.0 * (rows + columns));
+}
+
+} // namespace
+
+Lie HowItLies(const Ground& ground, const Paper& paper, const Surface& surface) {
+  const Mask& known = paper.known;
+  Histogram means(0.0F, 1.0F), redOverBlue(-2.0F, 2.0F);
+  int64_t inked = 0;
+  for (size_t i = 0; i < known.Size(); i++) {
+    if (known.cells[i] == 0) continue;
+    const Colour& v = surface.level.cells[i];
+    means.Add(Mean(v));
+    redOverBlue.Add(std::log(std::max(v[0], kDarkest) / std::max(v[2], kDarkest)));
+    inked += ground.darkest.cells[i] < ground.ln.cells[i][3] - kInk ? 1 : 0;
+  }
+  const auto at = [&](double percent) { return std::max(means.Percentile(percent), static_cast<double>(kDarkest)); };
+  Lie lie;
+  if (means.Samples() == 0) return lie;
+  lie.ink = static_cast<double>(inked) / static_cast<double>(means.Samples());
+  lie.filled = FilledShare(paper.paper);
+  lie.border = BorderShare(known);
+  lie.uneven = std::log(at(98.0) / at(2.0));
+  lie.tint = redOverBlue.Percentile(95.0) - redOverBlue.Percentile(5.0);
+  return lie;
+}
+
+bool LiesAsSheetsDo(const Lie& lie, bool reverse) {
+  if (lie.filled < kSheetFilled) return false;
+  if (reverse) return lie.uneven <= kReverseUneven;
+  if (lie.ink >= kWrittenOn) return lie.tint <= kWrittenTint;
+  const bool allAround = lie.border >= kBlankBorder || lie.border <= 1.0 - kBlankBorder;
+  return allAround && lie.tint <= kBlankTint && lie.uneven <= kBlankUneven;
+}
+
+} // namespace page
