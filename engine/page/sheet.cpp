@@ -65,6 +65,7 @@ Lie HowItLies(const Ground& ground, const Paper& paper, const Surface& surface) 
   lie.ink = static_cast<double>(inked) / static_cast<double>(means.Samples());
   lie.filled = FilledShare(paper.paper);
   lie.border = BorderShare(known);
+  lie.level = means.Percentile(50.0);
   lie.uneven = std::log(at(98.0) / at(2.0));
   lie.tint = redOverBlue.Percentile(95.0) - redOverBlue.Percentile(5.0);
   return lie;
@@ -72,10 +73,10 @@ Lie HowItLies(const Ground& ground, const Paper& paper, const Surface& surface) 
 
 bool LiesAsSheetsDo(const Lie& lie, bool reverse) {
   if (lie.filled < kSheetFilled) return false;
-  if (reverse) return lie.uneven <= kReverseUneven;
+  if (reverse) return lie.level >= kReverseLeast && lie.uneven <= kReverseUneven;
   if (lie.ink >= kWrittenOn) return lie.tint <= kWrittenTint;
   const bool allAround = lie.border >= kBlankBorder || lie.border <= 1.0 - kBlankBorder;
-  return allAround && lie.tint <= kBlankTint && lie.uneven <= kBlankUneven;
+  return allAround && lie.level >= kBlankLeast && lie.tint <= kBlankTint && lie.uneven <= kBlankUneven;
 }
 
 } // namespace page

@@ -12,6 +12,7 @@ struct Lie {
   double ink = 0.0;    // of the paper: holds ink
   double filled = 0.0; // of an upright box around the paper's outline: lies within the outline
   double border = 0.0; // of the scan's outermost: is paper
+  double level = 0.0;  // of the paper, display level 0..1, median
   double uneven = 0.0; // ln of the lightest paper over the darkest (98th and 2nd percentile)
   double tint = 0.0;   // ln red over blue, from its 5th to its 95th percentile
 };

@@ -122,7 +122,10 @@ inline constexpr double kBlankTint = 0.25;
 // Blank paper is all around, at the scan's edges or within a lid, and shaded by less than ln 0.5; a fold has 0.41.
 inline constexpr double kBlankBorder = 0.9;
 inline constexpr double kBlankUneven = 0.5;
+// A scan of nothing, with the lid open or the lamp off, is darker than paper in any shade (display level).
+inline constexpr double kBlankLeast = 0.25;
 inline constexpr double kReverseUneven = 0.7; // blueprints have 0.25
+inline constexpr double kReverseLeast = 0.05;
 
 // ---- points ----
 

@@ -175,6 +175,7 @@ TEST(Page, SkiesAreNoPaper) {
        },
        false},
       {"evening sky", [](int, int y, int c) { return 235.0 - (c == 2 ? 0.25 : 0.1) * y; }, false},
+      {"lid left open", [](int x, int y, int) { return 25.0 + Noise(x * 3 + y, 5) / 100; }, false},
       {"blank sheet", [](int, int, int c) { return 236.0 - 14 * c; }, true},
       {"page on a lid",
        [&](int x, int y, int c) { return !tilted(x, y)  ? 30.0
