@@ -8,11 +8,11 @@ command -v npm >/dev/null || sh scripts/setup.sh npm
 # The bundler takes Node.js from 20.19 on, which Debian 12 does not have: then it comes as a package, too.
 new='const [a, b] = process.versions.node.split("."); process.exit(a > 20 || (a == 20 && b >= 19) ? 0 : 1)'
 node -e "$new" || {
-  [ -x build/node/node_modules/node/bin/node ] || npm install --silent --no-save --prefix build/node node@22
+  [ -x build/node/node_modules/node/bin/node ] || npm install --loglevel=error --no-save --prefix build/node node@22
   PATH=$PWD/build/node/node_modules/node/bin:$PATH
   export PATH
 }
-npm --prefix web ci --silent
+npm --prefix web ci --loglevel=error
 sh web/engine/build.sh
 npm --prefix web run --silent check
 npm --prefix web run --silent build

@@ -10,6 +10,7 @@
 #include "engine/common/scale.h"
 #include "engine/verdict/kind_odds.h"
 #include "engine/verdict/tuning.h"
+#include "engine/window/perforations.h"
 
 using namespace verdict;
 
@@ -30,7 +31,11 @@ int64_t DeniedKind(const View& view, const ZEP3_PARA& para) {
   if (!IsPicture(para)) return 0;
   const double odds = NegativeLogOdds(view);
   if (IsNegative(para)) return odds < kDeniedNegative ? ZEP3_REASON_LOOKS_POSITIVE : 0;
-  return odds > kDeniedPositive ? ZEP3_REASON_LOOKS_NEGATIVE : 0;
+  if (odds > kDeniedPositive) return ZEP3_REASON_LOOKS_NEGATIVE;
+  // Slides may be scanned before they are mounted.
+  const Window& window = view.picture.window;
+  const bool film = DocType(para) == ZEP3_DOC_REFLECTIVE && window.found && HasPerforations(view.grid, window.corners);
+  return film ? ZEP3_REASON_LOOKS_NEGATIVE : 0;
 }
 
 // `failing`: checks that the result fails as it is.

@@ -125,3 +125,22 @@ inline constexpr double kFineLeastScore = -2.0; // of that line
 inline constexpr double kFineLeastInner = -4.0; // of one further in, behind an even strip
 inline constexpr double kFineApart = 2.0;       // cells between two lines
 inline constexpr double kFineBlur = 1.5;        // cells beside a line that show both sides of it
+
+// ---- perforations ----
+
+// 35 mm film has holes of 2.0 x 2.8 mm, 4.75 mm apart, along pictures of 36 mm (24 or 18 mm of half frames): the pitch
+// is 0.13 (0.2 or 0.26) of the side. They lie up to 5.5 mm outside of the picture.
+inline constexpr double kPitchLeast = 0.11; // shares of the picture's side
+inline constexpr double kPitchMost = 0.29;
+inline constexpr double kBeyondAlong = 0.75; // how far beyond the picture a line is looked along
+inline constexpr double kBeyondAcross = 0.3;
+inline constexpr double kHoleLeast = 0.28; // shares of the pitch; blur and stray light make holes longer
+inline constexpr double kHoleMost = 0.62;
+inline constexpr double kPitchOff = 0.1; // shares by which holes and pitches may differ
+inline constexpr double kHoleOff = 0.25;
+inline constexpr size_t kHoles = 5;
+inline constexpr int kHoleRows = 3;           // lines of blocks that show them, one beside the other
+inline constexpr double kHoleAcross = 0.2;    // share of the side that they reach over at most
+inline constexpr double kHoleContrast = 24.0; // linear levels between film and light
+inline constexpr double kPitchBlocks = 4.0;   // below, the blocks do not show holes
+inline constexpr size_t kLeastLine = 40;      // blocks

@@ -6,6 +6,7 @@
 #include <memory>
 #include <numbers>
 
+#include "engine/window/perforations.h"
 #include "support.h"
 
 namespace {
@@ -107,6 +108,44 @@ TEST(Window, IsThePictureWhateverLiesAroundIt) {
       EXPECT_LT(Miss(result.evidence.dPaper, test.degrees, across, down), 3.0);
     } else {
       EXPECT_EQ(result.evidence.dPaper[2][0], 0.0);
+    }
+  }
+}
+
+TEST(Window, PerforationsAreHolesInARow) {
+  const auto stripWith = [](const std::function<bool(double)>& isHole) -> Original {
+    return [isHole](double u, double v, int c) {
+      if (std::fabs(v) > 82) return 20;
+      if (std::fabs(v) > 64 && std::fabs(v) < 76 && isHole(u)) return 252;
+      return Within(u, v, 116, 100) ? Film(u, v, c) : kBase[c];
+    };
+  };
+  const auto hole = [](double u) { return std::fabs(std::remainder(u, 15.3)) < 4; };
+  const struct {
+    const char* what;
+    Original original;
+    bool perforated;
+  } cases[] = {
+      {"film", stripWith(hole), true},
+      {"film without holes", stripWith([](double) { return false; }), false},
+      {"a slit", stripWith([](double u) { return std::fabs(u) < 90; }), false},
+      {"every third one missing", stripWith([&](double u) { return hole(u) && std::lround(u / 15.3) % 3 != 0; }),
+       false},
+      {"fence on and around a picture", [](double u, double, int) { return std::remainder(u, 15.3) < 0 ? 30 : 220; },
+       false},
+  };
+  for (const auto& test : cases) {
+    for (const double degrees : {0.0, 3.5}) {
+      SCOPED_TRACE(testing::Message() << test.what << " " << degrees);
+      const auto scan = Scan(test.original, degrees);
+      const double turn = degrees * std::numbers::pi / 180;
+      Corners corners;
+      for (int i = 0; i < 4; i++) {
+        const double u = i == 1 || i == 2 ? 58 : -58, v = i < 2 ? -50 : 50;
+        corners.x[i] = kWidth / 2 + std::cos(turn) * u - std::sin(turn) * v;
+        corners.y[i] = kHeight / 2 + std::cos(turn) * v + std::sin(turn) * u;
+      }
+      EXPECT_EQ(HasPerforations(ReadBlockGrid(scan->bmp, 0), corners), test.perforated);
     }
   }
 }
