@@ -27,6 +27,7 @@ MEMORY_LIMIT, TIME_LIMIT, BATCH_LIMIT = 256, 1.3, 0.2   # MB, ratio, ratio
 WORKERS_LIMIT, PEER_CPU_LIMIT, PEER_MEMORY_LIMIT = 1 / 1.7, 1 / 4, 1 / 5   # ratios
 PHOTO = "Q=95"                                     # finished photographs
 PLAIN = "compression=none,tile-height=128"         # tile-height is rows a strip when there are no tiles
+STRIPS = "predictor=horizontal,tile-height=128"
 TILES = "predictor=horizontal,tile,tile-width=256,tile-height=256"
 OURS = ["-k", "photo", "--quiet", "--no-sync"]                    # the others do not wait for the disk either
 LOG = "messages.txt"                               # what the last program said
@@ -206,13 +207,23 @@ def memory(table: Table, zep3: str, side: int) -> None:
 
 
 def times(table: Table, zep3: str, side: int, pairs: int) -> None:
-    for text, scan in (("16 bit, uncompressed", Scan("plain16.tif", side, side, 16, PLAIN)),
-                       ("8 bit, uncompressed", Scan("plain8.tif", side, side, 8, PLAIN)),
-                       ("8 bit, deflate, tiles", Scan("deflate.tif", side, side, 8, f"compression=deflate,{TILES}"))):
+    def row(kind: str, text: str, scan: Scan) -> None:
         make(scan)
-        table.ratio(f"Time, {side * side // MB} MP TIFF, RGB {text}", "zep3", "vips copy",
+        table.ratio(f"Time, {scan.width * scan.height // MB} MP {kind}, RGB {text}", "zep3", "vips copy",
                     in_turn(beside_copy(zep3, scan), pairs), TIME_LIMIT)
         os.remove(scan.name)
+
+    for text, scan in (("16 bit, uncompressed", Scan("plain16.tif", side, side, 16, PLAIN)),
+                       ("8 bit, uncompressed", Scan("plain8.tif", side, side, 8, PLAIN)),
+                       ("8 bit, deflate, tiles", Scan("deflate.tif", side, side, 8, f"compression=deflate,{TILES}")),
+                       ("8 bit, deflate", Scan("strips.tif", side, side, 8, f"compression=deflate,{STRIPS}")),
+                       ("8 bit, LZW", Scan("lzw.tif", side, side, 8, f"compression=lzw,{STRIPS}"))):
+        row("TIFF", text, scan)
+    for bits in (8, 16):
+        for compression in ("deflate", "lzw"):
+            row("TIFF", f"{bits} bit, {compression}",
+                Scan("middle.tif", 3000, 2000, bits, f"compression={compression},{STRIPS}"))
+        row("PNG", f"{bits} bit", Scan("middle.png", 3000, 2000, bits, "compression=6"))
 
 
 def beside_copy(zep3: str, scan: Scan) -> dict[str, Trial]:
@@ -225,13 +236,15 @@ def beside_copy(zep3: str, scan: Scan) -> dict[str, Trial]:
 def photos(table: Table, zep3: str, count: int, pairs: int) -> None:
     """JPEG, of which the pixels decide what it costs: contrast that is added is size and time added. So these
     photographs have theirs already."""
-    pale = make(Scan("pale.jpg", 4000, 3000, 8, PHOTO))
-    photo = Scan("photo.jpg", 4000, 3000, 8, PHOTO)
-    run([zep3, pale.name, "-o", f"{photo.name}[{PHOTO}]", *OURS])
-    os.remove(pale.name)
-    # vips copy encodes beside decoding, which nobody can who looks at the picture first: CPU time tells what is added.
-    table.ratio("Time, 12 MP JPEG, quality 95", "zep3", "vips copy", in_turn(beside_copy(zep3, photo), pairs),
-                TIME_LIMIT, "cpu")
+    for width, height in ((8640, 5760), (6000, 4000), (4000, 3000)):
+        pale = make(Scan("pale.jpg", width, height, 8, PHOTO))
+        photo = Scan("photo.jpg", width, height, 8, PHOTO)
+        run([zep3, pale.name, "-o", f"{photo.name}[{PHOTO}]", "--overwrite", *OURS])
+        os.remove(pale.name)
+        # vips copy encodes beside decoding, which nobody can who looks at the picture first: CPU time tells what is
+        # added.
+        table.ratio(f"Time, {round(width * height / MB)} MP JPEG, quality 95", "zep3", "vips copy",
+                    in_turn(beside_copy(zep3, photo), pairs), TIME_LIMIT, "cpu")
     names = [f"photo{i}.jpg" for i in range(count)]
     for name in names:
         os.link(photo.name, name)
@@ -242,7 +255,7 @@ def photos(table: Table, zep3: str, count: int, pairs: int) -> None:
     table.ratio(f"{count} such JPEGs: two jobs, one job", "zep3 -j2", "zep3 -j1", in_turn(trials, pairs), WORKERS_LIMIT)
     for name in (photo.name, *names):
         os.remove(name)
-    os.rmdir("finished")
+    shutil.rmtree("finished")   # with what the runs keep of themselves
 
 
 def peer(table: Table, zep3: str, side: int, pairs: int) -> None:
@@ -255,6 +268,13 @@ def peer(table: Table, zep3: str, side: int, pairs: int) -> None:
                      "convert -normalize": Trial([convert], {"normalized.tif": scan})}, pairs)
     what = f"{side * side // MB} MP TIFF, RGB 8 bit, uncompressed"
     table.ratio(f"Time, {what}", "zep3", "convert -normalize", taken, PEER_CPU_LIMIT, "cpu")
+    by_vips = [["vips", "hist_find", scan.name, "counts.v"], ["vips", "hist_cum", "counts.v", "sums.v"],
+               ["vips", "hist_norm", "sums.v", "table.v"], ["vips", "maplut", scan.name, f"mapped.tif[{PLAIN}]", "table.v"]]
+    table.ratio(f"Time, {what}", "zep3", "vips hist_find, maplut", in_turn(
+        {"zep3": beside_copy(zep3, scan)["zep3"], "vips hist_find, maplut": Trial(by_vips, {"mapped.tif": scan})}, pairs),
+        None)
+    for name in ("counts.v", "sums.v", "table.v"):
+        os.remove(name)
     ours, theirs = (max(s.peak for s in taken[name]) for name in taken)
     table.row([f"Peak memory, {what}", f"zep3: {ours:.0f} MB", f"convert -normalize: {theirs:.0f} MB",
                f"{ours / theirs:.3f}", "-"], ours / theirs, PEER_MEMORY_LIMIT)
@@ -275,9 +295,13 @@ def batch(table: Table, zep3: str, count: int, pairs: int) -> None:
     table.ratio(f"{what}: one run, one run each", "zep3 -j1", one_each, taken, BATCH_LIMIT)
     table.ratio(f"{what}: one run with default jobs, one run each", "zep3", one_each, taken, None)
     table.ratio(f"{what}: two jobs, one job", "zep3 -j2", "zep3 -j1", taken, None)
+    analyses = {f"zep3 --analysis {analysis}":
+                Trial([[zep3, *names, "-o", "finished", "-j1", "--analysis", analysis, *OURS]], results)
+                for analysis in ("adaptive", "standard")}
+    table.ratio(f"{what}: the two analyses", *analyses, in_turn(analyses, pairs), TIME_LIMIT, "cpu")
     for name in names:
         os.remove(name)
-    os.rmdir("finished")
+    shutil.rmtree("finished")   # with what the runs keep of themselves
 
 
 def waiting(table: Table, zep3: str, side: int, count: int, pairs: int) -> None:
@@ -289,7 +313,7 @@ def waiting(table: Table, zep3: str, side: int, count: int, pairs: int) -> None:
         table.ratio(f"{what}: on the disk, in the cache", "zep3", "zep3 --no-sync",
                     in_turn({"zep3": Trial([[*command, "--quiet"]], results),
                              "zep3 --no-sync": Trial([[*command, *OURS]], results)}, pairs), None)
-        os.rmdir(to)
+        shutil.rmtree(to)
         for scan in scans:
             os.remove(scan.name)
 

@@ -77,7 +77,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/saving/metadata.cpp
   tools/zep3/saving/progress.cpp
   tools/zep3/saving/save.cpp
-  tools/zep3/saving/tiff_strips.cpp
+  tools/zep3/saving/tiff_blocks.cpp
   tools/zep3/saving/write_page.cpp
   ${zep3_scanning}
   tools/zep3/tiff/plain_tiff.cpp

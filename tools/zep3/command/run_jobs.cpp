@@ -1,5 +1,7 @@
 #include "command/run_jobs.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <limits>
 #include <thread>
@@ -18,7 +20,18 @@ namespace {
 
 int Processors() { return static_cast<int>(std::max(1u, std::thread::hardware_concurrency())); }
 
+// Scans of a run ask for the same memory one after the other. What is given back to the system in between has to be
+// cleared by it when it is taken again.
+void KeepFreedMemory() {
+#ifdef M_MMAP_THRESHOLD
+  constexpr int kLarge = 32 << 20; // bytes; images in memory lie beyond it
+  ::mallopt(M_MMAP_THRESHOLD, kLarge);
+  ::mallopt(M_TRIM_THRESHOLD, 2 * kLarge);
+#endif
+}
+
 void StartWorker(int threads, const Options& options) {
+  KeepFreedMemory();
   SendMessagesTo([](Told what, const std::string& text) { TellParent(NoteOf(what, text)); });
   RouteLibraryMessages(options.verbose);
   StartImageLibrary(options.admission);

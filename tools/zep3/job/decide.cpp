@@ -1,6 +1,8 @@
 // A page is read at most twice: once to be measured, and again where it is too large to be held.
 #include "job/decide.h"
 
+#include <tiff.h>
+
 #include <optional>
 #include <utility>
 
@@ -69,7 +71,8 @@ SmallScan MakeSmall(const Scan& scan, int page, const vips::VImage& image, std::
     if (!scan.IsTiff() || !scan.IsPlainFile()) return vips::VImage(nullptr);
     return BoxMeanOfPlainTiff(scan.Path(), scan.Place(page), ShapeOf(image), ColourBands(image), side, detail);
   };
-  return TakePrescan(image, plain, held, detailGamma);
+  const bool decoded = scan.IsTiff() ? scan.Layout(page).compression != COMPRESSION_NONE : scan.Content().name != "pnm";
+  return TakePrescan(image, decoded, plain, held, detailGamma);
 }
 
 CorrectedPage FindCorrection(const SmallScan& small, const Options& options, const Encoding& encoding) {

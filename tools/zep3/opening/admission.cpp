@@ -23,9 +23,9 @@ std::string InUnits(int64_t amount, int64_t kilo) {
 
 constexpr int64_t kMebi = 1 << 20;
 
-// Memory of the program beside the decoder: pages that are held (64 MB), lines on their way, libraries. Each thread
+// Memory of the program beside the decoder: pages that are held (192 MB), lines on their way, libraries. Each thread
 // adds its stack and heap.
-constexpr int64_t kOwnMemory = 512 * kMebi;
+constexpr int64_t kOwnMemory = 640 * kMebi;
 constexpr int64_t kThreadMemory = 32 * kMebi;
 
 // Bytes that the process may write to and has asked for; what RLIMIT_DATA counts. -1 where that is not to be had.

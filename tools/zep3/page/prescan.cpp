@@ -5,8 +5,9 @@
 
 namespace {
 
-// Decoded size up to which a page is held in memory: a 20-megapixel scan of 8 bits.
-constexpr uint64_t kHeldBytes = 64 << 20;
+// Decoded size up to which a page is held in memory: a 64-megapixel scan of 8 bits. Reading what is stored as it is
+// once more costs less than room for it.
+constexpr uint64_t kHeldBytes = 192 << 20, kHeldBytesOfPlain = 64 << 20;
 
 // The report shows it, so that it must look like the scan: profile and orientation. In memory.
 vips::VImage WithProfileOf(const vips::VImage& scan, const vips::VImage& means) {
@@ -55,7 +56,7 @@ int ChannelStatistics::Percentile(double percent) const {
 
 int ColourBands(const vips::VImage& image) { return image.bands() >= 3 ? 3 : 1; }
 
-SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain, vips::VImage* held,
+SmallScan TakePrescan(const vips::VImage& image, bool decoded, const PlainReader& plain, vips::VImage* held,
                       std::optional<int> detailGamma) {
   SmallScan small;
   if (detailGamma) small.detail.emplace().gamma = *detailGamma;
@@ -64,7 +65,7 @@ SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain, vips:
   small.scanHeight = image.height();
   small.shrink = GetZEP3PrescanShrink(small.scanWidth, small.scanHeight);
   const int bands = ColourBands(image);
-  const bool fits = VIPS_IMAGE_SIZEOF_IMAGE(image.get_image()) <= kHeldBytes;
+  const bool fits = VIPS_IMAGE_SIZEOF_IMAGE(image.get_image()) <= (decoded ? kHeldBytes : kHeldBytesOfPlain);
   vips::VImage means(nullptr);
   if (small.shrink > 1) means = plain(small.shrink, detail);
   if (means.is_null()) means = BoxMean(image, bands, small.shrink, fits ? held : nullptr, detail);

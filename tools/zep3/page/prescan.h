@@ -28,9 +28,10 @@ using PlainReader = std::function<vips::VImage(int64_t side, Detail* detail)>;
 // The same scan, smaller by another whole number.
 SmallScan Smaller(const SmallScan& scan, int64_t side);
 
-// Reads the image. `held`, where given, becomes the same image in memory, unless that takes too much or `plain` reads
-// it. `detailGamma`: of the image's values, tenths, where the details are wanted.
-SmallScan TakePrescan(const vips::VImage& image, const PlainReader& plain, vips::VImage* held,
+// Reads the image. `decoded`: by work on each of its bytes. `held`, where given, becomes the same image in memory,
+// unless that takes too much or `plain` reads it. `detailGamma`: of the image's values, tenths, where the details are
+// wanted.
+SmallScan TakePrescan(const vips::VImage& image, bool decoded, const PlainReader& plain, vips::VImage* held,
                       std::optional<int> detailGamma);
 
 // R G B, linear levels, line by line.

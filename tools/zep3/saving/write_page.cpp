@@ -8,7 +8,7 @@
 #include "page/encoding.h"
 #include "page/finish.h"
 #include "saving/progress.h"
-#include "saving/tiff_strips.h"
+#include "saving/tiff_blocks.h"
 #include "tiff/plain_tiff.h"
 
 namespace {
@@ -49,7 +49,7 @@ void WritePage(const Scan& scan, int page, const vips::VImage& image, const Corr
   const auto correct = [&](const vips::VImage& all) { return ApplyCorrection(all, corrected, scale); };
   const vips::VImage result =
       corrected.cut ? CutOut(image, corrected.cut->Scaled(scale.across, scale.down), correct, watch) : correct(image);
-  if (tiffAsItIs && WriteTiffStrips(scan, page, watch(result), to)) return;
+  if (tiffAsItIs && WriteTiffBlocks(scan, page, watch(result), to)) return;
   const Encoding& encoding = corrected.correction.encoding;
   SaveOptions as = save;
   as.quiet = quiet;

@@ -15,7 +15,7 @@
 #include "files/pending_file.h"
 #include "tiff/tiff_layout.h"
 
-// A file in memory, such as a block of EXIF: a TIFF without pixels.
+// A file in memory: a block of EXIF, which is a TIFF without pixels, or a few compressed strips.
 struct MemoryFile {
   std::string bytes;
   size_t at = 0;
@@ -56,8 +56,8 @@ class TiffHandle {
       return TIFFClientOpenExt(m_path.c_str(), mode, &file, read, write, seek, close, size, nullptr, nullptr, options);
     });
   }
-  // libtiff reads the head alone: it knows no directories without pixels.
-  explicit TiffHandle(MemoryFile& file) : m_path("EXIF") {
+  // To read the head alone, for libtiff knows no directories without pixels, or to write.
+  explicit TiffHandle(MemoryFile& file, const char* mode = "rmh") : m_path("EXIF") {
     const auto read = [](thandle_t from, void* to, tmsize_t size) -> tmsize_t {
       auto& memory = *static_cast<MemoryFile*>(from);
       const size_t count = memory.bytes.copy(static_cast<char*>(to), static_cast<size_t>(size), memory.at);
@@ -72,15 +72,16 @@ class TiffHandle {
       memory.at += count;
       return size;
     };
-    const auto seek = [](thandle_t in, toff_t offset, int) -> toff_t { // from the beginning, see TaggedFile
+    const auto seek = [](thandle_t in, toff_t offset, int whence) -> toff_t { // from the beginning or the end
       auto& memory = *static_cast<MemoryFile*>(in);
+      if (whence == SEEK_END) offset += memory.bytes.size();
       return memory.at = std::min<size_t>(offset, memory.bytes.size() + 1); // a byte of padding
     };
     const auto size = [](thandle_t of) -> toff_t { return static_cast<MemoryFile*>(of)->bytes.size(); };
     const auto close = [](thandle_t) { return 0; };
     file.at = 0;
     Open([&](TIFFOpenOptions* options) {
-      return TIFFClientOpenExt("EXIF", "rmh", &file, read, write, seek, close, size, nullptr, nullptr, options);
+      return TIFFClientOpenExt("EXIF", mode, &file, read, write, seek, close, size, nullptr, nullptr, options);
     });
   }
   TiffHandle(const TiffHandle&) = delete;
@@ -96,7 +97,7 @@ class TiffHandle {
 
   // To be called after a failed write.
   [[noreturn]] void FailToWrite() const {
-    m_file->Check(); // the system's reason
+    if (m_file != nullptr) m_file->Check(); // the system's reason
     Fail("cannot be written");
   }
 
