@@ -134,9 +134,11 @@ Figures MeasureFigures(const Planes& planes, const Levels& levels, const Ground&
   figures.veil = std::clamp(kVeilShare * LightOf(figures.darkest / centre) - kBlack, 0.0, kVeilMost);
   figures.strokesVeil =
       std::max(figures.veil, std::min(kInkVeilShare * LightOf(figures.ink / centre) - kBlack, kInkVeilMost));
+  const double coarse = std::clamp((figures.noise - kCoarseFrom) / (kCoarse - kCoarseFrom), 0.0, 1.0);
+  figures.strokesPower = 1.0 + kCoarsePower * coarse;
+  const double noises = kDepthNoises + coarse * (kDepthNoisesCoarse - kDepthNoises);
   const double stretch = 1.0 / (centre * (1.0 - figures.strokesVeil));
-  const double depth =
-      std::max({kDepthNoises * figures.noise * stretch, kDepthDeep * figures.deep * stretch, kDepthLeast});
+  const double depth = std::max({noises * figures.noise * stretch, kDepthDeep * figures.deep * stretch, kDepthLeast});
   const double weak = std::clamp(1.0 - WithoutVeil(LightOf(figures.strokes / centre), figures.strokesVeil), 0.1, 1.0);
   SetWhite(figures, std::clamp(depth, kDepthLeast, std::min(kDepthMost, kDepthInk * weak)));
 

@@ -57,10 +57,11 @@ class Finish {
 
   // A line of colours that was applied to, into one of gray. False where the library refuses it.
   bool MakeGray(const ZEP3_BmpInfo& colours, uint8_t* to) const {
+    const int samples = static_cast<int>(m_shape.bands);
     if (m_paper && m_shape.deep) {
-      LightenMarker(reinterpret_cast<uint16_t*>(colours.pBits), colours.lWidth, m_shape.bands);
+      LightenMarker(reinterpret_cast<uint16_t*>(colours.pBits), colours.lWidth, samples);
     } else if (m_paper) {
-      LightenMarker(colours.pBits, colours.lWidth, m_shape.bands);
+      LightenMarker(colours.pBits, colours.lWidth, samples);
     }
     ZEP3_BmpInfo gray = colours;
     gray.pBits = to;
