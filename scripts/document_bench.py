@@ -182,12 +182,11 @@ def surroundings(o):
 
     names = sorted(path.name for path in (o.work / "cases").iterdir()
                    if path.name.split("-")[1] in ("flatbed", "yellowed", "through"))[::o.every]
-    load = lambda name: numpy.asarray(Image.open(o.work / "cases" / name / "scan.png").convert("RGB"))
-    truths = {name: load_truth(o.work / "cases" / name, "") for name in names}
+    truths = {name: load_truth(str(o.work / "cases" / name), "") for name in names}
     found = {}
     for name in names:
         # A book's pages are of one paper: the other page is the same scan, turned by half a turn.
-        scan = load(name)
+        scan = numpy.asarray(Image.open(o.work / "cases" / name / "scan.png").convert("RGB"))
         pages = [(scan, truths[name]), (scan[::-1, ::-1], None)]
         alone = [("alone", scan, [(0, 0)])]
         for scene, picture, places in [*alone, *scenes(pages)]:
