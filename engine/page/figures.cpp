@@ -135,7 +135,8 @@ Figures MeasureFigures(const Planes& planes, const Levels& levels, const Ground&
   figures.veil = std::clamp(kVeilShare * LightOf(figures.darkest / centre) - kBlack, 0.0, kVeilMost);
   figures.strokesVeil =
       std::max(figures.veil, std::min(kInkVeilShare * LightOf(figures.ink / centre) - kBlack, kInkVeilMost));
-  const double coarse = std::clamp((figures.noise - kCoarseFrom) / (kCoarse - kCoarseFrom), 0.0, 1.0);
+  const auto ramp = [](double v, double from, double to) { return std::clamp((v - from) / (to - from), 0.0, 1.0); };
+  const double coarse = ramp(figures.noise, kCoarseFrom, kCoarse) * ramp(figures.strokes, kCoarseInkFrom, kCoarseInk);
   figures.strokesPower = 1.0 + kCoarsePower * coarse;
   const double noises = kDepthNoises + coarse * (kDepthNoisesCoarse - kDepthNoises);
   const double stretch = 1.0 / (centre * (1.0 - figures.strokesVeil));

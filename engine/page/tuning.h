@@ -92,8 +92,11 @@ inline constexpr double kBlack = 0.006;     // light of good printing black
 inline constexpr double kDepthLeast = 0.03; // levels below white that are whitened ...
 inline constexpr double kDepthMost = 0.20;
 inline constexpr double kDepthNoises = 1.25;
-// Grain as coarse as toner's, levels of noise: a copier's hard contrast has lifted light text toward the paper. It is
-// darkened by a power of light (1 more than this), and more of the grain is made white, which it would darken, too.
+// Weak ink, by the level of strokes, in grain as coarse as toner's, by noise: a dark copy. Its hard contrast has lifted
+// light text toward the paper. It is darkened by a power of light (1 more than this), and more of the grain is made
+// white, which it would darken, too. Old paper is as coarse, but its ink is black.
+inline constexpr double kCoarseInkFrom = 0.30;
+inline constexpr double kCoarseInk = 0.45;
 inline constexpr double kCoarseFrom = 0.02;
 inline constexpr double kCoarse = 0.03;
 inline constexpr double kCoarsePower = 1.2;
