@@ -66,6 +66,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/page/cut.cpp
   tools/zep3/page/encoding.cpp
   tools/zep3/page/finish.cpp
+  tools/zep3/page/marker.cpp
   tools/zep3/page/frame.cpp
   tools/zep3/page/paper.cpp
   tools/zep3/page/prescan.cpp

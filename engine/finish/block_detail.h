@@ -84,21 +84,32 @@ class BlockDetail {
   };
 
   void Look(const Sample* pixel, int64_t pixels, Block& block) {
-    uint32_t least = block.least;
-    const Sample* darkest = nullptr;
+    if (m_layout == kRgb) {
+      LookAs(pixel, pixels, block, std::integral_constant<int, kRgb.samples>());
+    } else {
+      LookAs(pixel, pixels, block, m_layout.samples);
+    }
+  }
+
+  // Without a branch at each pixel: which one is darkest, nobody foretells. The sum and, below it, the pixel's number
+  // are one number, whose least is the first of the darkest.
+  template <class Samples>
+  void LookAs(const Sample* first, int64_t pixels, Block& block, const Samples samples) {
+    constexpr int kNumberBits = 32;
+    const PixelLayout layout = m_layout;
+    uint64_t least = UINT64_MAX;
     uint64_t sum = 0, squares = 0; // a line's: 2^31 pixels of at most 2^36 pass 64 bits, but no buffer is that long
-    for (int64_t i = 0; i < pixels; i++, pixel += m_layout.samples) {
-      const uint32_t v = uint32_t{pixel[m_layout.red]} + pixel[m_layout.green] + pixel[m_layout.blue];
-      if (v < least) {
-        least = v;
-        darkest = pixel;
-      }
+    const Sample* pixel = first;
+    for (int64_t i = 0; i < pixels; i++, pixel += samples) {
+      const uint32_t v = uint32_t{pixel[layout.red]} + pixel[layout.green] + pixel[layout.blue];
+      least = std::min(least, uint64_t{v} << kNumberBits | static_cast<uint64_t>(i));
       sum += v;
       squares += uint64_t{v} * v;
     }
-    if (darkest != nullptr) {
-      block.least = least;
-      block.darkest = {darkest[m_layout.red], darkest[m_layout.green], darkest[m_layout.blue]};
+    if (const auto darkest = static_cast<uint32_t>(least >> kNumberBits); darkest < block.least) {
+      pixel = first + static_cast<int64_t>(static_cast<uint32_t>(least)) * samples;
+      block.least = darkest;
+      block.darkest = {pixel[layout.red], pixel[layout.green], pixel[layout.blue]};
     }
     block.sum += sum;
     block.squares += static_cast<double>(squares);

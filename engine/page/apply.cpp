@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "engine/lut/apply.h"
+#include "engine/page/eights.h"
 #include "engine/page/tables.h"
 
 namespace page {
@@ -21,17 +22,19 @@ template <class Sample>
 struct Fixed {
   static constexpr bool kByte = sizeof(Sample) == 1;
   static constexpr int64_t kEntries = kByte ? int64_t{ZEP3_PAGE_ENTRIES_8} : int64_t{ZEP3_PAGE_ENTRIES_16};
-  static constexpr int kShift = kByte ? 20 : 24;
-  static constexpr double kGainMost = 100.0; // keeps numbers below 2^30
+  static constexpr int kShift = kByte ? kByteShift : 24;
+  static constexpr int kSpared = kByte ? kByteSpared : 0; // bits of a gain that a product does without
+  static constexpr double kGainMost = 100.0;              // keeps numbers below 2^30
   static constexpr double kPerGain = static_cast<double>(kEntries - 1) / kTableMost /
                                      static_cast<double>(kTableEntries<Sample> - 1) * (int64_t{1} << kShift);
-  static int64_t Of(float gain) {
+  static int32_t Of(float gain) {
     const auto v = static_cast<double>(gain);
-    return v > 0.0 ? static_cast<int64_t>(std::min(v, kGainMost) * kPerGain + 0.5) : 0; // not a number: 0
+    return v > 0.0 ? static_cast<int32_t>(std::min(v, kGainMost) * kPerGain + 0.5) : 0; // not a number: 0
   }
   // Not held to the last entry.
   static int64_t Product(Sample v, int64_t gain) {
-    return (static_cast<int64_t>(v) * gain + (int64_t{1} << (kShift - 1))) >> kShift;
+    constexpr int kLeft = kShift - kSpared;
+    return (static_cast<int64_t>(v) * (gain >> kSpared) + (int64_t{1} << (kLeft - 1))) >> kLeft;
   }
   static int64_t Entry(Sample v, int64_t gain) { return std::min(Product(v, gain), kEntries - 1); }
 };
@@ -56,36 +59,12 @@ struct Axis {
   }
 };
 
-int64_t Between(int64_t a, int64_t b, double part) {
-  return a + static_cast<int64_t>(part * static_cast<double>(b - a));
-}
-
-// Shares, of 2^15: with differences of 16-bit levels they stay within 32 bits.
-constexpr int32_t kWhole = 1 << 15;
+int32_t Between(int32_t a, int32_t b, double part) { return a + static_cast<int32_t>(part * (b - a)); }
 
 int32_t Mix(int32_t a, int32_t b, int32_t share) { return a + (((b - a) * share + kWhole / 2) >> 15); }
 
 // Flags of cells are drawn back a third of a cell from where the neighbour has none.
-int32_t Drawn(int64_t share) {
-  return static_cast<int32_t>(std::clamp<int64_t>(2 * share - kWhole * 4 / 5, 0, kWhole));
-}
-
-// What runs along a line between two columns of cells: gains, and shares of the flags.
-struct Slope {
-  std::array<int64_t, 3> gain, gainStep;
-  int64_t strokes, strokesStep, whiten, whitenStep;
-
-  void Go(int64_t pixels) {
-    for (size_t c = 0; c < 3; c++) gain[c] += pixels * gainStep[c];
-    strokes += pixels * strokesStep;
-    whiten += pixels * whitenStep;
-  }
-  Slope After(int64_t pixels) const {
-    Slope later = *this;
-    later.Go(pixels);
-    return later;
-  }
-};
+int32_t Drawn(int32_t share) { return std::clamp(2 * share - kWhole * 4 / 5, 0, kWhole); }
 
 // The usual layout, known when this is compiled.
 struct Rgb {
@@ -113,6 +92,7 @@ class Piece {
     }
     for (int64_t i = 0; i < kBlock; i++)
       SetColour(&m_paperBlock[static_cast<size_t>(i * layout.samples)], layout, m_paperSample);
+    if (sizeof(Sample) == 1 && layout == kRgb) m_eights = Eights();
     m_firstSquare = m_across.Before(x);
     m_squares.resize(static_cast<size_t>(m_across.Before(x + width - 1) - m_firstSquare + 1));
   }
@@ -140,7 +120,7 @@ class Piece {
   struct Square {
     bool mixed;                                 // corners of several kinds
     bool strokes, whiten;                       // of all corners, if not mixed
-    std::array<std::array<int64_t, 3>, 4> gain; // of the corners: upper left and right, lower left and right
+    std::array<std::array<int32_t, 4>, 4> gain; // of the corners: upper left and right, lower left and right
     std::array<uint32_t, 4> lies;
     std::array<Sample, 3> darker; // pixels with all channels above these are white in all of the square
     std::array<Sample, kBlock * kSamplesMost> darkerBlock; // sample by sample; of layouts that have channels alone
@@ -164,6 +144,7 @@ class Piece {
         const ZEP3_CELL& cell =
             m_cells[r * m_across.cells + (k % 2 == 0 ? m_across.This(column) : m_across.Next(column))];
         for (size_t c = 0; c < 3; c++) square.gain[k][c] = Numbers::Of(cell.fGain[c]);
+        square.gain[k][3] = 0;
         square.lies[k] = cell.lLies & (ZEP3_CELL_STROKES | ZEP3_CELL_WHITEN);
         any |= square.lies[k];
         all &= square.lies[k];
@@ -179,8 +160,9 @@ class Piece {
     square.darker.fill(std::numeric_limits<Sample>::max());
     for (size_t c = 0; c < 3 && m_allWhite < kEntries; c++) {
       const auto& g = square.gain;
-      // Less what steps are rounded off by.
-      const int64_t least = std::min({g[0][c], g[1][c], g[2][c], g[3][c]}) - 2 * kRun;
+      // Less what steps are rounded off by, and what products do without.
+      const int64_t least =
+          std::min({g[0][c], g[1][c], g[2][c], g[3][c]}) - 2 * kRun - (int64_t{1} << Numbers::kSpared);
       if (least <= 0) continue;
       const int64_t wanted = (m_allWhite << Numbers::kShift) - (int64_t{1} << (Numbers::kShift - 1));
       const double level = static_cast<double>(wanted) / static_cast<double>(least); // at it and above: white
@@ -219,17 +201,20 @@ class Piece {
         begin = left + (from - left) / kRun * kRun;
         to = std::min({m_width, begin + kRun, left + m_across.side});
       }
-      const auto slopeHere = [&] { return SlopeAt(begin, column, square).After(from - begin); };
+      const auto slopeHere = [&](int64_t ahead) { return SlopeAt(begin, column, square, from - begin + ahead); };
       Sample* pixel = first + from * layout.samples;
-      if (square.mixed) {
-        ChangeMixed(pixel, to - from, layout, slopeHere());
+      if (m_eights != nullptr && (square.mixed || !square.whiten)) {
+        const EightCalls::Change change = square.mixed ? m_eights->mixed : m_eights->alike;
+        change(reinterpret_cast<uint8_t*>(pixel), to - from, slopeHere(0), EightsOf(square));
+      } else if (square.mixed) {
+        ChangeMixed(pixel, to - from, layout, slopeHere(0));
       } else if (square.whiten) {
         ChangeWhitened(pixel, to - from, layout, square, slopeHere);
       } else {
         // The largest of a line's gains lies at one of its ends.
-        const Slope slope = slopeHere(), last = slope.After(to - from - 1);
+        const Slope slope = slopeHere(0), last = slopeHere(to - from - 1);
         int64_t most = 0;
-        for (size_t c = 0; c < 3; c++) most = std::max({most, slope.gain[c], last.gain[c]});
+        for (size_t c = 0; c < 3; c++) most = std::max<int64_t>({most, slope.gain[c], last.gain[c]});
         const bool within = Numbers::Product(std::numeric_limits<Sample>::max(), most) < kEntries;
         if (within) {
           ChangeAlike(pixel, to - from, layout, square, slope, Numbers::Product);
@@ -242,27 +227,27 @@ class Piece {
     }
   }
 
-  // At a pixel of the piece's line, and from there on.
-  Slope SlopeAt(int64_t begin, int64_t column, const Square& square) const {
+  // From a pixel of the piece's line on, told so many pixels ahead.
+  Slope SlopeAt(int64_t begin, int64_t column, const Square& square, int64_t ahead) const {
     const double part = m_across.Part(m_x + begin, column), perPixel = 1.0 / static_cast<double>(m_across.side);
-    const auto along = [&](int64_t a, int64_t b, int64_t c, int64_t d, int64_t& start, int64_t& step) {
-      const int64_t left = Between(a, c, m_rowPart), right = Between(b, d, m_rowPart);
-      start = left == right ? left : Between(left, right, part);
-      step = static_cast<int64_t>(static_cast<double>(right - left) * perPixel);
+    const auto along = [&](int32_t a, int32_t b, int32_t c, int32_t d, int32_t& start, int32_t& step) {
+      const int32_t left = Between(a, c, m_rowPart), right = Between(b, d, m_rowPart);
+      start = Between(left, right, part);
+      step = static_cast<int32_t>((right - left) * perPixel);
     };
-    Slope slope = {};
+    Slope slope;
     const auto& g = square.gain;
-    for (size_t c = 0; c < 3; c++) along(g[0][c], g[1][c], g[2][c], g[3][c], slope.gain[c], slope.gainStep[c]);
+    for (size_t c = 0; c < slope.gain.size(); c++)
+      along(g[0][c], g[1][c], g[2][c], g[3][c], slope.gain[c], slope.gainStep[c]);
     if (square.mixed) {
-      const auto share = [&](size_t corner, uint32_t of) {
-        return (square.lies[corner] & of) != 0 ? int64_t{kWhole} : 0;
-      };
-      const auto flag = [&](uint32_t of, int64_t& start, int64_t& step) {
+      const auto share = [&](size_t corner, uint32_t of) { return (square.lies[corner] & of) != 0 ? kWhole : 0; };
+      const auto flag = [&](uint32_t of, int32_t& start, int32_t& step) {
         along(share(0, of), share(1, of), share(2, of), share(3, of), start, step);
       };
       flag(ZEP3_CELL_STROKES, slope.strokes, slope.strokesStep);
       flag(ZEP3_CELL_WHITEN, slope.whiten, slope.whitenStep);
     }
+    slope.Go(static_cast<int32_t>(ahead));
     return slope;
   }
 
@@ -270,6 +255,12 @@ class Piece {
   int32_t WhiteOf(int64_t entry) const { return (m_white[entry] + 1) >> 1; }
 
   const uint16_t* TableOf(const Square& square) const { return m_table + (square.strokes ? 0 : 3 * kEntries); }
+
+  // Of 8-bit pixels.
+  EightTables EightsOf(const Square& square) const {
+    const auto darker = [&](size_t c) { return static_cast<uint8_t>(square.darker[c]); };
+    return {square.mixed ? m_table : TableOf(square), m_white, m_paper, {darker(0), darker(1), darker(2)}};
+  }
 
   // `slopeHere` is called when it is needed first: a clean sheet needs none.
   template <class Layout, class SlopeHere>
@@ -288,13 +279,17 @@ class Piece {
         at = end;
         continue;
       }
+      if (m_eights != nullptr) {
+        m_eights->whitened(reinterpret_cast<uint8_t*>(pixel), pixels - at, slopeHere(at), EightsOf(square));
+        return;
+      }
       for (; at < end; at++, pixel += samples) {
         const Sample v[3] = {pixel[layout.red], pixel[layout.green], pixel[layout.blue]};
         if (v[1] > darker[1] && (gray || (v[0] > darker[0] && v[2] > darker[2]))) {
           SetColour(pixel, layout, m_paperSample);
           continue;
         }
-        if (!slope) slope = slopeHere();
+        if (!slope) slope = slopeHere(0);
         const auto entry = [&](size_t c) { return Numbers::Entry(v[c], slope->gain[c] + at * slope->gainStep[c]); };
         const int64_t g = entry(1), r = gray ? g : entry(0), b = gray ? g : entry(2);
         const int32_t t = WhiteOf(std::min(std::min(r, g), b));
@@ -311,17 +306,16 @@ class Piece {
   void ChangeAlike(Sample* pixel, int64_t pixels, const Layout& layout, const Square& square, const Slope& slope,
                    const Entry& entry) const {
     const uint16_t* const table = TableOf(square);
-    auto [red, green, blue] = slope.gain;
-    const auto [redStep, greenStep, blueStep] = slope.gainStep;
+    int32_t red = slope.gain[0], green = slope.gain[1], blue = slope.gain[2];
     for (int64_t i = 0; i < pixels; i++, pixel += layout.samples) {
       if (!layout.IsGray()) {
         pixel[layout.red] = ToSample(table[entry(pixel[layout.red], red)]);
         pixel[layout.blue] = ToSample(table[2 * kEntries + entry(pixel[layout.blue], blue)]);
       }
       pixel[layout.green] = ToSample(table[kEntries + entry(pixel[layout.green], green)]);
-      red += redStep;
-      green += greenStep;
-      blue += blueStep;
+      red += slope.gainStep[0];
+      green += slope.gainStep[1];
+      blue += slope.gainStep[2];
     }
   }
 
@@ -370,10 +364,11 @@ class Piece {
   std::array<int32_t, 3> m_paper;
   std::array<Sample, 3> m_paperSample;
   std::array<Sample, kBlock* kSamplesMost> m_paperBlock = {};
-  int64_t m_row = 0;      // of cells, above the line
-  double m_rowPart = 0.0; // from its centre to the next one's
-  bool m_found = false;   // squares of that row
-  int64_t m_firstSquare;  // the column of cells left of it; -1: left of the first cell's centre
+  const EightCalls* m_eights = nullptr; // null: other pixels, or another processor
+  int64_t m_row = 0;                    // of cells, above the line
+  double m_rowPart = 0.0;               // from its centre to the next one's
+  bool m_found = false;                 // squares of that row
+  int64_t m_firstSquare;                // the column of cells left of it; -1: left of the first cell's centre
   std::vector<Square> m_squares;
 };
 

@@ -109,7 +109,7 @@ Figures MeasureFigures(const Planes& planes, const Levels& levels, const Ground&
       lowest.cells[at] = SmallestOf(levelOf(planes.Mean(x, y), gains.cells[at]));
       objects += paper.object.cells[at];
       known += paper.known.cells[at];
-      if (paper.known.cells[at] != 0 && static_cast<double>(lowest.cells[at]) < lit) strokes.Add(lowest.cells[at]);
+      if (surface.strokes.cells[at] != 0 && static_cast<double>(lowest.cells[at]) < lit) strokes.Add(lowest.cells[at]);
     }
   }
   figures.known = static_cast<double>(known) / static_cast<double>(lowest.Size());
@@ -125,7 +125,8 @@ Figures MeasureFigures(const Planes& planes, const Levels& levels, const Ground&
   for (size_t i = 0; i < samples.size(); i++) {
     if (paper.known.cells[i / kSamples] == 0) continue;
     if (inked.cells[i / kSamples] == 0) far.Add(samples[i].least);
-    if (samples[i].most < edge) ink.Add(samples[i].black);
+    // Not beside a lid or a picture: what reaches into the cell is no ink.
+    if (samples[i].most < edge && surface.strokes.cells[i / kSamples] != 0) ink.Add(samples[i].black);
   }
   figures.deep = figures.centre - (far.Samples() >= 100 ? far : onPaper).Percentile(6.0);
   figures.ink = ink.Samples() > 20 ? ink.Percentile(10.0) : kUsualDarkest;
@@ -134,9 +135,12 @@ Figures MeasureFigures(const Planes& planes, const Levels& levels, const Ground&
   figures.veil = std::clamp(kVeilShare * LightOf(figures.darkest / centre) - kBlack, 0.0, kVeilMost);
   figures.strokesVeil =
       std::max(figures.veil, std::min(kInkVeilShare * LightOf(figures.ink / centre) - kBlack, kInkVeilMost));
+  const auto ramp = [](double v, double from, double to) { return std::clamp((v - from) / (to - from), 0.0, 1.0); };
+  const double coarse = ramp(figures.noise, kCoarseFrom, kCoarse) * ramp(figures.strokes, kCoarseInkFrom, kCoarseInk);
+  figures.strokesPower = 1.0 + kCoarsePower * coarse;
+  const double noises = kDepthNoises + coarse * (kDepthNoisesCoarse - kDepthNoises);
   const double stretch = 1.0 / (centre * (1.0 - figures.strokesVeil));
-  const double depth =
-      std::max({kDepthNoises * figures.noise * stretch, kDepthDeep * figures.deep * stretch, kDepthLeast});
+  const double depth = std::max({noises * figures.noise * stretch, kDepthDeep * figures.deep * stretch, kDepthLeast});
   const double weak = std::clamp(1.0 - WithoutVeil(LightOf(figures.strokes / centre), figures.strokesVeil), 0.1, 1.0);
   SetWhite(figures, std::clamp(depth, kDepthLeast, std::min(kDepthMost, kDepthInk * weak)));
 

@@ -20,9 +20,10 @@ struct Figures {
   double ink = 0.0;     // of the blackest in strokes
   double darkest = 0.0; // of the page
   // From these:
-  double veil = 0.0;        // light that lies on everything
-  double strokesVeil = 0.0; // light in strokes on paper
-  double whiteFrom = 1.0;   // levels, without their veil, from which whitening sets in, and which become white
+  double veil = 0.0;         // light that lies on everything
+  double strokesVeil = 0.0;  // light in strokes on paper
+  double strokesPower = 1.0; // of light, by which strokes are darkened
+  double whiteFrom = 1.0;    // levels, without their veil, from which whitening sets in, and which become white
   double whiteTo = 1.0;
   bool spared = false; // as little as can be is made white, since more would fade strokes
   // What the result would lose by them:

@@ -169,6 +169,13 @@ bool IsReverse(const CellColours& cells) {
   return above > kReverseMarks * below;
 }
 
+// Marker in strokes so narrow that the ground is what lies beside them.
+bool IsMarked(const Colour& lightest, const Colour& ground) {
+  const Colour d = {lightest[0] - ground[0], lightest[1] - ground[1], lightest[2] - ground[2]};
+  const float most = std::max({d[0], d[1], d[2]}), least = std::min({d[0], d[1], d[2]});
+  return most > -kMarkerDark && most - least > kMarkerTint;
+}
+
 } // namespace
 
 Ground FindGround(const Planes& planes, const Levels& levels) {
@@ -178,6 +185,9 @@ Ground FindGround(const Planes& planes, const Levels& levels) {
   ground.ln = Closed(ground.reverse ? cells.darkest : cells.lightest, ground.reverse);
   ground.darkest = Grid<float>(ground.ln.rows, ground.ln.columns);
   for (size_t i = 0; i < ground.darkest.Size(); i++) ground.darkest.cells[i] = cells.darkest.cells[i][3];
+  ground.marked = Mask(ground.ln.rows, ground.ln.columns);
+  for (size_t i = 0; i < ground.marked.Size() && !ground.reverse; i++)
+    ground.marked.cells[i] = IsMarked(cells.lightest.cells[i], ground.ln.cells[i]);
   ground.darkestPixel = std::move(cells.darkestPixel);
   return ground;
 }

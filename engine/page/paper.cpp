@@ -1,5 +1,7 @@
 #include "engine/page/paper.h"
 
+#include <optional>
+
 #include "engine/common/reached.h"
 #include "engine/page/tuning.h"
 
@@ -130,11 +132,10 @@ bool AddForetold(const Ground& ground, const Regions& regions, Mask& paper, std:
   return grew;
 }
 
-// A region as a sheet beside the paper: the other page of a book, beyond the gutter. It is as light as the paper, of
-// its colour, written on, and unlike a box that is printed on the paper it does not border on it with a step.
+// A large region as a sheet beside the paper: the other page of a book, beyond the gutter. It is as light as the paper,
+// of its colour, written on, and unlike a box that is printed on the paper it does not border on it with a step.
 bool IsSheet(const Ground& ground, const Regions& regions, size_t label, const Mask& paper, const Colour& main) {
   const std::span<const uint32_t> cells = regions.Cells(label);
-  if (static_cast<double>(cells.size()) < kSheetLeast * static_cast<double>(paper.Size())) return false;
   const auto inked = std::count_if(cells.begin(), cells.end(), [&](uint32_t at) {
     return ground.darkest.cells[at] < ground.ln.cells[at][3] - kInk;
   });
@@ -169,10 +170,13 @@ bool IsSheet(const Ground& ground, const Regions& regions, size_t label, const M
 
 // Adds the sheets beside the paper. False when there are none.
 bool AddSheets(const Ground& ground, const Regions& regions, size_t main, Mask& paper, std::vector<uint8_t>& added) {
-  const Colour level = MedianColour(ground, regions.Cells(main));
+  std::optional<Colour> level; // wanted on few pages, and medians take their time
   bool any = false;
   for (size_t label = 1; label < regions.Labels(); label++) {
-    if (added[label] != 0 || !IsSheet(ground, regions, label, paper, level)) continue;
+    const auto cells = static_cast<double>(regions.Cells(label).size());
+    if (added[label] != 0 || cells < kSheetLeast * static_cast<double>(paper.Size())) continue;
+    if (!level) level = MedianColour(ground, regions.Cells(main));
+    if (!IsSheet(ground, regions, label, paper, *level)) continue;
     for (const uint32_t at : regions.Cells(label)) paper.cells[at] = 1;
     added[label] = 1;
     any = true;

@@ -1,6 +1,7 @@
 #include "engine/page/propose.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 #include "engine/adaptive/confidence.h"
@@ -67,8 +68,9 @@ Piece Cut(const ZEP3_BmpInfo& image, const ZEP3_DETAIL* detail) {
   return piece;
 }
 
-// A shadow point, as a share of the highlight's level, and a gamma, with which the curve of a channel takes a veil off:
-// light v becomes (v - veil) / (1 - veil). The curve meets that at the shadow output and half way up.
+// A shadow point, as a share of the highlight's level, and a gamma, with which the curve of a channel takes a veil off
+// and darkens by a power: light v becomes ((v - veil) / (1 - veil))^power. The curve meets that at the shadow output
+// and half way up.
 struct Shadow {
   double in; // display level of gamma 2.2, paper 1
   double gamma;
@@ -76,12 +78,13 @@ struct Shadow {
 
 constexpr double kShadowOut = 10.0; // linear level
 
-Shadow ShadowOf(double veil) {
+Shadow ShadowOf(double veil, double power) {
   const auto linearOf = [](double level) { return 255.0 * std::pow(level, kGamma / 1.8); };
-  const double in = WithVeil(Light(kShadowOut), veil);
+  const auto inputOf = [&](double out) { return WithVeil(std::pow(Light(out), 1.0 / power), veil); };
+  const double in = inputOf(kShadowOut);
   constexpr double kHalfWay = 110.0; // linear level
-  const double half = linearOf(WithVeil(Light(kHalfWay), veil));
-  double least = 1.0, most = 4.0;
+  const double half = linearOf(inputOf(kHalfWay));
+  double least = 0.3, most = 4.0;
   for (int i = 0; i < 40; i++) {
     const double gamma = 0.5 * (least + most);
     const PowerCurve curve = MatchCurve(linearOf(in), 255.0, 255.0 / kShadowOut, 255.0, gamma, NearOffset::kFloor);
@@ -122,12 +125,11 @@ double ConfidenceOf(const Figures& figures) {
 }
 
 // To 2^-13 of a gain, a thirtieth of a level of 8 bits at white. So few bits that a surface is written down in little
-// room, and every processor has the same.
+// room, and every processor has the same. A gain is above 0: rounding its bits rounds it, also across a power of 2.
 float Rounded(double gain) {
-  constexpr double kSteps = 1 << 13; // for 0.5 to 1
-  int exponent = 0;
-  const double part = std::frexp(gain, &exponent);
-  return static_cast<float>(std::ldexp(std::floor(part * kSteps + 0.5) / kSteps, exponent));
+  constexpr uint64_t kDropped = uint64_t{1} << (52 - 12); // of the 52 bits behind the highest, 12 stay
+  const uint64_t bits = std::bit_cast<uint64_t>(gain) + kDropped / 2;
+  return static_cast<float>(std::bit_cast<double>(bits & ~(kDropped - 1)));
 }
 
 // To what a level of gamma 2.2 is raised for a value of another gamma, tenths.
@@ -205,8 +207,8 @@ std::optional<Checks> Propose(const ZEP3_BmpInfo& image, const Request& request,
   para.ic.wHlCurveType = ZEP3_HL_HARD_CLIP;
   para.ic.wSdCurveType = ZEP3_SD_HARD_CLIP;
   para.lSaturation = 0;
-  const Shadow strokes = ShadowOf(ground.reverse ? 0.0 : figures.strokesVeil);
-  const Shadow objects = ShadowOf(ground.reverse ? 0.0 : figures.veil);
+  const Shadow strokes = ground.reverse ? ShadowOf(0.0, 1.0) : ShadowOf(figures.strokesVeil, figures.strokesPower);
+  const Shadow objects = ShadowOf(ground.reverse ? 0.0 : figures.veil, 1.0);
   const bool keepsColour = para.wSubMode == ZEP3_SUB_DOCUMENT && coloured;
   const double grain = std::min(1.0 - figures.whiteTo, kGrainByTables);
   for (size_t c = 0; c < 3; c++) {

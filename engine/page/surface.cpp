@@ -120,7 +120,7 @@ Surface MeasureSurface(const Planes& planes, const Levels& levels, const Ground&
   }
   const Mask beside = Grown(large);
   for (size_t i = 0; i < large.Size(); i++) {
-    if (beside.cells[i] != 0) surface.strokes.cells[i] = 0;
+    if (beside.cells[i] != 0 || ground.marked.cells[i] != 0) surface.strokes.cells[i] = 0;
   }
   return surface;
 }

@@ -15,6 +15,10 @@ inline constexpr int kQuarter = 4;   // pixels of a cell that its lightest, and 
 inline constexpr int kClosed = 2;    // cells; strokes up to twice as wide are taken off
 inline constexpr float kInk = 0.25F; // ln; cells whose darkest lie as far below their ground hold ink
 
+// Marker: as light as its ground in one channel within so much of ln, and so much lighter there than in another.
+inline constexpr float kMarkerDark = 0.1F;
+inline constexpr float kMarkerTint = 0.15F;
+
 // A page of light marks on a dark ground (blueprint, slate): darker than this in the middle, and marks that rise so
 // many times as far above what is around them as others fall below.
 inline constexpr float kReverseLevel = 140.0F / 255.0F;
@@ -88,6 +92,15 @@ inline constexpr double kBlack = 0.006;     // light of good printing black
 inline constexpr double kDepthLeast = 0.03; // levels below white that are whitened ...
 inline constexpr double kDepthMost = 0.20;
 inline constexpr double kDepthNoises = 1.25;
+// Weak ink, by the level of strokes, in grain as coarse as toner's, by noise: a dark copy. Its hard contrast has lifted
+// light text toward the paper. It is darkened by a power of light (1 more than this), and more of the grain is made
+// white, which it would darken, too. Old paper is as coarse, but its ink is black.
+inline constexpr double kCoarseInkFrom = 0.30;
+inline constexpr double kCoarseInk = 0.45;
+inline constexpr double kCoarseFrom = 0.02;
+inline constexpr double kCoarse = 0.03;
+inline constexpr double kCoarsePower = 1.2;
+inline constexpr double kDepthNoisesCoarse = 2.0;
 inline constexpr double kDepthDeep = 0.7;
 inline constexpr double kDepthInk = 0.4;   // ... but not more than this share of what ink is below it
 inline constexpr double kRampLeast = 0.08; // levels over which whitening sets in

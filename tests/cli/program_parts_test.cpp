@@ -15,6 +15,7 @@
 #include "files/formats.h"
 #include "page/box_mean.h"
 #include "page/encoding.h"
+#include "page/marker.h"
 #include "program.h"
 #include "told/evidence.h"
 #include "told/sidecar.h"
@@ -54,6 +55,27 @@ TEST(Arguments, BadOnesAreRefused) {
   refused([](const std::string& text) { return ParseStops(text, 5); },
           {"", "5.01", "1/0", "1/2/3", "nan", "1/-2", "x"});
   refused(ParseSaturation, {"", "-101", "401", "no"});
+}
+
+// By hand. Pink: luma 175.29, half of the way to 255. Pale: a colour of 38 in 255 is 0.327 of the way to a clear one;
+// luma 225.08 and 0.163 of 29.92. What has no colour, or no light channel, or is as dark as a red pen, stays.
+TEST(Marker, IsHalfAsDarkInGray) {
+  using Pixel = std::array<int, 4>;
+  for (const auto& [given, expected] : {std::pair<Pixel, Pixel>{{255, 149, 201, 77}, {215, 215, 215, 77}},
+                                        {{255, 217, 217, 9}, {230, 230, 230, 9}},
+                                        {{200, 195, 205, 1}, {200, 195, 205, 1}},
+                                        {{200, 40, 30, 1}, {200, 40, 30, 1}},
+                                        {{250, 60, 60, 1}, {250, 60, 60, 1}},
+                                        {{0, 0, 0, 255}, {0, 0, 0, 255}}}) {
+    std::array<uint8_t, 8> two;
+    std::array<uint16_t, 4> deep;
+    for (size_t i = 0; i < 8; i++) two[i] = static_cast<uint8_t>(given[i % 4]);
+    for (size_t i = 0; i < 4; i++) deep[i] = static_cast<uint16_t>(257 * given[i]);
+    LightenMarker(two.data(), 2, 4);
+    LightenMarker(deep.data(), 1, 4);
+    for (size_t i = 0; i < 8; i++) EXPECT_EQ(two[i], expected[i % 4]) << given[1] << " " << i;
+    for (size_t i = 0; i < 4; i++) EXPECT_NEAR(deep[i] / 257.0, expected[i], 0.5) << given[1] << " " << i;
+  }
 }
 
 // log10(2) / 0.003 = 100.343 steps a stop. By hand: warmth 0.4 is +-20.07 and a gray of luminance 0.2126 * 1.1487 +

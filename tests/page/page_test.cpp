@@ -238,6 +238,57 @@ TEST(Page, FaintLinesAreSpared) {
   EXPECT_LE(page.Range(1, [](int x, int y) { return x > 330 && x < 630 && y == 200; }).second, 240);
 }
 
+// Weak ink comes out as dark whatever lies around the sheet.
+TEST(Page, ADarkLidLeavesStrokesAsTheyAre) {
+  std::vector<int64_t> shadows;
+  for (const double lid : {235.0, 25.0}) {
+    Page page(ZEP3_SUB_BACKGROUND_REMOVAL, {}, 0);
+    page.Fill([&](int x, int y, int) {
+      const bool outside = x < 42 || x > 601 || y < 41 || y > 442;    // through the middle of cells
+      return outside ? lid : IsText(x, y) && y < 120 ? 110.0 : 235.0; // little of it
+    });
+    ASSERT_EQ(page.Analyse(), 1);
+    shadows.push_back(page.r.para.ic.ch[1].lSdIn);
+  }
+  EXPECT_NEAR(static_cast<double>(shadows[1]), static_cast<double>(shadows[0]), 0.03 * static_cast<double>(shadows[0]));
+}
+
+// A dark copy: weak ink in coarse grain. Its strokes are darkened by a power, so that their gamma lies below that of
+// the same ink without grain; the grain becomes white. Old paper is as coarse, but its ink is black: no power.
+TEST(Page, StrokesOfADarkCopyAreDarkened) {
+  std::vector<int64_t> gammas;
+  for (const auto& [grain, ink] : {std::pair{0.0, 100.0}, {0.2, 100.0}, {0.2, 25.0}}) {
+    Page page(ZEP3_SUB_BACKGROUND_REMOVAL, {}, 0);
+    page.Fill([&, grain = grain, ink = ink](int x, int y, int) {
+      return IsText(x, y) ? ink : 200.0 * (1.0 + grain * (Noise(int64_t{y} * kWidth + x, 4) / 255.0 - 0.5));
+    });
+    page.Finish();
+    gammas.push_back(page.r.para.ic.ch[1].lGamma);
+    double white = 0.0;
+    for (int x = 340; x < 610; x++) white += page.scan.Level(x, 450, 1) >= 250 ? 1.0 / 270.0 : 0.0;
+    EXPECT_GE(white, 0.95) << grain;
+  }
+  EXPECT_LE(gammas[1], gammas[0] - 30);
+  EXPECT_GE(gammas[2], 100);
+}
+
+// A stroke of marker that is narrower than what the ground takes for strokes: its colour is not deepened as ink is.
+TEST(Page, NarrowMarkerIsNotInk) {
+  Page page(ZEP3_SUB_BACKGROUND_REMOVAL, {}, 0);
+  const auto isMarker = [](int x, int y) { return x >= 320 && x < 600 && y >= 200 && y < 214; };
+  page.Fill([&](int x, int y, int c) {
+    const double ground = isMarker(x, y) ? (c == 2 ? 110.0 : 232.0) : 235.0;
+    return IsText(x, y) ? 90.0 : ground;
+  });
+  ASSERT_EQ(page.Analyse(), 1);
+  const auto lies = [&](int x, int y) {
+    return page.cells[static_cast<size_t>(y / 4 * page.surface.lColumns + x / 4)].lLies;
+  };
+  EXPECT_EQ(lies(450, 206) & ZEP3_CELL_STROKES, 0U);
+  EXPECT_NE(lies(450, 106) & ZEP3_CELL_STROKES, 0U);
+  EXPECT_NE(lies(150, 206) & ZEP3_CELL_STROKES, 0U);
+}
+
 // Light lines on blue: evened in brightness, its colour and the lines' contrast as they were.
 TEST(Page, ABlueprintStaysBlue) {
   Page page(ZEP3_SUB_BACKGROUND_REMOVAL, {}, 0);
@@ -421,6 +472,29 @@ TEST(PagePixels, AreAsTheInterfaceSaysHoweverTheScanIsCut) {
         const bool isChannel =
             inLine < scan.width * scan.bytes && std::count(kSampleOf[format], kSampleOf[format] + 3, sample) > 0;
         ASSERT_TRUE(isChannel || whole[i] == given[i]) << i;
+      }
+    }
+  }
+}
+
+// R G B takes a way of its own where the processor has one; the same pixels with a fourth sample do not.
+TEST(PagePixels, AreTheSameInEveryLayout) {
+  for (const auto& [side, gain] : {std::pair<int64_t, float>{12, 1.0F}, {36, 1.0F}, {300, 1.0F}, {7, 40.0F}}) {
+    for (int width = 1; width < 120; width += 13) {
+      SCOPED_TRACE(testing::Message() << side << " " << gain << " " << width);
+      Ramps ramps(ZEP3_PAGE_ENTRIES_8, side, 9, 7);
+      for (size_t i = 0; i < ramps.cells.size(); i += 3) ramps.cells[i].fGain[i % 2] *= gain;
+      Image plain(width, 40), padded(width, 40, ZEP3_PIXEL_XRGB);
+      const auto level = [](int x, int y, int c) {
+        return x / 20 % 2 == 1 ? Noise(x + 300 * y, c) : 240 + Noise(300 * y + x, c) / 20;
+      };
+      plain.Fill(level);
+      padded.Fill(level);
+      ASSERT_EQ(ApplyZEP3Page(&plain.bmp, 2, 1, &ramps.surface, ramps.table.data()), 1);
+      ASSERT_EQ(ApplyZEP3Page(&padded.bmp, 2, 1, &ramps.surface, ramps.table.data()), 1);
+      for (int i = 0; i < 3 * width * 40; i++) {
+        const int x = i / 3 % width, y = i / 3 / width, c = i % 3;
+        ASSERT_EQ(plain.Level(x, y, c), padded.Level(x, y, c)) << x << " " << y << " " << c;
       }
     }
   }

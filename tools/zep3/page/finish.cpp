@@ -10,6 +10,7 @@
 
 #include "failure.h"
 #include "page/box_mean.h"
+#include "page/marker.h"
 #include "page/tables.h"
 
 namespace {
@@ -54,6 +55,20 @@ class Finish {
     return piece;
   }
 
+  // A line of colours that was applied to, into one of gray. False where the library refuses it.
+  bool MakeGray(const ZEP3_BmpInfo& colours, uint8_t* to) const {
+    const int samples = static_cast<int>(m_shape.bands);
+    if (m_paper && m_shape.deep) {
+      LightenMarker(reinterpret_cast<uint16_t*>(colours.pBits), colours.lWidth, samples);
+    } else if (m_paper) {
+      LightenMarker(colours.pBits, colours.lWidth, samples);
+    }
+    ZEP3_BmpInfo gray = colours;
+    gray.pBits = to;
+    gray.wPixelFormat = m_shape.bands == 4 ? ZEP3_PIXEL_GRAYA : ZEP3_PIXEL_GRAY;
+    return MakeZEP3Gray(&colours, &gray) == 1;
+  }
+
   // In place, a piece that begins at a place of the image. False where the library refuses it.
   bool Apply(const ZEP3_BmpInfo& piece, int64_t x, int64_t y) const {
     if (m_paper) {
@@ -88,10 +103,7 @@ int ApplyToRegion(VipsRegion* out, void* sequence, void*, void* finish, gboolean
     std::memcpy(gray ? line.data() : to, VIPS_REGION_ADDR(in, area.left, y), VIPS_REGION_SIZEOF_LINE(in));
     if (!gray) continue;
     const ZEP3_BmpInfo colours = work.Piece(line.data(), area.width, 1, 0);
-    ZEP3_BmpInfo luma = colours;
-    luma.pBits = to;
-    luma.wPixelFormat = out->im->Bands == 2 ? ZEP3_PIXEL_GRAYA : ZEP3_PIXEL_GRAY;
-    if (!work.Apply(colours, area.left, y) || !MakeZEP3Gray(&colours, &luma)) return -1;
+    if (!work.Apply(colours, area.left, y) || !work.MakeGray(colours, to)) return -1;
   }
   const ZEP3_BmpInfo piece = work.Piece(VIPS_REGION_ADDR(out, area.left, area.top), area.width, area.height,
                                         static_cast<int64_t>(VIPS_REGION_LSKIP(out)));
