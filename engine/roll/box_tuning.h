@@ -12,7 +12,7 @@ inline constexpr double kStainSeen = 0.05;   // ... which counts in full for sta
 inline constexpr double kFactorLeast = 0.2;
 inline constexpr double kFactorMost = 2.0;
 inline constexpr double kLeastSquares = 1e-6; // of a stain that is none
-inline constexpr double kDye = 0.07;          // common to the channels
+inline constexpr double kDye = 0.12;          // common to the channels
 inline constexpr double kDyeRatio = 0.035;    // a channel's own
 inline constexpr double kStraight = 20.0;     // nats from which being apart costs in proportion
 inline constexpr double kHistoryShare = 0.25; // of a history's usual cost that stays in a box of scatter 1
@@ -20,6 +20,9 @@ inline constexpr double kHistoryShare = 0.25; // of a history's usual cost that 
 // ---- the box's history ----
 
 inline constexpr double kMostAgainst = 7.0; // nats that one original's ends can speak against it
+// Scenes without a full black draw the likeliest history toward mild fading, however many originals there are. In
+// simulated boxes the logarithms of red's and blue's dyes, where most is lost, were found short by this factor.
+inline constexpr double kMilder = 1.2;
 inline constexpr double kFirstStep = 0.08;
 inline constexpr double kLastStep = 0.006;
 
@@ -31,6 +34,6 @@ inline constexpr double kLastStep = 0.006;
 inline constexpr double kEqual = 90.0;       // product up to which originals are as unequal as usual
 inline constexpr double kScatterMost = 20.0; // from here on a box says nothing
 
-inline constexpr double kOdd = 14.0; // nats by which the box must be the worse explanation for an odd one
+inline constexpr double kOdd = 9.0; // nats by which the box must be the worse explanation for an odd one
 
 } // namespace box
