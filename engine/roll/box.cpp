@@ -94,9 +94,8 @@ bool SolveBox(const ZEP3_OBSERVATION* seen, const std::vector<size_t>& order, ZE
     start.offset[c] = median([c](const Original& o) { return o.own.offset[c]; });
     start.logDye[c] = median([c](const Original& o) { return o.own.logDye[c]; });
   }
-  DensityModel found = SearchModel(start, false, kFirstStep, kLastStep,
-                                   [&](const DensityModel& model) { return CostInBox(costs, model, originals); });
-  for (double& dye : found.logDye) dye *= kMilder;
+  const DensityModel found = SearchModel(start, false, kFirstStep, kLastStep,
+                                         [&](const DensityModel& model) { return CostInBox(costs, model, originals); });
   double gains = 0.0;
   for (int c = 0; c < 3; c++) {
     shared.dOffset[c] = found.offset[c];

@@ -20,9 +20,6 @@ inline constexpr double kHistoryShare = 0.25; // of a history's usual cost that 
 // ---- the box's history ----
 
 inline constexpr double kMostAgainst = 7.0; // nats that one original's ends can speak against it
-// Scenes without a full black draw the likeliest history toward mild fading, however many originals there are. In
-// simulated boxes the logarithms of red's and blue's dyes, where most is lost, were found short by this factor.
-inline constexpr double kMilder = 1.2;
 inline constexpr double kFirstStep = 0.08;
 inline constexpr double kLastStep = 0.006;
 
@@ -30,8 +27,8 @@ inline constexpr double kLastStep = 0.006;
 // lies that was found of it alone, as a sum of squares in usual deviations (the amount of stain is left out: a single
 // original tells it worst), and by how many nats the box explains the middle original's ends worse than that history.
 // Originals of one box have a small one of the two; only wholly unequal ones have both large. Median products of
-// simulated boxes of 8 whose losses scatter by 0, 25, 50 and 100 %: 20, 40, 105, 280.
-inline constexpr double kEqual = 90.0;       // product up to which originals are as unequal as usual
+// simulated boxes of 8 whose losses scatter by 0, 25, 50 and 100 %: 16, 32, 85, 240.
+inline constexpr double kEqual = 70.0;       // product up to which originals are as unequal as usual
 inline constexpr double kScatterMost = 20.0; // from here on a box says nothing
 
 inline constexpr double kOdd = 9.0; // nats by which the box must be the worse explanation for an odd one
