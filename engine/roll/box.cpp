@@ -33,23 +33,32 @@ struct Original {
   double cost;
 };
 
+double EndsCost(const PositiveCosts& costs, const DensityModel& model, const Original& original) {
+  return costs.White(model, original.anchors) + costs.Black(model, original.anchors);
+}
+
 // What many originals' ends say, each of them up to a cap: a yellow wall or a foggy scene must not move the box.
 double CostInBox(const PositiveCosts& costs, const DensityModel& model, const std::vector<Original>& originals) {
   double sum = costs.History(model);
   for (const Original& original : originals) {
-    const double ends = costs.White(model, original.anchors) + costs.Black(model, original.anchors);
+    const double ends = EndsCost(costs, model, original);
     sum += ends > 0.0 ? kMostAgainst * std::tanh(ends / kMostAgainst) : ends;
   }
   return sum;
 }
 
 // How much wider than usual the box must be laid.
-double ScatterOf(bool slide, const DensityModel& found, const std::vector<Original>& originals) {
+double ScatterOf(const PositiveMaterial& material, const DensityModel& found, const std::vector<Original>& originals) {
   const BoxHistory history = {found, 0.0, 1.0};
-  const PositiveCosts usual(positive::MaterialOf(slide), positive::kFadedHistory, &history);
+  const PositiveCosts usual(material, positive::kFadedHistory, &history);
   std::vector<double> apart;
-  for (const Original& original : originals) apart.push_back(usual.ApartInColour(original.own));
-  return Clamp((Median(apart) - kOwnError[slide]) / kUnequal[slide], 1.0, kScatterMost);
+  std::vector<double> dearer;
+  for (const Original& original : originals) {
+    apart.push_back(usual.ApartInColour(original.own));
+    dearer.push_back(EndsCost(usual, found, original) - EndsCost(usual, original.own, original));
+  }
+  const double unequal = AtLeast(0.0, Median(apart)) * AtLeast(0.0, Median(dearer)) / kEqual;
+  return Clamp(Square(unequal), 1.0, kScatterMost);
 }
 
 } // namespace
@@ -93,7 +102,7 @@ bool SolveBox(const ZEP3_OBSERVATION* seen, const std::vector<size_t>& order, ZE
     shared.dDye[c] = std::exp(found.logDye[c]);
   }
   for (const Original& original : originals) gains += original.gain;
-  shared.dScatter = ScatterOf(slides, found, originals);
+  shared.dScatter = ScatterOf(material, found, originals);
   // The more unequal they are, the less tells the evidence for one of another.
   shared.dGain = gains / static_cast<double>(originals.size()) / shared.dScatter;
 

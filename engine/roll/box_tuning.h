@@ -12,7 +12,7 @@ inline constexpr double kStainSeen = 0.05;   // ... which counts in full for sta
 inline constexpr double kFactorLeast = 0.2;
 inline constexpr double kFactorMost = 2.0;
 inline constexpr double kLeastSquares = 1e-6; // of a stain that is none
-inline constexpr double kDye = 0.07;          // common to the channels
+inline constexpr double kDye = 0.12;          // common to the channels
 inline constexpr double kDyeRatio = 0.035;    // a channel's own
 inline constexpr double kStraight = 20.0;     // nats from which being apart costs in proportion
 inline constexpr double kHistoryShare = 0.25; // of a history's usual cost that stays in a box of scatter 1
@@ -23,13 +23,13 @@ inline constexpr double kMostAgainst = 7.0; // nats that one original's ends can
 inline constexpr double kFirstStep = 0.08;
 inline constexpr double kLastStep = 0.006;
 
-// How unequal the originals are is measured by the sum of squares that lies between the box and what the middle
-// original by itself was taken for, less what the latter's own error adds, and divided by what scatter 1 has. The
-// amount of stain is left out: a single original tells it worst. Simulated losses that scatter by 0, 25, 50 and 100 %
-// have 4, 7, 17 and 28 in the median. A slide tells its own losses worse than a print does.
-inline constexpr double kOwnError[2] = {2.0, 7.0}; // print, slide
-inline constexpr double kUnequal[2] = {7.0, 9.0};  // likewise
-inline constexpr double kScatterMost = 20.0;       // from here on a box says nothing
+// How unequal the originals are has two signs, each of them loose: how far from the box's the middle original's history
+// lies that was found of it alone, as a sum of squares in usual deviations (the amount of stain is left out: a single
+// original tells it worst), and by how many nats the box explains the middle original's ends worse than that history.
+// Originals of one box have a small one of the two; only wholly unequal ones have both large. Median products of
+// simulated boxes of 8 whose losses scatter by 0, 25, 50 and 100 %: 16, 32, 85, 240.
+inline constexpr double kEqual = 70.0;       // product up to which originals are as unequal as usual
+inline constexpr double kScatterMost = 20.0; // from here on a box says nothing
 
 inline constexpr double kOdd = 9.0; // nats by which the box must be the worse explanation for an odd one
 

@@ -138,6 +138,23 @@ TEST_F(Rolls, AreOneToAFolder) {
   EXPECT_FALSE(Exists("other"));
 }
 
+TEST_F(Rolls, AreToldWhenTheyDoNotShareABase) {
+  const double light[] = {0.6, 0.6, 0.6, 0.6, 0.6, 0.75, 0.95, 1.2};
+  for (size_t i = 0; i < std::size(light); i++)
+    Save(Frame(1.2 + 0.2 * static_cast<double>(i), false, light[i]), "in/" + std::to_string(i) + ".ppm");
+  const std::string mixed = "the frames do not share a base";
+  const Outcome run = Zep3("--roll --no-sync -k negative in -o out --json");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(Members(run.out)["5.ppm"] + Members(run.out)["6.ppm"] + Members(run.out)["7.ppm"], "oddoddodd");
+  EXPECT_IN(mixed, run.err);
+  EXPECT_IN(mixed, Read("out/roll.zep3.html"));
+  // A stray frame makes no second film.
+  for (const char* name : {"in/5.ppm", "in/6.ppm"}) fs::remove(m_folder / name);
+  const Outcome stray = Zep3("--roll --no-sync -k negative in -o stray");
+  EXPECT_IN("1 odd: in/7.ppm", stray.err);
+  EXPECT_EQ(stray.err.find(mixed), std::string::npos) << stray.err;
+}
+
 TEST_F(Rolls, TooFewAreFinishedByThemselves) {
   SaveRoll();
   for (const char* kind : {"negative", "bw-negative", "faded-slide"}) {

@@ -141,9 +141,10 @@ std::string MembersText(const Roll& roll) {
     }
   }
   if (!roll.shared) return "too few of these scans belong together: each is finished by itself";
+  const std::string mixed = roll.IsMixed() ? std::string("; ") + kMixedText + "; one folder for each film helps" : "";
   return std::to_string(names[Member::kShared].size()) + " together" +
          Named(names[Member::kOdd], "odd", std::string(ReasonText(ZEP3_REASON_ODD))) +
-         Named(names[Member::kBlank], "blank", "");
+         Named(names[Member::kBlank], "blank", "") + mixed;
 }
 
 // One roll through both passes.

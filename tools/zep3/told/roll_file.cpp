@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <filesystem>
 #include <iterator>
 #include <nlohmann/json.hpp>
@@ -205,6 +206,29 @@ Roll RollFromJson(const nlohmann::json& json) {
 } // namespace
 
 Roll::Roll() : program(kVersion), engine(EngineVersion()) {}
+
+bool Roll::IsMixed() const {
+  // A stray frame or two are odd ones on a roll; from a third on there are several.
+  constexpr int kFewestOdd = 2;
+  constexpr double kOddShare = 1.0 / 3;
+  constexpr double kAgree = 0.1; // density within which clear film is one
+  if (!shared) return false;
+  int frames = 0, odd = 0;
+  for (const ObservedScan& scan : scans) {
+    for (const ObservedPage& page : scan.pages) {
+      const ZEP3_OBSERVATION& seen = page.seen;
+      const bool film = seen.lDocType == ZEP3_DOC_NEGATIVE || seen.lDocType == ZEP3_DOC_NEGATIVE_BW;
+      if (!film || seen.lState != 1 || page.member == Member::kBlank) continue;
+      frames++;
+      bool apart = page.member == Member::kOdd;
+      for (int c = 0; c < 3 && seen.dClear[0] > 0; c++) {
+        apart = apart || std::fabs(1.8 * std::log10(seen.dClear[c] / shared->dBase[c])) > kAgree;
+      }
+      if (apart) odd++;
+    }
+  }
+  return odd >= kFewestOdd && odd >= kOddShare * frames;
+}
 
 bool Roll::IsSeenAs(const Roll& other) const { return SettingsToJson(*this) == SettingsToJson(other); }
 

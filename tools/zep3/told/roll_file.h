@@ -14,6 +14,10 @@
 inline constexpr const char* kRollName = "roll.zep3.json";
 inline constexpr const char* kRollPageName = "roll.zep3.html";
 
+// Of a roll that is mixed.
+inline constexpr const char* kMixedText =
+    "the frames do not share a base: they are of several films, or the scanner was set anew between them";
+
 struct ObservedPage {
   int page = 0; // in its file, from 0
   ZEP3_OBSERVATION seen = {};
@@ -38,6 +42,8 @@ struct Roll {
   std::vector<ObservedScan> scans;
 
   Roll(); // of this version
+  // Whether its frames do not share a base. Known once the members are.
+  bool IsMixed() const;
   // Whether scans were looked at in the same way.
   bool IsSeenAs(const Roll& other) const;
 };
