@@ -7,7 +7,9 @@
 #include <utility>
 #include <vector>
 
+#include "engine/adaptive/view.h"
 #include "engine/common/record.h"
+#include "engine/verdict/kind_odds.h"
 #include "engine/zep3.h"
 
 #define EXPORT extern "C" __attribute__((used, visibility("default")))
@@ -304,6 +306,9 @@ EXPORT int web_judge(WebScan* scan) {
   ScaleEvidence(*scan, static_cast<double>(scan->shrink));
   return judged;
 }
+
+// Natural logarithm of the odds that the scan shows a negative, where its picture lies by the kind of the record.
+EXPORT double web_negative_odds(const WebScan* scan) { return NegativeLogOdds(LookAt(scan->image, scan->para)); }
 
 EXPORT const char* web_check(const WebScan* scan, int call) {
   return CheckZEP3(call, &scan->image, &scan->para, kIdentity);

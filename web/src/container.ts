@@ -1,5 +1,5 @@
 // What stands around the pixels in JPEG and PNG files: profile, resolution and words, read and carried over.
-import { unzlibSync, zlibSync } from 'fflate';
+import { deflated, inflated } from './zlib.ts';
 
 export type FileType = 'jpeg' | 'png' | 'tiff' | 'pnm' | 'webp' | 'other';
 
@@ -27,7 +27,7 @@ export function typeOf(bytes: Uint8Array): FileType {
   return 'other';
 }
 
-export function readContainer(bytes: Uint8Array): Container {
+export async function readContainer(bytes: Uint8Array): Promise<Container> {
   const type = typeOf(bytes);
   const plain: Container = { type, depth: 8, gray: false, alpha: false, profile: null, carried: [] };
   if (type === 'jpeg') return readJpeg(bytes, plain);
@@ -119,7 +119,7 @@ function* pngChunks(bytes: Uint8Array): Generator<{ name: string; data: Uint8Arr
   }
 }
 
-function readPng(bytes: Uint8Array, container: Container): Container {
+async function readPng(bytes: Uint8Array, container: Container): Promise<Container> {
   for (const { name, data, whole } of pngChunks(bytes)) {
     if (name === 'IHDR') {
       container.depth = data[8] === 16 ? 16 : 8;
@@ -127,7 +127,7 @@ function readPng(bytes: Uint8Array, container: Container): Container {
       container.alpha = data[9]! >= 4;
     }
     if (name === 'tRNS') container.alpha = true;
-    if (name === 'iCCP') container.profile = unzlibSync(data.subarray(data.indexOf(0) + 2));
+    if (name === 'iCCP') container.profile = await inflated(data.subarray(data.indexOf(0) + 2));
     if (CARRIED_CHUNKS.includes(name)) container.carried.push(whole.slice());
   }
   return container;
@@ -148,8 +148,8 @@ function crcOf(bytes: Uint8Array): number {
   return ~crc >>> 0;
 }
 
-function profileChunk(profile: Uint8Array): Uint8Array {
-  const named = concatenated([new TextEncoder().encode('iCCPicc\0\0'), zlibSync(profile)]);
+async function profileChunk(profile: Uint8Array): Promise<Uint8Array> {
+  const named = concatenated([new TextEncoder().encode('iCCPicc\0\0'), await deflated(profile)]);
   const chunk = new Uint8Array(named.length + 8);
   const view = new DataView(chunk.buffer);
   view.setUint32(0, named.length - 4);
@@ -171,7 +171,7 @@ function webpProfile(bytes: Uint8Array): Uint8Array | null {
 }
 
 /** A finished file of the browser's, with what the scan's file carried. */
-export function fillContainer(bytes: Uint8Array, from: Container): Uint8Array<ArrayBuffer> {
+export async function fillContainer(bytes: Uint8Array, from: Container): Promise<Uint8Array<ArrayBuffer>> {
   if (typeOf(bytes) === 'jpeg') return fillJpeg(bytes, from);
-  return fillPng(bytes, from, from.profile ? [profileChunk(from.profile)] : []);
+  return fillPng(bytes, from, from.profile ? [await profileChunk(from.profile)] : []);
 }

@@ -39,7 +39,7 @@ function regionOf(source: Source, cut: Cut | null): Cut {
 async function* corrected(engine: Engine, source: Source, page: SidecarPage, region: Cut, report: Report) {
   const scan = engine.scan(source.width, source.height, page.inputGamma10);
   try {
-    repeat(page, scan);
+    await repeat(page, scan);
     const band = Math.max(1, Math.floor(BAND_PIXELS / region.width));
     for (let y = 0; y < region.height; y += band) {
       const lines = Math.min(band, region.height - y);
@@ -82,7 +82,7 @@ async function byBrowser(
   report(0.95);
   // A canvas has colours, also where the scan has none.
   const from = source.container.gray ? withoutProfile(source.container) : source.container;
-  const filled = fillContainer(new Uint8Array(await blob.arrayBuffer()), from);
+  const filled = await fillContainer(new Uint8Array(await blob.arrayBuffer()), from);
   return { blob: new Blob([filled], { type: `image/${type}` }), extension: type === 'jpeg' ? 'jpg' : 'png' };
 }
 
@@ -176,7 +176,7 @@ async function byVips(
   const bytes = image.writeToBuffer(`.${extension}`, options);
   const filled =
     !own.resolution && typeOf(bytes) === source.container.type
-      ? fillContainer(bytes, source.container)
+      ? await fillContainer(bytes, source.container)
       : new Uint8Array(bytes);
   for (const one of new Set([image, copy, made])) one.delete(); // nothing else frees libvips' memory in time
   const mime = { jpeg: 'image/jpeg', png: 'image/png', tiff: 'image/tiff', pnm: 'image/x-portable-anymap' }[type];

@@ -1,5 +1,6 @@
 // What is said of the scan, and what can be changed.
 import { useState } from 'preact/hooks';
+import { Ask } from './ask.tsx';
 import { Curves } from './curves.tsx';
 import { rectangleOf, cornersOf, tiltOf } from './frame.ts';
 import type { Corners } from './engine.ts';
@@ -23,6 +24,7 @@ import {
 const VERDICTS = {
   good: 'Good: nothing speaks against the result.',
   look: 'Please look at the result.',
+  ask: 'Please say first what it is.',
   failed: 'No correction was found: the scan is blank or clipped.',
   '': '',
 } as const;
@@ -96,12 +98,7 @@ function Kinds({ state, scan }: { state: State; scan: Scan }) {
           ))}
         </select>
       </label>
-      {guessed && (
-        <p class="quiet">
-          A guess, and sometimes wrong: a scan does not tell surely what it was made from. Faded slides look like faded
-          prints.
-        </p>
-      )}
+      {guessed && <p class="quiet">A guess, and sometimes wrong: a scan does not tell surely what it was made from.</p>}
       <label>
         Analysis
         <select
@@ -315,6 +312,7 @@ export function Panel({ state }: { state: State }) {
   const { settings } = scan;
   return (
     <aside class="panel" aria-label="Correction">
+      <Ask scan={scan} />
       <Told scan={scan} />
       <Kinds state={state} scan={scan} />
       <section class="sliders" aria-label="Sliders">

@@ -37,7 +37,7 @@ export function encodingOf({ profile }: Container): Encoding {
 export async function open(file: Blob): Promise<Source> {
   const bytes = new Uint8Array(await file.arrayBuffer());
   if (bytes.length === 0) throw new Error('the file is empty');
-  const container = readContainer(bytes);
+  const container = await readContainer(bytes);
   const needsVips = container.type === 'tiff' || container.type === 'pnm' || container.depth === 16 || container.alpha;
   if (needsVips) return openByVips(bytes, container);
   return openByBrowser(file, container);

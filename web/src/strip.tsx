@@ -4,7 +4,13 @@ import { Thumb } from './picture.tsx';
 import { closeScan, select, type Scan, type State } from './store.ts';
 import { pick } from './app.tsx';
 
-const WORDS = { good: 'good', look: 'please look', failed: 'no correction found', '': '' } as const;
+const WORDS = {
+  good: 'good',
+  look: 'please look',
+  ask: 'please say what it is',
+  failed: 'no correction found',
+  '': '',
+} as const;
 
 const stateOf = (scan: Scan): string => {
   if (scan.state === 'failed') return 'cannot be opened';

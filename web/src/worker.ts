@@ -1,7 +1,7 @@
 // Scans, their corrections and their pixels, away from the page, which stays quick. Messages are calls with a number.
 import { chromaOf, cutFor, frameOf, isChanged, lay, propose, toldOf, type Proposal, type Told } from './decide.ts';
 import { Engine, Roll, type Kind, type Measurement, type Scan } from './engine.ts';
-import { finish, type Finished, type Target } from './finish.ts';
+import type { Finished, Target } from './finish.ts';
 import type { Cut } from './frame.ts';
 import { analysisKey, type Settings } from './settings.ts';
 import { pageOf, type Frame, type SidecarPage } from './sidecar.ts';
@@ -26,6 +26,8 @@ export interface Updated {
   kind: string;
   told: Told;
   measurements: Measurement[];
+  /** Kinds that the scan may be of, where that is to be asked. */
+  plausible: string[];
   frame: Frame | null;
   cut: Cut | null;
   histogram: Histogram;
@@ -63,9 +65,19 @@ function engine(): Promise<Engine> {
   loaded ??= (async () => {
     const answer = await fetch(new URL('../zep3.wasm', self.location.href));
     if (!answer.ok) throw new Error('the engine cannot be loaded');
-    return Engine.load(await answer.arrayBuffer());
+    return Engine.load(await answer.arrayBuffer(), moreOfEngine);
   })();
   return loaded;
+}
+
+/** In the middle of a call, which waits for it: the page itself does not. */
+function moreOfEngine(): ArrayBuffer {
+  const request = new XMLHttpRequest();
+  request.open('GET', new URL('../zep3-more.wasm', self.location.href), false);
+  request.responseType = 'arraybuffer';
+  request.send();
+  if (request.status !== 200) throw new Error('the rest of the engine cannot be loaded');
+  return request.response as ArrayBuffer;
 }
 
 // ---- scans ----
@@ -131,7 +143,7 @@ async function prepared(id: number, settings: Settings): Promise<{ scan: Scan; p
   const fresh = entry.proposal?.key !== analysisKey(settings);
   if (fresh || entry.proposal === null) {
     entry.proposal = null; // also where the analysis fails
-    entry.proposal = propose(scan, settings, roll);
+    entry.proposal = await propose(scan, settings, roll);
   }
   lay(scan, settings, entry.proposal);
   return { scan, proposal: entry.proposal, fresh };
@@ -210,14 +222,29 @@ const calls = {
     return {
       after,
       kind: scan.kind,
-      told: toldOf(scan),
+      told: toldOf(scan, proposal.plausible),
       measurements: scan.measurements,
+      plausible: proposal.plausible,
       frame: frameOf(settings, proposal),
       cut: cutFor(settings, proposal, scan.width, scan.height),
       histogram: histogramOf(after),
       tables: Uint8Array.from(scan.tables(256), (level) => Math.floor((level + 128) / 257)),
       took: performance.now() - start,
     };
+  },
+
+  /** The scan as it comes out as another kind. */
+  async asKind(id: number, settings: Settings, kind: string): Promise<ImageData> {
+    const entry = entryOf(id);
+    const kept = entry.proposal;
+    try {
+      const { scan, proposal } = await prepared(id, { ...settings, kind });
+      const { pixels, format } = small(scan, entry.gray);
+      scan.apply(pixels, scan.smallWidth, null, format, 8, proposal.chroma);
+      return toScreen(pixels, scan.smallWidth, format, 8);
+    } finally {
+      if (entry.scan) entry.proposal = kept;
+    }
   },
 
   /** Pixels at 100 %. */
@@ -269,6 +296,7 @@ const calls = {
   },
 
   async finish(file: Blob, page: SidecarPage, target: Target): Promise<Finished> {
+    const { finish } = await import('./finish.ts');
     return finish(await engine(), file, page, target, (share) => postMessage({ progress: share }));
   },
 };

@@ -1,0 +1,16 @@
+import { launch, addScans } from '/work/wt/webfin/web/tests/browser.js';
+import { serve } from '/work/wt/webfin/web/tests/serve.js';
+const [out, ...scans] = process.argv.slice(2);
+const site = await serve();
+const context = await launch({ viewport: { width: 1280, height: 800 } });
+const page = await context.newPage();
+page.on('console', (m) => console.log(m.text()));
+page.on('pageerror', (e) => console.log('ERR', e));
+await page.goto(site.address);
+const t = Date.now();
+await addScans(page, ...scans);
+await page.waitForTimeout(3000);
+await page.screenshot({ path: out });
+console.log(site.asked.filter((p) => !p.includes('index')).join(' '));
+await context.close();
+site.close();
