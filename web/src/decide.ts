@@ -98,7 +98,8 @@ export function guessKind(scan: Scan): Guess {
   return { kind: plausible[0]!, plausible };
 }
 
-function layArea(scan: Scan, corners: Corners | null): void {
+/** What an analysis looks at: within these corners, or all of the scan. */
+export function layArea(scan: Scan, corners: Corners | null): void {
   const { smallWidth: width, smallHeight: height } = scan;
   const area = corners
     ? areaOf(corners, scan.shrink)

@@ -6,6 +6,7 @@ type Pointer = number;
 interface Exports {
   memory: WebAssembly.Memory;
   _initialize(): void;
+  web_version(minor: number): number;
   web_alloc(bytes: number): Pointer;
   web_release(bytes: Pointer): void;
   web_scan_new(width: number, height: number, gamma: number): Pointer;
@@ -155,6 +156,11 @@ export class Engine {
     const calls = first as unknown as Exports;
     calls._initialize();
     return new Engine(calls);
+  }
+
+  /** Of the calls and records, as the program writes it. */
+  get version(): string {
+    return `${this.calls.web_version(0)}.${this.calls.web_version(1)}`;
   }
 
   /** Of a text that ends with a zero byte. */

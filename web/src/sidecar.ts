@@ -27,6 +27,7 @@ const RECORD_FIELDS = [
   'lAgainstLight',
 ] as const;
 const POINT_FIELDS = ['lHlIn', 'lSdIn', 'lHlOut', 'lSdOut', 'lGamma'] as const;
+const MATRIX = [0, 1, 2, 3, 4, 5, 6, 7, 8];
 const SURFACE_NUMBERS = ['left', 'top', 'side', 'columns', 'rows'] as const;
 const SURFACE_SHARES = ['objectShadow', 'objectGamma', 'whiteFrom', 'whiteTo'] as const;
 
@@ -211,16 +212,16 @@ export async function pageOf(scan: Scan, around: AroundPage): Promise<SidecarPag
     inputGammaFrom: around.gammaFrom,
     chroma: around.chroma,
     record: recordOf(scan),
-    matrix: null,
+    matrix: scan.get('matrix.given') === 0 ? null : MATRIX.map((i) => scan.get(`matrix.${i}`)),
     tables: perChannel((c) => [...tables.subarray(256 * c, 256 * (c + 1))].map(toByte)),
   };
 }
 
-export function sidecarOf(scanName: string, page: SidecarPage): string {
+export function sidecarOf(scanName: string, page: SidecarPage, engineVersion: string): string {
   const sidecar: Sidecar = {
     format: FORMAT,
     formatVersion: FORMAT_VERSION,
-    versions: { zep3: __VERSION__, engine: '3.9' },
+    versions: { zep3: __VERSION__, engine: engineVersion },
     scan: scanName,
     pages: [page],
   };
@@ -239,8 +240,6 @@ export function readSidecar(text: string): Sidecar {
   if (sidecar.format !== FORMAT) throw new Error('is no correction of zep3');
   if (sidecar.formatVersion !== FORMAT_VERSION) throw new Error(`has format version ${sidecar.formatVersion}, not 1`);
   if (!Array.isArray(sidecar.pages) || !sidecar.pages[0]?.record) throw new Error('holds no pages');
-  if (sidecar.pages.some((page) => page.matrix !== null))
-    throw new Error('holds a colour matrix, which the page does not know');
   return sidecar;
 }
 
@@ -258,6 +257,8 @@ export async function repeat(page: SidecarPage, scan: Scan): Promise<void> {
   const { record, surface } = page;
   scan.reset('photo');
   putRecord(record, scan);
+  page.matrix?.forEach((value, i) => scan.set(`matrix.${i}`, value));
+  scan.set('matrix.given', page.matrix ? 1 : 0);
   if (page.analysis) {
     scan.setReasons(page.analysis.reasons.map(({ code }) => code));
     scan.set('evidence.analysis', page.analysis.used === 'adaptive' ? 1 : 0);

@@ -1,7 +1,8 @@
 // A scan's file, opened: pieces of its pixels in the file's own values, decoded by the browser or by libvips.
-import { readContainer, type Container } from './container.ts';
+import { readContainer, typeOf, type Container } from './container.ts';
 import { SAMPLES, type Depth, type Format } from './engine.ts';
 import { gammaOf, nameOf } from './icc.ts';
+import { sourceOf } from './streams.ts';
 import { declined, vips, type Vips } from './vips.ts';
 
 export interface Source {
@@ -34,12 +35,17 @@ export function encodingOf({ profile }: Container): Encoding {
   };
 }
 
-export async function open(file: Blob): Promise<Source> {
-  const bytes = new Uint8Array(await file.arrayBuffer());
-  if (bytes.length === 0) throw new Error('the file is empty');
-  const container = await readContainer(bytes);
+const START = 16; // bytes that tell a format
+const PLAIN = ['tiff', 'pnm']; // what stands around their pixels is libvips' to read
+
+/** once: its pieces are asked for from top to bottom, and nothing is kept. */
+export async function open(file: Blob, once = false): Promise<Source> {
+  const bytesOf = async (part: Blob) => new Uint8Array(await part.arrayBuffer());
+  const start = await bytesOf(file.slice(0, START));
+  if (start.length === 0) throw new Error('the file is empty');
+  const container = await readContainer(PLAIN.includes(typeOf(start)) ? start : await bytesOf(file));
   const needsVips = container.type === 'tiff' || container.type === 'pnm' || container.depth === 16 || container.alpha;
-  if (needsVips) return openByVips(bytes, container);
+  if (needsVips) return openByVips(file, container, once);
   return openByBrowser(file, container);
 }
 
@@ -101,24 +107,29 @@ export interface VipsSource extends Source {
 
 export const isVips = (source: Source): source is VipsSource => 'vips' in source;
 
-async function openByVips(bytes: Uint8Array, container: Container): Promise<VipsSource> {
+/** The pixels in memory, once; what they were made of is let go. */
+function held(image: InstanceType<Vips['Image']>): InstanceType<Vips['Image']> {
+  const copy = image.copyMemory();
+  image.delete();
+  return copy;
+}
+
+async function openByVips(scan: Blob, container: Container, once: boolean): Promise<VipsSource> {
   const why = declined();
   if (why) throw new Error(why);
   const library = await vips();
   let image: InstanceType<Vips['Image']>;
   try {
-    // Line by line into memory, which then holds the pixels once, and the file no more.
-    const file = library.Image.newFromBuffer(bytes, '', { access: 'sequential' });
-    image = file.copyMemory();
-    file.delete();
+    const source = sourceOf(library, scan);
+    image = library.Image.newFromSource(source, '', { access: 'sequential' });
+    source.delete();
+    if (!once) image = held(image);
   } catch {
     throw new Error('the file is damaged, or of a kind that cannot be opened here');
   }
   const pages = image.getTypeof('n-pages') !== 0 ? image.getInt('n-pages') : 1;
   if (image.interpretation === 'cmyk') {
-    const inks = image;
-    image = inks.colourspace('srgb').copyMemory();
-    inks.delete();
+    image = held(image.colourspace('srgb'));
     image.remove('icc-profile-data'); // of the inks
   }
   if (image.format !== 'uchar' && image.format !== 'ushort') {

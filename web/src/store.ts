@@ -260,7 +260,7 @@ export async function makeRoll(): Promise<void> {
   try {
     const shared = await worker.call(
       'roll',
-      ready.map(({ id }) => id),
+      ready.map(({ id, settings: { frame } }) => ({ id, frame })),
       kind,
     );
     if (!shared) {
@@ -290,7 +290,9 @@ export function download(blob: Blob, name: string): void {
 const pageOf = (scan: Scan): Promise<SidecarPage> => worker.call('page', scan.id, scan.settings);
 
 async function sidecarBlob(scan: Scan): Promise<Blob> {
-  return new Blob([sidecarOf(scan.file.name, await pageOf(scan))], { type: 'application/json' });
+  return new Blob([sidecarOf(scan.file.name, await pageOf(scan), await worker.call('version'))], {
+    type: 'application/json',
+  });
 }
 
 export async function saveSidecars(scans: Scan[]): Promise<void> {

@@ -1,6 +1,17 @@
 // Scans, their corrections and their pixels, away from the page, which stays quick. Messages are calls with a number.
-import { chromaOf, cutFor, frameOf, isChanged, lay, propose, toldOf, type Proposal, type Told } from './decide.ts';
-import { Engine, Roll, type Kind, type Measurement, type Scan } from './engine.ts';
+import {
+  chromaOf,
+  cutFor,
+  frameOf,
+  isChanged,
+  lay,
+  layArea,
+  propose,
+  toldOf,
+  type Proposal,
+  type Told,
+} from './decide.ts';
+import { Engine, Roll, type Corners, type Kind, type Measurement, type Scan } from './engine.ts';
 import type { Finished, Target } from './finish.ts';
 import type { Cut } from './frame.ts';
 import { analysisKey, type Settings } from './settings.ts';
@@ -174,6 +185,10 @@ const calls = {
     return (await engine()).kinds;
   },
 
+  async version(): Promise<string> {
+    return (await engine()).version;
+  },
+
   async open(id: number, file: Blob): Promise<Opened> {
     const entry: Entry = {
       file,
@@ -274,14 +289,15 @@ const calls = {
   },
 
   /** What these scans share; false: too few belong together, or scans of the kind share nothing. */
-  async roll(ids: number[], kind: string): Promise<boolean> {
+  async roll(members: { id: number; frame: Corners | null }[], kind: string): Promise<boolean> {
     roll?.close();
     roll = null;
     const made = new Roll(await engine());
-    for (const id of ids) {
+    for (const { id, frame } of members) {
       const scan = await measured(id, entryOf(id).encoding.gamma);
       entryOf(id).proposal = null;
       scan.reset(kind);
+      layArea(scan, frame);
       if (!made.add(scan)) {
         made.close();
         return false;

@@ -25,7 +25,7 @@ const std::map<std::string, Names>& OptionsOfOthers() {
   static const Names ofPictures = {"--format",  "--in-place", "--restore",   "--no-backup", "--strip",
                                    "--sidecar", "--report",   "--overview",  "--dry-run",   "--update",
                                    "--gray",    "--crop",     "--margin",    "--roll",      "--no-straighten",
-                                   "--flat",    "--root",     "--keep-space"};
+                                   "--flat",    "--root",     "--keep-space", "--own-sidecars"};
   static const Names ofPages = {"--no-browser"};
   static const Names ofScanners = {"--device", "--list",   "--mode", "--source",     "--resolution", "--depth",
                                    "-l",       "-t",       "-x",     "-y",           "--set",        "--raw",
@@ -40,7 +40,7 @@ const std::map<std::string, Names>& OptionsOfOthers() {
       {"scan",
        Together({ofPages,
                  {"--in-place", "--restore", "--no-backup", "--recursive", "--files-from", "--null", "--flat", "--root",
-                  "--config", "--update", "--known-bad", "--dry-run", "--as", "--also-read", "--pdf-dpi"}})},
+                  "--config", "--update", "--known-bad", "--dry-run", "--as", "--also-read", "--pdf-dpi", "--own-sidecars"}})},
   };
   return options;
 }
