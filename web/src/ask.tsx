@@ -38,7 +38,13 @@ export function Ask({ scan }: { scan: Scan }) {
       <div class="kinds">
         {kinds.map((kind) => (
           <button key={kind} onClick={() => set({ kind }, `kind${kind}`)}>
-            <span class="picture">{shown[kind] ? <Thumb pixels={shown[kind]} /> : <span class="blank" />}</span>
+            <span class="picture">
+              {shown[kind] ? (
+                <Thumb pixels={shown[kind]} orientation={scan.opened?.orientation ?? 1} />
+              ) : (
+                <span class="blank" />
+              )}
+            </span>
             {WORDS[kind] ?? kind}
           </button>
         ))}

@@ -112,8 +112,9 @@ function carriedBy(source: Source): {
   blobs: [string, Uint8Array][];
 } {
   if (!isVips(source)) {
-    const { profile } = source.container;
-    return { resolution: null, blobs: profile ? [['icc-profile-data', profile]] : [] };
+    const { profile, exif } = source.container;
+    const blobs: [string, Uint8Array][] = profile ? [['icc-profile-data', profile]] : [];
+    return { resolution: null, blobs: exif ? [...blobs, ['exif-data', exif]] : blobs };
   }
   const { image } = source;
   const there = CARRIED.filter((name) => image.getTypeof(name) !== 0);
@@ -173,6 +174,8 @@ async function byVips(
   for (const [name, bytes] of own.blobs) {
     image.setBlob(name, name === 'iptc-data' && type === 'tiff' ? fourfold(bytes) : bytes);
   }
+  const { orientation } = source.container;
+  if (orientation !== 1) image.setInt('orientation', orientation);
   const extension = { jpeg: 'jpg', png: 'png', tiff: 'tif', pnm: samples < 3 ? 'pgm' : 'ppm' }[type];
   const options =
     type === 'tiff' ? { compression: 'deflate', predictor: 'horizontal' } : type === 'jpeg' ? { Q: 95 } : {};

@@ -1,5 +1,5 @@
 // A scan's file, opened: pieces of its pixels in the file's own values, decoded by the browser or by libvips.
-import { readContainer, typeOf, type Container } from './container.ts';
+import { asStored, readContainer, typeOf, type Container } from './container.ts';
 import { SAMPLES, type Depth, type Format } from './engine.ts';
 import { gammaOf, nameOf } from './icc.ts';
 import { sourceOf } from './streams.ts';
@@ -43,10 +43,13 @@ export async function open(file: Blob, once = false): Promise<Source> {
   const bytesOf = async (part: Blob) => new Uint8Array(await part.arrayBuffer());
   const start = await bytesOf(file.slice(0, START));
   if (start.length === 0) throw new Error('the file is empty');
-  const container = await readContainer(PLAIN.includes(typeOf(start)) ? start : await bytesOf(file));
+  const bytes = PLAIN.includes(typeOf(start)) ? start : await bytesOf(file);
+  const container = await readContainer(bytes);
   const needsVips = container.type === 'tiff' || container.type === 'pnm' || container.depth === 16 || container.alpha;
   if (needsVips) return openByVips(file, container, once);
-  return openByBrowser(file, container);
+  if (container.orientation === 1) return openByBrowser(file, container);
+  asStored(bytes);
+  return openByBrowser(new Blob([bytes]), container);
 }
 
 // ---- by the browser ----
@@ -62,10 +65,9 @@ export function toFormat(rgba: Uint8ClampedArray, format: Format): Uint8ClampedA
 async function openByBrowser(file: Blob, container: Container): Promise<Source> {
   let bitmap: ImageBitmap;
   try {
-    // Values as they stand in the file, in the place where they stand.
+    // Values as they stand in the file.
     bitmap = await createImageBitmap(file, {
       colorSpaceConversion: 'none',
-      imageOrientation: 'none' as ImageOrientation,
       premultiplyAlpha: 'none',
     });
   } catch {
@@ -137,12 +139,13 @@ async function openByVips(scan: Blob, container: Container, once: boolean): Prom
   }
   if (image.bands > 4) image = image.extractBand(0, { n: 4 });
   const profile = image.getTypeof('icc-profile-data') !== 0 ? image.getBlob('icc-profile-data').slice() : null;
+  const orientation = image.getTypeof('orientation') !== 0 ? image.getInt('orientation') : 1;
   const depth = image.format === 'ushort' ? 16 : 8;
   const { width, height, bands } = image;
   return {
     vips: library,
     image,
-    container: { ...container, depth, gray: bands < 3, alpha: bands % 2 === 0, profile },
+    container: { ...container, depth, gray: bands < 3, alpha: bands % 2 === 0, profile, orientation },
     width,
     height,
     depth,

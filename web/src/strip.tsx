@@ -29,7 +29,13 @@ function Item({ scan, current }: { scan: Scan; current: boolean }) {
   return (
     <li ref={item}>
       <button class="thumb" aria-current={current} onClick={() => select(scan.id)} title={`${name}: ${told}`}>
-        <span class="picture">{scan.updated ? <Thumb pixels={scan.updated.after} /> : <span class="blank" />}</span>
+        <span class="picture">
+          {scan.updated ? (
+            <Thumb pixels={scan.updated.after} orientation={scan.opened?.orientation ?? 1} />
+          ) : (
+            <span class="blank" />
+          )}
+        </span>
         <span class="name">
           <span class={`dot ${verdict}`} aria-hidden="true" />
           {name}

@@ -21,6 +21,8 @@ import { encodingOf, open, toScreen, type Encoding, type Source } from './source
 export interface Opened {
   width: number;
   height: number;
+  /** How it is to be seen, as EXIF counts. */
+  orientation: number;
   depth: 8 | 16;
   pages: number;
   gamma: string;
@@ -208,6 +210,7 @@ const calls = {
     return {
       width: source.width,
       height: source.height,
+      orientation: source.container.orientation,
       depth: source.depth,
       pages: source.pages,
       gamma: `${entry.encoding.gamma / 10}`,
