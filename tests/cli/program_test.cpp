@@ -359,7 +359,7 @@ TEST_F(Program, EachScanTakesItsOwnSidecar) {
 
   // No kind is needed where each has its own.
   ExpectDone("--own-sidecars box -o again");
-  Write("box/b.png.zep3.json", "{}");
+  std::ofstream(m_folder / "box/b.png.zep3.json") << "{}";
   const Outcome damaged = Zep3("--own-sidecars box -o damaged");
   EXPECT_EQ(damaged.status, 1);
   EXPECT_IN("box/b.png.zep3.json", damaged.err);

@@ -1,10 +1,11 @@
 // The finished picture at full size, in bands, with what the scan's file carried.
-import { fillContainer, withoutProfile } from './container.ts';
+import { fillContainer, withoutProfile, type Container } from './container.ts';
 import { SAMPLES, type Engine } from './engine.ts';
 import { boxOf, cornersOf, wholePixels, type Cut } from './frame.ts';
 import { repeat, type SidecarPage } from './sidecar.ts';
 import { isVips, open, toScreen, type Source } from './source.ts';
 import { Written } from './streams.ts';
+import { exifOf, fieldsOf, withFields, type Fields } from './tiff_tags.ts';
 import { declined, vips, type Vips } from './vips.ts';
 
 export type Target = 'same' | 'jpeg' | 'png' | 'tiff';
@@ -20,6 +21,7 @@ type Image = InstanceType<Vips['Image']>;
 const QUALITY = 0.95;
 const BAND_PIXELS = 1 << 20;
 const REACH = 3; // pixels around a place that interpolation looks at
+const EXIF_HEAD = new TextEncoder().encode('Exif\0\0'); // as libvips holds it
 const CARRIED = ['icc-profile-data', 'exif-data', 'xmp-data', 'iptc-data'];
 
 /** The part of the scan that is read: for a tilted cut, what lies around it. */
@@ -112,9 +114,8 @@ function carriedBy(source: Source): {
   blobs: [string, Uint8Array][];
 } {
   if (!isVips(source)) {
-    const { profile, exif } = source.container;
-    const blobs: [string, Uint8Array][] = profile ? [['icc-profile-data', profile]] : [];
-    return { resolution: null, blobs: exif ? [...blobs, ['exif-data', exif]] : blobs };
+    const { profile } = source.container;
+    return { resolution: null, blobs: profile ? [['icc-profile-data', profile]] : [] };
   }
   const { image } = source;
   const there = CARRIED.filter((name) => image.getTypeof(name) !== 0);
@@ -139,8 +140,15 @@ function turnedImage(image: Image, region: Cut, cut: Cut, library: Vips): Image 
   });
 }
 
+/** Words, EXIF and GPS of a scan. */
+async function fieldsToldBy(file: Blob, { type, exif }: Container): Promise<Fields> {
+  if (type === 'tiff') return fieldsOf(file);
+  return exif ? fieldsOf(new Blob([exif as Uint8Array<ArrayBuffer>])) : new Map();
+}
+
 async function byVips(
   engine: Engine,
+  file: Blob,
   source: Source,
   page: SidecarPage,
   cut: Cut | null,
@@ -174,6 +182,9 @@ async function byVips(
   for (const [name, bytes] of own.blobs) {
     image.setBlob(name, name === 'iptc-data' && type === 'tiff' ? fourfold(bytes) : bytes);
   }
+  const fields = await fieldsToldBy(file, source.container);
+  const exif = source.container.type === 'tiff' && type !== 'tiff' ? exifOf(fields) : null;
+  if (exif) image.setBlob('exif-data', Uint8Array.from([...EXIF_HEAD, ...exif]));
   const { orientation } = source.container;
   if (orientation !== 1) image.setInt('orientation', orientation);
   const extension = { jpeg: 'jpg', png: 'png', tiff: 'tif', pnm: samples < 3 ? 'pgm' : 'ppm' }[type];
@@ -184,7 +195,7 @@ async function byVips(
   written.target.delete();
   for (const one of new Set([image, copy, made, joined, ...bands])) one.delete(); // nothing else frees libvips' memory in time
   const mime = { jpeg: 'image/jpeg', png: 'image/png', tiff: 'image/tiff', pnm: 'image/x-portable-anymap' }[type];
-  const blob = written.blob(mime);
+  const blob = type === 'tiff' ? await withFields(written.blob(mime), fields) : written.blob(mime);
   if (own.resolution || type !== source.container.type) return { blob, extension };
   const filled = await fillContainer(new Uint8Array(await blob.arrayBuffer()), source.container);
   return { blob: new Blob([filled], { type: mime }), extension };
@@ -198,7 +209,7 @@ export async function finish(
   target: Target,
   report: Report,
 ): Promise<Finished> {
-  const source = await open(file, true);
+  const source = await open(file);
   try {
     const { type } = source.container;
     const own = type === 'webp' || type === 'other' ? 'png' : type;
@@ -212,7 +223,7 @@ export async function finish(
     }
     const why = declined();
     if (why) throw new Error(why);
-    return await byVips(engine, source, page, cut, wanted, report);
+    return await byVips(engine, file, source, page, cut, wanted, report);
   } finally {
     source.close();
   }

@@ -38,15 +38,14 @@ export function encodingOf({ profile }: Container): Encoding {
 const START = 16; // bytes that tell a format
 const PLAIN = ['tiff', 'pnm']; // what stands around their pixels is libvips' to read
 
-/** once: its pieces are asked for from top to bottom, and nothing is kept. */
-export async function open(file: Blob, once = false): Promise<Source> {
+export async function open(file: Blob): Promise<Source> {
   const bytesOf = async (part: Blob) => new Uint8Array(await part.arrayBuffer());
   const start = await bytesOf(file.slice(0, START));
   if (start.length === 0) throw new Error('the file is empty');
   const bytes = PLAIN.includes(typeOf(start)) ? start : await bytesOf(file);
   const container = await readContainer(bytes);
   const needsVips = container.type === 'tiff' || container.type === 'pnm' || container.depth === 16 || container.alpha;
-  if (needsVips) return openByVips(file, container, once);
+  if (needsVips) return openByVips(file, container);
   if (container.orientation === 1) return openByBrowser(file, container);
   asStored(bytes);
   return openByBrowser(new Blob([bytes]), container);
@@ -116,16 +115,15 @@ function held(image: InstanceType<Vips['Image']>): InstanceType<Vips['Image']> {
   return copy;
 }
 
-async function openByVips(scan: Blob, container: Container, once: boolean): Promise<VipsSource> {
+async function openByVips(scan: Blob, container: Container): Promise<VipsSource> {
   const why = declined();
   if (why) throw new Error(why);
   const library = await vips();
   let image: InstanceType<Vips['Image']>;
   try {
     const source = sourceOf(library, scan);
-    image = library.Image.newFromSource(source, '', { access: 'sequential' });
+    image = held(library.Image.newFromSource(source, '', { access: 'sequential' }));
     source.delete();
-    if (!once) image = held(image);
   } catch {
     throw new Error('the file is damaged, or of a kind that cannot be opened here');
   }

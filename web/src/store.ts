@@ -120,8 +120,6 @@ async function openScan(id: number, file: File): Promise<void> {
     changeScan(id, { opened });
     await refresh(id, true);
     changeScan(id, { state: 'ready' });
-    if (opened.pages > 1)
-      say(`${file.name} has ${opened.pages} pages: the first is shown. The program takes all of them.`);
   } catch (error) {
     changeScan(id, { state: 'failed', error: reason(error) });
   }

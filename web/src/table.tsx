@@ -6,7 +6,7 @@ import { Picture } from './picture.tsx';
 import { change, set, worker, type Look, type Scan, type State } from './store.ts';
 import { Turn } from './turn.ts';
 import { fitted, shown, view, zoomed, type Placed } from './view.ts';
-import type { Region } from './worker.ts';
+import type { Opened, Region } from './worker.ts';
 
 const LOOKS: [Look, string][] = [
   ['slider', 'Slider'],
@@ -173,6 +173,11 @@ function Frame({ scan, turn, placed, active }: { scan: Scan; turn: Turn; placed:
   );
 }
 
+function sizeOf({ orientation, width, height, depth }: Opened): string {
+  const seen = new Turn(orientation, width, height);
+  return `${seen.width} × ${seen.height}, ${depth} bits`;
+}
+
 function Bar({ state, scan, percent }: { state: State; scan: Scan; percent: number }) {
   const hold = (held: boolean) => () => change({ held });
   return (
@@ -199,9 +204,7 @@ function Bar({ state, scan, percent }: { state: State; scan: Scan; percent: numb
         <button onClick={() => view.full()}>100 %</button>
         <output aria-label="Zoom">{Math.round(percent)} %</output>
       </div>
-      <span class="size">
-        {scan.opened && `${scan.opened.width} × ${scan.opened.height}, ${scan.opened.depth} bits`}
-      </span>
+      <span class="size">{scan.opened && sizeOf(scan.opened)}</span>
       <button aria-label="Keys" onClick={() => change({ help: true })}>
         ?
       </button>

@@ -49,7 +49,6 @@ test('the first picture of a positive takes the first part of the engine alone',
   for (const [sample, kind] of [
     ['print-faded.jpg', 'faded-print'],
     ['slide-faded.jpg', 'slide'],
-    ['plate.jpg', 'photo'],
   ]) {
     const scan = analysed(join(samples, sample), kind);
     await propose(scan, START, null);
