@@ -341,10 +341,10 @@ TEST_F(Program, EachScanTakesItsOwnSidecar) {
   fs::copy(m_folder / "a.png.zep3.json", m_folder / "box/a.png.zep3.json");
   fs::copy(m_folder / "b.png.zep3.json", m_folder / "box/b.png.zep3.json");
 
-  const Outcome planned = Zep3("--own-sidecars -k photo box -o out --dry-run");
+  const Outcome planned = Zep3("--own-sidecars -k photo -r box -o out --dry-run");
   EXPECT_IN("use-sidecar=box/a.png.zep3.json (beside the scan)", planned.out);
   EXPECT_IN("(2 by their own sidecars, 1 analysed)", planned.err);
-  const Outcome run = Zep3("--own-sidecars -k photo box -o out");
+  const Outcome run = Zep3("--own-sidecars -k photo -r box -o out");
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_IN("(2 by their own sidecars, 1 analysed)", run.err);
   for (const char* name : {"a.png", "b.png", "c.png"}) {
@@ -353,19 +353,19 @@ TEST_F(Program, EachScanTakesItsOwnSidecar) {
 
   // Of those whose sidecar changed, and of no other, the result is not as asked any more.
   fs::copy(m_folder / "b.png.zep3.json", m_folder / "box/c.png.zep3.json");
-  EXPECT_IN("1 not as this command makes them", Zep3("--own-sidecars -k photo box -o out").err);
-  ExpectDone("--own-sidecars -k photo box -o out --update");
+  EXPECT_IN("1 not as this command makes them", Zep3("--own-sidecars -k photo -r box -o out").err);
+  ExpectDone("--own-sidecars -k photo -r box -o out --update");
   EXPECT_NE(Difference(Load("out/c.png"), Load("c.png")), 0);
 
   // No kind is needed where each has its own.
-  ExpectDone("--own-sidecars box -o again");
+  ExpectDone("--own-sidecars -r box -o again");
   std::ofstream(m_folder / "box/b.png.zep3.json") << "{}";
-  const Outcome damaged = Zep3("--own-sidecars box -o damaged");
+  const Outcome damaged = Zep3("--own-sidecars -r box -o damaged");
   EXPECT_EQ(damaged.status, 1);
   EXPECT_IN("box/b.png.zep3.json", damaged.err);
   EXPECT_TRUE(Exists("damaged/a.png"));
   for (const char* other : {"--use-sidecar a.png.zep3.json", "--roll -k negative"}) {
-    ExpectFault(std::string("--own-sidecars box -o never ") + other, "--own-sidecars", 2);
+    ExpectFault(std::string("--own-sidecars -r box -o never ") + other, "--own-sidecars", 2);
   }
 }
 

@@ -4,7 +4,6 @@ import { SAMPLES, type Engine } from './engine.ts';
 import { boxOf, cornersOf, wholePixels, type Cut } from './frame.ts';
 import { repeat, type SidecarPage } from './sidecar.ts';
 import { isVips, open, toScreen, type Source } from './source.ts';
-import { Written } from './streams.ts';
 import { exifOf, fieldsOf, withFields, type Fields } from './tiff_tags.ts';
 import { declined, vips, type Vips } from './vips.ts';
 
@@ -158,24 +157,21 @@ async function byVips(
   const library = await vips();
   const region = regionOf(source, cut);
   const samples = isVips(source) ? SAMPLES[source.format] : source.format === 'gray' ? 1 : 3;
-  const deep = source.depth === 16;
-  const bands: Image[] = [];
-  for await (const { piece } of corrected(engine, source, page, region, report)) {
-    const values = ownSamples(piece, source);
-    bands.push(
-      library.Image.newFromMemory(
-        deep ? new Uint16Array(values.buffer) : values,
-        region.width,
-        values.length / (region.width * samples * (deep ? 2 : 1)),
-        samples,
-        deep ? library.BandFormat.ushort : library.BandFormat.uchar,
-      ),
-    );
+  const line = region.width * samples * (source.depth / 8);
+  const whole = new Uint8Array(line * region.height);
+  for await (const { piece, y } of corrected(engine, source, page, region, report)) {
+    whole.set(ownSamples(piece, source), y * line);
   }
+  const deep = source.depth === 16;
   const own = carriedBy(source);
   source.close(); // its memory is needed
-  const joined = library.Image.arrayjoin(bands, { across: 1 });
-  const made = joined.crop(0, 0, region.width, region.height); // the last band is shorter
+  const made = library.Image.newFromMemory(
+    deep ? new Uint16Array(whole.buffer) : whole,
+    region.width,
+    region.height,
+    samples,
+    deep ? library.BandFormat.ushort : library.BandFormat.uchar,
+  );
   const space = samples < 3 ? (deep ? 'grey16' : 'b-w') : deep ? 'rgb16' : 'srgb';
   const copy = made.copy({ interpretation: space, ...own.resolution });
   const image = cut !== null && cut.degrees !== 0 ? turnedImage(copy, region, cut, library) : copy;
@@ -190,14 +186,13 @@ async function byVips(
   const extension = { jpeg: 'jpg', png: 'png', tiff: 'tif', pnm: samples < 3 ? 'pgm' : 'ppm' }[type];
   const options =
     type === 'tiff' ? { compression: 'deflate', predictor: 'horizontal' } : type === 'jpeg' ? { Q: 95 } : {};
-  const written = new Written(new library.TargetCustom());
-  image.writeToTarget(written.target, `.${extension}`, options);
-  written.target.delete();
-  for (const one of new Set([image, copy, made, joined, ...bands])) one.delete(); // nothing else frees libvips' memory in time
+  const bytes = image.writeToBuffer(`.${extension}`, options) as Uint8Array<ArrayBuffer>;
+  for (const one of new Set([image, copy, made])) one.delete(); // nothing else frees libvips' memory in time
   const mime = { jpeg: 'image/jpeg', png: 'image/png', tiff: 'image/tiff', pnm: 'image/x-portable-anymap' }[type];
-  const blob = type === 'tiff' ? await withFields(written.blob(mime), fields) : written.blob(mime);
+  const plain = new Blob([bytes], { type: mime });
+  const blob = type === 'tiff' ? await withFields(plain, fields) : plain;
   if (own.resolution || type !== source.container.type) return { blob, extension };
-  const filled = await fillContainer(new Uint8Array(await blob.arrayBuffer()), source.container);
+  const filled = await fillContainer(bytes, source.container);
   return { blob: new Blob([filled], { type: mime }), extension };
 }
 

@@ -1,8 +1,7 @@
 // A scan's file, opened: pieces of its pixels in the file's own values, decoded by the browser or by libvips.
-import { asStored, readContainer, typeOf, type Container } from './container.ts';
+import { asStored, readContainer, type Container } from './container.ts';
 import { SAMPLES, type Depth, type Format } from './engine.ts';
 import { gammaOf, nameOf } from './icc.ts';
-import { sourceOf } from './streams.ts';
 import { declined, vips, type Vips } from './vips.ts';
 
 export interface Source {
@@ -35,17 +34,12 @@ export function encodingOf({ profile }: Container): Encoding {
   };
 }
 
-const START = 16; // bytes that tell a format
-const PLAIN = ['tiff', 'pnm']; // what stands around their pixels is libvips' to read
-
 export async function open(file: Blob): Promise<Source> {
-  const bytesOf = async (part: Blob) => new Uint8Array(await part.arrayBuffer());
-  const start = await bytesOf(file.slice(0, START));
-  if (start.length === 0) throw new Error('the file is empty');
-  const bytes = PLAIN.includes(typeOf(start)) ? start : await bytesOf(file);
+  const bytes = new Uint8Array(await file.arrayBuffer());
+  if (bytes.length === 0) throw new Error('the file is empty');
   const container = await readContainer(bytes);
   const needsVips = container.type === 'tiff' || container.type === 'pnm' || container.depth === 16 || container.alpha;
-  if (needsVips) return openByVips(file, container);
+  if (needsVips) return openByVips(bytes, container);
   if (container.orientation === 1) return openByBrowser(file, container);
   asStored(bytes);
   return openByBrowser(new Blob([bytes]), container);
@@ -115,15 +109,14 @@ function held(image: InstanceType<Vips['Image']>): InstanceType<Vips['Image']> {
   return copy;
 }
 
-async function openByVips(scan: Blob, container: Container): Promise<VipsSource> {
+async function openByVips(bytes: Uint8Array, container: Container): Promise<VipsSource> {
   const why = declined();
   if (why) throw new Error(why);
   const library = await vips();
   let image: InstanceType<Vips['Image']>;
   try {
-    const source = sourceOf(library, scan);
-    image = held(library.Image.newFromSource(source, '', { access: 'sequential' }));
-    source.delete();
+    // Line by line into memory, which then holds the pixels once, and the file no more.
+    image = held(library.Image.newFromBuffer(bytes, '', { access: 'sequential' }));
   } catch {
     throw new Error('the file is damaged, or of a kind that cannot be opened here');
   }
