@@ -7,9 +7,9 @@ import { defineConfig, type Plugin } from 'vite';
 const here = fileURLToPath(new URL('.', import.meta.url));
 const root = join(here, '..');
 const dist = join(here, 'dist');
-const engine = join(root, 'build/web/zep3.wasm');
+const ENGINE = ['zep3.wasm', 'zep3-more.wasm'];
 const vips = join(here, 'node_modules/wasm-vips');
-const BUNDLED = ['preact', 'uplot', 'fflate', 'wasm-vips'];
+const BUNDLED = ['preact', 'fflate', 'wasm-vips'];
 
 const version = /project\(zep3 VERSION ([\d.]+)/.exec(readFileSync(join(root, 'CMakeLists.txt'), 'utf8'))![1]!;
 
@@ -41,8 +41,11 @@ function finishing(): Plugin {
     name: 'finishing',
     apply: 'build',
     closeBundle() {
-      if (!existsSync(engine)) throw new Error('build/web/zep3.wasm is missing: sh web/engine/build.sh makes it');
-      copyFileSync(engine, join(dist, 'zep3.wasm'));
+      for (const name of ENGINE) {
+        const made = join(root, 'build/web', name);
+        if (!existsSync(made)) throw new Error(`build/web/${name} is missing: sh web/engine/build.sh makes it`);
+        copyFileSync(made, join(dist, name));
+      }
       mkdirSync(join(dist, 'vips'), { recursive: true });
       for (const name of ['vips-es6.js', 'vips.wasm']) copyFileSync(join(vips, 'lib', name), join(dist, 'vips', name));
       writeFileSync(join(dist, 'licences.txt'), licences());

@@ -95,7 +95,8 @@ class Program : public Shell {
   }
 
   static bool TellsKind(const std::string& arguments) {
-    return std::regex_search(arguments, std::regex("-k |--kind|--use-sidecar|--use-roll|--version|--help|^compare"));
+    return std::regex_search(
+        arguments, std::regex("-k |--kind|--use-sidecar|--own-sidecars|--use-roll|--version|--help|^compare"));
   }
   Outcome Zep3(const std::string& arguments, const std::string& before = "") const {
     return Run(before + (TellsKind(arguments) ? ZEP3_PROGRAM " " : ZEP3_PHOTO " ") + arguments);

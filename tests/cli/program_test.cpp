@@ -368,6 +368,46 @@ TEST_F(Program, StandardInputAndOutput) {
 
 // ---- one analysis for many scans ----
 
+TEST_F(Program, EachScanTakesItsOwnSidecar) {
+  fs::create_directory(m_folder / "box");
+  Save(Sample(), "box/a.png");
+  Save((Sample() * 0.7).cast(VIPS_FORMAT_UCHAR), "box/b.png");
+  Save(Sample(), "box/c.png");
+  // What a person decides: another kind, and lighter.
+  ExpectDone("-k faded-print -b 40 box/a.png -o a.png --sidecar");
+  ExpectDone("-k document box/b.png -o b.png --sidecar");
+  ExpectDone("-k photo box/c.png -o c.png");
+  fs::copy(m_folder / "a.png.zep3.json", m_folder / "box/a.png.zep3.json");
+  fs::copy(m_folder / "b.png.zep3.json", m_folder / "box/b.png.zep3.json");
+
+  const Outcome planned = Zep3("--own-sidecars -k photo -r box -o out --dry-run");
+  EXPECT_IN("use-sidecar=box/a.png.zep3.json (beside the scan)", planned.out);
+  EXPECT_IN("(2 by their own sidecars, 1 analysed)", planned.err);
+  const Outcome run = Zep3("--own-sidecars -k photo -r box -o out");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_IN("(2 by their own sidecars, 1 analysed)", run.err);
+  for (const char* name : {"a.png", "b.png", "c.png"}) {
+    EXPECT_EQ(Difference(Load(std::string("out/") + name), Load(name)), 0) << name;
+  }
+
+  // Of those whose sidecar changed, and of no other, the result is not as asked any more.
+  fs::copy(m_folder / "b.png.zep3.json", m_folder / "box/c.png.zep3.json");
+  EXPECT_IN("1 not as this command makes them", Zep3("--own-sidecars -k photo -r box -o out").err);
+  ExpectDone("--own-sidecars -k photo -r box -o out --update");
+  EXPECT_NE(Difference(Load("out/c.png"), Load("c.png")), 0);
+
+  // No kind is needed where each has its own.
+  ExpectDone("--own-sidecars -r box -o again");
+  std::ofstream(m_folder / "box/b.png.zep3.json") << "{}";
+  const Outcome damaged = Zep3("--own-sidecars -r box -o damaged");
+  EXPECT_EQ(damaged.status, 1);
+  EXPECT_IN("box/b.png.zep3.json", damaged.err);
+  EXPECT_TRUE(Exists("damaged/a.png"));
+  for (const char* other : {"--use-sidecar a.png.zep3.json", "--roll -k negative"}) {
+    ExpectFault(std::string("--own-sidecars -r box -o never ") + other, "--own-sidecars", 2);
+  }
+}
+
 TEST_F(Program, SidecarRepeatsTheCorrection) {
   Save(Sample(), "first.tif");
   Save((Sample() * 0.7).cast(VIPS_FORMAT_UCHAR), "second.tif");

@@ -157,6 +157,7 @@ struct Options {
   bool gray = false;
   bool keepSpace = false;   // results of CMYK and Lab scans are CMYK and Lab again
   std::string useSidecar;   // empty: analyse
+  bool ownSidecars = false; // each scan is finished by the sidecar beside it, where there is one
   bool roll = false;        // the scans are finished together
   int64_t rollPictures = 0; // pixels of the longer side of its contact sheet's pictures; 0: there is none
   std::string useRoll;      // a roll's file that says what they share; empty: none

@@ -7,7 +7,9 @@
 #include <utility>
 #include <vector>
 
+#include "engine/adaptive/view.h"
 #include "engine/common/record.h"
+#include "engine/verdict/kind_odds.h"
 #include "engine/zep3.h"
 
 #define EXPORT extern "C" __attribute__((used, visibility("default")))
@@ -29,12 +31,15 @@ struct WebScan {
   std::vector<uint8_t> levels, means, darkest, deviation; // means: in the scan's own values
   ZEP3_PARA para = {};
   ZEP3_TONE master = {}, rgb[3] = {};
+  bool hasMatrix = false; // of a correction that is repeated
+  double matrix[9] = {};
   ZEP3_EVIDENCE evidence = {};
   ZEP3_SURFACE surface = {};
   std::vector<ZEP3_CELL> cells;
   std::optional<ZEP3_OBSERVATION> seen;
   Tables tables;
 
+  const double* Matrix() const { return hasMatrix ? matrix : nullptr; }
   bool HasPaper() const { return surface.lFound != ZEP3_SURFACE_NONE && !cells.empty(); }
 };
 
@@ -105,6 +110,16 @@ constexpr Field kFields[] = {
     FIELD("area.right.y", image.area.ptRight.y),
     FIELD("area.bottom.x", image.area.ptBottom.x),
     FIELD("area.bottom.y", image.area.ptBottom.y),
+    FIELD("matrix.given", hasMatrix),
+    REAL("matrix.0", matrix[0]),
+    REAL("matrix.1", matrix[1]),
+    REAL("matrix.2", matrix[2]),
+    REAL("matrix.3", matrix[3]),
+    REAL("matrix.4", matrix[4]),
+    REAL("matrix.5", matrix[5]),
+    REAL("matrix.6", matrix[6]),
+    REAL("matrix.7", matrix[7]),
+    REAL("matrix.8", matrix[8]),
     FIELD("evidence.analysis", evidence.lAnalysis),
     FIELD("evidence.verdict", evidence.lVerdict),
     FIELD("evidence.reasons", evidence.lReasons),
@@ -181,7 +196,7 @@ bool MakeTables(WebScan& scan, int64_t entries) {
   } else {
     ZEP3_PARA copy = scan.para; // the table builder writes into it
     scan.tables.values.resize(static_cast<size_t>(3 * entries));
-    if (!MakeZEP3ScanLUT(&copy, nullptr, scan.gamma, entries, scan.tables.values.data())) return false;
+    if (!MakeZEP3ScanLUT(&copy, scan.Matrix(), scan.gamma, entries, scan.tables.values.data())) return false;
   }
   scan.tables.entries = entries;
   return true;
@@ -192,6 +207,12 @@ const ZEP3_EVIDENCE_ITEM* Item(int i) { return GetZEP3EvidenceItem(i); }
 } // namespace
 
 // ---- memory and scans ----
+
+EXPORT int web_version(int minor) {
+  int64_t version[2] = {};
+  GetZEP3Version(&version[0], &version[1]);
+  return static_cast<int>(version[minor]);
+}
 
 EXPORT uint8_t* web_alloc(uint32_t bytes) { return new uint8_t[bytes]; }
 EXPORT void web_release(uint8_t* bytes) { delete[] bytes; }
@@ -269,6 +290,7 @@ EXPORT int web_reset(WebScan* scan, const char* kind) {
   scan->evidence = {};
   scan->surface = {};
   scan->cells.clear();
+  scan->hasMatrix = false;
   scan->tables.entries = 0;
   return SetZEP3Kind(&scan->para, kind);
 }
@@ -300,10 +322,13 @@ EXPORT int web_analyse(WebScan* scan, int adaptive, int even, const WebRoll* rol
 
 EXPORT int web_judge(WebScan* scan) {
   ScaleEvidence(*scan, 1 / static_cast<double>(scan->shrink));
-  const int judged = JudgeZEP3(&scan->image, &scan->para, nullptr, &scan->evidence);
+  const int judged = JudgeZEP3(&scan->image, &scan->para, scan->Matrix(), &scan->evidence);
   ScaleEvidence(*scan, static_cast<double>(scan->shrink));
   return judged;
 }
+
+// Natural logarithm of the odds that the scan shows a negative, where its picture lies by the kind of the record.
+EXPORT double web_negative_odds(const WebScan* scan) { return NegativeLogOdds(LookAt(scan->image, scan->para)); }
 
 EXPORT const char* web_check(const WebScan* scan, int call) {
   return CheckZEP3(call, &scan->image, &scan->para, kIdentity);
@@ -406,7 +431,7 @@ EXPORT double web_chroma(const WebScan* scan) { return scan->HasPaper() ? 1 : Ge
 // 3 * entries values for the scan's own values, without a page's paper.
 EXPORT int web_tables(const WebScan* scan, double entries, uint16_t* table) {
   ZEP3_PARA copy = scan->para;
-  return MakeZEP3ScanLUT(&copy, nullptr, scan->gamma, static_cast<int64_t>(entries), table);
+  return MakeZEP3ScanLUT(&copy, scan->Matrix(), scan->gamma, static_cast<int64_t>(entries), table);
 }
 
 // A piece of the scan, in place. x, y: where its first pixel lies; for the means, `small` is 1 and x, y are theirs.

@@ -1,5 +1,6 @@
 // What stands around the pixels in JPEG and PNG files: profile, resolution and words, read and carried over.
-import { unzlibSync, zlibSync } from 'fflate';
+import { orientationOf } from './turn.ts';
+import { deflated, inflated } from './zlib.ts';
 
 export type FileType = 'jpeg' | 'png' | 'tiff' | 'pnm' | 'webp' | 'other';
 
@@ -9,6 +10,10 @@ export interface Container {
   gray: boolean;
   alpha: boolean;
   profile: Uint8Array | null;
+  /** How it is to be seen, 1 to 8. */
+  orientation: number;
+  /** The block of EXIF fields. */
+  exif: Uint8Array | null;
   /** Parts that a result of the same type takes over as they are. */
   carried: Uint8Array[];
 }
@@ -27,13 +32,44 @@ export function typeOf(bytes: Uint8Array): FileType {
   return 'other';
 }
 
-export function readContainer(bytes: Uint8Array): Container {
+export async function readContainer(bytes: Uint8Array): Promise<Container> {
   const type = typeOf(bytes);
-  const plain: Container = { type, depth: 8, gray: false, alpha: false, profile: null, carried: [] };
+  const plain: Container = {
+    type,
+    depth: 8,
+    gray: false,
+    alpha: false,
+    profile: null,
+    orientation: 1,
+    exif: null,
+    carried: [],
+  };
+  plain.exif = exifIn(bytes)?.slice() ?? null;
+  if (plain.exif) plain.orientation = orientationOf(plain.exif);
   if (type === 'jpeg') return readJpeg(bytes, plain);
   if (type === 'png') return readPng(bytes, plain);
-  if (type === 'webp') return { ...plain, profile: webpProfile(bytes) };
+  if (type === 'webp') return { ...plain, profile: webpChunk(bytes, 'ICCP')?.slice() ?? null };
   return plain;
+}
+
+/** The block of EXIF fields where it stands. */
+function exifIn(bytes: Uint8Array): Uint8Array | null {
+  const type = typeOf(bytes);
+  if (type === 'jpeg') {
+    for (const { marker, whole } of jpegSegments(bytes)) {
+      if (marker === 0xe1 && ascii(whole, 4, 6) === EXIF_HEAD) return whole.subarray(4 + EXIF_HEAD.length);
+    }
+  }
+  if (type === 'png') {
+    for (const { name, data } of pngChunks(bytes)) if (name === 'eXIf') return data;
+  }
+  return type === 'webp' ? webpChunk(bytes, 'EXIF') : null;
+}
+
+/** Browsers turn what they open: a file of which they do not know how. */
+export function asStored(bytes: Uint8Array): void {
+  const exif = exifIn(bytes);
+  if (exif) orientationOf(exif, 1);
 }
 
 function concatenated(parts: Uint8Array[]): Uint8Array<ArrayBuffer> {
@@ -48,6 +84,7 @@ function concatenated(parts: Uint8Array[]): Uint8Array<ArrayBuffer> {
 
 // ---- JPEG ----
 
+const EXIF_HEAD = 'Exif\0\0';
 const PROFILE_HEAD = 14; // "ICC_PROFILE", a zero, the part's number and their count
 
 /** Segments before the picture, with their markers. */
@@ -85,7 +122,17 @@ export function withoutProfile(container: Container): Container {
   return { ...container, profile: null, carried: container.carried.filter((part) => !isProfile(part)) };
 }
 
-function profileSegments(profile: Uint8Array): Uint8Array[] {
+const SEGMENT_MOST = 65533; // bytes behind its length
+
+function exifSegment(exif: Uint8Array | null): Uint8Array[] {
+  const length = 2 + EXIF_HEAD.length + (exif?.length ?? 0);
+  if (exif === null || length > SEGMENT_MOST) return [];
+  const head = [0xff, 0xe1, length >> 8, length & 255, ...new TextEncoder().encode(EXIF_HEAD)];
+  return [concatenated([Uint8Array.from(head), exif])];
+}
+
+function profileSegments(profile: Uint8Array | null): Uint8Array[] {
+  if (profile === null) return [];
   const most = 65519;
   const count = Math.ceil(profile.length / most);
   return Array.from({ length: count }, (_, i) => {
@@ -99,7 +146,7 @@ function profileSegments(profile: Uint8Array): Uint8Array[] {
 function fillJpeg(bytes: Uint8Array, from: Container): Uint8Array<ArrayBuffer> {
   const own = [...jpegSegments(bytes)];
   const kept = own.filter(({ marker }) => !isCarried(marker)).map(({ whole }) => whole);
-  const first = from.type === 'jpeg' ? from.carried : from.profile ? profileSegments(from.profile) : [];
+  const first = from.type === 'jpeg' ? from.carried : [...exifSegment(from.exif), ...profileSegments(from.profile)];
   const end = own.reduce((sum, { whole }) => sum + whole.length, 2);
   const jfif = from.type === 'jpeg' ? [] : own.filter(({ marker }) => marker === 0xe0).map(({ whole }) => whole);
   return concatenated([bytes.subarray(0, 2), ...jfif, ...first, ...kept, bytes.subarray(end)]);
@@ -119,7 +166,7 @@ function* pngChunks(bytes: Uint8Array): Generator<{ name: string; data: Uint8Arr
   }
 }
 
-function readPng(bytes: Uint8Array, container: Container): Container {
+async function readPng(bytes: Uint8Array, container: Container): Promise<Container> {
   for (const { name, data, whole } of pngChunks(bytes)) {
     if (name === 'IHDR') {
       container.depth = data[8] === 16 ? 16 : 8;
@@ -127,15 +174,15 @@ function readPng(bytes: Uint8Array, container: Container): Container {
       container.alpha = data[9]! >= 4;
     }
     if (name === 'tRNS') container.alpha = true;
-    if (name === 'iCCP') container.profile = unzlibSync(data.subarray(data.indexOf(0) + 2));
+    if (name === 'iCCP') container.profile = await inflated(data.subarray(data.indexOf(0) + 2));
     if (CARRIED_CHUNKS.includes(name)) container.carried.push(whole.slice());
   }
   return container;
 }
 
-function fillPng(bytes: Uint8Array, from: Container, profileChunk: Uint8Array[]): Uint8Array<ArrayBuffer> {
+function fillPng(bytes: Uint8Array, from: Container, told: Uint8Array[]): Uint8Array<ArrayBuffer> {
   const own = [...pngChunks(bytes)].filter(({ name }) => !CARRIED_CHUNKS.includes(name)).map(({ whole }) => whole);
-  const carried = from.type === 'png' ? from.carried : profileChunk;
+  const carried = from.type === 'png' ? from.carried : told;
   return concatenated([bytes.subarray(0, 8), own[0]!, ...carried, ...own.slice(1)]);
 }
 
@@ -148,30 +195,35 @@ function crcOf(bytes: Uint8Array): number {
   return ~crc >>> 0;
 }
 
-function profileChunk(profile: Uint8Array): Uint8Array {
-  const named = concatenated([new TextEncoder().encode('iCCPicc\0\0'), zlibSync(profile)]);
+function chunkOf(name: string, data: Uint8Array): Uint8Array {
+  const named = concatenated([new TextEncoder().encode(name), data]);
   const chunk = new Uint8Array(named.length + 8);
   const view = new DataView(chunk.buffer);
-  view.setUint32(0, named.length - 4);
+  view.setUint32(0, data.length);
   chunk.set(named, 4);
   view.setUint32(named.length + 4, crcOf(named));
   return chunk;
 }
 
+async function profileChunk(profile: Uint8Array): Promise<Uint8Array> {
+  return chunkOf('iCCP', concatenated([new TextEncoder().encode('icc\0\0'), await deflated(profile)]));
+}
+
 // ---- WebP ----
 
-function webpProfile(bytes: Uint8Array): Uint8Array | null {
+function webpChunk(bytes: Uint8Array, name: string): Uint8Array | null {
   const view = new DataView(bytes.buffer, bytes.byteOffset, bytes.length);
   for (let at = 12; at + 8 <= bytes.length;) {
     const length = view.getUint32(at + 4, true);
-    if (ascii(bytes, at, 4) === 'ICCP') return bytes.slice(at + 8, at + 8 + length);
+    if (ascii(bytes, at, 4) === name) return bytes.subarray(at + 8, at + 8 + length);
     at += 8 + length + (length & 1);
   }
   return null;
 }
 
 /** A finished file of the browser's, with what the scan's file carried. */
-export function fillContainer(bytes: Uint8Array, from: Container): Uint8Array<ArrayBuffer> {
+export async function fillContainer(bytes: Uint8Array, from: Container): Promise<Uint8Array<ArrayBuffer>> {
   if (typeOf(bytes) === 'jpeg') return fillJpeg(bytes, from);
-  return fillPng(bytes, from, from.profile ? [profileChunk(from.profile)] : []);
+  const profile = from.profile ? [await profileChunk(from.profile)] : [];
+  return fillPng(bytes, from, from.exif ? [...profile, chunkOf('eXIf', from.exif)] : profile);
 }

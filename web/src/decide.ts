@@ -19,6 +19,8 @@ export interface Proposal {
   found: Frame | null;
   reasons: number;
   verdict: number;
+  /** Kinds that the scan may be of, where that is to be asked. */
+  plausible: string[];
 }
 
 /** Of the analysis itself. */
@@ -29,6 +31,10 @@ const SURE_PAGE = 0.9;
 const MOSTLY_PAPER = 0.6;
 const SURELY_FADED = 0.9;
 const LIKELY = 0.5;
+const LIGHTEST_SHARE = 0.05;
+const MOSTLY_LIGHT = 2 / 3;
+/** Natural logarithm of the odds for a negative; faded prints and pages reach -2, film on a light table -1.6. */
+const SURELY_POSITIVE = -5;
 /** Mean difference of channels, linear levels, below which a scan has no colours. */
 const GRAY = 4;
 
@@ -42,25 +48,58 @@ function isGray(scan: Scan): boolean {
   return sum / (levels.length / 3) < GRAY;
 }
 
+/** Whether paper can cover most of the scan: most of it is at least half as light as what is lightest. */
+function isMostlyLight(scan: Scan): boolean {
+  const counts = new Uint32Array(256);
+  const { levels } = scan;
+  for (let i = 1; i < levels.length; i += 3) counts[levels[i]!]!++; // green
+  const pixels = levels.length / 3;
+  const from = (level: number) => counts.subarray(level).reduce((sum, count) => sum + count, 0) / pixels;
+  let lightest = 255;
+  while (lightest > 0 && from(lightest) < LIGHTEST_SHARE) lightest--;
+  return from(Math.ceil(lightest / 2)) >= MOSTLY_LIGHT;
+}
+
+export interface Guess {
+  kind: string;
+  /** Kinds that it may as well be, itself among them; empty where nothing speaks for another. */
+  plausible: string[];
+}
+
 /** A kind that the scan may be of. Never sure: the person has the last word. */
-export function guessKind(scan: Scan): string {
-  const analyseAs = (kind: string): void => {
+export function guessKind(scan: Scan): Guess {
+  const begin = (kind: string): void => {
     scan.reset(kind);
     scan.set('lScreenGamma', scan.get('scan.gamma'));
-    scan.analyse(true, true, null);
   };
   const measured = (name: string): number => scan.measurements.find((item) => item.name === name)?.values[0] ?? 0;
   const confidence = (): number => scan.get('evidence.confidence');
 
-  analyseAs('faded-print');
-  if (scan.reasons.some(({ code }) => code === 'looks-negative')) return isGray(scan) ? 'bw-negative' : 'negative';
+  begin('faded-print');
+  scan.analyse(true, true, null);
   const faded = measured('trust') >= SURELY_FADED && confidence() >= LIKELY;
-  analyseAs('document');
-  if (scan.cells.length > 0 && confidence() >= SURE_PAGE && measured('paper') >= MOSTLY_PAPER) return 'document';
-  return faded ? 'faded-print' : 'photo';
+  const looksNegative = scan.reasons.some(({ code }) => code === 'looks-negative');
+  begin('negative');
+  const odds = scan.negativeOdds;
+  const negatives = isGray(scan) ? ['bw-negative'] : ['negative', 'bw-negative'];
+  const sure = (kind: string): Guess => ({ kind, plausible: [] });
+  if (looksNegative) return sure(negatives[0]!);
+
+  // Film on a light table is light, too.
+  const isDocument = (): boolean => {
+    begin('document');
+    scan.analyse(true, true, null);
+    return scan.cells.length > 0 && confidence() >= SURE_PAGE && measured('paper') >= MOSTLY_PAPER;
+  };
+  if (odds < 0 && isMostlyLight(scan) && isDocument()) return sure('document');
+  const positives = faded ? ['faded-print', 'faded-slide'] : ['photo', 'slide'];
+  if (odds < SURELY_POSITIVE) return { kind: positives[0]!, plausible: faded ? positives : [] };
+  const plausible = odds > 0 ? [...negatives, ...positives] : [...positives, ...negatives];
+  return { kind: plausible[0]!, plausible };
 }
 
-function layArea(scan: Scan, corners: Corners | null): void {
+/** What an analysis looks at: within these corners, or all of the scan. */
+export function layArea(scan: Scan, corners: Corners | null): void {
   const { smallWidth: width, smallHeight: height } = scan;
   const area = corners
     ? areaOf(corners, scan.shrink)
@@ -84,22 +123,30 @@ function foundFrame(scan: Scan): Frame | null {
 }
 
 /** The analysis that the settings ask for. */
-export function propose(scan: Scan, settings: Settings, roll: Roll | null): Proposal {
+export async function propose(scan: Scan, settings: Settings, roll: Roll | null): Promise<Proposal> {
   const key = analysisKey(settings);
   layArea(scan, settings.repeated ? null : settings.frame);
   if (settings.repeated) {
     const page = settings.repeated;
-    repeat(page, scan);
+    await repeat(page, scan);
     const same = page.width === scan.width && page.height === scan.height;
-    return { key, record: page.record, chroma: page.chroma, found: same ? page.frame : null, ...judged(scan) };
+    return {
+      key,
+      record: page.record,
+      chroma: page.chroma,
+      found: same ? page.frame : null,
+      plausible: [],
+      ...judged(scan),
+    };
   }
-  const kind = settings.kind === 'auto' ? guessKind(scan) : settings.kind;
+  const { kind, plausible } =
+    settings.kind === 'auto' ? guessKind(scan) : { kind: settings.kind, plausible: [] as string[] };
   scan.reset(kind);
   scan.set('lScreenGamma', scan.get('scan.gamma'));
   scan.set('lCorrectLevel', settings.strength);
   scan.set('lAgainstLight', settings.backlight);
   scan.analyse(settings.analysis === 'adaptive', settings.even, settings.roll ? roll : null);
-  return { key, record: recordOf(scan), chroma: scan.chroma, found: foundFrame(scan), ...judged(scan) };
+  return { key, record: recordOf(scan), chroma: scan.chroma, found: foundFrame(scan), plausible, ...judged(scan) };
 }
 
 /** Whether anything came to a proposal that its analysis has not judged. */
@@ -146,7 +193,8 @@ export function cutFor(settings: Settings, proposal: Proposal, width: number, he
 }
 
 export interface Told {
-  verdict: 'good' | 'look' | 'failed' | '';
+  /** ask: the person is to say what it is. */
+  verdict: 'good' | 'look' | 'failed' | 'ask' | '';
   confidence: number;
   adaptive: boolean;
   reasons: Reason[];
@@ -154,9 +202,9 @@ export interface Told {
 
 const VERDICTS = ['', 'good', 'look', 'failed'] as const;
 
-export function toldOf(scan: Scan): Told {
+export function toldOf(scan: Scan, plausible: string[]): Told {
   return {
-    verdict: VERDICTS[scan.get('evidence.verdict')] ?? '',
+    verdict: plausible.length > 0 ? 'ask' : (VERDICTS[scan.get('evidence.verdict')] ?? ''),
     confidence: scan.get('evidence.confidence'),
     adaptive: scan.get('evidence.analysis') !== 0,
     reasons: scan.reasons,

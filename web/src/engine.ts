@@ -6,6 +6,7 @@ type Pointer = number;
 interface Exports {
   memory: WebAssembly.Memory;
   _initialize(): void;
+  web_version(minor: number): number;
   web_alloc(bytes: number): Pointer;
   web_release(bytes: Pointer): void;
   web_scan_new(width: number, height: number, gamma: number): Pointer;
@@ -26,6 +27,7 @@ interface Exports {
   web_reset(scan: Pointer, kind: Pointer): number;
   web_analyse(scan: Pointer, adaptive: number, even: number, roll: Pointer): number;
   web_judge(scan: Pointer): number;
+  web_negative_odds(scan: Pointer): number;
   web_check(scan: Pointer, call: number): Pointer;
   web_picked(scan: Pointer, level: number): number;
   web_gray(scan: Pointer, red: number, green: number, blue: number, strength: number): number;
@@ -124,19 +126,41 @@ export class Engine {
     list(calls.web_field_name, (name, i) => this.fields.set(name, i));
   }
 
-  static async load(wasm: BufferSource | WebAssembly.Module): Promise<Engine> {
+  /** more: what the engine calls only for some scans, given when it first does. */
+  static async load(wasm: BufferSource, more: () => BufferSource): Promise<Engine> {
     const ends = (): never => {
       throw new EngineError('the engine ended: not enough memory');
     };
-    const imports = {
+    // Each import of "p" stands for a function of the second part, at its place in the table until that is loaded.
+    let table: WebAssembly.Table;
+    let first: WebAssembly.Exports;
+    const places = new Proxy<Record<string, WebAssembly.ImportValue>>(
+      {},
+      {
+        get: (_, place: string) => {
+          return (...words: unknown[]) => {
+            new WebAssembly.Instance(new WebAssembly.Module(more()), { ...imports, first });
+            return (table.get(Number(place)) as (...words: unknown[]) => unknown)(...words);
+          };
+        },
+      },
+    );
+    const imports: WebAssembly.Imports = {
       env: { emscripten_notify_memory_growth: () => {} },
       wasi_snapshot_preview1: { proc_exit: ends },
+      p: places,
     };
-    const module = wasm instanceof WebAssembly.Module ? wasm : await WebAssembly.compile(wasm);
-    const instance = await WebAssembly.instantiate(module, imports);
-    const calls = instance.exports as unknown as Exports;
+    const { instance } = await WebAssembly.instantiate(wasm, imports);
+    first = instance.exports;
+    table = Object.values(first).find((value) => value instanceof WebAssembly.Table)!;
+    const calls = first as unknown as Exports;
     calls._initialize();
     return new Engine(calls);
+  }
+
+  /** Of the calls and records, as the program writes it. */
+  get version(): string {
+    return `${this.calls.web_version(0)}.${this.calls.web_version(1)}`;
   }
 
   /** Of a text that ends with a zero byte. */
@@ -277,6 +301,11 @@ export class Scan {
   /** Holds the record, with the user's values, against the pre-scan. */
   judge(): void {
     if (!this.engine.calls.web_judge(this.handle)) throw new EngineError('not enough memory for the verdict');
+  }
+
+  /** That it shows a negative: natural logarithm of the odds, of the picture that a scan of its kind has. */
+  get negativeOdds(): number {
+    return this.engine.calls.web_negative_odds(this.handle);
   }
 
   /** Makes a place of the scan gray: the mean of 3 x 3 pixels of the pre-scan. False: it is too dark for that. */

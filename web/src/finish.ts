@@ -1,9 +1,10 @@
 // The finished picture at full size, in bands, with what the scan's file carried.
-import { fillContainer, typeOf, withoutProfile } from './container.ts';
+import { fillContainer, withoutProfile, type Container } from './container.ts';
 import { SAMPLES, type Engine } from './engine.ts';
 import { boxOf, cornersOf, wholePixels, type Cut } from './frame.ts';
 import { repeat, type SidecarPage } from './sidecar.ts';
 import { isVips, open, toScreen, type Source } from './source.ts';
+import { exifOf, fieldsOf, withFields, type Fields } from './tiff_tags.ts';
 import { declined, vips, type Vips } from './vips.ts';
 
 export type Target = 'same' | 'jpeg' | 'png' | 'tiff';
@@ -19,6 +20,7 @@ type Image = InstanceType<Vips['Image']>;
 const QUALITY = 0.95;
 const BAND_PIXELS = 1 << 20;
 const REACH = 3; // pixels around a place that interpolation looks at
+const EXIF_HEAD = new TextEncoder().encode('Exif\0\0'); // as libvips holds it
 const CARRIED = ['icc-profile-data', 'exif-data', 'xmp-data', 'iptc-data'];
 
 /** The part of the scan that is read: for a tilted cut, what lies around it. */
@@ -39,7 +41,7 @@ function regionOf(source: Source, cut: Cut | null): Cut {
 async function* corrected(engine: Engine, source: Source, page: SidecarPage, region: Cut, report: Report) {
   const scan = engine.scan(source.width, source.height, page.inputGamma10);
   try {
-    repeat(page, scan);
+    await repeat(page, scan);
     const band = Math.max(1, Math.floor(BAND_PIXELS / region.width));
     for (let y = 0; y < region.height; y += band) {
       const lines = Math.min(band, region.height - y);
@@ -82,7 +84,7 @@ async function byBrowser(
   report(0.95);
   // A canvas has colours, also where the scan has none.
   const from = source.container.gray ? withoutProfile(source.container) : source.container;
-  const filled = fillContainer(new Uint8Array(await blob.arrayBuffer()), from);
+  const filled = await fillContainer(new Uint8Array(await blob.arrayBuffer()), from);
   return { blob: new Blob([filled], { type: `image/${type}` }), extension: type === 'jpeg' ? 'jpg' : 'png' };
 }
 
@@ -137,8 +139,15 @@ function turnedImage(image: Image, region: Cut, cut: Cut, library: Vips): Image 
   });
 }
 
+/** Words, EXIF and GPS of a scan. */
+async function fieldsToldBy(file: Blob, { type, exif }: Container): Promise<Fields> {
+  if (type === 'tiff') return fieldsOf(file);
+  return exif ? fieldsOf(new Blob([exif as Uint8Array<ArrayBuffer>])) : new Map();
+}
+
 async function byVips(
   engine: Engine,
+  file: Blob,
   source: Source,
   page: SidecarPage,
   cut: Cut | null,
@@ -154,11 +163,10 @@ async function byVips(
     whole.set(ownSamples(piece, source), y * line);
   }
   const deep = source.depth === 16;
-  const values = deep ? new Uint16Array(whole.buffer) : whole;
   const own = carriedBy(source);
   source.close(); // its memory is needed
   const made = library.Image.newFromMemory(
-    values,
+    deep ? new Uint16Array(whole.buffer) : whole,
     region.width,
     region.height,
     samples,
@@ -170,16 +178,21 @@ async function byVips(
   for (const [name, bytes] of own.blobs) {
     image.setBlob(name, name === 'iptc-data' && type === 'tiff' ? fourfold(bytes) : bytes);
   }
+  const fields = await fieldsToldBy(file, source.container);
+  const exif = source.container.type === 'tiff' && type !== 'tiff' ? exifOf(fields) : null;
+  if (exif) image.setBlob('exif-data', Uint8Array.from([...EXIF_HEAD, ...exif]));
+  const { orientation } = source.container;
+  if (orientation !== 1) image.setInt('orientation', orientation);
   const extension = { jpeg: 'jpg', png: 'png', tiff: 'tif', pnm: samples < 3 ? 'pgm' : 'ppm' }[type];
   const options =
     type === 'tiff' ? { compression: 'deflate', predictor: 'horizontal' } : type === 'jpeg' ? { Q: 95 } : {};
-  const bytes = image.writeToBuffer(`.${extension}`, options);
-  const filled =
-    !own.resolution && typeOf(bytes) === source.container.type
-      ? fillContainer(bytes, source.container)
-      : new Uint8Array(bytes);
+  const bytes = image.writeToBuffer(`.${extension}`, options) as Uint8Array<ArrayBuffer>;
   for (const one of new Set([image, copy, made])) one.delete(); // nothing else frees libvips' memory in time
   const mime = { jpeg: 'image/jpeg', png: 'image/png', tiff: 'image/tiff', pnm: 'image/x-portable-anymap' }[type];
+  const plain = new Blob([bytes], { type: mime });
+  const blob = type === 'tiff' ? await withFields(plain, fields) : plain;
+  if (own.resolution || type !== source.container.type) return { blob, extension };
+  const filled = await fillContainer(bytes, source.container);
   return { blob: new Blob([filled], { type: mime }), extension };
 }
 
@@ -205,7 +218,7 @@ export async function finish(
     }
     const why = declined();
     if (why) throw new Error(why);
-    return await byVips(engine, source, page, cut, wanted, report);
+    return await byVips(engine, file, source, page, cut, wanted, report);
   } finally {
     source.close();
   }

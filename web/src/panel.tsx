@@ -1,5 +1,6 @@
 // What is said of the scan, and what can be changed.
 import { useState } from 'preact/hooks';
+import { Ask } from './ask.tsx';
 import { Curves } from './curves.tsx';
 import { rectangleOf, cornersOf, tiltOf } from './frame.ts';
 import type { Corners } from './engine.ts';
@@ -23,6 +24,7 @@ import {
 const VERDICTS = {
   good: 'Good: nothing speaks against the result.',
   look: 'Please look at the result.',
+  ask: 'Please say first what it is.',
   failed: 'No correction was found: the scan is blank or clipped.',
   '': '',
 } as const;
@@ -75,6 +77,30 @@ function Told({ scan }: { scan: Scan }) {
   );
 }
 
+/** What the page does not do with this scan. */
+function Limits({ scan }: { scan: Scan }) {
+  const { opened } = scan;
+  if (!opened) return null;
+  const profile = /^ICC profile (.*?)(?:, which.*)?$/.exec(opened.profile)?.[1];
+  const wide = profile !== undefined && !/sRGB/i.test(profile);
+  if (!wide && opened.pages === 1) return null;
+  return (
+    <section aria-label="Limits">
+      {opened.pages > 1 && (
+        <p class="quiet">
+          The first of {opened.pages} pages: it alone is shown and saved here. The program finishes all of them.
+        </p>
+      )}
+      {wide && (
+        <p class="quiet">
+          Shown as if its values were sRGB. Its profile, {profile || 'without a name'}, stays in what is saved: programs
+          that know profiles show the right colours.
+        </p>
+      )}
+    </section>
+  );
+}
+
 function Kinds({ state, scan }: { state: State; scan: Scan }) {
   const { settings, updated } = scan;
   const guessed = settings.kind === 'auto' && updated ? updated.kind : '';
@@ -96,12 +122,7 @@ function Kinds({ state, scan }: { state: State; scan: Scan }) {
           ))}
         </select>
       </label>
-      {guessed && (
-        <p class="quiet">
-          A guess, and sometimes wrong: a scan does not tell surely what it was made from. Faded slides look like faded
-          prints.
-        </p>
-      )}
+      {guessed && <p class="quiet">A guess, and sometimes wrong: a scan does not tell surely what it was made from.</p>}
       <label>
         Analysis
         <select
@@ -315,7 +336,9 @@ export function Panel({ state }: { state: State }) {
   const { settings } = scan;
   return (
     <aside class="panel" aria-label="Correction">
+      <Ask scan={scan} />
       <Told scan={scan} />
+      <Limits scan={scan} />
       <Kinds state={state} scan={scan} />
       <section class="sliders" aria-label="Sliders">
         {CONTROLS.map((control) => (

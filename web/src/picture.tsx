@@ -1,5 +1,6 @@
 // Pixels on the page.
 import { useLayoutEffect, useRef } from 'preact/hooks';
+import { Turn } from './turn.ts';
 
 interface Props {
   pixels: ImageData | null | undefined;
@@ -23,19 +24,22 @@ export function Picture({ pixels, label, style, ...rest }: Props) {
 
 const THUMB = 160;
 
-/** The same, small. */
-export function Thumb({ pixels }: { pixels: ImageData }) {
+/** The same, small and upright. */
+export function Thumb({ pixels, orientation }: { pixels: ImageData; orientation: number }) {
   const canvas = useRef<HTMLCanvasElement>(null);
   const scale = THUMB / Math.max(pixels.width, pixels.height);
   const [width, height] = [
     Math.max(1, Math.round(pixels.width * scale)),
     Math.max(1, Math.round(pixels.height * scale)),
   ];
+  const turn = new Turn(orientation, width, height);
   useLayoutEffect(() => {
     let gone = false;
     void createImageBitmap(pixels, { resizeWidth: width, resizeHeight: height, resizeQuality: 'medium' }).then(
       (small) => {
-        if (!gone) canvas.current?.getContext('2d')!.drawImage(small, 0, 0);
+        const context = gone ? null : canvas.current?.getContext('2d');
+        context?.setTransform(...turn.transform(1));
+        context?.drawImage(small, 0, 0);
         small.close();
       },
     );
@@ -43,5 +47,5 @@ export function Thumb({ pixels }: { pixels: ImageData }) {
       gone = true;
     };
   }, [pixels]);
-  return <canvas ref={canvas} width={width} height={height} aria-hidden="true" />;
+  return <canvas ref={canvas} width={turn.width} height={turn.height} aria-hidden="true" />;
 }

@@ -1,7 +1,7 @@
 // Corrections as JSON, as the program writes and reads them: zep3 --sidecar and --use-sidecar.
-import { unzlibSync, zlibSync } from 'fflate';
 import type { Corners, Point, Scan, ToneIndex } from './engine.ts';
 import type { Cut } from './frame.ts';
+import { deflated, inflated } from './zlib.ts';
 
 export const FORMAT = 'zep3-correction';
 const FORMAT_VERSION = 1;
@@ -27,6 +27,7 @@ const RECORD_FIELDS = [
   'lAgainstLight',
 ] as const;
 const POINT_FIELDS = ['lHlIn', 'lSdIn', 'lHlOut', 'lSdOut', 'lGamma'] as const;
+const MATRIX = [0, 1, 2, 3, 4, 5, 6, 7, 8];
 const SURFACE_NUMBERS = ['left', 'top', 'side', 'columns', 'rows'] as const;
 const SURFACE_SHARES = ['objectShadow', 'objectGamma', 'whiteFrom', 'whiteTo'] as const;
 
@@ -108,7 +109,7 @@ function expected(bits: Uint32Array, cell: number, columns: number): number[] {
   return left.map((value, n) => (value + above[n]! - corner[n]!) >>> 0);
 }
 
-export function packCells(cells: Uint8Array, columns: number): string {
+export async function packCells(cells: Uint8Array, columns: number): Promise<string> {
   const bits = new Uint32Array(cells.slice().buffer);
   const count = bits.length / NUMBERS;
   const planes = new Uint8Array(PLANES * count);
@@ -121,13 +122,13 @@ export function packCells(cells: Uint8Array, columns: number): string {
     });
   }
   let text = '';
-  for (const byte of zlibSync(planes, { level: 9 })) text += String.fromCharCode(byte);
+  for (const byte of await deflated(planes)) text += String.fromCharCode(byte);
   return btoa(text);
 }
 
-export function unpackCells(text: string, columns: number, count: number): Uint8Array {
+export async function unpackCells(text: string, columns: number, count: number): Promise<Uint8Array> {
   const packed = Uint8Array.from(atob(text), (letter) => letter.charCodeAt(0));
-  const planes = unzlibSync(packed);
+  const planes = await inflated(packed);
   if (planes.length !== PLANES * count) throw new Error("'cells' are damaged");
   const bits = new Uint32Array(NUMBERS * count);
   for (let i = 0; i < count; i++) {
@@ -167,7 +168,7 @@ export function recordOf(scan: Scan): Record_ {
   return { ...fields, points, masterTone: scan.tone(0), tone } as Record_;
 }
 
-function surfaceOf(scan: Scan): Surface | null {
+async function surfaceOf(scan: Scan): Promise<Surface | null> {
   const { cells } = scan;
   if (cells.length === 0) return null;
   const numbers = [...SURFACE_NUMBERS, ...SURFACE_SHARES].map((name) => [name, scan.get(`surface.${name}`)]);
@@ -177,12 +178,12 @@ function surfaceOf(scan: Scan): Surface | null {
     found: SURFACES[scan.get('surface.found')]!,
     paper: three('paper'),
     objectTint: three('objectTint'),
-    cells: packCells(cells, scan.get('surface.columns')),
+    cells: await packCells(cells, scan.get('surface.columns')),
   };
 }
 
 /** The scan's correction as it stands. */
-export function pageOf(scan: Scan, around: AroundPage): SidecarPage {
+export async function pageOf(scan: Scan, around: AroundPage): Promise<SidecarPage> {
   const tables = scan.tables(256);
   const evidences = scan.measurements.map(({ name, values }) => [
     name,
@@ -199,7 +200,7 @@ export function pageOf(scan: Scan, around: AroundPage): SidecarPage {
       reasons: scan.reasons.map(({ code, text }) => ({ code, text })),
       evidences: Object.fromEntries(evidences),
     },
-    surface: surfaceOf(scan),
+    surface: await surfaceOf(scan),
     frame: around.frame,
     crop: cut && { left: cut.x, top: cut.y, width: cut.width, height: cut.height, tilt: cut.degrees },
     kind: scan.kind,
@@ -211,16 +212,16 @@ export function pageOf(scan: Scan, around: AroundPage): SidecarPage {
     inputGammaFrom: around.gammaFrom,
     chroma: around.chroma,
     record: recordOf(scan),
-    matrix: null,
+    matrix: scan.get('matrix.given') === 0 ? null : MATRIX.map((i) => scan.get(`matrix.${i}`)),
     tables: perChannel((c) => [...tables.subarray(256 * c, 256 * (c + 1))].map(toByte)),
   };
 }
 
-export function sidecarOf(scanName: string, page: SidecarPage): string {
+export function sidecarOf(scanName: string, page: SidecarPage, engineVersion: string): string {
   const sidecar: Sidecar = {
     format: FORMAT,
     formatVersion: FORMAT_VERSION,
-    versions: { zep3: __VERSION__, engine: '3.9' },
+    versions: { zep3: __VERSION__, engine: engineVersion },
     scan: scanName,
     pages: [page],
   };
@@ -239,8 +240,6 @@ export function readSidecar(text: string): Sidecar {
   if (sidecar.format !== FORMAT) throw new Error('is no correction of zep3');
   if (sidecar.formatVersion !== FORMAT_VERSION) throw new Error(`has format version ${sidecar.formatVersion}, not 1`);
   if (!Array.isArray(sidecar.pages) || !sidecar.pages[0]?.record) throw new Error('holds no pages');
-  if (sidecar.pages.some((page) => page.matrix !== null))
-    throw new Error('holds a colour matrix, which the page does not know');
   return sidecar;
 }
 
@@ -254,10 +253,12 @@ export function putRecord(record: Record_, scan: Scan): void {
 }
 
 /** The record, and a page's paper where it is of this scan's size. */
-export function repeat(page: SidecarPage, scan: Scan): void {
+export async function repeat(page: SidecarPage, scan: Scan): Promise<void> {
   const { record, surface } = page;
   scan.reset('photo');
   putRecord(record, scan);
+  page.matrix?.forEach((value, i) => scan.set(`matrix.${i}`, value));
+  scan.set('matrix.given', page.matrix ? 1 : 0);
   if (page.analysis) {
     scan.setReasons(page.analysis.reasons.map(({ code }) => code));
     scan.set('evidence.analysis', page.analysis.used === 'adaptive' ? 1 : 0);
@@ -270,5 +271,5 @@ export function repeat(page: SidecarPage, scan: Scan): void {
     scan.set(`surface.paper.${c}`, surface.paper[c]!);
     scan.set(`surface.objectTint.${c}`, surface.objectTint[c]!);
   }
-  scan.setCells(unpackCells(surface.cells, surface.columns, surface.columns * surface.rows));
+  scan.setCells(await unpackCells(surface.cells, surface.columns, surface.columns * surface.rows));
 }

@@ -1,5 +1,5 @@
 // A scan's file, opened: pieces of its pixels in the file's own values, decoded by the browser or by libvips.
-import { readContainer, type Container } from './container.ts';
+import { asStored, readContainer, type Container } from './container.ts';
 import { SAMPLES, type Depth, type Format } from './engine.ts';
 import { gammaOf, nameOf } from './icc.ts';
 import { declined, vips, type Vips } from './vips.ts';
@@ -37,10 +37,12 @@ export function encodingOf({ profile }: Container): Encoding {
 export async function open(file: Blob): Promise<Source> {
   const bytes = new Uint8Array(await file.arrayBuffer());
   if (bytes.length === 0) throw new Error('the file is empty');
-  const container = readContainer(bytes);
+  const container = await readContainer(bytes);
   const needsVips = container.type === 'tiff' || container.type === 'pnm' || container.depth === 16 || container.alpha;
   if (needsVips) return openByVips(bytes, container);
-  return openByBrowser(file, container);
+  if (container.orientation === 1) return openByBrowser(file, container);
+  asStored(bytes);
+  return openByBrowser(new Blob([bytes]), container);
 }
 
 // ---- by the browser ----
@@ -56,10 +58,9 @@ export function toFormat(rgba: Uint8ClampedArray, format: Format): Uint8ClampedA
 async function openByBrowser(file: Blob, container: Container): Promise<Source> {
   let bitmap: ImageBitmap;
   try {
-    // Values as they stand in the file, in the place where they stand.
+    // Values as they stand in the file.
     bitmap = await createImageBitmap(file, {
       colorSpaceConversion: 'none',
-      imageOrientation: 'none' as ImageOrientation,
       premultiplyAlpha: 'none',
     });
   } catch {
@@ -101,6 +102,13 @@ export interface VipsSource extends Source {
 
 export const isVips = (source: Source): source is VipsSource => 'vips' in source;
 
+/** The pixels in memory, once; what they were made of is let go. */
+function held(image: InstanceType<Vips['Image']>): InstanceType<Vips['Image']> {
+  const copy = image.copyMemory();
+  image.delete();
+  return copy;
+}
+
 async function openByVips(bytes: Uint8Array, container: Container): Promise<VipsSource> {
   const why = declined();
   if (why) throw new Error(why);
@@ -108,17 +116,13 @@ async function openByVips(bytes: Uint8Array, container: Container): Promise<Vips
   let image: InstanceType<Vips['Image']>;
   try {
     // Line by line into memory, which then holds the pixels once, and the file no more.
-    const file = library.Image.newFromBuffer(bytes, '', { access: 'sequential' });
-    image = file.copyMemory();
-    file.delete();
+    image = held(library.Image.newFromBuffer(bytes, '', { access: 'sequential' }));
   } catch {
     throw new Error('the file is damaged, or of a kind that cannot be opened here');
   }
   const pages = image.getTypeof('n-pages') !== 0 ? image.getInt('n-pages') : 1;
   if (image.interpretation === 'cmyk') {
-    const inks = image;
-    image = inks.colourspace('srgb').copyMemory();
-    inks.delete();
+    image = held(image.colourspace('srgb'));
     image.remove('icc-profile-data'); // of the inks
   }
   if (image.format !== 'uchar' && image.format !== 'ushort') {
@@ -126,12 +130,13 @@ async function openByVips(bytes: Uint8Array, container: Container): Promise<Vips
   }
   if (image.bands > 4) image = image.extractBand(0, { n: 4 });
   const profile = image.getTypeof('icc-profile-data') !== 0 ? image.getBlob('icc-profile-data').slice() : null;
+  const orientation = image.getTypeof('orientation') !== 0 ? image.getInt('orientation') : 1;
   const depth = image.format === 'ushort' ? 16 : 8;
   const { width, height, bands } = image;
   return {
     vips: library,
     image,
-    container: { ...container, depth, gray: bands < 3, alpha: bands % 2 === 0, profile },
+    container: { ...container, depth, gray: bands < 3, alpha: bands % 2 === 0, profile, orientation },
     width,
     height,
     depth,

@@ -120,8 +120,6 @@ async function openScan(id: number, file: File): Promise<void> {
     changeScan(id, { opened });
     await refresh(id, true);
     changeScan(id, { state: 'ready' });
-    if (opened.pages > 1)
-      say(`${file.name} has ${opened.pages} pages: the first is shown. The program takes all of them.`);
   } catch (error) {
     changeScan(id, { state: 'failed', error: reason(error) });
   }
@@ -260,7 +258,7 @@ export async function makeRoll(): Promise<void> {
   try {
     const shared = await worker.call(
       'roll',
-      ready.map(({ id }) => id),
+      ready.map(({ id, settings: { frame } }) => ({ id, frame })),
       kind,
     );
     if (!shared) {
@@ -290,7 +288,9 @@ export function download(blob: Blob, name: string): void {
 const pageOf = (scan: Scan): Promise<SidecarPage> => worker.call('page', scan.id, scan.settings);
 
 async function sidecarBlob(scan: Scan): Promise<Blob> {
-  return new Blob([sidecarOf(scan.file.name, await pageOf(scan))], { type: 'application/json' });
+  return new Blob([sidecarOf(scan.file.name, await pageOf(scan), await worker.call('version'))], {
+    type: 'application/json',
+  });
 }
 
 export async function saveSidecars(scans: Scan[]): Promise<void> {

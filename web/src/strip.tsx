@@ -4,7 +4,13 @@ import { Thumb } from './picture.tsx';
 import { closeScan, select, type Scan, type State } from './store.ts';
 import { pick } from './app.tsx';
 
-const WORDS = { good: 'good', look: 'please look', failed: 'no correction found', '': '' } as const;
+const WORDS = {
+  good: 'good',
+  look: 'please look',
+  ask: 'please say what it is',
+  failed: 'no correction found',
+  '': '',
+} as const;
 
 const stateOf = (scan: Scan): string => {
   if (scan.state === 'failed') return 'cannot be opened';
@@ -23,7 +29,13 @@ function Item({ scan, current }: { scan: Scan; current: boolean }) {
   return (
     <li ref={item}>
       <button class="thumb" aria-current={current} onClick={() => select(scan.id)} title={`${name}: ${told}`}>
-        <span class="picture">{scan.updated ? <Thumb pixels={scan.updated.after} /> : <span class="blank" />}</span>
+        <span class="picture">
+          {scan.updated ? (
+            <Thumb pixels={scan.updated.after} orientation={scan.opened?.orientation ?? 1} />
+          ) : (
+            <span class="blank" />
+          )}
+        </span>
         <span class="name">
           <span class={`dot ${verdict}`} aria-hidden="true" />
           {name}

@@ -4,8 +4,9 @@ import type { Corners, Point } from './engine.ts';
 import { cornersOf } from './frame.ts';
 import { Picture } from './picture.tsx';
 import { change, set, worker, type Look, type Scan, type State } from './store.ts';
+import { Turn } from './turn.ts';
 import { fitted, shown, view, zoomed, type Placed } from './view.ts';
-import type { Region } from './worker.ts';
+import type { Opened, Region } from './worker.ts';
 
 const LOOKS: [Look, string][] = [
   ['slider', 'Slider'],
@@ -13,7 +14,6 @@ const LOOKS: [Look, string][] = [
   ['after', 'After'],
   ['before', 'Before'],
 ];
-const NAMES = ['Top left', 'Top right', 'Bottom right', 'Bottom left'];
 const DETAIL_AFTER = 80; // milliseconds of rest
 const DETAIL_MOST = 6e6; // pixels
 const CLOSEST = 8;
@@ -42,14 +42,15 @@ interface Detail extends Region {
 }
 
 /** Pixels of the scan itself where the small picture is too coarse. */
-function useDetail(scan: Scan, placed: Placed | null, room: Room): Detail | null {
+function useDetail(scan: Scan, turn: Turn | null, placed: Placed | null, room: Room): Detail | null {
   const [detail, setDetail] = useState<Detail | null>(null);
   const { opened, updated, settings } = scan;
   useEffect(() => {
     setDetail(null);
-    if (!placed || !opened || !updated || opened.before.width === opened.width) return;
+    if (!placed || !opened || !turn || !updated || opened.before.width === opened.width) return;
     if (placed.scale * devicePixelRatio <= (1.05 * opened.before.width) / opened.width) return;
-    const part = shown(placed, room, opened.width, opened.height);
+    const seen = shown(placed, room, turn.width, turn.height);
+    const part = seen && turn.storedBox(seen);
     if (!part || part.width * part.height > DETAIL_MOST) return;
     let gone = false;
     const timer = setTimeout(async () => {
@@ -70,12 +71,14 @@ function Layer({
   scan,
   which,
   detail,
+  turn,
   placed,
   cover,
 }: {
   scan: Scan;
   which: 'before' | 'after';
   detail: Detail | null;
+  turn: Turn;
   placed: Placed;
   cover?: number;
 }) {
@@ -84,27 +87,35 @@ function Layer({
   const near = placed.scale * devicePixelRatio >= 2 ? 'pixels' : '';
   return (
     <div class="layer" style={style}>
-      <Picture pixels={small} class={`whole ${near}`} label={`${scan.file.name}, ${which}`} />
-      {detail && (
-        <Picture
-          pixels={detail[which]}
-          class={`detail ${near}`}
-          style={{
-            left: `${detail.x * placed.scale}px`,
-            top: `${detail.y * placed.scale}px`,
-            width: `${detail[which].width * placed.scale}px`,
-            height: `${detail[which].height * placed.scale}px`,
-          }}
-        />
-      )}
+      <div class="stored" style={storedStyle(scan, turn, placed)}>
+        <Picture pixels={small} class={`whole ${near}`} label={`${scan.file.name}, ${which}`} />
+        {detail && (
+          <Picture
+            pixels={detail[which]}
+            class={`detail ${near}`}
+            style={{
+              left: `${detail.x * placed.scale}px`,
+              top: `${detail.y * placed.scale}px`,
+              width: `${detail[which].width * placed.scale}px`,
+              height: `${detail[which].height * placed.scale}px`,
+            }}
+          />
+        )}
+      </div>
     </div>
   );
 }
 
+const storedStyle = (scan: Scan, turn: Turn, { scale }: Placed): Record<string, string> => ({
+  width: `${scan.opened!.width * scale}px`,
+  height: `${scan.opened!.height * scale}px`,
+  transform: `matrix(${turn.transform(scale).join()})`,
+});
+
 const pathOf = (corners: Point[]) => `M${corners.map(([x, y]) => `${x} ${y}`).join('L')}Z`;
 
 /** The picture's corners, to be dragged or moved by arrows, and what a crop leaves out. */
-function Frame({ scan, placed, active }: { scan: Scan; placed: Placed; active: boolean }) {
+function Frame({ scan, turn, placed, active }: { scan: Scan; turn: Turn; placed: Placed; active: boolean }) {
   const { opened, updated, settings } = scan;
   const { width, height } = opened!;
   const all: Corners = [
@@ -124,7 +135,7 @@ function Frame({ scan, placed, active }: { scan: Scan; placed: Placed; active: b
     handle.setPointerCapture(event.pointerId);
     const box = handle.parentElement!.getBoundingClientRect();
     handle.onpointermove = (moved) =>
-      move(i, (moved.clientX - box.left) / placed.scale, (moved.clientY - box.top) / placed.scale);
+      move(i, ...turn.stored([(moved.clientX - box.left) / placed.scale, (moved.clientY - box.top) / placed.scale]));
     handle.onpointerup = () => (handle.onpointermove = null);
   };
   const arrows = (i: number) => (event: KeyboardEvent) => {
@@ -132,11 +143,17 @@ function Frame({ scan, placed, active }: { scan: Scan; placed: Placed; active: b
     const step = { ArrowLeft: [-by, 0], ArrowRight: [by, 0], ArrowUp: [0, -by], ArrowDown: [0, by] }[event.key];
     if (!step) return;
     event.preventDefault();
-    move(i, corners[i]![0] + step[0]!, corners[i]![1] + step[1]!);
+    const [right, down] = turn.storedStep(step as Point);
+    move(i, corners[i]![0] + right, corners[i]![1] + down);
+  };
+  const nameOf = (corner: Point) => {
+    const [x, y] = turn.seen(corner);
+    const middle = corners.map((each) => turn.seen(each)).reduce(([u, v], [p, q]) => [u + p / 4, v + q / 4], [0, 0]);
+    return `${y < middle[1]! ? 'Top' : 'Bottom'} ${x < middle[0]! ? 'left' : 'right'}`;
   };
   const cut = settings.crop ? updated?.cut : null;
   return (
-    <>
+    <div class="stored over" style={storedStyle(scan, turn, placed)}>
       <svg class="frame" viewBox={`0 0 ${width} ${height}`} aria-hidden="true">
         {cut && <path class="outside" d={pathOf(all) + pathOf(cornersOf(cut))} fill-rule="evenodd" />}
         {(active || updated?.frame) && <path class="edge" d={pathOf(corners)} vector-effect="non-scaling-stroke" />}
@@ -146,14 +163,19 @@ function Frame({ scan, placed, active }: { scan: Scan; placed: Placed; active: b
           <button
             class="corner"
             data-arrows
-            aria-label={`${NAMES[i]} corner, ${Math.round(x)}, ${Math.round(y)}; arrows move it`}
+            aria-label={`${nameOf([x, y])} corner, ${Math.round(x)}, ${Math.round(y)}; arrows move it`}
             style={{ left: `${x * placed.scale}px`, top: `${y * placed.scale}px` }}
             onPointerDown={drag(i)}
             onKeyDown={arrows(i)}
           />
         ))}
-    </>
+    </div>
   );
+}
+
+function sizeOf({ orientation, width, height, depth }: Opened): string {
+  const seen = new Turn(orientation, width, height);
+  return `${seen.width} × ${seen.height}, ${depth} bits`;
 }
 
 function Bar({ state, scan, percent }: { state: State; scan: Scan; percent: number }) {
@@ -182,9 +204,7 @@ function Bar({ state, scan, percent }: { state: State; scan: Scan; percent: numb
         <button onClick={() => view.full()}>100 %</button>
         <output aria-label="Zoom">{Math.round(percent)} %</output>
       </div>
-      <span class="size">
-        {scan.opened && `${scan.opened.width} × ${scan.opened.height}, ${scan.opened.depth} bits`}
-      </span>
+      <span class="size">{scan.opened && sizeOf(scan.opened)}</span>
       <button aria-label="Keys" onClick={() => change({ help: true })}>
         ?
       </button>
@@ -205,9 +225,10 @@ export function Table({ state }: { state: State }) {
   const { opened } = scan;
   const margin = 16;
   const inner = { width: Math.max(1, room.width - 2 * margin), height: Math.max(1, room.height - 2 * margin) };
-  const fit = opened && room.width > 0 ? fitted(opened.width, opened.height, inner) : null;
+  const turn = opened && new Turn(opened.orientation, opened.width, opened.height);
+  const fit = turn && room.width > 0 ? fitted(turn.width, turn.height, inner) : null;
   const placed = near ?? (fit && { ...fit, x: fit.x + margin, y: fit.y + margin });
-  const detail = useDetail(scan, placed, room);
+  const detail = useDetail(scan, turn, placed, room);
   useEffect(() => setNear(null), [scan.id, side]);
 
   const zoomTo = (scale: number, x = room.width / 2, y = room.height / 2) => {
@@ -229,8 +250,11 @@ export function Table({ state }: { state: State }) {
     const pane = event.currentTarget as HTMLElement;
     const box = pane.getBoundingClientRect();
     if (tool === 'gray' && opened) {
-      const x = Math.floor((event.clientX - box.left - placed.x) / placed.scale);
-      const y = Math.floor((event.clientY - box.top - placed.y) / placed.scale);
+      const seen: Point = [
+        (event.clientX - box.left - placed.x) / placed.scale,
+        (event.clientY - box.top - placed.y) / placed.scale,
+      ];
+      const [x, y] = turn!.stored(seen).map(Math.floor) as Point;
       if (x >= 0 && y >= 0 && x < opened.width && y < opened.height) set({ gray: [x, y] });
       return change({ tool: 'none' });
     }
@@ -239,34 +263,35 @@ export function Table({ state }: { state: State }) {
     pane.onpointermove = (moved) => {
       if (near) setNear({ ...near, x: near.x + moved.clientX - fromX, y: near.y + moved.clientY - fromY });
       else if (look === 'slider')
-        setSplit(Math.min(1, Math.max(0, (moved.clientX - box.left - placed.x) / (placed.scale * opened!.width))));
+        setSplit(Math.min(1, Math.max(0, (moved.clientX - box.left - placed.x) / (placed.scale * turn!.width))));
     };
     pane.onpointerup = () => (pane.onpointermove = null);
   };
 
   const layers = (which: 'before' | 'after' | 'both') =>
     placed &&
-    opened && (
+    turn && (
       <div
         class="scan"
         style={{
-          width: `${opened.width * placed.scale}px`,
-          height: `${opened.height * placed.scale}px`,
+          width: `${turn.width * placed.scale}px`,
+          height: `${turn.height * placed.scale}px`,
           transform: `translate(${placed.x}px, ${placed.y}px)`,
         }}
       >
-        {which !== 'after' && <Layer scan={scan} which="before" detail={detail} placed={placed} />}
+        {which !== 'after' && <Layer scan={scan} which="before" detail={detail} turn={turn} placed={placed} />}
         {which !== 'before' && (
           <Layer
             scan={scan}
             which="after"
             detail={detail}
+            turn={turn}
             placed={placed}
             cover={which === 'both' ? split : undefined}
           />
         )}
         {which === 'both' && <div class="divider" style={{ left: `${100 * split}%` }} />}
-        {which !== 'before' && <Frame scan={scan} placed={placed} active={tool === 'frame'} />}
+        {which !== 'before' && <Frame scan={scan} turn={turn} placed={placed} active={tool === 'frame'} />}
       </div>
     );
   const pane = (which: 'before' | 'after' | 'both') => (

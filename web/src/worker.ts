@@ -1,7 +1,18 @@
 // Scans, their corrections and their pixels, away from the page, which stays quick. Messages are calls with a number.
-import { chromaOf, cutFor, frameOf, isChanged, lay, propose, toldOf, type Proposal, type Told } from './decide.ts';
-import { Engine, Roll, type Kind, type Measurement, type Scan } from './engine.ts';
-import { finish, type Finished, type Target } from './finish.ts';
+import {
+  chromaOf,
+  cutFor,
+  frameOf,
+  isChanged,
+  lay,
+  layArea,
+  propose,
+  toldOf,
+  type Proposal,
+  type Told,
+} from './decide.ts';
+import { Engine, Roll, type Corners, type Kind, type Measurement, type Scan } from './engine.ts';
+import type { Finished, Target } from './finish.ts';
 import type { Cut } from './frame.ts';
 import { analysisKey, type Settings } from './settings.ts';
 import { pageOf, type Frame, type SidecarPage } from './sidecar.ts';
@@ -10,6 +21,8 @@ import { encodingOf, open, toScreen, type Encoding, type Source } from './source
 export interface Opened {
   width: number;
   height: number;
+  /** How it is to be seen, as EXIF counts. */
+  orientation: number;
   depth: 8 | 16;
   pages: number;
   gamma: string;
@@ -26,6 +39,8 @@ export interface Updated {
   kind: string;
   told: Told;
   measurements: Measurement[];
+  /** Kinds that the scan may be of, where that is to be asked. */
+  plausible: string[];
   frame: Frame | null;
   cut: Cut | null;
   histogram: Histogram;
@@ -63,9 +78,19 @@ function engine(): Promise<Engine> {
   loaded ??= (async () => {
     const answer = await fetch(new URL('../zep3.wasm', self.location.href));
     if (!answer.ok) throw new Error('the engine cannot be loaded');
-    return Engine.load(await answer.arrayBuffer());
+    return Engine.load(await answer.arrayBuffer(), moreOfEngine);
   })();
   return loaded;
+}
+
+/** In the middle of a call, which waits for it: the page itself does not. */
+function moreOfEngine(): ArrayBuffer {
+  const request = new XMLHttpRequest();
+  request.open('GET', new URL('../zep3-more.wasm', self.location.href), false);
+  request.responseType = 'arraybuffer';
+  request.send();
+  if (request.status !== 200) throw new Error('the rest of the engine cannot be loaded');
+  return request.response as ArrayBuffer;
 }
 
 // ---- scans ----
@@ -131,7 +156,7 @@ async function prepared(id: number, settings: Settings): Promise<{ scan: Scan; p
   const fresh = entry.proposal?.key !== analysisKey(settings);
   if (fresh || entry.proposal === null) {
     entry.proposal = null; // also where the analysis fails
-    entry.proposal = propose(scan, settings, roll);
+    entry.proposal = await propose(scan, settings, roll);
   }
   lay(scan, settings, entry.proposal);
   return { scan, proposal: entry.proposal, fresh };
@@ -162,6 +187,10 @@ const calls = {
     return (await engine()).kinds;
   },
 
+  async version(): Promise<string> {
+    return (await engine()).version;
+  },
+
   async open(id: number, file: Blob): Promise<Opened> {
     const entry: Entry = {
       file,
@@ -181,6 +210,7 @@ const calls = {
     return {
       width: source.width,
       height: source.height,
+      orientation: source.container.orientation,
       depth: source.depth,
       pages: source.pages,
       gamma: `${entry.encoding.gamma / 10}`,
@@ -210,14 +240,29 @@ const calls = {
     return {
       after,
       kind: scan.kind,
-      told: toldOf(scan),
+      told: toldOf(scan, proposal.plausible),
       measurements: scan.measurements,
+      plausible: proposal.plausible,
       frame: frameOf(settings, proposal),
       cut: cutFor(settings, proposal, scan.width, scan.height),
       histogram: histogramOf(after),
       tables: Uint8Array.from(scan.tables(256), (level) => Math.floor((level + 128) / 257)),
       took: performance.now() - start,
     };
+  },
+
+  /** The scan as it comes out as another kind. */
+  async asKind(id: number, settings: Settings, kind: string): Promise<ImageData> {
+    const entry = entryOf(id);
+    const kept = entry.proposal;
+    try {
+      const { scan, proposal } = await prepared(id, { ...settings, kind });
+      const { pixels, format } = small(scan, entry.gray);
+      scan.apply(pixels, scan.smallWidth, null, format, 8, proposal.chroma);
+      return toScreen(pixels, scan.smallWidth, format, 8);
+    } finally {
+      if (entry.scan) entry.proposal = kept;
+    }
   },
 
   /** Pixels at 100 %. */
@@ -247,14 +292,15 @@ const calls = {
   },
 
   /** What these scans share; false: too few belong together, or scans of the kind share nothing. */
-  async roll(ids: number[], kind: string): Promise<boolean> {
+  async roll(members: { id: number; frame: Corners | null }[], kind: string): Promise<boolean> {
     roll?.close();
     roll = null;
     const made = new Roll(await engine());
-    for (const id of ids) {
+    for (const { id, frame } of members) {
       const scan = await measured(id, entryOf(id).encoding.gamma);
       entryOf(id).proposal = null;
       scan.reset(kind);
+      layArea(scan, frame);
       if (!made.add(scan)) {
         made.close();
         return false;
@@ -269,6 +315,7 @@ const calls = {
   },
 
   async finish(file: Blob, page: SidecarPage, target: Target): Promise<Finished> {
+    const { finish } = await import('./finish.ts');
     return finish(await engine(), file, page, target, (share) => postMessage({ progress: share }));
   },
 };

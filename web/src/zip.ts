@@ -1,5 +1,4 @@
 // Finished files as one ZIP, stored as they are: pictures are small already.
-import { Zip, ZipPassThrough } from 'fflate';
 
 // Sizes and places in a ZIP have 32 bits.
 const MOST = 0xffff_0000;
@@ -8,6 +7,7 @@ export async function zipOf(files: { name: string; blob: Blob }[]): Promise<Blob
   if (files.reduce((sum, { blob }) => sum + blob.size, 0) > MOST) {
     throw new Error('a ZIP holds 4 GB at most; save the files one by one');
   }
+  const { Zip, ZipPassThrough } = await import('fflate');
   const parts: Uint8Array<ArrayBuffer>[] = [];
   const zip = new Zip((error, part) => {
     if (error) throw error;

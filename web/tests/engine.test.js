@@ -7,7 +7,12 @@ import { runnerImport } from 'vite';
 import { differences, pixelsOf, root, run, samples, temporary, zep3 } from './support.js';
 
 const { module } = await runnerImport(join(root, 'web/src/engine.ts'));
-const engine = await module.Engine.load(readFileSync(join(root, 'build/web/zep3.wasm')));
+const partOfEngine = (name) => readFileSync(join(root, 'build/web', name));
+let second = 0; // how often the second part was asked for
+const engine = await module.Engine.load(partOfEngine('zep3.wasm'), () => {
+  second++;
+  return partOfEngine('zep3-more.wasm');
+});
 
 function analysed(picture, kind, adaptive = true) {
   const { width, height, format, depth, pixels } = pixelsOf(picture);
@@ -22,6 +27,8 @@ function analysed(picture, kind, adaptive = true) {
   return scan;
 }
 
+const load = async (name) => (await runnerImport(join(root, 'web/src', name))).module;
+
 const cases = [
   ['slide-faded.jpg', 'faded-slide'],
   ['slide-faded.jpg', 'slide'],
@@ -35,6 +42,23 @@ const cases = [
   ['breviary.jpg', 'background'],
   ['breviary.jpg', 'ground-color'],
 ];
+
+test('the first picture of a positive takes the first part of the engine alone', async () => {
+  const { START } = await load('settings.ts');
+  const { propose } = await load('decide.ts');
+  for (const [sample, kind] of [
+    ['print-faded.jpg', 'faded-print'],
+    ['slide-faded.jpg', 'slide'],
+  ]) {
+    const scan = analysed(join(samples, sample), kind);
+    await propose(scan, START, null);
+    scan.tables(256);
+    scan.close();
+  }
+  assert.equal(second, 0);
+  analysed(join(samples, 'negative-colour.jpg'), 'negative').close();
+  assert.equal(second, 1);
+});
 
 test('tables equal those of the program', () => {
   for (const [sample, kind] of cases) {
@@ -73,7 +97,6 @@ test('a scan is read in bands as in one piece, of 8 and 16 bits', () => {
   }
 });
 
-const load = async (name) => (await runnerImport(join(root, 'web/src', name))).module;
 const analysedBy = (...words) => JSON.parse(zep3('analyse', '--quiet', ...words)).pages[0];
 
 test('stops become the steps of the program', async () => {

@@ -26,17 +26,19 @@ export function pixelsOf(picture) {
   return { width: Number(head[2]), height: Number(head[3]), format: head[1] === '6' ? 'rgb' : 'gray', depth, pixels };
 }
 
-/** Entries in which two lists differ, and by how much at most. */
+/** Entries in which two lists differ, by how much at most, and on the mean of all. */
 export function differences(a, b) {
   if (a.length !== b.length) throw new Error(`${a.length} against ${b.length} values`);
   let count = 0;
   let most = 0;
+  let sum = 0;
   for (let i = 0; i < a.length; i++) {
     const step = Math.abs(a[i] - b[i]);
     if (step > 0) count++;
     most = Math.max(most, step);
+    sum += step;
   }
-  return { count, most };
+  return { count, most, mean: sum / a.length };
 }
 
 /** A JPEG of 12 megapixels. */

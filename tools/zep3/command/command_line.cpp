@@ -104,6 +104,8 @@ void AddSidecarUse(CLI::App& app, Options& options) {
   Group group(app, kAreaHeading);
   group.Add("--use-sidecar", options.useSidecar, "FILE",
             "Repeat the correction in this file; brightness, contrast, balance and curves may differ");
+  group.AddFlag("--own-sidecars", options.ownSidecars,
+                "Repeat for each scan the correction in SCAN.zep3.json beside it; scans without one are analysed");
 }
 
 void AddRolls(CLI::App& app, Options& options) {
@@ -170,6 +172,14 @@ void CheckSidecarUse(const CLI::App& app) {
       throw UsageError(name + " cannot be changed with --use-sidecar: the analysis is settled there");
     }
   }
+}
+
+// What was decided scan by scan is of one scan alone.
+void CheckOwnSidecars(const Options& options) {
+  if (options.command != Command::kCorrect) throw UsageError("--own-sidecars finishes scans that lie in files");
+  if (!options.useSidecar.empty()) throw UsageError("--own-sidecars and --use-sidecar exclude each other");
+  if (options.roll || !options.useRoll.empty())
+    throw UsageError("--own-sidecars repeats what was decided for each scan: without --roll and --use-roll");
 }
 
 // What its scans share depends on these: they stay as they were.
@@ -275,6 +285,7 @@ void Check(const CLI::App& app, Options& options) {
   if (scans && options.scanner.list) return;
   if (!scans && options.inputs.empty() && options.filesFrom.empty())
     throw UsageError("no scan is named; see zep3 --help");
+  if (options.ownSidecars) CheckOwnSidecars(options);
   if (!options.useSidecar.empty()) CheckSidecarUse(app);
   if (!options.useSidecar.empty() && (options.roll || !options.useRoll.empty())) {
     Say("the correction in the sidecar is repeated: nothing is shared");

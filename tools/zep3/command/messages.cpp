@@ -43,23 +43,19 @@ Outcome ToOutcome(const Message& message) {
 } // namespace
 
 Message ToMessage(const Job& job) {
-  Message message = {job.scan,
-                     job.result,
-                     job.refusal,
-                     job.named ? "1" : "",
-                     job.made,
-                     job.Told(),
-                     job.settled ? job.settled->elsewhere : ""};
+  Message message = {job.scan, job.result,  job.refusal, job.named ? "1" : "",
+                     job.made, job.sidecar, job.Told(),  job.settled ? job.settled->elsewhere : ""};
   if (job.settled) message.insert(message.end(), job.settled->words.begin(), job.settled->words.end());
   return message;
 }
 
 Job ToJob(const Message& message) {
-  Job job = {message.at(0), message.at(1), message.at(2), !message.at(3).empty(), "", nullptr, message.at(4)};
+  Job job = {message.at(0), message.at(1), message.at(2), !message.at(3).empty(), "",
+             nullptr,       message.at(5), message.at(4)};
   auto settled = std::make_shared<Settled>();
-  settled->told = message.at(5);
-  settled->elsewhere = message.at(6);
-  settled->words.assign(message.begin() + 7, message.end());
+  settled->told = message.at(6);
+  settled->elsewhere = message.at(7);
+  settled->words.assign(message.begin() + 8, message.end());
   job.settled = settled;
   return job;
 }

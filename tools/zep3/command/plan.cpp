@@ -17,6 +17,7 @@
 #include "saving/in_place.h"
 #include "told/report_place.h"
 #include "told/run_state.h"
+#include "told/side_files.h"
 
 namespace fs = std::filesystem;
 
@@ -313,11 +314,21 @@ std::string Plan::FaultOfSettings(const Name& name, Job& job) {
   if (!name.fault.empty()) return name.fault;
   static const SettingLayer none;
   try {
-    job.settled = m_settings.For(FolderOf(SplitOptions(name.scan).name), name.row ? *name.row : none);
+    const std::string path = SplitOptions(name.scan).name;
+    job.settled = m_settings.For(FolderOf(path), name.row ? *name.row : none);
+    if (m_options.ownSidecars) TakeOwnSidecar(path, job);
   } catch (const UsageError& error) {
     return error.what();
   }
   return "";
+}
+
+void Plan::TakeOwnSidecar(const std::string& path, Job& job) const {
+  const std::string sidecar = path + kSidecarSuffix;
+  std::error_code ignored;
+  if (!fs::is_regular_file(sidecar, ignored)) return;
+  job.sidecar = sidecar;
+  job.settled = std::make_shared<const Settled>(WithOwnSidecar(*job.settled, sidecar));
 }
 
 // Returns why there can be none.

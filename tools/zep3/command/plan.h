@@ -20,6 +20,7 @@ struct Job {
   bool named = false;  // the user named the result, so that its name says the format
   std::string folder;  // in which the scan was found; empty: it was named itself. Stays in this process
   std::shared_ptr<const Settled> settled{}; // what it is corrected by; null: the options of the run
+  std::string sidecar{};                    // beside the scan, which is finished by it; empty: there is none
   std::string made{};                       // the record of an earlier run that made the result; empty: there is none
 
   // Settled::told.
@@ -71,6 +72,7 @@ class Plan {
   std::string SetResult(const Name& name, const std::string& path, Job& job);
   std::string FaultOfResult(const std::string& path, const Job& job);
   std::string FaultOfSettings(const Name& name, Job& job);
+  void TakeOwnSidecar(const std::string& path, Job& job) const;
   const std::string& AbsoluteFolder(const std::string& file);
   std::string CanonicalFile(const std::string& path);
 

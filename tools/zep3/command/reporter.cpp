@@ -69,6 +69,8 @@ void Reporter::Tell(const Job& job, const Outcome& outcome) {
   m_counts[static_cast<size_t>(outcome.status)]++;
   m_causes[static_cast<size_t>(outcome.cause)] += outcome.status == Status::kFailed ? 1 : 0;
   m_made[static_cast<size_t>(outcome.made)]++;
+  const bool finished = outcome.status == Status::kCorrected || outcome.status == Status::kPlanned;
+  m_repeated += finished && !job.sidecar.empty() ? 1 : 0;
   if (outcome.status == Status::kPlanned) {
     m_pages += outcome.pageCount;
     m_bytes += std::max<int64_t>(outcome.size, 0);
@@ -160,6 +162,10 @@ void Reporter::Summarise() {
   if (m_toLookAt > 0) summary += ", " + std::to_string(m_toLookAt) + " to look at";
   if (m_notFound > 0) summary += ", " + std::to_string(m_notFound) + " without a correction";
   if (m_options.dryRun) summary = PlanText();
+  if (m_options.ownSidecars) {
+    const int analysed = Count(m_options.dryRun ? Status::kPlanned : Status::kCorrected) - m_repeated;
+    summary += " (" + std::to_string(m_repeated) + " by their own sidecars, " + std::to_string(analysed) + " analysed)";
+  }
   if (m_options.restore && !m_options.dryRun) summary = std::to_string(Count(Status::kRestored)) + " restored";
   if (Count(Status::kSkipped) > 0) {
     summary += ", " + std::to_string(Count(Status::kSkipped)) + " skipped";

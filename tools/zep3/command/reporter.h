@@ -52,6 +52,7 @@ class Reporter {
   int m_causes[5] = {};               // of failures, by Cause
   int m_made[7] = {};                 // of those skipped, by Made
   int m_toLookAt = 0, m_notFound = 0; // of those corrected, by verdict
+  int m_repeated = 0;                 // by their own sidecars
   int m_knownFailed = 0;
   int64_t m_pages = 0, m_bytes = 0; // of those planned
   std::set<std::string> m_knownBad; // canonical

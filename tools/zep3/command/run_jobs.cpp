@@ -57,7 +57,10 @@ void RunJobs(const Options& options, int workers, const std::function<std::optio
     static std::vector<std::string> words;
     static Options own = options;
     if (job.settled->words != words) own = WithWords(options, words = job.settled->words);
-    return ToMessage(RunJob(job, own));
+    if (job.sidecar.empty()) return ToMessage(RunJob(job, own));
+    Options repeating = own;
+    repeating.useSidecar = job.sidecar;
+    return ToMessage(RunJob(job, repeating));
   };
   WorkerEvents events;
   events.next = [&]() -> std::optional<Message> {

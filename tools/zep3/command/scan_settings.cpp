@@ -200,6 +200,19 @@ std::string Fingerprint(const std::string& text) {
   return digits.data();
 }
 
+Settled WithOwnSidecar(const Settled& settled, const std::string& sidecar) {
+  constexpr const char* kBeside = "beside the scan";
+  auto told = nlohmann::ordered_json::parse(settled.told);
+  for (const char* name : kSettledBySidecar) told.erase(name);
+  told["use-sidecar"] = {{"value", Fingerprint(ContentOf(sidecar))}, {"from", kBeside}};
+  Settled with = settled;
+  with.told = ToText(told, -1);
+  with.elsewhere.append(with.elsewhere.empty() ? "" : ", ").append("use-sidecar=").append(sidecar);
+  with.elsewhere.append(" (").append(kBeside).append(")");
+  with.hasKind = true;
+  return with;
+}
+
 Options WithWords(const Options& options, const std::vector<std::string>& words) {
   if (words.empty()) return options;
   Parser parser(options);

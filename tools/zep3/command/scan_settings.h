@@ -49,5 +49,8 @@ SettingLayer LayerOfWords(const std::string& words, const std::string& from);
 // Of a text or what a file holds, to know it again wherever it lies: 16 hexadecimal digits.
 std::string Fingerprint(const std::string& text);
 
+// The same for a scan that is finished by the sidecar beside it, which tells its kind.
+Settled WithOwnSidecar(const Settled& settled, const std::string& sidecar);
+
 // The options of the run with these words of Settled.
 Options WithWords(const Options& options, const std::vector<std::string>& words);

@@ -22,10 +22,10 @@ Names Together(std::initializer_list<Names> lists) {
 
 // Options of the commands that write no pictures beside scans are all but these.
 const std::map<std::string, Names>& OptionsOfOthers() {
-  static const Names ofPictures = {"--format",  "--in-place", "--restore",   "--no-backup", "--strip",
-                                   "--sidecar", "--report",   "--overview",  "--dry-run",   "--update",
-                                   "--gray",    "--crop",     "--margin",    "--roll",      "--no-straighten",
-                                   "--flat",    "--root",     "--keep-space"};
+  static const Names ofPictures = {"--format",  "--in-place", "--restore",    "--no-backup",   "--strip",
+                                   "--sidecar", "--report",   "--overview",   "--dry-run",     "--update",
+                                   "--gray",    "--crop",     "--margin",     "--roll",        "--no-straighten",
+                                   "--flat",    "--root",     "--keep-space", "--own-sidecars"};
   static const Names ofPages = {"--no-browser"};
   static const Names ofScanners = {"--device", "--list",   "--mode", "--source",     "--resolution", "--depth",
                                    "-l",       "-t",       "-x",     "-y",           "--set",        "--raw",
@@ -37,10 +37,10 @@ const std::map<std::string, Names>& OptionsOfOthers() {
       {"compare",
        Together({ofPictures, others, {"--as", "--kind", "--analysis", "--use-sidecar", "--use-roll", "--json"}})},
       {"auto", Together({others, {"--as"}})},
-      {"scan",
-       Together({ofPages,
-                 {"--in-place", "--restore", "--no-backup", "--recursive", "--files-from", "--null", "--flat", "--root",
-                  "--config", "--update", "--known-bad", "--dry-run", "--as", "--also-read", "--pdf-dpi"}})},
+      {"scan", Together({ofPages,
+                         {"--in-place", "--restore", "--no-backup", "--recursive", "--files-from", "--null", "--flat",
+                          "--root", "--config", "--update", "--known-bad", "--dry-run", "--as", "--also-read",
+                          "--pdf-dpi", "--own-sidecars"}})},
   };
   return options;
 }
