@@ -9,7 +9,7 @@ const root = join(here, '..');
 const dist = join(here, 'dist');
 const ENGINE = ['zep3.wasm', 'zep3-more.wasm'];
 const vips = join(here, 'node_modules/wasm-vips');
-const BUNDLED = ['preact', 'fflate', 'wasm-vips'];
+const BUNDLED = ['preact', 'uplot', 'fflate', 'wasm-vips'];
 
 const version = /project\(zep3 VERSION ([\d.]+)/.exec(readFileSync(join(root, 'CMakeLists.txt'), 'utf8'))![1]!;
 

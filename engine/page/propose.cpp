@@ -1,8 +1,8 @@
 #include "engine/page/propose.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
+#include <cstring>
 
 #include "engine/adaptive/confidence.h"
 #include "engine/common/convert.h"
@@ -128,8 +128,11 @@ double ConfidenceOf(const Figures& figures) {
 // room, and every processor has the same. A gain is above 0: rounding its bits rounds it, also across a power of 2.
 float Rounded(double gain) {
   constexpr uint64_t kDropped = uint64_t{1} << (52 - 12); // of the 52 bits behind the highest, 12 stay
-  const uint64_t bits = std::bit_cast<uint64_t>(gain) + kDropped / 2;
-  return static_cast<float>(std::bit_cast<double>(bits & ~(kDropped - 1)));
+  uint64_t bits = 0; // by memcpy: not every library that this is built with has std::bit_cast
+  std::memcpy(&bits, &gain, sizeof bits);
+  bits = (bits + kDropped / 2) & ~(kDropped - 1);
+  std::memcpy(&gain, &bits, sizeof gain);
+  return static_cast<float>(gain);
 }
 
 // To what a level of gamma 2.2 is raised for a value of another gamma, tenths.

@@ -1,5 +1,6 @@
 // Histogram of the result, the tables, and curves to be drawn over them.
-import { useRef, useState } from 'preact/hooks';
+import { useEffect, useRef, useState } from 'preact/hooks';
+import type uPlotType from 'uplot';
 import type { Point } from './engine.ts';
 import { set, type Scan } from './store.ts';
 import { splineThrough } from './spline.ts';
@@ -20,41 +21,72 @@ function heights(counts: ArrayLike<number>, channel: number): number[] {
   return own.map((count) => Math.min(255, (255 * count) / top));
 }
 
-const place = (x: number, y: number) => `${x} ${(255 - y).toFixed(1)}`;
-const line = (heights: ArrayLike<number>) => `M${LEVELS.map((x) => place(x, heights[x]!)).join('L')}`;
-
-/** A drawing of 256 by 256 levels. */
-function Plot({ updated, curve }: { updated: Scan['updated']; curve: Point[] }) {
+function dataOf(scan: Scan, curve: Point[]): uPlotType.AlignedData {
+  const { updated } = scan;
   const channels = [0, 1, 2];
-  return (
-    <svg viewBox="0 0 255 255" preserveAspectRatio="none" aria-hidden="true">
-      {updated &&
-        channels.map((c) => (
-          <path d={`${line(heights(updated.histogram, c))}V255H0Z`} fill={COLOURS[c + 1]} fill-opacity="0.27" />
-        ))}
-      {updated &&
-        channels.map((c) => (
-          <path class="table" d={line(updated.tables.subarray(256 * c, 256 * (c + 1)))} stroke={COLOURS[c + 1]} />
-        ))}
-      <path class="drawn" d={line(LEVELS.map(splineThrough(curve)))} stroke={COLOURS[0]} />
-    </svg>
-  );
+  const histograms = channels.map((c) => (updated ? heights(updated.histogram, c) : LEVELS.map(() => 0)));
+  const tables = channels.map((c) => (updated ? [...updated.tables.subarray(256 * c, 256 * (c + 1))] : LEVELS));
+  return [LEVELS, ...histograms, ...tables, LEVELS.map(splineThrough(curve))];
 }
+
+const optionsOf = (uPlot: typeof uPlotType, side: number): uPlotType.Options => ({
+  width: side,
+  height: Math.round(side * 0.75),
+  padding: [0, 0, 0, 0],
+  legend: { show: false },
+  cursor: { show: false },
+  select: { show: false, left: 0, top: 0, width: 0, height: 0 },
+  axes: [{ show: false }, { show: false }],
+  scales: { x: { time: false, range: [0, 255] }, y: { range: [0, 255] } },
+  series: [
+    {},
+    ...[1, 2, 3].map((c) => ({
+      fill: `${COLOURS[c]}44`,
+      width: 0,
+      points: { show: false },
+      paths: uPlot.paths.stepped!({ align: 1 }),
+    })),
+    ...[1, 2, 3].map((c) => ({ stroke: COLOURS[c], width: 1, points: { show: false } })),
+    { stroke: COLOURS[0], width: 2, points: { show: false } },
+  ],
+});
 
 export function Curves({ scan }: { scan: Scan }) {
   const [which, setWhich] = useState(0);
   const box = useRef<HTMLDivElement>(null);
+  const plot = useRef<uPlotType | null>(null);
   const { settings } = scan;
   const own = settings.curves[which] ?? null;
   const points = own ?? settings.repeated?.record[which === 0 ? 'masterTone' : 'tone'] ?? null;
   const curve: Point[] = Array.isArray(points) && points.length >= 2 ? points : IDENTITY;
+  const data = dataOf(scan, curve);
+
+  useEffect(() => {
+    let gone = false;
+    const watch = new ResizeObserver(() => {
+      const side = box.current?.clientWidth ?? 0;
+      if (side > 0) plot.current?.setSize({ width: side, height: Math.round(side * 0.75) });
+    });
+    void Promise.all([import('uplot'), import('uplot/dist/uPlot.min.css')]).then(([{ default: uPlot }]) => {
+      if (gone || !box.current) return;
+      plot.current = new uPlot(optionsOf(uPlot, box.current.clientWidth), data, box.current);
+      watch.observe(box.current);
+    });
+    return () => {
+      gone = true;
+      watch.disconnect();
+      plot.current?.destroy();
+      plot.current = null;
+    };
+  }, []);
+  useEffect(() => plot.current?.setData(data), [scan.updated, settings.curves, which]);
 
   const put = (changed: Point[] | null) =>
     set(
       { curves: settings.curves.map((now, i) => (i === which ? changed : now)) as typeof settings.curves },
       `curve${which}`,
     );
-  const placeOf = (event: { clientX: number; clientY: number }): Point => {
+  const place = (event: { clientX: number; clientY: number }): Point => {
     const { left, top, width, height } = box.current!.getBoundingClientRect();
     const level = (share: number) => Math.round(255 * Math.min(1, Math.max(0, share)));
     return [level((event.clientX - left) / width), level(1 - (event.clientY - top) / height)];
@@ -68,7 +100,7 @@ export function Curves({ scan }: { scan: Scan }) {
     );
   };
   const add = (event: MouseEvent) => {
-    const [x, y] = placeOf(event);
+    const [x, y] = place(event);
     if (curve.length < POINTS_MOST && curve.every(([at]) => Math.abs(at - x) > 4)) {
       put([...curve, [x, y] as Point].sort((a, b) => a[0] - b[0]));
     }
@@ -77,7 +109,7 @@ export function Curves({ scan }: { scan: Scan }) {
     event.stopPropagation();
     const handle = event.currentTarget as HTMLElement;
     handle.setPointerCapture(event.pointerId);
-    handle.onpointermove = (moved) => move(i, placeOf(moved));
+    handle.onpointermove = (moved) => move(i, place(moved));
     handle.onpointerup = () => (handle.onpointermove = null);
   };
   const remove = (i: number) => curve.length > 2 && put(curve.filter((_, at) => at !== i));
@@ -109,7 +141,6 @@ export function Curves({ scan }: { scan: Scan }) {
         ))}
       </div>
       <div class="curves" ref={box} onDblClick={add}>
-        <Plot updated={scan.updated} curve={curve} />
         {curve.map(([x, y], i) => (
           <button
             class="point"

@@ -22,6 +22,9 @@ test('the page is small', () => {
   const first = of(/index|worker|zep3/);
   assert.equal(first.length, 5);
   console.log(`before a scan: ${total(page, 'gzip')} bytes by gzip, ${total(page, 'brotli')} by Brotli`);
+  const plot = of(/uPlot.*js$/);
+  assert.equal(plot.length, 1);
+  console.log(`the plot of the curves, after the first picture: ${total(plot, 'brotli')} by Brotli`);
   console.log(`with the first picture: ${total(first, 'gzip')} bytes by gzip, ${total(first, 'brotli')} by Brotli`);
   assert.ok(total(page, 'gzip') <= PAGE_BYTES);
   assert.ok(total(first, 'brotli') <= FIRST_BYTES);
