@@ -69,9 +69,7 @@ bool ProposeNegative(const View& view, const double* colorMatrix, const CZEP& st
   }
   const bool onRoll = (reason & (ZEP3_REASON_SHARED | ZEP3_REASON_BLANK)) != 0;
   if (!onRoll && !estimator.Estimate(contrast, softer)) return false;
-  if (!usable && reason != ZEP3_REASON_BLANK &&
-      !HaveUsableLevels(grid, picture.blocks, DocType(para)))
-    return false;
+  if (!usable && reason != ZEP3_REASON_BLANK && !HaveUsableLevels(grid, picture.blocks, DocType(para))) return false;
   ZEP3_POINTS calculated[3];
   std::copy_n(para.ic.ch, 3, calculated);
   SetNegativeHeader(para.ic);
