@@ -8,8 +8,6 @@
 
 #include "engine/zep3.h"
 
-class CHIST;
-
 // Linear levels with their fractions, line by line. Blocks lie side by side from the top left corner of the analysis
 // area; for a rotated area, of the upright rectangle around it. What is left over at the right and at the bottom is not
 // seen.

@@ -29,7 +29,7 @@ struct Ramp {
 ZEP3_EIGHTS inline Ramp RampOf(int32_t start, int32_t step) {
   const Lanes number = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
   return {_mm256_add_epi32(_mm256_set1_epi32(start), _mm256_mullo_epi32(number, _mm256_set1_epi32(step))),
-          _mm256_set1_epi32(kPixels * step)};
+          _mm256_mullo_epi32(_mm256_set1_epi32(kPixels), _mm256_set1_epi32(step))}; // wraps where cells are narrow
 }
 
 ZEP3_EIGHTS inline void Go(Ramp& ramp) { ramp.now = _mm256_add_epi32(ramp.now, ramp.step); }

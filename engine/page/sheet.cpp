@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <numbers>
+#include <utility>
 
 #include "engine/common/reached.h"
 #include "engine/page/histogram.h"
@@ -9,6 +12,35 @@
 
 namespace page {
 namespace {
+
+// Area in cells of the smallest box that holds the cells. It may be tilted, as sheets lie on a lid: a long one fills
+// little of an upright box.
+double BoxAround(const std::span<const uint32_t> cells, int columns) {
+  constexpr int kTilts = 30; // in a quarter of a turn: 3 degrees apart
+  // They come line by line: what lies between the ends of a line moves no side of a box.
+  std::vector<std::pair<int, int>> ends;
+  for (size_t i = 0; i < cells.size(); i++) {
+    const auto column = [&](size_t k) { return static_cast<int>(cells[k]) % columns; };
+    const auto row = [&](size_t k) { return static_cast<int>(cells[k]) / columns; };
+    const bool first = i == 0 || row(i - 1) != row(i), last = i + 1 == cells.size() || row(i + 1) != row(i);
+    if (first || last) ends.emplace_back(column(i), row(i));
+  }
+  double area = std::numeric_limits<double>::infinity();
+  for (int k = 0; k < kTilts; k++) {
+    const double angle = std::numbers::pi / 2 * k / kTilts, cosine = std::cos(angle), sine = std::sin(angle);
+    double left = std::numeric_limits<double>::infinity(), right = -left, top = left, bottom = -left;
+    for (const auto& [column, row] : ends) {
+      const double x = column * cosine + row * sine, y = row * cosine - column * sine;
+      left = std::min(left, x);
+      right = std::max(right, x);
+      top = std::min(top, y);
+      bottom = std::max(bottom, y);
+    }
+    const double cell = cosine + sine; // how far a cell reaches over, each way
+    area = std::min(area, (right - left + cell) * (bottom - top + cell));
+  }
+  return area;
+}
 
 // Of the largest outline, with what it encloses: pictures on the sheet are a part of it, those that run to the edge of
 // the scan are not.
@@ -19,23 +51,12 @@ double FilledShare(const Mask& paper) {
   for (size_t i = 0; i < outlined.Size(); i++) outlined.cells[i] = beyond[i] == 0;
   const Regions regions = Connected(outlined);
   size_t largest = 0;
-  double filled = 0.0;
   for (size_t label = 1; label < regions.Labels(); label++) {
-    const std::span<const uint32_t> cells = regions.Cells(label);
-    if (cells.size() <= largest) continue;
-    largest = cells.size();
-    // A region's cells come line by line.
-    const int top = static_cast<int>(cells.front()) / paper.columns;
-    const int bottom = static_cast<int>(cells.back()) / paper.columns + 1;
-    int left = paper.columns, right = 0;
-    for (const uint32_t at : cells) {
-      const int column = static_cast<int>(at) % paper.columns;
-      left = std::min(left, column);
-      right = std::max(right, column + 1);
-    }
-    filled = static_cast<double>(largest) / (static_cast<double>(bottom - top) * (right - left));
+    if (largest == 0 || regions.Cells(label).size() > regions.Cells(largest).size()) largest = label;
   }
-  return filled;
+  if (largest == 0) return 0.0;
+  const std::span<const uint32_t> cells = regions.Cells(largest);
+  return static_cast<double>(cells.size()) / BoxAround(cells, paper.columns);
 }
 
 double BorderShare(const Mask& known) {

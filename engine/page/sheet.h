@@ -10,7 +10,7 @@ namespace page {
 // Shares are of cells.
 struct Lie {
   double ink = 0.0;    // of the paper: holds ink
-  double filled = 0.0; // of an upright box around the paper's outline: lies within the outline
+  double filled = 0.0; // of the smallest box around the paper's outline: lies within the outline
   double border = 0.0; // of the scan's outermost: is paper
   double level = 0.0;  // of the paper, display level 0..1, median
   double uneven = 0.0; // ln of the lightest paper over the darkest (98th and 2nd percentile)

@@ -122,8 +122,7 @@ inline constexpr double kNoisy = 0.06;
 
 // Sheets and what lies in pictures, by 68 simulated pages, the same on lids of four kinds, 20 real and blank pages, and
 // 190 photographs, 93 of which have something that would do for paper.
-// Of the upright box around its outline a sheet fills so much; at 4.5 degrees of tilt 0.86, skies above a roof 0.1 to
-// 0.7.
+// Of the smallest box around its outline a sheet fills so much; skies above a roof 0.1 to 0.7.
 inline constexpr double kSheetFilled = 0.72;
 // Share of the paper with ink from which it is written on. Printed pages have 0.06 to 0.34, faded and carbon copies
 // less.

@@ -44,13 +44,13 @@ std::vector<Hole> HolesOf(const std::vector<double>& line) {
     return static_cast<double>(i) - 1.0 + (cut - line[i - 1]) / (line[i] - line[i - 1]);
   };
   std::vector<Hole> holes;
-  std::optional<double> begin;
+  double begin = -1.0; // of the hole that is open; below 0: none is
   for (size_t i = 1; i < line.size(); i++) {
     if (line[i - 1] <= cut && line[i] > cut) begin = edge(i);
-    if (!begin || line[i - 1] <= cut || line[i] > cut) continue;
+    if (begin < 0.0 || line[i - 1] <= cut || line[i] > cut) continue;
     const double end = edge(i);
-    holes.push_back({0.5 * (*begin + end), end - *begin});
-    begin.reset();
+    holes.push_back({0.5 * (begin + end), end - begin});
+    begin = -1.0;
   }
   return holes;
 }

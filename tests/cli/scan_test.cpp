@@ -354,11 +354,12 @@ TEST_F(Backend, TwoScannersAreCancelledAndStartedAnew) {
 }
 
 std::atomic<int> cancelsBegun, cancelsUnderWay, mostAtOnce;
+std::atomic<bool> cancelMayEnd;
 
 void SlowCancel(SANE_Handle) {
   cancelsBegun++;
   mostAtOnce = std::max(mostAtOnce.load(), ++cancelsUnderWay);
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  while (!cancelMayEnd) std::this_thread::yield();
   cancelsUnderWay--;
 }
 
@@ -370,10 +371,15 @@ TEST_F(Backend, IsCancelledOnceAtATime) {
   while (cancelsBegun == 0) std::this_thread::yield();
   device.CancelFromOutside(); // comes back at once
   EXPECT_EQ(cancelsBegun, 1);
+  std::thread later([] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    cancelMayEnd = true;
+  });
   device.Cancel(); // waits, and is made
   EXPECT_EQ(cancelsBegun, 2);
   EXPECT_EQ(mostAtOnce, 1);
   inside.join();
+  later.join();
 }
 
 TEST_F(Backend, IsInitialisedAnewWithoutEnd) {

@@ -162,6 +162,10 @@ TEST(Page, SkiesAreNoPaper) {
     const double right = (x - 320) * 0.9976 + (y - 240) * 0.0698, down = (y - 240) * 0.9976 - (x - 320) * 0.0698;
     return std::fabs(right) < 200 && std::fabs(down) < 150;
   };
+  const auto strip = [](int x, int y) { // by 8 degrees
+    const double right = (x - 320) * 0.9903 + (y - 240) * 0.1392, down = (y - 240) * 0.9903 - (x - 320) * 0.1392;
+    return std::fabs(right) < 200 && std::fabs(down) < 50;
+  };
   const auto isText = [](int x, int y) { return x > 180 && x < 460 && y > 140 && y < 340 && y % 12 < 3 && x % 9 < 6; };
   const auto roofs = [](int x, int y) { return y > 250 + 90 * std::fabs(std::sin(x * 0.02)); };
   const struct {
@@ -182,6 +186,7 @@ TEST(Page, SkiesAreNoPaper) {
                                          : isText(x, y) ? 40.0
                                                         : 230.0 - 10 * c; }, true},
       {"blank page on a lid", [&](int x, int y, int) { return tilted(x, y) ? 228.0 : 30.0; }, true},
+      {"receipt on a lid", [&](int x, int y, int) { return strip(x, y) ? 228.0 : 30.0; }, true},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
@@ -479,7 +484,8 @@ TEST(PagePixels, AreAsTheInterfaceSaysHoweverTheScanIsCut) {
 
 // R G B takes a way of its own where the processor has one; the same pixels with a fourth sample do not.
 TEST(PagePixels, AreTheSameInEveryLayout) {
-  for (const auto& [side, gain] : {std::pair<int64_t, float>{12, 1.0F}, {36, 1.0F}, {300, 1.0F}, {7, 40.0F}}) {
+  for (const auto& [side, gain] :
+       {std::pair<int64_t, float>{12, 1.0F}, {36, 1.0F}, {300, 1.0F}, {7, 40.0F}, {1, 100.0F}}) {
     for (int width = 1; width < 120; width += 13) {
       SCOPED_TRACE(testing::Message() << side << " " << gain << " " << width);
       Ramps ramps(ZEP3_PAGE_ENTRIES_8, side, 9, 7);

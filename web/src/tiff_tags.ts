@@ -77,7 +77,7 @@ class Reader {
       const place = i + (big ? 12 : 8);
       const offset = number(view, place);
       if (SUB_DIRECTORIES.includes(tag)) {
-        const below = await this.fields(offset, (each) => each !== INTEROPERABILITY);
+        const below = await this.fields(offset, (each) => each !== INTEROPERABILITY && !SUB_DIRECTORIES.includes(each));
         found.set(tag, { type: LONG, count: 1, data: new Uint8Array(4), below });
         continue;
       }

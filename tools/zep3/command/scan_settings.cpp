@@ -285,7 +285,8 @@ Settled ScanSettings::Settle(SettingLayer layer) const {
     const std::string name = now.settings[i].Name();
     const std::string value = now.settings[i].text();
     const bool added = name == "brightness" || name == "contrast" || name == "balance";
-    const bool nothing = added && options.useSidecar.empty() && (value == "0" || value == "0,0,0");
+    const bool nothing =
+        added && options.useSidecar.empty() && !options.ownSidecars && (value == "0" || value == "0,0,0");
     if ((nothing || value == before.settings[i].text()) && name != "kind") continue;
     const auto at = std::find_if(layer.begin(), layer.end(), [&](const auto& each) {
       const auto& excluded = now.settings[i].option->get_excludes();

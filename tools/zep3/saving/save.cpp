@@ -72,8 +72,8 @@ Options TiffOptions(const vips::VImage& image, const Scan& scan, int page) {
     if (tables) options.emplace_back("predictor", layout.predictor == PREDICTOR_HORIZONTAL ? "horizontal" : "none");
     if (layout.tiled) {
       options.insert(options.end(), {{"tile", "true"},
-                                     {"tile-width", std::to_string(layout.tileWidth)},
-                                     {"tile-height", std::to_string(layout.tileHeight)}});
+                                     {"tile-width", std::to_string(WritableTileSide(layout.tileWidth))},
+                                     {"tile-height", std::to_string(WritableTileSide(layout.tileHeight))}});
     } else if (layout.rowsPerStrip > 1 && layout.stripBytes <= uint64_t{kLargestStrip}) {
       // libvips 8.14 leaves the last strip out where strips have one row.
       options.emplace_back("tile-height", std::to_string(layout.rowsPerStrip));

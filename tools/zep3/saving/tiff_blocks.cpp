@@ -112,7 +112,7 @@ class Packer {
 
   const Shape& m_shape;
   MemoryFile m_file;
-  TiffHandle m_tiff{m_file, "wl"};
+  TiffHandle m_tiff{m_file, "wl", "a strip or tile"};
 };
 
 // Takes lines in order, and writes blocks in order.
@@ -223,6 +223,8 @@ bool WriteTiffBlocks(const Scan& scan, int page, const vips::VImage& image, Pend
     TiffLayout& layout = shape.layout;
     if (layout.separatePlanes || !IsPacked(layout) || !HasSamplesOf(image, from, layout)) return false;
     if (layout.tiled && shape.BlockBytes() > kLargestStrip) return false;
+    layout.tileWidth = WritableTileSide(layout.tileWidth);
+    layout.tileHeight = WritableTileSide(layout.tileHeight);
     if (!layout.tiled && shape.BlockBytes() > kLargestStrip) {
       layout.rowsPerStrip = static_cast<uint32_t>(std::max<int64_t>(1, kMegabyte / shape.lineBytes));
     }

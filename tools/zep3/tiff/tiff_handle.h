@@ -56,8 +56,8 @@ class TiffHandle {
       return TIFFClientOpenExt(m_path.c_str(), mode, &file, read, write, seek, close, size, nullptr, nullptr, options);
     });
   }
-  // To read the head alone, for libtiff knows no directories without pixels, or to write.
-  explicit TiffHandle(MemoryFile& file, const char* mode = "rmh") : m_path("EXIF") {
+  // To read the head alone, for libtiff knows no directories without pixels, or to write. `name`: for messages.
+  explicit TiffHandle(MemoryFile& file, const char* mode = "rmh", const char* name = "EXIF") : m_path(name) {
     const auto read = [](thandle_t from, void* to, tmsize_t size) -> tmsize_t {
       auto& memory = *static_cast<MemoryFile*>(from);
       const size_t count = memory.bytes.copy(static_cast<char*>(to), static_cast<size_t>(size), memory.at);
@@ -81,7 +81,7 @@ class TiffHandle {
     const auto close = [](thandle_t) { return 0; };
     file.at = 0;
     Open([&](TIFFOpenOptions* options) {
-      return TIFFClientOpenExt("EXIF", mode, &file, read, write, seek, close, size, nullptr, nullptr, options);
+      return TIFFClientOpenExt(m_path.c_str(), mode, &file, read, write, seek, close, size, nullptr, nullptr, options);
     });
   }
   TiffHandle(const TiffHandle&) = delete;

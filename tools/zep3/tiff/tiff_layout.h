@@ -49,6 +49,9 @@ struct TiffLayout {
   bool IsBilevel() const { return bitsPerSample == 1 && samplesPerPixel == 1; }
 };
 
+// A side of tiles as it may be written: a multiple of 16. Some scans have others.
+constexpr uint32_t WritableTileSide(uint32_t pixels) { return (pixels + 15) / 16 * 16; }
+
 // The layouts of all pages, in order. Throws Failure with libtiff's reason.
 std::vector<TiffLayout> ReadTiffLayouts(const std::string& path);
 
