@@ -28,7 +28,7 @@ void SetWhite(Figures& figures, double depth) {
 // Whether whitening leaves less than half of what a level of strokes lies below paper; paper 1.
 bool Fades(const Figures& figures, double level) {
   const double darkened = WithoutVeil(LightOf(level), figures.strokesVeil);
-  const double t = std::clamp((darkened - figures.whiteFrom) / (figures.whiteTo - figures.whiteFrom), 0.0, 1.0);
+  const double t = Ramp(darkened, figures.whiteFrom, figures.whiteTo);
   return (1.0 - darkened) * (1.0 - t * t * (3.0 - 2.0 * t)) < 0.5 * (1.0 - level);
 }
 
@@ -135,8 +135,7 @@ Figures MeasureFigures(const Planes& planes, const Levels& levels, const Ground&
   figures.veil = std::clamp(kVeilShare * LightOf(figures.darkest / centre) - kBlack, 0.0, kVeilMost);
   figures.strokesVeil =
       std::max(figures.veil, std::min(kInkVeilShare * LightOf(figures.ink / centre) - kBlack, kInkVeilMost));
-  const auto ramp = [](double v, double from, double to) { return std::clamp((v - from) / (to - from), 0.0, 1.0); };
-  const double coarse = ramp(figures.noise, kCoarseFrom, kCoarse) * ramp(figures.strokes, kCoarseInkFrom, kCoarseInk);
+  const double coarse = Ramp(figures.noise, kCoarseFrom, kCoarse) * Ramp(figures.strokes, kCoarseInkFrom, kCoarseInk);
   figures.strokesPower = 1.0 + kCoarsePower * coarse;
   const double noises = kDepthNoises + coarse * (kDepthNoisesCoarse - kDepthNoises);
   const double stretch = 1.0 / (centre * (1.0 - figures.strokesVeil));

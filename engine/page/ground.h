@@ -12,6 +12,8 @@ struct Ground {
   Mask marked;          // cells whose lightest pixels are as light as the ground in a channel, and coloured: marker
   Mask darkestPixel;    // of the 16 of a cell, line by line
   bool reverse = false; // light marks on a dark ground: the ground is what is darkest
+
+  bool HoldsInk(size_t at) const { return darkest.cells[at] < ln.cells[at][3] - kInk; }
 };
 
 // Of a page of at least one cell.

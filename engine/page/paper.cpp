@@ -82,9 +82,8 @@ size_t MainRegion(const Ground& ground, const Regions& regions) {
     const auto size = static_cast<double>(cells.size());
     double inked = 0.0, light = 0.0;
     for (const uint32_t at : cells) {
-      const float ln = ground.ln.cells[at][3];
-      inked += ground.darkest.cells[at] < ln - kInk ? 1.0 : 0.0;
-      light += static_cast<double>(std::exp(ln));
+      inked += ground.HoldsInk(at) ? 1.0 : 0.0;
+      light += static_cast<double>(std::exp(ground.ln.cells[at][3]));
     }
     const double ink = std::min(1.0, kInkCounts * inked / size);
     double score = size * (kBlankCounts + ink);
@@ -136,9 +135,7 @@ bool AddForetold(const Ground& ground, const Regions& regions, Mask& paper, std:
 // of its colour, written on, and unlike a box that is printed on the paper it does not border on it with a step.
 bool IsSheet(const Ground& ground, const Regions& regions, size_t label, const Mask& paper, const Colour& main) {
   const std::span<const uint32_t> cells = regions.Cells(label);
-  const auto inked = std::count_if(cells.begin(), cells.end(), [&](uint32_t at) {
-    return ground.darkest.cells[at] < ground.ln.cells[at][3] - kInk;
-  });
+  const auto inked = std::count_if(cells.begin(), cells.end(), [&](uint32_t at) { return ground.HoldsInk(at); });
   if (static_cast<double>(inked) < kSheetInk * static_cast<double>(cells.size())) return false;
   Colour off = MedianColour(ground, cells);
   for (size_t c = 0; c < 3; c++) off[c] -= main[c];

@@ -120,7 +120,7 @@ bool IsDyed(const Lie& lie, const Colour& sheet) {
 
 // How sure it is that the paper is what was taken for it: by the share of the page, less where that is noisy.
 double ConfidenceOf(const Figures& figures) {
-  const double share = std::clamp((figures.known - kPaperLeast) / (kPaperSure - kPaperLeast), 0.0, 1.0);
+  const double share = Ramp(figures.known, kPaperLeast, kPaperSure);
   return kConfidenceLeast + (kConfidenceMost - kConfidenceLeast) * share;
 }
 

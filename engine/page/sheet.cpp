@@ -78,7 +78,7 @@ Lie HowItLies(const Ground& ground, const Paper& paper, const Surface& surface) 
     const Colour& v = surface.level.cells[i];
     means.Add(Mean(v));
     redOverBlue.Add(std::log(std::max(v[0], kDarkest) / std::max(v[2], kDarkest)));
-    inked += ground.darkest.cells[i] < ground.ln.cells[i][3] - kInk ? 1 : 0;
+    inked += ground.HoldsInk(i) ? 1 : 0;
   }
   const auto at = [&](double percent) { return std::max(means.Percentile(percent), static_cast<double>(kDarkest)); };
   Lie lie;

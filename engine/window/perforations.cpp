@@ -1,11 +1,11 @@
 #include "engine/window/perforations.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <optional>
 #include <vector>
 
+#include "engine/adaptive/order_statistics.h"
 #include "engine/window/tuning.h"
 
 namespace {
@@ -33,10 +33,9 @@ std::optional<double> LevelAt(const BlockGrid& grid, const Point& p) {
 // is light on it.
 std::vector<Hole> HolesOf(const std::vector<double>& line) {
   if (line.size() < kLeastLine) return {};
-  std::vector<double> sorted = line;
-  std::sort(sorted.begin(), sorted.end());
-  const double dark = sorted[sorted.size() / 10];
-  const double light = sorted[sorted.size() - 1 - sorted.size() / 10];
+  std::vector<double> samples = line;
+  const double dark = Percentile(samples, 10.0);
+  const double light = Percentile(samples, 90.0);
   if (light - dark < kHoleContrast) return {};
   const double cut = 0.5 * (dark + light);
   // Between two blocks the edge lies where a straight line meets the cut.

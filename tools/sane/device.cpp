@@ -91,15 +91,14 @@ Device::Device(const SaneLibrary& sane, const std::string& name) : m_sane(sane),
 }
 
 void Device::Cancel() const {
-  while (m_cancelling.test_and_set()) std::this_thread::yield();
-  m_sane.cancel(m_handle);
-  m_cancelling.clear();
+  while (!CancelFromOutside()) std::this_thread::yield();
 }
 
-void Device::CancelFromOutside() const {
-  if (m_cancelling.test_and_set()) return;
+bool Device::CancelFromOutside() const {
+  if (m_cancelling.test_and_set()) return false;
   m_sane.cancel(m_handle);
   m_cancelling.clear();
+  return true;
 }
 
 const std::string& Device::Type() const {

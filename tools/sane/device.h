@@ -23,8 +23,8 @@ class Device {
 
   // Ends a scan. Backends are not made for two calls at a time: one that is under way elsewhere is waited for.
   void Cancel() const;
-  // From a signal's handler or another thread: a scan that is being ended already is left to that.
-  void CancelFromOutside() const;
+  // From a signal's handler or another thread: a scan that is being ended already is left to that, and it is false.
+  bool CancelFromOutside() const;
 
   // As libsane lists it, such as "flatbed scanner"; empty: it does not. The first call takes seconds where there are
   // many backends; scanners of networks are not looked for.
