@@ -170,6 +170,13 @@ function small(scan: Scan, gray: boolean): { pixels: Uint8Array; format: 'gray' 
   return { pixels: means.filter((_, i) => i % 3 === 0), format: 'gray' };
 }
 
+/** The pre-scan with the correction that the scan holds. */
+function corrected(scan: Scan, gray: boolean, chroma: number): ImageData {
+  const { pixels, format } = small(scan, gray);
+  scan.apply(pixels, scan.smallWidth, null, format, 8, chroma);
+  return toScreen(pixels, scan.smallWidth, format, 8);
+}
+
 function histogramOf({ data }: ImageData): Histogram {
   const counts = new Uint32Array(768);
   for (let i = 0; i < data.length; i += 4) {
@@ -233,10 +240,7 @@ const calls = {
     const start = performance.now();
     const { scan, proposal, fresh } = await prepared(id, settings);
     if ((judge || fresh) && isChanged(settings)) scan.judge();
-    const entry = entryOf(id);
-    const { pixels, format } = small(scan, entry.gray);
-    scan.apply(pixels, scan.smallWidth, null, format, 8, chromaOf(settings, proposal));
-    const after = toScreen(pixels, scan.smallWidth, format, 8);
+    const after = corrected(scan, entryOf(id).gray, chromaOf(settings, proposal));
     return {
       after,
       kind: scan.kind,
@@ -253,16 +257,9 @@ const calls = {
 
   /** The scan as it comes out as another kind. */
   async asKind(id: number, settings: Settings, kind: string): Promise<ImageData> {
-    const entry = entryOf(id);
-    const kept = entry.proposal;
-    try {
-      const { scan, proposal } = await prepared(id, { ...settings, kind });
-      const { pixels, format } = small(scan, entry.gray);
-      scan.apply(pixels, scan.smallWidth, null, format, 8, proposal.chroma);
-      return toScreen(pixels, scan.smallWidth, format, 8);
-    } finally {
-      if (entry.scan) entry.proposal = kept;
-    }
+    // The scan holds what this analysis met, so its proposal stays with it until another is asked for.
+    const { scan, proposal } = await prepared(id, { ...settings, kind });
+    return corrected(scan, entryOf(id).gray, chromaOf(settings, proposal));
   },
 
   /** Pixels at 100 %. */

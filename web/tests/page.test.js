@@ -285,8 +285,12 @@ test('where the scan does not tell what it is, the page asks', async () => {
   const ask = page.getByRole('region', { name: 'Which is it?' });
   assert.equal(await page.getByText('Please say first what it is.').count(), 1);
   await ask.locator('canvas').nth(2).waitFor();
+  // What is saved before the answer is the first guess, not the kind that was shown last.
+  const told = async () => JSON.parse(readFileSync(await saved(page, 'Save correction'), 'utf8')).pages[0].analysis;
+  const guessed = await told();
   await ask.getByRole('button', { name: 'a black-and-white negative' }).click();
   await ask.waitFor({ state: 'detached' });
+  assert.deepEqual(guessed, await told());
   assert.equal(await page.getByLabel('Kind of original').inputValue(), 'bw-negative');
   await page.locator('.thumb').nth(1).click();
   await page.waitForSelector('main[aria-label="plate.jpg"]');
