@@ -152,6 +152,23 @@ TEST_F(Report, CommandsRunAsTheyStand) {
   }
 }
 
+TEST_F(Report, CommandsRepeatWhatASidecarSettles) {
+  Save(Sample(), "scan.png");
+  ExpectDone("-k faded-print scan.png -o first.png --sidecar");
+  fs::copy(m_folder / "first.png.zep3.json", m_folder / "scan.png.zep3.json");
+  for (const char* given : {"--use-sidecar first.png.zep3.json", "--own-sidecars -k photo --level 5"}) {
+    SCOPED_TRACE(given);
+    ExpectDone(std::string(given) + " scan.png -o out.png --report --overwrite");
+    const Strings commands = Between(Read("out.png.zep3.html"), ">zep3 ", "<");
+    ASSERT_GE(commands.size(), 4u);
+    for (size_t i = 0; i < 4; i++) { // lighter, darker, warmer, cooler
+      EXPECT_IN("--use-sidecar ", commands[i]);
+      ExpectDone(commands[i]);
+      EXPECT_GT(Difference(Load("out.png"), Load("first.png")), 0) << commands[i];
+    }
+  }
+}
+
 TEST_F(Report, LiesOnTheScanAsItIsStored) {
   // 96 x 40 pixels lying on their side: the picture's top left corner, at 24,10, is at the top right of the page, for
   // what lies left on the scan lies on top of the page, and what lies below lies left.

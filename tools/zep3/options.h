@@ -112,6 +112,11 @@ inline constexpr const char* kCommandLine = "command line";
 // kObserve: the first pass over a roll, which no user asks for by itself.
 enum class Command { kCorrect, kAnalyse, kTables, kCompare, kOverview, kView, kScan, kObserve };
 
+// What --use-sidecar settles: these cannot be given with it.
+inline constexpr const char* kSettledBySidecar[] = {"kind",         "analysis",      "level",       "backlight",
+                                                    "option",       "matrix",        "area",        "corners",
+                                                    "gray-pipette", "gamma-pipette", "input-gamma", "output-gamma"};
+
 struct Options {
   Command command = Command::kCorrect;
 

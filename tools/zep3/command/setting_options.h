@@ -7,11 +7,6 @@
 inline constexpr const char* kResultHeading = "Result";
 inline constexpr const char* kAreaHeading = "Analysis area, pipettes, encoding";
 
-// What --use-sidecar settles: these cannot be given with it.
-inline constexpr const char* kSettledBySidecar[] = {"kind",         "analysis",      "level",       "backlight",
-                                                    "option",       "matrix",        "area",        "corners",
-                                                    "gray-pipette", "gamma-pipette", "input-gamma", "output-gamma"};
-
 // Whether options are refused without those that give them a meaning, or mean nothing then.
 enum class Strictness { kStrict, kLenient };
 

@@ -11,6 +11,7 @@
 
 #include "files/output.h"
 #include "log.h"
+#include "options.h"
 #include "told/evidence.h"
 #include "told/roll_file.h"
 #include "told/side_files.h"
@@ -116,7 +117,12 @@ std::string AgainCommand(const Job& job, const Options& options,
       words.insert(words.end(), {name, value});
     }
   }
-  if (options.useSidecar.empty()) command += KindWords(*options.analysis.kind, adaptive);
+  if (options.useSidecar.empty()) {
+    command += KindWords(*options.analysis.kind, adaptive);
+  } else {
+    Append(command, {"--use-sidecar", options.useSidecar});
+    for (const std::string settled : kSettledBySidecar) Erase(words, ("--" + settled).c_str());
+  }
   if (!options.useRoll.empty()) {
     Append(command, {"--use-roll", options.useRoll});
   } else if (options.roll && options.analysis.shared) {
