@@ -120,9 +120,9 @@ inline constexpr double kPaperLeast = 0.08;     // share of the cells
 inline constexpr double kPaperNoisyLeast = 0.5; // likewise, where the noise is above
 inline constexpr double kNoisy = 0.06;
 
-// Sheets and what lies in pictures, by 68 simulated pages, the same on dark, gray and white lids, 19 real and blank pages,
-// and 190 pictures, 93 of which have something that would do for paper.
-// Of the smallest box around its outline a sheet fills so much; skies above a roof 0.1 to 0.7.
+// Sheets and what lies in pictures, by 68 simulated pages, the same on dark, gray and white lids, 19 real and blank
+// pages, and 190 pictures, 93 of which have something that would do for paper. Of the smallest box around its outline a
+// sheet fills so much; skies above a roof 0.1 to 0.7.
 inline constexpr double kSheetFilled = 0.72;
 // Share of the paper with ink from which it is written on. Printed pages have 0.06 to 0.34, faded and carbon copies
 // less.

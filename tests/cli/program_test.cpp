@@ -307,6 +307,59 @@ TEST_F(Program, PackedTiffsComeOutAsPlainOnes) {
   EXPECT_TRUE(Read("out/old.tif") == Read("out/new.tif"));
 }
 
+// A TIFF of gray tiles, packed by PackBits, whose sides are no multiples of 16.
+std::string OddTiles(const VImage& gray, int side) {
+  const int width = gray.width(), height = gray.height(), across = (width + side - 1) / side;
+  const int tiles = across * ((height + side - 1) / side);
+  const std::string pixels(static_cast<const char*>(gray.data()), static_cast<size_t>(width) * height);
+  const auto number = [](uint32_t v, int bytes) {
+    std::string text;
+    for (int i = 0; i < bytes; i++) text += static_cast<char>(v >> (8 * i));
+    return text;
+  };
+  std::string data, places, counts;
+  for (int tile = 0; tile < tiles; tile++) {
+    places += number(static_cast<uint32_t>(8 + data.size()), 4);
+    const size_t begin = data.size();
+    for (int y = 0; y < side; y++) {
+      std::string line(static_cast<size_t>(side), '\0');
+      const int row = tile / across * side + y, left = tile % across * side;
+      if (row < height)
+        line.replace(0, static_cast<size_t>(std::min(side, width - left)), pixels,
+                     static_cast<size_t>(row) * width + left, static_cast<size_t>(std::min(side, width - left)));
+      data.append(1, static_cast<char>(side - 1)).append(line); // as it is
+    }
+    counts += number(static_cast<uint32_t>(data.size() - begin), 4);
+  }
+  const auto listed = static_cast<uint32_t>(8 + data.size()), directory = listed + 8 * static_cast<uint32_t>(tiles);
+  const auto sides = static_cast<uint32_t>(side), many = static_cast<uint32_t>(tiles);
+  const uint32_t entries[][3] = {{256, 1, static_cast<uint32_t>(width)},
+                                 {257, 1, static_cast<uint32_t>(height)},
+                                 {258, 1, 8},
+                                 {259, 1, 32773},
+                                 {262, 1, 1},
+                                 {277, 1, 1},
+                                 {322, 1, sides},
+                                 {323, 1, sides},
+                                 {324, many, listed},
+                                 {325, many, listed + 4 * many}};
+  std::string file =
+      "II*" + std::string(1, '\0') + number(directory, 4) + data + places + counts + number(std::size(entries), 2);
+  for (const auto& [tag, count, value] : entries)
+    file += number(tag, 2) + number(4, 2) + number(count, 4) + number(value, 4);
+  return file + number(0, 4);
+}
+
+TEST_F(Program, TilesOfAnySizeAreFinished) {
+  const VImage gray = Gray(Noise(130, 90, 5));
+  Save(gray, "plain.tif");
+  File("tiles.tif", OddTiles(gray, 40));
+  ASSERT_EQ(Difference(Load("tiles.tif"), gray), 0);
+  ExpectDone("plain.tif tiles.tif -o out/");
+  EXPECT_EQ(Difference(Load("out/tiles.tif"), Load("out/plain.tif")), 0);
+  EXPECT_IN("Tile Width: 48 Tile Length: 48", Run("tiffinfo out/tiles.tif").out);
+}
+
 // A result says of its size and of the coding of its colours what the scan says, and no more.
 TEST_F(Program, SizeAndColoursAreToldAsByTheScan) {
   using namespace std::string_literals;
@@ -395,6 +448,9 @@ TEST_F(Program, EachScanTakesItsOwnSidecar) {
   EXPECT_IN("1 not as this command makes them", Zep3("--own-sidecars -k photo -r box -o out").err);
   ExpectDone("--own-sidecars -k photo -r box -o out --update");
   EXPECT_NE(Difference(Load("out/c.png"), Load("c.png")), 0);
+  // Told, 0 is not what the sidecar of a.png says.
+  ExpectDone("--own-sidecars -k photo -r box -o out --update -b 0");
+  EXPECT_NE(Difference(Load("out/a.png"), Load("a.png")), 0);
 
   // No kind is needed where each has its own.
   ExpectDone("--own-sidecars -r box -o again");

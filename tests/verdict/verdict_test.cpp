@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 
 #include "engine/verdict/verdict.h"
 #include "support.h"
@@ -111,6 +113,31 @@ TEST(Verdict, KnowsAMask) {
     ZEP3_EVIDENCE evidence = {};
     ASSERT_EQ(JudgeZEP3(&film.bmp, &shown.para, kIdentity, &evidence), 1);
     EXPECT_EQ((evidence.lReasons & ZEP3_REASON_LOOKS_NEGATIVE) != 0, masked);
+  }
+}
+
+// A frame on a strip of film that lies on a light table. Slides may be scanned before they are mounted.
+TEST(Verdict, KnowsPerforations) {
+  for (const bool perforated : {true, false}) {
+    Image strip(330, 190); // blocks of 2 pixels
+    strip.Fill([&](int x, int y, int c) {
+      const bool beside = std::abs(y - 95) > 82, picture = std::abs(x - 165) < 72 && std::abs(y - 95) < 48;
+      const bool hole = perforated && std::abs(std::abs(y - 95) - 66) < 7 && x % 19 < 9;
+      return beside || hole ? 250 : picture ? 60 + Noise(x / 6 + 100 * (y / 6), c) / 2 : 150 - 10 * c;
+    });
+    ZEP3_EVIDENCE known = {};
+    known.lAnalysis = ZEP3_ANALYSIS_POSITIVE;
+    known.dConfidence = known.dWindowConfidence = 0.9;
+    const double corners[4][2] = {{93, 47}, {237, 47}, {237, 143}, {93, 143}};
+    std::memcpy(known.dWindow, corners, sizeof corners);
+    for (const int type : {ZEP3_DOC_REFLECTIVE, ZEP3_DOC_POSITIVE}) {
+      const Shown shown(type, kSame);
+      ZEP3_EVIDENCE evidence = known;
+      ASSERT_EQ(JudgeZEP3(&strip.bmp, &shown.para, kIdentity, &evidence), 1);
+      const bool told = (evidence.lReasons & ZEP3_REASON_LOOKS_NEGATIVE) != 0;
+      EXPECT_EQ(told, perforated && type == ZEP3_DOC_REFLECTIVE) << perforated << " " << type;
+      EXPECT_EQ(evidence.lVerdict == ZEP3_VERDICT_LOOK, told) << perforated << " " << type;
+    }
   }
 }
 

@@ -377,6 +377,23 @@ test('a gray JPEG stays gray, and is the one of the program', async () => {
   await closed(page);
 });
 
+test('EXIF fields that point to themselves are read to an end', async () => {
+  const own = join(temporary, 'endless.jpg');
+  // A directory at 8 with one field, the place of another directory: 8.
+  const fields = [0x49, 0x49, 42, 0, 8, 0, 0, 0, 1, 0, 0x69, 0x87, 4, 0, 1, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0];
+  const exif = [...new TextEncoder().encode('Exif\0\0'), ...fields];
+  const jpeg = readFileSync(sample('slide-faded.jpg'));
+  writeFileSync(
+    own,
+    Buffer.concat([jpeg.subarray(0, 2), Buffer.from([0xff, 0xe1, 0, exif.length + 2, ...exif]), jpeg.subarray(2)]),
+  );
+  const page = await slide(own);
+  await page.getByLabel('Save as').selectOption('tiff');
+  const made = await saved(page, 'Save picture');
+  assert.equal(run('vipsheader', '-f', 'width', made), run('vipsheader', '-f', 'width', own));
+  await closed(page);
+});
+
 test('a TIFF of 16 bits is opened, finished and saved as one', async () => {
   const scan = join(temporary, 'deep.tif');
   run('vips', 'linear', sample('print-faded.jpg'), join(temporary, 'scaled.v'), '256', '11');

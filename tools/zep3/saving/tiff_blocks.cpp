@@ -19,7 +19,7 @@ namespace {
 
 constexpr int64_t kMegabyte = 1 << 20;
 constexpr int64_t kTask = kMegabyte;       // bytes of pixels that are worth a thread
-constexpr int64_t kAhead = 64 * kMegabyte; // of pixels that wait for being compressed or written
+constexpr int64_t kAhead = 64 * kMegabyte; // of strips that wait for being compressed or written; of tiles two rows may
 
 // As the file has them, so that its tags fit the pixels of the image.
 bool HasSamplesOf(const vips::VImage& image, const TiffHandle& tiff, const TiffLayout& layout) {
