@@ -109,10 +109,11 @@ enum {
 };
 
 /*
- * The gamma of a scan's values, in tenths as lScreenGamma: 18 are linear levels, 10 is light itself. sRGB counts as a
- * gamma of 2.2, which its curve follows within a few levels.
+ * The gamma of a scan's values, in tenths as lScreenGamma: 18 are linear levels, 10 is light itself. A gamma of 2.2
+ * follows sRGB within a few levels. That is much in the dark, where its curve has a straight foot: 10 of 255 stands for
+ * four times the light. Densities are right by the curve alone.
  */
-enum { ZEP3_GAMMA_LINEAR_LEVELS = 18, ZEP3_GAMMA_SRGB = 22 };
+enum { ZEP3_GAMMA_LINEAR_LEVELS = 18, ZEP3_GAMMA_SRGB = 22, ZEP3_GAMMA_SRGB_CURVE = -22 /* lScanGamma only */ };
 
 /* A point field that is not set. A channel with one of its five fields unset counts as unset as a whole. */
 enum { ZEP3_UNSET = -1 };
@@ -801,7 +802,7 @@ ZEP3_API int MakeZEP3LUTAt(ZEP3_PARA* para, const double* pdColorMatrix, const d
  * The tables of a completed record for a scan's own values: their conversion to linear levels, the curves of
  * MakeZEP3LUTAt and rounding in one, without rounding in between.
  *
- * lScanGamma  of the scan's values, tenths, ZEP3_GAMMA_...; above 0.
+ * lScanGamma  of the scan's values, tenths, above 0, or ZEP3_GAMMA_SRGB_CURVE.
  * lEntries    of a table: 256 for samples of 8 bits, 65536 for 16; from 2 to 65536.
  * table       3 * lEntries of the caller's, red, green, blue; entry i is the 16-bit display level for the scan's value
  * i. Over 257 and rounded it is the 8-bit one. Held within 0..65535; not a number: 0.
@@ -961,11 +962,22 @@ ZEP3_API int AdjustSpecifiedColor(ZEP3_PARA* para, const int64_t* plSource, cons
 ZEP3_API int64_t GetZEP3PrescanShrink(int64_t lWidth, int64_t lHeight);
 
 /*
+ * How an analysis takes a scan's values: lScanGamma, but ZEP3_GAMMA_SRGB_CURVE only for pictures and film by the
+ * adaptive analysis, which thinks in densities and displays of sRGB. For pages, whose light is evened by powers, and
+ * for the standard analysis, whose displays have a plain gamma, it is ZEP3_GAMMA_SRGB. Where ZEP3Adaptive says that the
+ * standard analysis decided (lAnalysis), analyse once more with ZEP3_GAMMA_SRGB.
+ *
+ * lAdaptive  1: ZEP3Adaptive, ObserveZEP3 and ZEP3Shared; 0: ZEP3; ZEP3_UNSET: as is best for the kind.
+ * para       its kind and option; null: as for the standard analysis.
+ */
+ZEP3_API int64_t GetZEP3ScanGamma(int64_t lScanGamma, int64_t lAdaptive, const ZEP3_PARA* para);
+
+/*
  * Makes a pre-scan: means of lShrink x lShrink pixels in the scan's own values, rounded, at the right and lower edge of
  * what there is; then linear levels, rounded. A gray scan becomes three equal channels.
  *
  * scan        any ZEP3_PIXEL_... and ZEP3_BITS_...
- * lScanGamma  of the scan's values, tenths, ZEP3_GAMMA_...; above 0.
+ * lScanGamma  of the scan's values, tenths, above 0, or ZEP3_GAMMA_SRGB_CURVE.
  * lShrink     from 1.
  * prescan     out; its pBits are the caller's buffer of 3 * width * height bytes, where width and height are the scan's
  *             over lShrink, rounded up. All other fields are written: R G B, line by line, and the analysis area, which
@@ -978,7 +990,7 @@ ZEP3_API int64_t GetZEP3PrescanShrink(int64_t lWidth, int64_t lHeight);
 ZEP3_API int MakeZEP3Prescan(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lShrink, ZEP3_BmpInfo* prescan);
 
 /*
- * The same with what the means hide, for ZEP3Page.
+ * The same with what the means hide, for ZEP3Page. lScanGamma is above 0.
  *
  * detail  its pointers are the caller's buffers of 3 and 1 bytes for each pixel of the pre-scan.
  */
@@ -989,8 +1001,8 @@ ZEP3_API int MakeZEP3PagePrescan(const ZEP3_BmpInfo* scan, int64_t lScanGamma, i
  * Finishes a scan in place: pre-scan, analysis, the scan's own tables, saturation. It is what the program zep3 does.
  *
  * scan           pixels in any ZEP3_PIXEL_... and ZEP3_BITS_...; read and written. The area is the analysis area.
- * lScanGamma     of the scan's values, tenths, ZEP3_GAMMA_... The result has the gamma of para->lScreenGamma: give both
- *                the same to keep the encoding.
+ * lScanGamma     of the scan's values, tenths, or ZEP3_GAMMA_SRGB_CURVE, which GetZEP3ScanGamma chooses for. The result
+ *                has the gamma of para->lScreenGamma: give both the same, or 22 for sRGB, to keep the encoding.
  * lAdaptive      1: by ZEP3Adaptive; 0: by ZEP3; ZEP3_UNSET: as is best for the kind.
  * para           in: kind, strength, display gamma and the user's values, on top of ResetZEP3. User tone curves belong
  *                in tone records apart from the proposed ones, which the analysis resets. Out: as after the analysis,

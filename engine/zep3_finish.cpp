@@ -85,7 +85,7 @@ void WritePrescan(const ZEP3_BmpInfo& scan, int64_t gamma, int64_t shrink, uint8
 int MakePrescan(const ZEP3_BmpInfo* scan, int64_t gamma, int64_t shrink, ZEP3_BmpInfo* prescan,
                 const ZEP3_DETAIL* detail) {
   if (scan == nullptr || prescan == nullptr || prescan->pBits == nullptr) return 0;
-  if (gamma <= 0 || shrink < 1 || !IsScan(*scan)) return 0;
+  if (!IsScanGamma(gamma) || shrink < 1 || !IsScan(*scan)) return 0;
   const FloatEnvironment environment;
   WithBoxTypes(scan->lBitCount == ZEP3_BITS_16, shrink, [&]<class Sample, class Sum>(Sample, Sum) {
     WritePrescan<Sample, Sum>(*scan, gamma, shrink, prescan->pBits, detail);
@@ -95,6 +95,13 @@ int MakePrescan(const ZEP3_BmpInfo* scan, int64_t gamma, int64_t shrink, ZEP3_Bm
   SetZEP3Image(prescan, prescan->pBits, width, height, 0, ZEP3_PIXEL_RGB, ZEP3_BITS_8);
   prescan->area = ShrunkArea(*scan, shrink);
   return 1;
+}
+
+// As FinishZEP3 is told.
+bool IsAdaptive(int64_t lAdaptive, const ZEP3_PARA& para) {
+  if (lAdaptive != ZEP3_UNSET) return lAdaptive != 0;
+  const ZEP3_KIND* kind = FindZEP3KindOf(&para);
+  return kind != nullptr && kind->wAdaptive != 0;
 }
 
 // Places in the pre-scan become places in the scan.
@@ -150,9 +157,15 @@ int64_t GetZEP3PrescanShrink(int64_t lWidth, int64_t lHeight) {
   return std::max<int64_t>(1, Blocks(std::max(lWidth, lHeight), kPrescanSide));
 }
 
+int64_t GetZEP3ScanGamma(int64_t lScanGamma, int64_t lAdaptive, const ZEP3_PARA* para) {
+  if (lScanGamma != ZEP3_GAMMA_SRGB_CURVE) return lScanGamma;
+  const bool curve = para != nullptr && IsAdaptive(lAdaptive, *para) && IsPicture(*para) && !IsPlain(*para);
+  return curve ? ZEP3_GAMMA_SRGB_CURVE : ZEP3_GAMMA_SRGB;
+}
+
 int MakeZEP3PagePrescan(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lShrink, ZEP3_BmpInfo* prescan,
                         const ZEP3_DETAIL* detail) try {
-  if (detail == nullptr || detail->pDarkest == nullptr || detail->pDeviation == nullptr) return 0;
+  if (detail == nullptr || detail->pDarkest == nullptr || detail->pDeviation == nullptr || lScanGamma <= 0) return 0;
   return MakePrescan(scan, lScanGamma, lShrink, prescan, detail);
 } catch (...) { // out of memory: an exception must not reach a C caller
   return 0;
@@ -173,24 +186,33 @@ double GetZEP3Chroma(const ZEP3_PARA* para) {
 
 int FinishZEP3(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lAdaptive, ZEP3_PARA* para, double* pdColorMatrix,
                ZEP3_EVIDENCE* evidence) try {
-  if (scan == nullptr || para == nullptr || lScanGamma <= 0 || !IsScan(*scan)) return 0;
+  if (scan == nullptr || para == nullptr || !IsScanGamma(lScanGamma) || !IsScan(*scan)) return 0;
   const int64_t shrink = GetZEP3PrescanShrink(scan->lWidth, scan->lHeight);
   std::vector<uint8_t> levels(static_cast<size_t>(3 * Blocks(scan->lWidth, shrink) * Blocks(scan->lHeight, shrink)));
   const int64_t entries = scan->lBitCount == ZEP3_BITS_16 ? 65536 : 256;
   std::vector<uint16_t> table(static_cast<size_t>(3 * entries));
   ZEP3_BmpInfo prescan = {};
   prescan.pBits = levels.data();
-  const ZEP3_KIND* kind = FindZEP3KindOf(para);
-  const bool adaptive = lAdaptive == ZEP3_UNSET ? kind != nullptr && kind->wAdaptive != 0 : lAdaptive != 0;
+  const bool adaptive = IsAdaptive(lAdaptive, *para);
+  int64_t gamma = GetZEP3ScanGamma(lScanGamma, adaptive, para);
   std::optional<PageFinish> page;
-  if (adaptive && IsPage(*para) && !IsPlain(*para)) page.emplace(*scan, lScanGamma, shrink);
-  if (!page && MakeZEP3Prescan(scan, lScanGamma, shrink, &prescan) == 0) return 0;
+  if (adaptive && IsPage(*para) && !IsPlain(*para)) page.emplace(*scan, gamma, shrink);
   double identity[9] = {1.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, 1.0};
   double* const matrix = pdColorMatrix != nullptr ? pdColorMatrix : identity;
   ZEP3_EVIDENCE seen = {};
-  int found = page       ? page->Analyse(prescan, *para, seen)
-              : adaptive ? ZEP3Adaptive(&prescan, para, matrix, &seen)
-                         : ZEP3(&prescan, para, matrix);
+  const auto analyse = [&] {
+    if (page) return page->Analyse(prescan, *para, seen);
+    if (MakeZEP3Prescan(scan, gamma, shrink, &prescan) == 0) return 0;
+    return adaptive ? ZEP3Adaptive(&prescan, para, matrix, &seen) : ZEP3(&prescan, para, matrix);
+  };
+  const ZEP3_PARA asked = *para;
+  int found = analyse();
+  if (found != 0 && gamma == ZEP3_GAMMA_SRGB_CURVE && seen.lAnalysis == ZEP3_ANALYSIS_STANDARD) {
+    // The scan says too little: the standard analysis decided, and has its own way of taking values.
+    gamma = ZEP3_GAMMA_SRGB;
+    *para = asked;
+    found = analyse();
+  }
   if (found != 0 && evidence != nullptr && (!adaptive || HasUserValues(*para)))
     found = JudgeZEP3(&prescan, para, pdColorMatrix, &seen);
   if (evidence != nullptr) {
@@ -202,7 +224,7 @@ int FinishZEP3(const ZEP3_BmpInfo* scan, int64_t lScanGamma, int64_t lAdaptive, 
 
   const double chroma = GetZEP3Chroma(para);
   ZEP3_PARA copy = *para; // the table builder writes into it
-  if (MakeZEP3ScanLUT(&copy, pdColorMatrix, lScanGamma, entries, table.data()) == 0) return 0;
+  if (MakeZEP3ScanLUT(&copy, pdColorMatrix, gamma, entries, table.data()) == 0) return 0;
   return ApplyZEP3ScanLUT(scan, table.data(), chroma);
 } catch (...) {
   return 0;

@@ -60,7 +60,7 @@ int MakeZEP3LUTAt(ZEP3_PARA* para, const double* pdColorMatrix, const double* le
 
 int MakeZEP3ScanLUT(ZEP3_PARA* para, const double* pdColorMatrix, int64_t lScanGamma, int64_t lEntries,
                     uint16_t* table) try {
-  if (para == nullptr || table == nullptr || lScanGamma <= 0 || lEntries < 2 || lEntries > 65536) return 0;
+  if (para == nullptr || table == nullptr || !IsScanGamma(lScanGamma) || lEntries < 2 || lEntries > 65536) return 0;
   const FloatEnvironment environment;
   std::vector<double> levels(static_cast<size_t>(lEntries));
   for (int64_t i = 0; i < lEntries; i++) levels[static_cast<size_t>(i)] = LevelOfValue(i, lEntries, lScanGamma);

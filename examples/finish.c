@@ -34,7 +34,7 @@ int main(int argc, char** argv) {
   para.ic.lBrightness = 0; /* what the user adds goes here */
   ZEP3_EVIDENCE evidence;
   int status = 0;
-  if (!FinishZEP3(&scan, ZEP3_GAMMA_SRGB, ZEP3_UNSET, &para, NULL, &evidence)) {
+  if (!FinishZEP3(&scan, ZEP3_GAMMA_SRGB_CURVE, ZEP3_UNSET, &para, NULL, &evidence)) {
     const char* why = CheckZEP3(ZEP3_CALL_FINISH, &scan, &para, NULL);
     status = Fail(why != NULL ? why : "out of memory");
   } else if (fwrite(pixels, 1, bytes, stdout) != bytes || fflush(stdout) != 0) {

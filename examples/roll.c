@@ -22,7 +22,7 @@ static int Open(const char* name, ZEP3_BmpInfo* scan, ZEP3_BmpInfo* prescan) {
   FILE* file = fopen(name, "rb");
   const int read = file != NULL && pixels != NULL && fread(pixels, 1, bytes, file) == bytes;
   if (file != NULL) fclose(file);
-  return read && MakeZEP3Prescan(scan, ZEP3_GAMMA_SRGB, shrink, prescan);
+  return read && MakeZEP3Prescan(scan, ZEP3_GAMMA_SRGB_CURVE, shrink, prescan);
 }
 
 static int Write(const char* name, const ZEP3_BmpInfo* scan) {
@@ -51,7 +51,7 @@ static int Pass(char** names, int count, const char* kind, const ZEP3_SHARED* sh
       done =
           shared != NULL ? ZEP3Shared(&prescan, &para, film, shared, NULL) : ZEP3Adaptive(&prescan, &para, film, NULL);
       const double chroma = GetZEP3Chroma(&para);
-      done = done && MakeZEP3ScanLUT(&para, film, ZEP3_GAMMA_SRGB, 256, table) &&
+      done = done && MakeZEP3ScanLUT(&para, film, ZEP3_GAMMA_SRGB_CURVE, 256, table) &&
              ApplyZEP3ScanLUT(&scan, table, chroma) && Write(names[i], &scan);
     }
     free(scan.pBits);

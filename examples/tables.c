@@ -21,7 +21,7 @@ static int Run(ZEP3_BmpInfo* scan, uint8_t* levels, int64_t shrink) {
   /* The analysis reads linear levels; the scan is encoded as sRGB. */
   ZEP3_BmpInfo prescan;
   prescan.pBits = levels;
-  if (!MakeZEP3Prescan(scan, ZEP3_GAMMA_SRGB, shrink, &prescan)) return Fail("out of memory");
+  if (!MakeZEP3Prescan(scan, ZEP3_GAMMA_SRGB_CURVE, shrink, &prescan)) return Fail("out of memory");
   ZEP3_EVIDENCE evidence;
   if (!ZEP3Adaptive(&prescan, &para, NULL, &evidence)) {
     const char* why = CheckZEP3(ZEP3_CALL_ANALYSE, &prescan, &para, NULL);
@@ -41,7 +41,7 @@ static int Run(ZEP3_BmpInfo* scan, uint8_t* levels, int64_t shrink) {
   /* Photos ask for no saturation, so that bytes through tables are all there is; ApplyZEP3ScanLUT takes both. */
   uint16_t fine[3 * 256];
   uint8_t table[3 * 256];
-  if (!MakeZEP3ScanLUT(&para, NULL, ZEP3_GAMMA_SRGB, 256, fine)) return Fail("out of memory");
+  if (!MakeZEP3ScanLUT(&para, NULL, ZEP3_GAMMA_SRGB_CURVE, 256, fine)) return Fail("out of memory");
   for (int i = 0; i < 3 * 256; i++) table[i] = (uint8_t)((fine[i] + 128) / 257);
   return ApplyZEP3LUT(scan, table) ? 0 : Fail("the image was refused");
 }

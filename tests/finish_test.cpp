@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <vector>
 
 #include "support.h"
@@ -51,6 +52,12 @@ TEST(Prescan, IsTheMeanOfSquaresOnTheEnginesScale) {
   gray.pixels[0] = 128;
   EXPECT_EQ(PrescanOf(gray.bmp, ZEP3_GAMMA_SRGB, 1, prescan), (Levels{110, 110, 110}));
   EXPECT_EQ(PrescanOf(gray.bmp, 10, 1, prescan), (Levels{174, 174, 174}));
+  // sRGB's curve: light ((128 / 255 + 0.055) / 1.055)^2.4 = 0.2159, level 255 * 0.2159^(1 / 1.8) = 108.80. On its foot:
+  // 10 / 255 / 12.92 = 0.003035, level 10.18, where the gamma of 2.2 says 4.87.
+  EXPECT_EQ(PrescanOf(gray.bmp, ZEP3_GAMMA_SRGB_CURVE, 1, prescan), (Levels{109, 109, 109}));
+  gray.pixels[0] = 10;
+  EXPECT_EQ(PrescanOf(gray.bmp, ZEP3_GAMMA_SRGB_CURVE, 1, prescan), (Levels{10, 10, 10}));
+  EXPECT_EQ(PrescanOf(gray.bmp, ZEP3_GAMMA_SRGB, 1, prescan), (Levels{5, 5, 5}));
 }
 
 TEST(Prescan, TakesTheAreaAlong) {
@@ -65,6 +72,68 @@ TEST(Prescan, TakesTheAreaAlong) {
   PrescanOf(scan.bmp, 22, 2, prescan);
   const AREA expected = {{2, 101}, {200, 0}, {626, 150}, {350, 450}};
   EXPECT_EQ(std::memcmp(&prescan.area, &expected, sizeof expected), 0);
+}
+
+// sRGB is taken by its curve where densities are read, and by a gamma of 2.2 elsewhere; other gammas are what they are.
+TEST(Finish, TakesSrgbAsTheAnalysisWantsIt) {
+  const struct {
+    const char* kind;
+    int64_t adaptive, option, expected;
+  } rows[] = {{"photo", ZEP3_UNSET, ZEP3_OPTION_NORMAL, ZEP3_GAMMA_SRGB_CURVE},
+              {"bw-negative", 1, ZEP3_OPTION_NORMAL, ZEP3_GAMMA_SRGB_CURVE},
+              {"faded-slide", 0, ZEP3_OPTION_NORMAL, ZEP3_GAMMA_SRGB},
+              {"slide", 1, ZEP3_OPTION_PLAIN, ZEP3_GAMMA_SRGB},
+              {"document", ZEP3_UNSET, ZEP3_OPTION_NORMAL, ZEP3_GAMMA_SRGB}};
+  for (const auto& row : rows) {
+    Record r;
+    ASSERT_EQ(SetZEP3Kind(&r.para, row.kind), 1);
+    r.para.wDocOption = static_cast<uint16_t>(row.option);
+    EXPECT_EQ(GetZEP3ScanGamma(ZEP3_GAMMA_SRGB_CURVE, row.adaptive, &r.para), row.expected) << row.kind;
+    EXPECT_EQ(GetZEP3ScanGamma(18, row.adaptive, &r.para), 18) << row.kind;
+  }
+  EXPECT_EQ(GetZEP3ScanGamma(ZEP3_GAMMA_SRGB_CURVE, 1, nullptr), ZEP3_GAMMA_SRGB);
+}
+
+// Two gradients across each other, black to `most`, encoded as sRGB, finished by its curve or as told.
+std::vector<uint8_t> FinishedGradients(const char* kind, int most, int64_t gamma, int64_t adaptive,
+                                       std::vector<uint8_t>& before) {
+  Image scan(256, 256);
+  for (int y = 0; y < 256; y++) {
+    for (int x = 0; x < 256; x++) {
+      uint8_t* pixel = scan.pixels.data() + 3 * (256 * y + x);
+      const int red = std::min(x, most);
+      const int green = (red * (255 - y) + std::min(255 - y, most) * y) / 255;
+      pixel[0] = static_cast<uint8_t>(red);
+      pixel[1] = static_cast<uint8_t>(green);
+      pixel[2] = static_cast<uint8_t>((red + green) / 2);
+    }
+  }
+  before.assign(scan.pixels.begin(), scan.pixels.end());
+  Record r;
+  EXPECT_EQ(SetZEP3Kind(&r.para, kind), 1);
+  EXPECT_EQ(FinishZEP3(&scan.bmp, gamma, adaptive, &r.para, nullptr, nullptr), 1);
+  return {scan.pixels.begin(), scan.pixels.end()};
+}
+
+// A picture from a camera goes beyond what paper and film can show, and comes out as it went in, in dark parts, too.
+TEST(Finish, LeavesAPictureFileAsItIs) {
+  for (const char* kind : {"photo", "slide"}) {
+    std::vector<uint8_t> before;
+    const auto after = FinishedGradients(kind, 255, ZEP3_GAMMA_SRGB_CURVE, ZEP3_UNSET, before);
+    int farthest = 0;
+    for (size_t i = 0; i < before.size(); i++) farthest = std::max(farthest, std::abs(before[i] - after[i]));
+    EXPECT_LE(farthest, 3) << kind;
+  }
+}
+
+// Of a scan that is black all over the standard analysis decides, and takes the values its own way.
+TEST(Finish, HandsTheStandardAnalysisItsOwnValues) {
+  for (const char* kind : {"photo", "slide", "bw-negative"}) {
+    std::vector<uint8_t> before;
+    EXPECT_EQ(FinishedGradients(kind, 7, ZEP3_GAMMA_SRGB_CURVE, 1, before),
+              FinishedGradients(kind, 7, ZEP3_GAMMA_SRGB, 0, before))
+        << kind;
+  }
 }
 
 // One call gives what its steps give.

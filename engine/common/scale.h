@@ -94,6 +94,24 @@ inline double LogLevel(double level) { return std::log10(AtLeast(kLevelFloor, le
 inline constexpr double kInverseGamma = 0.5555555555555556;
 inline double LevelOfDensity(double density) { return 255.0 * std::pow(10.0, -density * kInverseGamma); }
 
+// ---- sRGB ----
+
+// The curve of sRGB (IEC 61966-2-1): the light of a value, and back; both 0..1. Its straight foot is what a plain gamma
+// of 2.2 lacks: a value of 10 / 255 stands for 0.0030 of light, by the gamma for 0.0008.
+inline double SrgbLight(double value) {
+  return value <= 0.04045 ? value / 12.92 : std::pow((value + 0.055) / 1.055, 2.4);
+}
+inline double SrgbValue(double light) {
+  return light <= 0.0031308 ? light * 12.92 : 1.055 * std::pow(light, 1.0 / 2.4) - 0.055;
+}
+
+// The light that a display shows for a linear level of the output. Displays are sRGB, which a gamma of 2.2
+// approximates.
+inline double DisplayedLight(double level) { return SrgbLight(std::pow(level / 255.0, 1.8 / 2.2)); }
+
+// The display level, 0..255, that shows the light of a linear level of the scan.
+inline double ShownLevel(double level) { return 255.0 * SrgbValue(Light(level)); }
+
 // ---- negatives ----
 
 // Swaps the two ends of a negative's range: `end` becomes `otherEnd` and the other way round, levels in between keep

@@ -79,9 +79,10 @@ double SpreadOf(const double (&curve)[3][256]) {
 
 } // namespace
 
-ResultCheck::ResultCheck(const View& view, const ZEP3_PARA& para) : m_view(view), m_negative(IsNegative(para)) {
+ResultCheck::ResultCheck(const View& view, const ZEP3_PARA& para, bool bySrgb)
+    : m_view(view), m_negative(IsNegative(para)) {
   double display[256];
-  for (int i = 0; i < 256; i++) display[i] = DisplayLevel(i, DisplayExponent(para));
+  for (int i = 0; i < 256; i++) display[i] = bySrgb ? ShownLevel(i) : DisplayLevel(i, DisplayExponent(para));
   std::vector<Colour> shown;
   shown.reserve(view.picture.blocks.size());
   LevelCounts grays;

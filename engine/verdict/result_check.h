@@ -23,8 +23,9 @@ struct ResultMeasures {
 
 class ResultCheck {
  public:
-  // The view must outlive the object.
-  ResultCheck(const View& view, const ZEP3_PARA& para);
+  // The view must outlive the object. `bySrgb`: the scan stands for light that an sRGB display shows, as the adaptive
+  // analysis of prints and slides has it; else it is shown by the record's gamma.
+  ResultCheck(const View& view, const ZEP3_PARA& para, bool bySrgb);
 
   // Too little to judge by.
   bool IsEmpty() const { return m_view.picture.blocks.empty(); }

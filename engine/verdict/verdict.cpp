@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "engine/adaptive/confidence.h"
+#include "engine/adaptive/positive/curve_points.h"
 #include "engine/common/convert.h"
 #include "engine/common/record.h"
 #include "engine/common/scale.h"
@@ -72,7 +73,7 @@ void Judge(const View& view, const ZEP3_PARA& para, const double* matrix, ZEP3_E
     evidence.lVerdict = ZEP3_VERDICT_FAILED;
     return;
   }
-  const ResultCheck check(view, para);
+  const ResultCheck check(view, para, evidence.lAnalysis == ZEP3_ANALYSIS_POSITIVE);
   if (check.IsEmpty()) evidence.lReasons |= ZEP3_REASON_TOO_LITTLE;
   failed |= DeniedKind(view, para) | FailedChecks(check.Measure(para, matrix), para);
   SetVerdict(failed, evidence);
@@ -102,12 +103,15 @@ Proposal Proposal::Toward(const Proposal& other, double share) const {
   return between;
 }
 
-Proposal Proposal::Unchanged(const ZEP3_PARA& para) {
+Proposal Proposal::Unchanged(const ZEP3_PARA& para, bool bySrgb) {
   Proposal unchanged(para);
   const double exponent = DisplayExponent(para);
-  const int64_t light = EncodeLevel(kUnchangedLight, exponent);
-  const int64_t dark = EncodeLevel(kUnchangedDark, exponent);
-  for (ZEP3_POINTS& p : unchanged.m_ic.ch) p = {light, dark, light, dark, 100};
+  const auto encode = [&](double level) -> int64_t { return EncodeLevel(level, exponent); };
+  CurvePoints same = {kUnchangedLight, kUnchangedDark, kUnchangedLight, kUnchangedDark, 1.0};
+  if (bySrgb) same = CurveThrough([](double out) { return 255.0 * std::pow(DisplayedLight(out), kInverseGamma); });
+  const ZEP3_POINTS points = {encode(same.hlIn), encode(same.sdIn), encode(same.hlOut), encode(same.sdOut),
+                              ToInt32(100.0 * same.gamma + 0.5)};
+  std::fill_n(unchanged.m_ic.ch, 3, points);
   unchanged.m_ic.wHlCurveType = ZEP3_HL_NONE;
   unchanged.m_ic.wSdCurveType = ZEP3_SD_NONE;
   unchanged.m_saturation = 0;
@@ -122,7 +126,8 @@ void Settle(const View& view, const Proposal& standard, bool usable, const doubl
   // A blank frame of a roll is to be black or white.
   const bool blank = (evidence.lReasons & ZEP3_REASON_BLANK) != 0;
   if (blank || evidence.lAnalysis == ZEP3_ANALYSIS_STANDARD) return Judge(view, WithoutUser(para), matrix, evidence);
-  const ResultCheck check(view, para);
+  const bool bySrgb = evidence.lAnalysis == ZEP3_ANALYSIS_POSITIVE;
+  const ResultCheck check(view, para, bySrgb);
   const Proposal proposed(para);
   const int64_t denied = DeniedKind(view, para);
   const int64_t failed = FailedChecks(check.Measure(WithoutUser(para), matrix), para);
@@ -131,9 +136,9 @@ void Settle(const View& view, const Proposal& standard, bool usable, const doubl
 
   std::vector<Proposal> weaker;
   if (usable) weaker.push_back(proposed.Toward(standard, 0.5));
-  if (!IsNegative(para)) weaker.push_back(proposed.Toward(Proposal::Unchanged(para), 0.5));
+  if (!IsNegative(para)) weaker.push_back(proposed.Toward(Proposal::Unchanged(para, bySrgb), 0.5));
   if (usable) weaker.push_back(standard);
-  if (!IsNegative(para)) weaker.push_back(Proposal::Unchanged(para));
+  if (!IsNegative(para)) weaker.push_back(Proposal::Unchanged(para, bySrgb));
   for (const Proposal& proposal : weaker) {
     proposal.WriteTo(para);
     if (FailedChecks(check.Measure(WithoutUser(para), matrix), para) != 0) continue;

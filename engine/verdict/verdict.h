@@ -22,8 +22,8 @@ class Proposal {
 
   // A share of the way to another one: points, gammas and saturation. Tone curves stay.
   Proposal Toward(const Proposal& other, double share) const;
-  // Of an original that is not a negative: nothing is changed.
-  static Proposal Unchanged(const ZEP3_PARA& para);
+  // Of an original that is not a negative: nothing is changed. `bySrgb` as in ResultCheck.
+  static Proposal Unchanged(const ZEP3_PARA& para, bool bySrgb);
 
  private:
   ZEP3_IC m_ic;

@@ -136,6 +136,7 @@ Correction Settings::Analyse(const py::array& array, const ZEP3_SHARED* shared, 
   ZEP3_PARA& para = correction.record.para;
   CheckScan(*this, scan);
   bool found = false;
+  bool again = false;
   {
     const py::gil_scoped_release release;
     Matrix film = MatrixOf(matrix);
@@ -152,12 +153,19 @@ Correction Settings::Analyse(const py::array& array, const ZEP3_SHARED* shared, 
     } else {
       found = found && ZEP3(&small.image, &para, film.data());
     }
+    again = gamma == ZEP3_GAMMA_SRGB_CURVE && correction.evidence.lAnalysis == ZEP3_ANALYSIS_STANDARD;
     if (found && (correction.evidence.lVerdict == ZEP3_VERDICT_NONE || HasUserValues(para))) {
       found = JudgeZEP3(&small.image, &para, Given(matrix), &correction.evidence);
     }
     ToScan(small.shrink, correction.evidence);
   }
   if (!found) throw std::bad_alloc(); // what else is refused was checked above
+  if (again) {
+    // The scan says too little: the standard analysis decided, and has its own way of taking values.
+    Settings standard = *this;
+    standard.gamma = ZEP3_GAMMA_SRGB;
+    return standard.Analyse(array, shared, inRoll);
+  }
   if (inRoll) correction.member = MemberOf(shared, correction.evidence);
   return correction;
 }

@@ -31,7 +31,7 @@ enum class Member { kNone, kShared, kOdd, kBlank, kSingle };
 struct Correction {
   Record record;
   std::optional<Matrix> matrix;
-  int64_t gamma = ZEP3_GAMMA_SRGB; // of the scan's values, tenths
+  int64_t gamma = ZEP3_GAMMA_SRGB; // of the scan's values, tenths or ZEP3_GAMMA_SRGB_CURVE
   std::optional<Paper> paper;
   ZEP3_EVIDENCE evidence = {};
   Member member = Member::kNone;
@@ -51,7 +51,7 @@ struct Correction {
 struct Settings {
   Record record; // kind, strength and what the user adds
   std::optional<Matrix> matrix;
-  int64_t gamma = ZEP3_GAMMA_SRGB; // tenths
+  int64_t gamma = ZEP3_GAMMA_SRGB; // likewise
   bool adaptive = true;
   bool even = true;
   std::optional<std::array<int64_t, 4>> area; // left, top, width, height

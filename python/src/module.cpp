@@ -65,10 +65,22 @@ int64_t Tenths(const char* what, double gamma) {
   return std::lround(gamma * 10);
 }
 
+// sRGB's curve as the gamma that comes near it.
+double InNumbers(int64_t gamma) {
+  return static_cast<double>(gamma == ZEP3_GAMMA_SRGB_CURVE ? int64_t{ZEP3_GAMMA_SRGB} : gamma) / 10;
+}
+
+int64_t GammaTold(const std::optional<double>& gamma, const std::optional<py::bytes>& icc) {
+  if (gamma) return Tenths("gamma", *gamma);
+  if (!icc) return ZEP3_GAMMA_SRGB_CURVE;
+  const std::string_view bytes = *icc;
+  return GammaOf(OpenProfile(bytes.data(), bytes.size())).value_or(ZEP3_GAMMA_SRGB_CURVE);
+}
+
 std::optional<double> GammaOfProfile(const py::bytes& profile) {
   const std::string_view bytes = profile;
   const std::optional<int> gamma = GammaOf(OpenProfile(bytes.data(), bytes.size()));
-  return gamma ? std::optional(*gamma / 10.0) : std::nullopt;
+  return gamma ? std::optional(InNumbers(*gamma)) : std::nullopt;
 }
 
 using Triple = std::array<int64_t, 3>;
@@ -84,12 +96,6 @@ Settings MakeSettings(const std::string& kind, std::optional<double> gamma, cons
     throw py::value_error("a scan does not tell its kind surely enough: name one of " + KindList());
   }
   if (!SetZEP3Kind(&para, kind.c_str())) throw py::value_error("no kind '" + kind + "'; there are " + KindList());
-  if (gamma) {
-    settings.gamma = Tenths("gamma", *gamma);
-  } else if (const auto profile = icc ? GammaOfProfile(*icc) : std::nullopt) {
-    settings.gamma = Tenths("gamma", *profile);
-  }
-  para.lScreenGamma = outputGamma ? Tenths("output_gamma", *outputGamma) : settings.gamma;
   if (analysis && *analysis != "adaptive" && *analysis != "standard") {
     throw py::value_error("analysis is '" + *analysis + "'; adaptive and standard are taken");
   }
@@ -107,6 +113,8 @@ Settings MakeSettings(const std::string& kind, std::optional<double> gamma, cons
   para.ic.lColorBalanceG = balance[1];
   para.ic.lColorBalanceB = balance[2];
   para.wDocOption = plain ? ZEP3_OPTION_PLAIN : ZEP3_OPTION_NORMAL;
+  settings.gamma = GetZEP3ScanGamma(GammaTold(gamma, icc), settings.adaptive, &para);
+  para.lScreenGamma = outputGamma ? Tenths("output_gamma", *outputGamma) : std::lround(10 * InNumbers(settings.gamma));
   settings.area = area;
   for (size_t i = 0; area && i < area->size(); i++) CheckRange("area", (*area)[i], i < 2 ? 0 : 1, INT32_MAX);
   settings.matrix = matrix;
@@ -345,7 +353,7 @@ void DefineCorrection(py::module_& module) {
           "backlight", [](const Correction& c) { return c.record.para.lAgainstLight; },
           "Strength of the backlight correction with which the scan was analysed, eighths.")
       .def_property_readonly(
-          "gamma", [](const Correction& c) { return static_cast<double>(c.gamma) / 10; }, "Gamma of the scan's values.")
+          "gamma", [](const Correction& c) { return InNumbers(c.gamma); }, "Gamma of the scan's values; 2.2 for sRGB.")
       .def_property_readonly(
           "output_gamma", [](const Correction& c) { return static_cast<double>(c.record.para.lScreenGamma) / 10; },
           "Gamma of the result's values.")

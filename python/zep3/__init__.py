@@ -97,7 +97,7 @@ def analyse(
 
     kind          a Kind, or its name. A scan does not tell it: "auto" is refused.
     gamma         of the scan's values, 0.5 to 5, in tenths; 1.0 for raw linear scans. None: as icc tells.
-    icc           the scan's ICC profile, of which the gamma is taken. None, or a profile that tells none: 2.2, as sRGB.
+    icc           the scan's ICC profile, of which the gamma is taken. None, or a profile that tells none: sRGB.
     output_gamma  of the result's values. None: as the scan's, so that its profile stays right.
     analysis      "adaptive" or "standard". None: as is best for the kind.
     level         strength of the correction, 0 to 9.

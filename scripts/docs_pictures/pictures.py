@@ -358,7 +358,7 @@ def densities(m):
     offset, dye = (np.array(told[name])[[0, 2]] for name in ("offset", "dyeLeft"))
     side = 4
     h, w = (n // side * side for n in scan.shape[:2])
-    blocks = s.light(scan, s.SCAN_GAMMA)[:h, :w].reshape(h // side, side, w // side, side, 3)
+    blocks = s.light(scan)[:h, :w].reshape(h // side, side, w // side, side, 3)
     blocks = blocks.mean(axis=(1, 3)).reshape(-1, 3)
     blocks = blocks[np.random.default_rng(1).permutation(len(blocks))[:2500]]
     ramp = np.linspace(0, 1, 50)[:, None] ** 3 * np.ones(3)

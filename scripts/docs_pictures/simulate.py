@@ -1,14 +1,13 @@
 """Old originals by calculation: fades prints and slides, exposes and develops negatives, and scans them.
 
-Pictures are arrays (height, width, 3) of linear sRGB light, 0 to 1. Scans are 8 bits at gamma 2.2, which zep3 takes for
-the gamma of a file without a profile. Densities are -log10 of light.
+Pictures are arrays (height, width, 3) of linear sRGB light, 0 to 1. Scans are sRGB of 8 bits, as which zep3 takes a
+file without a profile. Densities are -log10 of light.
 """
 import io
 
 import numpy as np
 from PIL import Image
 
-SCAN_GAMMA = 2.2
 DAYLIGHT = 5500.0  # kelvin
 MID_GRAY = 0.18    # light of a metered gray
 
@@ -88,7 +87,7 @@ def scanned(transmitted, seed=1):
     """Light at the sensor -> scan with photon noise."""
     noise = np.random.default_rng(seed).standard_normal(transmitted.shape)
     seen = transmitted + noise * np.sqrt(np.maximum(transmitted, 0) / 20000 + 4e-8)
-    return to8(np.clip(seen, 0, 1) ** (1 / SCAN_GAMMA))
+    return display(seen)
 
 
 def positive(linear, material, history):

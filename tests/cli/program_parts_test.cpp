@@ -220,14 +220,15 @@ TEST_F(Parts, TheGammaIsTheProfiles) {
     const char* name;
     VImage image;
     int gamma;
-  } cases[] = {{"sRGB", With(cmsCreate_sRGBProfile(), 3), 22},
+  } cases[] = {{"sRGB", With(cmsCreate_sRGBProfile(), 3), ZEP3_GAMMA_SRGB_CURVE},
                {"1.0", Rgb(1.0), 10},
                {"2.19921875", Rgb(563 / 256.0), 22},
                {"gray 1.8", GrayOf(1.8), 18},
-               {"Lab", With(cmsCreateLab4Profile(nullptr), 3), 22},
-               {"none", VImage::black(1, 1), 22}};
+               {"Lab", With(cmsCreateLab4Profile(nullptr), 3), ZEP3_GAMMA_SRGB_CURVE},
+               {"none", VImage::black(1, 1), ZEP3_GAMMA_SRGB_CURVE}};
   for (const auto& c : cases) {
     EXPECT_EQ(FindEncoding(c.image, {}, {}).input, c.gamma) << c.name;
+    EXPECT_TRUE(FindEncoding(c.image, {}, {}).IsKept()) << c.name;
     EXPECT_EQ(FindEncoding(c.image, {}, 20).output, 20) << c.name;
     EXPECT_EQ(FindEncoding(c.image, 15, {}).output, 15) << c.name;
   }

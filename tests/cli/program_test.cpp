@@ -394,11 +394,29 @@ TEST_F(Program, ProfileFitsTheOutputGamma) {
   Save(Sample(), "scan.tif[profile=srgb]");
   ExpectDone("scan.tif -o same.tif");
   ExpectDone("scan.tif -o other.tif --output-gamma 1.8");
-  EXPECT_EQ(Analysed("same.tif")["inputGamma10"], 22);
+  EXPECT_EQ(Analysed("same.tif")["inputGamma10"], "sRGB");
   EXPECT_EQ(Analysed("other.tif")["inputGamma10"], 18);
   EXPECT_GT(Difference(Load("same.tif"), Load("other.tif")), 5);
   const std::string primaries = "exiftool -s3 -RedMatrixColumn -GreenMatrixColumn -BlueMatrixColumn ";
   EXPECT_EQ(Run(primaries + "other.tif").out, Run(primaries + "scan.tif").out);
+}
+
+// A file without a profile, and one with sRGB's, are read by sRGB's curve; a gamma of 2.2 can be told, and differs.
+TEST_F(Program, ReadsSrgbByItsCurve) {
+  Save(Sample(), "plain.tif");
+  Save(Sample(), "named.tif[profile=srgb]");
+  for (const std::string options : {"", " -k negative", " -k document", " --analysis standard"}) {
+    ExpectDone("plain.tif -o plain_out.tif --overwrite --sidecar" + options);
+    ExpectDone("named.tif -o named_out.tif --overwrite" + options);
+    ExpectDone("plain.tif -o srgb_out.tif --overwrite --input-gamma srgb" + options);
+    ExpectDone("plain.tif -o gamma_out.tif --overwrite --input-gamma 2.2" + options);
+    EXPECT_EQ(Difference(Load("plain_out.tif"), Load("named_out.tif")), 0) << options;
+    EXPECT_EQ(Difference(Load("plain_out.tif"), Load("srgb_out.tif")), 0) << options;
+    const bool curve = options.empty() || options == " -k negative";
+    EXPECT_EQ(Difference(Load("plain_out.tif"), Load("gamma_out.tif")) > 0, curve) << options;
+    ExpectDone("plain.tif -o again.tif --overwrite --use-sidecar plain_out.tif.zep3.json");
+    EXPECT_EQ(Difference(Load("plain_out.tif"), Load("again.tif")), 0) << options;
+  }
 }
 
 TEST_F(Program, StandardInputAndOutput) {

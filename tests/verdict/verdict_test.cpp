@@ -35,7 +35,7 @@ constexpr ZEP3_POINTS kSame = Points(250, 10, 250, 10);
 
 ResultMeasures MeasureOf(const Image& image, const Shown& shown) {
   const View view = LookAt(image.bmp, shown.para);
-  return ResultCheck(view, shown.para).Measure(shown.para, nullptr);
+  return ResultCheck(view, shown.para, false).Measure(shown.para, nullptr);
 }
 
 TEST(ResultCheck, MeasuresWhatTheTablesDo) {

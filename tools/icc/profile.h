@@ -13,6 +13,7 @@ using IccProfile = std::unique_ptr<void, CloseProfile>;
 // Null where the bytes are no profile.
 IccProfile OpenProfile(const void* bytes, std::size_t size);
 
-// Tenths, from 5 to 50: the gamma of the profile's curves as Little CMS estimates it, rounded. Nothing where there is
-// no profile, or one of another colour space than RGB and gray, or its curves have nothing like one gamma.
+// ZEP3_GAMMA_SRGB_CURVE where the profile's curves are sRGB's; else, in tenths from 5 to 50, their gamma as Little CMS
+// estimates it, rounded. Nothing where there is no profile, or one of another colour space than RGB and gray, or its
+// curves have nothing like one gamma.
 std::optional<int> GammaOf(const IccProfile& profile);

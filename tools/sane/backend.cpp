@@ -176,14 +176,15 @@ void Corrected::Decide(ScannedPage& low) {
   Correction correction(m_own);
   ZEP3_EVIDENCE evidence;
   const ZEP3_BmpInfo image = ImageOf(low.Line(0), low.width, low.lines, low.channels, low.depth);
-  const int64_t gamma = m_own.ScanGamma();
   m_table.resize(size_t{3} * (low.depth == 8 ? 256 : 65536));
   const auto entries = static_cast<int64_t>(m_table.size() / 3);
-  if (!FinishZEP3(&image, gamma, m_own.Adaptive(), &correction.para, nullptr, &evidence)) {
+  if (!FinishZEP3(&image, m_own.ValueGamma(), m_own.Adaptive(), &correction.para, nullptr, &evidence)) {
     const char* const why = CheckZEP3(ZEP3_CALL_FINISH, &image, &correction.para, nullptr);
     throw ScannerFault(why != nullptr ? why : "not enough memory", SANE_STATUS_NO_MEM);
   }
   m_chroma = GetZEP3Chroma(&correction.para);
+  const bool adaptive = evidence.lAnalysis != ZEP3_ANALYSIS_STANDARD;
+  const int64_t gamma = GetZEP3ScanGamma(m_own.ValueGamma(), adaptive, &correction.para);
   if (!MakeZEP3ScanLUT(&correction.para, nullptr, gamma, entries, m_table.data())) throw std::bad_alloc();
   m_own.TellFound(&evidence);
 }
@@ -193,7 +194,7 @@ void Corrected::FinishPage() {
   ZEP3_EVIDENCE evidence;
   const ZEP3_BmpInfo image = ImageOf(m_page.Line(0), m_page.width, m_page.lines, m_page.channels, m_page.depth);
   // A page that the library refuses, of a few pixels, is handed on as it is.
-  const bool done = FinishZEP3(&image, m_own.ScanGamma(), m_own.Adaptive(), &correction.para, nullptr, &evidence) == 1;
+  const bool done = FinishZEP3(&image, m_own.ValueGamma(), m_own.Adaptive(), &correction.para, nullptr, &evidence) == 1;
   m_own.TellFound(done ? &evidence : nullptr);
 }
 

@@ -258,6 +258,11 @@ void OwnOptions::Describe(ZEP3_PARA& para) const {
 
 int64_t OwnOptions::ScanGamma() const { return std::llround(10 * SANE_UNFIX(m_values[kGamma])); }
 
+int64_t OwnOptions::ValueGamma() const {
+  const int64_t gamma = ScanGamma();
+  return gamma == ZEP3_GAMMA_SRGB ? int64_t{ZEP3_GAMMA_SRGB_CURVE} : gamma;
+}
+
 int64_t OwnOptions::Adaptive() const {
   return m_values[kAnalysis] == 0 ? int64_t{ZEP3_UNSET} : int64_t{m_values[kAnalysis] - 1};
 }

@@ -25,6 +25,7 @@ class OwnOptions {
   // Fills kind, strength and the user's values in.
   void Describe(ZEP3_PARA& para) const;
   int64_t ScanGamma() const;                     // tenths
+  int64_t ValueGamma() const;                    // as calls take it for a scan's values; 2.2 stands for sRGB
   int64_t Adaptive() const;                      // as of FinishZEP3
   bool WholePages() const;                       // no pre-scan
   bool AlwaysPrescan() const;                    // also where it is not known that the scanner can look twice

@@ -18,10 +18,6 @@ using namespace positive;
 
 namespace {
 
-// The light that a display shows for a linear level of its output. Displays are sRGB, which a gamma of 2.2
-// approximates. Valid from kShadowOut on, which lies above the straight beginning of sRGB (IEC 61966-2-1).
-double DisplayedLight(double level) { return std::pow((std::pow(level / 255.0, 1.8 / 2.2) + 0.055) / 1.055, 2.4); }
-
 double Apart(const double (&v)[3]) { return Largest(v) - Smallest(v); }
 
 PositiveEvidence EvidenceOf(const PositiveEstimate& estimate, const PositiveMaterial& material) {

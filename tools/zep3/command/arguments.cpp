@@ -5,6 +5,7 @@
 #include <cmath>
 #include <system_error>
 
+#include "engine/zep3.h"
 #include "failure.h"
 
 namespace {
@@ -189,6 +190,8 @@ double ParseStops(std::string_view text, double most) {
   if (!good) Refuse(text, "stops within " + std::to_string(std::lround(most)) + " of 0, such as 0.5, -1 or 1/3");
   return stops / under;
 }
+
+int ParseInputGamma(std::string_view text) { return text == "srgb" ? ZEP3_GAMMA_SRGB_CURVE : ParseGamma(text); }
 
 int ParseGamma(std::string_view text) {
   double gamma = 0;

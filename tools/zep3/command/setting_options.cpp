@@ -113,8 +113,8 @@ void AddAreaAndScales(CLI::App& app, Options& options, Settings& settings) {
       group, "--gamma-pipette", options.analysis.gammaPipette,
       [](const std::string& text) { return ParsePipette(text, false); }, "X,Y",
       "Make the colour here gray by the channels' gammas");
-  AddParsed(group, "--input-gamma", options.inputGamma, ParseGamma, "GAMMA",
-            "Gamma of the scan's values (from its ICC profile, else 2.2)");
+  AddParsed(group, "--input-gamma", options.inputGamma, ParseInputGamma, "GAMMA",
+            "Gamma of the scan's values, or srgb (from its ICC profile, else srgb)");
   AddParsed(group, "--output-gamma", options.outputGamma, ParseGamma, "GAMMA",
             "Gamma of the result's values (as the scan's); a profile is changed to fit");
 }

@@ -34,15 +34,16 @@ Outcome CompareKinds(const Job& job, const Options& options) {
   const MemoryBound bound(options.admission);
   const int page = PageToCompare(scan);
   const vips::VImage image = scan.Open(page);
-  const Encoding encoding = FindEncoding(image, options.inputGamma, options.outputGamma);
-  const SmallScan small = MakeSmall(scan, page, image, encoding.input, nullptr);
+  Options asPage = options;
+  asPage.analysis.kind = FindZEP3Kind("document");
+  const SmallScan small = MakeSmall(scan, page, image, EncodingFor(image, asPage).input, nullptr);
   std::vector<ComparedResult> results;
   for (int64_t i = 0; const ZEP3_KIND* kind = GetZEP3Kind(i); i++) {
     for (const bool adaptive : {true, false}) {
       Options as = options;
       as.analysis.kind = kind;
       as.analysis.adaptive = adaptive;
-      CorrectedPage corrected = FindCorrection(small, as, encoding);
+      CorrectedPage corrected = FindCorrection(small, as, EncodingFor(image, as));
       corrected.chroma = options.saturation.Of(corrected.chroma);
       const Correction& correction = corrected.correction;
       const int64_t reasons = correction.finding->evidence.lReasons;

@@ -75,6 +75,12 @@ SmallScan MakeSmall(const Scan& scan, int page, const vips::VImage& image, std::
   return TakePrescan(image, decoded, plain, held, detailGamma);
 }
 
+Encoding EncodingFor(const vips::VImage& image, const Options& options) {
+  Encoding encoding = FindEncoding(image, options.inputGamma, options.outputGamma);
+  encoding.input = ScanGammaFor(options.analysis, encoding.input);
+  return encoding;
+}
+
 CorrectedPage FindCorrection(const SmallScan& small, const Options& options, const Encoding& encoding) {
   CorrectedPage corrected;
   corrected.correction = Analyse(small, options.analysis, options.user, encoding);
@@ -90,8 +96,7 @@ DecidedPage Decide(const Scan& scan, int page, const Options& options, const std
   DecidedPage decided;
   decided.source = image;
   const CorrectedPage* const sidecar = repeated.empty() ? nullptr : &PageOf(repeated, scan.FilePage(page));
-  const Encoding encoding =
-      sidecar != nullptr ? sidecar->correction.encoding : FindEncoding(image, options.inputGamma, options.outputGamma);
+  const Encoding encoding = sidecar != nullptr ? sidecar->correction.encoding : EncodingFor(image, options);
   const bool detailed = sidecar != nullptr ? sidecar->correction.paper.has_value() : IsPageAnalysis(options.analysis);
   Measure(scan, page, image, again, detailed ? std::optional(encoding.input) : std::nullopt, decided);
   CorrectedPage& corrected = decided.corrected;

@@ -17,6 +17,9 @@ std::vector<CorrectedPage> RepeatedCorrections(const Options& options);
 SmallScan MakeSmall(const Scan& scan, int page, const vips::VImage& image, std::optional<int> detailGamma,
                     vips::VImage* held);
 
+// The encoding of an image as the analysis takes it.
+Encoding EncodingFor(const vips::VImage& image, const Options& options);
+
 // By the analysis and what the user adds.
 CorrectedPage FindCorrection(const SmallScan& small, const Options& options, const Encoding& encoding);
 

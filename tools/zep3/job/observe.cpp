@@ -50,7 +50,7 @@ Outcome ObserveScan(const Job& job, const Options& options) {
     if (scan.IsBilevel(page) || scan.IsReduced(page)) continue;
     const MemoryBound bound(options.admission);
     const vips::VImage image = scan.Open(page);
-    const Encoding encoding = FindEncoding(image, options.inputGamma, options.outputGamma);
+    const Encoding encoding = EncodingFor(image, options);
     const SmallScan small = MakeSmall(scan, page, image, std::nullopt, nullptr);
     observed.pages.push_back({scan.FilePage(page), Observe(small, options.analysis, encoding)});
   }

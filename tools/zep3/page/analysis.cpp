@@ -328,6 +328,13 @@ bool IsUsable(const AnalysisOptions& analysis, const ZEP3_SHARED& shared) {
   return ZEP3Shared(&any.bmp, &record.para, MatrixOf(analysis).data(), &shared, nullptr) == 1;
 }
 
+int ScanGammaFor(const AnalysisOptions& analysis, int gamma) {
+  Record record;
+  SetKind(analysis, record.para);
+  const bool adaptive = analysis.adaptive.value_or(analysis.kind->wAdaptive != 0);
+  return static_cast<int>(GetZEP3ScanGamma(gamma, adaptive, &record.para));
+}
+
 ZEP3_OBSERVATION Observe(const SmallScan& scan, const AnalysisOptions& analysis, const Encoding& encoding) {
   LinearPixels pixels = ToLinear(scan, encoding.input);
   const ZEP3_BmpInfo bmp = ImageOf(pixels, ToEngineArea(analysis.area, scan));
@@ -365,6 +372,12 @@ Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const
     return ZEP3(&bmp, &para, matrix.data()) == 1;
   };
   const bool found = find();
+  if (found && encoding.IsSrgb() && finding.evidence.lAnalysis == ZEP3_ANALYSIS_STANDARD) {
+    // The scan says too little: the standard analysis decided, and has its own way of taking values.
+    Encoding standard = encoding;
+    standard.input = ZEP3_GAMMA_SRGB;
+    return Analyse(scan, analysis, user, standard);
+  }
   if (analysis.tablesAlone) correction.paper.reset();
   if (!found) RefuseAnalysis(bmp, para, matrix);
   finding.member = MemberOf(analysis, finding.evidence);

@@ -16,6 +16,9 @@ bool CanShare(const AnalysisOptions& analysis);
 // Whether what the scans of a roll share is such as the engine writes it, for this kind.
 bool IsUsable(const AnalysisOptions& analysis, const ZEP3_SHARED& shared);
 
+// How the analysis takes values of such a gamma, see GetZEP3ScanGamma.
+int ScanGammaFor(const AnalysisOptions& analysis, int gamma);
+
 // What a scan says of its roll. Throws Failure when the engine refuses the scan.
 ZEP3_OBSERVATION Observe(const SmallScan& scan, const AnalysisOptions& analysis, const Encoding& encoding);
 

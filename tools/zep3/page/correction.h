@@ -14,9 +14,13 @@
 // Gamma of pixel values, in tenths: 22 is 2.2. The engine's resolution is a tenth, so is ours, in both directions: what
 // is not corrected comes out as it went in.
 struct Encoding {
-  int input = 22;     // of the scan's values
-  int output = 22;    // of the result's values: the record's lScreenGamma
+  int input = 22;     // of the scan's values; or ZEP3_GAMMA_SRGB_CURVE
+  int output = 22;    // of the result's values: the record's lScreenGamma, 22 for sRGB
   std::string source; // where the input's comes from: "ICC profile NAME", "sRGB assumed", "given"
+
+  bool IsSrgb() const { return input == ZEP3_GAMMA_SRGB_CURVE; }
+  // The result's values stand for what the scan's do.
+  bool IsKept() const { return output == (IsSrgb() ? int{ZEP3_GAMMA_SRGB} : input); }
 };
 
 // One channel of the whole pre-scan, on the engine's scale (linear levels).

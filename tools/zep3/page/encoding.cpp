@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr int kDisplayGamma = 22;
-
 struct FreeCurve {
   void operator()(cmsToneCurve* curve) const { cmsFreeToneCurve(curve); }
 };
@@ -48,7 +46,7 @@ std::vector<uint8_t> BytesOf(const IccProfile& profile) {
 // With the date of the one that it stands for: the same scan gives the same bytes at any time.
 std::vector<uint8_t> GrayProfile(const IccProfile& colours, const Encoding& encoding) {
   const auto* green = static_cast<const cmsToneCurve*>(cmsReadTag(colours.get(), cmsSigGreenTRCTag));
-  const bool same = encoding.input == encoding.output && green != nullptr;
+  const bool same = encoding.IsKept() && green != nullptr;
   const Curve curve(same ? cmsDupToneCurve(green) : cmsBuildGamma(nullptr, encoding.output / 10.0));
   std::vector<uint8_t> bytes = BytesOf(IccProfile(cmsCreateGrayProfile(cmsD50_xyY(), curve.get())));
   constexpr std::ptrdiff_t kDate = 24, kDateEnd = 36; // in the head of every profile
@@ -72,18 +70,18 @@ Encoding FindEncoding(const vips::VImage& image, std::optional<int> givenInput, 
     encoding.source = "given";
   } else if (const IccProfile profile = ReadProfile(image)) {
     const std::optional<int> gamma = GammaOf(profile);
-    encoding.input = gamma.value_or(kDisplayGamma);
+    encoding.input = gamma.value_or(ZEP3_GAMMA_SRGB_CURVE);
     encoding.source = "ICC profile " + Description(profile) + (gamma ? "" : ", which tells no gamma");
   } else {
-    encoding.input = kDisplayGamma;
+    encoding.input = ZEP3_GAMMA_SRGB_CURVE;
     encoding.source = "sRGB assumed";
   }
-  encoding.output = givenOutput.value_or(encoding.input);
+  encoding.output = givenOutput.value_or(encoding.IsSrgb() ? int{ZEP3_GAMMA_SRGB} : encoding.input);
   return encoding;
 }
 
 vips::VImage FitProfile(const vips::VImage& image, const Encoding& encoding, bool madeGray) {
-  if (encoding.input == encoding.output && !madeGray) return image;
+  if (encoding.IsKept() && !madeGray) return image;
   const IccProfile profile = ReadProfile(image);
   if (!profile) return image;
 

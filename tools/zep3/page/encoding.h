@@ -10,8 +10,9 @@
 
 #include "page/correction.h"
 
-// The encoding of an image. Its profile's gamma as Little CMS estimates it, rounded to a tenth; without a profile, or
-// when it has nothing like one gamma, 2.2, which is what sRGB comes to. given: in tenths, what the user says instead.
+// The encoding of an image. sRGB's curve where its profile has that, or it has no profile, or one that has nothing like
+// a gamma; else its profile's gamma as Little CMS estimates it, rounded to a tenth. given: what the user says instead,
+// in tenths or ZEP3_GAMMA_SRGB_CURVE.
 Encoding FindEncoding(const vips::VImage& image, std::optional<int> givenInput, std::optional<int> givenOutput);
 
 // The image with a profile that fits the result: the profile's curves are replaced where input and output differ.

@@ -17,7 +17,7 @@ namespace {
 bool IsTiffAsItIs(const Scan& scan, const CorrectedPage& corrected, const SaveOptions& save) {
   const Encoding& encoding = corrected.correction.encoding;
   return save.format->name == "tiff" && scan.IsTiff() && save.saver.empty() && !save.strip && !corrected.cut &&
-         encoding.input == encoding.output;
+         encoding.IsKept();
 }
 
 // A plain page to a plain page: pixels go from file to file, all else is carried. False where libvips is needed.
@@ -53,7 +53,7 @@ void WritePage(const Scan& scan, int page, const vips::VImage& image, const Corr
   const Encoding& encoding = corrected.correction.encoding;
   SaveOptions as = save;
   as.quiet = quiet;
-  as.recoded = encoding.input != encoding.output;
+  as.recoded = !encoding.IsKept();
   const bool madeGray = corrected.gray && image.bands() >= 3;
   if (madeGray && save.format->name == "pnm") as.suffix = ".pgm"; // under .ppm libvips would make three channels of it
   const vips::VImage fitted = FitProfile(result, encoding, madeGray);

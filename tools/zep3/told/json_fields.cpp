@@ -7,6 +7,7 @@
 #include <limits>
 #include <vector>
 
+#include "engine/zep3.h"
 #include "failure.h"
 
 namespace {
@@ -36,6 +37,15 @@ int64_t Integer(const nlohmann::json& json, const char* name, int64_t low, int64
     Refuse(std::string("'") + name + "' is not a whole number of " + std::to_string(low) + ".." + std::to_string(high));
   }
   return value.get<int64_t>();
+}
+
+nlohmann::ordered_json GammaToJson(int gamma) {
+  return gamma == ZEP3_GAMMA_SRGB_CURVE ? nlohmann::ordered_json("sRGB") : nlohmann::ordered_json(gamma);
+}
+
+int GammaFromJson(const nlohmann::json& json, const char* name) {
+  if (At(json, name) == "sRGB") return ZEP3_GAMMA_SRGB_CURVE;
+  return static_cast<int>(Integer(json, name, 5, 50));
 }
 
 double Number(const nlohmann::json& json, const char* name, double low, double high) {

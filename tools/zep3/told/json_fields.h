@@ -15,6 +15,10 @@ nlohmann::ordered_json ValuesToJson(std::span<const double> values);
 
 const nlohmann::json& At(const nlohmann::json& json, const char* name);
 int64_t Integer(const nlohmann::json& json, const char* name, int64_t low, int64_t high);
+
+// The gamma of a scan's values: tenths, or "sRGB" for ZEP3_GAMMA_SRGB_CURVE.
+nlohmann::ordered_json GammaToJson(int gamma);
+int GammaFromJson(const nlohmann::json& json, const char* name);
 double Number(const nlohmann::json& json, const char* name, double low, double high);
 
 // The way back from ValuesToJson.

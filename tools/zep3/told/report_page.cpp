@@ -43,7 +43,8 @@ std::vector<std::pair<std::string, std::string>> Numbers(const CorrectedPage& pa
       {"Size", std::to_string(correction.prescan.scanWidth) + " x " + std::to_string(correction.prescan.scanHeight) +
                    ", " + std::to_string(page.bits) + " bits"},
       {"Picture", frame.empty() ? "fills the scan, or was not found" : frame},
-      {"Gamma of the scan", tenth(correction.encoding.input) + " (" + correction.encoding.source + ")"},
+      {"Gamma of the scan", (correction.encoding.IsSrgb() ? std::string("sRGB") : tenth(correction.encoding.input)) +
+                                " (" + correction.encoding.source + ")"},
       {"Gamma of the result", tenth(para.lScreenGamma)},
       {"Highlight in (R / G / B)", all([&](const ZEP3_POINTS& points) { return level(points.lHlIn); })},
       {"Highlight out", all([&](const ZEP3_POINTS& points) { return level(points.lHlOut); })},

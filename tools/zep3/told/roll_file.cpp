@@ -173,7 +173,7 @@ Json SettingsToJson(const Roll& roll) {
   return {{"kind", analysis.kind->pName},
           {"matrix", analysis.matrix ? Json(*analysis.matrix) : Json()},
           {"area", AreaToJson(analysis.area)},
-          {"inputGamma10", roll.inputGamma ? Json(*roll.inputGamma) : Json()},
+          {"inputGamma10", roll.inputGamma ? GammaToJson(*roll.inputGamma) : Json()},
           {"versions", {{"zep3", roll.program}, {"engine", roll.engine}}}};
 }
 
@@ -186,8 +186,7 @@ Roll RollFromJson(const nlohmann::json& json) {
   if (const nlohmann::json& matrix = At(settings, "matrix"); !matrix.is_null())
     ReadValues(matrix, "matrix", roll.analysis.matrix.emplace());
   roll.analysis.area = AreaFromJson(At(settings, "area"));
-  if (!At(settings, "inputGamma10").is_null())
-    roll.inputGamma = static_cast<int>(Integer(settings, "inputGamma10", 5, 50));
+  if (!At(settings, "inputGamma10").is_null()) roll.inputGamma = GammaFromJson(settings, "inputGamma10");
   const nlohmann::json& versions = At(settings, "versions");
   for (const auto& [name, to] : {std::pair("zep3", &roll.program), {"engine", &roll.engine}}) {
     if (!At(versions, name).is_string()) Refuse("'versions' are none");

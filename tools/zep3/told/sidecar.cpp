@@ -282,7 +282,7 @@ CorrectedPage PageFromJson(const nlohmann::json& json) {
   page.chroma = Number(json, "chroma", 0, SaturationOptions::kMost);
   Correction& correction = page.correction;
   correction.record = RecordFromJson(At(json, "record"));
-  correction.encoding.input = static_cast<int>(Integer(json, "inputGamma10", 5, 50));
+  correction.encoding.input = GammaFromJson(json, "inputGamma10");
   correction.encoding.output = static_cast<int>(correction.record.para.lScreenGamma);
   correction.encoding.source = "sidecar";
   if (json.contains("analysis") && !json.at("analysis").is_null()) {
@@ -295,6 +295,7 @@ CorrectedPage PageFromJson(const nlohmann::json& json) {
   }
   if (holds("frame")) correction.frame = FrameFromJson(json.at("frame"));
   if (holds("surface")) {
+    if (correction.encoding.IsSrgb()) Refuse("'surface' stands for values of a plain gamma, not of sRGB's curve");
     correction.paper = PaperFromJson(json.at("surface"), correction.prescan.scanWidth, correction.prescan.scanHeight,
                                      correction.encoding.input);
   }
@@ -426,7 +427,7 @@ Json CorrectionToJson(const std::string& scanName, const std::vector<CorrectedPa
                  {"height", correction.prescan.scanHeight},
                  {"bands", page.bands},
                  {"bits", page.bits},
-                 {"inputGamma10", correction.encoding.input},
+                 {"inputGamma10", GammaToJson(correction.encoding.input)},
                  {"inputGammaFrom", correction.encoding.source},
                  {"chroma", page.chroma},
                  {"prescan", PrescanToJson(correction.prescan)},
