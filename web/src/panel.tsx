@@ -77,26 +77,16 @@ function Told({ scan }: { scan: Scan }) {
   );
 }
 
-/** What the page does not do with this scan. */
-function Limits({ scan }: { scan: Scan }) {
-  const { opened } = scan;
-  if (!opened) return null;
-  const profile = /^ICC profile (.*?)(?:, which.*)?$/.exec(opened.profile)?.[1];
-  const wide = profile !== undefined && !/sRGB/i.test(profile);
-  if (!wide && opened.pages === 1) return null;
+/** Of a file with several. */
+function Pages({ scan }: { scan: Scan }) {
+  const count = scan.opened?.pages.length ?? 1;
+  if (count === 1) return null;
   return (
-    <section aria-label="Limits">
-      {opened.pages > 1 && (
-        <p class="quiet">
-          The first of {opened.pages} pages: it alone is shown and saved here. The program finishes all of them.
-        </p>
-      )}
-      {wide && (
-        <p class="quiet">
-          Shown as if its values were sRGB. Its profile, {profile || 'without a name'}, stays in what is saved: programs
-          that know profiles show the right colours.
-        </p>
-      )}
+    <section aria-label="Pages">
+      <p class="quiet">
+        One of {count} pages of this file, which are beside each other among the scans. A TIFF is saved with all of
+        them, JPEG and PNG hold one.
+      </p>
     </section>
   );
 }
@@ -338,7 +328,7 @@ export function Panel({ state }: { state: State }) {
     <aside class="panel" aria-label="Correction">
       <Ask scan={scan} />
       <Told scan={scan} />
-      <Limits scan={scan} />
+      <Pages scan={scan} />
       <Kinds state={state} scan={scan} />
       <section class="sliders" aria-label="Sliders">
         {CONTROLS.map((control) => (

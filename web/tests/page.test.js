@@ -479,19 +479,132 @@ test('a scan that lies on its side is seen upright, and is the one of the progra
   }
 });
 
-test('what the page does not do with a scan, it says', async () => {
+test('a scan with a profile is seen in its colours, and keeps its values', async () => {
+  for (const [name, options] of [
+    ['wide.jpg', 'Q=95,profile=p3'],
+    ['wide.tif', 'profile=p3'],
+  ]) {
+    const scan = join(temporary, name);
+    run('vips', 'copy', sample('roll/1.jpg'), `${scan}[${options}]`);
+    const page = await slide(scan);
+    const { width, height } = pixelsOf(scan);
+    const place = [Math.floor(width / 3), Math.floor(height / 2)];
+    const seen = await page.evaluate(([x, y]) => {
+      const canvas = document.querySelector('canvas[aria-label$="before"]');
+      return [...canvas.getContext('2d').getImageData(x, y, 1, 1).data].slice(0, 3);
+    }, place);
+    const theirs = join(temporary, 'theirs.png');
+    run('vips', 'icc_transform', scan, theirs, 'srgb', '--embedded');
+    const expected = run('vips', 'getpoint', theirs, ...place.map(String))
+      .trim()
+      .split(' ')
+      .map(Number);
+    const stored = run('vips', 'getpoint', scan, ...place.map(String))
+      .trim()
+      .split(' ')
+      .map(Number);
+    console.log(`${name}: stored ${stored}, seen ${seen}, expected ${expected}`);
+    assert.ok(expected.some((value, i) => Math.abs(value - stored[i]) > 4));
+    expected.forEach((value, i) => assert.ok(Math.abs(value - seen[i]) <= 2));
+    await closed(page);
+  }
+});
+
+test('pages of a TIFF are scans of their own, and are saved together as the program does', async () => {
   const scan = join(temporary, 'pages.tif');
-  run('vips', 'join', sample('slide-faded.jpg'), sample('slide-faded.jpg'), join(temporary, 'two.v'), 'vertical');
-  const height = run('vipsheader', '-f', 'height', sample('slide-faded.jpg')).trim();
-  run('vips', 'copy', join(temporary, 'two.v'), `${scan}[page-height=${height},profile=p3]`);
-  const page = await slide(scan);
-  await page.getByText('The first of 2 pages: it alone is shown and saved here.').waitFor();
-  await page.getByText('Shown as if its values were sRGB.').waitFor();
-  await page.locator('#files').setInputFiles(sample('slide-faded.jpg'));
+  const v = (name) => join(temporary, name);
+  const [width, height] = [500, 300];
+  run('vips', 'smartcrop', sample('slide-faded.jpg'), v('p1.v'), String(width), String(height));
+  run('vips', 'smartcrop', sample('print-faded.jpg'), v('p2.v'), String(width), String(height));
+  run('vips', 'smartcrop', sample('plate.jpg'), v('p3.v'), String(width), String(height));
+  run('vips', 'join', v('p1.v'), v('p2.v'), v('p12.v'), 'vertical');
+  run('vips', 'join', v('p12.v'), v('p3.v'), v('pages.v'), 'vertical');
+  run('vips', 'copy', v('pages.v'), `${scan}[page-height=${height},compression=lzw]`);
+  run('exiftool', '-q', '-overwrite_original', '-Artist=Nobody', '-IFD1:PageName=Second', '-IFD2:SubfileType#=1', scan);
+  const page = await slide(scan, sample('plate.jpg'));
+  await page.locator('.thumb').nth(2).waitFor();
   await settled(page);
+  assert.deepEqual(
+    await page
+      .locator('.thumb .name')
+      .evaluateAll((all) => all.map((one) => one.textContent.split(',').slice(0, -1).join())),
+    ['pages.tif, page 1', 'pages.tif, page 2', 'plate.jpg'],
+  );
+  await choose(page, 'faded-slide');
   await page.locator('.thumb').nth(1).click();
-  await page.waitForSelector('main[aria-label="slide-faded.jpg"]');
-  assert.equal(await page.getByRole('region', { name: 'Limits' }).count(), 0);
+  await page.waitForSelector('canvas[aria-label="pages.tif, page 2, after"]');
+  const last = await sum(page);
+  await choose(page, 'faded-print');
+  await slider(page, 'exposure', 0.5);
+  await changed(page, last);
+  const sidecar = await saved(page, 'Save correction');
+  const told = JSON.parse(readFileSync(sidecar, 'utf8')).pages;
+  assert.deepEqual(
+    told.map(({ page: number, kind }) => [number, kind]),
+    [
+      [0, 'faded-slide'],
+      [1, 'faded-print'],
+    ],
+  );
+  const own = await saved(page, 'Save picture');
+  const theirs = join(temporary, 'pages-program.tif');
+  zep3('--use-sidecar', sidecar, scan, '-o', theirs, '--overwrite', '--quiet');
+  for (const number of [0, 1, 2]) {
+    const [a, b] = [pixelsOf(`${own}[page=${number}]`), pixelsOf(`${theirs}[page=${number}]`)];
+    assert.deepEqual([a.width, a.height], [width, height]);
+    const { count, most } = differences(a.pixels, b.pixels);
+    console.log(`page ${number}: ${count} samples differ, by ${most} at most`);
+    assert.ok(most <= 1 && count <= a.pixels.length / 1000);
+  }
+  const words = (file) => run('exiftool', '-s3', '-Artist', '-IFD1:PageName', '-IFD2:SubfileType', file);
+  assert.equal(words(own), words(scan));
+  await page.getByLabel('Save as').selectOption('png');
+  assert.match(await saved(page, 'Save picture'), /pages-2-finished\.png$/);
+  // The correction of both pages opens again, each on its own.
+  await press(page, 'Close pages.tif, page 2');
+  assert.equal(await page.locator('.thumb').count(), 1);
+  await page.locator('#files').setInputFiles([scan, sidecar]);
+  await page.locator('.thumb').nth(2).waitFor();
+  await settled(page);
+  await page.locator('.thumb').nth(2).click();
+  await page.waitForSelector('canvas[aria-label="pages.tif, page 2, after"]');
+  assert.equal(await page.getByLabel('Kind of original').inputValue(), 'faded-print');
+  await closed(page);
+});
+
+test('where a part of the page ends for want of memory, it is told, and the scans stay', async () => {
+  const page = await slide(join(temporary, 'deep.tif'), sample('plate.jpg'));
+  // As a thread of libvips ends, and as the worker itself does.
+  const ends = [
+    (worker) => worker.evaluate(() => new BroadcastChannel(self.name).postMessage('ended')),
+    (worker) =>
+      worker.evaluate(
+        () =>
+          void setTimeout(() => {
+            throw new WebAssembly.RuntimeError('unreachable');
+          }),
+      ),
+  ];
+  page.faults.length = 0;
+  for (const end of ends) {
+    const [saver] = await Promise.all([page.waitForEvent('worker'), press(page, 'Save picture')]);
+    await end(saver);
+    await page.getByText(/deep\.tif: the part of the page that does this ended/).waitFor();
+    await page.getByRole('button', { name: 'Save picture' }).waitFor();
+  }
+  page.faults.length = 0; // the worker's own end
+  // The worker that holds the scans: they are opened again.
+  const [holder] = page.workers().filter((worker) => worker.url().includes('worker'));
+  await ends[0](holder);
+  const last = await sum(page);
+  await choose(page, 'faded-slide');
+  await changed(page, last);
+  await saved(page, 'Save picture');
+  await page.locator('.thumb').nth(1).click();
+  await page.waitForSelector('canvas[aria-label="plate.jpg, after"]');
+  const other = await sum(page);
+  await slider(page, 'exposure', 0.5);
+  await changed(page, other);
   await closed(page);
 });
 
