@@ -88,7 +88,7 @@ export function guessKind(scan: Scan): Guess {
   if (looksNegative && odds > SURELY_NEGATIVE) return sure(negatives[0]!);
   // Else its perforations tell: it is film, which may be of slides.
   if (looksNegative) {
-    const film = odds > 0 ? [...negatives, 'slide'] : ['slide', ...negatives];
+    const film = odds > SURELY_POSITIVE ? [...negatives, 'slide'] : ['slide', ...negatives];
     return { kind: film[0]!, plausible: film };
   }
 

@@ -162,3 +162,20 @@ test('the gamma of a profile is the one that the program finds', async () => {
   }
   assert.equal(gammaOf(new Uint8Array(40)), null);
 });
+
+test('film that its perforations tell is asked for among films', async () => {
+  const { guessKind } = await load('decide.ts');
+  const made = (name) => join(temporary, name);
+  run('vips', 'colourspace', join(samples, 'strip.jpg'), made('gray-strip.png'), 'b-w');
+  run('vips', 'colourspace', made('gray-strip.png'), made('bw-strip.png'), 'srgb');
+  run('vips', 'invert', join(samples, 'strip.jpg'), made('slides.png')); // clear around black holes
+  for (const [name, first, all] of [
+    ['bw-strip.png', 'bw-negative', ['bw-negative', 'slide']],
+    ['slides.png', 'slide', ['slide', 'negative', 'bw-negative']],
+  ]) {
+    const scan = analysed(made(name), 'photo');
+    const { kind, plausible } = guessKind(scan);
+    assert.deepEqual([kind, plausible], [first, all], name);
+    scan.close();
+  }
+});
