@@ -7,14 +7,15 @@ import { blobIn, isVips, open, toScreen, type Source } from './source.ts';
 import { stripLines, TiffFile, type Shape } from './tiff_file.ts';
 import {
   bytes,
+  directoriesOf,
   exifOf,
   fieldsOf,
   rational,
-  reducedPages,
   resize,
   shorts,
   TAG,
   undefinedBytes,
+  type Directory,
   type Fields,
 } from './tiff_tags.ts';
 import { declined, vips, written, type Image, type Vips } from './vips.ts';
@@ -80,6 +81,9 @@ function turnedCanvas(from: OffscreenCanvas, region: Cut, cut: Cut): OffscreenCa
 /** A file to be finished: its correction, and how far it is. */
 interface Work {
   engine: Engine;
+  file: Blob;
+  /** Of its page, in a TIFF; undefined: the first. */
+  directory: Directory | undefined;
   source: Source;
   page: SidecarPage;
   cut: Cut | null;
@@ -140,10 +144,13 @@ async function finishedImage(work: Work, library: Vips): Promise<Image> {
     bands.push(library.Image.newFromMemory(values, region.width, lines, samples, deep ? ushort : uchar));
   }
   const joined = library.Image.arrayjoin(bands, { across: 1 });
-  const space = samples < 3 ? (deep ? 'grey16' : 'b-w') : deep ? 'rgb16' : 'srgb';
   // The last band may have fewer lines than the others, which are as high as the highest.
-  const whole = joined.crop(0, 0, region.width, region.height).copy({ interpretation: space });
-  return cut !== null && cut.degrees !== 0 ? turnedImage(whole, region, cut, library) : whole;
+  const cropped = joined.crop(0, 0, region.width, region.height);
+  const whole = cropped.copy({ interpretation: samples < 3 ? (deep ? 'grey16' : 'b-w') : deep ? 'rgb16' : 'srgb' });
+  const turned = cut !== null && cut.degrees !== 0 ? turnedImage(whole, region, cut, library) : whole;
+  // What is made of them holds them: their memory is free when that is.
+  for (const image of new Set([...bands, joined, cropped, whole])) if (image !== turned) image.delete();
+  return turned;
 }
 
 function turnedImage(image: Image, region: Cut, cut: Cut, library: Vips): Image {
@@ -162,11 +169,11 @@ function turnedImage(image: Image, region: Cut, cut: Cut, library: Vips): Image 
 }
 
 /** Words, EXIF and GPS of a scan, for a result of the work's size. */
-async function fieldsToldBy(file: Blob, work: Work): Promise<Fields> {
+async function fieldsToldBy(work: Work): Promise<Fields> {
   const { type, exif } = work.source.container;
   const fields =
     type === 'tiff'
-      ? await fieldsOf(file, work.page.page)
+      ? await fieldsOf(work.file, work.directory)
       : exif
         ? await fieldsOf(new Blob([exif as Uint8Array<ArrayBuffer>]))
         : new Map();
@@ -175,25 +182,28 @@ async function fieldsToldBy(file: Blob, work: Work): Promise<Fields> {
   return fields;
 }
 
-async function byVips(file: Blob, work: Work, type: 'jpeg' | 'png'): Promise<Blob> {
+async function byVips(work: Work, type: 'jpeg' | 'png'): Promise<Blob> {
   const { source, report } = work;
   const library = await vips();
-  const image = (await finishedImage(work, library)).copy(
-    isVips(source) ? { xres: source.image.xres, yres: source.image.yres } : {},
-  );
+  const finished = await finishedImage(work, library);
+  const image = finished.copy(isVips(source) ? { xres: source.image.xres, yres: source.image.yres } : {});
+  finished.delete();
   const { profile, orientation } = source.container;
   for (const name of CARRIED) {
     const own = isVips(source) ? blobIn(source.image, name) : null;
     if (own) image.setBlob(name, own);
   }
   if (profile) image.setBlob('icc-profile-data', profile);
-  const exif = source.container.type === 'tiff' ? exifOf(await fieldsToldBy(file, work)) : null;
+  const exif = source.container.type === 'tiff' ? exifOf(await fieldsToldBy(work)) : null;
   if (exif) image.setBlob('exif-data', Uint8Array.from([...EXIF_HEAD, ...exif]));
   if (orientation !== 1) image.setInt('orientation', orientation);
+  const { width, height } = image;
+  source.close(); // its memory is needed
   const blob = written(library, image, `.${EXTENSIONS[type]}`, type === 'jpeg' ? { Q: 95 } : {});
+  image.delete();
   report(1);
   if (isVips(source) || type !== source.container.type) return new Blob([blob], { type: MIME[type] });
-  const from = ofSize(source.container, image.width, image.height);
+  const from = ofSize(source.container, width, height);
   return new Blob([await fillContainer(new Uint8Array(await blob.arrayBuffer()), from)], { type: MIME[type] });
 }
 
@@ -216,6 +226,7 @@ async function* finishedLines(work: Work, lines: number): AsyncGenerator<Uint8Ar
     part.delete();
     report(0.7 + (0.3 * (y + band)) / image.height);
   }
+  image.delete();
 }
 
 /** Beside words: what libvips knows of the scan. */
@@ -236,10 +247,10 @@ function fieldsAround(source: Source): Fields {
   return fields;
 }
 
-async function addToTiff(tiff: TiffFile, file: Blob, work: Work): Promise<void> {
+async function addToTiff(tiff: TiffFile, work: Work): Promise<void> {
   const { source } = work;
   const shape: Shape = { ...sizeOf(work), samples: samplesOf(source), depth: source.depth };
-  const fields = new Map([...fieldsAround(source), ...(await fieldsToldBy(file, work))]);
+  const fields = new Map([...fieldsAround(source), ...(await fieldsToldBy(work))]);
   await tiff.add(shape, fields, finishedLines(work, stripLines(shape)));
 }
 
@@ -267,28 +278,27 @@ type Type = 'jpeg' | 'png' | 'tiff' | 'pnm';
 const MIME = { jpeg: 'image/jpeg', png: 'image/png', tiff: 'image/tiff', pnm: 'image/x-portable-anymap' };
 const EXTENSIONS = { jpeg: 'jpg', png: 'png', tiff: 'tif', pnm: 'ppm' };
 
-function workOf(engine: Engine, source: Source, page: SidecarPage, report: Report): Work {
-  const { crop } = page;
-  const cut = crop && { x: crop.left, y: crop.top, width: crop.width, height: crop.height, degrees: crop.tilt };
-  return { engine, source, page, cut, report };
+function cutOf({ crop }: SidecarPage): Cut | null {
+  return crop && { x: crop.left, y: crop.top, width: crop.width, height: crop.height, degrees: crop.tilt };
 }
 
 async function finishOne(engine: Engine, file: Blob, page: SidecarPage, target: Target, report: Report) {
+  const directory = page.page > 0 ? (await directoriesOf(file))[page.page] : undefined;
   const source = await open(file, page.page);
   try {
     const { type: own, gray } = source.container;
     const type: Type = target !== 'same' ? target : own === 'webp' || own === 'other' ? 'png' : own;
-    const work = workOf(engine, source, page, report);
+    const work: Work = { engine, file, directory, source, page, cut: cutOf(page), report };
     const extension = type === 'pnm' && gray ? 'pgm' : EXTENSIONS[type];
     if (type === 'pnm') return { blob: await asPnm(work), extension };
     if (type === 'tiff') {
       const tiff = new TiffFile();
-      await addToTiff(tiff, file, work);
+      await addToTiff(tiff, work);
       return { blob: tiff.end(), extension };
     }
     // Gray stays gray where libvips can be had.
     const browserWrites = !isVips(source) && (!gray || declined() !== null);
-    const blob = browserWrites ? await byBrowser(work, type) : await byVips(file, work, type);
+    const blob = browserWrites ? await byBrowser(work, type) : await byVips(work, type);
     return { blob, extension };
   } finally {
     source.close();
@@ -312,19 +322,19 @@ function madeSmall(page: SidecarPage, number: number, { width, height }: Source)
 /** A TIFF with all of its pages. One made small is corrected as the page before it. */
 async function finishAll(engine: Engine, file: Blob, pages: SidecarPage[], report: Report): Promise<Finished> {
   const tiff = new TiffFile();
-  const reduced = await reducedPages(file);
+  const directories = await directoriesOf(file);
   let before = pages[0]!;
-  for (const [number, isReduced] of reduced.entries()) {
-    const part: Report = (share) => report((number + share) / reduced.length);
+  for (const [number, directory] of directories.entries()) {
+    const part: Report = (share) => report((number + share) / directories.length);
     const source = await open(file, number);
     try {
       const own = pages.find(({ page }) => page === number);
-      if (!own && !isReduced && !source.bilevel) throw new Error(`page ${number + 1} has no correction`);
+      if (!own && !directory.reduced && !source.bilevel) throw new Error(`page ${number + 1} has no correction`);
       if (own) before = own;
       const page = own ?? madeSmall(before, number, source);
-      const work = workOf(engine, source, page, part);
-      if (source.bilevel) await addAsStored(tiff, file, work);
-      else await addToTiff(tiff, file, work);
+      const work: Work = { engine, file, directory, source, page, cut: cutOf(page), report: part };
+      if (source.bilevel) await addAsStored(tiff, work);
+      else await addToTiff(tiff, work);
     } finally {
       source.close();
     }
@@ -333,12 +343,12 @@ async function finishAll(engine: Engine, file: Blob, pages: SidecarPage[], repor
 }
 
 /** A page of black and white: eight pixels a byte. */
-async function addAsStored(tiff: TiffFile, file: Blob, work: Work): Promise<void> {
+async function addAsStored(tiff: TiffFile, work: Work): Promise<void> {
   const { source } = work;
   const { width, height } = source;
   const shape: Shape = { width, height, samples: 1, depth: 1 };
   const lines = stripLines(shape);
-  const fields = new Map([...fieldsAround(source), ...(await fieldsToldBy(file, work))]);
+  const fields = new Map([...fieldsAround(source), ...(await fieldsToldBy(work))]);
   await tiff.add(shape, fields, packedLines(source, lines));
 }
 

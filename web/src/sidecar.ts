@@ -85,6 +85,8 @@ export interface Sidecar {
   formatVersion: number;
   versions: Record<string, string>;
   scan: string;
+  /** It lies beside its result, which took the scan's place. */
+  inPlace?: boolean;
   pages: SidecarPage[];
 }
 

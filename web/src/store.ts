@@ -173,7 +173,8 @@ async function openScan(id: number): Promise<void> {
   try {
     const opened = await ask('open', id, scan.file, scan.page);
     if (!scanOf(id)) return;
-    changeScan(id, { opened, holder: worker.generation });
+    const pages = scan.page > 0 ? (scanOf(scan.first)?.opened?.pages ?? []) : opened.pages;
+    changeScan(id, { opened: { ...opened, pages }, holder: worker.generation });
     if (opened.bilevel) throw new Error('black and white only: there is nothing to correct, and it stays as it is');
     await refresh(id, true);
     changeScan(id, { state: 'ready' });
@@ -210,6 +211,7 @@ async function openSidecar(file: File, made: Scan[]): Promise<void> {
     );
     const scan = made.length === 1 ? made[0] : (named ?? currentScan());
     if (!scan) throw new Error(`belongs to ${sidecar.scan}: open that first, or both together`);
+    if (sidecar.inPlace) throw new Error(`was laid over the scan in its place: ${scan.file.name} is finished already`);
     for (const page of pagesOf(scan)) {
       changeScan(page.id, { sidecar });
       repeatOn(page, sidecar);

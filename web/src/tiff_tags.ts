@@ -176,24 +176,29 @@ function swap(data: Uint8Array, width: number): void {
   for (let i = 0; width > 1 && i + width <= data.length; i += width) data.subarray(i, i + width).reverse();
 }
 
-/** Of a page of a TIFF file, or of a block of EXIF fields, which has one. */
-export async function fieldsOf(file: Blob, page = 0): Promise<Fields> {
-  const reader = await Reader.of(file);
-  const at = page === 0 ? reader?.first : (await reader?.places())?.[page];
-  if (!reader || at === undefined) return new Map();
-  return reader.fields(at, (tag) => CARRIED.includes(tag) || OF_PAGES.includes(tag));
+export interface Directory {
+  place: number;
+  /** Its page is another one made small. */
+  reduced: boolean;
 }
 
-/** For every page of a TIFF: whether it is another one made small. */
-export async function reducedPages(file: Blob): Promise<boolean[]> {
+/** Of all pages of a TIFF. */
+export async function directoriesOf(file: Blob): Promise<Directory[]> {
   const reader = await Reader.of(file);
   if (!reader) return [];
-  const found: boolean[] = [];
-  for (const at of await reader.places()) {
-    const kind = (await reader.fields(at, (tag) => tag === TAG.reduced)).get(TAG.reduced);
-    found.push(((kind?.data[0] ?? 0) & 1) !== 0);
+  const found: Directory[] = [];
+  for (const place of await reader.places()) {
+    const kind = (await reader.fields(place, (tag) => tag === TAG.reduced)).get(TAG.reduced);
+    found.push({ place, reduced: ((kind?.data[0] ?? 0) & 1) !== 0 });
   }
   return found;
+}
+
+/** Of a TIFF's directory, or of a block of EXIF fields: of the first where none is named. */
+export async function fieldsOf(file: Blob, directory?: Directory): Promise<Fields> {
+  const reader = await Reader.of(file);
+  if (!reader) return new Map();
+  return reader.fields(directory?.place ?? reader.first, (tag) => CARRIED.includes(tag) || OF_PAGES.includes(tag));
 }
 
 /** The size that EXIF tells is the result's. */

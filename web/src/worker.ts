@@ -28,7 +28,7 @@ export interface Opened {
   depth: 8 | 16;
   /** Black and white only: there is nothing to correct. */
   bilevel: boolean;
-  /** Of the file's pages those that are pictures of their own, from 0: this one is among them. */
+  /** Of the first page: those of the file that are pictures of their own, from 0. */
   pages: number[];
   gamma: string;
   profile: string;
@@ -113,10 +113,10 @@ async function sourceOf(id: number, entry: Entry): Promise<Source> {
 }
 
 /** Pages that are not another page made small. */
-async function picturesOf(file: Blob, pages: number): Promise<number[]> {
-  const { reducedPages } = await import('./tiff_tags.ts');
-  const reduced = await reducedPages(file);
-  return Array.from({ length: pages }, (_, i) => i).filter((i) => i === 0 || !reduced[i]);
+async function picturesOf(file: Blob): Promise<number[]> {
+  const { directoriesOf } = await import('./tiff_tags.ts');
+  const directories = await directoriesOf(file);
+  return directories.flatMap(({ reduced }, i) => (i > 0 && reduced ? [] : [i]));
 }
 
 function measure(scan: Scan, source: Source): void {
@@ -241,7 +241,7 @@ const calls = {
       proposal: null,
     };
     const source = await sourceOf(id, entry);
-    const pages = source.pages > 1 ? await picturesOf(file, source.pages) : [0];
+    const pages = source.pages > 1 && page === 0 ? await picturesOf(file) : [page];
     entry.encoding = encodingOf(source.container);
     entry.colours = await coloursOf(source);
     [entry.depth, entry.bands, entry.gray] = [source.depth, source.bands, source.bands < 3];

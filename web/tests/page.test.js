@@ -9,7 +9,7 @@ import test, { after, before } from 'node:test';
 import { unzipSync } from 'fflate';
 import { addScans, launch, openPage, settled } from './browser.js';
 import { serve } from './serve.js';
-import { differences, pixelsOf, program, run, samples, temporary, twelveMegapixels, zep3 } from './support.js';
+import { differences, pixelsOf, program, run, samples, temporary, tiffOf, twelveMegapixels, zep3 } from './support.js';
 
 const sample = (name) => join(samples, name);
 const axe = createRequire(import.meta.url).resolve('axe-core/axe.min.js');
@@ -327,6 +327,10 @@ test('a sidecar of the program opens, and gives the same again', async () => {
   const first = JSON.parse(readFileSync(sidecar, 'utf8')).pages[0];
   assert.deepEqual(again.record, first.record);
   assert.equal(again.chroma, first.chroma);
+  // One that lies beside what it was laid over already.
+  writeFileSync(join(temporary, 'laid.json'), JSON.stringify({ ...JSON.parse(readFileSync(sidecar)), inPlace: true }));
+  await page.locator('#files').setInputFiles(join(temporary, 'laid.json'));
+  await page.getByText('is finished already').waitFor();
   writeFileSync(join(temporary, 'other.json'), '{"format": "something"}');
   await page.locator('#files').setInputFiles(join(temporary, 'other.json'));
   await page.getByText('other.json is no correction of zep3').waitFor();
@@ -391,6 +395,34 @@ test('EXIF fields that point to themselves are read to an end', async () => {
   await page.getByLabel('Save as').selectOption('tiff');
   const made = await saved(page, 'Save picture');
   assert.equal(run('vipsheader', '-f', 'width', made), run('vipsheader', '-f', 'width', own));
+  await closed(page);
+});
+
+test('words stay where EXIF is damaged, and EXIF tells the size of what was cut out', async () => {
+  const damaged = join(temporary, 'damaged.tif');
+  run('vips', 'copy', sample('slide-faded.jpg'), damaged);
+  run('exiftool', '-q', '-overwrite_original', '-Artist=Nobody', '-FNumber=8', damaged);
+  const bytes = readFileSync(damaged);
+  const entry = bytes.indexOf(Buffer.from([0x69, 0x87, 4, 0, 1, 0, 0, 0])); // the place of EXIF's directory
+  bytes.writeUInt32LE(0xfffffff0, entry + 8);
+  writeFileSync(damaged, bytes);
+  const cut = join(temporary, 'cut.jpg');
+  copyFileSync(sample('strip.jpg'), cut);
+  run('exiftool', '-q', '-overwrite_original', '-ExifImageWidth=1000', '-ExifImageHeight=640', cut);
+  const page = await slide(damaged, cut);
+  assert.equal(run('exiftool', '-s3', '-Artist', await saved(page, 'Save picture')).trim(), 'Nobody');
+  await page.locator('.thumb').nth(1).click();
+  await choose(page, 'negative');
+  await page.getByLabel('Crop to the picture').check();
+  await page.waitForSelector('.frame .outside');
+  for (const target of ['same', 'png', 'tiff']) {
+    await page.getByLabel('Save as').selectOption(target);
+    const own = await saved(page, 'Save picture');
+    const told = run('exiftool', '-s3', '-ExifImageWidth', '-ExifImageHeight', own).trim().split(/\s+/);
+    const { width, height } = pixelsOf(own);
+    assert.ok(width < 600);
+    assert.deepEqual(told, [String(width), String(height)], target);
+  }
   await closed(page);
 });
 
@@ -569,6 +601,44 @@ test('pages of a TIFF are scans of their own, and are saved together as the prog
   await page.locator('.thumb').nth(2).click();
   await page.waitForSelector('canvas[aria-label="pages.tif, page 2, after"]');
   assert.equal(await page.getByLabel('Kind of original').inputValue(), 'faded-print');
+  await closed(page);
+});
+
+test('pages of black and white stay, and those made small go with the page before', async () => {
+  const scan = join(temporary, 'kinds.tif');
+  const first = pixelsOf(sample('print-faded.jpg'));
+  run('vips', 'thumbnail', sample('print-faded.jpg'), join(temporary, 'small.png'), '150');
+  const small = pixelsOf(join(temporary, 'small.png'));
+  const stripes = Buffer.alloc(13 * 60, 0b10110010); // 100 pixels a line
+  const whole = { bits: 8, samples: 3 };
+  const pages = [
+    { ...whole, ...first, data: first.pixels },
+    { ...whole, ...small, data: small.pixels, reduced: true },
+    { width: 100, height: 60, bits: 1, samples: 1, data: stripes },
+  ];
+  writeFileSync(scan, tiffOf(pages));
+  const page = await slide(scan);
+  await page.locator('.thumb').nth(1).waitFor();
+  await settled(page);
+  assert.equal(await page.locator('.thumb').count(), 2);
+  await page.locator('.thumb').nth(1).click();
+  await page
+    .getByRole('alert')
+    .getByText(/page 3: black and white only/)
+    .waitFor();
+  await page.locator('.thumb').nth(0).click();
+  await choose(page, 'faded-print');
+  await page.getByLabel('Crop to the picture').check();
+  const sidecar = await saved(page, 'Save correction');
+  const own = await saved(page, 'Save picture');
+  const theirs = join(temporary, 'kinds-program.tif');
+  zep3('--use-sidecar', sidecar, scan, '-o', theirs, '--overwrite', '--quiet');
+  for (const number of [0, 1, 2]) {
+    const [a, b] = [pixelsOf(`${own}[page=${number}]`), pixelsOf(`${theirs}[page=${number}]`)];
+    assert.deepEqual([a.width, a.height], [pages[number].width, pages[number].height]);
+    assert.equal(differences(a.pixels, b.pixels).count, 0, `page ${number}`);
+  }
+  assert.equal(run('exiftool', '-s3', '-IFD2:BitsPerSample', own).trim(), '1');
   await closed(page);
 });
 
