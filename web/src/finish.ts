@@ -31,6 +31,7 @@ type Report = (share: number) => void;
 
 const QUALITY = 0.95;
 const BAND_PIXELS = 1 << 20;
+const BLOCK_BYTES = 1 << 26;
 const REACH = 3; // pixels around a place that interpolation looks at
 const EXIF_HEAD = new TextEncoder().encode('Exif\0\0'); // as libvips holds it
 const CARRIED = ['exif-data', 'xmp-data', 'iptc-data'];
@@ -131,26 +132,47 @@ const samplesOf = (source: Source): number =>
 
 /** The finished pixels in memory, where interpolation looks around, and files are written at once. */
 async function finishedImage(work: Work, library: Vips): Promise<Image> {
-  const { engine, source, page, cut, report } = work;
+  const { source, cut } = work;
   const region = regionOf(source, cut);
   const samples = samplesOf(source);
   const deep = source.depth === 16;
   const { uchar, ushort } = library.BandFormat;
-  const bands: Image[] = [];
-  for await (const { piece } of corrected(engine, source, page, region, (share) => report(0.7 * share))) {
-    const own = ownSamples(piece, source);
-    const lines = own.length / (region.width * samples * (deep ? 2 : 1));
-    const values = deep ? new Uint16Array(own.buffer) : own;
-    bands.push(library.Image.newFromMemory(values, region.width, lines, samples, deep ? ushort : uchar));
+  const blocks: Image[] = [];
+  for await (const block of finishedBlocks(work, region)) {
+    const lines = block.length / (region.width * samples * (deep ? 2 : 1));
+    const values = deep ? new Uint16Array(block.buffer) : block;
+    blocks.push(library.Image.newFromMemory(values, region.width, lines, samples, deep ? ushort : uchar));
   }
-  const joined = library.Image.arrayjoin(bands, { across: 1 });
-  // The last band may have fewer lines than the others, which are as high as the highest.
+  const joined = library.Image.arrayjoin(blocks, { across: 1 });
+  // The last block may have fewer lines than the others, which are as high as the highest.
   const cropped = joined.crop(0, 0, region.width, region.height);
   const whole = cropped.copy({ interpretation: samples < 3 ? (deep ? 'grey16' : 'b-w') : deep ? 'rgb16' : 'srgb' });
   const turned = cut !== null && cut.degrees !== 0 ? turnedImage(whole, region, cut, library) : whole;
   // What is made of them holds them: their memory is free when that is.
-  for (const image of new Set([...bands, joined, cropped, whole])) if (image !== turned) image.delete();
+  for (const image of new Set([...blocks, joined, cropped, whole])) if (image !== turned) image.delete();
   return turned;
+}
+
+/** Large ones: libvips' memory has twice the room of small ones. */
+async function* finishedBlocks(work: Work, region: Cut): AsyncGenerator<Uint8Array<ArrayBuffer>> {
+  const { engine, source, page, report } = work;
+  const line = region.width * samplesOf(source) * (source.depth / 8);
+  const most = line * Math.max(1, Math.floor(BLOCK_BYTES / line));
+  let block = new Uint8Array(0);
+  let used = 0;
+  let left = line * region.height;
+  for await (const { piece } of corrected(engine, source, page, region, (share) => report(0.7 * share))) {
+    const own = ownSamples(piece, source);
+    for (let from = 0; from < own.length;) {
+      if (used === block.length) [block, used] = [new Uint8Array(Math.min(most, left)), 0];
+      const part = own.subarray(from, from + block.length - used);
+      block.set(part, used);
+      used += part.length;
+      from += part.length;
+      left -= part.length;
+      if (used === block.length) yield block;
+    }
+  }
 }
 
 function turnedImage(image: Image, region: Cut, cut: Cut, library: Vips): Image {

@@ -1,6 +1,6 @@
 // All that the page knows, and what can be done with it. Components draw it and call its functions.
 import { Client, Ended } from './client.ts';
-import type { Kind } from './engine.ts';
+import type { Corners, Kind } from './engine.ts';
 import type { Target } from './finish.ts';
 import { writeBack } from './server.ts';
 import { forOthers, START, type Settings } from './settings.ts';
@@ -110,11 +110,30 @@ async function hold(id: number): Promise<void> {
   }
 }
 
+interface Shared {
+  members: { id: number; frame: Corners | null }[];
+  kind: string;
+  holder: number;
+}
+let shared: Shared | null = null;
+
+/** Has the worker find what scans share. False: too few belong together. */
+async function share(members: Shared['members'], kind: string): Promise<boolean> {
+  const open = members.filter(({ id }) => scanOf(id));
+  for (const { id } of open) await hold(id);
+  const found = await worker.call('roll', open, kind);
+  shared = found ? { members: open, kind, holder: worker.generation } : null;
+  return found;
+}
+
 /** A call for a scan. Where another scan ended the worker, it is made again. */
 export async function ask<Name extends OfScans>(name: Name, id: number, ...words: Rest<Name>) {
   for (let tries = 1; ; tries++) {
     try {
       await hold(id);
+      if (scanOf(id)?.settings.roll && shared && shared.holder !== worker.generation) {
+        await share(shared.members, shared.kind);
+      }
       return await worker.call(name, ...([id, ...words] as unknown as Parameters<Calls[Name]>));
     } catch (error) {
       if (!(error instanceof Ended) || error.isCause || tries === 3) throw error;
@@ -339,13 +358,8 @@ export async function makeRoll(): Promise<void> {
   if (!scan?.updated) return;
   const { kind } = scan.updated;
   try {
-    for (const { id } of ready) await hold(id);
-    const shared = await worker.call(
-      'roll',
-      ready.map(({ id, settings: { frame } }) => ({ id, frame })),
-      kind,
-    );
-    if (!shared) {
+    const members = ready.map(({ id, settings: { frame } }) => ({ id, frame }));
+    if (!(await share(members, kind))) {
       say(`These scans, as ${kind}, do not share enough: each is finished by itself.`);
       return;
     }

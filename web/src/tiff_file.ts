@@ -1,4 +1,5 @@
 // A TIFF that is written strip by strip, page after page: deflate, with differences of neighbours.
+import { Parts } from './parts.ts';
 import { longs, shorts, TAG, written, type Fields } from './tiff_tags.ts';
 import { deflated } from './zlib.ts';
 
@@ -10,7 +11,6 @@ export interface Shape {
 }
 
 const STRIP_BYTES = 1 << 18;
-const GATHERED = 1 << 24; // bytes that become one part of the file
 const LARGEST = 0xffff_ffff;
 const DEFLATE = 8;
 const DIFFERENCES = 2;
@@ -31,10 +31,8 @@ function difference(strip: Uint8Array<ArrayBuffer>, { width, samples, depth }: S
 }
 
 export class TiffFile {
-  private readonly parts: Blob[] = [];
-  private gathered: Uint8Array<ArrayBuffer>[] = [];
+  private readonly parts = new Parts();
   private size = 8; // behind the head
-  private inGathered = 0;
   private readonly pages: Fields[] = [];
 
   /** lines: pieces of the page from top to bottom, each of whole strips but the last. */
@@ -69,26 +67,16 @@ export class TiffFile {
       for (const part of parts) this.put(part);
       next = at;
     }
-    this.gather();
     const head = new DataView(new ArrayBuffer(8));
     head.setUint32(0, 0x49492a00);
     head.setUint32(4, next, true);
-    return new Blob([head, ...this.parts], { type: 'image/tiff' });
+    return new Blob([head, ...this.parts.all()], { type: 'image/tiff' });
   }
 
   private put(bytes: Uint8Array<ArrayBuffer>): void {
     this.size += bytes.length;
     if (this.size > LARGEST) throw new Error('the result takes more than 4 GB: the program writes it');
-    this.gathered.push(bytes);
-    this.inGathered += bytes.length;
-    if (this.inGathered >= GATHERED) this.gather();
-  }
-
-  /** The browser keeps parts of files outside of the page's memory. */
-  private gather(): void {
-    this.parts.push(new Blob(this.gathered));
-    this.gathered = [];
-    this.inGathered = 0;
+    this.parts.put(bytes);
   }
 }
 

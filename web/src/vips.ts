@@ -1,5 +1,6 @@
 // libvips for what browsers do not open or write: TIFF, PNM, 16 bits. Five megabytes, loaded when first needed.
 import type VipsModule from 'wasm-vips';
+import { Parts } from './parts.ts';
 
 export type Vips = Awaited<ReturnType<typeof VipsModule>>;
 export type Image = InstanceType<Vips['Image']>;
@@ -64,12 +65,12 @@ export function sourceOf(library: Vips, file: Blob): InstanceType<Vips['SourceCu
 /** Writes an image, and keeps the parts outside of libvips' memory. */
 export function written(library: Vips, image: Image, ending: string, options: object): Blob {
   const target = new library.TargetCustom();
-  const parts: Uint8Array<ArrayBuffer>[] = [];
+  const parts = new Parts();
   target.onWrite = (data) => {
-    parts.push(new Uint8Array(data));
+    parts.put(new Uint8Array(data));
     return data.length;
   };
   image.writeToTarget(target, ending, options);
   target.delete();
-  return new Blob(parts);
+  return new Blob(parts.all());
 }

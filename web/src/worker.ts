@@ -356,6 +356,14 @@ const calls = {
 
 export type Calls = typeof calls;
 
+function wordsOf(error: unknown): string {
+  // libvips' own, which is no Error.
+  if (String(error) === '[object WebAssembly.Exception]') {
+    return 'there is not enough memory for this in the page: the program takes scans of any size';
+  }
+  return error instanceof Error ? error.message : String(error);
+}
+
 // One call after the other: they share the engine's records.
 let last: Promise<unknown> = Promise.resolve();
 
@@ -368,7 +376,7 @@ self.onmessage = ({ data }: MessageEvent<{ number: number; name: keyof Calls; wo
     } catch (error) {
       // What ran out of memory in the middle of a call answers no other.
       if (error instanceof WebAssembly.RuntimeError) return postMessage({ ended: true });
-      postMessage({ number, error: error instanceof Error ? error.message : String(error) });
+      postMessage({ number, error: wordsOf(error) });
     }
   });
 };

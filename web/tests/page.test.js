@@ -214,6 +214,10 @@ test('a roll of four is finished together, and settings are copied', async () =>
   const expected = JSON.parse(run('sh', '-c', `cat ${path}/out/1.jpg*json`));
   assert.deepEqual(sidecar.pages[0].record.points, expected.pages[0].record.points);
   assert.ok(sidecar.pages[0].analysis.reasons.some(({ code }) => code === 'shared'));
+  // After a worker that ended, the next one finds again what they share.
+  await page.workers()[0].evaluate(() => new BroadcastChannel(self.name).postMessage('ended'));
+  const again = JSON.parse(readFileSync(await saved(page, 'Save correction'), 'utf8'));
+  assert.deepEqual(again.pages, sidecar.pages);
   await slider(page, 'exposure', 0.5);
   await press(page, 'Copy to all');
   await page.getByText('Copied to 3 scans.').waitFor();

@@ -17,16 +17,14 @@ namespace {
 
 // Whether the sidecar names a scan as this file is named, which then was another file. Those of the page in the
 // browser lie beside scans, and name no size.
-bool IsOfResult(const std::string& sidecar, const fs::path& file) {
-  const auto json = nlohmann::json::parse(ReadText(sidecar, kSidecarBytes), nullptr, false);
-  if (!json.is_object()) return false; // its reader says what is wrong
-  const auto has = [&](const char* name, auto is) { return json.contains(name) && (json.at(name).*is)(); };
-  using Value = nlohmann::json;
-  if (!has("size", &Value::is_number) || !has("time", &Value::is_number) || !has("path", &Value::is_string)) return false;
+bool IsOfResult(const std::string& sidecar, const fs::path& file) try {
+  const auto json = nlohmann::json::parse(ReadText(sidecar, kSidecarBytes));
   const FileTime scan = {json.at("size").get<int64_t>(), json.at("time").get<int64_t>()};
   const FileTime now = TimeOf(file);
   if (scan == now || fs::path(json.at("path").get<std::string>()).stem() != file.stem()) return false;
   return scan.size != now.size || json.contains("inPlace"); // an uncompressed result is as large as its scan
+} catch (const nlohmann::json::exception&) {
+  return false; // it names no file, or is damaged, which its reader says
 }
 
 } // namespace
