@@ -67,20 +67,35 @@ async function ofColours(profile: Uint8Array): Promise<Colours | null> {
     { length: 256 },
     (_, v) => (v - level(below[v]!)) / (level(below[v]! + 1) - level(below[v]!)),
   );
-  const [green4, blue4] = [4 * STEPS, 4 * STEPS * STEPS];
+  const [G, B] = [4 * STEPS, 4 * STEPS * STEPS]; // to the next green and blue
   return (pixels) => {
     for (let i = 0; i < pixels.length; i += 4) {
-      const [red, green, blue] = [pixels[i]!, pixels[i + 1]!, pixels[i + 2]!];
-      const [r, g, b] = [part[red]!, part[green]!, part[blue]!];
-      const at = 4 * below[red]! + green4 * below[green]! + blue4 * below[blue]!;
-      for (let c = 0; c < 3; c++) {
-        const line = (from: number) => seen[from]! + r * (seen[from + 4]! - seen[from]!);
-        const area = (from: number) => {
-          const first = line(from);
-          return first + g * (line(from + green4) - first);
-        };
-        const first = area(at + c);
-        pixels[i + c] = first + b * (area(at + c + blue4) - first);
+      const red = pixels[i]!;
+      const green = pixels[i + 1]!;
+      const blue = pixels[i + 2]!;
+      const r = part[red]!;
+      const g = part[green]!;
+      const b = part[blue]!;
+      // Shares of the eight colours around.
+      const rg = r * g;
+      const rb = r * b;
+      const gb = g * b;
+      const rgb = rg * b;
+      const w0 = 1 - r - g - b + rg + rb + gb - rgb;
+      const wr = r - rg - rb + rgb;
+      const wg = g - rg - gb + rgb;
+      const wb = b - rb - gb + rgb;
+      let at = 4 * below[red]! + G * below[green]! + B * below[blue]!;
+      for (let c = 0; c < 3; c++, at++) {
+        pixels[i + c] =
+          w0 * seen[at]! +
+          wr * seen[at + 4]! +
+          wg * seen[at + G]! +
+          wb * seen[at + B]! +
+          (rg - rgb) * seen[at + G + 4]! +
+          (rb - rgb) * seen[at + B + 4]! +
+          (gb - rgb) * seen[at + B + G]! +
+          rgb * seen[at + B + G + 4]!;
       }
     }
   };
