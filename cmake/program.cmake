@@ -49,6 +49,7 @@ add_library(zep3_program_parts STATIC
   tools/zep3/job/decide.cpp
   tools/zep3/job/finished.cpp
   tools/zep3/job/observe.cpp
+  tools/zep3/job/own_sidecar.cpp
   tools/zep3/job/print.cpp
   tools/zep3/job/result.cpp
   tools/zep3/job/scan_job.cpp

@@ -48,6 +48,7 @@ function finishing(): Plugin {
       }
       mkdirSync(join(dist, 'vips'), { recursive: true });
       for (const name of ['vips-es6.js', 'vips.wasm']) copyFileSync(join(vips, 'lib', name), join(dist, 'vips', name));
+      copyFileSync(join(here, 'src/vips_thread.js'), join(dist, 'vips/thread.js'));
       writeFileSync(join(dist, 'licences.txt'), licences());
       const files = filesBelow(dist).map((path) => relative(dist, path));
       const first = files.filter((name) => !name.startsWith('vips/') && name !== 'sw.js').sort();

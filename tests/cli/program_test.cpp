@@ -482,6 +482,35 @@ TEST_F(Program, EachScanTakesItsOwnSidecar) {
   }
 }
 
+// A sidecar may lie beside what it was laid over already.
+TEST_F(Program, OwnSidecarsAreNotLaidOverResults) {
+  fs::create_directory(m_folder / "box");
+  const char* const cases[] = {"--in-place", "--in-place --no-backup", "--in-place --sidecar",
+                               "--in-place --no-backup --sidecar"};
+  for (const char* const how : cases) {
+    for (const char* const name : {"a.tif[compression=none]", "b.png"}) Save(Sample(), std::string("box/") + name);
+    if (std::string(how).find("--sidecar") == std::string::npos) {
+      ExpectDone("-k faded-print box/a.tif -o a.tif --sidecar --overwrite");
+      fs::copy(m_folder / "a.tif.zep3.json", m_folder / "box/a.tif.zep3.json");
+    }
+    ExpectDone(std::string("-k faded-print box/a.tif ") + how);
+    const Outcome run = Zep3("--own-sidecars -k photo box/a.tif box/b.png -o out");
+    EXPECT_EQ(run.status, 1) << how;
+    EXPECT_IN("would correct it twice", run.err) << how;
+    EXPECT_FALSE(Exists("out/a.tif")) << how;
+    EXPECT_TRUE(Exists("out/b.png")) << how;
+    // From the original it goes on.
+    if (std::string(how).find("--no-backup") == std::string::npos) {
+      ExpectDone("--own-sidecars box/a.tif --in-place --overwrite");
+      ExpectDone("--restore --in-place box/a.tif");
+      ExpectDone("--own-sidecars box/a.tif -o out");
+    }
+    fs::remove_all(m_folder / "box");
+    fs::remove_all(m_folder / "out");
+    fs::create_directory(m_folder / "box");
+  }
+}
+
 TEST_F(Program, SidecarRepeatsTheCorrection) {
   Save(Sample(), "first.tif");
   Save((Sample() * 0.7).cast(VIPS_FORMAT_UCHAR), "second.tif");

@@ -1,7 +1,7 @@
 // Kinds that a scan may be of, side by side as it would come out: whoever has the original in hand sees which it is.
 import { useEffect, useState } from 'preact/hooks';
 import { Thumb } from './picture.tsx';
-import { set, worker, type Scan } from './store.ts';
+import { ask, set, type Scan } from './store.ts';
 
 const WORDS: Record<string, string> = {
   negative: 'a colour negative',
@@ -21,7 +21,7 @@ export function Ask({ scan }: { scan: Scan }) {
     setShown({});
     const showAll = async () => {
       for (const kind of kinds) {
-        const pixels = await worker.call('asKind', scan.id, scan.settings, kind).catch(() => null);
+        const pixels = await ask('asKind', scan.id, scan.settings, kind).catch(() => null);
         if (gone) return;
         if (pixels) setShown((others) => ({ ...others, [kind]: pixels }));
       }

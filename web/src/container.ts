@@ -1,5 +1,5 @@
 // What stands around the pixels in JPEG and PNG files: profile, resolution and words, read and carried over.
-import { orientationOf } from './turn.ts';
+import { orientationOf, resized } from './exif.ts';
 import { deflated, inflated } from './zlib.ts';
 
 export type FileType = 'jpeg' | 'png' | 'tiff' | 'pnm' | 'webp' | 'other';
@@ -32,18 +32,20 @@ export function typeOf(bytes: Uint8Array): FileType {
   return 'other';
 }
 
+export const plainContainer = (type: FileType): Container => ({
+  type,
+  depth: 8,
+  gray: false,
+  alpha: false,
+  profile: null,
+  orientation: 1,
+  exif: null,
+  carried: [],
+});
+
 export async function readContainer(bytes: Uint8Array): Promise<Container> {
   const type = typeOf(bytes);
-  const plain: Container = {
-    type,
-    depth: 8,
-    gray: false,
-    alpha: false,
-    profile: null,
-    orientation: 1,
-    exif: null,
-    carried: [],
-  };
+  const plain = plainContainer(type);
   plain.exif = exifIn(bytes)?.slice() ?? null;
   if (plain.exif) plain.orientation = orientationOf(plain.exif);
   if (type === 'jpeg') return readJpeg(bytes, plain);
@@ -72,7 +74,7 @@ export function asStored(bytes: Uint8Array): void {
   if (exif) orientationOf(exif, 1);
 }
 
-function concatenated(parts: Uint8Array[]): Uint8Array<ArrayBuffer> {
+export function concatenated(parts: Uint8Array[]): Uint8Array<ArrayBuffer> {
   const whole = new Uint8Array(parts.reduce((sum, part) => sum + part.length, 0));
   let at = 0;
   for (const part of parts) {
@@ -195,7 +197,7 @@ function crcOf(bytes: Uint8Array): number {
   return ~crc >>> 0;
 }
 
-function chunkOf(name: string, data: Uint8Array): Uint8Array {
+export function chunkOf(name: string, data: Uint8Array): Uint8Array {
   const named = concatenated([new TextEncoder().encode(name), data]);
   const chunk = new Uint8Array(named.length + 8);
   const view = new DataView(chunk.buffer);
@@ -205,7 +207,7 @@ function chunkOf(name: string, data: Uint8Array): Uint8Array {
   return chunk;
 }
 
-async function profileChunk(profile: Uint8Array): Promise<Uint8Array> {
+export async function profileChunk(profile: Uint8Array): Promise<Uint8Array> {
   return chunkOf('iCCP', concatenated([new TextEncoder().encode('icc\0\0'), await deflated(profile)]));
 }
 
@@ -219,6 +221,17 @@ function webpChunk(bytes: Uint8Array, name: string): Uint8Array | null {
     at += 8 + length + (length & 1);
   }
   return null;
+}
+
+/** What the scan carried, for a result of this size: EXIF tells it. */
+export function ofSize(from: Container, width: number, height: number): Container {
+  if (from.exif === null) return from;
+  const exif = resized(from.exif, width, height);
+  const carried = from.carried.map((part) => {
+    if (ascii(part, 4, 6) === EXIF_HEAD) return exifSegment(exif)[0] ?? part;
+    return ascii(part, 4, 4) === 'eXIf' ? chunkOf('eXIf', exif) : part;
+  });
+  return { ...from, exif, carried };
 }
 
 /** A finished file of the browser's, with what the scan's file carried. */

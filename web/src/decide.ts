@@ -35,6 +35,8 @@ const LIGHTEST_SHARE = 0.05;
 const MOSTLY_LIGHT = 2 / 3;
 /** Natural logarithm of the odds for a negative; faded prints and pages reach -2, film on a light table -1.6. */
 const SURELY_POSITIVE = -5;
+/** Likewise; the engine says so of a print or slide from here on. */
+const SURELY_NEGATIVE = 4.2;
 /** Mean difference of channels, linear levels, below which a scan has no colours. */
 const GRAY = 4;
 
@@ -83,7 +85,12 @@ export function guessKind(scan: Scan): Guess {
   const odds = scan.negativeOdds;
   const negatives = isGray(scan) ? ['bw-negative'] : ['negative', 'bw-negative'];
   const sure = (kind: string): Guess => ({ kind, plausible: [] });
-  if (looksNegative) return sure(negatives[0]!);
+  if (looksNegative && odds > SURELY_NEGATIVE) return sure(negatives[0]!);
+  // Else its perforations tell: it is film, which may be of slides.
+  if (looksNegative) {
+    const film = odds > SURELY_POSITIVE ? [...negatives, 'slide'] : ['slide', ...negatives];
+    return { kind: film[0]!, plausible: film };
+  }
 
   // Film on a light table is light, too.
   const isDocument = (): boolean => {

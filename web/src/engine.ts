@@ -134,12 +134,20 @@ export class Engine {
     // Each import of "p" stands for a function of the second part, at its place in the table until that is loaded.
     let table: WebAssembly.Table;
     let first: WebAssembly.Exports;
+    let stack: WebAssembly.Global;
+    let atRest: unknown;
     const places = new Proxy<Record<string, WebAssembly.ImportValue>>(
       {},
       {
         get: (_, place: string) => {
           return (...words: unknown[]) => {
-            new WebAssembly.Instance(new WebAssembly.Module(more()), { ...imports, first });
+            try {
+              new WebAssembly.Instance(new WebAssembly.Module(more()), { ...imports, first });
+            } catch (error) {
+              // The call ends here, and nothing else gives its stack back.
+              stack.value = atRest;
+              throw error;
+            }
             return (table.get(Number(place)) as (...words: unknown[]) => unknown)(...words);
           };
         },
@@ -153,8 +161,10 @@ export class Engine {
     const { instance } = await WebAssembly.instantiate(wasm, imports);
     first = instance.exports;
     table = Object.values(first).find((value) => value instanceof WebAssembly.Table)!;
+    stack = Object.values(first).find((value) => value instanceof WebAssembly.Global)!;
     const calls = first as unknown as Exports;
     calls._initialize();
+    atRest = stack.value;
     return new Engine(calls);
   }
 

@@ -77,26 +77,16 @@ function Told({ scan }: { scan: Scan }) {
   );
 }
 
-/** What the page does not do with this scan. */
-function Limits({ scan }: { scan: Scan }) {
-  const { opened } = scan;
-  if (!opened) return null;
-  const profile = /^ICC profile (.*?)(?:, which.*)?$/.exec(opened.profile)?.[1];
-  const wide = profile !== undefined && !/sRGB/i.test(profile);
-  if (!wide && opened.pages === 1) return null;
+/** Of a file with several. */
+function Pages({ scan }: { scan: Scan }) {
+  const count = scan.opened?.pages.length ?? 1;
+  if (count === 1) return null;
   return (
-    <section aria-label="Limits">
-      {opened.pages > 1 && (
-        <p class="quiet">
-          The first of {opened.pages} pages: it alone is shown and saved here. The program finishes all of them.
-        </p>
-      )}
-      {wide && (
-        <p class="quiet">
-          Shown as if its values were sRGB. Its profile, {profile || 'without a name'}, stays in what is saved: programs
-          that know profiles show the right colours.
-        </p>
-      )}
+    <section aria-label="Pages">
+      <p class="quiet">
+        One of {count} pages of this file, which are beside each other among the scans. A TIFF is saved with all of
+        them, JPEG and PNG hold one.
+      </p>
     </section>
   );
 }
@@ -129,7 +119,7 @@ function Kinds({ state, scan }: { state: State; scan: Scan }) {
           value={settings.analysis}
           onChange={(event) => set({ analysis: event.currentTarget.value as Settings['analysis'], repeated: null })}
         >
-          <option value="adaptive">adaptive: from colours that occur together</option>
+          <option value="adaptive">adaptive: colours together</option>
           <option value="standard">standard: channel by channel</option>
         </select>
       </label>
@@ -280,54 +270,59 @@ function Place({ state, scan }: { state: State; scan: Scan }) {
   );
 }
 
+/** What is saved, and how far that is: always in sight, below the rest. */
 function Out({ state, scan }: { state: State; scan: Scan }) {
   const [target, setTarget] = useState<Target>('same');
   const [zip, setZip] = useState(true);
   const ready = state.scans.filter(({ updated }) => updated !== null);
   const { saving } = state;
   return (
-    <section aria-label="Results" class="out">
-      <label>
-        Save as
-        <select value={target} onChange={(event) => setTarget(event.currentTarget.value as Target)}>
-          <option value="same">the scan’s format</option>
-          <option value="jpeg">JPEG</option>
-          <option value="png">PNG</option>
-          <option value="tiff">TIFF</option>
-        </select>
-      </label>
-      {ready.length > 1 && (
-        <label class="check">
-          <input type="checkbox" checked={zip} onChange={(event) => setZip(event.currentTarget.checked)} />
-          All in one ZIP
+    <>
+      <section aria-label="Results" class="tools">
+        <label>
+          Save as
+          <select value={target} onChange={(event) => setTarget(event.currentTarget.value as Target)}>
+            <option value="same">the scan’s format</option>
+            <option value="jpeg">JPEG</option>
+            <option value="png">PNG</option>
+            <option value="tiff">TIFF</option>
+          </select>
         </label>
-      )}
-      {saving ? (
-        <div class="saving">
-          <progress value={saving.done + saving.share} max={saving.count} aria-label="Saving" />
-          <span>
-            {saving.name}, {saving.done + 1} of {saving.count}
-          </span>
-          <button onClick={stopSaving}>Stop</button>
-        </div>
-      ) : (
+        {ready.length > 1 && (
+          <label class="check">
+            <input type="checkbox" checked={zip} onChange={(event) => setZip(event.currentTarget.checked)} />
+            All in one ZIP
+          </label>
+        )}
         <div class="group">
-          <button class="main" disabled={!scan.updated} onClick={() => void save([scan], target, false)}>
-            Save picture
+          <button disabled={!scan.updated} onClick={() => void saveSidecars([scan])}>
+            Save correction
           </button>
-          {ready.length > 1 && <button onClick={() => void save(ready, target, zip)}>Save all {ready.length}</button>}
+          {ready.length > 1 && <button onClick={() => void saveSidecars(ready)}>All corrections</button>}
         </div>
-      )}
-      <div class="group">
-        <button disabled={!scan.updated} onClick={() => void saveSidecars([scan])}>
-          Save correction
-        </button>
-        {ready.length > 1 && <button onClick={() => void saveSidecars(ready)}>All corrections</button>}
-      </div>
-      <p class="quiet">
-        The program repeats a correction: <code>zep3 --use-sidecar {scan.file.name}.zep3.json …</code>
-      </p>
-    </section>
+        <p class="quiet">
+          The program repeats a correction: <code>zep3 --use-sidecar {scan.file.name}.zep3.json …</code>
+        </p>
+      </section>
+      <section aria-label="Save" class="out">
+        {saving ? (
+          <div class="saving">
+            <progress value={saving.done + saving.share} max={saving.count} aria-label="Saving" />
+            <span>
+              {saving.name}, {saving.done + 1} of {saving.count}
+            </span>
+            <button onClick={stopSaving}>Stop</button>
+          </div>
+        ) : (
+          <div class="group">
+            <button class="main" disabled={!scan.updated} onClick={() => void save([scan], target, false)}>
+              Save picture
+            </button>
+            {ready.length > 1 && <button onClick={() => void save(ready, target, zip)}>Save all {ready.length}</button>}
+          </div>
+        )}
+      </section>
+    </>
   );
 }
 
@@ -338,7 +333,7 @@ export function Panel({ state }: { state: State }) {
     <aside class="panel" aria-label="Correction">
       <Ask scan={scan} />
       <Told scan={scan} />
-      <Limits scan={scan} />
+      <Pages scan={scan} />
       <Kinds state={state} scan={scan} />
       <section class="sliders" aria-label="Sliders">
         {CONTROLS.map((control) => (

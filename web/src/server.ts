@@ -51,10 +51,10 @@ export async function openOffered(): Promise<void> {
 }
 
 /** Beside the scan. False: it did not come from a server, or what is there tells of more pages than the page knows. */
-export async function writeBack(id: number, sidecar: Blob): Promise<boolean> {
+export async function writeBack(id: number, pages: number, sidecar: Blob): Promise<boolean> {
   const place = places.get(id);
   if (place === undefined) return false;
-  if (place.pages > 1) {
+  if (place.pages > pages) {
     say(`The correction beside ${scanOf(id)?.file.name} is of ${place.pages} pages and stays: this one is a file.`);
     return false;
   }

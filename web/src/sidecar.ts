@@ -85,6 +85,8 @@ export interface Sidecar {
   formatVersion: number;
   versions: Record<string, string>;
   scan: string;
+  /** It lies beside its result, which took the scan's place. */
+  inPlace?: boolean;
   pages: SidecarPage[];
 }
 
@@ -153,6 +155,8 @@ export interface AroundPage {
   adaptive: boolean;
   frame: Frame | null;
   cut: Cut | null;
+  /** Of the file, from 0. */
+  page: number;
 }
 
 const toByte = (level16: number) => Math.floor((level16 + 128) / 257);
@@ -191,7 +195,7 @@ export async function pageOf(scan: Scan, around: AroundPage): Promise<SidecarPag
   ]);
   const { cut } = around;
   return {
-    page: 0,
+    page: around.page,
     verdict: VERDICTS[scan.get('evidence.verdict')] ?? null,
     analysis: {
       asked: around.adaptive ? 'adaptive' : 'standard',
@@ -217,13 +221,13 @@ export async function pageOf(scan: Scan, around: AroundPage): Promise<SidecarPag
   };
 }
 
-export function sidecarOf(scanName: string, page: SidecarPage, engineVersion: string): string {
+export function sidecarOf(scanName: string, pages: SidecarPage[], engineVersion: string): string {
   const sidecar: Sidecar = {
     format: FORMAT,
     formatVersion: FORMAT_VERSION,
     versions: { zep3: __VERSION__, engine: engineVersion },
     scan: scanName,
-    pages: [page],
+    pages,
   };
   return `${JSON.stringify(sidecar, null, 1)}\n`;
 }
@@ -241,6 +245,11 @@ export function readSidecar(text: string): Sidecar {
   if (sidecar.formatVersion !== FORMAT_VERSION) throw new Error(`has format version ${sidecar.formatVersion}, not 1`);
   if (!Array.isArray(sidecar.pages) || !sidecar.pages[0]?.record) throw new Error('holds no pages');
   return sidecar;
+}
+
+/** Of a scan's page, as the program takes it: one page stands for all. */
+export function pageIn({ pages }: Sidecar, number: number): SidecarPage | undefined {
+  return pages.length === 1 ? pages[0] : pages.find(({ page }) => page === number);
 }
 
 export function putRecord(record: Record_, scan: Scan): void {

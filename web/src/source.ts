@@ -1,8 +1,8 @@
 // A scan's file, opened: pieces of its pixels in the file's own values, decoded by the browser or by libvips.
-import { asStored, readContainer, type Container } from './container.ts';
+import { asStored, plainContainer, readContainer, typeOf, type Container } from './container.ts';
 import { SAMPLES, type Depth, type Format } from './engine.ts';
 import { gammaOf, nameOf } from './icc.ts';
-import { declined, vips, type Vips } from './vips.ts';
+import { declined, sourceOf, vips, type Image, type Vips } from './vips.ts';
 
 export interface Source {
   readonly container: Container;
@@ -12,8 +12,10 @@ export interface Source {
   readonly format: Format;
   /** 1 for gray and 3 for colours, with one more for alpha. */
   readonly bands: number;
-  /** Pages of the file; the first is opened. */
+  /** Pages of the file, of which one is opened. */
   readonly pages: number;
+  /** Black and white only: there is nothing to correct. */
+  readonly bilevel: boolean;
   piece(x: number, y: number, width: number, height: number): Uint8Array | Uint8ClampedArray;
   /** Also more than once. */
   close(): void;
@@ -34,12 +36,16 @@ export function encodingOf({ profile }: Container): Encoding {
   };
 }
 
-export async function open(file: Blob): Promise<Source> {
+const HEAD = 16;
+
+/** page: of the file's pages, from 0. */
+export async function open(file: Blob, page = 0): Promise<Source> {
+  if (file.size === 0) throw new Error('the file is empty');
+  const type = typeOf(new Uint8Array(await file.slice(0, HEAD).arrayBuffer()));
+  if (type === 'tiff' || type === 'pnm') return openByVips(file, plainContainer(type), page);
   const bytes = new Uint8Array(await file.arrayBuffer());
-  if (bytes.length === 0) throw new Error('the file is empty');
   const container = await readContainer(bytes);
-  const needsVips = container.type === 'tiff' || container.type === 'pnm' || container.depth === 16 || container.alpha;
-  if (needsVips) return openByVips(bytes, container);
+  if (container.depth === 16 || container.alpha) return openByVips(file, container, page);
   if (container.orientation === 1) return openByBrowser(file, container);
   asStored(bytes);
   return openByBrowser(new Blob([bytes]), container);
@@ -78,6 +84,7 @@ async function openByBrowser(file: Blob, container: Container): Promise<Source> 
     format,
     bands: (container.gray ? 1 : 3) + (container.alpha ? 1 : 0),
     pages: 1,
+    bilevel: false,
     piece(x, y, w, h) {
       if (context === null || canvas.width < w || canvas.height < h) {
         canvas = new OffscreenCanvas(Math.max(canvas.width, w), Math.max(canvas.height, h));
@@ -95,44 +102,66 @@ async function openByBrowser(file: Blob, container: Container): Promise<Source> 
 
 const FORMATS: Format[] = ['gray', 'graya', 'rgb', 'rgba'];
 
+// A page's memory has 2 GB for libvips, and the pixels are not alone in it.
+const MOST_HELD = 1.5e9;
+
 export interface VipsSource extends Source {
   readonly vips: Vips;
-  readonly image: InstanceType<Vips['Image']>;
+  readonly image: Image;
 }
 
 export const isVips = (source: Source): source is VipsSource => 'vips' in source;
 
-/** The pixels in memory, once; what they were made of is let go. */
-function held(image: InstanceType<Vips['Image']>): InstanceType<Vips['Image']> {
-  const copy = image.copyMemory();
+const has = (image: Image, name: string) => image.getTypeof(name) !== 0;
+const numberIn = (image: Image, name: string, other: number) => (has(image, name) ? image.getInt(name) : other);
+export const blobIn = (image: Image, name: string): Uint8Array<ArrayBuffer> | null =>
+  has(image, name) ? new Uint8Array(image.getBlob(name)) : null;
+
+/** Calls of libvips that tell no more than that they failed. */
+function orDamaged<T>(call: () => T): T {
+  try {
+    return call();
+  } catch (error) {
+    if (error instanceof WebAssembly.RuntimeError) throw error;
+    throw new Error('the file is damaged, or of a kind that cannot be opened here');
+  }
+}
+
+/** The pixels in memory, once, line by line; what they were made of is let go. */
+function held(image: Image): Image {
+  const bytes = image.width * image.height * image.bands * (image.format === 'ushort' ? 2 : 1);
+  if (bytes > MOST_HELD) {
+    image.delete();
+    throw new Error(`decoded it takes ${(bytes / 1e9).toFixed(1)} GB, more than a page can hold: take the program`);
+  }
+  const copy = orDamaged(() => image.copyMemory());
   image.delete();
   return copy;
 }
 
-async function openByVips(bytes: Uint8Array, container: Container): Promise<VipsSource> {
+async function openByVips(file: Blob, container: Container, page: number): Promise<VipsSource> {
   const why = declined();
   if (why) throw new Error(why);
   const library = await vips();
-  let image: InstanceType<Vips['Image']>;
-  try {
-    // Line by line into memory, which then holds the pixels once, and the file no more.
-    image = held(library.Image.newFromBuffer(bytes, '', { access: 'sequential' }));
-  } catch {
-    throw new Error('the file is damaged, or of a kind that cannot be opened here');
-  }
-  const pages = image.getTypeof('n-pages') !== 0 ? image.getInt('n-pages') : 1;
+  const source = sourceOf(library, file);
+  let image = orDamaged(() =>
+    library.Image.newFromSource(source, page > 0 ? `[page=${page}]` : '', { access: 'sequential' }),
+  );
+  const pages = container.type === 'tiff' ? numberIn(image, 'n-pages', 1) : 1;
   if (image.interpretation === 'cmyk') {
-    image = held(image.colourspace('srgb'));
+    image = image.colourspace('srgb');
     image.remove('icc-profile-data'); // of the inks
   }
   if (image.format !== 'uchar' && image.format !== 'ushort') {
     throw new Error(`its samples (${image.format}) are neither of 8 nor of 16 bits`);
   }
   if (image.bands > 4) image = image.extractBand(0, { n: 4 });
-  const profile = image.getTypeof('icc-profile-data') !== 0 ? image.getBlob('icc-profile-data').slice() : null;
-  const orientation = image.getTypeof('orientation') !== 0 ? image.getInt('orientation') : 1;
+  image = held(image);
+  source.delete();
   const depth = image.format === 'ushort' ? 16 : 8;
   const { width, height, bands } = image;
+  const profile = blobIn(image, 'icc-profile-data');
+  const orientation = numberIn(image, 'orientation', 1);
   return {
     vips: library,
     image,
@@ -143,9 +172,10 @@ async function openByVips(bytes: Uint8Array, container: Container): Promise<Vips
     format: FORMATS[bands - 1]!,
     bands,
     pages,
+    bilevel: numberIn(image, 'bits-per-sample', 8) === 1,
     piece(x, y, w, h) {
       const part = image.crop(x, y, w, h);
-      const values = part.writeToMemory();
+      const values = orDamaged(() => part.writeToMemory());
       part.delete();
       return new Uint8Array(values.buffer, values.byteOffset, values.byteLength);
     },

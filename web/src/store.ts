@@ -1,16 +1,24 @@
 // All that the page knows, and what can be done with it. Components draw it and call its functions.
-import { Client } from './client.ts';
-import type { Kind } from './engine.ts';
+import { Client, Ended } from './client.ts';
+import type { Corners, Kind } from './engine.ts';
 import type { Target } from './finish.ts';
 import { writeBack } from './server.ts';
 import { forOthers, START, type Settings } from './settings.ts';
-import { readSidecar, sidecarOf, type SidecarPage } from './sidecar.ts';
-import type { Opened, Updated } from './worker.ts';
+import { pageIn, readSidecar, sidecarOf, type Sidecar, type SidecarPage } from './sidecar.ts';
+import type { Calls, Opened, Updated } from './worker.ts';
 import { distinct, zipOf } from './zip.ts';
 
 export interface Scan {
   id: number;
   file: File;
+  /** Of the file, from 0. Pages are scans of their own, side by side in the strip. */
+  page: number;
+  /** The first page's id. */
+  first: number;
+  /** A correction of its file that was opened. */
+  sidecar: Sidecar | null;
+  /** The worker that holds it. */
+  holder: number;
   state: 'opening' | 'ready' | 'failed';
   error: string;
   opened: Opened | null;
@@ -42,7 +50,7 @@ const JUDGE_AFTER = 250;
 const STEPS = 200;
 
 const saver = new Client((share) => change({ saving: state.saving && { ...state.saving, share } }));
-export const worker = new Client();
+const worker = new Client();
 
 let state: State = {
   kinds: [],
@@ -76,6 +84,63 @@ export const currentScan = (): Scan | undefined => scanOf(state.current);
 export const say = (message: string): void => change({ message });
 const reason = (error: unknown): string => (error instanceof Error ? error.message : String(error));
 
+export const titleOf = ({ file, page, opened }: Scan): string =>
+  page > 0 || (opened?.pages.length ?? 1) > 1 ? `${file.name}, page ${page + 1}` : file.name;
+/** All pages of its file. */
+export const pagesOf = (scan: Scan): Scan[] => state.scans.filter(({ first }) => first === scan.first);
+
+type OfScans = {
+  [Name in keyof Calls]: Parameters<Calls[Name]> extends [number, ...unknown[]] ? Name : never;
+}[keyof Calls];
+type Rest<Name extends OfScans> = Parameters<Calls[Name]> extends [number, ...infer Words] ? Words : never;
+
+const openings = new Map<number, Promise<unknown>>();
+
+/** After a worker that ended, the next one opens the scan anew. */
+async function hold(id: number): Promise<void> {
+  const scan = scanOf(id);
+  if (!scan?.opened || scan.holder === worker.generation) return;
+  const opening = openings.get(id) ?? worker.call('open', id, scan.file, scan.page);
+  openings.set(id, opening);
+  try {
+    await opening;
+    changeScan(id, { holder: worker.generation });
+  } finally {
+    openings.delete(id);
+  }
+}
+
+interface Shared {
+  members: { id: number; frame: Corners | null }[];
+  kind: string;
+  holder: number;
+}
+let shared: Shared | null = null;
+
+/** Has the worker find what scans share. False: too few belong together. */
+async function share(members: Shared['members'], kind: string): Promise<boolean> {
+  const open = members.filter(({ id }) => scanOf(id));
+  for (const { id } of open) await hold(id);
+  const found = await worker.call('roll', open, kind);
+  shared = found ? { members: open, kind, holder: worker.generation } : null;
+  return found;
+}
+
+/** A call for a scan. Where another scan ended the worker, it is made again. */
+export async function ask<Name extends OfScans>(name: Name, id: number, ...words: Rest<Name>) {
+  for (let tries = 1; ; tries++) {
+    try {
+      await hold(id);
+      if (scanOf(id)?.settings.roll && shared && shared.holder !== worker.generation) {
+        await share(shared.members, shared.kind);
+      }
+      return await worker.call(name, ...([id, ...words] as unknown as Parameters<Calls[Name]>));
+    } catch (error) {
+      if (!(error instanceof Ended) || error.isCause || tries === 3) throw error;
+    }
+  }
+}
+
 // ---- opening ----
 
 /** Loads the engine, when scans are about to come. */
@@ -91,33 +156,45 @@ let expected = false;
 
 const isSidecar = (file: File) => file.name.toLowerCase().endsWith('.json');
 
+const newScan = (file: File, page = 0, first = ++count, id = first): Scan => ({
+  id,
+  file,
+  page,
+  first,
+  sidecar: null,
+  holder: -1,
+  state: 'opening',
+  error: '',
+  opened: null,
+  updated: null,
+  settings: START,
+  past: [],
+  future: [],
+});
+
 /** Scans, and corrections for those of their names. Gives the scans' numbers. */
 export async function openFiles(files: File[]): Promise<number[]> {
-  const scans = files.filter((file) => !isSidecar(file));
-  const made = scans.map<Scan>((file) => ({
-    id: ++count,
-    file,
-    state: 'opening',
-    error: '',
-    opened: null,
-    updated: null,
-    settings: START,
-    past: [],
-    future: [],
-  }));
+  const made = files.filter((file) => !isSidecar(file)).map((file) => newScan(file));
   change({ scans: [...state.scans, ...made], message: '' });
   if (currentScan() === undefined && made[0]) change({ current: made[0].id });
   if (made.length > 0) expectScans();
   for (const file of files.filter(isSidecar)) await openSidecar(file, made);
-  for (const { id, file } of made) await openScan(id, file);
+  for (const { id } of made) {
+    await openScan(id);
+    for (const page of addPages(id)) await openScan(page);
+  }
   return made.map(({ id }) => id);
 }
 
-async function openScan(id: number, file: File): Promise<void> {
+async function openScan(id: number): Promise<void> {
+  const scan = scanOf(id);
+  if (!scan) return;
   try {
-    const opened = await worker.call('open', id, file);
+    const opened = await ask('open', id, scan.file, scan.page);
     if (!scanOf(id)) return;
-    changeScan(id, { opened });
+    const pages = scan.page > 0 ? (scanOf(scan.first)?.opened?.pages ?? []) : opened.pages;
+    changeScan(id, { opened: { ...opened, pages }, holder: worker.generation });
+    if (opened.bilevel) throw new Error('black and white only: there is nothing to correct, and it stays as it is');
     await refresh(id, true);
     changeScan(id, { state: 'ready' });
   } catch (error) {
@@ -125,30 +202,55 @@ async function openScan(id: number, file: File): Promise<void> {
   }
 }
 
+/** The other pages of a file whose first one is open, behind it. Gives their numbers. */
+function addPages(id: number): number[] {
+  const scan = scanOf(id);
+  const pages = (scan?.opened?.pages ?? []).filter((page) => page > 0);
+  if (!scan || pages.length === 0) return [];
+  const made = pages.map((page) => ({ ...newScan(scan.file, page, id, ++count), sidecar: scan.sidecar }));
+  const at = state.scans.indexOf(scan) + 1;
+  change({ scans: [...state.scans.slice(0, at), ...made, ...state.scans.slice(at)] });
+  if (scan.sidecar) for (const one of made) repeatOn(one, scan.sidecar);
+  return made.map((one) => one.id);
+}
+
+function repeatOn(scan: Scan, sidecar: Sidecar): void {
+  const page = pageIn(sidecar, scan.page);
+  if (!page) return;
+  const cut = page.crop ? { crop: true, straighten: page.crop.tilt !== 0 } : {};
+  setSettings(scan.id, { ...START, ...cut, repeated: page, kind: page.kind }, 'sidecar');
+}
+
 /** `made`: the scans that came with it, of which it is before others of the same name. */
 async function openSidecar(file: File, made: Scan[]): Promise<void> {
   try {
     const sidecar = readSidecar(await file.text());
-    const page = sidecar.pages[0]!;
     const named = [...made, ...state.scans].find(
       ({ file: scan }) => scan.name === sidecar.scan.replace(/^.*[/\\]/, ''),
     );
     const scan = made.length === 1 ? made[0] : (named ?? currentScan());
     if (!scan) throw new Error(`belongs to ${sidecar.scan}: open that first, or both together`);
-    const cut = page.crop ? { crop: true, straighten: page.crop.tilt !== 0 } : {};
-    setSettings(scan.id, { ...START, ...cut, repeated: page, kind: page.kind }, 'sidecar');
+    if (sidecar.inPlace) throw new Error(`was laid over the scan in its place: ${scan.file.name} is finished already`);
+    for (const page of pagesOf(scan)) {
+      changeScan(page.id, { sidecar });
+      repeatOn(page, sidecar);
+    }
     say(`${scan.file.name} is corrected by ${file.name}.`);
   } catch (error) {
     say(`${file.name} ${reason(error)}`);
   }
 }
 
+/** With all pages of its file, which are saved together. */
 export function closeScan(id: number): void {
-  const at = state.scans.findIndex((scan) => scan.id === id);
-  const scans = state.scans.filter((scan) => scan.id !== id);
-  const next = state.current === id ? (scans[Math.min(at, scans.length - 1)]?.id ?? -1) : state.current;
+  const scan = scanOf(id);
+  if (!scan) return;
+  const gone = pagesOf(scan).map((page) => page.id);
+  const at = state.scans.findIndex((one) => gone.includes(one.id));
+  const scans = state.scans.filter((one) => !gone.includes(one.id));
+  const next = gone.includes(state.current) ? (scans[Math.min(at, scans.length - 1)]?.id ?? -1) : state.current;
   change({ scans, current: next });
-  void worker.call('close', id);
+  for (const page of gone) void worker.call('close', page);
 }
 
 export function select(id: number): void {
@@ -177,7 +279,7 @@ export async function refresh(id: number, judge: boolean): Promise<void> {
   try {
     const scan = scanOf(id);
     if (!scan?.opened) return;
-    const updated = await worker.call('update', id, scan.settings, judge);
+    const updated = await ask('update', id, scan.settings, judge);
     changeScan(id, { updated, error: '', state: 'ready' });
   } catch (error) {
     changeScan(id, { error: reason(error) });
@@ -256,12 +358,8 @@ export async function makeRoll(): Promise<void> {
   if (!scan?.updated) return;
   const { kind } = scan.updated;
   try {
-    const shared = await worker.call(
-      'roll',
-      ready.map(({ id, settings: { frame } }) => ({ id, frame })),
-      kind,
-    );
-    if (!shared) {
+    const members = ready.map(({ id, settings: { frame } }) => ({ id, frame }));
+    if (!(await share(members, kind))) {
       say(`These scans, as ${kind}, do not share enough: each is finished by itself.`);
       return;
     }
@@ -285,20 +383,27 @@ export function download(blob: Blob, name: string): void {
   setTimeout(() => URL.revokeObjectURL(link.href), 60_000);
 }
 
-const pageOf = (scan: Scan): Promise<SidecarPage> => worker.call('page', scan.id, scan.settings);
+const pageOf = async (scan: Scan): Promise<SidecarPage> => ask('page', scan.id, scan.settings);
 
-async function sidecarBlob(scan: Scan): Promise<Blob> {
-  return new Blob([sidecarOf(scan.file.name, await pageOf(scan), await worker.call('version'))], {
-    type: 'application/json',
-  });
+async function correctionsOf(scans: Scan[]): Promise<SidecarPage[]> {
+  const pages: SidecarPage[] = [];
+  for (const scan of scans) if (scan.updated) pages.push(await pageOf(scan));
+  return pages;
 }
 
+/** One of each file. */
+const filesOf = (scans: Scan[]): Scan[] =>
+  scans.filter(({ first }, i) => scans.findIndex((one) => one.first === first) === i);
+
+/** One for each file, of all its pages. */
 export async function saveSidecars(scans: Scan[]): Promise<void> {
   try {
     const files: { name: string; blob: Blob }[] = [];
-    for (const scan of scans) {
-      const blob = await sidecarBlob(scan);
-      if (!(await writeBack(scan.id, blob))) files.push({ name: `${scan.file.name}.zep3.json`, blob });
+    for (const scan of filesOf(scans)) {
+      const pages = await correctionsOf(pagesOf(scan));
+      const text = sidecarOf(scan.file.name, pages, await worker.call('version'));
+      const blob = new Blob([text], { type: 'application/json' });
+      if (!(await writeBack(scan.first, pages.length, blob))) files.push({ name: `${scan.file.name}.zep3.json`, blob });
     }
     const names = distinct(files.map(({ name }) => name));
     if (files.length === 1) return download(files[0]!.blob, names[0]!);
@@ -309,25 +414,47 @@ export async function saveSidecars(scans: Scan[]): Promise<void> {
   }
 }
 
+interface Result {
+  name: string;
+  scans: Scan[];
+  /** All pages of a file as one TIFF. */
+  whole: boolean;
+}
+
+/** What comes out: a TIFF keeps its pages, other formats have one each. */
+function resultsOf(scans: Scan[], target: Target): Result[] {
+  const isTiff = target === 'tiff' || target === 'same'; // only a TIFF has several pages
+  return (isTiff ? filesOf(scans) : scans).map((scan) => {
+    const stem = stemOf(scan.file.name);
+    const several = pagesOf(scan).length > 1;
+    const name = several && !isTiff ? `${stem}-${scan.page + 1}-finished` : `${stem}-finished`;
+    const whole = isTiff && (several || (scan.opened?.pages.length ?? 1) > 1);
+    return { name, scans: whole ? pagesOf(scan) : [scan], whole };
+  });
+}
+
 /** Finished pictures: one as a file, several as files or one ZIP. What fails is told, the others are saved. */
 export async function save(scans: Scan[], target: Target, zip: boolean): Promise<void> {
   if (state.saving) return;
   const made: { name: string; blob: Blob }[] = [];
   const failed: string[] = [];
   let stopped = false;
-  for (const [done, scan] of scans.entries()) {
-    change({ saving: { name: scan.file.name, done, count: scans.length, share: 0 }, message: '' });
+  const results = resultsOf(scans, target);
+  for (const [done, result] of results.entries()) {
+    const { file } = result.scans[0]!;
+    change({ saving: { name: file.name, done, count: results.length, share: 0 }, message: '' });
     try {
-      const page = await pageOf(scan);
+      const pages = await correctionsOf(result.scans);
       if (now().saving === null) throw new Error('stopped');
-      const { blob, extension } = await saver.call('finish', scan.file, page, target);
-      made.push({ name: `${stemOf(scan.file.name)}-finished.${extension}`, blob });
+      const { blob, extension } = await saver.call('finish', file, pages, target, result.whole);
+      made.push({ name: `${result.name}.${extension}`, blob });
     } catch (error) {
       if (now().saving === null) stopped = true;
-      else failed.push(`${scan.file.name}: ${reason(error)}`);
+      else failed.push(`${file.name}: ${reason(error)}`);
     }
     if (stopped) break;
   }
+  saver.stop(); // its memory is as large as the largest scan
   const names = distinct(made.map(({ name }) => name));
   const files = made.map(({ blob }, i) => ({ name: names[i]!, blob }));
   try {

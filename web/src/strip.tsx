@@ -1,7 +1,7 @@
 // All scans, as they come out, with what is to be looked at marked.
 import { useEffect, useRef } from 'preact/hooks';
 import { Thumb } from './picture.tsx';
-import { closeScan, select, type Scan, type State } from './store.ts';
+import { closeScan, select, titleOf, type Scan, type State } from './store.ts';
 import { pick } from './app.tsx';
 
 const WORDS = {
@@ -25,7 +25,7 @@ function Item({ scan, current }: { scan: Scan; current: boolean }) {
   }, [current]);
   const told = stateOf(scan);
   const verdict = scan.state === 'failed' ? 'failed' : (scan.updated?.told.verdict ?? '');
-  const { name } = scan.file;
+  const name = titleOf(scan);
   return (
     <li ref={item}>
       <button class="thumb" aria-current={current} onClick={() => select(scan.id)} title={`${name}: ${told}`}>

@@ -3,7 +3,7 @@ import { useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
 import type { Corners, Point } from './engine.ts';
 import { cornersOf } from './frame.ts';
 import { Picture } from './picture.tsx';
-import { change, set, worker, type Look, type Scan, type State } from './store.ts';
+import { ask, change, set, titleOf, type Look, type Scan, type State } from './store.ts';
 import { Turn } from './turn.ts';
 import { fitted, shown, view, zoomed, type Placed } from './view.ts';
 import type { Opened, Region } from './worker.ts';
@@ -54,9 +54,8 @@ function useDetail(scan: Scan, turn: Turn | null, placed: Placed | null, room: R
     if (!part || part.width * part.height > DETAIL_MOST) return;
     let gone = false;
     const timer = setTimeout(async () => {
-      const found = await worker
-        .call('region', scan.id, settings, part.x, part.y, part.width, part.height)
-        .catch(() => null);
+      const { x, y, width, height } = part;
+      const found = await ask('region', scan.id, settings, x, y, width, height).catch(() => null);
       if (!gone && found) setDetail({ ...found, x: part.x, y: part.y });
     }, DETAIL_AFTER);
     return () => {
@@ -88,7 +87,7 @@ function Layer({
   return (
     <div class="layer" style={style}>
       <div class="stored" style={storedStyle(scan, turn, placed)}>
-        <Picture pixels={small} class={`whole ${near}`} label={`${scan.file.name}, ${which}`} />
+        <Picture pixels={small} class={`whole ${near}`} label={`${titleOf(scan)}, ${which}`} />
         {detail && (
           <Picture
             pixels={detail[which]}
@@ -302,14 +301,14 @@ export function Table({ state }: { state: State }) {
 
   const single = held || look === 'before' ? 'before' : look === 'after' ? 'after' : 'both';
   return (
-    <main class="table" aria-label={scan.file.name}>
+    <main class="table" aria-label={titleOf(scan)}>
       <Bar state={state} scan={scan} percent={placed ? 100 * placed.scale * devicePixelRatio : 0} />
       <div class={`stage ${upright ? 'stacked' : ''}`} ref={stage}>
         {side ? [pane('before'), pane('after')] : pane(single)}
-        {!opened && scan.state !== 'failed' && <p class="wait">Opening {scan.file.name}</p>}
+        {!opened && scan.state !== 'failed' && <p class="wait">Opening {titleOf(scan)}</p>}
         {scan.error && (
           <p class="wait" role="alert">
-            {scan.file.name}: {scan.error}
+            {titleOf(scan)}: {scan.error}
           </p>
         )}
         {look === 'slider' && opened && (

@@ -56,23 +56,3 @@ export class Turn {
     return [a, b, c, d, e * scale, f * scale];
   }
 }
-
-const ORIENTATION = 0x0112;
-
-/** Of an EXIF block; 1, as it is stored, where it has none. `becomes`: what it is afterwards. */
-export function orientationOf(exif: Uint8Array, becomes?: number): number {
-  const view = new DataView(exif.buffer, exif.byteOffset, exif.length);
-  try {
-    const little = view.getUint16(0) === 0x4949;
-    const at = view.getUint32(4, little);
-    for (let i = 0, entry = at + 2; i < view.getUint16(at, little); i++, entry += 12) {
-      if (view.getUint16(entry, little) !== ORIENTATION) continue;
-      const orientation = view.getUint16(entry + 8, little);
-      if (becomes !== undefined) view.setUint16(entry + 8, becomes, little);
-      return orientation;
-    }
-  } catch {
-    // it ends before its fields do
-  }
-  return 1;
-}

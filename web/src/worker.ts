@@ -11,9 +11,11 @@ import {
   type Proposal,
   type Told,
 } from './decide.ts';
+import type { Colours } from './colours.ts';
 import { Engine, Roll, type Corners, type Kind, type Measurement, type Scan } from './engine.ts';
 import type { Finished, Target } from './finish.ts';
 import type { Cut } from './frame.ts';
+import { nameOf } from './icc.ts';
 import { analysisKey, type Settings } from './settings.ts';
 import { pageOf, type Frame, type SidecarPage } from './sidecar.ts';
 import { encodingOf, open, toScreen, type Encoding, type Source } from './source.ts';
@@ -24,7 +26,10 @@ export interface Opened {
   /** How it is to be seen, as EXIF counts. */
   orientation: number;
   depth: 8 | 16;
-  pages: number;
+  /** Black and white only: there is nothing to correct. */
+  bilevel: boolean;
+  /** Of the first page: those of the file that are pictures of their own, from 0. */
+  pages: number[];
   gamma: string;
   profile: string;
   /** Of the page: the scan made small. */
@@ -57,11 +62,14 @@ export interface Region {
 
 interface Entry {
   file: Blob;
+  page: number;
   scan: Scan | null;
   encoding: Encoding;
   depth: 8 | 16;
   bands: number;
   gray: boolean;
+  /** To the screen's; null: they are shown as they stand. */
+  colours: Colours | null;
   proposal: Proposal | null;
 }
 
@@ -99,9 +107,16 @@ async function sourceOf(id: number, entry: Entry): Promise<Source> {
   if (opened?.id === id) return opened.source;
   opened?.source.close();
   opened = null;
-  const source = await open(entry.file);
+  const source = await open(entry.file, entry.page);
   opened = { id, source };
   return source;
+}
+
+/** Pages that are not another page made small. */
+async function picturesOf(file: Blob): Promise<number[]> {
+  const { directoriesOf } = await import('./tiff_tags.ts');
+  const directories = await directoriesOf(file);
+  return directories.flatMap(({ reduced }, i) => (i > 0 && reduced ? [] : [i]));
 }
 
 function measure(scan: Scan, source: Source): void {
@@ -177,6 +192,21 @@ function corrected(scan: Scan, gray: boolean, chroma: number): ImageData {
   return toScreen(pixels, scan.smallWidth, format, 8);
 }
 
+/** The profile's colours; what it is of stays as it is for histograms. */
+function seen(image: ImageData, { colours }: Entry): ImageData {
+  if (colours === null) return image;
+  const own = new ImageData(image.data.slice(), image.width);
+  colours(own.data);
+  return own;
+}
+
+async function coloursOf({ container }: Source): Promise<Colours | null> {
+  const { profile, gray } = container;
+  if (profile === null || /sRGB/i.test(nameOf(profile))) return null;
+  const { coloursOf } = await import('./colours.ts');
+  return coloursOf(profile, gray).catch(() => null); // a browser that takes no such profile
+}
+
 function histogramOf({ data }: ImageData): Histogram {
   const counts = new Uint32Array(768);
   for (let i = 0; i < data.length; i += 4) {
@@ -198,18 +228,22 @@ const calls = {
     return (await engine()).version;
   },
 
-  async open(id: number, file: Blob): Promise<Opened> {
+  async open(id: number, file: Blob, page: number): Promise<Opened> {
     const entry: Entry = {
       file,
+      page,
       scan: null,
       encoding: { gamma: 22, from: '' },
       depth: 8,
       bands: 3,
       gray: false,
+      colours: null,
       proposal: null,
     };
     const source = await sourceOf(id, entry);
+    const pages = source.pages > 1 && page === 0 ? await picturesOf(file) : [page];
     entry.encoding = encodingOf(source.container);
+    entry.colours = await coloursOf(source);
     [entry.depth, entry.bands, entry.gray] = [source.depth, source.bands, source.bands < 3];
     entries.set(id, entry);
     const scan = await measured(id, entry.encoding.gamma);
@@ -219,10 +253,11 @@ const calls = {
       height: source.height,
       orientation: source.container.orientation,
       depth: source.depth,
-      pages: source.pages,
+      bilevel: source.bilevel,
+      pages,
       gamma: `${entry.encoding.gamma / 10}`,
       profile: entry.encoding.from,
-      before: toScreen(pixels, scan.smallWidth, format, 8),
+      before: seen(toScreen(pixels, scan.smallWidth, format, 8), entry),
     };
   },
 
@@ -242,7 +277,7 @@ const calls = {
     if ((judge || fresh) && isChanged(settings)) scan.judge();
     const after = corrected(scan, entryOf(id).gray, chromaOf(settings, proposal));
     return {
-      after,
+      after: seen(after, entryOf(id)),
       kind: scan.kind,
       told: toldOf(scan, proposal.plausible),
       measurements: scan.measurements,
@@ -259,17 +294,18 @@ const calls = {
   async asKind(id: number, settings: Settings, kind: string): Promise<ImageData> {
     // The scan holds what this analysis met, so its proposal stays with it until another is asked for.
     const { scan, proposal } = await prepared(id, { ...settings, kind });
-    return corrected(scan, entryOf(id).gray, chromaOf(settings, proposal));
+    return seen(corrected(scan, entryOf(id).gray, chromaOf(settings, proposal)), entryOf(id));
   },
 
   /** Pixels at 100 %. */
   async region(id: number, settings: Settings, x: number, y: number, width: number, height: number): Promise<Region> {
     const { scan, proposal } = await prepared(id, settings);
-    const source = await sourceOf(id, entryOf(id));
+    const entry = entryOf(id);
+    const source = await sourceOf(id, entry);
     const piece = source.piece(x, y, width, height);
-    const before = toScreen(piece, width, source.format, source.depth);
+    const before = seen(toScreen(piece, width, source.format, source.depth), entry);
     scan.apply(piece, width, [x, y], source.format, source.depth, chromaOf(settings, proposal));
-    return { before, after: toScreen(piece, width, source.format, source.depth) };
+    return { before, after: seen(toScreen(piece, width, source.format, source.depth), entry) };
   },
 
   /** The correction as a page of a sidecar. */
@@ -285,6 +321,7 @@ const calls = {
       adaptive: settings.analysis === 'adaptive',
       frame: frameOf(settings, proposal),
       cut: cutFor(settings, proposal, scan.width, scan.height),
+      page: entryOf(id).page,
     });
   },
 
@@ -311,13 +348,21 @@ const calls = {
     return true;
   },
 
-  async finish(file: Blob, page: SidecarPage, target: Target): Promise<Finished> {
+  async finish(file: Blob, pages: SidecarPage[], target: Target, whole: boolean): Promise<Finished> {
     const { finish } = await import('./finish.ts');
-    return finish(await engine(), file, page, target, (share) => postMessage({ progress: share }));
+    return finish(await engine(), file, pages, target, whole, (share) => postMessage({ progress: share }));
   },
 };
 
 export type Calls = typeof calls;
+
+function wordsOf(error: unknown): string {
+  // libvips' own, which is no Error.
+  if (String(error) === '[object WebAssembly.Exception]') {
+    return 'there is not enough memory for this in the page: the program takes scans of any size';
+  }
+  return error instanceof Error ? error.message : String(error);
+}
 
 // One call after the other: they share the engine's records.
 let last: Promise<unknown> = Promise.resolve();
@@ -329,7 +374,9 @@ self.onmessage = ({ data }: MessageEvent<{ number: number; name: keyof Calls; wo
       const result = await (calls[name] as (...words: unknown[]) => unknown)(...words);
       postMessage({ number, result });
     } catch (error) {
-      postMessage({ number, error: error instanceof Error ? error.message : String(error) });
+      // What ran out of memory in the middle of a call answers no other.
+      if (error instanceof WebAssembly.RuntimeError) return postMessage({ ended: true });
+      postMessage({ number, error: wordsOf(error) });
     }
   });
 };

@@ -43,6 +43,26 @@ const cases = [
   ['breviary.jpg', 'ground-color'],
 ];
 
+test('an engine whose second part cannot be loaded goes on when it can', async () => {
+  let there = false;
+  const other = await module.Engine.load(partOfEngine('zep3.wasm'), () => {
+    if (!there) throw new Error('no network');
+    return partOfEngine('zep3-more.wasm');
+  });
+  const scan = other.scan(64, 64, 22);
+  scan.beginPrescan();
+  const grays = Uint8Array.from({ length: 3 * 64 * 64 }, (_, i) => 40 + ((7 * i) % 160));
+  scan.addBand(grays, 0, 'rgb', 8);
+  scan.reset('negative');
+  const stack = Object.values(other.calls).find((value) => value instanceof WebAssembly.Global);
+  const atRest = stack.value;
+  assert.throws(() => scan.analyse(true, true, null), /no network/);
+  assert.equal(stack.value, atRest);
+  there = true;
+  scan.analyse(true, true, null);
+  scan.close();
+});
+
 test('the first picture of a positive takes the first part of the engine alone', async () => {
   const { START } = await load('settings.ts');
   const { propose } = await load('decide.ts');
@@ -141,4 +161,21 @@ test('the gamma of a profile is the one that the program finds', async () => {
     assert.equal(gammaOf(readFileSync(icc)), analysedBy('-k', 'photo', scan).inputGamma10);
   }
   assert.equal(gammaOf(new Uint8Array(40)), null);
+});
+
+test('film that its perforations tell is asked for among films', async () => {
+  const { guessKind } = await load('decide.ts');
+  const made = (name) => join(temporary, name);
+  run('vips', 'colourspace', join(samples, 'strip.jpg'), made('gray-strip.png'), 'b-w');
+  run('vips', 'colourspace', made('gray-strip.png'), made('bw-strip.png'), 'srgb');
+  run('vips', 'invert', join(samples, 'strip.jpg'), made('slides.png')); // clear around black holes
+  for (const [name, first, all] of [
+    ['bw-strip.png', 'bw-negative', ['bw-negative', 'slide']],
+    ['slides.png', 'slide', ['slide', 'negative', 'bw-negative']],
+  ]) {
+    const scan = analysed(made(name), 'photo');
+    const { kind, plausible } = guessKind(scan);
+    assert.deepEqual([kind, plausible], [first, all], name);
+    scan.close();
+  }
 });

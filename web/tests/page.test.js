@@ -9,7 +9,7 @@ import test, { after, before } from 'node:test';
 import { unzipSync } from 'fflate';
 import { addScans, launch, openPage, settled } from './browser.js';
 import { serve } from './serve.js';
-import { differences, pixelsOf, program, run, samples, temporary, twelveMegapixels, zep3 } from './support.js';
+import { differences, pixelsOf, program, run, samples, temporary, tiffOf, twelveMegapixels, zep3 } from './support.js';
 
 const sample = (name) => join(samples, name);
 const axe = createRequire(import.meta.url).resolve('axe-core/axe.min.js');
@@ -214,6 +214,10 @@ test('a roll of four is finished together, and settings are copied', async () =>
   const expected = JSON.parse(run('sh', '-c', `cat ${path}/out/1.jpg*json`));
   assert.deepEqual(sidecar.pages[0].record.points, expected.pages[0].record.points);
   assert.ok(sidecar.pages[0].analysis.reasons.some(({ code }) => code === 'shared'));
+  // After a worker that ended, the next one finds again what they share.
+  await page.workers()[0].evaluate(() => new BroadcastChannel(self.name).postMessage('ended'));
+  const again = JSON.parse(readFileSync(await saved(page, 'Save correction'), 'utf8'));
+  assert.deepEqual(again.pages, sidecar.pages);
   await slider(page, 'exposure', 0.5);
   await press(page, 'Copy to all');
   await page.getByText('Copied to 3 scans.').waitFor();
@@ -327,6 +331,10 @@ test('a sidecar of the program opens, and gives the same again', async () => {
   const first = JSON.parse(readFileSync(sidecar, 'utf8')).pages[0];
   assert.deepEqual(again.record, first.record);
   assert.equal(again.chroma, first.chroma);
+  // One that lies beside what it was laid over already.
+  writeFileSync(join(temporary, 'laid.json'), JSON.stringify({ ...JSON.parse(readFileSync(sidecar)), inPlace: true }));
+  await page.locator('#files').setInputFiles(join(temporary, 'laid.json'));
+  await page.getByText('is finished already').waitFor();
   writeFileSync(join(temporary, 'other.json'), '{"format": "something"}');
   await page.locator('#files').setInputFiles(join(temporary, 'other.json'));
   await page.getByText('other.json is no correction of zep3').waitFor();
@@ -391,6 +399,34 @@ test('EXIF fields that point to themselves are read to an end', async () => {
   await page.getByLabel('Save as').selectOption('tiff');
   const made = await saved(page, 'Save picture');
   assert.equal(run('vipsheader', '-f', 'width', made), run('vipsheader', '-f', 'width', own));
+  await closed(page);
+});
+
+test('words stay where EXIF is damaged, and EXIF tells the size of what was cut out', async () => {
+  const damaged = join(temporary, 'damaged.tif');
+  run('vips', 'copy', sample('slide-faded.jpg'), damaged);
+  run('exiftool', '-q', '-overwrite_original', '-Artist=Nobody', '-FNumber=8', damaged);
+  const bytes = readFileSync(damaged);
+  const entry = bytes.indexOf(Buffer.from([0x69, 0x87, 4, 0, 1, 0, 0, 0])); // the place of EXIF's directory
+  bytes.writeUInt32LE(0xfffffff0, entry + 8);
+  writeFileSync(damaged, bytes);
+  const cut = join(temporary, 'cut.jpg');
+  copyFileSync(sample('strip.jpg'), cut);
+  run('exiftool', '-q', '-overwrite_original', '-ExifImageWidth=1000', '-ExifImageHeight=640', cut);
+  const page = await slide(damaged, cut);
+  assert.equal(run('exiftool', '-s3', '-Artist', await saved(page, 'Save picture')).trim(), 'Nobody');
+  await page.locator('.thumb').nth(1).click();
+  await choose(page, 'negative');
+  await page.getByLabel('Crop to the picture').check();
+  await page.waitForSelector('.frame .outside');
+  for (const target of ['same', 'png', 'tiff']) {
+    await page.getByLabel('Save as').selectOption(target);
+    const own = await saved(page, 'Save picture');
+    const told = run('exiftool', '-s3', '-ExifImageWidth', '-ExifImageHeight', own).trim().split(/\s+/);
+    const { width, height } = pixelsOf(own);
+    assert.ok(width < 600);
+    assert.deepEqual(told, [String(width), String(height)], target);
+  }
   await closed(page);
 });
 
@@ -479,20 +515,172 @@ test('a scan that lies on its side is seen upright, and is the one of the progra
   }
 });
 
-test('what the page does not do with a scan, it says', async () => {
+test('a scan with a profile is seen in its colours, and keeps its values', async () => {
+  for (const [name, options] of [
+    ['wide.jpg', 'Q=95,profile=p3'],
+    ['wide.tif', 'profile=p3'],
+  ]) {
+    const scan = join(temporary, name);
+    run('vips', 'copy', sample('roll/1.jpg'), `${scan}[${options}]`);
+    const page = await slide(scan);
+    const { width, height } = pixelsOf(scan);
+    const place = [Math.floor(width / 3), Math.floor(height / 2)];
+    const seen = await page.evaluate(([x, y]) => {
+      const canvas = document.querySelector('canvas[aria-label$="before"]');
+      return [...canvas.getContext('2d').getImageData(x, y, 1, 1).data].slice(0, 3);
+    }, place);
+    const theirs = join(temporary, 'theirs.png');
+    run('vips', 'icc_transform', scan, theirs, 'srgb', '--embedded');
+    const expected = run('vips', 'getpoint', theirs, ...place.map(String))
+      .trim()
+      .split(' ')
+      .map(Number);
+    const stored = run('vips', 'getpoint', scan, ...place.map(String))
+      .trim()
+      .split(' ')
+      .map(Number);
+    console.log(`${name}: stored ${stored}, seen ${seen}, expected ${expected}`);
+    assert.ok(expected.some((value, i) => Math.abs(value - stored[i]) > 4));
+    expected.forEach((value, i) => assert.ok(Math.abs(value - seen[i]) <= 2));
+    await closed(page);
+  }
+});
+
+test('pages of a TIFF are scans of their own, and are saved together as the program does', async () => {
   const scan = join(temporary, 'pages.tif');
-  run('vips', 'join', sample('slide-faded.jpg'), sample('slide-faded.jpg'), join(temporary, 'two.v'), 'vertical');
-  const height = run('vipsheader', '-f', 'height', sample('slide-faded.jpg')).trim();
-  run('vips', 'copy', join(temporary, 'two.v'), `${scan}[page-height=${height},profile=p3]`);
-  const page = await slide(scan);
-  await page.getByText('The first of 2 pages: it alone is shown and saved here.').waitFor();
-  await page.getByText('Shown as if its values were sRGB.').waitFor();
-  await page.locator('#files').setInputFiles(sample('slide-faded.jpg'));
+  const v = (name) => join(temporary, name);
+  const [width, height] = [500, 300];
+  run('vips', 'smartcrop', sample('slide-faded.jpg'), v('p1.v'), String(width), String(height));
+  run('vips', 'smartcrop', sample('print-faded.jpg'), v('p2.v'), String(width), String(height));
+  run('vips', 'smartcrop', sample('plate.jpg'), v('p3.v'), String(width), String(height));
+  run('vips', 'join', v('p1.v'), v('p2.v'), v('p12.v'), 'vertical');
+  run('vips', 'join', v('p12.v'), v('p3.v'), v('pages.v'), 'vertical');
+  run('vips', 'copy', v('pages.v'), `${scan}[page-height=${height},compression=lzw]`);
+  run('exiftool', '-q', '-overwrite_original', '-Artist=Nobody', '-IFD1:PageName=Second', '-IFD2:SubfileType#=1', scan);
+  const page = await slide(scan, sample('plate.jpg'));
+  await page.locator('.thumb').nth(2).waitFor();
   await settled(page);
+  assert.deepEqual(
+    await page
+      .locator('.thumb .name')
+      .evaluateAll((all) => all.map((one) => one.textContent.split(',').slice(0, -1).join())),
+    ['pages.tif, page 1', 'pages.tif, page 2', 'plate.jpg'],
+  );
+  await choose(page, 'faded-slide');
   await page.locator('.thumb').nth(1).click();
-  await page.waitForSelector('main[aria-label="slide-faded.jpg"]');
-  assert.equal(await page.getByRole('region', { name: 'Limits' }).count(), 0);
+  await page.waitForSelector('canvas[aria-label="pages.tif, page 2, after"]');
+  const last = await sum(page);
+  await choose(page, 'faded-print');
+  await slider(page, 'exposure', 0.5);
+  await changed(page, last);
+  const sidecar = await saved(page, 'Save correction');
+  const told = JSON.parse(readFileSync(sidecar, 'utf8')).pages;
+  assert.deepEqual(
+    told.map(({ page: number, kind }) => [number, kind]),
+    [
+      [0, 'faded-slide'],
+      [1, 'faded-print'],
+    ],
+  );
+  const own = await saved(page, 'Save picture');
+  const theirs = join(temporary, 'pages-program.tif');
+  zep3('--use-sidecar', sidecar, scan, '-o', theirs, '--overwrite', '--quiet');
+  for (const number of [0, 1, 2]) {
+    const [a, b] = [pixelsOf(`${own}[page=${number}]`), pixelsOf(`${theirs}[page=${number}]`)];
+    assert.deepEqual([a.width, a.height], [width, height]);
+    const { count, most } = differences(a.pixels, b.pixels);
+    console.log(`page ${number}: ${count} samples differ, by ${most} at most`);
+    assert.ok(most <= 1 && count <= a.pixels.length / 1000);
+  }
+  const words = (file) => run('exiftool', '-s3', '-Artist', '-IFD1:PageName', '-IFD2:SubfileType', file);
+  assert.equal(words(own), words(scan));
+  await page.getByLabel('Save as').selectOption('png');
+  assert.match(await saved(page, 'Save picture'), /pages-2-finished\.png$/);
+  // The correction of both pages opens again, each on its own.
+  await press(page, 'Close pages.tif, page 2');
+  assert.equal(await page.locator('.thumb').count(), 1);
+  await page.locator('#files').setInputFiles([scan, sidecar]);
+  await page.locator('.thumb').nth(2).waitFor();
+  await settled(page);
+  await page.locator('.thumb').nth(2).click();
+  await page.waitForSelector('canvas[aria-label="pages.tif, page 2, after"]');
+  assert.equal(await page.getByLabel('Kind of original').inputValue(), 'faded-print');
   await closed(page);
+});
+
+test('pages of black and white stay, and those made small go with the page before', async () => {
+  const scan = join(temporary, 'kinds.tif');
+  const first = pixelsOf(sample('print-faded.jpg'));
+  run('vips', 'thumbnail', sample('print-faded.jpg'), join(temporary, 'small.png'), '150');
+  const small = pixelsOf(join(temporary, 'small.png'));
+  const stripes = Buffer.alloc(13 * 60, 0b10110010); // 100 pixels a line
+  const whole = { bits: 8, samples: 3 };
+  const pages = [
+    { ...whole, ...first, data: first.pixels },
+    { ...whole, ...small, data: small.pixels, reduced: true },
+    { width: 100, height: 60, bits: 1, samples: 1, data: stripes },
+  ];
+  writeFileSync(scan, tiffOf(pages));
+  const page = await slide(scan);
+  await page.locator('.thumb').nth(1).waitFor();
+  await settled(page);
+  assert.equal(await page.locator('.thumb').count(), 2);
+  await page.locator('.thumb').nth(1).click();
+  await page
+    .getByRole('alert')
+    .getByText(/page 3: black and white only/)
+    .waitFor();
+  await page.locator('.thumb').nth(0).click();
+  await choose(page, 'faded-print');
+  await page.getByLabel('Crop to the picture').check();
+  const sidecar = await saved(page, 'Save correction');
+  const own = await saved(page, 'Save picture');
+  const theirs = join(temporary, 'kinds-program.tif');
+  zep3('--use-sidecar', sidecar, scan, '-o', theirs, '--overwrite', '--quiet');
+  for (const number of [0, 1, 2]) {
+    const [a, b] = [pixelsOf(`${own}[page=${number}]`), pixelsOf(`${theirs}[page=${number}]`)];
+    assert.deepEqual([a.width, a.height], [pages[number].width, pages[number].height]);
+    assert.equal(differences(a.pixels, b.pixels).count, 0, `page ${number}`);
+  }
+  assert.equal(run('exiftool', '-s3', '-IFD2:BitsPerSample', own).trim(), '1');
+  await closed(page);
+});
+
+test('where a part of the page ends for want of memory, it is told, and the scans stay', async () => {
+  const ended = /deep\.tif: the part of the page that does this ended/;
+  const page = await slide(join(temporary, 'deep.tif'), sample('plate.jpg'));
+  const [saver] = await Promise.all([page.waitForEvent('worker'), press(page, 'Save picture')]);
+  await saver.evaluate(
+    () =>
+      void setTimeout(() => {
+        throw new WebAssembly.RuntimeError('unreachable');
+      }),
+  );
+  await page.getByText(ended).waitFor();
+  page.faults.length = 0;
+  // The worker that holds the scans: they are opened again.
+  const [holder] = page.workers().filter((worker) => worker.url().includes('worker'));
+  await holder.evaluate(() => new BroadcastChannel(self.name).postMessage('ended'));
+  const last = await sum(page);
+  await choose(page, 'faded-slide');
+  await changed(page, last);
+  await saved(page, 'Save picture');
+  await page.locator('.thumb').nth(1).click();
+  await page.waitForSelector('canvas[aria-label="plate.jpg, after"]');
+  const other = await sum(page);
+  await slider(page, 'exposure', 0.5);
+  await changed(page, other);
+  await closed(page);
+
+  // A thread of libvips, for which the worker waits: the scan is refused, and the next one opens.
+  const broken = await serve({ added: { '/vips/thread.js': "throw new WebAssembly.RuntimeError('unreachable');" } });
+  const own = await launch({ serviceWorkers: 'block' });
+  const faulty = await openPage(own, broken.address, join(temporary, 'deep.tif'), sample('plate.jpg'));
+  await faulty.getByRole('alert').getByText(ended).waitFor();
+  await faulty.locator('.thumb').nth(1).click();
+  await faulty.waitForSelector('canvas[aria-label="plate.jpg, after"]');
+  await own.close();
+  broken.close();
 });
 
 test('a page that is not isolated declines TIFF in a sentence', async () => {

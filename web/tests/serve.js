@@ -14,15 +14,15 @@ const TYPES = {
 };
 const ISOLATING = { 'Cross-Origin-Opener-Policy': 'same-origin', 'Cross-Origin-Embedder-Policy': 'require-corp' };
 
-/** asked: the paths of all requests. */
-export async function serve({ isolated = true } = {}) {
+/** asked: the paths of all requests; added: to the text of a file. */
+export async function serve({ isolated = true, added = {} } = {}) {
   const asked = [];
   const server = createServer((request, response) => {
     const path = normalize(decodeURIComponent(new URL(request.url, 'http://page').pathname));
     asked.push(path);
     const file = join(root, 'web/dist', path.endsWith('/') ? `${path}index.html` : path);
     try {
-      const body = readFileSync(file);
+      const body = Buffer.concat([readFileSync(file), Buffer.from(added[path] ?? '')]);
       response.writeHead(200, { 'Content-Type': TYPES[extname(file)] ?? '', ...(isolated ? ISOLATING : {}) });
       response.end(body);
     } catch {

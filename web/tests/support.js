@@ -48,3 +48,43 @@ export function twelveMegapixels() {
   run('vips', 'thumbnail', from, `${scan}[Q=92]`, '4246', '--height', '2826', '--size', 'force');
   return scan;
 }
+
+/** A plain TIFF of these pages, { width, height, bits, samples, data }; reduced: another page made small. */
+export function tiffOf(pages) {
+  const parts = [Buffer.from([0x49, 0x49, 42, 0, 0, 0, 0, 0])];
+  let size = 8;
+  let link = parts[0].subarray(4); // what points to the next page
+  for (const { width, height, bits, samples, data, reduced } of pages) {
+    const fields = [
+      [254, 4, reduced ? 1 : 0],
+      [256, 4, width],
+      [257, 4, height],
+      [258, 3, bits],
+      [259, 3, 1],
+      [262, 3, samples === 3 ? 2 : 1],
+      [273, 4, size],
+      [277, 3, samples],
+      [278, 4, height],
+      [279, 4, data.length],
+    ];
+    const directory = Buffer.alloc(2 + 12 * fields.length + 4 + 6);
+    const at = size + data.length;
+    directory.writeUInt16LE(fields.length);
+    fields.forEach(([tag, type, value], i) => {
+      const place = 2 + 12 * i;
+      directory.writeUInt16LE(tag, place);
+      directory.writeUInt16LE(type, place + 2);
+      directory.writeUInt32LE(1, place + 4);
+      directory.writeUInt32LE(value, place + 8);
+      if (tag !== 258 || samples === 1) return;
+      directory.writeUInt32LE(3, place + 4); // three numbers of bits, behind the directory
+      directory.writeUInt32LE(at + directory.length - 6, place + 8);
+      for (let c = 0; c < 3; c++) directory.writeUInt16LE(bits, directory.length - 6 + 2 * c);
+    });
+    link.writeUInt32LE(at);
+    link = directory.subarray(2 + 12 * fields.length);
+    parts.push(Buffer.from(data), directory);
+    size += data.length + directory.length;
+  }
+  return Buffer.concat(parts);
+}

@@ -13,6 +13,7 @@
 #include "job/correct_pages.h"
 #include "job/finished.h"
 #include "job/observe.h"
+#include "job/own_sidecar.h"
 #include "job/result.h"
 #include "opening/scan.h"
 #include "saving/check_whole.h"
@@ -169,6 +170,7 @@ Outcome Correct(const Job& job, const Options& options) {
     if (!options.update || !isOlder) return Stays(job, options, place, finished);
     making.overwrite = true;
   }
+  if (!job.sidecar.empty() && !(place && place->HasOriginal())) CheckIsNoResult(job);
   if (!place) return MakeResult(job, making, std::nullopt);
   try {
     return MakeResult(job, making, place);

@@ -68,6 +68,11 @@ std::string KeptOriginals::ScanOf(const std::string& file) const {
   return (path.parent_path() / (stem + path.extension().string())).string();
 }
 
+std::string KeptOriginals::OriginalOf(const fs::path& scan) const {
+  const std::string backup = BackupOf(scan);
+  return Holds(backup) ? backup : "";
+}
+
 void KeptOriginals::Add(const fs::path& original, const FileTime& scan, PendingFile::Sync sync) {
   const KeptOriginals before(FolderOf(original));
   const auto [begin, end] = before.m_kept.equal_range(original.filename().string());

@@ -21,6 +21,8 @@ class KeptOriginals {
   bool Holds(const std::filesystem::path& file) const;
   // The scan that the file is the original of; "" of another file.
   std::string ScanOf(const std::string& file) const;
+  // The original of the scan, as runs name it now; "" where none was kept.
+  std::string OriginalOf(const std::filesystem::path& scan) const;
 
   // Adds the original of a scan, that is still to have its second name. Throws Failure.
   static void Add(const std::filesystem::path& original, const FileTime& scan, PendingFile::Sync sync);

@@ -53,6 +53,7 @@ std::vector<PendingFile> WriteSideFiles(const Job& job, const Options& options, 
     nlohmann::ordered_json origin = OriginOf(job, IdentityOfScan(job, options));
     origin.erase("versions"); // the sidecar's own say more
     sidecar.update(origin);
+    if (options.inPlace) sidecar["inPlace"] = true; // what it lies beside is corrected already
     files.push_back(WritePending(job.result + kSidecarSuffix, ToText(sidecar, 1) + '\n', sync));
   }
   if (options.report) {
