@@ -259,7 +259,12 @@ class Piece {
   // Of 8-bit pixels.
   EightTables EightsOf(const Square& square) const {
     const auto darker = [&](size_t c) { return static_cast<uint8_t>(square.darker[c]); };
-    return {square.mixed ? m_table : TableOf(square), m_white, m_paper, {darker(0), darker(1), darker(2)}};
+    return {square.mixed ? m_table : TableOf(square),
+            m_white,
+            m_paper,
+            {darker(0), darker(1), darker(2)},
+            reinterpret_cast<const uint8_t*>(square.darkerBlock.data()),
+            reinterpret_cast<const uint8_t*>(m_paperBlock.data())};
   }
 
   // `slopeHere` is called when it is needed first: a clean sheet needs none.
@@ -271,6 +276,13 @@ class Piece {
     const int64_t samples = layout.samples;
     const bool gray = layout.IsGray();
     const std::array<Sample, 3> darker = square.darker;
+    if (m_eights != nullptr) {
+      const EightTables tables = EightsOf(square);
+      auto* const first = reinterpret_cast<uint8_t*>(pixel);
+      const int64_t white = m_eights->whitenFirst(first, pixels, tables);
+      if (white < pixels) m_eights->whitened(first + 3 * white, pixels - white, slopeHere(white), tables);
+      return;
+    }
     for (int64_t at = 0; at < pixels;) {
       const int64_t end = std::min(pixels, at + kBlock);
       if (end - at == kBlock && HasBlocks(layout) && !IsAnyDarker(pixel, square.darkerBlock.data(), kBlock * samples)) {
@@ -278,10 +290,6 @@ class Piece {
         pixel += kBlock * samples;
         at = end;
         continue;
-      }
-      if (m_eights != nullptr) {
-        m_eights->whitened(reinterpret_cast<uint8_t*>(pixel), pixels - at, slopeHere(at), EightsOf(square));
-        return;
       }
       for (; at < end; at++, pixel += samples) {
         const Sample v[3] = {pixel[layout.red], pixel[layout.green], pixel[layout.blue]};
