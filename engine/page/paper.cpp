@@ -300,14 +300,22 @@ bool IsAtEdge(uint32_t at, const Mask& grid) {
   return row == 0 || column == 0 || row == grid.rows - 1 || column == grid.columns - 1;
 }
 
-// Large regions that lie around everything, at the edges of the scan: the lid. Empty where there is none.
-Mask FindLid(const Regions& regions, const Mask& paper) {
+float MeanLight(const Ground& ground, std::span<const uint32_t> cells) {
+  float sum = 0.0F;
+  for (const uint32_t at : cells) sum += ground.ln.cells[at][3];
+  return sum / static_cast<float>(std::max<size_t>(cells.size(), 1));
+}
+
+// Large regions that lie around everything, at the edges of the scan, darker than the paper's main region: the lid.
+// Empty where there is none. What lies on a light ground may as well be film on a light table.
+Mask FindLid(const Ground& ground, const Regions& regions, size_t main, const Mask& paper) {
+  const float light = MeanLight(ground, regions.Cells(main));
   Mask lid(paper.rows, paper.columns);
   for (size_t label = 1; label < regions.Labels(); label++) {
     const std::span<const uint32_t> cells = regions.Cells(label);
     if (static_cast<double>(cells.size()) < kLidLeast * static_cast<double>(paper.Size())) continue;
     const bool reaches = std::any_of(cells.begin(), cells.end(), [&](uint32_t at) { return IsAtEdge(at, paper); });
-    if (paper.cells[cells[0]] != 0 || !reaches) continue;
+    if (paper.cells[cells[0]] != 0 || !reaches || MeanLight(ground, cells) >= light) continue;
     for (const uint32_t at : cells) lid.cells[at] = 1;
   }
   return ShareOfBorder(lid) < kLidBorder ? Mask() : lid;
@@ -331,7 +339,7 @@ void Lay(const Ground& ground, const Mask& smooth, const Mask& fold, Paper& foun
     if (!ground.reverse && AddSheets(ground, regions, main, found.paper, added)) addForetold();
     if (AddFolds(fold, found.paper)) addForetold();
   }
-  found.lid = FindLid(regions, found.paper);
+  found.lid = FindLid(ground, regions, main, found.paper);
   found.object = FindObjects(found.paper, regions.Cells(main), found.sheet);
   found.known = found.paper;
   size_t known = 0;
