@@ -140,12 +140,16 @@ class Piece {
       const int64_t column = m_firstSquare + static_cast<int64_t>(i);
       uint32_t any = 0, all = ZEP3_CELL_STROKES | ZEP3_CELL_WHITEN;
       for (size_t k = 0; k < 4; k++) {
-        const int64_t r = k < 2 ? m_down.This(row) : m_down.Next(row);
-        const ZEP3_CELL& cell =
-            m_cells[r * m_across.cells + (k % 2 == 0 ? m_across.This(column) : m_across.Next(column))];
-        for (size_t c = 0; c < 3; c++) square.gain[k][c] = Numbers::Of(cell.fGain[c]);
-        square.gain[k][3] = 0;
-        square.lies[k] = cell.lLies & (ZEP3_CELL_STROKES | ZEP3_CELL_WHITEN);
+        if (k % 2 == 0 && i > 0) { // the corner of the square before
+          square.gain[k] = m_squares[i - 1].gain[k + 1];
+          square.lies[k] = m_squares[i - 1].lies[k + 1];
+        } else {
+          const int64_t r = k < 2 ? m_down.This(row) : m_down.Next(row);
+          const int64_t c = k % 2 == 0 ? m_across.This(column) : m_across.Next(column);
+          const ZEP3_CELL& cell = m_cells[r * m_across.cells + c];
+          square.gain[k] = {Numbers::Of(cell.fGain[0]), Numbers::Of(cell.fGain[1]), Numbers::Of(cell.fGain[2]), 0};
+          square.lies[k] = cell.lLies & (ZEP3_CELL_STROKES | ZEP3_CELL_WHITEN);
+        }
         any |= square.lies[k];
         all &= square.lies[k];
       }
@@ -169,10 +173,9 @@ class Piece {
       square.darker[c] = static_cast<Sample>(std::clamp(level, 0.0, static_cast<double>(square.darker[c])));
     }
     if (!HasBlocks(m_layout)) return;
-    for (int64_t i = 0; i < kBlock; i++) {
-      Sample* pixel = &square.darkerBlock[static_cast<size_t>(i * m_layout.samples)];
-      SetColour(pixel, m_layout, square.darker);
-    }
+    Sample* const block = square.darkerBlock.data();
+    SetColour(block, m_layout, square.darker);
+    for (int64_t n = 1; n < kBlock; n *= 2) std::copy_n(block, n * m_layout.samples, block + n * m_layout.samples);
   }
 
   // Whether channels are all that a pixel has.
@@ -259,7 +262,12 @@ class Piece {
   // Of 8-bit pixels.
   EightTables EightsOf(const Square& square) const {
     const auto darker = [&](size_t c) { return static_cast<uint8_t>(square.darker[c]); };
-    return {square.mixed ? m_table : TableOf(square), m_white, m_paper, {darker(0), darker(1), darker(2)}};
+    return {square.mixed ? m_table : TableOf(square),
+            m_white,
+            m_paper,
+            {darker(0), darker(1), darker(2)},
+            reinterpret_cast<const uint8_t*>(square.darkerBlock.data()),
+            reinterpret_cast<const uint8_t*>(m_paperBlock.data())};
   }
 
   // `slopeHere` is called when it is needed first: a clean sheet needs none.
@@ -271,6 +279,13 @@ class Piece {
     const int64_t samples = layout.samples;
     const bool gray = layout.IsGray();
     const std::array<Sample, 3> darker = square.darker;
+    if (m_eights != nullptr) {
+      const EightTables tables = EightsOf(square);
+      auto* const first = reinterpret_cast<uint8_t*>(pixel);
+      const int64_t white = m_eights->whitenFirst(first, pixels, tables);
+      if (white < pixels) m_eights->whitened(first + 3 * white, pixels - white, slopeHere(white), tables);
+      return;
+    }
     for (int64_t at = 0; at < pixels;) {
       const int64_t end = std::min(pixels, at + kBlock);
       if (end - at == kBlock && HasBlocks(layout) && !IsAnyDarker(pixel, square.darkerBlock.data(), kBlock * samples)) {
@@ -278,10 +293,6 @@ class Piece {
         pixel += kBlock * samples;
         at = end;
         continue;
-      }
-      if (m_eights != nullptr) {
-        m_eights->whitened(reinterpret_cast<uint8_t*>(pixel), pixels - at, slopeHere(at), EightsOf(square));
-        return;
       }
       for (; at < end; at++, pixel += samples) {
         const Sample v[3] = {pixel[layout.red], pixel[layout.green], pixel[layout.blue]};

@@ -104,6 +104,48 @@ ZEP3_EIGHTS inline bool AreAllAbove(const Colours& v, const Colours& bound) {
   return _mm256_movemask_epi8(above) == -1;
 }
 
+ZEP3_EIGHTS inline __m128i Bytes16(const uint8_t* from) {
+  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+}
+ZEP3_EIGHTS inline __m128i Bytes8(const uint8_t* from) {
+  return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from));
+}
+ZEP3_EIGHTS inline Lanes Bytes32(const uint8_t* from) {
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from));
+}
+
+// Makes eight pixels paper if all their bytes are above their bounds.
+ZEP3_EIGHTS inline bool WhitenEight(uint8_t* pixel, const EightTables& tables) {
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i first = _mm_cmpeq_epi8(_mm_subs_epu8(Bytes16(pixel), Bytes16(tables.darkerBlock)), zero);
+  const __m128i last = _mm_cmpeq_epi8(_mm_subs_epu8(Bytes8(pixel + 16), Bytes8(tables.darkerBlock + 16)), zero);
+  if (_mm_movemask_epi8(first) != 0 || (_mm_movemask_epi8(last) & 0xFF) != 0) return false;
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(pixel), Bytes16(tables.paperBlock));
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(pixel + 16), Bytes8(tables.paperBlock + 16));
+  return true;
+}
+
+// Likewise 32 pixels: three times 32 bytes, which begin with red, blue and green.
+ZEP3_EIGHTS inline bool WhitenFourEights(uint8_t* pixel, const EightTables& tables) {
+  constexpr int kBegins[3] = {0, 2, 1};
+  Lanes darker = _mm256_setzero_si256();
+  for (int i = 0; i < 3; i++) {
+    const Lanes above = _mm256_subs_epu8(Bytes32(pixel + 32 * i), Bytes32(tables.darkerBlock + kBegins[i]));
+    darker = _mm256_or_si256(darker, _mm256_cmpeq_epi8(above, _mm256_setzero_si256()));
+  }
+  if (_mm256_movemask_epi8(darker) != 0) return false;
+  for (int i = 0; i < 3; i++)
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(pixel + 32 * i), Bytes32(tables.paperBlock + kBegins[i]));
+  return true;
+}
+
+ZEP3_EIGHTS int64_t WhitenFirst(uint8_t* pixel, int64_t pixels, const EightTables& tables) {
+  int64_t done = 0;
+  while (pixels - done >= 4 * kPixels && WhitenFourEights(pixel + 3 * done, tables)) done += 4 * kPixels;
+  while (pixels - done >= kPixels && WhitenEight(pixel + 3 * done, tables)) done += kPixels;
+  return done;
+}
+
 enum class Way { kAlike, kWhitened, kMixed };
 
 template <Way kWay>
@@ -120,6 +162,10 @@ ZEP3_EIGHTS void Change(uint8_t* pixel, int64_t pixels, const Slope& slope, cons
   std::array<uint8_t, kBytes> rest = {}; // the last pixels, fewer, are changed here
   for (int64_t left = pixels; left > 0; left -= kPixels, pixel += kBytes) {
     uint8_t* at = pixel;
+    if (kWay == Way::kWhitened && left >= kPixels && WhitenEight(pixel, tables)) {
+      for (Ramp& g : gain) Go(g);
+      continue;
+    }
     if (left < kPixels) {
       std::memcpy(rest.data(), pixel, static_cast<size_t>(3 * left));
       at = rest.data();
@@ -157,7 +203,7 @@ ZEP3_EIGHTS void Change(uint8_t* pixel, int64_t pixels, const Slope& slope, cons
 } // namespace
 
 const EightCalls* Eights() {
-  static const EightCalls calls = {Change<Way::kAlike>, Change<Way::kWhitened>, Change<Way::kMixed>};
+  static const EightCalls calls = {Change<Way::kAlike>, Change<Way::kWhitened>, Change<Way::kMixed>, WhitenFirst};
   static const bool has = __builtin_cpu_supports("avx2") != 0;
   return has ? &calls : nullptr;
 }

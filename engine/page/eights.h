@@ -34,6 +34,8 @@ struct EightTables {
   const uint16_t* white;
   std::array<int32_t, 3> paper;  // levels of 16 bits
   std::array<uint8_t, 3> darker; // pixels with all channels above these become paper
+  // 16 pixels of those bounds, and of paper.
+  const uint8_t *darkerBlock, *paperBlock;
 };
 
 struct EightCalls {
@@ -41,6 +43,8 @@ struct EightCalls {
   Change alike;    // through one set of tables
   Change whitened; // and to white
   Change mixed;    // between strokes and pictures, as the slope's shares say, and to white
+  // Makes the first pixels paper, up to one that is darker or the last few: how many.
+  int64_t (*whitenFirst)(uint8_t* pixel, int64_t pixels, const EightTables& tables);
 };
 
 // Null where the processor has no such instructions.

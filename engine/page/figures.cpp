@@ -148,8 +148,8 @@ Figures MeasureFigures(const Planes& planes, const Levels& levels, const Ground&
   for (size_t i = 0; i < lowest.Size(); i++) {
     if (paper.known.cells[i] == 0) {
       washed += IsWashed(ground, i, gains.cells[i], centre) ? 1 : 0;
-    } else if (static_cast<double>(lowest.cells[i]) < lit) {
-      inks.Add(lowest.cells[i]);
+    } else if (surface.strokes.cells[i] != 0 && static_cast<double>(lowest.cells[i]) < lit) {
+      inks.Add(lowest.cells[i]); // of marker and of what lies beside pictures no stroke is lost
     }
   }
   figures.washed = ground.reverse ? 0.0 : static_cast<double>(washed) / static_cast<double>(lowest.Size());

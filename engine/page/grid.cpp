@@ -226,4 +226,12 @@ Mask Grown(const Mask& mask) {
   return grown;
 }
 
+double ShareOfBorder(const Mask& mask) {
+  const int rows = mask.rows, columns = mask.columns;
+  size_t count = 0;
+  for (int column = 0; column < columns; column++) count += size_t{mask.At(0, column)} + mask.At(rows - 1, column);
+  for (int row = 0; row < rows; row++) count += size_t{mask.At(row, 0)} + mask.At(row, columns - 1);
+  return static_cast<double>(count) / (2.0 * (rows + columns));
+}
+
 } // namespace page

@@ -19,25 +19,70 @@ void TakeEdges(const float* v, std::ptrdiff_t step, float* __restrict edges, siz
   }
 }
 
-// In the worst channel and direction. A slope or a fold of any steepness gives about 0; the edge of a box or a picture
-// its whole contrast.
-Grid<float> Edges(const Grid<Colour>& ln) {
-  constexpr int kReach = 3;
+// How far a number lies below both that stand `reach` away. Takes the larger of that and of `folds`.
+void TakeFolds(const float* v, std::ptrdiff_t reach, float* __restrict folds, size_t n) {
+  const float *before = v - reach, *behind = v + reach;
+  for (size_t i = 0; i < n; i++) folds[i] = std::max(folds[i], std::min(before[i], behind[i]) - v[i]);
+}
+
+struct Edges {
+  Grid<float> edge; // in the worst channel and direction
+  Grid<float> fold; // of brightness, in the worse direction
+};
+
+// A slope of any steepness gives about 0; the edge of a box or a picture its whole contrast. At the bottom of a fold
+// any jump is foretold by the slopes that meet there: what lies on one side would run into what lies on the other.
+Edges FindEdges(const Grid<Colour>& ln) {
+  constexpr int kReach = 2 * kClosed + 1; // the ground of a fold is level over twice kClosed
   constexpr size_t kLanes = sizeof(Colour) / sizeof(float);
   const Grid<Colour> wide = Extended(ln, kReach);
-  Grid<float> edges(ln.rows, ln.columns);
-  std::vector<float> lanes(kLanes * static_cast<size_t>(ln.columns));
+  const auto line = static_cast<std::ptrdiff_t>(kLanes) * wide.columns;
+  Edges found = {Grid<float>(ln.rows, ln.columns), Grid<float>(ln.rows, ln.columns)};
+  std::vector<float> edges(kLanes * static_cast<size_t>(ln.columns)), folds(edges.size());
   for (int row = 0; row < ln.rows; row++) {
-    std::fill(lanes.begin(), lanes.end(), 0.0F);
+    std::fill(edges.begin(), edges.end(), 0.0F);
+    std::fill(folds.begin(), folds.end(), 0.0F);
     const float* from = Numbers(wide, row + kReach) + kReach * kLanes;
-    TakeEdges(from, kLanes, lanes.data(), lanes.size());
-    TakeEdges(from, static_cast<std::ptrdiff_t>(kLanes) * wide.columns, lanes.data(), lanes.size());
+    for (const std::ptrdiff_t step : {static_cast<std::ptrdiff_t>(kLanes), line}) {
+      TakeEdges(from, step, edges.data(), edges.size());
+      TakeFolds(from, kReach * step, folds.data(), folds.size());
+    }
     for (int column = 0; column < ln.columns; column++) {
-      const float* v = &lanes[kLanes * static_cast<size_t>(column)];
-      edges.At(row, column) = std::max({v[0], v[1], v[2]});
+      const size_t at = kLanes * static_cast<size_t>(column);
+      found.edge.At(row, column) = std::max({edges[at], edges[at + 1], edges[at + 2]});
+      found.fold.At(row, column) = folds[at + 3];
     }
   }
-  return edges;
+  return found;
+}
+
+// The smallest upright box around cells.
+struct Box {
+  int top, bottom, left, right;
+  double Cells() const { return static_cast<double>(bottom - top) * (right - left); }
+};
+
+Box BoxAround(std::span<const uint32_t> cells, const Mask& grid) {
+  Box box = {grid.rows, 0, grid.columns, 0};
+  for (const uint32_t at : cells) {
+    const int row = static_cast<int>(at) / grid.columns, column = static_cast<int>(at) % grid.columns;
+    box = {std::min(box.top, row), std::max(box.bottom, row + 1), std::min(box.left, column),
+           std::max(box.right, column + 1)};
+  }
+  return box;
+}
+
+// The parts of a mask that run along a good share of the grid, as a gutter does.
+Mask LongParts(const Mask& mask) {
+  const Regions parts = Connected(mask);
+  Mask longOnes(mask.rows, mask.columns);
+  for (size_t label = 1; label < parts.Labels(); label++) {
+    const std::span<const uint32_t> cells = parts.Cells(label);
+    const Box box = BoxAround(cells, mask);
+    if (box.bottom - box.top < kFoldLeast * mask.rows && box.right - box.left < kFoldLeast * mask.columns) continue;
+    for (const uint32_t at : cells) longOnes.cells[at] = 1;
+  }
+  return longOnes;
 }
 
 // The upper one of two in the middle; reorders the samples; 0 without any.
@@ -132,11 +177,12 @@ bool AddForetold(const Ground& ground, const Regions& regions, Mask& paper, std:
 }
 
 // A large region as a sheet beside the paper: the other page of a book, beyond the gutter. It is as light as the paper,
-// of its colour, written on, and unlike a box that is printed on the paper it does not border on it with a step.
+// of its colour, written on, and unlike a box that is printed on the paper it does not border on it with a step. A
+// blank one borders on it without any.
 bool IsSheet(const Ground& ground, const Regions& regions, size_t label, const Mask& paper, const Colour& main) {
   const std::span<const uint32_t> cells = regions.Cells(label);
   const auto inked = std::count_if(cells.begin(), cells.end(), [&](uint32_t at) { return ground.HoldsInk(at); });
-  if (static_cast<double>(inked) < kSheetInk * static_cast<double>(cells.size())) return false;
+  const bool blank = static_cast<double>(inked) < kSheetInk * static_cast<double>(cells.size());
   Colour off = MedianColour(ground, cells);
   for (size_t c = 0; c < 3; c++) off[c] -= main[c];
   const float level = Mean(off);
@@ -146,7 +192,7 @@ bool IsSheet(const Ground& ground, const Regions& regions, size_t label, const M
   }
   constexpr int kAcross = 4; // cells that an edge may be wide
   constexpr int kWays[4][2] = {{0, 1}, {0, -1}, {1, 0}, {-1, 0}};
-  size_t border = 0, stepped = 0;
+  size_t border = 0, met = 0, stepped = 0;
   for (const uint32_t at : cells) {
     const int row = static_cast<int>(at) / paper.columns, column = static_cast<int>(at) % paper.columns;
     for (const auto& way : kWays) {
@@ -157,12 +203,15 @@ bool IsSheet(const Ground& ground, const Regions& regions, size_t label, const M
         if (regions.label.cells[other] == static_cast<int32_t>(label)) break;
         border += i == 1 ? 1 : 0;
         if (paper.cells[other] == 0) continue;
+        met++;
         stepped += std::fabs(ground.ln.cells[at][3] - ground.ln.cells[other][3]) > kForetold ? 1 : 0;
         break;
       }
     }
   }
-  return static_cast<double>(stepped) < kSheetStepped * static_cast<double>(border);
+  const auto shareOf = [&](size_t count) { return static_cast<double>(count) / static_cast<double>(border); };
+  if (blank && shareOf(met) < kBlankSheetMet) return false;
+  return shareOf(stepped) < (blank ? kBlankSheetStepped : kSheetStepped);
 }
 
 // Adds the sheets beside the paper. False when there are none.
@@ -182,37 +231,98 @@ bool AddSheets(const Ground& ground, const Regions& regions, size_t main, Mask& 
 }
 
 // Cells of a box around a component that its outline holds: what cannot be reached from the box's sides.
-size_t Outlined(const Grid<int32_t>& label, int32_t of, int top, int bottom, int left, int right) {
-  const std::vector<uint8_t> reached = ReachedFromEdge(
-      right - left, bottom - top, [&](int column, int row) { return label.At(top + row, left + column) != of; });
+size_t Outlined(const Grid<int32_t>& label, int32_t of, const Box& box) {
+  const std::vector<uint8_t> reached =
+      ReachedFromEdge(box.right - box.left, box.bottom - box.top,
+                      [&](int column, int row) { return label.At(box.top + row, box.left + column) != of; });
   return static_cast<size_t>(std::count(reached.begin(), reached.end(), 0));
 }
 
-Mask FindObjects(const Mask& paper) {
+void Fill(Mask& mask, const Box& box) {
+  for (int row = box.top; row < box.bottom; row++)
+    std::fill_n(&mask.At(row, box.left), box.right - box.left, uint8_t{1});
+}
+
+// Whether most of these cells lie in a box.
+bool HoldsMost(const Box& box, std::span<const uint32_t> cells, int columns) {
+  const auto within = std::count_if(cells.begin(), cells.end(), [&](uint32_t at) {
+    const int row = static_cast<int>(at) / columns, column = static_cast<int>(at) % columns;
+    return box.top <= row && row < box.bottom && box.left <= column && column < box.right;
+  });
+  return 2 * static_cast<size_t>(within) > cells.size();
+}
+
+// What is not paper, and pictures as whole boxes. Those that run off the scan are added to the sheet. What surrounds
+// the paper's main region is no picture, but a lid or a frame.
+Mask FindObjects(const Mask& paper, std::span<const uint32_t> main, Mask& sheet) {
+  sheet = paper;
   Mask other(paper.rows, paper.columns);
   for (size_t i = 0; i < other.Size(); i++) other.cells[i] = paper.cells[i] == 0;
   const Regions components = Connected(other);
   for (size_t label = 1; label < components.Labels(); label++) {
     const std::span<const uint32_t> cells = components.Cells(label);
     if (cells.size() < kObject) continue;
-    int top = paper.rows, bottom = 0, left = paper.columns, right = 0;
-    for (const uint32_t at : cells) {
-      const int row = static_cast<int>(at) / paper.columns, column = static_cast<int>(at) % paper.columns;
-      top = std::min(top, row);
-      bottom = std::max(bottom, row + 1);
-      left = std::min(left, column);
-      right = std::max(right, column + 1);
-    }
-    const double box = double(bottom - top) * (right - left);
-    const auto outlined = Outlined(components.label, static_cast<int32_t>(label), top, bottom, left, right);
-    if (static_cast<double>(outlined) <= kObjectShare * box) continue;
-    for (int row = top; row < bottom; row++) std::fill_n(&other.At(row, left), right - left, uint8_t{1});
+    const Box box = BoxAround(cells, paper);
+    const auto outlined = static_cast<double>(Outlined(components.label, static_cast<int32_t>(label), box));
+    if (outlined <= kObjectShare * box.Cells() || HoldsMost(box, main, paper.columns)) continue;
+    Fill(other, box);
+    if (outlined > kPictureFilled * box.Cells()) Fill(sheet, box);
   }
   return other;
 }
 
-// Paper, objects and what is known, from cells that have no edge.
-void Lay(const Ground& ground, const Mask& smooth, Paper& found) {
+// Adds the bottoms of folds between paper and paper. False when there are none.
+bool AddFolds(const Mask& fold, Mask& paper) {
+  constexpr int kAcross = 8; // cells from the bottom of a fold to where it is none
+  const Mask before = paper;
+  const auto isPaper = [&](int row, int column, int down, int across) {
+    for (int i = 1; i <= kAcross; i++) {
+      const int r = row + i * down, c = column + i * across;
+      if (r < 0 || r >= paper.rows || c < 0 || c >= paper.columns) return false;
+      if (before.At(r, c) != 0) return true;
+      if (fold.At(r, c) == 0) return false;
+    }
+    return false;
+  };
+  for (int row = 0; row < paper.rows; row++) {
+    for (int column = 0; column < paper.columns; column++) {
+      if (fold.At(row, column) == 0) continue;
+      const bool between = (isPaper(row, column, 0, -1) && isPaper(row, column, 0, 1)) ||
+                           (isPaper(row, column, -1, 0) && isPaper(row, column, 1, 0));
+      if (between) paper.At(row, column) = 1;
+    }
+  }
+  return paper.cells != before.cells;
+}
+
+bool IsAtEdge(uint32_t at, const Mask& grid) {
+  const int row = static_cast<int>(at) / grid.columns, column = static_cast<int>(at) % grid.columns;
+  return row == 0 || column == 0 || row == grid.rows - 1 || column == grid.columns - 1;
+}
+
+float MeanLight(const Ground& ground, std::span<const uint32_t> cells) {
+  float sum = 0.0F;
+  for (const uint32_t at : cells) sum += ground.ln.cells[at][3];
+  return sum / static_cast<float>(std::max<size_t>(cells.size(), 1));
+}
+
+// Large regions that lie around everything, at the edges of the scan, darker than the paper's main region: the lid.
+// Empty where there is none. What lies on a light ground may as well be film on a light table.
+Mask FindLid(const Ground& ground, const Regions& regions, size_t main, const Mask& paper) {
+  const float light = MeanLight(ground, regions.Cells(main));
+  Mask lid(paper.rows, paper.columns);
+  for (size_t label = 1; label < regions.Labels(); label++) {
+    const std::span<const uint32_t> cells = regions.Cells(label);
+    if (static_cast<double>(cells.size()) < kLidLeast * static_cast<double>(paper.Size())) continue;
+    const bool reaches = std::any_of(cells.begin(), cells.end(), [&](uint32_t at) { return IsAtEdge(at, paper); });
+    if (paper.cells[cells[0]] != 0 || !reaches || MeanLight(ground, cells) >= light) continue;
+    for (const uint32_t at : cells) lid.cells[at] = 1;
+  }
+  return ShareOfBorder(lid) < kLidBorder ? Mask() : lid;
+}
+
+// Paper, objects and what is known, from cells that have no edge and are not the bottom of a fold.
+void Lay(const Ground& ground, const Mask& smooth, const Mask& fold, Paper& found) {
   const Regions regions = Connected(smooth);
   found.paper = Mask(smooth.rows, smooth.columns);
   const size_t main = MainRegion(ground, regions);
@@ -227,8 +337,10 @@ void Lay(const Ground& ground, const Mask& smooth, Paper& found) {
     };
     addForetold();
     if (!ground.reverse && AddSheets(ground, regions, main, found.paper, added)) addForetold();
+    if (AddFolds(fold, found.paper)) addForetold();
   }
-  found.object = FindObjects(found.paper);
+  found.lid = FindLid(ground, regions, main, found.paper);
+  found.object = FindObjects(found.paper, regions.Cells(main), found.sheet);
   found.known = found.paper;
   size_t known = 0;
   for (size_t i = 0; i < found.known.Size(); i++) {
@@ -265,18 +377,27 @@ double LeakOf(const Ground& ground, const Mask& known) {
 Paper FindPaper(const Ground& ground) {
   Paper found;
   found.step = std::clamp(kGrainSteps * UsualChange(ground.ln), kStep, kStepMost);
-  Mask smooth(ground.ln.rows, ground.ln.columns);
-  const Grid<float> edges = Edges(ground.ln);
-  for (size_t i = 0; i < smooth.Size(); i++) smooth.cells[i] = edges.cells[i] < found.step;
-  Lay(ground, smooth, found);
+  Mask edge(ground.ln.rows, ground.ln.columns), fold = edge;
+  const Edges edges = FindEdges(ground.ln);
+  for (size_t i = 0; i < edge.Size(); i++) {
+    edge.cells[i] = edges.edge.cells[i] >= found.step;
+    fold.cells[i] = !ground.reverse && edges.fold.cells[i] >= kFold;
+  }
+  fold = LongParts(Grown(fold)); // a line without gaps
+  for (size_t i = 0; i < fold.Size(); i++) {
+    if (edges.edge.cells[i] >= kFoldRough) fold.cells[i] = 0;
+  }
+  const auto smooth = [&] {
+    Mask cells(edge.rows, edge.columns);
+    for (size_t i = 0; i < cells.Size(); i++) cells.cells[i] = edge.cells[i] == 0 && fold.cells[i] == 0;
+    return cells;
+  };
+  Lay(ground, smooth(), fold, found);
   found.leak = LeakOf(ground, found.known);
   if (found.leak <= kLeakMost) return found;
   // A picture's edge is soft somewhere. With wider edges the gap is closed.
-  Mask edge(smooth.rows, smooth.columns);
-  for (size_t i = 0; i < edge.Size(); i++) edge.cells[i] = smooth.cells[i] == 0;
   for (int i = 0; i < kLeakWidth; i++) edge = Grown(edge);
-  for (size_t i = 0; i < edge.Size(); i++) smooth.cells[i] = edge.cells[i] == 0;
-  Lay(ground, smooth, found);
+  Lay(ground, smooth(), fold, found);
   found.leak = LeakOf(ground, found.known);
   return found;
 }

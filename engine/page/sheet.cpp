@@ -59,12 +59,11 @@ double FilledShare(const Mask& paper) {
   return static_cast<double>(cells.size()) / BoxAround(cells, paper.columns);
 }
 
-double BorderShare(const Mask& known) {
-  const int rows = known.rows, columns = known.columns;
-  size_t paper = 0;
-  for (int column = 0; column < columns; column++) paper += size_t{known.At(0, column)} + known.At(rows - 1, column);
-  for (int row = 0; row < rows; row++) paper += size_t{known.At(row, 0)} + known.At(row, columns - 1);
-  return static_cast<double>(paper) / (2.0 * (rows + columns));
+// What no lid covers: paper, and pictures on it that run to its edge.
+Mask NotLid(const Mask& lid) {
+  Mask rest = lid;
+  for (uint8_t& cell : rest.cells) cell = cell == 0;
+  return rest;
 }
 
 } // namespace
@@ -84,8 +83,10 @@ Lie HowItLies(const Ground& ground, const Paper& paper, const Surface& surface) 
   Lie lie;
   if (means.Samples() == 0) return lie;
   lie.ink = static_cast<double>(inked) / static_cast<double>(means.Samples());
-  lie.filled = FilledShare(paper.paper);
-  lie.border = BorderShare(known);
+  lie.filled = FilledShare(paper.sheet);
+  if (lie.filled < kSheetFilled && paper.lid.Size() != 0)
+    lie.filled = std::max(lie.filled, FilledShare(NotLid(paper.lid)));
+  lie.border = ShareOfBorder(known);
   lie.level = means.Percentile(50.0);
   lie.uneven = std::log(at(98.0) / at(2.0));
   lie.tint = redOverBlue.Percentile(95.0) - redOverBlue.Percentile(5.0);

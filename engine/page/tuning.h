@@ -31,6 +31,9 @@ inline constexpr double kAround = 3.0; // cells, standard deviation
 inline constexpr float kStep = 0.05F;
 inline constexpr float kStepMost = 0.12F;
 inline constexpr float kGrainSteps = 5.0F;
+inline constexpr float kFold = 0.06F;      // ln that its bottom lies below both sides
+inline constexpr double kFoldLeast = 0.2;  // of the page's height or width that it runs along
+inline constexpr float kFoldRough = 0.08F; // ln of edges that stains leave there; bars that are printed have more
 
 // The paper: large, light, written on. A region without ink counts this share of one with plenty, which is a third of
 // its cells; light counts by this power, and by so much more where nothing is written: of two blank things the paper is
@@ -54,6 +57,13 @@ inline constexpr double kSheetInk = 0.03;   // of the sheet's
 inline constexpr float kSheetLevel = 0.15F;
 inline constexpr float kSheetTint = 0.03F;
 inline constexpr double kSheetStepped = 0.3; // of the border
+// A blank one meets the paper along so much of its border, and nearly everywhere without a step.
+inline constexpr double kBlankSheetMet = 0.1;
+inline constexpr double kBlankSheetStepped = 0.05;
+
+// A lid: regions of so many cells each, at so much of the scan's edges.
+inline constexpr double kLidLeast = 0.02;
+inline constexpr double kLidBorder = 0.6;
 
 // A picture that has run into the paper at a soft place of its edge: the rest of that edge lies within the paper, steps
 // of so much of ln that are even on both sides. Pages have up to 3 times a square page's side of them (photocopies),
@@ -66,7 +76,8 @@ inline constexpr int kLeakWidth = 6; // cells that edges are widened by
 // What is not paper is an object as a whole box where it has so many cells and fills so much of it.
 inline constexpr int kObject = 25;
 inline constexpr double kObjectShare = 0.75;
-inline constexpr double kLeastKnown = 0.03; // share of the cells; below, objects count as paper, too
+inline constexpr double kPictureFilled = 0.9; // of a box that it fills so far, the sheet goes on below it
+inline constexpr double kLeastKnown = 0.03;   // share of the cells; below, objects count as paper, too
 
 // ---- surface ----
 

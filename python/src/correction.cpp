@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "engine/common/record.h"
+#include "page/marker.h"
 
 namespace py = pybind11;
 
@@ -60,7 +61,10 @@ bool AnalysePage(const ZEP3_BmpInfo& scan, Prescan& small, Correction& correctio
   if (!ZEP3Page(&small.image, &correction.record.para, &detail, &surface, &correction.evidence)) return false;
   if (surface.lFound == ZEP3_SURFACE_NONE) return true;
   cells.resize(static_cast<size_t>(surface.lColumns * surface.lRows));
-  correction.paper = Paper{surface, std::make_shared<const std::vector<ZEP3_CELL>>(std::move(cells))};
+  std::vector<uint8_t> pictures =
+      FindPictures(surface, small.levels.data(), small.image.lWidth, small.image.lHeight, small.shrink);
+  correction.paper = Paper{surface, std::make_shared<const std::vector<ZEP3_CELL>>(std::move(cells)),
+                           std::make_shared<const std::vector<uint8_t>>(std::move(pictures))};
   return true;
 }
 
@@ -103,6 +107,15 @@ std::vector<uint16_t> ScanTables(const Correction& correction, bool deep) {
 void CheckScan(const Settings& settings, const ScanArray& scan) {
   if (const char* wrong = CheckZEP3(ZEP3_CALL_FINISH, &scan.image, &settings.record.para, Given(settings.matrix))) {
     throw py::value_error(wrong);
+  }
+}
+
+// Throws where an array of such sides, laid there, is no part of the page.
+void CheckPlace(const ZEP3_SURFACE& page, int64_t width, int64_t height, const std::array<int64_t, 2>& at) {
+  const auto [x, y] = at;
+  if (x < 0 || y < 0 || width > page.lWidth - x || height > page.lHeight - y) {
+    throw py::value_error("the page that was analysed has " + std::to_string(page.lWidth) + " x " +
+                          std::to_string(page.lHeight) + " pixels: this array is no part of it");
   }
 }
 
@@ -234,14 +247,7 @@ py::array Correction::Apply(const py::array& array, const py::object& out, bool 
                             const std::array<int64_t, 2>& at) const {
   CheckTables(*this);
   const ZEP3_SURFACE surface = paper ? paper->Surface() : ZEP3_SURFACE{};
-  if (paper) {
-    const auto [x, y] = at;
-    if (array.ndim() < 2 || x < 0 || y < 0 || array.shape(1) > surface.lWidth - x ||
-        array.shape(0) > surface.lHeight - y) {
-      throw py::value_error("the page that was analysed has " + std::to_string(surface.lWidth) + " x " +
-                            std::to_string(surface.lHeight) + " pixels: this array is no part of it");
-    }
-  }
+  if (paper && array.ndim() >= 2) CheckPlace(surface, array.shape(1), array.shape(0), at);
   const ScanArray result = CopyToWrite(array, out);
   const Correction copy = *this; // which another thread may change meanwhile
   bool applied = false;
@@ -259,4 +265,25 @@ py::array Correction::Apply(const py::array& array, const py::object& out, bool 
   }
   if (!applied) throw std::bad_alloc();
   return result.array;
+}
+
+void Correction::LightenMarker(const ScanArray& result, const std::array<int64_t, 2>& at) const {
+  const ZEP3_BmpInfo& image = result.image;
+  const bool alpha = image.wPixelFormat == ZEP3_PIXEL_RGBA;
+  if (!paper || (image.wPixelFormat != ZEP3_PIXEL_RGB && !alpha)) return;
+  const ZEP3_SURFACE surface = paper->Surface();
+  CheckPlace(surface, image.lWidth, image.lHeight, at);
+  const std::shared_ptr<const std::vector<uint8_t>> pictures = paper->pictures;
+  const py::gil_scoped_release release;
+  for (int64_t line = 0; line < image.lHeight; line++) {
+    uint8_t* const first = image.pBits + line * image.lBytesPerLine;
+    const auto lighten = [&](auto* pixels) {
+      LightenMarkerBesidePictures(pixels, image.lWidth, alpha ? 4 : 3, at[0], at[1] + line, surface, *pictures);
+    };
+    if (result.IsDeep()) {
+      lighten(reinterpret_cast<uint16_t*>(first));
+    } else {
+      lighten(first);
+    }
+  }
 }

@@ -20,6 +20,7 @@ using Matrix = std::array<double, 9>;
 struct Paper {
   ZEP3_SURFACE figures = {};
   std::shared_ptr<const std::vector<ZEP3_CELL>> cells;
+  std::shared_ptr<const std::vector<uint8_t>> pictures; // see FindPictures
 
   // For the calls of the library, which only read it; of use as long as this object.
   ZEP3_SURFACE Surface() const;
@@ -45,6 +46,8 @@ struct Correction {
   // `at`: where the array's first pixel lies in the scan (x, y).
   pybind11::array Apply(const pybind11::array& scan, const pybind11::object& out, bool saturation,
                         const std::array<int64_t, 2>& at) const;
+  // Of a result from there on, R G B and perhaps alpha, in place; nothing where no page was evened.
+  void LightenMarker(const ScanArray& result, const std::array<int64_t, 2>& at) const;
 };
 
 // How scans are to be corrected. Of any thread: nothing here changes.

@@ -241,8 +241,10 @@ std::pair<py::object, std::vector<int64_t>> Solve(const std::vector<ZEP3_OBSERVA
   return {solved ? py::cast(shared) : py::none(), members};
 }
 
-py::array Gray(const py::array& array) {
-  const ScanArray scan = ToRead(array);
+py::array Gray(const py::array& array, const Correction* page, const std::array<int64_t, 2>& at) {
+  const bool evened = page != nullptr && page->paper;
+  const ScanArray scan = evened ? CopyToWrite(array, py::none()) : ToRead(array);
+  if (evened) page->LightenMarker(scan, at);
   const py::ssize_t sides[] = {array.shape(0), array.shape(1)};
   py::array result(scan.array.dtype(), std::vector<py::ssize_t>(sides, sides + 2));
   ZEP3_BmpInfo gray;
@@ -478,8 +480,11 @@ PYBIND11_MODULE(_core, module) {
         return found == nullptr ? std::nullopt : std::optional<std::string>(found->pText);
       },
       "kind"_a, "What was scanned, in a line; None for an unknown kind.");
-  module.def("gray", &Gray, "scan"_a,
-             "One gray channel of an array's colours, (height, width): their luma by the weights of sRGB.");
+  module.def("gray", &Gray, "scan"_a, "page"_a = nullptr, py::kw_only(), "at"_a = std::array<int64_t, 2>{0, 0},
+             "One gray channel of an array's colours, (height, width): their luma by the weights of sRGB.\n\n"
+             "page  the Correction whose result the array is, where that evened a page: marker on it becomes half as "
+             "dark, for\n      programs that read; pictures on it do not.\n"
+             "at    for a piece of it: where its first pixel lies in the scan, x and y.");
   module.def(
       "profile_gamma", &GammaOfProfile, "icc"_a,
       "The gamma of an ICC profile's curves, in tenths, as analyse() takes it; None where the bytes are no profile or "

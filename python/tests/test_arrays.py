@@ -251,3 +251,30 @@ def test_every_name_is_described():
     for kind in zep3.Kind:
         assert zep3.kind_text(kind)
     assert SAMPLES.is_dir()
+
+
+def marked(pink):
+    """A page with text, a broad stroke of pink marker and a picture: dark, but for a pink half."""
+    page = np.full((600, 800, 3), 240, np.uint8)
+    page[40:560:16, 40:360:3] = page[41:561:16, 40:360:3] = 30
+    page[100:180, 480:760] = pink
+    page[300:500, 480:760] = (50, 60, 40)
+    page[320:380, 500:740] = pink
+    return page
+
+
+def test_marker_is_light_in_gray():
+    pink = np.array((240, 140, 190))
+    page = marked(pink)
+    correction = zep3.analyse(page, "background")
+    assert correction.evened
+    result = zep3.apply(correction, page)
+    luma, read = zep3.gray(result).astype(int), zep3.gray(result, correction).astype(int)
+    # Half of the way to the lightest channel, which is white.
+    assert abs(read[140, 600] - (luma[140, 600] + 255) / 2) < 3 and luma[140, 600] < 190
+    assert np.array_equal(read[300:500, 480:760], luma[300:500, 480:760])
+    piece = zep3.gray(result[120:400, 500:700], correction, at=(500, 120))
+    assert np.array_equal(piece, read[120:400, 500:700])
+    with pytest.raises(ValueError, match="no part of it"):
+        zep3.gray(result, correction, at=(1, 0))
+    assert np.array_equal(zep3.gray(result[..., 0], correction), result[..., 0])

@@ -51,8 +51,8 @@ def check_options(options: Namespace) -> None:
     options.lossless_reconstruction = False
 
 
-def _corrected(page: Any, image: Image.Image) -> Optional[Any]:
-    """The pixels of a page's picture, corrected; None where there is nothing to correct."""
+def _corrected(page: Any, image: Image.Image) -> Optional[tuple[Any, zep3.Correction]]:
+    """The pixels of a page's picture, corrected, and by what; None where there is nothing to correct."""
     if image.mode == "1":
         return None
     options = page.options
@@ -73,15 +73,15 @@ def _corrected(page: Any, image: Image.Image) -> Optional[Any]:
     if correction.verdict in (zep3.Verdict.LOOK, zep3.Verdict.FAILED):
         why = "; ".join(reason.text for reason in correction.reasons)
         log.warning("page %d: please look at the result: %s", number, why)
-    return zep3.apply(correction, scan)
+    return zep3.apply(correction, scan), correction
 
 
 @hookimpl
 def filter_ocr_image(page: Any, image: Image.Image) -> Image.Image:
-    pixels = _corrected(page, image)
-    if pixels is None:
+    corrected = _corrected(page, image)
+    if corrected is None:
         return image
-    result = Image.fromarray(zep3.gray(pixels))
+    result = Image.fromarray(zep3.gray(*corrected))
     result.info["dpi"] = image.info["dpi"]
     return result
 
@@ -91,13 +91,13 @@ def filter_page_image(page: Any, image_filename: Path) -> Path:
     with Image.open(image_filename) as image:
         if page.options.zep3_ocr_only:
             return image_filename
-        pixels = _corrected(page, image)
-        if pixels is None:
+        corrected = _corrected(page, image)
+        if corrected is None:
             return image_filename
-        result = Image.fromarray(pixels)
+        result = Image.fromarray(corrected[0])
         kept = {key: image.info[key] for key in ("dpi", "icc_profile") if key in image.info}
         if image.format == "JPEG":
             kept["quality"] = JPEG_QUALITY
-        corrected = image_filename.with_name("zep3_" + image_filename.name)
-        result.save(corrected, format=image.format, **kept)
-    return corrected
+        written = image_filename.with_name("zep3_" + image_filename.name)
+        result.save(written, format=image.format, **kept)
+    return written

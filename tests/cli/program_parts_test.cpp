@@ -78,6 +78,46 @@ TEST(Marker, IsHalfAsDarkInGray) {
   }
 }
 
+// A page of 60 x 40 cells of 4 pixels: a picture with dark and with pink parts, a box of pink with a few dark cells, a
+// pink speck. Of these the picture alone keeps its pink in gray; to its right it ends with its last cell.
+TEST(Marker, OfPicturesStays) {
+  constexpr int64_t kColumns = 60, kRows = 40, kSide = 4;
+  const auto isPicture = [](int64_t x, int64_t y) { return x >= 5 && x < 25 && y >= 5 && y < 25; };
+  const auto isBox = [](int64_t x, int64_t y) { return x >= 30 && x < 50 && y >= 5 && y < 25; };
+  const auto isSpeck = [](int64_t x, int64_t y) { return x == 10 && y == 35; };
+  const auto isDark = [&](int64_t x, int64_t y) { return isPicture(x, y) ? y > 15 : isBox(x, y) && y == 12; };
+  std::vector<ZEP3_CELL> cells;
+  std::vector<uint8_t> levels(3 * kColumns * kRows * kSide * kSide, 255);
+  for (int64_t i = 0; i < kColumns * kRows; i++) {
+    const int64_t x = i % kColumns, y = i / kColumns;
+    const bool kept = isPicture(x, y) || isBox(x, y) || isSpeck(x, y);
+    cells.push_back({{1, 1, 1}, kept ? 0U : uint32_t{ZEP3_CELL_STROKES | ZEP3_CELL_WHITEN}});
+    for (int64_t k = 0; kept && k < kSide * kSide; k++) {
+      uint8_t* pixel =
+          &levels[static_cast<size_t>(3 * ((y * kSide + k / kSide) * kColumns * kSide + x * kSide + k % kSide))];
+      pixel[0] = isDark(x, y) ? 60 : 255;
+      pixel[1] = pixel[2] = isDark(x, y) ? 60 : 120;
+    }
+  }
+  ZEP3_SURFACE surface = {};
+  surface.lFound = ZEP3_SURFACE_PAPER;
+  surface.lScanGamma = ZEP3_GAMMA_LINEAR_LEVELS;
+  surface.lSide = 2 * kSide; // of a page that was made small by 2
+  surface.lColumns = kColumns;
+  surface.lRows = kRows;
+  surface.pCells = cells.data();
+  const std::vector<uint8_t> pictures = FindPictures(surface, levels.data(), kColumns * kSide, kRows * kSide, 2);
+  ASSERT_EQ(pictures.size(), cells.size());
+  for (int64_t i = 0; i < kColumns * kRows; i++)
+    ASSERT_EQ(pictures[static_cast<size_t>(i)] != 0, isPicture(i % kColumns, i / kColumns)) << i;
+  // Pink everywhere, from column 7 of the page on: the picture lies from 40 to 200.
+  std::vector<uint8_t> line;
+  for (int64_t x = 7; x < 480; x++) line.insert(line.end(), {255, 149, 201});
+  LightenMarkerBesidePictures(line.data(), 473, 3, 7, 80, surface, pictures);
+  for (int64_t x = 7; x < 480; x++)
+    ASSERT_EQ(line[static_cast<size_t>(3 * (x - 7) + 1)], x >= 40 && x < 200 ? 149 : 215) << x;
+}
+
 // log10(2) / 0.003 = 100.343 steps a stop. By hand: warmth 0.4 is +-20.07 and a gray of luminance 0.2126 * 1.1487 +
 // 0.7152 + 0.0722 * 0.8706 = 1.0223, from which 3.19 steps are taken: 16.88, -3.19, -23.26; of the whole numbers around
 // these the luminances are nearest to 1 for 16, -3, -23 (0.9996).

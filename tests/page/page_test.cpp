@@ -187,6 +187,11 @@ TEST(Page, SkiesAreNoPaper) {
                                                         : 230.0 - 10 * c; }, true},
       {"blank page on a lid", [&](int x, int y, int) { return tilted(x, y) ? 228.0 : 30.0; }, true},
       {"receipt on a lid", [&](int x, int y, int) { return strip(x, y) ? 228.0 : 30.0; }, true},
+      {"picture in a corner",
+       [&](int x, int y, int c) {
+         return x > 220 && y < 300 ? 255 * PictureLevel(x, y, c) : x > 20 && y % 12 < 3 && x % 9 < 6 ? 40.0 : 230.0;
+       },
+       true},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
@@ -212,6 +217,42 @@ TEST(Page, TheOtherPageOfABookIsPaper) {
   page.Finish();
   EXPECT_EQ(page.surface.lFound, ZEP3_SURFACE_PAPER);
   for (const int x : {50, 260, 360, 590}) EXPECT_GE(page.scan.Level(x, 435, 1), 250) << x;
+}
+
+// Pictures that run into the gutter of a book on a lid: the left page's meets the right page's paper there, at the
+// bottom of the fold. Its sky, a quarter darker than paper and bluish, stays that.
+TEST(Page, APictureInTheFoldStays) {
+  Page page(ZEP3_SUB_BACKGROUND_REMOVAL, {}, 0);
+  const auto isSky = [](int x, int y) { return (x < 320 && y < 180) || (x >= 320 && y > 300); };
+  const Pixel sky = {0.62, 0.70, 0.78};
+  const auto isText = [](int x, int y) { return x % 290 > 80 && x % 290 < 240 && y % 12 < 3 && x % 9 < 6; };
+  page.Fill([&](int x, int y, int c) {
+    if (x < 30 || x > 610 || y < 30 || y > 450) return 25.0;
+    const double light = 1.0 - 0.65 * std::exp(-std::abs(x - 320) / 40.0);
+    return 235.0 * std::pow(light, 1 / 2.2) * (isSky(x, y) ? sky[static_cast<size_t>(c)] : isText(x, y) ? 0.12 : 1.0);
+  });
+  page.Finish();
+  EXPECT_EQ(page.surface.lFound, ZEP3_SURFACE_PAPER);
+  for (const int x : {50, 200, 590}) {
+    EXPECT_GE(page.scan.Level(x, x < 320 ? 435 : 45, 1), 250) << x;
+    for (int c = 0; c < 3; c++) {
+      EXPECT_NEAR(page.scan.Level(x, x < 320 ? 100 : 400, c), 255.0 * sky[static_cast<size_t>(c)], 15) << x << " " << c;
+    }
+  }
+}
+
+// Whitening takes the soft edges of a pale box: that is no lost stroke.
+TEST(Page, PaleBoxesAreNoLostMarks) {
+  Page page(ZEP3_SUB_BACKGROUND_REMOVAL, {}, 0);
+  page.Fill([](int x, int y, int c) {
+    if (y > 40 && y < 60 && IsText(x, y + 60)) return 30.0;
+    const bool box = x >= 63 && x < 483 && y >= 103 && y < 303; // through the middle of cells
+    return 225.0 * (!box ? 1.0 : c == 0 ? 1.05 : c == 1 ? 0.925 : 1.0);
+  });
+  page.Finish();
+  EXPECT_TRUE(page.Says(ZEP3_REASON_PICTURES_KEPT));
+  EXPECT_FALSE(page.Says(ZEP3_REASON_MARKS_LOST));
+  EXPECT_EQ(page.evidence.lVerdict, ZEP3_VERDICT_GOOD);
 }
 
 // Paper that darkens toward what is lighter than that paper would be: evened by it, that would be white.

@@ -10,6 +10,7 @@
 
 #include "engine/common/record.h"
 #include "failure.h"
+#include "page/marker.h"
 
 namespace {
 
@@ -157,6 +158,13 @@ void Judge(const ZEP3_BmpInfo& bmp, Correction& correction) {
   if (!JudgeZEP3(&bmp, &correction.record.para, matrix, &evidence)) throw Failure("not enough memory for the verdict");
   correction.verdict = evidence.lVerdict;
   if (correction.finding) correction.finding->evidence = evidence;
+}
+
+// What of the page is a picture, for those who make it gray.
+void SeekPictures(const SmallScan& scan, const LinearPixels& pixels, Correction& correction) {
+  if (!correction.paper) return;
+  PaperSurface& paper = *correction.paper;
+  paper.pictures = FindPictures(paper.Record(), pixels.bytes.data(), pixels.width, pixels.height, scan.shrink);
 }
 
 ZEP3_BmpInfo ImageOf(LinearPixels& pixels, const AREA& area) {
@@ -391,6 +399,7 @@ Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const
   correction.verdict = finding.evidence.lVerdict;
   const bool changed = ChangesAnything(user) || analysis.grayPipette || analysis.gammaPipette;
   if (changed || correction.verdict == ZEP3_VERDICT_NONE) Judge(bmp, correction);
+  SeekPictures(scan, pixels, correction);
   correction.prescan = Describe(scan, pixels, bmp.area);
   return correction;
 }
@@ -401,6 +410,7 @@ std::string Repeat(const SmallScan& scan, const UserOptions& user, Correction& c
   const std::string why = correction.paper ? RepeatPaper(bmp, scan, pixels, correction) : "";
   ApplyUserOptions(user, correction.record);
   Judge(bmp, correction);
+  SeekPictures(scan, pixels, correction);
   correction.prescan = Describe(scan, pixels, bmp.area);
   return why;
 }

@@ -55,13 +55,17 @@ class Finish {
     return piece;
   }
 
-  // A line of colours that was applied to, into one of gray. False where the library refuses it.
-  bool MakeGray(const ZEP3_BmpInfo& colours, uint8_t* to) const {
+  // A line of colours that was applied to, from a place of the image on, into one of gray. False where the library
+  // refuses it.
+  bool MakeGray(const ZEP3_BmpInfo& colours, int64_t x, int64_t y, uint8_t* to) const {
     const int samples = static_cast<int>(m_shape.bands);
+    const auto lighten = [&](auto* pixels) {
+      LightenMarkerBesidePictures(pixels, colours.lWidth, samples, x, y, m_paper->figures, m_paper->pictures);
+    };
     if (m_paper && m_shape.deep) {
-      LightenMarker(reinterpret_cast<uint16_t*>(colours.pBits), colours.lWidth, samples);
+      lighten(reinterpret_cast<uint16_t*>(colours.pBits));
     } else if (m_paper) {
-      LightenMarker(colours.pBits, colours.lWidth, samples);
+      lighten(colours.pBits);
     }
     ZEP3_BmpInfo gray = colours;
     gray.pBits = to;
@@ -103,7 +107,7 @@ int ApplyToRegion(VipsRegion* out, void* sequence, void*, void* finish, gboolean
     std::memcpy(gray ? line.data() : to, VIPS_REGION_ADDR(in, area.left, y), VIPS_REGION_SIZEOF_LINE(in));
     if (!gray) continue;
     const ZEP3_BmpInfo colours = work.Piece(line.data(), area.width, 1, 0);
-    if (!work.Apply(colours, area.left, y) || !work.MakeGray(colours, to)) return -1;
+    if (!work.Apply(colours, area.left, y) || !work.MakeGray(colours, area.left, y, to)) return -1;
   }
   const ZEP3_BmpInfo piece = work.Piece(VIPS_REGION_ADDR(out, area.left, area.top), area.width, area.height,
                                         static_cast<int64_t>(VIPS_REGION_LSKIP(out)));

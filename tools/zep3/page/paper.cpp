@@ -64,7 +64,9 @@ PaperSurface PaperSurface::Scaled(int64_t width, int64_t height, double across, 
       const auto f = [&](size_t c) { return static_cast<float>(gain[c]); };
       const auto r = std::lround(CellAt(y, figures.lTop, figures.lSide, figures.lRows));
       const auto c = std::lround(CellAt(x, figures.lLeft, figures.lSide, figures.lColumns));
-      scaled.cells.push_back({{f(0), f(1), f(2)}, cells[static_cast<size_t>(r * figures.lColumns + c)].lLies});
+      const auto nearest = static_cast<size_t>(r * figures.lColumns + c);
+      scaled.cells.push_back({{f(0), f(1), f(2)}, cells[nearest].lLies});
+      if (!pictures.empty()) scaled.pictures.push_back(pictures[nearest]);
     }
   }
   return scaled;

@@ -10,7 +10,8 @@
 // A value that can be copied: of the record everything but where its cells lie.
 struct PaperSurface {
   ZEP3_SURFACE figures = {};
-  std::vector<ZEP3_CELL> cells; // none: from a file that tells the figures alone
+  std::vector<ZEP3_CELL> cells;  // none: from a file that tells the figures alone
+  std::vector<uint8_t> pictures; // of each cell whether it belongs to one, see FindPictures; none: not sought
 
   // For the calls of the library; of use as long as this object.
   ZEP3_SURFACE Record() const;

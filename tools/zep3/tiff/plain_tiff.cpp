@@ -77,18 +77,23 @@ class PlainTiffLines : public PlainLines {
   void ReadPieces(int64_t begin, int64_t end, Room room, const Take& take) const {
     const int64_t linesAtATime = std::max<int64_t>(1, kPiece / LineBytes());
     for (int64_t line = begin; line < end;) {
-      const int64_t strip = line / m_layout.rowsPerStrip;
-      const int64_t inStrip = line - strip * m_layout.rowsPerStrip;
-      const int64_t count = std::min({m_layout.rowsPerStrip - inStrip, linesAtATime, end - line});
-      const auto size = static_cast<size_t>(count * LineBytes());
-      uint8_t* to = room(size);
-      const uint64_t offset = TIFFGetStrileOffset(m_tiff, static_cast<uint32_t>(strip));
-      if (!ReadAt(offset + static_cast<uint64_t>(inStrip * LineBytes()), size, to)) {
-        m_tiff.Fail("ends before line " + std::to_string(line + count) + " of " + std::to_string(m_layout.height));
-      }
+      const int64_t count = std::min(linesAtATime, end - line);
+      uint8_t* const to = room(static_cast<size_t>(count * LineBytes()));
+      for (int64_t done = 0; done < count;) done += ReadOfStrip(line + done, count - done, to + done * LineBytes());
       take(to, line, count);
       line += count;
     }
+  }
+
+  // As many lines as the first one's strip holds, at most so many: how many.
+  int64_t ReadOfStrip(int64_t line, int64_t most, uint8_t* to) const {
+    const int64_t strip = line / m_layout.rowsPerStrip, inStrip = line - strip * m_layout.rowsPerStrip;
+    const int64_t count = std::min<int64_t>(m_layout.rowsPerStrip - inStrip, most);
+    const uint64_t offset = TIFFGetStrileOffset(m_tiff, static_cast<uint32_t>(strip));
+    if (!ReadAt(offset + static_cast<uint64_t>(inStrip * LineBytes()), static_cast<size_t>(count * LineBytes()), to)) {
+      m_tiff.Fail("ends before line " + std::to_string(line + count) + " of " + std::to_string(m_layout.height));
+    }
+    return count;
   }
 
   // False at the end of the file.
