@@ -86,6 +86,9 @@ inline double LevelOfLogLight(double logLight) { return 255.0 * std::pow(10.0, l
 
 inline double Density(double level) { return -LogLight(level); }
 
+// Of the darker of two levels beyond the lighter.
+inline double DensityBetween(double lighter, double darker) { return 1.8 * std::log10(lighter / darker); }
+
 // log10 of a level itself, at least kLevelFloor: a level is light to the power 1 / 1.8, so 1.8 times a difference of
 // two is a density.
 inline double LogLevel(double level) { return std::log10(AtLeast(kLevelFloor, level)); }

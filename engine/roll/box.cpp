@@ -37,29 +37,96 @@ double EndsCost(const PositiveCosts& costs, const DensityModel& model, const Ori
   return costs.White(model, original.anchors) + costs.Black(model, original.anchors);
 }
 
-// What many originals' ends say, each of them up to a cap: a yellow wall or a foggy scene must not move the box.
-double CostInBox(const PositiveCosts& costs, const DensityModel& model, const std::vector<Original>& originals) {
-  double sum = costs.History(model);
-  for (const Original& original : originals) {
-    const double ends = EndsCost(costs, model, original);
-    sum += ends > 0.0 ? kMostAgainst * std::tanh(ends / kMostAgainst) : ends;
+// Offsets and dyes of one model as far from another's as `by` lies from `from`.
+DensityModel Moved(const DensityModel& model, const DensityModel& from, const DensityModel& by) {
+  DensityModel moved;
+  for (int c = 0; c < 3; c++) {
+    moved.offset[c] = model.offset[c] + by.offset[c] - from.offset[c];
+    moved.logDye[c] = model.logDye[c] + by.logDye[c] - from.logDye[c];
   }
-  return sum;
+  return moved;
 }
 
-// How much wider than usual the box must be laid.
-double ScatterOf(const PositiveMaterial& material, const DensityModel& found, const std::vector<Original>& originals) {
-  const BoxHistory history = {found, 0.0, 1.0};
-  const PositiveCosts usual(material, positive::kFadedHistory, &history);
-  std::vector<double> apart;
-  std::vector<double> dearer;
-  for (const Original& original : originals) {
-    apart.push_back(usual.ApartInColour(original.own));
-    dearer.push_back(EndsCost(usual, found, original) - EndsCost(usual, original.own, original));
+DensityModel Halfway(const DensityModel& a, const DensityModel& b) {
+  DensityModel half;
+  for (int c = 0; c < 3; c++) {
+    half.offset[c] = (a.offset[c] + b.offset[c]) / 2.0;
+    half.logDye[c] = (a.logDye[c] + b.logDye[c]) / 2.0;
   }
-  const double unequal = AtLeast(0.0, Median(apart)) * AtLeast(0.0, Median(dearer)) / kEqual;
-  return Clamp(Square(unequal), 1.0, kScatterMost);
+  return half;
 }
+
+DensityModel Search(const DensityModel& from, const auto& costOf) {
+  return SearchModel(from, false, kFirstStep, kLastStep, costOf);
+}
+
+DensityModel MedianOf(const std::vector<Original>& originals) {
+  DensityModel median;
+  std::vector<double> values(originals.size());
+  const auto middle = [&](const auto& valueOf) {
+    std::transform(originals.begin(), originals.end(), values.begin(), valueOf);
+    return Median(values);
+  };
+  for (int c = 0; c < 3; c++) {
+    median.offset[c] = middle([c](const Original& o) { return o.own.offset[c]; });
+    median.logDye[c] = middle([c](const Original& o) { return o.own.logDye[c]; });
+  }
+  return median;
+}
+
+// A box in which originals differ as usual.
+class UsualBox {
+ public:
+  UsualBox(const PositiveMaterial& material, const DensityModel& model)
+      : m_history{model, 0.0, 1.0}, m_costs(material, positive::kFadedHistory, &m_history) {}
+  UsualBox(const UsualBox&) = delete; // the costs point to the history
+  UsualBox& operator=(const UsualBox&) = delete;
+
+  // Each original's own history, as near to the box's as its ends allow.
+  std::vector<DensityModel> Deviations(const std::vector<Original>& originals) const {
+    std::vector<DensityModel> each;
+    for (const Original& original : originals) {
+      each.push_back(Search(m_history.model, [&](const DensityModel& model) {
+        return EndsCost(m_costs, model, original) + m_costs.Apart(model);
+      }));
+    }
+    return each;
+  }
+
+  // The history that explains all originals at once where each deviates from it as it did from this box's. One counts
+  // up to a cap: a yellow wall or a foggy scene must not move the box.
+  DensityModel Refitted(const std::vector<Original>& originals, const std::vector<DensityModel>& each) const {
+    return Search(m_history.model, [&](const DensityModel& model) {
+      double sum = m_costs.History(model);
+      for (size_t i = 0; i < each.size(); i++) {
+        const double ends = EndsCost(m_costs, Moved(each[i], m_history.model, model), originals[i]);
+        sum += ends > 0.0 ? kMostAgainst * std::tanh(ends / kMostAgainst) : ends;
+      }
+      return sum;
+    });
+  }
+
+  // By how many nats the mean original is explained worse in the box than without it.
+  double DrawnBy(const std::vector<Original>& originals) const {
+    double sum = 0.0;
+    for (const Original& original : originals) {
+      const auto alone = [&](const DensityModel& model) {
+        return EndsCost(m_costs, model, original) + kHistoryShare * m_costs.History(model);
+      };
+      const auto boxed = [&](const DensityModel& model) { return alone(model) + m_costs.Apart(model); };
+      sum += AtMost(kDrawnMost, LeastFromBoth(original, boxed) - LeastFromBoth(original, alone));
+    }
+    return sum / static_cast<double>(originals.size());
+  }
+
+ private:
+  double LeastFromBoth(const Original& original, const auto& costOf) const {
+    return std::min(costOf(Search(m_history.model, costOf)), costOf(Search(original.own, costOf)));
+  }
+
+  BoxHistory m_history;
+  PositiveCosts m_costs;
+};
 
 } // namespace
 
@@ -79,30 +146,25 @@ bool SolveBox(const ZEP3_OBSERVATION* seen, const std::vector<size_t>& order, ZE
   const bool slides = shared.lDocType == ZEP3_DOC_POSITIVE;
   const PositiveMaterial& material = positive::MaterialOf(slides);
   const PositiveHistory& usual = positive::kFadedHistory;
-  const PositiveCosts costs(material, usual);
   std::vector<Original> originals;
   for (const size_t i : order) originals.emplace_back(seen[i]);
 
-  DensityModel start;
-  std::vector<double> values;
-  const auto median = [&](auto valueOf) {
-    values.clear();
-    for (const Original& original : originals) values.push_back(valueOf(original));
-    return Median(values);
-  };
-  for (int c = 0; c < 3; c++) {
-    start.offset[c] = median([c](const Original& o) { return o.own.offset[c]; });
-    start.logDye[c] = median([c](const Original& o) { return o.own.logDye[c]; });
+  // What is found of each alone errs toward the usual fading; as if all were equal, toward the least faded. Between:
+  const DensityModel middle = MedianOf(originals);
+  const std::vector<DensityModel> equal(originals.size(), middle);
+  DensityModel found = Halfway(middle, UsualBox(material, middle).Refitted(originals, equal));
+  for (int round = 0; round < kRounds; round++) {
+    const UsualBox box(material, found);
+    found = box.Refitted(originals, box.Deviations(originals));
   }
-  const DensityModel found = SearchModel(start, false, kFirstStep, kLastStep,
-                                         [&](const DensityModel& model) { return CostInBox(costs, model, originals); });
   double gains = 0.0;
   for (int c = 0; c < 3; c++) {
     shared.dOffset[c] = found.offset[c];
     shared.dDye[c] = std::exp(found.logDye[c]);
   }
   for (const Original& original : originals) gains += original.gain;
-  shared.dScatter = ScatterOf(material, found, originals);
+  const double drawn = UsualBox(material, found).DrawnBy(originals);
+  shared.dScatter = Clamp(std::exp(kPerDrawn * (drawn - kDrawn)), 1.0, kScatterMost);
   // The more unequal they are, the less tells the evidence for one of another.
   shared.dGain = gains / static_cast<double>(originals.size()) / shared.dScatter;
 

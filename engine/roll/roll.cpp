@@ -17,8 +17,6 @@ namespace {
 bool IsColour(int64_t docType) { return docType == ZEP3_DOC_NEGATIVE; }
 bool IsFaded(int64_t subMode) { return subMode == ZEP3_SUB_RESTORATION; }
 
-double DensityBetween(double lighter, double darker) { return 1.8 * std::log10(lighter / darker); }
-
 // The value at a share of the sorted samples, interpolated; held within them.
 double At(std::vector<double> samples, double share) {
   const double count = static_cast<double>(samples.size());

@@ -148,11 +148,17 @@ TEST_F(Rolls, AreToldWhenTheyDoNotShareABase) {
   EXPECT_EQ(Members(run.out)["5.ppm"] + Members(run.out)["6.ppm"] + Members(run.out)["7.ppm"], "oddoddodd");
   EXPECT_IN(mixed, run.err);
   EXPECT_IN(mixed, Read("out/roll.zep3.html"));
+  // It is said of each scan, too, and of those that are finished with the roll later.
+  for (const std::string& told : {run.out, Zep3("--use-roll out/roll.zep3.json in/0.ppm -o late/0.ppm --json").out}) {
+    const nlohmann::json page = Page(told.substr(0, told.find('\n')));
+    EXPECT_EQ(page["verdict"], "look");
+    EXPECT_EQ(page["analysis"]["reasons"].back()["code"], "mixed-roll");
+  }
   // A stray frame makes no second film.
   for (const char* name : {"in/5.ppm", "in/6.ppm"}) fs::remove(m_folder / name);
-  const Outcome stray = Zep3("--roll --no-sync -k negative in -o stray");
+  const Outcome stray = Zep3("--roll --no-sync -k negative in -o stray --json");
   EXPECT_IN("1 odd: in/7.ppm", stray.err);
-  EXPECT_EQ(stray.err.find(mixed), std::string::npos) << stray.err;
+  EXPECT_EQ((stray.err + stray.out).find(mixed), std::string::npos) << stray.err << stray.out;
 }
 
 TEST_F(Rolls, TooFewAreFinishedByThemselves) {

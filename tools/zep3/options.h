@@ -48,6 +48,7 @@ struct AnalysisOptions {
   bool tablesAlone = false;          // pages are not evened by their paper's surface
   bool roll = false;                 // the pages are frames of a roll, or originals of a box ...
   std::optional<ZEP3_SHARED> shared; // ... and this is what they share; absent: too few of them belong together
+  bool mixedRoll = false;            // the frames do not share a base
   bool window = false;               // the picture's place is wanted of an analysis, too, that does not need it
   std::optional<PipetteArgument> grayPipette, gammaPipette;
 };

@@ -48,15 +48,25 @@ double PositiveCosts::Black(const DensityModel& model, const Anchors& anchors) c
     beyond += m_history.beyondCost * std::log1p(over);
   }
   const double mean = Mean(black);
-  const double piled = Clamp((anchors.pile - kPileLow) / (kPileHigh - kPileLow), 0.0, 1.0);
+  double level = BlackLevel(mean, anchors.pile);
+  if (m_box != nullptr) level += (BlackLevelInBox(mean) - level) / std::pow(m_box->scatter, box::kBlackPerScatter);
+  return level + kBlackTintCost * TintCost(black, m_material.blackTint) + beyond;
+}
+
+double PositiveCosts::BlackLevel(double density, double pile) const {
+  const double piled = Clamp((pile - kPileLow) / (kPileHigh - kPileLow), 0.0, 1.0);
   const double usual = m_material.black + piled * (m_material.pileBlack - m_material.black);
   const double scatter = m_material.blackSd + piled * (m_material.pileSd - m_material.blackSd);
-  const double off = (usual - mean) / scatter;
+  const double off = (usual - density) / scatter;
   const double level = off < 0.0 ? Square(off) / 2.0
                                  : -std::log((1.0 - kFlatShare) * std::exp(-Square(off) / 2.0) +
-                                             kFlatShare * std::exp(-(usual - mean) / kFlatRange));
-  return level + std::log(scatter / m_material.blackSd) + kBlackTintCost * TintCost(black, m_material.blackTint) +
-         beyond;
+                                             kFlatShare * std::exp(-(usual - density) / kFlatRange));
+  return level + std::log(scatter / m_material.blackSd);
+}
+
+double PositiveCosts::BlackLevelInBox(double density) const {
+  const double lacking = m_material.fullBlack - density;
+  return lacking < 0.0 ? Square(lacking / m_material.fullBlackSd) / 2.0 : lacking / m_material.shortOfBlack;
 }
 
 double PositiveCosts::Fading(const DensityModel& model) const {
@@ -94,7 +104,7 @@ double PositiveCosts::History(const DensityModel& model) const {
   return cost;
 }
 
-PositiveCosts::Away PositiveCosts::AwayFrom(const DensityModel& model) const {
+double PositiveCosts::Apart(const DensityModel& model) const {
   double stain[3];
   double along = 0.0;
   double length = 0.0;
@@ -108,19 +118,14 @@ PositiveCosts::Away PositiveCosts::AwayFrom(const DensityModel& model) const {
   }
   const double factor = Clamp(along / std::max(length, box::kLeastSquares), box::kFactorLeast, box::kFactorMost);
   const double common = Mean(dye);
-  Away away;
-  away.amount = Square((factor - 1.0) / box::kStainFactor) * AtMost(1.0, std::sqrt(length) / box::kStainSeen);
-  away.colour = Square(common / box::kDye);
+  const double lost = std::fabs(Mean(m_box->model.logDye));
+  double squares = Square((factor - 1.0) / box::kStainFactor) * AtMost(1.0, std::sqrt(length) / box::kStainSeen);
+  squares += Square(common / (box::kDye + box::kDyePerLoss * lost));
   for (int c = 0; c < 3; c++) {
-    away.colour += Square((stain[c] - factor * (m_box->model.offset[c] - m_material.base)) / box::kStain);
-    away.colour += Square((dye[c] - common) / box::kDyeRatio);
+    squares += Square((stain[c] - factor * (m_box->model.offset[c] - m_material.base)) / box::kStain);
+    squares += Square((dye[c] - common) / (box::kDyeRatio + box::kDyeRatioPerLoss * lost));
   }
-  return away;
-}
-
-double PositiveCosts::Apart(const DensityModel& model) const {
-  const Away away = AwayFrom(model);
-  const double squares = (away.colour + away.amount) / Square(m_box->scatter);
+  squares /= Square(m_box->scatter);
   // Squares near the box, in proportion far from it.
   return box::kStraight * (std::sqrt(1.0 + squares / box::kStraight) - 1.0);
 }

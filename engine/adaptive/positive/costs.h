@@ -24,18 +24,13 @@ class PositiveCosts {
   double History(const DensityModel& model) const;
   // How far the model lies from the box's, as originals of a box do.
   double Apart(const DensityModel& model) const;
-  // The same of its dyes and the colour of its stain, as a sum of squares for a box whose originals are as unequal as
-  // usual.
-  double ApartInColour(const DensityModel& model) const { return AwayFrom(model).colour; }
   double Total(const DensityModel& model, const Anchors& anchors) const;
 
  private:
-  // Sums of squares, in standard deviations of a usual box.
-  struct Away {
-    double colour; // dyes, and the stain's colour
-    double amount; // of stain
-  };
-  Away AwayFrom(const DensityModel& model) const;
+  // How far joint blacks of that density lie from a usual one.
+  double BlackLevel(double density, double pile) const;
+  // Likewise among the pictures of a box, where the fading is not to be told from the black alone.
+  double BlackLevelInBox(double density) const;
   double Fading(const DensityModel& model) const;
   double Exposure(const DensityModel& model) const;
 

@@ -15,6 +15,10 @@ struct PositiveMaterial {
   double blackTint; // tint of a joint black, density, at which its cost begins to flatten
   double densest;   // density that no channel of an unfaded original exceeds
   double stain;     // mean blue density of stain, faded originals
+  // Of many pictures: joint blacks reach up to `fullBlack`, hardly beyond it, and end short of it exponentially.
+  double fullBlack;
+  double fullBlackSd; // beyond
+  double shortOfBlack;
 };
 
 // What is known of how originals of a kind change.
@@ -41,6 +45,9 @@ inline constexpr PositiveMaterial kPrintMaterial = {
     .blackTint = 0.06,
     .densest = 2.24, // the surface reflection ends it at -log10(0.006) = 2.22
     .stain = 0.12,
+    .fullBlack = 2.15,
+    .fullBlackSd = 0.05,
+    .shortOfBlack = 0.25,
 };
 
 inline constexpr PositiveMaterial kSlideMaterial = {
@@ -53,6 +60,9 @@ inline constexpr PositiveMaterial kSlideMaterial = {
     .blackTint = 0.09,
     .densest = 3.10,
     .stain = 0.08, // film stains less than paper
+    .fullBlack = 2.60,
+    .fullBlackSd = 0.25,
+    .shortOfBlack = 0.40,
 };
 
 inline const PositiveMaterial& MaterialOf(bool slide) { return slide ? kSlideMaterial : kPrintMaterial; }

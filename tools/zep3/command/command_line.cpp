@@ -206,6 +206,7 @@ void TakeRoll(const CLI::App& app, Options& options) {
   options.inputGamma = roll.inputGamma;
   analysis.roll = true;
   analysis.shared = roll.shared;
+  analysis.mixedRoll = roll.IsMixed();
 }
 
 void CheckRoll(const Options& options) {

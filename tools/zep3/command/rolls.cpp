@@ -141,7 +141,8 @@ std::string MembersText(const Roll& roll) {
     }
   }
   if (!roll.shared) return "too few of these scans belong together: each is finished by itself";
-  const std::string mixed = roll.IsMixed() ? std::string("; ") + kMixedText + "; one folder for each film helps" : "";
+  const std::string mixed =
+      roll.IsMixed() ? std::string("; ") + kMixedRoll.pText + "; one folder for each film helps" : "";
   return std::to_string(names[Member::kShared].size()) + " together" +
          Named(names[Member::kOdd], "odd", std::string(ReasonText(ZEP3_REASON_ODD))) +
          Named(names[Member::kBlank], "blank", "") + mixed;
@@ -254,6 +255,7 @@ class RollRun {
     finishing.quiet |= m_jobs.jobs.size() > 1;
     finishing.analysis.roll = true;
     finishing.analysis.shared = m_roll.shared;
+    finishing.analysis.mixedRoll = m_roll.IsMixed();
     std::vector<size_t> toFinish;
     for (size_t i = 0; i < m_jobs.jobs.size(); i++) {
       if (!m_failed.contains(i)) toFinish.push_back(i);

@@ -389,6 +389,7 @@ Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const
   if (analysis.tablesAlone) correction.paper.reset();
   if (!found) RefuseAnalysis(bmp, para, matrix);
   finding.member = MemberOf(analysis, finding.evidence);
+  finding.mixedRoll = analysis.mixedRoll;
   correction.frame = analysis.area.corners.empty() ? FrameOf(windowAlone ? window : finding.evidence, scan.shrink)
                                                    : FrameOf(analysis.area, scan.scanWidth, scan.scanHeight);
   ApplyUserOptions(user, correction.record);
@@ -399,6 +400,7 @@ Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const
   correction.verdict = finding.evidence.lVerdict;
   const bool changed = ChangesAnything(user) || analysis.grayPipette || analysis.gammaPipette;
   if (changed || correction.verdict == ZEP3_VERDICT_NONE) Judge(bmp, correction);
+  if (finding.mixedRoll) correction.verdict = std::max(correction.verdict, int64_t{ZEP3_VERDICT_LOOK});
   SeekPictures(scan, pixels, correction);
   correction.prescan = Describe(scan, pixels, bmp.area);
   return correction;

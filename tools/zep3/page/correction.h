@@ -55,6 +55,7 @@ struct Finding {
   bool adaptive = false; // asked for; whose points the record holds, the evidence tells
   bool repeated = false; // from a sidecar, perhaps of another scan
   Member member = Member::kNone;
+  bool mixedRoll = false;      // the frames of its roll do not share a base
   ZEP3_EVIDENCE evidence = {}; // of the standard analysis: nothing
 };
 

@@ -15,11 +15,17 @@ constexpr int64_t kAgainst = ZEP3_REASON_DEFAULTS | ZEP3_REASON_TOO_LITTLE | ZEP
 
 } // namespace
 
+const ZEP3_REASON kMixedRoll = {
+    kAgainst, "mixed-roll",
+    "the frames do not share a base: they are of several films, or the scanner was set anew between them",
+    "The frames of its roll do not share a base: they are of several films, or the scanner was set anew between them."};
+
 std::vector<const ZEP3_REASON*> ReasonsOf(const Finding& finding) {
   std::vector<const ZEP3_REASON*> reasons;
   for (int64_t i = 0; const ZEP3_REASON* reason = GetZEP3Reason(i); i++) {
     if ((finding.evidence.lReasons & reason->lBit) != 0) reasons.push_back(reason);
   }
+  if (finding.mixedRoll) reasons.push_back(&kMixedRoll);
   return reasons;
 }
 

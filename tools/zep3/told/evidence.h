@@ -7,6 +7,9 @@
 
 #include "page/correction.h"
 
+// Of a roll whose frames do not share a base: one scan does not show it, so the library does not tell it.
+extern const ZEP3_REASON kMixedRoll;
+
 // Why a correction is as it is, in the order in which reasons are best told.
 std::vector<const ZEP3_REASON*> ReasonsOf(const Finding& finding);
 

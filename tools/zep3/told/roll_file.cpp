@@ -10,6 +10,7 @@
 #include <tuple>
 #include <utility>
 
+#include "engine/common/scale.h"
 #include "failure.h"
 #include "page/analysis.h"
 #include "told/json_fields.h"
@@ -221,7 +222,7 @@ bool Roll::IsMixed() const {
       frames++;
       bool apart = page.member == Member::kOdd;
       for (int c = 0; c < 3 && seen.dClear[0] > 0; c++) {
-        apart = apart || std::fabs(1.8 * std::log10(seen.dClear[c] / shared->dBase[c])) > kAgree;
+        apart = apart || std::fabs(DensityBetween(seen.dClear[c], shared->dBase[c])) > kAgree;
       }
       if (apart) odd++;
     }

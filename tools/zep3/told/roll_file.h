@@ -14,10 +14,6 @@
 inline constexpr const char* kRollName = "roll.zep3.json";
 inline constexpr const char* kRollPageName = "roll.zep3.html";
 
-// Of a roll that is mixed.
-inline constexpr const char* kMixedText =
-    "the frames do not share a base: they are of several films, or the scanner was set anew between them";
-
 struct ObservedPage {
   int page = 0; // in its file, from 0
   ZEP3_OBSERVATION seen = {};

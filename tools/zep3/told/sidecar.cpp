@@ -190,6 +190,7 @@ Finding FindingFromJson(const nlohmann::json& json, const ZEP3_PARA& para) {
     for (int64_t i = 0; const ZEP3_REASON* reason = GetZEP3Reason(i); i++) {
       if (code == reason->pCode) record.lReasons |= reason->lBit;
     }
+    finding.mixedRoll = finding.mixedRoll || code == kMixedRoll.pCode;
   }
   const nlohmann::json& evidences = At(json, "evidences");
   for (Evidence evidence : EvidencesOf(finding)) {
