@@ -146,6 +146,21 @@ void AddBlockMeans() {
                    bench->MakeHistogram(0) ? "" : "MakeHistogram fails"};
     });
   }
+  for (const auto& [name, size] : {std::pair{"100 MP", kHundredMegapixels}, std::pair{"12 MP", kTwelveMegapixels}}) {
+    const Size sides = size;
+    AddRow(std::string("block means of both analyses, ") + name, "MakeHistogram and grid", "read once",
+           {Goal::kRatio, sides.width == kHundredMegapixels.width ? 1.3 : 2.0}, [=] {
+             auto bench = std::make_shared<Bench>(sides, kPhoto);
+             const auto both = [=] {
+               BlockGridReader reader(bench->scan.bmp, 5);
+               bench->hist.TakeAlong(&reader);
+               const bool made = bench->MakeHistogram(5);
+               bench->hist.TakeAlong(nullptr);
+               return made && reader.Grid().Size() > 0;
+             };
+             return Sides{[=] { ReadOnce(bench->scan); }, [=] { both(); }, both() ? "" : "MakeHistogram fails"};
+           });
+  }
   struct Cached {
     const char* name;
     Size size;

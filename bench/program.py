@@ -259,26 +259,29 @@ def photos(table: Table, zep3: str, count: int, pairs: int) -> None:
 
 
 def peer(table: Table, zep3: str, side: int, pairs: int) -> None:
-    if not shutil.which("convert"):
-        print("ImageMagick's convert is missing: not compared", file=sys.stderr)
-        return
+    """Programs that stretch the levels of a scan; those that are not installed are left out."""
     scan = make(Scan("plain.tif", side, side, 8, PLAIN))
-    convert = ["convert", scan.name, "-normalize", "-define", "tiff:rows-per-strip=128", "normalized.tif"]
-    taken = in_turn({"zep3": beside_copy(zep3, scan)["zep3"],
-                     "convert -normalize": Trial([convert], {"normalized.tif": scan})}, pairs)
     what = f"{side * side // MB} MP TIFF, RGB 8 bit, uncompressed"
-    table.ratio(f"Time, {what}", "zep3", "convert -normalize", taken, PEER_CPU_LIMIT, "cpu")
-    by_vips = [["vips", "hist_find", scan.name, "counts.v"], ["vips", "hist_cum", "counts.v", "sums.v"],
-               ["vips", "hist_norm", "sums.v", "table.v"], ["vips", "maplut", scan.name, f"mapped.tif[{PLAIN}]", "table.v"]]
-    table.ratio(f"Time, {what}", "zep3", "vips hist_find, maplut", in_turn(
-        {"zep3": beside_copy(zep3, scan)["zep3"], "vips hist_find, maplut": Trial(by_vips, {"mapped.tif": scan})}, pairs),
-        None)
-    for name in ("counts.v", "sums.v", "table.v"):
-        os.remove(name)
-    ours, theirs = (max(s.peak for s in taken[name]) for name in taken)
-    table.row([f"Peak memory, {what}", f"zep3: {ours:.0f} MB", f"convert -normalize: {theirs:.0f} MB",
-               f"{ours / theirs:.3f}", "-"], ours / theirs, PEER_MEMORY_LIMIT)
-    os.remove(scan.name)
+    normalize = [scan.name, "-normalize", "-define", "tiff:rows-per-strip=128", "other.tif"]
+    others = {"convert -normalize": [["convert", *normalize]],
+              "gm convert -normalize": [["gm", "convert", *normalize]],
+              "vips hist_find, maplut": [["vips", "hist_find", scan.name, "counts.v"],
+                                         ["vips", "hist_cum", "counts.v", "sums.v"],
+                                         ["vips", "hist_norm", "sums.v", "table.v"],
+                                         ["vips", "maplut", scan.name, f"other.tif[{PLAIN}]", "table.v"]]}
+    for name, commands in others.items():
+        if not shutil.which(commands[0][0]):
+            print(f"{commands[0][0]} is missing: not compared", file=sys.stderr)
+            continue
+        taken = in_turn({"zep3": beside_copy(zep3, scan)["zep3"], name: Trial(commands, {"other.tif": scan})}, pairs)
+        limited = name == "convert -normalize"
+        table.ratio(f"Time, {what}", "zep3", name, taken, PEER_CPU_LIMIT if limited else None, "cpu")
+        ours, theirs = (max(s.peak for s in taken[side]) for side in taken)
+        table.row([f"Peak memory, {what}", f"zep3: {ours:.0f} MB", f"{name}: {theirs:.0f} MB", f"{ours / theirs:.3f}",
+                   "-"], ours / theirs, PEER_MEMORY_LIMIT if limited else None)
+    for name in (scan.name, "counts.v", "sums.v", "table.v"):
+        if os.path.exists(name):
+            os.remove(name)
 
 
 def batch(table: Table, zep3: str, count: int, pairs: int) -> None:

@@ -1,4 +1,4 @@
-# zep3, the program: on libvips, libtiff, libwebp, Little CMS, CLI11, nlohmann-json and toml++.
+# zep3, the program: on libvips, libtiff, libwebp, libdeflate, Little CMS, CLI11, nlohmann-json and toml++.
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(VIPS REQUIRED IMPORTED_TARGET vips-cpp)
 pkg_check_modules(GMODULE REQUIRED IMPORTED_TARGET gmodule-no-export-2.0)
@@ -6,6 +6,7 @@ pkg_check_modules(TIFF REQUIRED IMPORTED_TARGET libtiff-4>=4.5)
 pkg_check_modules(LCMS REQUIRED IMPORTED_TARGET lcms2>=2.13)
 pkg_check_modules(TOML REQUIRED IMPORTED_TARGET tomlplusplus)
 pkg_check_modules(WEBP REQUIRED IMPORTED_TARGET libwebp)
+pkg_check_modules(DEFLATE REQUIRED IMPORTED_TARGET libdeflate)
 pkg_check_modules(HTTPLIB IMPORTED_TARGET cpp-httplib) # for zep3 view
 find_package(Threads REQUIRED)
 find_package(ZLIB REQUIRED)
@@ -75,8 +76,11 @@ add_library(zep3_program_parts STATIC
   tools/zep3/page/tables.cpp
   tools/zep3/saving/carried.cpp
   tools/zep3/saving/check_whole.cpp
+  tools/zep3/saving/deflate_join.cpp
   tools/zep3/saving/in_place.cpp
+  tools/zep3/saving/lines.cpp
   tools/zep3/saving/metadata.cpp
+  tools/zep3/saving/png_pixels.cpp
   tools/zep3/saving/progress.cpp
   tools/zep3/saving/save.cpp
   tools/zep3/saving/tiff_blocks.cpp
@@ -107,7 +111,7 @@ add_library(zep3_program_parts STATIC
 target_include_directories(zep3_program_parts PUBLIC tools/zep3 ${PROJECT_BINARY_DIR}/generated)
 target_link_libraries(zep3_program_parts
   PUBLIC zep3::zep3 PkgConfig::VIPS nlohmann_json::nlohmann_json
-  PRIVATE PkgConfig::TOML PkgConfig::GMODULE PkgConfig::TIFF PkgConfig::LCMS PkgConfig::WEBP CLI11::CLI11 ZLIB::ZLIB
+  PRIVATE PkgConfig::TOML PkgConfig::GMODULE PkgConfig::TIFF PkgConfig::LCMS PkgConfig::WEBP PkgConfig::DEFLATE CLI11::CLI11 ZLIB::ZLIB
     Threads::Threads
 )
 if(HTTPLIB_FOUND)

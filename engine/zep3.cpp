@@ -2,6 +2,7 @@
 #include "engine/zep3.h"
 
 #include <memory>
+#include <optional>
 
 #include "engine/adaptive/adaptive.h"
 #include "engine/adaptive/view.h"
@@ -100,6 +101,8 @@ int Propose(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVID
   const auto hist = std::make_unique<CHIST>();
   const auto zep = std::make_unique<CZEP>();
   zep->SetParam(hist.get(), para);
+  std::optional<BlockGridReader> reader;
+  if (evidence != nullptr && bmp != nullptr) hist->TakeAlong(&reader.emplace(*bmp, MarginOfView(*para)));
   const Outcome outcome = Analyse(*hist, *zep, bmp, *para, pdColorMatrix);
   if (outcome == Outcome::kFailed) return 0;
   const bool usable = outcome == Outcome::kCalculated;
@@ -116,7 +119,7 @@ int Propose(ZEP3_BmpInfo* bmp, ZEP3_PARA* para, double* pdColorMatrix, ZEP3_EVID
   finish();
   const Proposal standard(*para);
   calculated.WriteTo(*para);
-  const View view = LookAt(*bmp, *para);
+  const View view = LookAt(*bmp, *para, *reader);
   if (IsPage(*para) && !IsPlain(*para)) {
     Measured measured;
     if (const auto checks = page::Propose(*bmp, page, *para, *evidence, measured)) {

@@ -4,7 +4,7 @@
 set -eu
 
 packages="g++ clang libclang-rt-dev clang-format cmake ninja-build pkg-config
-  libvips-dev libtiff-dev libwebp-dev liblcms2-dev zlib1g-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev
+  libvips-dev libtiff-dev libwebp-dev libdeflate-dev liblcms2-dev zlib1g-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev
   libcpp-httplib-dev libsane-dev sane-utils help2man
   libgtest-dev libbenchmark-dev python3 libvips-tools libtiff-tools libimage-exiftool-perl procps zsh fish bash-completion
   abigail-tools musl-dev binutils gcovr

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "engine/common/convert.h"
 #include "engine/common/record.h"
@@ -24,54 +25,72 @@ constexpr double kLeastOfChannel = 0.05;
 
 } // namespace
 
-BlockGrid ReadBlockGrid(const ZEP3_BmpInfo& image, int margin) {
-  BlockGrid grid;
+BlockGrid ReadBlockGrid(const ZEP3_BmpInfo& image, int margin) { return BlockGridReader(image, margin).Grid(); }
+
+BlockRows* BlockGridReader::Rows() {
+  Lay();
+  m_handed = m_means.has_value();
+  return m_handed ? this : nullptr;
+}
+
+BlockGrid BlockGridReader::Grid() {
+  if (m_handed) return std::move(m_grid);
+  Lay();
+  for (int64_t row = 0; row < rows; row++) {
+    const int64_t first = (top + row * side) * m_image.lBytesPerLine + left * LayoutOf(m_image).samples;
+    m_means->Read(m_image.pBits + first, m_image.lBytesPerLine, blocks);
+    Take(row);
+  }
+  return std::move(m_grid);
+}
+
+void BlockGridReader::Lay() {
   AreaShape area;
-  AreaShape inner;
-  if (!area.Lay(image.area, 0) || !inner.Lay(image.area, margin)) return grid;
-  const ScanRectangle scan = ScanRectangleOf(image);
-  PixelSpan columns = scan.columns;
+  if (!area.Lay(m_image.area, 0) || !m_inner.Lay(m_image.area, m_margin)) return;
+  const ScanRectangle scan = ScanRectangleOf(m_image);
+  m_columns = scan.columns;
   PixelSpan lines = scan.lines;
   if (!area.rotated) {
-    columns = Within(columns, area.rect[0], area.rect[1]);
+    m_columns = Within(m_columns, area.rect[0], area.rect[1]);
     lines = Within(lines, area.rect[2], area.rect[3]);
   }
-  const int64_t width = int64_t{columns.end} - columns.begin;
+  const int64_t width = int64_t{m_columns.end} - m_columns.begin;
   const int64_t height = int64_t{lines.end} - lines.begin;
-  if (width <= 0 || height <= 0) return grid;
+  if (width <= 0 || height <= 0) return;
 
   const double pixels = static_cast<double>(width) * static_cast<double>(height);
-  const auto side = static_cast<int64_t>(std::ceil(std::sqrt(pixels / kMostBlocks)));
-  grid.left = columns.begin;
-  grid.top = lines.begin;
-  grid.side = side;
-  grid.upright = !area.rotated;
-  grid.rows = static_cast<int>(height / side);
-  grid.columns = static_cast<int>(width / side);
-  const size_t size = static_cast<size_t>(grid.rows) * static_cast<size_t>(grid.columns);
-  for (std::vector<double>& level : grid.level) level.resize(size);
-  grid.inside.resize(size);
-  if (size == 0) return grid;
+  side = static_cast<int64_t>(std::ceil(std::sqrt(pixels / kMostBlocks)));
+  left = m_columns.begin;
+  top = lines.begin;
+  blocks = width / side;
+  rows = blocks > 0 ? height / side : 0;
+  columns = blocks * side;
+  m_grid.left = left;
+  m_grid.top = top;
+  m_grid.side = side;
+  m_grid.upright = !area.rotated;
+  m_grid.rows = static_cast<int>(height / side);
+  m_grid.columns = static_cast<int>(blocks);
+  const auto size = static_cast<size_t>(rows * blocks);
+  for (std::vector<double>& level : m_grid.level) level.resize(size);
+  m_grid.inside.resize(size);
+  if (size == 0) return;
+  means = &m_means.emplace(LayoutOf(m_image), side, side, blocks);
+}
 
-  const PixelLayout pixel = LayoutOf(image);
-  BlockMeans means(pixel, side, side, grid.columns);
+void BlockGridReader::Take(int64_t row) {
+  const PixelLayout pixel = LayoutOf(m_image);
   const double perPixel = 1.0 / (static_cast<double>(side) * static_cast<double>(side));
-  for (int row = 0; row < grid.rows; row++) {
-    const int64_t y = lines.begin + row * side;
-    means.Read(image.pBits + (y * image.lBytesPerLine + int64_t{columns.begin} * pixel.samples), image.lBytesPerLine,
-               grid.columns);
-    const PixelSpan inside = inner.InnerSpan(static_cast<int>(y + side / 2), columns);
-    for (int column = 0; column < grid.columns; column++) {
-      const size_t at = grid.At(row, column);
-      uint64_t sums[4];
-      means.Sums(column, sums);
-      const int channel[3] = {pixel.red, pixel.green, pixel.blue};
-      for (int c = 0; c < 3; c++) grid.level[c][at] = static_cast<double>(sums[channel[c]]) * perPixel;
-      const int64_t centre = columns.begin + column * side + side / 2;
-      grid.inside[at] = inside.begin <= centre && centre < inside.end;
-    }
+  const PixelSpan inside = m_inner.InnerSpan(static_cast<int>(top + row * side + side / 2), m_columns);
+  for (int column = 0; column < m_grid.columns; column++) {
+    const size_t at = m_grid.At(static_cast<int>(row), column);
+    uint64_t sums[4];
+    m_means->Sums(column, sums);
+    const int channel[3] = {pixel.red, pixel.green, pixel.blue};
+    for (int c = 0; c < 3; c++) m_grid.level[c][at] = static_cast<double>(sums[channel[c]]) * perPixel;
+    const int64_t centre = m_columns.begin + column * side + side / 2;
+    m_grid.inside[at] = inside.begin <= centre && centre < inside.end;
   }
-  return grid;
 }
 
 bool HaveUsableLevels(const BlockGrid& grid, const std::vector<size_t>& blocks, int16_t docType) {

@@ -4,8 +4,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
+#include "engine/image/area.h"
+#include "engine/image/shared_walk.h"
 #include "engine/zep3.h"
 
 // Linear levels with their fractions, line by line. Blocks lie side by side from the top left corner of the analysis
@@ -30,6 +33,30 @@ struct BlockGrid {
 // Reads an image that the standard analysis has accepted: at most 30000 blocks, none where the area leaves no room.
 // `margin`: percent of the area's extent left out.
 BlockGrid ReadBlockGrid(const ZEP3_BmpInfo& image, int margin);
+
+// The same, read while the standard analysis reads the image, as far as that saves time.
+class BlockGridReader final : public Companion, private BlockRows {
+ public:
+  BlockGridReader(const ZEP3_BmpInfo& image, int margin) : m_image(image), m_margin(margin) {}
+  BlockGridReader(const BlockGridReader&) = delete;
+  BlockGridReader& operator=(const BlockGridReader&) = delete;
+
+  BlockRows* Rows() override;
+  // The grid, once: reads the image where it was not read on the way.
+  BlockGrid Grid();
+
+ private:
+  void Lay();
+  void Take(int64_t row) override;
+
+  const ZEP3_BmpInfo& m_image;
+  int m_margin;
+  AreaShape m_inner;
+  PixelSpan m_columns = {0, 0};
+  std::optional<BlockMeans> m_means;
+  bool m_handed = false;
+  BlockGrid m_grid;
+};
 
 // Whether enough of the given blocks have levels that tell of the picture, in every channel; for monochrome film one
 // channel is enough. The test that the standard analysis puts to the whole scan asks for nearly all of them, which

@@ -13,3 +13,8 @@ struct View {
 // Of an image that the standard analysis has accepted, by the kind of original; a page has no window. `known`: of an
 // adaptive analysis of the image, whose window is taken; null: the window is looked for.
 View LookAt(const ZEP3_BmpInfo& image, const ZEP3_PARA& para, const ZEP3_EVIDENCE* known = nullptr);
+
+// The same where its blocks may have been read on the way, by a reader with this margin.
+int MarginOfView(const ZEP3_PARA& para);
+View LookAt(const ZEP3_BmpInfo& image, const ZEP3_PARA& para, BlockGridReader& read,
+            const ZEP3_EVIDENCE* known = nullptr);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "engine/image/area.h"
+#include "engine/image/shared_walk.h"
 #include "engine/zep3.h"
 
 class CHIST {
@@ -20,6 +21,8 @@ class CHIST {
   // Fills the histograms from the image inside its analysis area, shrunk by `margin` percent of its extent. False when
   // the image is null, not 24 bits, not readable as its fields say, its area is refused, or no sample was counted.
   bool MakeHistogram(ZEP3_BmpInfo* image, int margin, ZEP3_PARA* para);
+  // Who is to see the lines that MakeHistogram reads; null: nobody.
+  void TakeAlong(Companion* companion) { m_companion = companion; }
 
   // ---- analysis area (area.cpp), by the rules of image/area.h ----
 
@@ -118,4 +121,5 @@ class CHIST {
   std::vector<uint8_t> m_samples;   // red, green and blue of each; of the present area, empty when nothing is kept
   ZEP3_BmpInfo m_sampledImage = {}; // what they are of
   int m_nSampledTarget = 0;         // the samples aimed at
+  Companion* m_companion = nullptr;
 };

@@ -39,7 +39,7 @@ bool CHIST::MakeHistogram(ZEP3_BmpInfo* image, int margin, ZEP3_PARA* para) {
   } else {
     const AreaSampler sampler(Area(), *image, IsNegative(*para) ? m_nSampleTargetNega : m_nSampleTargetPosi);
     if (!sampler.IsReadable()) return false;
-    m_nPixelCount = static_cast<int32_t>(sampler.VisitSamples(count));
+    m_nPixelCount = static_cast<int32_t>(sampler.VisitSamples(count, m_companion));
   }
   if (m_nPixelCount < 1) return false;
   std::memcpy(m_nHistOrg, m_nHist, sizeof m_nHist);
@@ -54,8 +54,9 @@ bool CHIST::KeepSamples(const ZEP3_BmpInfo& image) {
   const AreaSampler sampler(Area(), image, m_nSampledTarget);
   if (!sampler.IsReadable()) return false;
   m_samples.reserve(static_cast<size_t>(std::max(0, m_nSampledTarget)) * 6); // pixel by pixel twice the target
-  sampler.VisitSamples([this](int r, int g, int b) {
+  const auto keep = [this](int r, int g, int b) {
     m_samples.insert(m_samples.end(), {static_cast<uint8_t>(r), static_cast<uint8_t>(g), static_cast<uint8_t>(b)});
-  });
+  };
+  sampler.VisitSamples(keep, m_companion);
   return true;
 }

@@ -10,7 +10,7 @@
 namespace {
 
 // The sum of 257 bytes always fits 16 bits: 257 * 255 = 65535.
-constexpr int64_t kBytesAtOnce = 257;
+constexpr int64_t kBytesAtOnce = kMostLines;
 // Sums kept for each pixel: four. A pixel of three bytes drags the first byte of the next one along.
 constexpr int64_t kSums = 4;
 
@@ -72,6 +72,8 @@ constexpr std::array<AddLines, sizeof...(kLines)> Adders(std::integer_sequence<i
 constexpr auto kStarters = Adders<true>(std::make_integer_sequence<int, kLinesInStep + 1>());
 constexpr auto kContinuers = Adders<false>(std::make_integer_sequence<int, kLinesInStep + 1>());
 
+} // namespace
+
 void SumLines(const uint8_t* first, int64_t stride, int64_t lines, int64_t bytes, uint16_t* sums) {
   const auto passes = static_cast<int64_t>((static_cast<size_t>(lines) + kLinesInStep - 1) / kLinesInStep);
   for (int64_t pass = 0, done = 0; pass < passes; pass++) {
@@ -80,6 +82,8 @@ void SumLines(const uint8_t* first, int64_t stride, int64_t lines, int64_t bytes
     done += now;
   }
 }
+
+namespace {
 
 // ---- columns ----
 
@@ -143,8 +147,32 @@ void BlockMeans::Read(const uint8_t* topLeft, int64_t stride, int64_t blocks) {
     left -= lines;
     if (left == 0) return;
     topLeft += lines * stride;
-    for (int64_t block = 0; block < blocks; block++) SumColumns(block, &m_carried[static_cast<size_t>(block * kSums)]);
+    Carry(blocks);
   }
+}
+
+void BlockMeans::Start() {
+  std::fill(m_carried.begin(), m_carried.end(), 0);
+  m_linesAdded = 0;
+}
+
+void BlockMeans::Add(const uint16_t* sums, int64_t lines, int64_t blocks) {
+  const int64_t size = blocks * m_columns * m_bytes;
+  if (m_linesAdded + lines > m_linesAtOnce) {
+    Carry(blocks);
+    m_linesAdded = 0;
+  }
+  uint16_t* const column = m_column.data();
+  if (m_linesAdded == 0) {
+    std::copy_n(sums, size, column);
+  } else {
+    for (int64_t i = 0; i < size; i++) column[i] = static_cast<uint16_t>(column[i] + sums[i]);
+  }
+  m_linesAdded += lines;
+}
+
+void BlockMeans::Carry(int64_t blocks) {
+  for (int64_t block = 0; block < blocks; block++) SumColumns(block, &m_carried[static_cast<size_t>(block * kSums)]);
 }
 
 void BlockMeans::SumColumns(int64_t block, uint64_t* sums) const {

@@ -7,6 +7,10 @@
 
 #include "engine/image/pixels.h"
 
+// Sums of `lines` lines by byte column, `bytes` of them. So many lines fit 16 bits.
+inline constexpr int64_t kMostLines = 257;
+void SumLines(const uint8_t* first, int64_t stride, int64_t lines, int64_t bytes, uint16_t* sums);
+
 class BlockMeans {
  public:
   // Blocks of lines x columns pixels (below 2^41), at most `blocks` of them side by side. Takes 2 bytes of memory per
@@ -15,6 +19,11 @@ class BlockMeans {
 
   // Adds up `blocks` blocks side by side; `topLeft` is the first pixel of the first, `stride` in bytes.
   void Read(const uint8_t* topLeft, int64_t stride, int64_t blocks);
+
+  // The same from sums of lines, of which others make use, too: Start(), then Add() until the lines of a block are
+  // there. `sums` begins at the first block.
+  void Start();
+  void Add(const uint16_t* sums, int64_t lines, int64_t blocks);
 
   // Means of `blocks` of the blocks read, kMostMeans at most, from block `first` on: trunc(sum / pixels + 0.5). They
   // lie as the bytes of a pixel do, four to a block; of three-byte pixels the last of the four means nothing.
@@ -26,9 +35,11 @@ class BlockMeans {
 
  private:
   void SumColumns(int64_t block, uint64_t* sums) const;
+  void Carry(int64_t blocks);
 
   int64_t m_bytes; // of a pixel
   int64_t m_lines;
+  int64_t m_linesAdded = 0; // to m_column
   int64_t m_columns;
   int64_t m_linesAtOnce;
   int64_t m_columnsAtOnce;

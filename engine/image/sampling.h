@@ -7,6 +7,7 @@
 #include "engine/image/area.h"
 #include "engine/image/block_means.h"
 #include "engine/image/pixels.h"
+#include "engine/image/shared_walk.h"
 
 // Before a short loop: four rounds at a time, for counting is so little work that going round costs beside it.
 #ifdef __GNUC__
@@ -35,14 +36,20 @@ class AreaSampler {
   // The number of samples, without a look at a pixel.
   int64_t CountSamples() const;
 
-  // Calls visit(r, g, b) for every sample, line by line; returns their number.
+  // Calls visit(r, g, b) for every sample, line by line; returns their number. A `companion` may be taken along, where
+  // that saves a read of memory; it may be null.
   template <class Visit>
-  int64_t VisitSamples(Visit visit) const {
+  int64_t VisitSamples(Visit visit, Companion* companion = nullptr) const {
     if (!m_bBlocks) return VisitPixels(visit);
-    return VisitBlocks(visit);
+    if (companion == nullptr || m_nBlockHeight < kWorthSharing) return VisitBlocks(visit);
+    BlockRows* const others = companion->Rows();
+    return others == nullptr ? VisitBlocks(visit) : VisitBlocksWith(*others, visit);
   }
 
  private:
+  // Lines of a block. Sums of few lines take as long to be added twice as the lines to be read again.
+  static constexpr int64_t kWorthSharing = 16;
+
   const uint8_t* Pixel(int64_t x, int64_t y) const {
     return m_image.pBits + (y * m_image.lBytesPerLine + x * m_pixel.samples);
   }
@@ -79,21 +86,57 @@ class AreaSampler {
     const int64_t perLine = Steps(m_columns, m_nBlockWidth);
     if (perLine == 0 || Steps(m_lines, m_nBlockHeight) == 0) return 0;
     BlockMeans blocks(m_pixel, m_nBlockHeight, m_nBlockWidth, perLine);
-    uint8_t means[4 * BlockMeans::kMostMeans];
     int64_t samples = 0;
     ForEachRowOfBlocks([&](int64_t y, int64_t first, int64_t last) {
       blocks.Read(Pixel(m_columns.begin + first * m_nBlockWidth, y), m_image.lBytesPerLine, last - first);
-      for (int64_t block = first; block < last; block += BlockMeans::kMostMeans) {
-        const int64_t now = std::min(last - block, BlockMeans::kMostMeans);
-        blocks.Means(block - first, now, means);
-        ZEP3_UNROLL
-        for (const uint8_t* p = means; p < means + 4 * now; p += 4) {
-          visit(p[m_pixel.red], p[m_pixel.green], p[m_pixel.blue]);
-        }
-      }
+      VisitMeans(blocks, 0, last - first, visit);
       samples += last - first;
     });
     return samples;
+  }
+
+  template <class TakeRow>
+  struct RowsFor final : BlockRows {
+    explicit RowsFor(TakeRow with) : take(with) {}
+    void Take(int64_t row) override { take(row); }
+    TakeRow take;
+  };
+
+  // The same samples, while the rows of another walk are read.
+  template <class Visit>
+  int64_t VisitBlocksWith(BlockRows& others, Visit visit) const {
+    const int64_t perLine = Steps(m_columns, m_nBlockWidth);
+    BlockMeans blocks(m_pixel, m_nBlockHeight, m_nBlockWidth, perLine);
+    int64_t samples = 0;
+    const auto take = [&](int64_t row) {
+      const BlockSpan span = BlocksOfRow(m_lines.begin + row * m_nBlockHeight, perLine);
+      if (span.first >= span.last) return;
+      VisitMeans(blocks, span.first, span.last - span.first, visit);
+      samples += span.last - span.first;
+    };
+    RowsFor rows(take);
+    rows.left = m_columns.begin;
+    rows.top = m_lines.begin;
+    rows.side = m_nBlockHeight;
+    rows.rows = Steps(m_lines, m_nBlockHeight);
+    rows.columns = perLine * m_nBlockWidth;
+    rows.blocks = perLine;
+    rows.means = &blocks;
+    WalkTogether(m_image, rows, others);
+    return samples;
+  }
+
+  template <class Visit>
+  void VisitMeans(const BlockMeans& blocks, int64_t first, int64_t count, Visit visit) const {
+    uint8_t means[4 * BlockMeans::kMostMeans];
+    for (int64_t block = 0; block < count; block += BlockMeans::kMostMeans) {
+      const int64_t now = std::min(count - block, BlockMeans::kMostMeans);
+      blocks.Means(first + block, now, means);
+      ZEP3_UNROLL
+      for (const uint8_t* p = means; p < means + 4 * now; p += 4) {
+        visit(p[m_pixel.red], p[m_pixel.green], p[m_pixel.blue]);
+      }
+    }
   }
 
   // row(y, first, last): the blocks first..last-1 of a line of them lie inside the area.
@@ -101,11 +144,19 @@ class AreaSampler {
   void ForEachRowOfBlocks(Row row) const {
     const int64_t perLine = Steps(m_columns, m_nBlockWidth);
     for (int64_t y = m_lines.begin; y < m_lines.end - m_nBlockHeight; y += m_nBlockHeight) {
-      const PixelSpan inside = InnerSpan(static_cast<int>(y));
-      const int64_t first = CeilDivide(int64_t{inside.begin} - m_columns.begin, m_nBlockWidth);
-      const int64_t last = std::min(perLine, CeilDivide(int64_t{inside.end} - m_columns.begin, m_nBlockWidth));
-      if (first < last) row(y, first, last);
+      const BlockSpan span = BlocksOfRow(y, perLine);
+      if (span.first < span.last) row(y, span.first, span.last);
     }
+  }
+
+  struct BlockSpan {
+    int64_t first, last; // the end is not in it
+  };
+  // Of the blocks that begin on line y those inside the area.
+  BlockSpan BlocksOfRow(int64_t y, int64_t perLine) const {
+    const PixelSpan inside = InnerSpan(static_cast<int>(y));
+    return {CeilDivide(int64_t{inside.begin} - m_columns.begin, m_nBlockWidth),
+            std::min(perLine, CeilDivide(int64_t{inside.end} - m_columns.begin, m_nBlockWidth))};
   }
 
   static int64_t CeilDivide(int64_t n, int64_t step) { return n <= 0 ? 0 : (n + step - 1) / step; }

@@ -86,20 +86,20 @@ bool HasResolution(const vips::VImage& image, const Scan& scan, const std::strin
   return told || (exif && format != "jpeg"); // without a unit EXIF's is that of none
 }
 
-int64_t PngHead::Write(const void* bytes, size_t size, PendingFile& to) {
-  if (m_passed) return to.Write(bytes, size);
-  m_head.append(static_cast<const char*>(bytes), size);
-  std::istringstream stream(m_head);
-  std::string head = m_head.substr(0, 8);
+bool PngHead::Add(const void* bytes, size_t size) {
+  m_behind.append(static_cast<const char*>(bytes), size);
+  std::istringstream stream(m_behind);
+  std::string head = m_behind.substr(0, 8);
   const int64_t pixels = WalkPngHead(stream, [&](const std::string& chunk, int64_t position, int64_t data) {
     if (chunk == kPhys.name && !m_sized) return;
-    head.append(m_head, static_cast<size_t>(position), static_cast<size_t>(12 + data));
+    head.append(m_behind, static_cast<size_t>(position), static_cast<size_t>(12 + data));
     if (chunk == "IHDR") head += m_chunks;
   });
-  if (pixels < 0) return static_cast<int64_t>(size); // not there yet
-  head.append(m_head, static_cast<size_t>(pixels));
-  m_passed = true;
-  return to.Write(head.data(), head.size()) < 0 ? -1 : static_cast<int64_t>(size);
+  if (pixels < 0) return false; // not there yet
+  m_head = std::move(head);
+  m_behind.erase(0, static_cast<size_t>(pixels));
+  m_whole = true;
+  return true;
 }
 
 void TakeUnitFromJpeg(PendingFile& file) {

@@ -26,19 +26,23 @@ std::string PngChunkOf(const Scan& scan, const PngChunkKind& kind);
 // kPhys chunk.
 bool HasResolution(const vips::VImage& image, const Scan& scan, const std::string& phys);
 
-// A PNG as the image library writes it, piece by piece, with chunks of the scan.
+// What the image library writes of a PNG before the pixels, with chunks of the scan.
 class PngHead {
  public:
   // `chunks`: whole, added behind the first. `sized`: the resolution that the image library writes stays.
   PngHead(std::string chunks, bool sized) : m_chunks(std::move(chunks)), m_sized(sized) {}
-  // As PendingFile::Write.
-  int64_t Write(const void* bytes, size_t size, PendingFile& to);
+
+  // What comes next of the file. True once the head is whole; then there is nothing more to add.
+  bool Add(const void* bytes, size_t size);
+  bool IsWhole() const { return m_whole; }
+  const std::string& Head() const { return m_head; }
+  const std::string& Behind() const { return m_behind; } // what was added with its end
 
  private:
   std::string m_chunks;
   bool m_sized;
-  std::string m_head; // what came before the pixels
-  bool m_passed = false;
+  bool m_whole = false;
+  std::string m_head, m_behind;
 };
 
 // Says in the EXIF block of a finished JPEG or WebP that its resolution has no unit.

@@ -13,6 +13,7 @@
 #include "log.h"
 #include "saving/carried.h"
 #include "saving/metadata.h"
+#include "saving/png_pixels.h"
 #include "tiff/tiff_pages.h"
 
 namespace {
@@ -124,7 +125,10 @@ vips::VTarget TargetFor(Target& file) {
   if (target == nullptr) throw vips::VError();
   const auto write = [](VipsTargetCustom*, const void* bytes, gint64 size, Target* to) -> gint64 {
     const auto count = static_cast<size_t>(size);
-    return to->head ? to->head->Write(bytes, count, to->file) : to->file.Write(bytes, count);
+    if (!to->head || to->head->IsWhole()) return to->file.Write(bytes, count);
+    if (!to->head->Add(bytes, count)) return size;
+    const std::string all = to->head->Head() + to->head->Behind();
+    return to->file.Write(all.data(), all.size()) < 0 ? -1 : size;
   };
   // TIFF is written with steps back, and looked at again.
   const auto read = [](VipsTargetCustom*, void* bytes, gint64 size, Target* from) -> gint64 {
@@ -137,6 +141,39 @@ vips::VTarget TargetFor(Target& file) {
   g_signal_connect(target, "read", G_CALLBACK(+read), &file);
   g_signal_connect(target, "seek", G_CALLBACK(+seek), &file);
   return vips::VTarget(VIPS_TARGET(target));
+}
+
+// An image that costs nothing, with the size and the header of another.
+vips::VImage BlankLike(const vips::VImage& image) {
+  VipsImage* const blank = vips_image_new();
+  const vips::VImage owner(blank);
+  const auto blacken = [](VipsRegion* region, void*, void*, void*, gboolean*) {
+    vips_region_black(region);
+    return 0;
+  };
+  if (vips_image_pipelinev(blank, VIPS_DEMAND_STYLE_ANY, image.get_image(), nullptr) != 0 ||
+      vips_image_generate(blank, nullptr, +blacken, nullptr, nullptr, nullptr) != 0)
+    throw vips::VError();
+  vips_image_set_progress(blank, FALSE);
+  return owner;
+}
+
+// As libvips would write it for the image.
+void WriteHead(const vips::VImage& image, const std::string& layout, PngHead& head) {
+  VipsTargetCustom* target = vips_target_custom_new();
+  if (target == nullptr) throw vips::VError();
+  const vips::VTarget owner(VIPS_TARGET(target));
+  // What follows the head is not wanted.
+  const auto write = [](VipsTargetCustom*, const void* bytes, gint64 size, PngHead* to) -> gint64 {
+    return to->IsWhole() || to->Add(bytes, static_cast<size_t>(size)) ? -1 : size;
+  };
+  g_signal_connect(target, "write", G_CALLBACK(+write), &head);
+  try {
+    BlankLike(image).write_to_target((".png" + layout).c_str(), owner);
+  } catch (const vips::VError&) {
+    if (!head.IsWhole()) throw;
+    vips_error_clear();
+  }
 }
 
 // Fields of the header that would steer a saver or, for `strip`, that tell about the scan.
@@ -156,6 +193,15 @@ vips::VImage CleanHeader(const vips::VImage& image, bool strip) {
   return clean;
 }
 
+// By libdeflate. False, with nothing written, where the pixels are stored otherwise.
+bool SavePng(const vips::VImage& image, const std::string& layout, PngHead head, PendingFile& to) {
+  WriteHead(image, JoinOptions({{"compression", "0"}}, layout), head);
+  if (!FitsPngHead(image, head.Head())) return false;
+  if (to.Write(head.Head().data(), head.Head().size()) < 0) to.Check();
+  WritePngPixels(image, to);
+  return true;
+}
+
 } // namespace
 
 void Save(const vips::VImage& image, const Scan& scan, int page, const SaveOptions& options, PendingFile& to) {
@@ -173,6 +219,7 @@ void Save(const vips::VImage& image, const Scan& scan, int page, const SaveOptio
   }
   Target into = {to, std::nullopt};
   if (png) into.head.emplace(chunks + phys, sized && phys.empty());
+  if (png && options.saver.empty() && SavePng(passed.image, layout, *into.head, to)) return;
   const vips::VTarget target = TargetFor(into);
   passed.image.write_to_target((options.suffix + layout).c_str(), target);
   if (vips_target_end(target.get_target()) != 0) throw vips::VError(); // savers need not look at how it ends

@@ -2,15 +2,14 @@
 #include "saving/tiff_blocks.h"
 
 #include <algorithm>
-#include <deque>
-#include <exception>
-#include <future>
 #include <iterator>
 #include <memory>
 #include <utility>
 #include <vector>
 
 #include "page/box_mean.h"
+#include "saving/in_order.h"
+#include "saving/lines.h"
 #include "tiff/plain_tiff.h"
 #include "tiff/tiff_handle.h"
 #include "tiff/tiff_pages.h"
@@ -18,8 +17,7 @@
 namespace {
 
 constexpr int64_t kMegabyte = 1 << 20;
-constexpr int64_t kTask = kMegabyte;       // bytes of pixels that are worth a thread
-constexpr int64_t kAhead = 64 * kMegabyte; // of strips that wait for being compressed or written; of tiles two rows may
+constexpr int64_t kTask = kMegabyte; // bytes of pixels that are worth a thread
 
 // As the file has them, so that its tags fit the pixels of the image.
 bool HasSamplesOf(const vips::VImage& image, const TiffHandle& tiff, const TiffLayout& layout) {
@@ -125,10 +123,8 @@ class BlockWriter {
         m_linesLeft(shape.layout.height),
         m_room(shape.layout.tiled
                    ? shape.BlockLines() * shape.lineBytes
-                   : shape.BlockBytes() * std::max<int64_t>(1, kTask / std::max<int64_t>(1, shape.BlockBytes()))) {
-    const int64_t task = std::max(kTask, shape.BlockBytes());
-    m_most = static_cast<size_t>(std::clamp<int64_t>(kAhead / task, 1, std::max(1, vips_concurrency_get())));
-  }
+                   : shape.BlockBytes() * std::max<int64_t>(1, kTask / std::max<int64_t>(1, shape.BlockBytes()))),
+        m_packing(std::max(kTask, shape.BlockBytes()), [this](Stored blocks) { Write(blocks); }) {}
 
   void Take(const uint8_t* line) {
     if (m_lines == nullptr) {
@@ -142,9 +138,7 @@ class BlockWriter {
     m_lines = nullptr;
   }
 
-  void Finish() {
-    while (!m_packing.empty()) WriteOldest();
-  }
+  void Finish() { m_packing.Finish(); }
 
  private:
   std::shared_ptr<Packer> NewPacker(int64_t columns) {
@@ -153,7 +147,7 @@ class BlockWriter {
   }
 
   void PackStrips() {
-    Begin([packer = NewPacker(m_shape.layout.width), lines = m_lines] { return packer->Strips(*lines); });
+    m_packing.Begin([packer = NewPacker(m_shape.layout.width), lines = m_lines] { return packer->Strips(*lines); });
   }
 
   void PackTiles() {
@@ -162,21 +156,12 @@ class BlockWriter {
     for (int64_t first = 0; first < across; first += atOnce) {
       const int64_t count = std::min(atOnce, across - first);
       const int64_t columns = std::min(count * width, m_shape.layout.width - first * width);
-      Begin(
+      m_packing.Begin(
           [packer = NewPacker(columns), lines = m_lines, first, count] { return packer->Tiles(*lines, first, count); });
     }
   }
 
-  template <typename Pack>
-  void Begin(Pack pack) {
-    // One thread has the work done by whoever waits for it.
-    m_packing.push_back(std::async(m_most > 1 ? std::launch::async : std::launch::deferred, std::move(pack)));
-    if (m_packing.size() >= m_most) WriteOldest();
-  }
-
-  void WriteOldest() {
-    Stored blocks = m_packing.front().get();
-    m_packing.pop_front();
+  void Write(Stored& blocks) {
     for (std::string& block : blocks) {
       const auto size = static_cast<tmsize_t>(block.size());
       const tmsize_t written = m_shape.layout.tiled ? TIFFWriteRawTile(m_to, m_number, block.data(), size)
@@ -190,29 +175,10 @@ class BlockWriter {
   const Shape& m_shape;
   int64_t m_linesLeft;
   int64_t m_room; // bytes of lines that are packed together
-  size_t m_most;  // threads
   std::shared_ptr<Lines> m_lines;
-  std::deque<std::future<Stored>> m_packing;
+  InOrder<Stored> m_packing;
   uint32_t m_number = 0; // of the next block
 };
-
-// What libvips calls with the lines.
-struct Work {
-  BlockWriter writer;
-  std::exception_ptr fault;
-};
-
-// For stripes of full width, in order, while the next are computed. Exceptions may not pass through libvips.
-int TakeLines(VipsRegion* region, VipsRect* area, void* with) {
-  auto* work = static_cast<Work*>(with);
-  try {
-    for (int y = area->top; y < VIPS_RECT_BOTTOM(area); y++) work->writer.Take(VIPS_REGION_ADDR(region, 0, y));
-    return 0;
-  } catch (...) {
-    work->fault = std::current_exception();
-    return -1;
-  }
-}
 
 } // namespace
 
@@ -232,11 +198,9 @@ bool WriteTiffBlocks(const Scan& scan, int page, const vips::VImage& image, Pend
     const TiffHandle tiff(to, big ? "wl8" : "wl");
     SetPackedLayout(from, layout, tiff);
     CopyProfile(from, tiff);
-    Work work = {{from, tiff, shape}, nullptr};
-    const int done = vips_sink_disc(image.get_image(), TakeLines, &work);
-    if (work.fault != nullptr) std::rethrow_exception(work.fault);
-    if (done != 0) throw vips::VError();
-    work.writer.Finish();
+    BlockWriter writer(from, tiff, shape);
+    ForEachLine(image, [&](const uint8_t* line) { writer.Take(line); });
+    writer.Finish();
     if (TIFFWriteDirectory(tiff) == 0) tiff.FailToWrite();
   }
   CopyTiffTags(scan.Path(), scan.Place(page), to);
