@@ -94,15 +94,15 @@ TEST(Finish, TakesSrgbAsTheAnalysisWantsIt) {
   EXPECT_EQ(GetZEP3ScanGamma(ZEP3_GAMMA_SRGB_CURVE, 1, nullptr), ZEP3_GAMMA_SRGB);
 }
 
-// Two gradients across each other, black to `most`, encoded as sRGB, finished by its curve or as told.
-std::vector<uint8_t> FinishedGradients(const char* kind, int most, int64_t gamma, int64_t adaptive,
+// Two gradients across each other, from `least` to white or but `least`, finished with values of such a gamma.
+std::vector<uint8_t> FinishedGradients(const char* kind, int least, bool flat, int64_t gamma, int64_t adaptive,
                                        std::vector<uint8_t>& before) {
   Image scan(256, 256);
   for (int y = 0; y < 256; y++) {
     for (int x = 0; x < 256; x++) {
       uint8_t* pixel = scan.pixels.data() + 3 * (256 * y + x);
-      const int red = std::min(x, most);
-      const int green = (red * (255 - y) + std::min(255 - y, most) * y) / 255;
+      const int red = flat ? least : std::max(x, least);
+      const int green = flat ? least : (red * (255 - y) + std::max(255 - y, least) * y) / 255;
       pixel[0] = static_cast<uint8_t>(red);
       pixel[1] = static_cast<uint8_t>(green);
       pixel[2] = static_cast<uint8_t>((red + green) / 2);
@@ -119,19 +119,19 @@ std::vector<uint8_t> FinishedGradients(const char* kind, int most, int64_t gamma
 TEST(Finish, LeavesAPictureFileAsItIs) {
   for (const char* kind : {"photo", "slide"}) {
     std::vector<uint8_t> before;
-    const auto after = FinishedGradients(kind, 255, ZEP3_GAMMA_SRGB_CURVE, ZEP3_UNSET, before);
+    const auto after = FinishedGradients(kind, 0, false, ZEP3_GAMMA_SRGB_CURVE, ZEP3_UNSET, before);
     int farthest = 0;
     for (size_t i = 0; i < before.size(); i++) farthest = std::max(farthest, std::abs(before[i] - after[i]));
     EXPECT_LE(farthest, 3) << kind;
   }
 }
 
-// Of a scan that is black all over the standard analysis decides, and takes the values its own way.
+// Of a scan that is dark gray all over the standard analysis decides, and takes the values its own way.
 TEST(Finish, HandsTheStandardAnalysisItsOwnValues) {
   for (const char* kind : {"photo", "slide", "bw-negative"}) {
     std::vector<uint8_t> before;
-    EXPECT_EQ(FinishedGradients(kind, 7, ZEP3_GAMMA_SRGB_CURVE, 1, before),
-              FinishedGradients(kind, 7, ZEP3_GAMMA_SRGB, 0, before))
+    EXPECT_EQ(FinishedGradients(kind, 20, true, ZEP3_GAMMA_SRGB_CURVE, 1, before),
+              FinishedGradients(kind, 20, true, ZEP3_GAMMA_SRGB, 0, before))
         << kind;
   }
 }

@@ -26,9 +26,12 @@ struct Tables {
 
 // A scan made small, its correction, and what was found. Owned by the page.
 struct WebScan {
-  int64_t width = 0, height = 0, shrink = 1, gamma = ZEP3_GAMMA_SRGB;
-  ZEP3_BmpInfo image = {};                                // the pre-scan, in linear levels
-  std::vector<uint8_t> levels, means, darkest, deviation; // means: in the scan's own values
+  int64_t width = 0, height = 0, shrink = 1;
+  int64_t fileGamma = ZEP3_GAMMA_SRGB;            // of the scan's values ...
+  int64_t gamma = ZEP3_GAMMA_SRGB;                // ... and as the analysis takes them
+  ZEP3_BmpInfo image = {};                        // the pre-scan, in the linear levels of that
+  std::vector<uint8_t> levels, curved;            // by a plain gamma, and by sRGB's curve where the file has it
+  std::vector<uint8_t> means, darkest, deviation; // means: in the scan's own values
   ZEP3_PARA para = {};
   ZEP3_TONE master = {}, rgb[3] = {};
   bool hasMatrix = false; // of a correction that is repeated
@@ -39,6 +42,10 @@ struct WebScan {
   std::optional<ZEP3_OBSERVATION> seen;
   Tables tables;
 
+  void Take(int64_t as) {
+    gamma = as;
+    image.pBits = as == ZEP3_GAMMA_SRGB_CURVE ? curved.data() : levels.data();
+  }
   const double* Matrix() const { return hasMatrix ? matrix : nullptr; }
   bool HasPaper() const { return surface.lFound != ZEP3_SURFACE_NONE && !cells.empty(); }
 };
@@ -99,6 +106,7 @@ constexpr Field kFields[] = {
     POINTS("green", 1),
     POINTS("blue", 2),
     FIELD("scan.gamma", gamma),
+    FIELD("scan.fileGamma", fileGamma),
     FIELD("prescan.width", image.lWidth),
     FIELD("prescan.height", image.lHeight),
     FIELD("prescan.shrink", shrink),
@@ -221,7 +229,7 @@ EXPORT WebScan* web_scan_new(double width, double height, double gamma) {
   auto* scan = new WebScan;
   scan->width = static_cast<int64_t>(width);
   scan->height = static_cast<int64_t>(height);
-  scan->gamma = static_cast<int64_t>(gamma);
+  scan->fileGamma = scan->gamma = static_cast<int64_t>(gamma);
   scan->shrink = GetZEP3PrescanShrink(scan->width, scan->height);
   ResetZEP3(&scan->para, &scan->master, scan->rgb);
   return scan;
@@ -238,14 +246,16 @@ EXPORT void web_prescan_begin(WebScan* scan) {
   const int64_t width = blocks(scan->width), height = blocks(scan->height);
   const auto pixels = static_cast<size_t>(width * height);
   scan->levels.assign(3 * pixels, 0);
+  scan->curved.assign(scan->fileGamma == ZEP3_GAMMA_SRGB_CURVE ? 3 * pixels : 0, 0);
   scan->means.assign(3 * pixels, 0);
   scan->darkest.assign(3 * pixels, 0);
   scan->deviation.assign(pixels, 0);
   SetZEP3Image(&scan->image, scan->levels.data(), width, height, 0, ZEP3_PIXEL_RGB, ZEP3_BITS_8);
+  scan->Take(scan->gamma);
 }
 
-// `y`: the band's first line, a multiple of web_band_lines. The first call takes the linear levels, the second the
-// means in the scan's values, which are what the same makes of levels.
+// `y`: the band's first line, a multiple of web_band_lines. The last call takes the means in the scan's values, which
+// are what the same makes of levels.
 EXPORT int web_prescan_band(WebScan* scan, uint8_t* pixels, double y, double lines, int format, int bits) {
   ZEP3_BmpInfo band;
   SetZEP3Image(&band, pixels, scan->width, static_cast<int64_t>(lines), 0, format, bits);
@@ -253,12 +263,18 @@ EXPORT int web_prescan_band(WebScan* scan, uint8_t* pixels, double y, double lin
   const ZEP3_DETAIL detail = {scan->darkest.data() + 3 * first, scan->deviation.data() + first};
   ZEP3_BmpInfo small = {};
   small.pBits = scan->levels.data() + 3 * first;
-  if (!MakeZEP3PagePrescan(&band, scan->gamma, scan->shrink, &small, &detail)) return 0;
+  const bool curved = scan->fileGamma == ZEP3_GAMMA_SRGB_CURVE;
+  const int64_t plain = curved ? int64_t{ZEP3_GAMMA_SRGB} : scan->fileGamma;
+  if (!MakeZEP3PagePrescan(&band, plain, scan->shrink, &small, &detail)) return 0;
+  if (curved) {
+    small.pBits = scan->curved.data() + 3 * first;
+    if (!MakeZEP3Prescan(&band, scan->fileGamma, scan->shrink, &small)) return 0;
+  }
   small.pBits = scan->means.data() + 3 * first;
   return MakeZEP3Prescan(&band, ZEP3_GAMMA_LINEAR_LEVELS, scan->shrink, &small);
 }
 
-EXPORT const uint8_t* web_levels(const WebScan* scan) { return scan->levels.data(); }
+EXPORT const uint8_t* web_levels(const WebScan* scan) { return scan->image.pBits; }
 EXPORT const uint8_t* web_means(const WebScan* scan) { return scan->means.data(); }
 
 // ---- fields ----
@@ -292,7 +308,10 @@ EXPORT int web_reset(WebScan* scan, const char* kind) {
   scan->cells.clear();
   scan->hasMatrix = false;
   scan->tables.entries = 0;
-  return SetZEP3Kind(&scan->para, kind);
+  if (!SetZEP3Kind(&scan->para, kind)) return 0;
+  scan->Take(GetZEP3ScanGamma(scan->fileGamma, ZEP3_UNSET, &scan->para));
+  if (scan->fileGamma != ZEP3_GAMMA_SRGB_CURVE) scan->para.lScreenGamma = scan->fileGamma;
+  return 1;
 }
 
 // adaptive: 1 or 0; roll: null for a scan by itself. Places in the evidence become those of the scan.
@@ -303,15 +322,22 @@ EXPORT int web_analyse(WebScan* scan, int adaptive, int even, const WebRoll* rol
   scan->evidence = {};
   scan->surface = {};
   scan->cells.clear();
-  bool found = false;
-  if (adaptive && IsPage(scan->para) && !IsPlain(scan->para)) {
-    found = AnalysePage(*scan, even != 0);
-  } else if (roll != nullptr && roll->solved) {
-    found = ZEP3Shared(&scan->image, &scan->para, film, &roll->shared, &scan->evidence) == 1;
-  } else if (adaptive) {
-    found = ZEP3Adaptive(&scan->image, &scan->para, film, &scan->evidence) == 1;
-  } else {
-    found = ZEP3(&scan->image, &scan->para, film) == 1;
+  const auto analyse = [&] {
+    if (adaptive && IsPage(scan->para) && !IsPlain(scan->para)) return AnalysePage(*scan, even != 0);
+    if (roll != nullptr && roll->solved) {
+      return ZEP3Shared(&scan->image, &scan->para, film, &roll->shared, &scan->evidence) == 1;
+    }
+    if (adaptive) return ZEP3Adaptive(&scan->image, &scan->para, film, &scan->evidence) == 1;
+    return ZEP3(&scan->image, &scan->para, film) == 1;
+  };
+  scan->Take(GetZEP3ScanGamma(scan->fileGamma, adaptive, &scan->para));
+  const ZEP3_PARA asked = scan->para;
+  bool found = analyse();
+  if (found && scan->gamma == ZEP3_GAMMA_SRGB_CURVE && scan->evidence.lAnalysis == ZEP3_ANALYSIS_STANDARD) {
+    // The scan says too little: the standard analysis decided, and has its own way of taking values.
+    scan->Take(ZEP3_GAMMA_SRGB);
+    scan->para = asked;
+    found = analyse();
   }
   if (found && scan->evidence.lVerdict == ZEP3_VERDICT_NONE) {
     found = JudgeZEP3(&scan->image, &scan->para, nullptr, &scan->evidence) == 1;

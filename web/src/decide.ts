@@ -70,10 +70,7 @@ export interface Guess {
 
 /** A kind that the scan may be of. Never sure: the person has the last word. */
 export function guessKind(scan: Scan): Guess {
-  const begin = (kind: string): void => {
-    scan.reset(kind);
-    scan.set('lScreenGamma', scan.get('scan.gamma'));
-  };
+  const begin = (kind: string): void => scan.reset(kind);
   const measured = (name: string): number => scan.measurements.find((item) => item.name === name)?.values[0] ?? 0;
   const confidence = (): number => scan.get('evidence.confidence');
 
@@ -149,7 +146,6 @@ export async function propose(scan: Scan, settings: Settings, roll: Roll | null)
   const { kind, plausible } =
     settings.kind === 'auto' ? guessKind(scan) : { kind: settings.kind, plausible: [] as string[] };
   scan.reset(kind);
-  scan.set('lScreenGamma', scan.get('scan.gamma'));
   scan.set('lCorrectLevel', settings.strength);
   scan.set('lAgainstLight', settings.backlight);
   scan.analyse(settings.analysis === 'adaptive', settings.even, settings.roll ? roll : null);

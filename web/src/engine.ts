@@ -69,6 +69,9 @@ interface Exports {
   ): number;
 }
 
+/** A scan's gamma that is sRGB's own curve, as the engine has it; others are tenths. */
+export const SRGB_CURVE = -22;
+
 export type Format = 'rgb' | 'rgba' | 'gray' | 'graya';
 const FORMATS: Record<Format, number> = { rgb: 0, rgba: 3, gray: 5, graya: 6 };
 export const SAMPLES: Record<Format, number> = { rgb: 3, rgba: 4, gray: 1, graya: 2 };

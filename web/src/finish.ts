@@ -2,7 +2,7 @@
 import { fillContainer, ofSize, withoutProfile } from './container.ts';
 import { SAMPLES, type Engine } from './engine.ts';
 import { boxOf, cornersOf, wholePixels, type Cut } from './frame.ts';
-import { repeat, type SidecarPage } from './sidecar.ts';
+import { gammaIn, repeat, type SidecarPage } from './sidecar.ts';
 import { blobIn, isVips, open, toScreen, type Source } from './source.ts';
 import { stripLines, TiffFile, type Shape } from './tiff_file.ts';
 import {
@@ -53,7 +53,7 @@ function regionOf(source: Source, cut: Cut | null): Cut {
 
 /** Corrected pieces of the region from top to bottom; lines: each has a multiple of these, but the last. */
 async function* corrected(engine: Engine, source: Source, page: SidecarPage, region: Cut, report: Report, lines = 1) {
-  const scan = engine.scan(source.width, source.height, page.inputGamma10);
+  const scan = engine.scan(source.width, source.height, gammaIn(page));
   try {
     await repeat(page, scan);
     const band = lines * Math.max(1, Math.floor(BAND_PIXELS / (region.width * lines)));

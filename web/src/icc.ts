@@ -1,4 +1,5 @@
 // The gamma of an ICC profile, as the program finds it: of matrix and gray profiles.
+import { SRGB_CURVE } from './engine.ts';
 
 const SPREAD = 0.5; // standard deviation of the gamma beyond which an estimate says nothing
 const SMALLEST = 0.5;
@@ -88,10 +89,23 @@ function estimate(curve: Curve): number | null {
   return Math.sqrt(variance) > SPREAD ? null : mean;
 }
 
-/** In tenths; null where the profile tells none. */
+const srgbValue = (light: number) => (light <= 0.0031308 ? 12.92 * light : 1.055 * light ** (1 / 2.4) - 0.055);
+
+/** Whether all curves are sRGB's within half a step of 8 bits. */
+function isSrgb(profile: DataView): boolean {
+  const names = text(profile, 16, 4) === 'GRAY' ? ['kTRC'] : ['rTRC', 'gTRC', 'bTRC'];
+  const curves = names.map((name) => curveOf(tagAt(profile, name)));
+  const isNear = (curve: Curve, x: number) => Math.abs(srgbValue(curve(x)) - x) <= 0.5 / 255;
+  const steps = Array.from({ length: 256 }, (_, i) => i / 255);
+  return curves.every((curve) => curve !== null && steps.every((x) => isNear(curve, x)));
+}
+
+/** In tenths, or SRGB_CURVE; null where the profile tells none. */
 export function gammaOf(bytes: Uint8Array): number | null {
   try {
-    const curve = grayCurve(new DataView(bytes.buffer, bytes.byteOffset, bytes.length));
+    const profile = new DataView(bytes.buffer, bytes.byteOffset, bytes.length);
+    if (isSrgb(profile)) return SRGB_CURVE;
+    const curve = grayCurve(profile);
     const gamma = curve ? estimate(curve) : null;
     return gamma !== null && gamma >= SMALLEST && gamma <= LARGEST ? Math.round(10 * gamma) : null;
   } catch {

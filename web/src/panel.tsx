@@ -58,7 +58,7 @@ function Told({ scan }: { scan: Scan }) {
       <details>
         <summary>Evidence</summary>
         <p>
-          {decided} The scan’s values have a gamma of {opened!.gamma} ({opened!.profile}).
+          {decided} The scan’s values are taken as {opened!.gamma} ({opened!.profile}).
         </p>
         <table>
           <tbody>

@@ -1,5 +1,5 @@
 // Corrections as JSON, as the program writes and reads them: zep3 --sidecar and --use-sidecar.
-import type { Corners, Point, Scan, ToneIndex } from './engine.ts';
+import { SRGB_CURVE, type Corners, type Point, type Scan, type ToneIndex } from './engine.ts';
 import type { Cut } from './frame.ts';
 import { deflated, inflated } from './zlib.ts';
 
@@ -72,7 +72,7 @@ export interface SidecarPage {
   height: number;
   bands: number;
   bits: number;
-  inputGamma10: number;
+  inputGamma10: number | 'sRGB';
   inputGammaFrom: string;
   chroma: number;
   record: Record_;
@@ -212,7 +212,7 @@ export async function pageOf(scan: Scan, around: AroundPage): Promise<SidecarPag
     height: scan.height,
     bands: around.bands,
     bits: around.bits,
-    inputGamma10: scan.get('scan.gamma'),
+    inputGamma10: scan.get('scan.gamma') === SRGB_CURVE ? 'sRGB' : scan.get('scan.gamma'),
     inputGammaFrom: around.gammaFrom,
     chroma: around.chroma,
     record: recordOf(scan),
@@ -233,6 +233,8 @@ export function sidecarOf(scanName: string, pages: SidecarPage[], engineVersion:
 }
 
 // ---- reading ----
+
+export const gammaIn = ({ inputGamma10 }: SidecarPage) => (inputGamma10 === 'sRGB' ? SRGB_CURVE : inputGamma10);
 
 export function readSidecar(text: string): Sidecar {
   let sidecar: Sidecar;

@@ -1,6 +1,6 @@
 // A scan's file, opened: pieces of its pixels in the file's own values, decoded by the browser or by libvips.
 import { asStored, plainContainer, readContainer, typeOf, type Container } from './container.ts';
-import { SAMPLES, type Depth, type Format } from './engine.ts';
+import { SAMPLES, SRGB_CURVE, type Depth, type Format } from './engine.ts';
 import { gammaOf, nameOf } from './icc.ts';
 import { declined, sourceOf, vips, type Image, type Vips } from './vips.ts';
 
@@ -26,12 +26,12 @@ export interface Encoding {
   from: string;
 }
 
-/** Of the scan's values, in tenths, and where that comes from. */
+/** Of the scan's values, in tenths or SRGB_CURVE, and where that comes from. */
 export function encodingOf({ profile }: Container): Encoding {
-  if (profile === null) return { gamma: 22, from: 'sRGB assumed' };
+  if (profile === null) return { gamma: SRGB_CURVE, from: 'sRGB assumed' };
   const gamma = gammaOf(profile);
   return {
-    gamma: gamma ?? 22,
+    gamma: gamma ?? SRGB_CURVE,
     from: `ICC profile ${nameOf(profile)}${gamma === null ? ', which tells no gamma' : ''}`,
   };
 }

@@ -12,12 +12,12 @@ import {
   type Told,
 } from './decide.ts';
 import type { Colours } from './colours.ts';
-import { Engine, Roll, type Corners, type Kind, type Measurement, type Scan } from './engine.ts';
+import { Engine, Roll, SRGB_CURVE, type Corners, type Kind, type Measurement, type Scan } from './engine.ts';
 import type { Finished, Target } from './finish.ts';
 import type { Cut } from './frame.ts';
 import { nameOf } from './icc.ts';
 import { analysisKey, type Settings } from './settings.ts';
-import { pageOf, type Frame, type SidecarPage } from './sidecar.ts';
+import { gammaIn, pageOf, type Frame, type SidecarPage } from './sidecar.ts';
 import { encodingOf, open, toScreen, type Encoding, type Source } from './source.ts';
 
 export interface Opened {
@@ -145,11 +145,11 @@ function entryOf(id: number): Entry {
   return entry;
 }
 
-/** The scan with its pre-scan by this gamma. */
+/** The scan with its pre-scan; its values have this gamma. */
 async function measured(id: number, gamma: number): Promise<Scan> {
   const entry = entryOf(id);
   use(id);
-  if (entry.scan && entry.scan.get('scan.gamma') === gamma) return entry.scan;
+  if (entry.scan && entry.scan.get('scan.fileGamma') === gamma) return entry.scan;
   entry.scan?.close();
   [entry.scan, entry.proposal] = [null, null];
   const source = await sourceOf(id, entry);
@@ -167,7 +167,7 @@ async function measured(id: number, gamma: number): Promise<Scan> {
 /** The scan with the settings laid over its proposal. */
 async function prepared(id: number, settings: Settings): Promise<{ scan: Scan; proposal: Proposal; fresh: boolean }> {
   const entry = entryOf(id);
-  const scan = await measured(id, settings.repeated?.inputGamma10 ?? entry.encoding.gamma);
+  const scan = await measured(id, settings.repeated ? gammaIn(settings.repeated) : entry.encoding.gamma);
   const fresh = entry.proposal?.key !== analysisKey(settings);
   if (fresh || entry.proposal === null) {
     entry.proposal = null; // also where the analysis fails
@@ -233,7 +233,7 @@ const calls = {
       file,
       page,
       scan: null,
-      encoding: { gamma: 22, from: '' },
+      encoding: { gamma: SRGB_CURVE, from: '' },
       depth: 8,
       bands: 3,
       gray: false,
@@ -255,7 +255,7 @@ const calls = {
       depth: source.depth,
       bilevel: source.bilevel,
       pages,
-      gamma: `${entry.encoding.gamma / 10}`,
+      gamma: entry.encoding.gamma === SRGB_CURVE ? 'sRGB' : `gamma ${entry.encoding.gamma / 10}`,
       profile: entry.encoding.from,
       before: seen(toScreen(pixels, scan.smallWidth, format, 8), entry),
     };
