@@ -139,7 +139,7 @@ enum {
 
   /* What the adaptive analysis met. */
   ZEP3_REASON_BORDER_REMOVED = 1 << 3, /* mount, holder, clear film or open light around the picture left out */
-  ZEP3_REASON_INTACT = 1 << 4,         /* looks intact: left nearly as it is (trust below 0.3) */
+  ZEP3_REASON_INTACT = 1 << 4,         /* looks intact: left nearly as it is (trust below 0.3); see ..._BASE */
   ZEP3_REASON_UNCERTAIN = 1 << 5,      /* followed in part (trust 0.3 to 0.7) */
   ZEP3_REASON_NO_WHITE = 1 << 6,       /* the brightest thing is no white */
   ZEP3_REASON_NO_BLACK = 1 << 7,       /* no black in the scene: contrast not stretched to one */
@@ -185,6 +185,7 @@ enum {
 #define ZEP3_REASON_SHARED (INT64_C(1) << 34)        /* with what was found of all of them together */
 #define ZEP3_REASON_ODD (INT64_C(1) << 35)           /* by itself: it shows another film, or faded otherwise */
 #define ZEP3_REASON_BLANK (INT64_C(1) << 36)         /* there is nothing on it, or nothing is left of it */
+#define ZEP3_REASON_BASE (INT64_C(1) << 37)          /* looks intact: its base taken off (trust below 0.3) */
 
 /* ZEP3_SURFACE::lFound. */
 enum {

@@ -67,6 +67,8 @@ constexpr ZEP3_REASON kReasons[] = {
     {ZEP3_REASON_ODD, "odd-one", "unlike the others of its roll or box, judged by itself",
      "It shows another film than the roll, or has faded otherwise than the box: it was judged by itself."},
     {ZEP3_REASON_BLANK, "blank", "a blank frame", "There is nothing on this frame of the roll."},
+    {ZEP3_REASON_BASE, "base-removed", "looks intact, the base of paper or film taken off",
+     "The original looks intact. The density that its paper or film has by itself was taken off, nothing more."},
     {ZEP3_REASON_CLIPPING, "clipping", "parts end at black or white",
      "The correction drives parts of the picture to black or white that the scan tells apart."},
     {ZEP3_REASON_MARKS_LOST, "marks-lost", "faint marks lost",

@@ -125,7 +125,7 @@ TEST(Positive, LeavesUnfadedOriginalsAlone) {
     const auto image = Scan(Ramp(row.black), {{row.base, row.base, row.base}, {1, 1, 1}});
     const Result result(row.type, ZEP3_SUB_PHOTO, *image);
     EXPECT_LT(result.Seen().trust, 0.1);
-    EXPECT_TRUE(result.Says(ZEP3_REASON_INTACT));
+    EXPECT_TRUE(result.Says(row.base > 0 ? ZEP3_REASON_BASE : int64_t{ZEP3_REASON_INTACT}));
     EXPECT_EQ(result.r.para.lSaturation, 0);
     for (const double d : {0.05, 0.2, 0.5, 1.0, 1.5}) {
       const double expected = Srgb((std::pow(10.0, -d) - row.flare) / (1 - row.flare));

@@ -25,6 +25,25 @@ VImage Frame(double white, bool red = false, double lighter = 1) {
   return Picture(pixels, kAcross, kDown);
 }
 
+// A print with black, white and colours between, in sRGB, whose dyes lost these shares; another picture for each seed.
+VImage FadedPrint(double cyan, double magenta, double yellow, size_t seed) {
+  const double left[] = {1 - cyan, 1 - magenta, 1 - yellow};
+  constexpr int kAcross = 150, kDown = 100;
+  std::vector<uint8_t> pixels;
+  for (int i = 0; i < kAcross * kDown; i++) {
+    const int x = i % kAcross, y = i / kAcross;
+    for (size_t c = 0; c < 3; c++) {
+      const double phase = 0.09 * x + 0.13 * y + static_cast<double>((seed + 1) * (c + 1));
+      const double unfaded =
+          std::clamp(1.0 + 0.8 * std::sin(0.05 * x + static_cast<double>(seed)) + 0.5 * std::sin(phase), 0.0, 2.05);
+      const double light = std::pow(10, -0.04 - left[c] * unfaded);
+      const double value = light <= 0.0031308 ? 12.92 * light : 1.055 * std::pow(light, 1 / 2.4) - 0.055;
+      pixels.push_back(static_cast<uint8_t>(255 * value + 0.5));
+    }
+  }
+  return Picture(pixels, kAcross, kDown);
+}
+
 class Rolls : public Program {
  protected:
   // Five frames of one film, of which one shows little but red; a deep one; one of nothing; and one through another
@@ -159,6 +178,23 @@ TEST_F(Rolls, AreToldWhenTheyDoNotShareABase) {
   const Outcome stray = Zep3("--roll --no-sync -k negative in -o stray --json");
   EXPECT_IN("1 odd: in/7.ppm", stray.err);
   EXPECT_EQ((stray.err + stray.out).find(mixed), std::string::npos) << stray.err << stray.out;
+}
+
+// Prints whose dyes were lost alike, and a box of prints that have nothing in common but the box.
+TEST_F(Rolls, BoxesOfUnequalOriginalsAreTold) {
+  const double lost[] = {0.30, 0.33, 0.28, 0.31, 0.29, 0.32};
+  const double unequal[] = {0.02, 0.60, 0.05, 0.45, 0.10, 0.70};
+  for (size_t i = 0; i < std::size(lost); i++) {
+    const std::string name = std::to_string(i) + ".ppm";
+    Save(FadedPrint(lost[i], 0.10, 0.15, i), "alike/" + name);
+    Save(FadedPrint(unequal[i], unequal[5 - i], unequal[(i + 2) % 6], i), "unequal/" + name);
+  }
+  const std::string told = "too unequal to be one box";
+  const Outcome alike = Zep3("--roll --no-sync -k faded-print alike -o out/alike");
+  EXPECT_IN("6 together", alike.err);
+  EXPECT_EQ(alike.err.find(told), std::string::npos) << alike.err;
+  EXPECT_IN(told, Zep3("--roll --no-sync -k faded-print unequal -o out/unequal").err);
+  EXPECT_IN(told, Read("out/unequal/roll.zep3.html"));
 }
 
 TEST_F(Rolls, TooFewAreFinishedByThemselves) {

@@ -47,7 +47,7 @@ int64_t ReasonsOf(const PositiveEstimate& estimate, const PositiveEvidence& e, b
   for (int c = 0; c < 3; c++) lightest[c] = estimate.model.Undo(c, estimate.anchors.lightest[c]);
   int64_t reasons = 0;
   const auto note = [&](bool holds, int64_t reason) { reasons |= holds ? reason : 0; };
-  note(e.trust < kIntact, ZEP3_REASON_INTACT);
+  note(e.trust < kIntact, Mean(e.offset) < kBaseSeen ? int64_t{ZEP3_REASON_INTACT} : ZEP3_REASON_BASE);
   note(kIntact <= e.trust && e.trust < kSure, ZEP3_REASON_UNCERTAIN);
   note(Mean(e.jointWhite) > kNoWhite, ZEP3_REASON_NO_WHITE);
   note(Mean(e.jointBlack) < kNoBlack[slide], ZEP3_REASON_NO_BLACK);

@@ -173,6 +173,7 @@ inline constexpr double kAlongDye = -0.6; // an offset and a share of dye that k
 // ---- reasons ----
 
 inline constexpr double kIntact = 0.3;            // trust below which an original is left nearly as it is
+inline constexpr double kBaseSeen = 0.03;         // density taken off from which the picture is seen to be lighter
 inline constexpr double kSure = 0.7;              // trust from which the proposal is followed
 inline constexpr double kNoWhite = 0.15;          // density of the whites from which they are none
 inline constexpr double kNoBlack[2] = {1.5, 1.7}; // density of the blacks below which they are none; print, slide

@@ -207,6 +207,11 @@ Roll RollFromJson(const nlohmann::json& json) {
 
 Roll::Roll() : program(kVersion), engine(EngineVersion()) {}
 
+bool Roll::IsUnequal() const {
+  constexpr double kUnequal = 5; // of the engine's measure, which weakens what is shared by so much
+  return shared && shared->dScatter >= kUnequal;
+}
+
 bool Roll::IsMixed() const {
   // A stray frame or two are odd ones on a roll; from a third on there are several.
   constexpr int kFewestOdd = 2;

@@ -40,6 +40,8 @@ struct Roll {
   Roll(); // of this version
   // Whether its frames do not share a base. Known once the members are.
   bool IsMixed() const;
+  // Whether its originals are so unequal that each is finished nearly as by itself.
+  bool IsUnequal() const;
   // Whether scans were looked at in the same way.
   bool IsSeenAs(const Roll& other) const;
 };
