@@ -12,17 +12,20 @@ static int Fail(const char* name, const char* what) {
   return 1;
 }
 
+static int Prepare(const ZEP3_BmpInfo* scan, int64_t gamma, ZEP3_BmpInfo* prescan) {
+  return MakeZEP3Prescan(scan, gamma, GetZEP3PrescanShrink(width, height), prescan);
+}
+
 /* Reads a scan and makes its pre-scan; both buffers are the caller's to free. */
 static int Open(const char* name, ZEP3_BmpInfo* scan, ZEP3_BmpInfo* prescan) {
   const size_t bytes = (size_t)width * (size_t)height * 3;
-  const int64_t shrink = GetZEP3PrescanShrink(width, height);
   uint8_t* pixels = malloc(bytes);
   prescan->pBits = malloc(bytes);
   SetZEP3Image(scan, pixels, width, height, 0, ZEP3_PIXEL_RGB, ZEP3_BITS_8);
   FILE* file = fopen(name, "rb");
   const int read = file != NULL && pixels != NULL && fread(pixels, 1, bytes, file) == bytes;
   if (file != NULL) fclose(file);
-  return read && MakeZEP3Prescan(scan, ZEP3_GAMMA_SRGB_CURVE, shrink, prescan);
+  return read && Prepare(scan, ZEP3_GAMMA_SRGB_CURVE, prescan);
 }
 
 static int Write(const char* name, const ZEP3_BmpInfo* scan) {
@@ -32,6 +35,13 @@ static int Write(const char* name, const ZEP3_BmpInfo* scan) {
   FILE* file = fopen(path, "wb");
   const int written = file != NULL && fwrite(scan->pBits, 1, bytes, file) == bytes;
   return (file == NULL || fclose(file) == 0) && written;
+}
+
+/* With what the scans share, or, where that is null, by itself. */
+static int Analyse(ZEP3_BmpInfo* prescan, ZEP3_PARA* para, double* film, const ZEP3_SHARED* shared,
+                   ZEP3_EVIDENCE* evidence) {
+  return shared != NULL ? ZEP3Shared(prescan, para, film, shared, evidence)
+                        : ZEP3Adaptive(prescan, para, film, evidence);
 }
 
 /* One of the two passes over all scans. `shared` is null in the first; then `seen` is written. */
@@ -48,11 +58,16 @@ static int Pass(char** names, int count, const char* kind, const ZEP3_SHARED* sh
       done = ObserveZEP3(&prescan, &para, film, &seen[i]);
     } else if (done) {
       uint16_t table[3 * 256];
-      done =
-          shared != NULL ? ZEP3Shared(&prescan, &para, film, shared, NULL) : ZEP3Adaptive(&prescan, &para, film, NULL);
+      int64_t gamma = ZEP3_GAMMA_SRGB_CURVE;
+      ZEP3_EVIDENCE evidence;
+      done = Analyse(&prescan, &para, film, shared, &evidence);
+      if (done && evidence.lAnalysis == ZEP3_ANALYSIS_STANDARD) { /* which takes sRGB its own way */
+        gamma = ZEP3_GAMMA_SRGB;
+        done = Prepare(&scan, gamma, &prescan) && Analyse(&prescan, &para, film, shared, &evidence);
+      }
       const double chroma = GetZEP3Chroma(&para);
-      done = done && MakeZEP3ScanLUT(&para, film, ZEP3_GAMMA_SRGB_CURVE, 256, table) &&
-             ApplyZEP3ScanLUT(&scan, table, chroma) && Write(names[i], &scan);
+      done = done && MakeZEP3ScanLUT(&para, film, gamma, 256, table) && ApplyZEP3ScanLUT(&scan, table, chroma) &&
+             Write(names[i], &scan);
     }
     free(scan.pBits);
     free(prescan.pBits);

@@ -18,14 +18,20 @@ static int Run(ZEP3_BmpInfo* scan, uint8_t* levels, int64_t shrink) {
   ResetZEP3(&para, &master, rgb);
   SetZEP3Kind(&para, "photo");
 
-  /* The analysis reads linear levels; the scan is encoded as sRGB. */
+  /* The analysis reads linear levels; the scan is encoded as sRGB. Of a scan that says too little the standard analysis
+     decides, which takes sRGB its own way: then once more. */
   ZEP3_BmpInfo prescan;
   prescan.pBits = levels;
-  if (!MakeZEP3Prescan(scan, ZEP3_GAMMA_SRGB_CURVE, shrink, &prescan)) return Fail("out of memory");
   ZEP3_EVIDENCE evidence;
-  if (!ZEP3Adaptive(&prescan, &para, NULL, &evidence)) {
-    const char* why = CheckZEP3(ZEP3_CALL_ANALYSE, &prescan, &para, NULL);
-    return Fail(why != NULL ? why : "out of memory");
+  int64_t gamma = GetZEP3ScanGamma(ZEP3_GAMMA_SRGB_CURVE, 1, &para);
+  for (;;) {
+    if (!MakeZEP3Prescan(scan, gamma, shrink, &prescan)) return Fail("out of memory");
+    if (!ZEP3Adaptive(&prescan, &para, NULL, &evidence)) {
+      const char* why = CheckZEP3(ZEP3_CALL_ANALYSE, &prescan, &para, NULL);
+      return Fail(why != NULL ? why : "out of memory");
+    }
+    if (gamma == ZEP3_GAMMA_SRGB || evidence.lAnalysis != ZEP3_ANALYSIS_STANDARD) break;
+    gamma = ZEP3_GAMMA_SRGB;
   }
   const ZEP3_REASON* reason;
   for (int64_t i = 0; (reason = GetZEP3Reason(i)) != NULL; i++) {
@@ -41,7 +47,7 @@ static int Run(ZEP3_BmpInfo* scan, uint8_t* levels, int64_t shrink) {
   /* Photos ask for no saturation, so that bytes through tables are all there is; ApplyZEP3ScanLUT takes both. */
   uint16_t fine[3 * 256];
   uint8_t table[3 * 256];
-  if (!MakeZEP3ScanLUT(&para, NULL, ZEP3_GAMMA_SRGB_CURVE, 256, fine)) return Fail("out of memory");
+  if (!MakeZEP3ScanLUT(&para, NULL, gamma, 256, fine)) return Fail("out of memory");
   for (int i = 0; i < 3 * 256; i++) table[i] = (uint8_t)((fine[i] + 128) / 257);
   return ApplyZEP3LUT(scan, table) ? 0 : Fail("the image was refused");
 }

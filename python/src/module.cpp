@@ -487,6 +487,6 @@ PYBIND11_MODULE(_core, module) {
              "at    for a piece of it: where its first pixel lies in the scan, x and y.");
   module.def(
       "profile_gamma", &GammaOfProfile, "icc"_a,
-      "The gamma of an ICC profile's curves, in tenths, as analyse() takes it; None where the bytes are no profile or "
-      "tell no gamma between 0.5 and 5.");
+      "The gamma of an ICC profile's curves, in tenths; None where the bytes are no profile or tell no gamma between\n"
+      "0.5 and 5. 2.2 for sRGB, which analyse() reads more exactly where it is given the profile itself, as icc.");
 }

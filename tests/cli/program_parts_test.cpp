@@ -34,6 +34,8 @@ TEST(Arguments, GoodOnesAreRead) {
   EXPECT_EQ(ParseMatrix("1,0,0,0,1e0,0,0,0,-.5")[8], -0.5);
   EXPECT_EQ(ParseBalance("-5,0,+7"), (std::array<int64_t, 3>{-5, 0, 7}));
   EXPECT_EQ(ParseGamma("2.2"), 22);
+  for (const char* srgb : {"srgb", "sRGB"}) EXPECT_EQ(ParseInputGamma(srgb), ZEP3_GAMMA_SRGB_CURVE);
+  EXPECT_EQ(ParseInputGamma("2.2"), 22);
   EXPECT_EQ(ParseStops("-1/4", 5), -0.25);
   EXPECT_FALSE(ParseSaturation("off").proposed);
   EXPECT_EQ(ParseSaturation("+12.5").Of(1.2), 1.2 * 1.125);
@@ -51,7 +53,8 @@ TEST(Arguments, BadOnesAreRefused) {
                        "0:0,1:1,2:2,3:3,4:4,5:5,6:6,7:7,8:8,9:9,10:10,11:11,12:12,13:13,14:14,15:15,16:16"});
   refused(ParseMatrix, {"1,0,0,0,1,0,0,0", "1,0,0,0,1,0,0,0,1e7"});
   refused(ParseBalance, {"1,2", "1,2,1001", "1.5,2,3"});
-  refused(ParseGamma, {"0.4", "5.1", "2.25"});
+  refused(ParseGamma, {"0.4", "5.1", "2.25", "srgb"});
+  refused(ParseInputGamma, {"0.4", "-2.2", "srgb2"});
   refused([](const std::string& text) { return ParseStops(text, 5); },
           {"", "5.01", "1/0", "1/2/3", "nan", "1/-2", "x"});
   refused(ParseSaturation, {"", "-101", "401", "no"});

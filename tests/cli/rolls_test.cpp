@@ -162,13 +162,15 @@ TEST_F(Rolls, AreToldWhenTheyDoNotShareABase) {
   for (size_t i = 0; i < std::size(light); i++)
     Save(Frame(1.2 + 0.2 * static_cast<double>(i), false, light[i]), "in/" + std::to_string(i) + ".ppm");
   const std::string mixed = "the frames do not share a base";
-  const Outcome run = Zep3("--roll --no-sync -k negative in -o out --json");
+  const Outcome run = Zep3("--roll --no-sync -k negative in -o out --sidecar --json");
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(Members(run.out)["5.ppm"] + Members(run.out)["6.ppm"] + Members(run.out)["7.ppm"], "oddoddodd");
   EXPECT_IN(mixed, run.err);
   EXPECT_IN(mixed, Read("out/roll.zep3.html"));
-  // It is said of each scan, too, and of those that are finished with the roll later.
-  for (const std::string& told : {run.out, Zep3("--use-roll out/roll.zep3.json in/0.ppm -o late/0.ppm --json").out}) {
+  // It is said of each scan, too, and of those that are finished with the roll or by a sidecar later.
+  const std::string late = Zep3("--use-roll out/roll.zep3.json in/0.ppm -o late/0.ppm --json").out;
+  const std::string again = Zep3("--use-sidecar out/0.ppm.zep3.json in/0.ppm -o again/0.ppm --json").out;
+  for (const std::string& told : {run.out, late, again}) {
     const nlohmann::json page = Page(told.substr(0, told.find('\n')));
     EXPECT_EQ(page["verdict"], "look");
     EXPECT_EQ(page["analysis"]["reasons"].back()["code"], "mixed-roll");

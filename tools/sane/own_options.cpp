@@ -89,7 +89,7 @@ const SANE_Option_Descriptor& Original(SANE_Int number) {
     all[kTint] = Number("zep3-tint", "Tint", "More magenta, or green below 0: stops between these.", SANE_TYPE_FIXED,
                         SANE_UNIT_NONE, kStops);
     all[kGamma] = Number("zep3-gamma", "Gamma of the scanner",
-                         "Gamma of the values that the scanner sends; 2.2 is close to sRGB, 1.0 is raw light.",
+                         "Gamma of the values that the scanner sends; 2.2 stands for sRGB, 1.0 for raw light.",
                          SANE_TYPE_FIXED, SANE_UNIT_NONE, kGammas);
     all[kDecide] = Words("zep3-decide", "Decide by",
                          "A look at a low resolution before the scan, or the whole page, which then comes at once. "

@@ -191,14 +191,23 @@ double ParseStops(std::string_view text, double most) {
   return stops / under;
 }
 
-int ParseInputGamma(std::string_view text) { return text == "srgb" ? ZEP3_GAMMA_SRGB_CURVE : ParseGamma(text); }
+namespace {
 
-int ParseGamma(std::string_view text) {
+int ReadGamma(std::string_view text, const char* expected) {
   double gamma = 0;
-  if (!Read(text, 0.5, 5.0, gamma)) Refuse(text, "a gamma of 0.5 to 5, such as 2.2");
+  if (!Read(text, 0.5, 5.0, gamma)) Refuse(text, expected);
   const double tenths = std::round(gamma * 10);
   if (std::abs(tenths - gamma * 10) > 1e-9) Refuse(text, "a gamma with at most one decimal");
   return static_cast<int>(tenths);
+}
+
+} // namespace
+
+int ParseGamma(std::string_view text) { return ReadGamma(text, "a gamma of 0.5 to 5, such as 2.2"); }
+
+int ParseInputGamma(std::string_view text) {
+  if (text == "srgb" || text == "sRGB") return ZEP3_GAMMA_SRGB_CURVE;
+  return ReadGamma(text, "srgb, or a gamma of 0.5 to 5, such as 2.2");
 }
 
 Assignment ParseAssignment(const std::string& text) {

@@ -67,7 +67,7 @@ double ParseStops(std::string_view text, double most);
 // A gamma with at most one decimal, 0.5 to 5; in tenths.
 int ParseGamma(std::string_view text);
 
-// The same, or "srgb": ZEP3_GAMMA_SRGB_CURVE.
+// The same, or "srgb", or "sRGB" as sidecars write it: ZEP3_GAMMA_SRGB_CURVE.
 int ParseInputGamma(std::string_view text);
 
 // "NAME=VALUE" with a name.

@@ -151,12 +151,18 @@ bool ChangesAnything(const UserOptions& user) {
   return user.brightness || user.contrast || user.balance || curves;
 }
 
+// The library sees one scan, which does not show that its roll is mixed.
+void SetVerdict(int64_t found, Correction& correction) {
+  const bool mixed = correction.finding && correction.finding->mixedRoll;
+  correction.verdict = mixed ? std::max(found, int64_t{ZEP3_VERDICT_LOOK}) : found;
+}
+
 // The verdict of the library on the whole correction, with its reasons.
 void Judge(const ZEP3_BmpInfo& bmp, Correction& correction) {
   ZEP3_EVIDENCE evidence = correction.finding ? correction.finding->evidence : ZEP3_EVIDENCE();
   const double* matrix = correction.matrix ? correction.matrix->data() : nullptr;
   if (!JudgeZEP3(&bmp, &correction.record.para, matrix, &evidence)) throw Failure("not enough memory for the verdict");
-  correction.verdict = evidence.lVerdict;
+  SetVerdict(evidence.lVerdict, correction);
   if (correction.finding) correction.finding->evidence = evidence;
 }
 
@@ -397,10 +403,9 @@ Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const
     ApplyGrayPipette(Pick(pixels, analysis.grayPipette->at, scan, correction), analysis.grayPipette->strength, para);
   }
   if (analysis.gammaPipette) ApplyGammaPipette(Pick(pixels, analysis.gammaPipette->at, scan, correction), para);
-  correction.verdict = finding.evidence.lVerdict;
+  SetVerdict(finding.evidence.lVerdict, correction);
   const bool changed = ChangesAnything(user) || analysis.grayPipette || analysis.gammaPipette;
-  if (changed || correction.verdict == ZEP3_VERDICT_NONE) Judge(bmp, correction);
-  if (finding.mixedRoll) correction.verdict = std::max(correction.verdict, int64_t{ZEP3_VERDICT_LOOK});
+  if (changed || finding.evidence.lVerdict == ZEP3_VERDICT_NONE) Judge(bmp, correction);
   SeekPictures(scan, pixels, correction);
   correction.prescan = Describe(scan, pixels, bmp.area);
   return correction;
