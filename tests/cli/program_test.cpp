@@ -480,6 +480,10 @@ TEST_F(Program, EachScanTakesItsOwnSidecar) {
   for (const char* other : {"--use-sidecar a.png.zep3.json", "--roll -k negative"}) {
     ExpectFault(std::string("--own-sidecars -r box -o never ") + other, "--own-sidecars", 2);
   }
+  // Sidecars of the page in the browser do not tell a scan from its result.
+  const std::string scan = Read("box/a.png");
+  ExpectFault("--own-sidecars -r box --in-place --no-backup", "without --no-backup", 2);
+  EXPECT_EQ(Read("box/a.png"), scan);
 }
 
 // A sidecar may lie beside what it was laid over already.

@@ -148,7 +148,9 @@ export async function propose(scan: Scan, settings: Settings, roll: Roll | null)
   scan.reset(kind);
   scan.set('lCorrectLevel', settings.strength);
   scan.set('lAgainstLight', settings.backlight);
-  scan.analyse(settings.analysis === 'adaptive', settings.even, settings.roll ? roll : null);
+  // What a roll shares is the adaptive analysis' own.
+  const adaptive = settings.analysis === 'adaptive';
+  scan.analyse(adaptive, settings.even, adaptive && settings.roll ? roll : null);
   return { key, record: recordOf(scan), chroma: scan.chroma, found: foundFrame(scan), plausible, ...judged(scan) };
 }
 

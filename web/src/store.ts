@@ -364,7 +364,7 @@ export async function makeRoll(): Promise<void> {
       return;
     }
     for (const { id, settings } of ready)
-      setSettings(id, { ...settings, kind, roll: true, repeated: null }, `roll${id}`);
+      setSettings(id, { ...settings, kind, analysis: 'adaptive', roll: true, repeated: null }, `roll${id}`);
     say(`${ready.length} scans are finished together, as ${kind}.`);
   } catch (error) {
     say(reason(error));
@@ -391,6 +391,16 @@ async function correctionsOf(scans: Scan[]): Promise<SidecarPage[]> {
   return pages;
 }
 
+/** All pages of its file. Throws while some are still to come: fewer would be taken for all of them. */
+function allPagesOf(scan: Scan): Scan[] {
+  const pages = pagesOf(scan);
+  const count = scanOf(scan.first)?.opened?.pages.length ?? 1;
+  if (pages.length < count || pages.some(({ state: s }) => s === 'opening')) {
+    throw new Error(`pages of ${scan.file.name} are still being opened`);
+  }
+  return pages;
+}
+
 /** One of each file. */
 const filesOf = (scans: Scan[]): Scan[] =>
   scans.filter(({ first }, i) => scans.findIndex((one) => one.first === first) === i);
@@ -400,7 +410,7 @@ export async function saveSidecars(scans: Scan[]): Promise<void> {
   try {
     const files: { name: string; blob: Blob }[] = [];
     for (const scan of filesOf(scans)) {
-      const pages = await correctionsOf(pagesOf(scan));
+      const pages = await correctionsOf(allPagesOf(scan));
       const text = sidecarOf(scan.file.name, pages, await worker.call('version'));
       const blob = new Blob([text], { type: 'application/json' });
       if (!(await writeBack(scan.first, pages.length, blob))) files.push({ name: `${scan.file.name}.zep3.json`, blob });
@@ -428,7 +438,7 @@ function resultsOf(scans: Scan[], target: Target): Result[] {
     const stem = stemOf(scan.file.name);
     const several = pagesOf(scan).length > 1;
     const name = several && !isTiff ? `${stem}-${scan.page + 1}-finished` : `${stem}-finished`;
-    const whole = isTiff && (several || (scan.opened?.pages.length ?? 1) > 1);
+    const whole = isTiff && (scan.opened?.pageCount ?? 1) > 1;
     return { name, scans: whole ? pagesOf(scan) : [scan], whole };
   });
 }
@@ -444,7 +454,7 @@ export async function save(scans: Scan[], target: Target, zip: boolean): Promise
     const { file } = result.scans[0]!;
     change({ saving: { name: file.name, done, count: results.length, share: 0 }, message: '' });
     try {
-      const pages = await correctionsOf(result.scans);
+      const pages = await correctionsOf(result.whole ? allPagesOf(result.scans[0]!) : result.scans);
       if (now().saving === null) throw new Error('stopped');
       const { blob, extension } = await saver.call('finish', file, pages, target, result.whole);
       made.push({ name: `${result.name}.${extension}`, blob });

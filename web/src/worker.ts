@@ -30,6 +30,8 @@ export interface Opened {
   bilevel: boolean;
   /** Of the first page: those of the file that are pictures of their own, from 0. */
   pages: number[];
+  /** Of the file, those made small among them. */
+  pageCount: number;
   gamma: string;
   profile: string;
   /** Of the page: the scan made small. */
@@ -255,6 +257,7 @@ const calls = {
       depth: source.depth,
       bilevel: source.bilevel,
       pages,
+      pageCount: source.pages,
       gamma: entry.encoding.gamma === SRGB_CURVE ? 'sRGB' : `gamma ${entry.encoding.gamma / 10}`,
       profile: entry.encoding.from,
       before: seen(toScreen(pixels, scan.smallWidth, format, 8), entry),

@@ -80,6 +80,23 @@ test('the first picture of a positive takes the first part of the engine alone',
   assert.equal(second, 1);
 });
 
+test('a frame of a roll by the standard analysis is finished by itself', async () => {
+  const { START } = await load('settings.ts');
+  const { propose } = await load('decide.ts');
+  const scans = [1, 2, 3, 4].map((frame) => analysed(join(samples, `roll/${frame}.jpg`), 'negative'));
+  const roll = new module.Roll(engine);
+  assert.ok(scans.every((scan) => roll.add(scan)) && roll.solve());
+  const points = async (analysis, together) => {
+    const settings = { ...START, kind: 'negative', analysis, roll: together };
+    return (await propose(scans[0], settings, roll)).record.points;
+  };
+  const alone = await points('standard', false);
+  assert.notDeepEqual(await points('adaptive', true), alone);
+  assert.deepEqual(await points('standard', true), alone);
+  roll.close();
+  for (const scan of scans) scan.close();
+});
+
 test('tables equal those of the program', () => {
   for (const [sample, kind] of cases) {
     const picture = join(samples, sample);

@@ -285,7 +285,7 @@ test('a colour matrix in a sidecar is repeated', async () => {
 });
 
 test('where the scan does not tell what it is, the page asks', async () => {
-  const page = await slide(sample('negative-bw.jpg'), sample('plate.jpg'));
+  const page = await slide(sample('negative-bw.jpg'), sample('breviary.jpg'));
   const ask = page.getByRole('region', { name: 'Which is it?' });
   assert.equal(await page.getByText('Please say first what it is.').count(), 1);
   await ask.locator('canvas').nth(2).waitFor();
@@ -297,7 +297,7 @@ test('where the scan does not tell what it is, the page asks', async () => {
   assert.deepEqual(guessed, await told());
   assert.equal(await page.getByLabel('Kind of original').inputValue(), 'bw-negative');
   await page.locator('.thumb').nth(1).click();
-  await page.waitForSelector('main[aria-label="plate.jpg"]');
+  await page.waitForSelector('main[aria-label="breviary.jpg"]');
   assert.equal(await ask.count(), 0);
   await closed(page);
 });
@@ -644,6 +644,14 @@ test('pages of black and white stay, and those made small go with the page befor
   }
   assert.equal(run('exiftool', '-s3', '-IFD2:BitsPerSample', own).trim(), '1');
   await closed(page);
+
+  // One picture, and that made small: one scan, and both pages are saved.
+  writeFileSync(scan, tiffOf(pages.slice(0, 2)));
+  const single = await slide(scan);
+  assert.equal(await single.locator('.thumb').count(), 1);
+  const both = await saved(single, 'Save picture');
+  assert.equal(pixelsOf(`${both}[page=1]`).width, small.width);
+  await closed(single);
 });
 
 test('where a part of the page ends for want of memory, it is told, and the scans stay', async () => {
@@ -681,6 +689,28 @@ test('where a part of the page ends for want of memory, it is told, and the scan
   await faulty.waitForSelector('canvas[aria-label="plate.jpg, after"]');
   await own.close();
   broken.close();
+});
+
+test('pages that are still being opened are waited for: one in a sidecar would stand for all', async () => {
+  const scan = join(temporary, 'many.tif');
+  const [width, height] = [2000, 1500];
+  const data = Buffer.from(Uint8Array.from({ length: 3 * width * height }, (_, i) => 40 + ((7 * i) % 160)));
+  const count = 8;
+  writeFileSync(scan, tiffOf(Array.from({ length: count }, () => ({ width, height, bits: 8, samples: 3, data }))));
+  const page = await openPage(context, site.address);
+  await page.locator('#files').setInputFiles(scan);
+  for (const button of ['Save correction', 'Save picture']) {
+    await press(page, button);
+    await page.getByText(/pages of many\.tif are still being opened/).waitFor();
+  }
+  await page
+    .locator('.thumb')
+    .nth(count - 1)
+    .waitFor();
+  await settled(page);
+  const { pages } = JSON.parse(readFileSync(await saved(page, 'Save correction'), 'utf8'));
+  assert.equal(pages.length, count);
+  await closed(page);
 });
 
 test('a page that is not isolated declines TIFF in a sentence', async () => {

@@ -180,6 +180,9 @@ void CheckOwnSidecars(const Options& options) {
   if (!options.useSidecar.empty()) throw UsageError("--own-sidecars and --use-sidecar exclude each other");
   if (options.roll || !options.useRoll.empty())
     throw UsageError("--own-sidecars repeats what was decided for each scan: without --roll and --use-roll");
+  if (options.inPlace && options.noBackup) {
+    throw UsageError("--own-sidecars knows by the original what is corrected already: without --no-backup");
+  }
 }
 
 // What its scans share depends on these: they stay as they were.
