@@ -25,7 +25,7 @@ bool IsSrgbCurve(const cmsToneCurve* curve) {
   if (curve == nullptr) return false;
   for (int i = 0; i <= 255; i++) {
     // Seen as values, where a step is about as visible anywhere.
-    const double light = cmsEvalToneCurveFloat(curve, static_cast<float>(i) / 255.0F);
+    const auto light = static_cast<double>(cmsEvalToneCurveFloat(curve, static_cast<float>(i) / 255.0F));
     if (std::fabs(SrgbValue(light) - i / 255.0) > kSrgbSpread) return false;
   }
   return true;
