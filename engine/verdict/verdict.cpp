@@ -39,6 +39,9 @@ int64_t DeniedKind(const View& view, const ZEP3_PARA& para) {
   return film ? ZEP3_REASON_LOOKS_NEGATIVE : 0;
 }
 
+// Whether the analysis has the scan as light that an sRGB display shows.
+bool IsShownBySrgb(const ZEP3_EVIDENCE& evidence) { return evidence.lAnalysis == ZEP3_ANALYSIS_POSITIVE; }
+
 // `failing`: checks that the result fails as it is.
 void SetVerdict(int64_t failing, ZEP3_EVIDENCE& evidence) {
   if (evidence.lAnalysis != ZEP3_ANALYSIS_STANDARD && evidence.dConfidence < kUnsure) failing |= ZEP3_REASON_UNSURE;
@@ -73,7 +76,7 @@ void Judge(const View& view, const ZEP3_PARA& para, const double* matrix, ZEP3_E
     evidence.lVerdict = ZEP3_VERDICT_FAILED;
     return;
   }
-  const ResultCheck check(view, para, evidence.lAnalysis == ZEP3_ANALYSIS_POSITIVE);
+  const ResultCheck check(view, para, IsShownBySrgb(evidence));
   if (check.IsEmpty()) evidence.lReasons |= ZEP3_REASON_TOO_LITTLE;
   failed |= DeniedKind(view, para) | FailedChecks(check.Measure(para, matrix), para);
   SetVerdict(failed, evidence);
@@ -126,7 +129,7 @@ void Settle(const View& view, const Proposal& standard, bool usable, const doubl
   // A blank frame of a roll is to be black or white.
   const bool blank = (evidence.lReasons & ZEP3_REASON_BLANK) != 0;
   if (blank || evidence.lAnalysis == ZEP3_ANALYSIS_STANDARD) return Judge(view, WithoutUser(para), matrix, evidence);
-  const bool bySrgb = evidence.lAnalysis == ZEP3_ANALYSIS_POSITIVE;
+  const bool bySrgb = IsShownBySrgb(evidence);
   const ResultCheck check(view, para, bySrgb);
   const Proposal proposed(para);
   const int64_t denied = DeniedKind(view, para);

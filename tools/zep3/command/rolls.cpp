@@ -143,8 +143,7 @@ std::string MembersText(const Roll& roll) {
   if (!roll.shared) return "too few of these scans belong together: each is finished by itself";
   const std::string mixed =
       roll.IsMixed() ? std::string("; ") + kMixedRoll.pText + "; one folder for each film helps" : "";
-  const std::string unequal =
-      roll.IsUnequal() ? "; they are too unequal to be one box, so that each is finished nearly as by itself" : "";
+  const std::string unequal = roll.IsUnequal() ? std::string("; they are ") + Roll::kUnequalText : "";
   return std::to_string(names[Member::kShared].size()) + " together" +
          Named(names[Member::kOdd], "odd", std::string(ReasonText(ZEP3_REASON_ODD))) +
          Named(names[Member::kBlank], "blank", "") + mixed + unequal;

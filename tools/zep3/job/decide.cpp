@@ -105,6 +105,7 @@ DecidedPage Decide(const Scan& scan, int page, const Options& options, const std
   } else {
     corrected = Repeated(*sidecar, decided.small, options);
   }
+  if (options.gray) SeekPictures(decided.small, corrected.correction);
   decided.small.detail.reset();
   if (options.crop.wanted) DecideCut(options.crop, image.width(), image.height(), corrected);
   corrected.chroma = options.saturation.Of(corrected.chroma);

@@ -11,6 +11,7 @@
 #include "engine/common/record.h"
 #include "failure.h"
 #include "page/marker.h"
+#include "page/scan_values.h"
 
 namespace {
 
@@ -166,13 +167,6 @@ void Judge(const ZEP3_BmpInfo& bmp, Correction& correction) {
   if (correction.finding) correction.finding->evidence = evidence;
 }
 
-// What of the page is a picture, for those who make it gray.
-void SeekPictures(const SmallScan& scan, const LinearPixels& pixels, Correction& correction) {
-  if (!correction.paper) return;
-  PaperSurface& paper = *correction.paper;
-  paper.pictures = FindPictures(paper.Record(), pixels.bytes.data(), pixels.width, pixels.height, scan.shrink);
-}
-
 ZEP3_BmpInfo ImageOf(LinearPixels& pixels, const AREA& area) {
   ZEP3_BmpInfo bmp;
   SetZEP3Image(&bmp, pixels.bytes.data(), pixels.width, pixels.height, 0, ZEP3_PIXEL_RGB, ZEP3_BITS_8);
@@ -208,10 +202,7 @@ bool LiesOnPaper(const PaperSurface& surface, const SmallScan& scan, const Linea
   const double shrink = 1 / static_cast<double>(scan.shrink);
   const PaperSurface small = surface.Scaled(pixels.width, pixels.height, shrink, shrink);
   const ZEP3_SURFACE& figures = small.figures;
-  std::array<double, 256> values; // of the scan
-  for (size_t i = 0; i < values.size(); i++) {
-    values[i] = std::pow(static_cast<double>(i) / 255, kLinearGamma / static_cast<double>(figures.lScanGamma));
-  }
+  const std::array<double, 256> values = ScanValues(figures);
   // Of each cell the lightest pixel, over paper.
   struct Lightest {
     double sum = 0;
@@ -406,7 +397,6 @@ Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const
   SetVerdict(finding.evidence.lVerdict, correction);
   const bool changed = ChangesAnything(user) || analysis.grayPipette || analysis.gammaPipette;
   if (changed || finding.evidence.lVerdict == ZEP3_VERDICT_NONE) Judge(bmp, correction);
-  SeekPictures(scan, pixels, correction);
   correction.prescan = Describe(scan, pixels, bmp.area);
   return correction;
 }
@@ -417,7 +407,13 @@ std::string Repeat(const SmallScan& scan, const UserOptions& user, Correction& c
   const std::string why = correction.paper ? RepeatPaper(bmp, scan, pixels, correction) : "";
   ApplyUserOptions(user, correction.record);
   Judge(bmp, correction);
-  SeekPictures(scan, pixels, correction);
   correction.prescan = Describe(scan, pixels, bmp.area);
   return why;
+}
+
+void SeekPictures(const SmallScan& scan, Correction& correction) {
+  if (!correction.paper) return;
+  const LinearPixels pixels = ToLinear(scan, correction.encoding.input);
+  PaperSurface& paper = *correction.paper;
+  paper.pictures = FindPictures(paper.Record(), pixels.bytes.data(), pixels.width, pixels.height, scan.shrink);
 }

@@ -30,3 +30,6 @@ Correction Analyse(const SmallScan& scan, const AnalysisOptions& analysis, const
 // its verdict. A paper's surface is repeated on scans of its size on whose paper it lies; others get their own, with
 // the levels of the first. Returns why, if so.
 std::string Repeat(const SmallScan& scan, const UserOptions& user, Correction& correction);
+
+// Seeks what of an evened page is a picture, for those who make it gray. The correction is of this scan.
+void SeekPictures(const SmallScan& scan, Correction& correction);

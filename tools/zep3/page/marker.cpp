@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <limits>
+
+#include "page/scan_values.h"
 
 namespace {
 
@@ -23,11 +24,12 @@ double Luma(double red, double green, double blue) { return 0.2126 * red + 0.715
 class Cells {
  public:
   Cells(const ZEP3_SURFACE& surface, const uint8_t* levels, int64_t width, int64_t height, int64_t shrink)
-      : m_surface(surface), m_levels(levels), m_width(width), m_height(height), m_shrink(shrink) {
-    constexpr double kLinear = ZEP3_GAMMA_LINEAR_LEVELS;
-    for (size_t i = 0; i < m_values.size(); i++)
-      m_values[i] = std::pow(static_cast<double>(i) / 255, kLinear / static_cast<double>(surface.lScanGamma));
-  }
+      : m_surface(surface),
+        m_levels(levels),
+        m_width(width),
+        m_height(height),
+        m_shrink(shrink),
+        m_values(ScanValues(surface)) {}
 
   bool IsKept(int64_t at) const { return (m_surface.pCells[at].lLies & ZEP3_CELL_WHITEN) == 0; }
 
@@ -56,7 +58,7 @@ class Cells {
   const ZEP3_SURFACE& m_surface;
   const uint8_t* m_levels;
   int64_t m_width, m_height, m_shrink;
-  std::array<double, 256> m_values; // of the scan
+  std::array<double, 256> m_values;
 };
 
 // The cells that hang together with one (4 neighbours) and are kept; they are `seen` then.

@@ -42,6 +42,8 @@ struct Roll {
   bool IsMixed() const;
   // Whether its originals are so unequal that each is finished nearly as by itself.
   bool IsUnequal() const;
+  static constexpr const char* kUnequalText =
+      "too unequal to be one box, so that each is finished nearly as by itself"; // follows "they are"
   // Whether scans were looked at in the same way.
   bool IsSeenAs(const Roll& other) const;
 };

@@ -121,9 +121,7 @@ std::string SharedHtml(const Roll& roll) {
             "light and the exposure are each frame's own.</p>\n"
           : "<p>The originals that belong together have the same history. What time did to them was estimated from all "
             "of them, and each was drawn to it as strongly as they are alike.</p>\n";
-  if (roll.IsUnequal())
-    html +=
-        "<p class=\"mixed\">They are too unequal to be one box, so that each is finished nearly as by itself.</p>\n";
+  if (roll.IsUnequal()) html.append("<p class=\"mixed\">They are ").append(Roll::kUnequalText).append(".</p>\n");
   html +=
       "<table class=\"shared\">\n<thead>\n<tr><th scope=\"col\">Shared</th><th scope=\"col\">Value</th>"
       "<th scope=\"col\">How to read it</th></tr>\n</thead>\n<tbody>\n";
