@@ -219,6 +219,20 @@ TEST_F(Archive, AResultIsSkippedIfItIsWhatWouldBeMade) {
   EXPECT_EQ(records, 2);
 }
 
+// What is done while an earlier scan takes its time is known when the run is killed before that is done.
+TEST_F(Archive, AKilledRunKnowsWhatItMade) {
+  VImage::black(6000, 6000, VImage::option()->set("bands", 3))
+      .write_to_file(Path("a.png[interlace,bitdepth=8]").c_str());
+  for (const char* name : {"b", "c", "d"}) Save(Noise(30, 20, 1), std::string(name) + ".tif");
+  const Outcome run = Run(ZEP3_PHOTO
+                          " -j2 a.png b.tif c.tif d.tif -o out & p=$!; tries=0\n"
+                          "until [ -e out/d.tif ] || [ $tries -gt 500 ]; do sleep 0.02; tries=$((tries + 1)); done\n"
+                          "sleep 0.1; kill -KILL $p; [ ! -e out/a.png ]");
+  ASSERT_EQ(run.status, 0) << "the run was done before it was killed";
+  const auto records = Records(Zep3("a.png b.tif c.tif d.tif -o out --json").out);
+  for (const char* name : {"b.tif", "c.tif", "d.tif"}) EXPECT_EQ(records.at(name)["made"], "as-asked") << name;
+}
+
 // What tells about a result is written later without writing the result, the same as at once.
 TEST_F(Archive, WhatTellsAboutAResultComesLater) {
   Save(Sample(), "in/a.png");

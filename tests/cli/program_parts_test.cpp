@@ -3,10 +3,12 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <limits>
 #include <numeric>
+#include <set>
 
 #include "command/arguments.h"
 #include "command/stops.h"
@@ -326,10 +328,14 @@ TEST_F(Parts, BoxMeansAreMeans) {
 TEST(Workers, AnswersComeInOrderAndACrashCostsOneJob) {
   int given = 0;
   std::string told, cleaned;
+  std::vector<int> answered;
   WorkerEvents events;
   events.next = [&]() -> std::optional<Message> {
     if (given == 40) return std::nullopt;
     return Message{std::to_string(given++), std::string("any\0bytes\n", 10)};
+  };
+  events.answered = [&](const Message& job, const std::optional<Message>&, const std::string&) {
+    answered.push_back(std::stoi(job.at(0)));
   };
   events.done = [&](const Message& job, const std::optional<Message>& answer, const std::string& death) {
     told += answer ? answer->at(0) + " " : job.at(0) + "[" + death + "] ";
@@ -363,6 +369,9 @@ TEST(Workers, AnswersComeInOrderAndACrashCostsOneJob) {
                                                : number + " ";
   }
   EXPECT_EQ(told, expected);
+  EXPECT_FALSE(std::is_sorted(answered.begin(), answered.end())); // none waits for its turn
+  EXPECT_EQ(std::set<int>(answered.begin(), answered.end()).size(), 40U);
+  EXPECT_EQ(answered.size(), 40U);
   EXPECT_EQ(cleaned.size(), std::string("7 15 23 39 ").size());
 }
 

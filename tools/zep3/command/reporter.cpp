@@ -79,18 +79,13 @@ void Reporter::Tell(const Job& job, const Outcome& outcome) {
   m_notFound += outcome.verdict == ZEP3_VERDICT_FAILED ? 1 : 0;
   m_progress.Clear();
   if (!outcome.text.empty()) WriteToStandardOutput(outcome.text);
-  const bool printed = m_options.json && m_options.command == Command::kCorrect;
-  const bool kept = m_log && IsNews(job, outcome);
-  nlohmann::ordered_json record;
-  if (printed || kept) record = RecordOf(job, outcome);
-  if (printed) {
-    WriteToStandardOutput(ToText(record, -1) + '\n');
+  if (m_options.json && m_options.command == Command::kCorrect) {
+    WriteToStandardOutput(ToText(RecordOf(job, outcome), -1) + '\n');
   } else if (outcome.status == Status::kPlanned) {
     const std::string settings = job.settled && !job.settled->elsewhere.empty() ? "  " + job.settled->elsewhere : "";
     const std::string to = m_options.restore ? ", " + outcome.message : " -> " + job.result;
     WriteToStandardOutput(Printable(job.scan + to + settings) + '\n');
   }
-  if (kept) Keep(job, record);
   const bool failed = outcome.status == Status::kFailed;
   // A result that is not what was asked for is named.
   const bool isOther = outcome.made == Made::kOtherSettings || outcome.made == Made::kOtherVersion ||
@@ -120,11 +115,13 @@ void Reporter::TakeKnown(const Job& job, const Outcome& outcome) {
 }
 
 // A run goes on without its state: the results are what counts.
-void Reporter::Keep(const Job& job, const nlohmann::ordered_json& record) {
+void Reporter::Keep(const Job& job, const Outcome& outcome) {
+  if (!m_log || !IsNews(job, outcome)) return;
   try {
-    m_log->Add(job.result, record);
+    m_log->Add(job.result, RecordOf(job, outcome));
   } catch (const std::exception& error) {
     m_log.reset();
+    m_progress.Clear();
     Say(std::string("what this run does is not kept: ") + error.what());
   }
 }

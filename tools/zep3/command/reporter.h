@@ -20,6 +20,8 @@ class Reporter {
   // From here on there is more than one scan.
   void Expect() { m_many = true; }
 
+  // Writes what was done to a scan into the state of the run.
+  void Keep(const Job& job, const Outcome& outcome);
   void Tell(const Job& job, const Outcome& outcome);
   // The scans that the run has in all, as far as that is known.
   void ExpectInAll(std::optional<size_t> total) { m_total = total; }
@@ -40,7 +42,6 @@ class Reporter {
   int Count(Status status) const { return m_counts[static_cast<size_t>(status)]; }
   void TakeKnown(const Job& job, const Outcome& outcome);
   std::string PlanText() const;
-  void Keep(const Job& job, const nlohmann::ordered_json& record);
 
   const Options& m_options;
   std::optional<RunLog> m_log; // none: what is done is not kept

@@ -320,7 +320,9 @@ class RollRun {
   // Those before the scan with this number.
   void TellFailed(size_t end) {
     while (!m_failed.empty() && m_failed.begin()->first < end) {
-      Tell(m_jobs.jobs[m_failed.begin()->first], m_failed.begin()->second);
+      const auto& [number, outcome] = *m_failed.begin();
+      m_reporter.Keep(WithShared(m_jobs.jobs[number]), outcome);
+      Tell(m_jobs.jobs[number], outcome);
       m_failed.erase(m_failed.begin());
     }
   }

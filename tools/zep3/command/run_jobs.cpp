@@ -67,6 +67,12 @@ void RunJobs(const Options& options, int workers, const std::function<std::optio
     const std::optional<Job> job = next();
     return job ? std::optional(ToMessage(*job)) : std::nullopt;
   };
+  // Only what is told waits for its turn: a run that is killed during a long scan knows all that was made meanwhile.
+  if (options.command == Command::kCorrect) {
+    events.answered = [&](const Message& job, const std::optional<Message>& answer, const std::string& death) {
+      reporter.Keep(ToJob(job), OutcomeOf(answer, death));
+    };
+  }
   events.done = [&](const Message& job, const std::optional<Message>& answer, const std::string& death) {
     done(ToJob(job), OutcomeOf(answer, death));
   };

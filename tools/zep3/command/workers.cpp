@@ -299,9 +299,9 @@ class Pool {
         continue;
       }
       Running& running = m_running[*worker.job];
-      running.finished = true;
       running.answer = std::move(answer);
       worker.job.reset();
+      Take(running);
     }
     Report();
   }
@@ -309,11 +309,16 @@ class Pool {
   void Lost(Worker& worker) {
     ::close(worker.channel);
     Running& running = m_running[*worker.job];
-    running.finished = true;
     running.death = HowItEnded(worker.pid);
     m_events.cleanUp(running.job);
     worker = Worker();
+    Take(running);
     Report();
+  }
+
+  void Take(Running& running) {
+    running.finished = true;
+    if (m_events.answered) m_events.answered(running.job, running.answer, running.death);
   }
 
   void Report() {

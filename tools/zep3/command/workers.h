@@ -13,7 +13,9 @@ using Message = std::vector<std::string>;
 struct WorkerEvents {
   // The next job; nothing when there is none.
   std::function<std::optional<Message>()> next;
-  // A job's answer, in the order of the jobs. No answer: the worker died, `death` says how.
+  // A job's answer as soon as it is there. No answer: the worker died, `death` says how.
+  std::function<void(const Message& job, const std::optional<Message>& answer, const std::string& death)> answered;
+  // The same once more, in the order of the jobs.
   std::function<void(const Message& job, const std::optional<Message>& answer, const std::string& death)> done;
   // A worker tells something by the way, see TellParent.
   std::function<void(const Message& note)> note;
