@@ -29,6 +29,10 @@ constexpr double kOpaqueShare = 0.45;
 constexpr double kDensestPercent = 1.0;
 constexpr int kHalo = 2; // blocks that what is opaque shades
 
+// A rim narrower than a block hides in the scan's outermost ones: these count only if they let more light through than
+// this share of what those beyond the rim's shade do.
+constexpr double kRimShare = 0.8;
+
 struct SideLine {
   double x, y;   // a point of it
   double nx, ny; // inward, of length 1
@@ -66,6 +70,24 @@ class Inset {
   double m_corner = 0.0;
 };
 
+// The outermost blocks that a holder's rim may darken.
+template <class LightestAt>
+void AddRims(const BlockGrid& grid, const LightestAt& lightest, std::vector<uint8_t>& opaque) {
+  const auto add = [&](int row, int column, int inRow, int inColumn) {
+    const double inner = lightest(grid.At(row + inRow * kHalo, column + inColumn * kHalo));
+    if (lightest(grid.At(row, column)) < kRimShare * inner) opaque[grid.At(row, column)] = 1;
+  };
+  if (grid.rows <= kHalo || grid.columns <= kHalo) return;
+  for (int column = 0; column < grid.columns; column++) {
+    add(0, column, 1, 0);
+    add(grid.rows - 1, column, -1, 0);
+  }
+  for (int row = 0; row < grid.rows; row++) {
+    add(row, 0, 0, 1);
+    add(row, grid.columns - 1, 0, -1);
+  }
+}
+
 // Blocks of a negative's scan that no film is dense enough for, as far as they hang together with the scan's edge, and
 // those that they shade: what a holder covers where no window was found, or reaches into it, and what was filled in
 // where a scan was turned.
@@ -92,6 +114,7 @@ std::vector<uint8_t> OpaqueBlocks(const BlockGrid& grid) {
       }
     }
   }
+  AddRims(grid, lightest, opaque);
   return opaque;
 }
 

@@ -138,6 +138,26 @@ TEST(AdaptiveNegative, FindsTheFrame) {
   }
 }
 
+// A line of it at the scan's edge, half a block wide.
+TEST(AdaptiveNegative, AHairOfHolderDecidesNothing) {
+  for (const int type : {0, 3}) {
+    for (const int subMode : {0, 2}) {
+      SCOPED_TRACE(testing::Message() << type << ", " << subMode);
+      const auto scan = Scan(kFilm), rimmed = Scan(kFilm);
+      rimmed->Fill([&](int x, int y, int c) {
+        return y == 0 || x == 0 || y == kHeight - 1 || x == kWidth - 1 ? 2 : scan->Level(x, y, c);
+      });
+      const Print bare(*scan, type, subMode), print(*rimmed, type, subMode);
+      EXPECT_NEAR(print.Seen().range, bare.Seen().range, 0.05);
+      for (int c = 0; c < 3; c++) {
+        for (const double light : {-0.5 * kRange, 0.0}) {
+          EXPECT_NEAR(print.At(kFilm, light, c), bare.At(kFilm, light, c), 6) << light;
+        }
+      }
+    }
+  }
+}
+
 TEST(AdaptiveNegative, OneColourStaysWhatItIs) {
   // Red cloth in folds, and the same with patches of white and black.
   const Scene red = [](double x, double y, int c) {
