@@ -112,6 +112,12 @@ TEST_F(Png, ThreadsMakeNoDifference) {
   }
 }
 
+// The library writes a head, and is stopped there: what it says of that is not told.
+TEST_F(Png, NothingIsToldOfTheHead) {
+  Save(Sample(), "scan.jpg");
+  EXPECT_EQ(Zep3("scan.jpg -o own.png -v").err.find("VIPS"), std::string::npos) << Read(".err");
+}
+
 // Written by libvips: lines that do not follow one another.
 TEST_F(Png, InterlacedStaysSo) {
   Save(Sample(), "scan.png[interlace]");

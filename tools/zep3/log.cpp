@@ -4,6 +4,7 @@
 #include <glib.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <mutex>
 #include <utility>
@@ -15,6 +16,7 @@ constexpr size_t kKeptWarnings = 200; // bytes
 
 std::mutex warningsMutex; // decoders have threads
 std::string warnings;
+std::atomic<bool> warningsDropped = false;
 
 Listener listener; // of a worker
 
@@ -69,6 +71,7 @@ void RouteLibraryMessages(bool verbose) {
   const GLogFunc take = [](const gchar* domain, GLogLevelFlags level, const gchar* message, gpointer shown) {
     // Below warnings libraries talk to their own developers.
     if ((level & G_LOG_LEVEL_MASK) > G_LOG_LEVEL_WARNING) return;
+    if ((level & G_LOG_FLAG_FATAL) == 0 && warningsDropped) return;
     KeepWarning(message);
     if (shown == nullptr && (level & G_LOG_FLAG_FATAL) == 0) return;
     Say(std::string(domain == nullptr ? "library" : domain) + ": " + message);
@@ -76,6 +79,9 @@ void RouteLibraryMessages(bool verbose) {
   static const bool kShown = true;
   g_log_set_default_handler(take, verbose ? const_cast<bool*>(&kShown) : nullptr);
 }
+
+WithoutLibraryWarnings::WithoutLibraryWarnings() { warningsDropped = true; }
+WithoutLibraryWarnings::~WithoutLibraryWarnings() { warningsDropped = false; }
 
 std::string TakeLibraryWarnings() {
   const std::lock_guard lock(warningsMutex);

@@ -25,5 +25,14 @@ void SendMessagesTo(Listener listener);
 // A message that ends the process is always said; errors that end a scan's work arrive as exceptions.
 void RouteLibraryMessages(bool verbose);
 
+// Drops the warnings that libraries give while it lives: of what is stopped on purpose. One at a time.
+class WithoutLibraryWarnings {
+ public:
+  WithoutLibraryWarnings();
+  ~WithoutLibraryWarnings();
+  WithoutLibraryWarnings(const WithoutLibraryWarnings&) = delete;
+  WithoutLibraryWarnings& operator=(const WithoutLibraryWarnings&) = delete;
+};
+
 // The first warnings since the last call, in one line.
 std::string TakeLibraryWarnings();

@@ -168,6 +168,7 @@ void WriteHead(const vips::VImage& image, const std::string& layout, PngHead& he
     return to->IsWhole() || to->Add(bytes, static_cast<size_t>(size)) ? -1 : size;
   };
   g_signal_connect(target, "write", G_CALLBACK(+write), &head);
+  const WithoutLibraryWarnings quiet; // of a file that ends early
   try {
     BlankLike(image).write_to_target((".png" + layout).c_str(), owner);
   } catch (const vips::VError&) {
