@@ -295,13 +295,13 @@ class TrueFilm:
         return -np.log10(self.through(net) / self.through(0))
 
     def laid_into(self, shared):
-        """What is shared with this film, of which every frame is one. The engine keeps the slope of green as it usually
-        is, and has the rest in the contrast."""
+        """What is shared with this film, of which every frame is one. Of monochrome film the engine keeps the slope as
+        it usually is, and has the rest in the contrast."""
         words = np.frombuffer(shared, np.float64).copy()
-        contrast = words[SLOPE][1] / self.slope[1]
+        contrast = words[SLOPE][1] / self.slope[1] if self.roll.mono else 1.0
         words.view(np.int64)[FRAMES] = 2  # too few for one to be odd
         words[BASE], words[SLOPE], words[TOE] = self.base, self.slope * contrast, self.toe / contrast
-        words[BALANCE] = 0 if self.roll.mono else self.balance / contrast
+        words[BALANCE] = 0 if self.roll.mono else self.balance
         words[CONTRAST], words[RANGE] = contrast, -10.0
         words[COST] = words[SPREAD] = 0
         return words.tobytes()
