@@ -8,7 +8,9 @@ jointly in groups, and prints a Markdown table for each kind: mean CIEDE2000 of 
 worst picture, the share above 10, and the spread: how far the mean a*, b* error of a picture lies from that of its roll
 (rms). Rolls are cut into groups, so that all rows are of the same scans. Then a table of rolls and boxes that are none:
 two films in one, lamps, blanks, any scatter of the fading; together must not be worse there than one by one by more
-than 0.1 in the mean. Needs numpy, Pillow and scikit-image. Everything takes half an hour, --quick two minutes.
+than 0.1 in the mean. --known adds what the truth would give: groups of 8 finished with the film that was simulated, or
+with the mean history of the eight, in place of what was found; and colour film with each frame's light known, too.
+Needs numpy, Pillow, SciPy and scikit-image. Everything takes half an hour, --quick two minutes.
 
 Exit status: 0; 1 with --limits where a goal of docs/rolls.md is missed; 2 when something is missing."""
 import argparse
@@ -21,6 +23,7 @@ from typing import NamedTuple
 
 import numpy as np
 from PIL import Image
+from scipy.optimize import least_squares
 from skimage.color import deltaE_ciede2000, rgb2lab
 
 REPOSITORY = Path(__file__).resolve().parent.parent
@@ -44,8 +47,13 @@ STRESS = (          # name, kinds, what is otherwise
     ("half blank", FILM + BOXES, {"blank": 0.5}),
 )
 GOALS = {"negative": (0.88, 0.7), "bw-negative": (0.85, None), "faded-print": (0.70, 0.6), "faded-slide": (0.60, 0.6)}
+CAMERA_FLARE = 0.004
 LEVELS = 18         # gamma of the scans, tenths: linear levels
 STATE, PARA, TONE, IMAGE, EVIDENCE, OBSERVATION, SHARED = 8, 248, 264, 112, 1024, 640, 512  # bytes of the records
+KNOWN = 8           # originals of a group that is finished with what is true
+# Words of what is shared.
+FRAMES, BASE, SLOPE, TOE, BALANCE, CONTRAST, RANGE, COST, SPREAD, OFFSET, DYE, SCATTER = (
+    2, slice(4, 7), slice(7, 10), slice(10, 13), slice(13, 16), 16, 17, 19, 20, slice(21, 24), slice(24, 27), 28)
 POINTS = slice(16 // 8, 16 // 8 + 15)  # of a record in words: five for each channel
 
 
@@ -94,12 +102,16 @@ class Library:
 
     def finish(self, scan, record):
         """-> sRGB, 8 bits"""
-        chroma = self.call.GetZEP3Chroma(record[0])
-        para, table = ctypes.create_string_buffer(record[0].raw, PARA), np.zeros(3 * 256, np.uint16)
+        para, table = ctypes.create_string_buffer(record[0].raw, PARA), np.zeros((3, 256), np.uint16)
         pointer = table.ctypes.data_as(ctypes.c_void_p)
         assert self.call.MakeZEP3ScanLUT(para, self.matrix, ctypes.c_int64(LEVELS), ctypes.c_int64(256), pointer)
-        out = scan.copy()
-        assert self.call.ApplyZEP3ScanLUT(self.image(out), pointer, ctypes.c_double(chroma))
+        return self.through(table, scan, record)
+
+    def through(self, table, scan, record):
+        """The scan by a table of 16-bit sRGB for each channel, with the record's saturation."""
+        out, pointer = scan.copy(), table.ctypes.data_as(ctypes.c_void_p)
+        chroma = ctypes.c_double(self.call.GetZEP3Chroma(record[0]))
+        assert self.call.ApplyZEP3ScanLUT(self.image(out), pointer, chroma)
         return out
 
 
@@ -116,6 +128,7 @@ class Scan(NamedTuple):
     levels: np.ndarray  # the whole scan, linear levels
     frame: tuple        # left, top, right, bottom of the picture in it
     truth: np.ndarray   # light of the picture
+    own: tuple          # what is its own: kelvin and stops; the losses and the stain
 
 
 def some_picture(rng, paths):
@@ -177,25 +190,27 @@ class Roll:
         clear = 10.0 ** -base
         self.gain = (np.full(3, 0.95), np.sqrt(0.95 * 0.80 / clear), 0.80 / clear)[self.mode]
 
-    def scan(self, rng, light, blank=False):
+    def densities(self, light, kelvin, stops):
+        """Above the base."""
         film, layers = self.film, self.film["layers"]
-        kelvin, stops = some_light(rng, self.options.lights), self.stops + rng.normal(0, self.options.stops)
         mid = np.mean([s.speed_point(layer) for layer in layers]) + 0.85
         exposed = light * s.lamp(kelvin)
-        truth = light
         if self.mono:
-            sees = np.array(film["sees"])
-            exposed = (exposed @ sees)[..., None]
-            truth = np.repeat((light @ sees)[..., None], 3, -1)
-        x = mid + np.log10((exposed * 0.996 + 0.004) / s.MID_GRAY) + np.clip(stops, -2, 3) * np.log10(2)
+            exposed = (exposed @ np.array(film["sees"]))[..., None]
+        x = mid + np.log10((exposed * (1 - CAMERA_FLARE) + CAMERA_FLARE) / s.MID_GRAY) + stops * np.log10(2)
         amounts = np.stack([s.response(x[..., i], layer) for i, layer in enumerate(layers)], -1)
         contrast = np.array([layer[0] for layer in layers])
         if self.mono:
-            net = np.repeat(amounts * contrast * (1 - self.lost[0]), 3, -1)
-        else:
-            b = film["interimage"]
-            amounts = np.maximum(amounts @ (np.eye(3) * (1 + 3 * b) - b).T, 0)
-            net = ((amounts * (1 - self.lost)) @ np.array(film["crosstalk"]).T) * contrast
+            return np.repeat(amounts * contrast * (1 - self.lost[0]), 3, -1)
+        b = film["interimage"]
+        amounts = np.maximum(amounts @ (np.eye(3) * (1 + 3 * b) - b).T, 0)
+        return ((amounts * (1 - self.lost)) @ np.array(film["crosstalk"]).T) * contrast
+
+    def scan(self, rng, light, blank=False):
+        kelvin = some_light(rng, self.options.lights)
+        stops = np.clip(self.stops + rng.normal(0, self.options.stops), -2, 3)
+        truth = np.repeat((light @ np.array(self.film["sees"]))[..., None], 3, -1) if self.mono else light
+        net = self.densities(light, kelvin, stops)
         if blank:
             net = net * 0
         grain = rng.standard_normal(net.shape[:2] + (1 if self.mono else 3,))
@@ -205,7 +220,7 @@ class Roll:
         density = framed(density, clear, self.base)
         through = framed(10.0 ** -density * self.gain, dark, 0.0)
         through = through * (1 - self.stray) + self.stray * through.mean((0, 1))
-        return scanned(rng, through, truth, clear + dark)
+        return scanned(rng, through, truth, clear + dark, (kelvin, stops))
 
 
 class Box:
@@ -228,7 +243,7 @@ class Box:
         through = 10.0 ** -(density - (amounts * lost) @ dyes.T + stain + s.BASE[self.material])
         border = int(rng.uniform(0.04, 0.12) * SIDE) if self.options.surroundings else 0
         around = 0.002 if self.material == "slide" else (0.9, 0.02)[rng.integers(2)]
-        return scanned(rng, framed(through, border, around), light, border)
+        return scanned(rng, framed(through, border, around), light, border, (lost, stain))
 
 
 def framed(array, width, value):
@@ -239,11 +254,86 @@ def framed(array, width, value):
     return out
 
 
-def scanned(rng, through, truth, border):
+def scanned(rng, through, truth, border, own):
     through = through + np.sqrt(np.maximum(through, 0) / 20000 + 4e-8) * rng.standard_normal(through.shape)
     levels = s.to8(np.clip(through, 0, 1) ** (10 / LEVELS))
     height, width = truth.shape[:2]
-    return Scan(np.ascontiguousarray(levels), (border, border, border + width, border + height), truth)
+    return Scan(np.ascontiguousarray(levels), (border, border, border + width, border + height), truth, own)
+
+
+# ---- what the truth would give --------------------------------------------------------------------------------------
+
+class TrueFilm:
+    """A simulated film as the engine describes one: base, and for each channel the slope and the toe of the curve, and
+    the exposure of a neutral by daylight."""
+
+    def __init__(self, roll, scans):
+        self.roll = roll
+        self.stray = roll.stray * np.mean([self.light(scan.levels).mean((0, 1)) for scan in scans], 0)
+        clear = self.through(0)
+        self.base = 255 * clear ** (10 / LEVELS)
+        # Grays from a hundredth of white on, by daylight, about the roll's usual exposure.
+        exposure = np.linspace(-2.2, 0.3, 60)
+        densities = self.seen(exposure, s.DAYLIGHT, roll.stops)
+        fits = [least_squares(lambda v, n=n: film_exposure(n, *np.exp(v[:2])) - v[2] - exposure,
+                              [np.log(0.55), np.log(0.2), 2.0], loss="soft_l1", f_scale=0.05).x for n in densities.T]
+        self.slope, self.toe = (np.array([np.exp(fit[i]) for fit in fits]) for i in range(2))
+        self.neutral = np.array([fit[2] for fit in fits])
+        self.balance = self.neutral - self.neutral[1]
+
+    @staticmethod
+    def light(levels):
+        return (levels / 255.0) ** (LEVELS / 10)
+
+    def through(self, net):
+        return 10.0 ** -(self.roll.base + net) * self.roll.gain * (1 - self.roll.stray) + self.stray
+
+    def seen(self, exposure, kelvin, stops):
+        """Densities above the base of grays, whose light is 10^exposure, as the scanner has them."""
+        gray = (10.0 ** exposure - CAMERA_FLARE) / (1 - CAMERA_FLARE)
+        net = self.roll.densities(np.repeat(gray[:, None], 3, -1), kelvin, stops)
+        return -np.log10(self.through(net) / self.through(0))
+
+    def laid_into(self, shared):
+        """What is shared with this film, of which every frame is one. Of monochrome film the engine keeps the slope as
+        it usually is, and has the rest in the contrast."""
+        words = np.frombuffer(shared, np.float64).copy()
+        contrast = words[SLOPE][1] / self.slope[1] if self.roll.mono else 1.0
+        words.view(np.int64)[FRAMES] = 2  # too few for one to be odd
+        words[BASE], words[SLOPE], words[TOE] = self.base, self.slope * contrast, self.toe / contrast
+        words[BALANCE] = 0 if self.roll.mono else self.balance
+        words[CONTRAST], words[RANGE] = contrast, -10.0
+        words[COST] = words[SPREAD] = 0
+        return words.tobytes()
+
+    def table(self, scan):
+        """What prints a frame whose light is known, too: its lightest 0.1 % as nearly white."""
+        gray = np.linspace(-1.5, 0, 30)
+        light = [np.median(film_exposure(n, self.slope[c], self.toe[c]) - gray)
+                 for c, n in enumerate(self.seen(gray, *scan.own).T)]
+
+        def exposures(levels):
+            density = -np.log10(np.maximum(1e-4, self.light(levels)) / self.through(0))
+            return film_exposure(density, self.slope, self.toe) - light
+        left, top, right, bottom = scan.frame
+        picture = blocks(self.light(scan.levels[top:bottom, left:right])) ** (10 / LEVELS) * 255
+        white = np.percentile(exposures(picture).max(-1), 99.9) + 0.03
+        printed = 10.0 ** (exposures(np.arange(256.0)[:, None]) - white)
+        return np.ascontiguousarray(np.rint(s.display_value(printed).T * 65535).astype(np.uint16))
+
+
+def film_exposure(density, slope, toe):
+    return toe * np.log(np.expm1(np.maximum(0.01, density) / slope / toe))
+
+
+def true_history(shared, box, scans):
+    """What is shared with the mean history of the originals, which are as unequal as usual."""
+    words = np.frombuffer(shared, np.float64).copy()
+    lost, stain = (np.array([scan.own[i] for scan in scans]) for i in range(2))
+    words[OFFSET] = stain.mean(0) + s.BASE[box.material]
+    words[DYE] = np.exp(np.log(1 - lost).mean(0))
+    words[SCATTER] = 1.0
+    return words.tobytes()
 
 
 # ---- judging --------------------------------------------------------------------------------------------------------
@@ -309,6 +399,16 @@ def one_roll(job):
                     members[(what[i], member[k])] = members.get((what[i], member[k]), 0) + 1
                     if what[i] != "blank":
                         sure.append((confidence, told[f"together, {size}"][i][0]))
+            if shared and options.known and size == KNOWN and not options.other:
+                some = [scans[i] for i in group if what[i] == "own"]
+                film = TrueFilm(first, some) if make is Roll else None
+                true = film.laid_into(shared) if film else true_history(shared, first, some)
+                for i in (i for i in group if what[i] == "own"):
+                    record, _ = library.analyse(levels[i], kind, true)
+                    tell(f"{size}, {'film' if film else 'box'} known", i, record)
+                    if film and not first.mono:
+                        told.setdefault(f"{size}, film and light known", {})[i] = judged(
+                            library.through(film.table(scans[i]), levels[i], record), scans[i])
     return told, members, sure
 
 
@@ -354,7 +454,8 @@ def stressed(pool, kinds, options):
           + " | worse by |\n|---|---|---|" + "---|" * (len(sizes) + 1))
     met = True
     for name, of, changes in STRESS:
-        setting = argparse.Namespace(**{**vars(options), "groups": sizes, "surroundings": False, **changes})
+        fixed = {"groups": sizes, "surroundings": False, "known": False}
+        setting = argparse.Namespace(**{**vars(options), **fixed, **changes})
         for kind in (k for k in of if k in kinds):
             results = list(pool.map(one_roll, [(i, kind, setting) for i in range(options.rolls)]))
             means = [np.mean([p[0] for told, _, _ in results for p in told[method].values()])
@@ -384,6 +485,7 @@ def main():
     parser.add_argument("--surroundings", choices=("without", "with", "both"), default="both")
     parser.add_argument("--stress", choices=("without", "with", "only"), default="with",
                         help="the table of rolls that are none")
+    parser.add_argument("--known", action="store_true", help="what the true film, light or history would give, too")
     parser.add_argument("--quick", action="store_true", help="small: two rolls of 8, without surroundings")
     parser.add_argument("--workers", type=int, default=1)
     parser.add_argument("--limits", action="store_true", help="fail where a goal is missed")

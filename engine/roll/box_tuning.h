@@ -36,6 +36,9 @@ inline constexpr double kDrawnMost = 16.0;      // nats that one original counts
 inline constexpr double kBlackPerScatter = 0.5; // power by which the blacks of a box's pictures become a single one's
 inline constexpr double kScatterMost = 60.0;    // from here on a box says nothing
 
-inline constexpr double kOdd = 9.0; // nats by which the box must be the worse explanation for an odd one
+// Nats by which the box must be the worse explanation for an odd one: as many where originals are as unequal as usual,
+// fewer by the scatter, for a box that hardly holds cannot ask for much, down to odds of twenty to one.
+inline constexpr double kOdd = 9.0;
+inline constexpr double kOddLeast = 3.0;
 
 } // namespace box

@@ -63,8 +63,13 @@ def light(values, gamma=None):
 
 def display(linear):
     """Light -> sRGB, 8 bits."""
+    return to8(display_value(linear))
+
+
+def display_value(linear):
+    """Light -> sRGB, 0 to 1."""
     v = np.clip(linear, 0, 1)
-    return to8(np.where(v <= 0.0031308, v * 12.92, 1.055 * v ** (1 / 2.4) - 0.055))
+    return np.where(v <= 0.0031308, v * 12.92, 1.055 * v ** (1 / 2.4) - 0.055)
 
 
 def to8(v):

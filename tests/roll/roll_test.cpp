@@ -250,6 +250,29 @@ TEST(Boxes, UnequalOriginalsAreFinishedAsAlone) {
   }
 }
 
+// A print that faded otherwise stays in a box that is sure of itself, and leaves one that hardly holds. One that does
+// not hold at all asks nothing of it.
+TEST(Boxes, ThatHardlyHoldLetGoSooner) {
+  constexpr double kDye[3] = {0.75, 0.88, 0.8};
+  std::vector<ZEP3_OBSERVATION> seen;
+  for (int i = 0; i < 8; i++) seen.push_back(Observed(*FadedPrint(kDye, 1.9 + 0.03 * i), 2, 2));
+  Solved box(seen);
+  ASSERT_TRUE(box.ok);
+  ASSERT_LT(box.shared.dScatter, 1.5);
+  const auto other = FadedPrint({0.42, 0.77, 0.8}, 2.0);
+  const Analysed alone(*other, true, 2, 2);
+  constexpr struct {
+    double scatter;
+    int64_t reason;
+  } kCases[] = {{1.0, ZEP3_REASON_SHARED}, {2.0, ZEP3_REASON_ODD}, {60.0, ZEP3_REASON_SHARED}};
+  for (const auto& c : kCases) {
+    box.shared.dScatter = c.scatter;
+    const Finished together(*other, box.shared, 2, 2);
+    EXPECT_TRUE(together.Says(c.reason)) << c.scatter;
+    EXPECT_EQ(together.table == alone.table, c.scatter > 1.0) << c.scatter;
+  }
+}
+
 // A foggy scene with yellow light among others: by itself it is taken for fresher, and its blue for the freshest.
 TEST(Boxes, LendAFoggySceneTheirHistory) {
   constexpr double kDye[3] = {0.6, 0.8, 0.7};

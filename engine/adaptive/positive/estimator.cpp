@@ -146,7 +146,7 @@ bool PositiveEstimator::FitsBox(const PositiveCosts& boxed, double ownCost, cons
   shared = Search(boxed, history.model, anchors);
   const DensityModel other = Search(boxed, own, anchors);
   if (boxed.Total(other, anchors) < boxed.Total(shared, anchors)) shared = other;
-  return boxed.Total(shared, anchors) - ownCost <= box::kOdd;
+  return boxed.Total(shared, anchors) - ownCost <= AtLeast(box::kOddLeast, box::kOdd / history.scatter);
 }
 
 PositiveEstimate PositiveEstimator::Estimate(const BlockGrid& grid, const std::vector<size_t>& picture) const {
