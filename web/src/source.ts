@@ -192,15 +192,13 @@ export function toScreen(
 ): ImageData {
   const values = depth === 16 ? new Uint16Array(piece.slice().buffer) : piece;
   const samples = SAMPLES[format];
-  const colours = samples >= 3;
+  const [green, blue] = samples >= 3 ? [1, 2] : [0, 0];
   const count = values.length / samples;
-  const rgba = new Uint8ClampedArray(4 * count);
+  const rgba = new Uint32Array(count); // from the lowest byte on
   const shift = depth === 16 ? 8 : 0;
-  for (let i = 0, from = 0, to = 0; i < count; i++, from += samples, to += 4) {
-    rgba[to] = values[from]! >> shift;
-    rgba[to + 1] = values[colours ? from + 1 : from]! >> shift;
-    rgba[to + 2] = values[colours ? from + 2 : from]! >> shift;
-    rgba[to + 3] = 255;
+  for (let i = 0, from = 0; i < count; i++, from += samples) {
+    const [r, g, b] = [values[from]! >> shift, values[from + green]! >> shift, values[from + blue]! >> shift];
+    rgba[i] = r | (g << 8) | (b << 16) | 0xff00_0000;
   }
-  return new ImageData(rgba, width);
+  return new ImageData(new Uint8ClampedArray(rgba.buffer), width);
 }

@@ -211,10 +211,12 @@ async function coloursOf({ container }: Source): Promise<Colours | null> {
 
 function histogramOf({ data }: ImageData): Histogram {
   const counts = new Uint32Array(768);
-  for (let i = 0; i < data.length; i += 4) {
-    counts[data[i]!]!++;
-    counts[256 + data[i + 1]!]!++;
-    counts[512 + data[i + 2]!]!++;
+  const pixels = new Uint32Array(data.buffer);
+  for (let i = 0; i < pixels.length; i++) {
+    const pixel = pixels[i]!;
+    counts[pixel & 255]!++;
+    counts[256 + ((pixel >> 8) & 255)]!++;
+    counts[512 + ((pixel >> 16) & 255)]!++;
   }
   return counts;
 }
