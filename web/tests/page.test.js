@@ -459,6 +459,7 @@ test('a TIFF of 16 bits is opened, finished and saved as one', async () => {
   console.log(`16 bits: ${count} of ${a.pixels.length / 2} samples differ, by ${most} of 65535 at most`);
   assert.ok(most <= 1);
   assert.equal(run('vipsheader', '-f', 'xres', own).trim().slice(0, 4), '11.8');
+  assert.match(run('exiftool', '-s3', '-Compression', own), /Deflate/);
   await closed(page);
 });
 
@@ -636,6 +637,7 @@ test('pages of black and white stay, and those made small go with the page befor
     assert.equal(differences(a.pixels, b.pixels).count, 0, `page ${number}`);
   }
   assert.equal(run('exiftool', '-s3', '-IFD2:BitsPerSample', own).trim(), '1');
+  assert.equal(run('exiftool', '-s3', '-Compression', own).trim(), 'Uncompressed'); // as the scan
   await closed(page);
 
   // One picture, and that made small: one scan, and both pages are saved.
@@ -645,6 +647,45 @@ test('pages of black and white stay, and those made small go with the page befor
   const both = await saved(single, 'Save picture');
   assert.equal(pixelsOf(`${both}[page=1]`).width, small.width);
   await closed(single);
+});
+
+test('a page of black and white keeps its size where another one is cropped', async () => {
+  const scan = join(temporary, 'cropped.tif');
+  const stripes = { width: 104, height: 60, bits: 1, samples: 1, data: Buffer.alloc(13 * 60, 0b10110010) };
+  const strip = pixelsOf(sample('strip.jpg'));
+  writeFileSync(scan, tiffOf([stripes, { bits: 8, samples: 3, ...strip, data: strip.pixels }]));
+  run('exiftool', '-q', '-overwrite_original', '-ExifImageWidth=104', '-ExifImageHeight=60', scan);
+  const page = await slide(scan);
+  await page.locator('.thumb').nth(1).click();
+  await page.waitForSelector('canvas[aria-label="cropped.tif, page 2, after"]');
+  await choose(page, 'negative');
+  await page.getByLabel('Crop to the picture').check();
+  await page.waitForSelector('.frame .outside');
+  const own = await saved(page, 'Save picture');
+  assert.ok(pixelsOf(`${own}[page=1]`).width < strip.width);
+  assert.equal(run('exiftool', '-s3', '-ExifImageWidth', '-ExifImageHeight', own).trim(), '104\n60');
+  await closed(page);
+});
+
+test('pages of which one cannot be opened are not saved as if they were all', async () => {
+  const scan = join(temporary, 'lost.tif');
+  const whole = pixelsOf(sample('roll/1.jpg'));
+  const picture = { bits: 8, samples: 3, ...whole, data: whole.pixels };
+  writeFileSync(scan, tiffOf([picture, { ...picture, compression: 999 }]));
+  const page = await slide(scan, sample('roll/2.jpg'));
+  await page.locator('.thumb').nth(2).waitFor();
+  await settled(page);
+  const told = page.getByText(/lost\.tif, page 2 has no correction: the file is damaged/);
+  await press(page, 'Save correction');
+  await told.waitFor();
+  await slider(page, 'exposure', 0.5);
+  await press(page, 'Save picture');
+  await told.waitFor();
+  // The other file is saved.
+  assert.match(await saved(page, 'All corrections'), /2\.jpg\.zep3\.json$/);
+  await page.getByLabel('Save as').selectOption('jpeg');
+  assert.match(await saved(page, 'Save picture'), /lost-1-finished\.jpg$/);
+  await closed(page);
 });
 
 test('where a part of the page ends for want of memory, it is told, and the scans stay', async () => {
@@ -758,6 +799,27 @@ test('saving stops when it is asked to', async () => {
   await page.getByText('Stopped: nothing was saved').waitFor();
   await page.getByRole('button', { name: 'Save picture' }).waitFor();
   await page.close();
+});
+
+test('what was stopped does not go on beside what is saved next', async () => {
+  const page = await openPage(context, site.address, sample('slide-faded.jpg'));
+  const names = [];
+  page.on('download', (download) => names.push(download.suggestedFilename()));
+  await page.evaluate(async () => {
+    const press = (key) => document.body.dispatchEvent(new KeyboardEvent('keydown', { key, bubbles: true }));
+    const stop = () => [...document.querySelectorAll('button')].find(({ textContent }) => textContent === 'Stop');
+    for (let i = 0; i < 6; i++) press('.'); // what keeps the worker busy
+    press('w');
+    while (!stop()) await Promise.resolve();
+    stop().click();
+    press('w');
+  });
+  await page.waitForFunction(() => !document.querySelector('.saving'));
+  while (names.length === 0) await page.waitForTimeout(20);
+  await saved(page, 'Save correction'); // comes behind whatever else is saved
+  assert.deepEqual(names, ['slide-faded-finished.jpg', 'slide-faded.jpg.zep3.json']);
+  assert.equal(await page.locator('.message').textContent(), '');
+  await closed(page);
 });
 
 test('a broken file is told, and the others open', async () => {
