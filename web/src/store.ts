@@ -342,11 +342,26 @@ export function reset(): void {
   if (scan) setSettings(scan.id, { ...START, kind: scan.settings.kind, roll: scan.settings.roll }, 'reset');
 }
 
+const othersThan = (scan: Scan): Scan[] => state.scans.filter(({ id, state: s }) => id !== scan.id && s !== 'failed');
+
+/** Whether others are of another kind than this scan's, which the person told. */
+export const hasOtherKinds = (scan: Scan): boolean =>
+  scan.settings.kind !== 'auto' && othersThan(scan).some(({ settings }) => settings.kind !== scan.settings.kind);
+
+/** A box of slides is told of once. */
+export function kindToAll(): void {
+  const scan = currentScan();
+  if (!scan) return;
+  const { kind } = scan.settings;
+  for (const { id, settings } of othersThan(scan)) setSettings(id, { ...settings, kind, repeated: null }, `kind${id}`);
+  say(`All scans are taken as ${kind}.`);
+}
+
 /** All but places. */
 export function copyToAll(): void {
   const scan = currentScan();
   if (!scan) return;
-  const others = state.scans.filter(({ id, state: s }) => id !== scan.id && s !== 'failed');
+  const others = othersThan(scan);
   for (const { id, settings } of others) setSettings(id, forOthers(scan.settings, settings), `copy${id}`);
   say(`Copied to ${others.length} ${others.length === 1 ? 'scan' : 'scans'}.`);
 }

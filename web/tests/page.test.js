@@ -299,6 +299,14 @@ test('where the scan does not tell what it is, the page asks', async () => {
   await page.locator('.thumb').nth(1).click();
   await page.waitForSelector('main[aria-label="breviary.jpg"]');
   assert.equal(await ask.count(), 0);
+  // Whoever has a box of one kind says so once.
+  const other = await sum(page);
+  await page.locator('.thumb').nth(0).click();
+  await press(page, 'All 2 scans are of this kind');
+  await page.locator('.thumb').nth(1).click();
+  await page.waitForSelector('main[aria-label="breviary.jpg"]');
+  assert.equal(await page.getByLabel('Kind of original').inputValue(), 'bw-negative');
+  await changed(page, other);
   await closed(page);
 });
 
@@ -790,6 +798,35 @@ test('the program serves the page and a folder, and takes corrections back', asy
   await own.close();
   server.kill('SIGINT');
   assert.deepEqual(await once(server, 'exit'), [0, null]);
+});
+
+test('the page tells how far it is, and does not freeze, while large scans are opened and saved', async () => {
+  const jpeg = twelveMegapixels();
+  const deep = join(temporary, 'large-deep.tif');
+  run('vips', 'linear', jpeg, join(temporary, 'large.v'), '256', '11');
+  run('vips', 'cast', join(temporary, 'large.v'), join(temporary, 'large-cast.v'), 'ushort');
+  run('vips', 'copy', join(temporary, 'large-cast.v'), deep, '--interpretation', 'rgb16');
+  for (const scan of [jpeg, deep]) {
+    const page = await openPage(context, site.address);
+    await page.evaluate(() => {
+      window.freezes = [];
+      window.shares = new Set();
+      new PerformanceObserver((list) => window.freezes.push(...list.getEntries().map((one) => one.duration))).observe({
+        entryTypes: ['longtask'],
+      });
+      new MutationObserver(() => {
+        const told = document.querySelector('progress');
+        if (told) window.shares.add(told.value);
+      }).observe(document.body, { subtree: true, childList: true, attributes: true });
+    });
+    await addScans(page, scan);
+    await saved(page, 'Save picture');
+    const [longest, shares] = await page.evaluate(() => [Math.max(0, ...window.freezes), [...window.shares]]);
+    console.log(`${scan.replace(/^.*\//, '')}: the longest task of the page took ${longest} ms`);
+    assert.ok(longest < 500); // 100 where nothing else runs; decoding or correcting on the page itself takes seconds
+    assert.ok(shares.length > 4 && shares.every((share, i) => i === 0 || share > shares[i - 1]), `${shares}`);
+    await closed(page);
+  }
 });
 
 test('saving stops when it is asked to', async () => {
