@@ -838,6 +838,56 @@ test('saving stops when it is asked to', async () => {
   await page.close();
 });
 
+test('a folder that is dropped brings its scans, in their order, and nothing else', async () => {
+  const folder = join(temporary, 'box');
+  mkdirSync(join(folder, 'second', '.thumbnails'), { recursive: true });
+  for (const [from, to] of [
+    ['roll/1.jpg', '10.jpg'],
+    ['roll/2.jpg', '9.JPG'],
+    ['roll/3.jpg', 'second/11.jpg'],
+    ['roll/3.jpg', 'second/.thumbnails/11.jpg'],
+    ['roll/4.jpg', '.4.jpg'],
+    ['README.md', 'about.txt'],
+  ]) {
+    copyFileSync(sample(from), join(folder, to));
+  }
+  const page = await openPage(context, site.address);
+  const session = await context.newCDPSession(page);
+  const data = { items: [], files: [folder], dragOperationsMask: 1 };
+  for (const type of ['dragEnter', 'dragOver', 'drop']) {
+    await session.send('Input.dispatchDragEvent', { type, x: 600, y: 400, data });
+  }
+  await page.locator('.thumb').nth(2).waitFor();
+  await settled(page);
+  const titles = await page.locator('.thumb').evaluateAll((all) => all.map((one) => one.title.split(':')[0]));
+  assert.deepEqual(titles, ['9.JPG', '10.jpg', '11.jpg']);
+  // All of them as files.
+  await page.getByLabel('All in one ZIP').uncheck();
+  const names = [];
+  page.on('download', (download) => names.push(download.suggestedFilename()));
+  await press(page, 'Save all 3');
+  while (names.length < 3) await page.waitForTimeout(50);
+  assert.deepEqual(names.sort(), ['10-finished.jpg', '11-finished.jpg', '9-finished.jpg']);
+  await closed(page);
+});
+
+test('what was found is told in sentences, and the evidence is folded below', async () => {
+  const page = await slide(sample('strip.jpg'));
+  await choose(page, 'negative');
+  await page.getByText('Good: nothing speaks against the result.').waitFor();
+  const told = page.getByRole('region', { name: 'What was found' });
+  await told.getByText("The colour of the film's base was measured at its clear border.").waitFor();
+  const table = told.locator('table');
+  assert.equal(await table.isVisible(), false);
+  await told.getByText('Evidence', { exact: true }).click();
+  assert.ok((await table.locator('tr').count()) > 5);
+  // As a print it cannot be right, which is said.
+  await choose(page, 'photo');
+  await page.getByText('Please look at the result.').waitFor();
+  assert.ok((await told.locator('li.against').count()) > 0);
+  await closed(page);
+});
+
 test('what was stopped does not go on beside what is saved next', async () => {
   const page = await openPage(context, site.address, sample('slide-faded.jpg'));
   const names = [];
