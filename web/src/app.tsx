@@ -8,6 +8,9 @@ import { Strip } from './strip.tsx';
 import { Table } from './table.tsx';
 import { useStore } from './use_store.ts';
 
+// Folders hold other things, too: what a person drops by name is opened or refused, what lies beside it is not.
+const SCANS = /\.(jpe?g|png|webp|avif|tiff?|p[bgnp]m|zep3\.json)$/i;
+
 /** Files of a drop, also of folders. */
 async function filesOf(items: DataTransferItemList): Promise<File[]> {
   const entries = [...items].map((item) => item.webkitGetAsEntry()).filter((entry) => entry !== null);
@@ -24,7 +27,8 @@ async function filesBelow(entry: FileSystemEntry): Promise<File[]> {
   for (;;) {
     const some = await new Promise<FileSystemEntry[]>((resolve, reject) => reader.readEntries(resolve, reject));
     if (some.length === 0) return found;
-    found.push(...(await Promise.all(some.map(filesBelow))).flat());
+    const wanted = some.filter(({ isDirectory, name }) => name[0] !== '.' && (isDirectory || SCANS.test(name)));
+    found.push(...(await Promise.all(wanted.map(filesBelow))).flat());
   }
 }
 

@@ -61,44 +61,65 @@ async function ofColours(profile: Uint8Array): Promise<Colours | null> {
   const values = grid();
   const seen = await shown(await pngOf(values, STEPS, RGB, profile));
   if (isSame(values, 3, seen)) return null;
-  // For each level the step below it, and the part of the way to the next.
-  const below = Uint8Array.from({ length: 256 }, (_, v) => Math.min(Math.floor((v * (STEPS - 1)) / 255), STEPS - 2));
-  const part = Float32Array.from(
-    { length: 256 },
-    (_, v) => (v - level(below[v]!)) / (level(below[v]! + 1) - level(below[v]!)),
-  );
-  const [G, B] = [4 * STEPS, 4 * STEPS * STEPS]; // to the next green and blue
-  return (pixels) => {
-    for (let i = 0; i < pixels.length; i += 4) {
-      const red = pixels[i]!;
-      const green = pixels[i + 1]!;
-      const blue = pixels[i + 2]!;
-      const r = part[red]!;
-      const g = part[green]!;
-      const b = part[blue]!;
-      // Shares of the eight colours around.
-      const rg = r * g;
-      const rb = r * b;
-      const gb = g * b;
-      const rgb = rg * b;
-      const w0 = 1 - r - g - b + rg + rb + gb - rgb;
-      const wr = r - rg - rb + rgb;
-      const wg = g - rg - gb + rgb;
-      const wb = b - rb - gb + rgb;
-      let at = 4 * below[red]! + G * below[green]! + B * below[blue]!;
-      for (let c = 0; c < 3; c++, at++) {
-        pixels[i + c] =
-          w0 * seen[at]! +
-          wr * seen[at + 4]! +
-          wg * seen[at + G]! +
-          wb * seen[at + B]! +
-          (rg - rgb) * seen[at + G + 4]! +
-          (rb - rgb) * seen[at + B + 4]! +
-          (gb - rgb) * seen[at + B + G]! +
-          rgb * seen[at + B + G + 4]!;
-      }
+  const table = tableOf(seen);
+  return (pixels) => table.change(new Uint32Array(pixels.buffer, pixels.byteOffset, pixels.length / 4));
+}
+
+// A colour is mixed of four around it, the corners of a tetrahedron: from the step below all channels, along the channel
+// that is farthest on its way to the next step, then along the second, then the third. Shares are of WHOLE, so that a
+// sum for red fits in 16 bits, and red and blue go in one number.
+const WHOLE = 256;
+const HALF = 0x0080_0080;
+const CORNER_BITS = 11; // strides of the grid
+
+function tableOf(seen: Uint8ClampedArray) {
+  const count = STEPS ** 3;
+  const redBlue = Int32Array.from({ length: count }, (_, i) => seen[4 * i]! | (seen[4 * i + 2]! << 16));
+  const green = Int32Array.from({ length: count }, (_, i) => seen[4 * i + 1]!);
+  // Of each level: where the step below it lies, and the way to the next one above the stride there.
+  const below = Int32Array.from({ length: 256 }, (_, v) => Math.min(Math.floor((v * (STEPS - 1)) / 255), STEPS - 2));
+  const way = below.map((step, v) => Math.round((WHOLE * (v - level(step))) / (level(step + 1) - level(step))));
+  const ofStride = (stride: number) => ({
+    first: below.map((step) => step * stride),
+    next: way.map((part) => (part << CORNER_BITS) | stride),
+  });
+  const [r, g, b] = [ofStride(1), ofStride(STEPS), ofStride(STEPS * STEPS)];
+  const stride = (1 << CORNER_BITS) - 1;
+
+  /** R G B A, from the lowest byte on. */
+  function change(pixels: Uint32Array): void {
+    for (let i = 0; i < pixels.length; i++) {
+      const pixel = pixels[i]!;
+      const red = pixel & 255;
+      const green8 = (pixel >> 8) & 255;
+      const blue = (pixel >> 16) & 255;
+      const x = r.next[red]!;
+      const y = g.next[green8]!;
+      const z = b.next[blue]!;
+      const low = Math.min(x, y);
+      const high = Math.max(x, y);
+      const most = Math.max(high, z);
+      const middle = Math.max(low, Math.min(high, z));
+      const least = Math.min(low, z);
+      const at0 = r.first[red]! + g.first[green8]! + b.first[blue]!;
+      const at1 = at0 + (most & stride);
+      const at2 = at1 + (middle & stride);
+      const at3 = at2 + (least & stride);
+      const w3 = least >> CORNER_BITS;
+      const w2 = (middle >> CORNER_BITS) - w3;
+      const w1 = (most >> CORNER_BITS) - w3 - w2;
+      const w0 = WHOLE - w1 - w2 - w3;
+      const rb =
+        Math.imul(w0, redBlue[at0]!) +
+        Math.imul(w1, redBlue[at1]!) +
+        Math.imul(w2, redBlue[at2]!) +
+        Math.imul(w3, redBlue[at3]!) +
+        HALF;
+      const g16 = w0 * green[at0]! + w1 * green[at1]! + w2 * green[at2]! + w3 * green[at3]! + 128;
+      pixels[i] = ((rb >>> 8) & 0x00ff_00ff) | (g16 & 0xff00) | (pixel & 0xff00_0000);
     }
-  };
+  }
+  return { change };
 }
 
 /** Null where the screen shows the values as they are. */

@@ -269,9 +269,12 @@ function fieldsAround(source: Source): Fields {
   return fields;
 }
 
+/** As the scan is: a plain one is made plain, which is quick. */
+const isPacked = ({ directory }: Work): boolean => directory?.packed ?? false;
+
 async function addToTiff(tiff: TiffFile, work: Work): Promise<void> {
   const { source } = work;
-  const shape: Shape = { ...sizeOf(work), samples: samplesOf(source), depth: source.depth };
+  const shape: Shape = { ...sizeOf(work), samples: samplesOf(source), depth: source.depth, packed: isPacked(work) };
   const fields = new Map([...fieldsAround(source), ...(await fieldsToldBy(work))]);
   await tiff.add(shape, fields, finishedLines(work, stripLines(shape)));
 }
@@ -304,20 +307,26 @@ function cutOf({ crop }: SidecarPage): Cut | null {
   return crop && { x: crop.left, y: crop.top, width: crop.width, height: crop.height, degrees: crop.tilt };
 }
 
+async function asTiff(fill: (tiff: TiffFile) => Promise<void>): Promise<Blob> {
+  const tiff = new TiffFile();
+  try {
+    await fill(tiff);
+    return tiff.end();
+  } finally {
+    tiff.close();
+  }
+}
+
 async function finishOne(engine: Engine, file: Blob, page: SidecarPage, target: Target, report: Report) {
-  const directory = page.page > 0 ? (await directoriesOf(file))[page.page] : undefined;
   const source = await open(file, page.page);
   try {
     const { type: own, gray } = source.container;
+    const directory = own === 'tiff' ? (await directoriesOf(file))[page.page] : undefined;
     const type: Type = target !== 'same' ? target : own === 'webp' || own === 'other' ? 'png' : own;
     const work: Work = { engine, file, directory, source, page, cut: cutOf(page), report };
     const extension = type === 'pnm' && gray ? 'pgm' : EXTENSIONS[type];
     if (type === 'pnm') return { blob: await asPnm(work), extension };
-    if (type === 'tiff') {
-      const tiff = new TiffFile();
-      await addToTiff(tiff, work);
-      return { blob: tiff.end(), extension };
-    }
+    if (type === 'tiff') return { blob: await asTiff((tiff) => addToTiff(tiff, work)), extension };
     // Gray stays gray where libvips can be had.
     const browserWrites = !isVips(source) && (!gray || declined() !== null);
     const blob = browserWrites ? await byBrowser(work, type) : await byVips(work, type);
@@ -341,36 +350,40 @@ function madeSmall(page: SidecarPage, number: number, { width, height }: Source)
   return { ...page, page: number, crop, surface: null };
 }
 
+/** Of a page that has no correction of its own. */
+function correctionOf(before: SidecarPage | undefined, number: number, source: Source, reduced: boolean): SidecarPage {
+  if (!before || !reduced) throw new Error(`page ${number + 1} has no correction`);
+  return madeSmall(before, number, source);
+}
+
 /** A TIFF with all of its pages. One made small is corrected as the page before it. */
-async function finishAll(engine: Engine, file: Blob, pages: SidecarPage[], report: Report): Promise<Finished> {
-  const tiff = new TiffFile();
+async function addAll(tiff: TiffFile, engine: Engine, file: Blob, pages: SidecarPage[], report: Report): Promise<void> {
   const directories = await directoriesOf(file);
-  let before = pages[0]!;
+  let before = pages[0];
   for (const [number, directory] of directories.entries()) {
     const part: Report = (share) => report((number + share) / directories.length);
     const source = await open(file, number);
     try {
+      if (source.bilevel) {
+        await addAsStored(tiff, file, directory, source);
+        continue;
+      }
       const own = pages.find(({ page }) => page === number);
-      if (!own && !directory.reduced && !source.bilevel) throw new Error(`page ${number + 1} has no correction`);
       if (own) before = own;
-      const page = own ?? madeSmall(before, number, source);
-      const work: Work = { engine, file, directory, source, page, cut: cutOf(page), report: part };
-      if (source.bilevel) await addAsStored(tiff, work);
-      else await addToTiff(tiff, work);
+      const page = own ?? correctionOf(before, number, source, directory.reduced);
+      await addToTiff(tiff, { engine, file, directory, source, page, cut: cutOf(page), report: part });
     } finally {
       source.close();
     }
   }
-  return { blob: tiff.end(), extension: 'tif' };
 }
 
 /** A page of black and white: eight pixels a byte. */
-async function addAsStored(tiff: TiffFile, work: Work): Promise<void> {
-  const { source } = work;
+async function addAsStored(tiff: TiffFile, file: Blob, directory: Directory, source: Source): Promise<void> {
   const { width, height } = source;
-  const shape: Shape = { width, height, samples: 1, depth: 1 };
+  const shape: Shape = { width, height, samples: 1, depth: 1, packed: directory.packed };
   const lines = stripLines(shape);
-  const fields = new Map([...fieldsAround(source), ...(await fieldsToldBy(work))]);
+  const fields = new Map([...fieldsAround(source), ...(await fieldsOf(file, directory))]);
   await tiff.add(shape, fields, packedLines(source, lines));
 }
 
@@ -389,7 +402,7 @@ async function* packedLines({ width, height, piece }: Source, lines: number): As
 }
 
 /** By its corrections; cuts are what those tell. whole: all pages of the file, as a TIFF; else the one that is given. */
-export function finish(
+export async function finish(
   engine: Engine,
   file: Blob,
   pages: SidecarPage[],
@@ -397,5 +410,6 @@ export function finish(
   whole: boolean,
   report: Report,
 ): Promise<Finished> {
-  return whole ? finishAll(engine, file, pages, report) : finishOne(engine, file, pages[0]!, target, report);
+  if (!whole) return finishOne(engine, file, pages[0]!, target, report);
+  return { blob: await asTiff((tiff) => addAll(tiff, engine, file, pages, report)), extension: 'tif' };
 }

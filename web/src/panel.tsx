@@ -9,6 +9,8 @@ import type { Settings } from './settings.ts';
 import {
   change,
   copyToAll,
+  hasOtherKinds,
+  kindToAll,
   makeRoll,
   redo,
   reset,
@@ -112,6 +114,7 @@ function Kinds({ state, scan }: { state: State; scan: Scan }) {
           ))}
         </select>
       </label>
+      {hasOtherKinds(scan) && <button onClick={kindToAll}>All {state.scans.length} scans are of this kind</button>}
       {guessed && <p class="quiet">A guess, and sometimes wrong: a scan does not tell surely what it was made from.</p>}
       <label>
         Analysis

@@ -23,6 +23,7 @@ export function Picture({ pixels, label, style, ...rest }: Props) {
 }
 
 const THUMB = 160;
+const REST = 150; // milliseconds: while a slider moves, the large picture goes first
 
 /** The same, small and upright. */
 export function Thumb({ pixels, orientation }: { pixels: ImageData; orientation: number }) {
@@ -35,16 +36,18 @@ export function Thumb({ pixels, orientation }: { pixels: ImageData; orientation:
   const turn = new Turn(orientation, width, height);
   useLayoutEffect(() => {
     let gone = false;
-    void createImageBitmap(pixels, { resizeWidth: width, resizeHeight: height, resizeQuality: 'medium' }).then(
-      (small) => {
-        const context = gone ? null : canvas.current?.getContext('2d');
-        context?.setTransform(...turn.transform(1));
-        context?.drawImage(small, 0, 0);
-        small.close();
-      },
-    );
+    const draw = async () => {
+      const options = { resizeWidth: width, resizeHeight: height, resizeQuality: 'medium' } as const;
+      const small = await createImageBitmap(pixels, options);
+      const context = gone ? null : canvas.current?.getContext('2d');
+      context?.setTransform(...turn.transform(1));
+      context?.drawImage(small, 0, 0);
+      small.close();
+    };
+    const timer = setTimeout(() => void draw(), REST);
     return () => {
       gone = true;
+      clearTimeout(timer);
     };
   }, [pixels]);
   return <canvas ref={canvas} width={turn.width} height={turn.height} aria-hidden="true" />;

@@ -127,37 +127,46 @@ function orDamaged<T>(call: () => T): T {
   }
 }
 
-/** The pixels in memory, once, line by line; what they were made of is let go. */
+/** The pixels in memory, once, line by line. */
 function held(image: Image): Image {
   const bytes = image.width * image.height * image.bands * (image.format === 'ushort' ? 2 : 1);
   if (bytes > MOST_HELD) {
-    image.delete();
     throw new Error(`decoded it takes ${(bytes / 1e9).toFixed(1)} GB, more than a page can hold: take the program`);
   }
-  const copy = orDamaged(() => image.copyMemory());
-  image.delete();
-  return copy;
+  return orDamaged(() => image.copyMemory());
+}
+
+/** The first picture of a file, or this page, as it is decoded: R G B or gray, of 8 or 16 bits. */
+function decoded(library: Vips, file: Blob, page: number): Image {
+  const source = sourceOf(library, file);
+  const made: Image[] = [];
+  const add = (image: Image): Image => (made.push(image), image);
+  try {
+    const options = page > 0 ? `[page=${page}]` : '';
+    let image = add(
+      orDamaged(() => library.Image.newFromSource(source, options, { access: 'sequential', fail_on: 'error' })),
+    );
+    if (image.interpretation === 'cmyk') {
+      image = add(image.colourspace('srgb'));
+      image.remove('icc-profile-data'); // of the inks
+    }
+    if (image.format !== 'uchar' && image.format !== 'ushort') {
+      throw new Error(`its samples (${image.format}) are neither of 8 nor of 16 bits`);
+    }
+    if (image.bands > 4) image = add(image.extractBand(0, { n: 4 }));
+    return held(image);
+  } finally {
+    for (const image of made) image.delete();
+    source.delete();
+  }
 }
 
 async function openByVips(file: Blob, container: Container, page: number): Promise<VipsSource> {
   const why = declined();
   if (why) throw new Error(why);
   const library = await vips();
-  const source = sourceOf(library, file);
-  let image = orDamaged(() =>
-    library.Image.newFromSource(source, page > 0 ? `[page=${page}]` : '', { access: 'sequential' }),
-  );
+  const image = decoded(library, file, page);
   const pages = container.type === 'tiff' ? numberIn(image, 'n-pages', 1) : 1;
-  if (image.interpretation === 'cmyk') {
-    image = image.colourspace('srgb');
-    image.remove('icc-profile-data'); // of the inks
-  }
-  if (image.format !== 'uchar' && image.format !== 'ushort') {
-    throw new Error(`its samples (${image.format}) are neither of 8 nor of 16 bits`);
-  }
-  if (image.bands > 4) image = image.extractBand(0, { n: 4 });
-  image = held(image);
-  source.delete();
   const depth = image.format === 'ushort' ? 16 : 8;
   const { width, height, bands } = image;
   const profile = blobIn(image, 'icc-profile-data');
@@ -192,15 +201,13 @@ export function toScreen(
 ): ImageData {
   const values = depth === 16 ? new Uint16Array(piece.slice().buffer) : piece;
   const samples = SAMPLES[format];
-  const colours = samples >= 3;
+  const [green, blue] = samples >= 3 ? [1, 2] : [0, 0];
   const count = values.length / samples;
-  const rgba = new Uint8ClampedArray(4 * count);
+  const rgba = new Uint32Array(count); // from the lowest byte on
   const shift = depth === 16 ? 8 : 0;
-  for (let i = 0, from = 0, to = 0; i < count; i++, from += samples, to += 4) {
-    rgba[to] = values[from]! >> shift;
-    rgba[to + 1] = values[colours ? from + 1 : from]! >> shift;
-    rgba[to + 2] = values[colours ? from + 2 : from]! >> shift;
-    rgba[to + 3] = 255;
+  for (let i = 0, from = 0; i < count; i++, from += samples) {
+    const [r, g, b] = [values[from]! >> shift, values[from + green]! >> shift, values[from + blue]! >> shift];
+    rgba[i] = r | (g << 8) | (b << 16) | 0xff00_0000;
   }
-  return new ImageData(rgba, width);
+  return new ImageData(new Uint8ClampedArray(rgba.buffer), width);
 }

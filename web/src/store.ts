@@ -342,11 +342,26 @@ export function reset(): void {
   if (scan) setSettings(scan.id, { ...START, kind: scan.settings.kind, roll: scan.settings.roll }, 'reset');
 }
 
+const othersThan = (scan: Scan): Scan[] => state.scans.filter(({ id, state: s }) => id !== scan.id && s !== 'failed');
+
+/** Whether others are of another kind than this scan's, which the person told. */
+export const hasOtherKinds = (scan: Scan): boolean =>
+  scan.settings.kind !== 'auto' && othersThan(scan).some(({ settings }) => settings.kind !== scan.settings.kind);
+
+/** A box of slides is told of once. */
+export function kindToAll(): void {
+  const scan = currentScan();
+  if (!scan) return;
+  const { kind } = scan.settings;
+  for (const { id, settings } of othersThan(scan)) setSettings(id, { ...settings, kind, repeated: null }, `kind${id}`);
+  say(`All scans are taken as ${kind}.`);
+}
+
 /** All but places. */
 export function copyToAll(): void {
   const scan = currentScan();
   if (!scan) return;
-  const others = state.scans.filter(({ id, state: s }) => id !== scan.id && s !== 'failed');
+  const others = othersThan(scan);
   for (const { id, settings } of others) setSettings(id, forOthers(scan.settings, settings), `copy${id}`);
   say(`Copied to ${others.length} ${others.length === 1 ? 'scan' : 'scans'}.`);
 }
@@ -391,13 +406,15 @@ async function correctionsOf(scans: Scan[]): Promise<SidecarPage[]> {
   return pages;
 }
 
-/** All pages of its file. Throws while some are still to come: fewer would be taken for all of them. */
+/** All pages of its file. Throws where some are still to come, or cannot be had: fewer would stand for all of them. */
 function allPagesOf(scan: Scan): Scan[] {
   const pages = pagesOf(scan);
   const count = scanOf(scan.first)?.opened?.pages.length ?? 1;
   if (pages.length < count || pages.some(({ state: s }) => s === 'opening')) {
     throw new Error(`pages of ${scan.file.name} are still being opened`);
   }
+  const lost = pages.find(({ updated, opened }) => !updated && !opened?.bilevel);
+  if (lost) throw new Error(`${titleOf(lost)} has no correction: ${lost.error}`);
   return pages;
 }
 
@@ -405,23 +422,25 @@ function allPagesOf(scan: Scan): Scan[] {
 const filesOf = (scans: Scan[]): Scan[] =>
   scans.filter(({ first }, i) => scans.findIndex((one) => one.first === first) === i);
 
-/** One for each file, of all its pages. */
+/** One for each file, of all its pages. What fails is told, the others are saved. */
 export async function saveSidecars(scans: Scan[]): Promise<void> {
-  try {
-    const files: { name: string; blob: Blob }[] = [];
-    for (const scan of filesOf(scans)) {
+  const files: { name: string; blob: Blob }[] = [];
+  const failed: string[] = [];
+  for (const scan of filesOf(scans)) {
+    try {
       const pages = await correctionsOf(allPagesOf(scan));
       const text = sidecarOf(scan.file.name, pages, await worker.call('version'));
       const blob = new Blob([text], { type: 'application/json' });
       if (!(await writeBack(scan.first, pages.length, blob))) files.push({ name: `${scan.file.name}.zep3.json`, blob });
+    } catch (error) {
+      failed.push(reason(error));
     }
-    const names = distinct(files.map(({ name }) => name));
-    if (files.length === 1) return download(files[0]!.blob, names[0]!);
-    if (files.length > 1)
-      download(await zipOf(files.map(({ blob }, i) => ({ name: names[i]!, blob }))), 'corrections.zip');
-  } catch (error) {
-    say(reason(error));
   }
+  const names = distinct(files.map(({ name }) => name));
+  if (files.length === 1) download(files[0]!.blob, names[0]!);
+  if (files.length > 1)
+    download(await zipOf(files.map(({ blob }, i) => ({ name: names[i]!, blob }))), 'corrections.zip');
+  if (failed.length > 0) say(failed.join('. '));
 }
 
 interface Result {
@@ -443,41 +462,56 @@ function resultsOf(scans: Scan[], target: Target): Result[] {
   });
 }
 
-/** Finished pictures: one as a file, several as files or one ZIP. What fails is told, the others are saved. */
-export async function save(scans: Scan[], target: Target, zip: boolean): Promise<void> {
-  if (state.saving) return;
-  const made: { name: string; blob: Blob }[] = [];
-  const failed: string[] = [];
-  let stopped = false;
-  const results = resultsOf(scans, target);
-  for (const [done, result] of results.entries()) {
-    const { file } = result.scans[0]!;
-    change({ saving: { name: file.name, done, count: results.length, share: 0 }, message: '' });
-    try {
-      const pages = await correctionsOf(result.whole ? allPagesOf(result.scans[0]!) : result.scans);
-      if (now().saving === null) throw new Error('stopped');
-      const { blob, extension } = await saver.call('finish', file, pages, target, result.whole);
-      made.push({ name: `${result.name}.${extension}`, blob });
-    } catch (error) {
-      if (now().saving === null) stopped = true;
-      else failed.push(`${file.name}: ${reason(error)}`);
-    }
-    if (stopped) break;
-  }
-  saver.stop(); // its memory is as large as the largest scan
+interface Saved {
+  name: string;
+  blob: Blob;
+}
+
+/** Of what is being saved: a change says that it was stopped, also when another one has begun since. */
+let saveNumber = 0;
+
+async function finished({ name, scans, whole }: Result, target: Target, isStopped: () => boolean): Promise<Saved> {
+  const [scan] = scans;
+  const pages = await correctionsOf(whole ? allPagesOf(scan!) : scans);
+  if (isStopped()) throw new Error('stopped');
+  const { blob, extension } = await saver.call('finish', scan!.file, pages, target, whole);
+  return { name: `${name}.${extension}`, blob };
+}
+
+async function downloadAll(made: Saved[], zip: boolean): Promise<void> {
   const names = distinct(made.map(({ name }) => name));
   const files = made.map(({ blob }, i) => ({ name: names[i]!, blob }));
-  try {
-    if (stopped) failed.unshift('Stopped: nothing was saved');
-    else if (zip && files.length > 1) download(await zipOf(files), 'finished.zip');
-    else for (const { name, blob } of files) download(blob, name);
-  } catch (error) {
-    failed.push(reason(error));
+  if (zip && files.length > 1) return download(await zipOf(files), 'finished.zip');
+  for (const { name, blob } of files) download(blob, name);
+}
+
+/** Finished pictures: one as a file, several as files or one ZIP. What fails is told, the others are saved. */
+export async function save(scans: Scan[], target: Target, zip: boolean): Promise<void> {
+  const corrected = scans.filter(({ updated }) => updated);
+  if (state.saving || corrected.length === 0) return;
+  const own = ++saveNumber;
+  const isStopped = () => own !== saveNumber;
+  const made: Saved[] = [];
+  const failed: string[] = [];
+  const results = resultsOf(corrected, target);
+  for (const [done, result] of results.entries()) {
+    const { name } = result.scans[0]!.file;
+    change({ saving: { name, done, count: results.length, share: 0 }, message: '' });
+    try {
+      made.push(await finished(result, target, isStopped));
+    } catch (error) {
+      failed.push(`${name}: ${reason(error)}`);
+    }
+    if (isStopped()) return;
   }
+  saver.stop(); // its memory is as large as the largest scan
+  await downloadAll(made, zip).catch((error) => failed.push(reason(error)));
+  if (isStopped()) return;
   change({ saving: null, message: failed.join('. ') });
 }
 
 export function stopSaving(): void {
-  change({ saving: null });
+  saveNumber++;
   saver.stop();
+  change({ saving: null, message: 'Stopped: nothing was saved' });
 }

@@ -1,17 +1,19 @@
-// A TIFF that is written strip by strip, page after page: deflate, with differences of neighbours.
+// A TIFF that is written strip by strip, page after page: plain, or by deflate with differences of neighbours.
+import { Packers } from './packers.ts';
 import { Parts } from './parts.ts';
 import { longs, shorts, TAG, written, type Fields } from './tiff_tags.ts';
-import { deflated } from './zlib.ts';
 
 export interface Shape {
   width: number;
   height: number;
   samples: number;
   depth: 1 | 8 | 16;
+  packed: boolean;
 }
 
 const STRIP_BYTES = 1 << 18;
 const LARGEST = 0xffff_ffff;
+const PLAIN = 1;
 const DEFLATE = 8;
 const DIFFERENCES = 2;
 const UNASSOCIATED = 2;
@@ -30,23 +32,32 @@ function difference(strip: Uint8Array<ArrayBuffer>, { width, samples, depth }: S
   }
 }
 
+/** What is made of each; the next one is begun before that of the last is done. */
+async function* aheadByOne<From, To>(all: AsyncIterable<From>, make: (one: From) => Promise<To>): AsyncGenerator<To> {
+  let before: Promise<To> | null = null;
+  for await (const one of all) {
+    const made = make(one);
+    if (before) yield await before;
+    before = made;
+  }
+  if (before) yield await before;
+}
+
+/** To be closed. */
 export class TiffFile {
+  private readonly packers = new Packers();
   private readonly parts = new Parts();
   private size = 8; // behind the head
   private readonly pages: Fields[] = [];
 
   /** lines: pieces of the page from top to bottom, each of whole strips but the last. */
   async add(shape: Shape, fields: Fields, lines: AsyncIterable<Uint8Array<ArrayBuffer>>): Promise<void> {
-    const strip = stripLines(shape) * lineBytes(shape);
     const [offsets, lengths]: number[][] = [[], []];
-    for await (const piece of lines) {
-      const strips: Uint8Array<ArrayBuffer>[] = [];
-      for (let at = 0; at < piece.length; at += strip) strips.push(piece.slice(at, at + strip));
-      for (const one of strips) difference(one, shape);
-      for (const packed of await Promise.all(strips.map(deflated))) {
+    for await (const strips of aheadByOne(lines, (piece) => this.stripsOf(piece, shape))) {
+      for (const strip of strips) {
         offsets!.push(this.size);
-        lengths!.push(packed.length);
-        this.put(packed);
+        lengths!.push(strip.length);
+        this.put(strip);
       }
     }
     this.pages.push(
@@ -57,6 +68,19 @@ export class TiffFile {
         [TAG.stripLengths, longs(...lengths!)],
       ]),
     );
+  }
+
+  private stripsOf(piece: Uint8Array<ArrayBuffer>, shape: Shape): Promise<Uint8Array<ArrayBuffer>[]> {
+    const bytes = stripLines(shape) * lineBytes(shape);
+    const strips: Uint8Array<ArrayBuffer>[] = [];
+    for (let at = 0; at < piece.length; at += bytes) strips.push(piece.slice(at, at + bytes));
+    if (!shape.packed) return Promise.resolve(strips);
+    for (const strip of strips) difference(strip, shape);
+    return Promise.all(strips.map((strip) => this.packers.pack(strip)));
+  }
+
+  close(): void {
+    this.packers.close();
   }
 
   /** Pages point to those behind them: so the last directory is laid first. */
@@ -86,13 +110,13 @@ function layoutOf(shape: Shape): Fields {
     [TAG.width, longs(width)],
     [TAG.height, longs(height)],
     [TAG.bits, shorts(...Array.from({ length: samples }, () => depth))],
-    [TAG.compression, shorts(DEFLATE)],
+    [TAG.compression, shorts(shape.packed ? DEFLATE : PLAIN)],
     [TAG.photometric, shorts(samples < 3 ? 1 : 2)],
     [TAG.samples, shorts(samples)],
     [TAG.rowsPerStrip, longs(stripLines(shape))],
     [TAG.planes, shorts(1)],
   ]);
-  if (depth > 1) fields.set(TAG.predictor, shorts(DIFFERENCES));
+  if (shape.packed && depth > 1) fields.set(TAG.predictor, shorts(DIFFERENCES));
   if (samples % 2 === 0) fields.set(TAG.extraSamples, shorts(UNASSOCIATED));
   return fields;
 }

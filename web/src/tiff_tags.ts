@@ -180,6 +180,7 @@ export interface Directory {
   place: number;
   /** Its page is another one made small. */
   reduced: boolean;
+  packed: boolean;
 }
 
 /** Of all pages of a TIFF. */
@@ -188,8 +189,9 @@ export async function directoriesOf(file: Blob): Promise<Directory[]> {
   if (!reader) return [];
   const found: Directory[] = [];
   for (const place of await reader.places()) {
-    const kind = (await reader.fields(place, (tag) => tag === TAG.reduced)).get(TAG.reduced);
-    found.push({ place, reduced: ((kind?.data[0] ?? 0) & 1) !== 0 });
+    const fields = await reader.fields(place, (tag) => tag === TAG.reduced || tag === TAG.compression);
+    const first = (tag: number) => fields.get(tag)?.data[0];
+    found.push({ place, reduced: ((first(TAG.reduced) ?? 0) & 1) !== 0, packed: (first(TAG.compression) ?? 1) !== 1 });
   }
   return found;
 }

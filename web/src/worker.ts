@@ -194,12 +194,10 @@ function corrected(scan: Scan, gray: boolean, chroma: number): ImageData {
   return toScreen(pixels, scan.smallWidth, format, 8);
 }
 
-/** The profile's colours; what it is of stays as it is for histograms. */
+/** Made the profile's colours: histograms are to be counted before. */
 function seen(image: ImageData, { colours }: Entry): ImageData {
-  if (colours === null) return image;
-  const own = new ImageData(image.data.slice(), image.width);
-  colours(own.data);
-  return own;
+  colours?.(image.data);
+  return image;
 }
 
 async function coloursOf({ container }: Source): Promise<Colours | null> {
@@ -211,10 +209,12 @@ async function coloursOf({ container }: Source): Promise<Colours | null> {
 
 function histogramOf({ data }: ImageData): Histogram {
   const counts = new Uint32Array(768);
-  for (let i = 0; i < data.length; i += 4) {
-    counts[data[i]!]!++;
-    counts[256 + data[i + 1]!]!++;
-    counts[512 + data[i + 2]!]!++;
+  const pixels = new Uint32Array(data.buffer);
+  for (let i = 0; i < pixels.length; i++) {
+    const pixel = pixels[i]!;
+    counts[pixel & 255]!++;
+    counts[256 + ((pixel >> 8) & 255)]!++;
+    counts[512 + ((pixel >> 16) & 255)]!++;
   }
   return counts;
 }
@@ -279,6 +279,7 @@ const calls = {
     const { scan, proposal, fresh } = await prepared(id, settings);
     if ((judge || fresh) && isChanged(settings)) scan.judge();
     const after = corrected(scan, entryOf(id).gray, chromaOf(settings, proposal));
+    const histogram = histogramOf(after);
     return {
       after: seen(after, entryOf(id)),
       kind: scan.kind,
@@ -287,7 +288,7 @@ const calls = {
       plausible: proposal.plausible,
       frame: frameOf(settings, proposal),
       cut: cutFor(settings, proposal, scan.width, scan.height),
-      histogram: histogramOf(after),
+      histogram,
       tables: Uint8Array.from(scan.tables(256), (level) => Math.floor((level + 128) / 257)),
       took: performance.now() - start,
     };

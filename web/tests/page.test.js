@@ -299,6 +299,14 @@ test('where the scan does not tell what it is, the page asks', async () => {
   await page.locator('.thumb').nth(1).click();
   await page.waitForSelector('main[aria-label="breviary.jpg"]');
   assert.equal(await ask.count(), 0);
+  // Whoever has a box of one kind says so once.
+  const other = await sum(page);
+  await page.locator('.thumb').nth(0).click();
+  await press(page, 'All 2 scans are of this kind');
+  await page.locator('.thumb').nth(1).click();
+  await page.waitForSelector('main[aria-label="breviary.jpg"]');
+  assert.equal(await page.getByLabel('Kind of original').inputValue(), 'bw-negative');
+  await changed(page, other);
   await closed(page);
 });
 
@@ -459,6 +467,7 @@ test('a TIFF of 16 bits is opened, finished and saved as one', async () => {
   console.log(`16 bits: ${count} of ${a.pixels.length / 2} samples differ, by ${most} of 65535 at most`);
   assert.ok(most <= 1);
   assert.equal(run('vipsheader', '-f', 'xres', own).trim().slice(0, 4), '11.8');
+  assert.match(run('exiftool', '-s3', '-Compression', own), /Deflate/);
   await closed(page);
 });
 
@@ -523,25 +532,18 @@ test('a scan with a profile is seen in its colours, and keeps its values', async
     const scan = join(temporary, name);
     run('vips', 'copy', sample('roll/1.jpg'), `${scan}[${options}]`);
     const page = await slide(scan);
-    const { width, height } = pixelsOf(scan);
-    const place = [Math.floor(width / 3), Math.floor(height / 2)];
-    const seen = await page.evaluate(([x, y]) => {
-      const canvas = document.querySelector('canvas[aria-label$="before"]');
-      return [...canvas.getContext('2d').getImageData(x, y, 1, 1).data].slice(0, 3);
-    }, place);
     const theirs = join(temporary, 'theirs.png');
     run('vips', 'icc_transform', scan, theirs, 'srgb', '--embedded');
-    const expected = run('vips', 'getpoint', theirs, ...place.map(String))
-      .trim()
-      .split(' ')
-      .map(Number);
-    const stored = run('vips', 'getpoint', scan, ...place.map(String))
-      .trim()
-      .split(' ')
-      .map(Number);
-    console.log(`${name}: stored ${stored}, seen ${seen}, expected ${expected}`);
-    assert.ok(expected.some((value, i) => Math.abs(value - stored[i]) > 4));
-    expected.forEach((value, i) => assert.ok(Math.abs(value - seen[i]) <= 2));
+    const some = ({ pixels }) => pixels.filter((_, i) => Math.floor(i / 3) % 23 === 0);
+    const [stored, expected] = [some(pixelsOf(scan)), some(pixelsOf(theirs))];
+    const seen = await page.evaluate(() => {
+      const canvas = document.querySelector('canvas[aria-label$="before"]');
+      const { data } = canvas.getContext('2d').getImageData(0, 0, canvas.width, canvas.height);
+      return [...data.filter((_, i) => i % 4 < 3 && Math.floor(i / 4) % 23 === 0)];
+    });
+    const [plain, { most, mean }] = [differences(stored, expected), differences(seen, expected)];
+    console.log(`${name}: ${mean.toFixed(2)} from its colours, ${most} at most; as stored ${plain.mean.toFixed(2)}`);
+    assert.ok(plain.mean > 3 && mean < 0.3 && most <= 2);
     await closed(page);
   }
 });
@@ -643,6 +645,7 @@ test('pages of black and white stay, and those made small go with the page befor
     assert.equal(differences(a.pixels, b.pixels).count, 0, `page ${number}`);
   }
   assert.equal(run('exiftool', '-s3', '-IFD2:BitsPerSample', own).trim(), '1');
+  assert.equal(run('exiftool', '-s3', '-Compression', own).trim(), 'Uncompressed'); // as the scan
   await closed(page);
 
   // One picture, and that made small: one scan, and both pages are saved.
@@ -652,6 +655,45 @@ test('pages of black and white stay, and those made small go with the page befor
   const both = await saved(single, 'Save picture');
   assert.equal(pixelsOf(`${both}[page=1]`).width, small.width);
   await closed(single);
+});
+
+test('a page of black and white keeps its size where another one is cropped', async () => {
+  const scan = join(temporary, 'cropped.tif');
+  const stripes = { width: 104, height: 60, bits: 1, samples: 1, data: Buffer.alloc(13 * 60, 0b10110010) };
+  const strip = pixelsOf(sample('strip.jpg'));
+  writeFileSync(scan, tiffOf([stripes, { bits: 8, samples: 3, ...strip, data: strip.pixels }]));
+  run('exiftool', '-q', '-overwrite_original', '-ExifImageWidth=104', '-ExifImageHeight=60', scan);
+  const page = await slide(scan);
+  await page.locator('.thumb').nth(1).click();
+  await page.waitForSelector('canvas[aria-label="cropped.tif, page 2, after"]');
+  await choose(page, 'negative');
+  await page.getByLabel('Crop to the picture').check();
+  await page.waitForSelector('.frame .outside');
+  const own = await saved(page, 'Save picture');
+  assert.ok(pixelsOf(`${own}[page=1]`).width < strip.width);
+  assert.equal(run('exiftool', '-s3', '-ExifImageWidth', '-ExifImageHeight', own).trim(), '104\n60');
+  await closed(page);
+});
+
+test('pages of which one cannot be opened are not saved as if they were all', async () => {
+  const scan = join(temporary, 'lost.tif');
+  const whole = pixelsOf(sample('roll/1.jpg'));
+  const picture = { bits: 8, samples: 3, ...whole, data: whole.pixels };
+  writeFileSync(scan, tiffOf([picture, { ...picture, compression: 999 }]));
+  const page = await slide(scan, sample('roll/2.jpg'));
+  await page.locator('.thumb').nth(2).waitFor();
+  await settled(page);
+  const told = page.getByText(/lost\.tif, page 2 has no correction: the file is damaged/);
+  await press(page, 'Save correction');
+  await told.waitFor();
+  await slider(page, 'exposure', 0.5);
+  await press(page, 'Save picture');
+  await told.waitFor();
+  // The other file is saved.
+  assert.match(await saved(page, 'All corrections'), /2\.jpg\.zep3\.json$/);
+  await page.getByLabel('Save as').selectOption('jpeg');
+  assert.match(await saved(page, 'Save picture'), /lost-1-finished\.jpg$/);
+  await closed(page);
 });
 
 test('where a part of the page ends for want of memory, it is told, and the scans stay', async () => {
@@ -758,6 +800,35 @@ test('the program serves the page and a folder, and takes corrections back', asy
   assert.deepEqual(await once(server, 'exit'), [0, null]);
 });
 
+test('the page tells how far it is, and does not freeze, while large scans are opened and saved', async () => {
+  const jpeg = twelveMegapixels();
+  const deep = join(temporary, 'large-deep.tif');
+  run('vips', 'linear', jpeg, join(temporary, 'large.v'), '256', '11');
+  run('vips', 'cast', join(temporary, 'large.v'), join(temporary, 'large-cast.v'), 'ushort');
+  run('vips', 'copy', join(temporary, 'large-cast.v'), deep, '--interpretation', 'rgb16');
+  for (const scan of [jpeg, deep]) {
+    const page = await openPage(context, site.address);
+    await page.evaluate(() => {
+      window.freezes = [];
+      window.shares = new Set();
+      new PerformanceObserver((list) => window.freezes.push(...list.getEntries().map((one) => one.duration))).observe({
+        entryTypes: ['longtask'],
+      });
+      new MutationObserver(() => {
+        const told = document.querySelector('progress');
+        if (told) window.shares.add(told.value);
+      }).observe(document.body, { subtree: true, childList: true, attributes: true });
+    });
+    await addScans(page, scan);
+    await saved(page, 'Save picture');
+    const [longest, shares] = await page.evaluate(() => [Math.max(0, ...window.freezes), [...window.shares]]);
+    console.log(`${scan.replace(/^.*\//, '')}: the longest task of the page took ${longest} ms`);
+    assert.ok(longest < 500); // 100 where nothing else runs; decoding or correcting on the page itself takes seconds
+    assert.ok(shares.length > 4 && shares.every((share, i) => i === 0 || share > shares[i - 1]), `${shares}`);
+    await closed(page);
+  }
+});
+
 test('saving stops when it is asked to', async () => {
   const page = await openPage(context, site.address, twelveMegapixels());
   await page.getByRole('button', { name: 'Save picture' }).click();
@@ -765,6 +836,77 @@ test('saving stops when it is asked to', async () => {
   await page.getByText('Stopped: nothing was saved').waitFor();
   await page.getByRole('button', { name: 'Save picture' }).waitFor();
   await page.close();
+});
+
+test('a folder that is dropped brings its scans, in their order, and nothing else', async () => {
+  const folder = join(temporary, 'box');
+  mkdirSync(join(folder, 'second', '.thumbnails'), { recursive: true });
+  for (const [from, to] of [
+    ['roll/1.jpg', '10.jpg'],
+    ['roll/2.jpg', '9.JPG'],
+    ['roll/3.jpg', 'second/11.jpg'],
+    ['roll/3.jpg', 'second/.thumbnails/11.jpg'],
+    ['roll/4.jpg', '.4.jpg'],
+    ['README.md', 'about.txt'],
+  ]) {
+    copyFileSync(sample(from), join(folder, to));
+  }
+  const page = await openPage(context, site.address);
+  const session = await context.newCDPSession(page);
+  const data = { items: [], files: [folder], dragOperationsMask: 1 };
+  for (const type of ['dragEnter', 'dragOver', 'drop']) {
+    await session.send('Input.dispatchDragEvent', { type, x: 600, y: 400, data });
+  }
+  await page.locator('.thumb').nth(2).waitFor();
+  await settled(page);
+  const titles = await page.locator('.thumb').evaluateAll((all) => all.map((one) => one.title.split(':')[0]));
+  assert.deepEqual(titles, ['9.JPG', '10.jpg', '11.jpg']);
+  // All of them as files.
+  await page.getByLabel('All in one ZIP').uncheck();
+  const names = [];
+  page.on('download', (download) => names.push(download.suggestedFilename()));
+  await press(page, 'Save all 3');
+  while (names.length < 3) await page.waitForTimeout(50);
+  assert.deepEqual(names.sort(), ['10-finished.jpg', '11-finished.jpg', '9-finished.jpg']);
+  await closed(page);
+});
+
+test('what was found is told in sentences, and the evidence is folded below', async () => {
+  const page = await slide(sample('strip.jpg'));
+  await choose(page, 'negative');
+  await page.getByText('Good: nothing speaks against the result.').waitFor();
+  const told = page.getByRole('region', { name: 'What was found' });
+  await told.getByText("The colour of the film's base was measured at its clear border.").waitFor();
+  const table = told.locator('table');
+  assert.equal(await table.isVisible(), false);
+  await told.getByText('Evidence', { exact: true }).click();
+  assert.ok((await table.locator('tr').count()) > 5);
+  // As a print it cannot be right, which is said.
+  await choose(page, 'photo');
+  await page.getByText('Please look at the result.').waitFor();
+  assert.ok((await told.locator('li.against').count()) > 0);
+  await closed(page);
+});
+
+test('what was stopped does not go on beside what is saved next', async () => {
+  const page = await openPage(context, site.address, sample('slide-faded.jpg'));
+  const names = [];
+  page.on('download', (download) => names.push(download.suggestedFilename()));
+  await page.evaluate(async () => {
+    const press = (key) => document.body.dispatchEvent(new KeyboardEvent('keydown', { key, bubbles: true }));
+    const stop = () => [...document.querySelectorAll('button')].find(({ textContent }) => textContent === 'Stop');
+    for (let i = 0; i < 6; i++) press('.'); // what keeps the worker busy
+    press('w');
+    while (!stop()) await Promise.resolve();
+    stop().click();
+    press('w');
+  });
+  await page.waitForFunction(() => !document.querySelector('.saving'));
+  while (names.length === 0) await page.waitForTimeout(20);
+  await saved(page, 'Save correction'); // comes behind whatever else is saved
+  assert.deepEqual(names, ['slide-faded-finished.jpg', 'slide-faded.jpg.zep3.json']);
+  assert.equal(await page.locator('.message').textContent(), '');
+  await closed(page);
 });
 
 test('a broken file is told, and the others open', async () => {

@@ -49,18 +49,18 @@ export function twelveMegapixels() {
   return scan;
 }
 
-/** A plain TIFF of these pages, { width, height, bits, samples, data }; reduced: another page made small. */
+/** A TIFF of these pages, { width, height, bits, samples, data }; reduced: another page made small. Plain, or said to be packed. */
 export function tiffOf(pages) {
   const parts = [Buffer.from([0x49, 0x49, 42, 0, 0, 0, 0, 0])];
   let size = 8;
   let link = parts[0].subarray(4); // what points to the next page
-  for (const { width, height, bits, samples, data, reduced } of pages) {
+  for (const { width, height, bits, samples, data, reduced, compression = 1 } of pages) {
     const fields = [
       [254, 4, reduced ? 1 : 0],
       [256, 4, width],
       [257, 4, height],
       [258, 3, bits],
-      [259, 3, 1],
+      [259, 3, compression],
       [262, 3, samples === 3 ? 2 : 1],
       [273, 4, size],
       [277, 3, samples],
