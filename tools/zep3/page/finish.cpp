@@ -24,7 +24,8 @@ std::vector<uint16_t> SameValues(size_t entries) {
 }
 
 // Programs that read choose one level for a page, below which everything is ink: light text lies above it beside black.
-// Strokes that become gray are darkened by this power; pictures keep their grays.
+// Strokes that become gray are darkened by this power; pictures keep their grays. Not in scans as small as a pre-scan:
+// their letters are a pixel apart, and would run together.
 constexpr double kReadingPower = 1.3;
 
 void DarkenStrokes(ZEP3_PARA& para, ZEP3_SURFACE& surface) {
@@ -45,7 +46,9 @@ class Finish {
       m_paper = correction.paper->Scaled(shape.width, shape.height, scale.across, scale.down);
       ZEP3_PARA para = correction.record.para;
       ZEP3_SURFACE surface = m_paper->Record();
-      if (corrected.gray) DarkenStrokes(para, surface);
+      const auto scanWidth = static_cast<int64_t>(static_cast<double>(shape.width) * scale.across);
+      const auto scanHeight = static_cast<int64_t>(static_cast<double>(shape.height) * scale.down);
+      if (corrected.gray && GetZEP3PrescanShrink(scanWidth, scanHeight) > 1) DarkenStrokes(para, surface);
       const int64_t entries = shape.deep ? int64_t{ZEP3_PAGE_ENTRIES_16} : int64_t{ZEP3_PAGE_ENTRIES_8};
       m_table.resize(static_cast<size_t>(7 * entries));
       if (!MakeZEP3PageLUT(&para, &surface, entries, m_table.data())) {
