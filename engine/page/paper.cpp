@@ -252,13 +252,43 @@ bool HoldsMost(const Box& box, std::span<const uint32_t> cells, int columns) {
   return 2 * static_cast<size_t>(within) > cells.size();
 }
 
+// Whether a few cells are hardly other than the paper around them.
+bool IsSpeck(const Ground& ground, const Mask& paper, std::span<const uint32_t> cells, const Box& box) {
+  constexpr int kAround = 2; // cells
+  Colour sum = {};
+  float count = 0.0F;
+  for (int row = std::max(box.top - kAround, 0); row < std::min(box.bottom + kAround, paper.rows); row++) {
+    for (int column = std::max(box.left - kAround, 0); column < std::min(box.right + kAround, paper.columns);
+         column++) {
+      if (paper.At(row, column) == 0) continue;
+      for (size_t c = 0; c < 3; c++) sum[c] += ground.ln.At(row, column)[c];
+      count++;
+    }
+  }
+  return std::all_of(cells.begin(), cells.end(), [&](uint32_t at) {
+    for (size_t c = 0; c < 3; c++) {
+      if (std::fabs(count * ground.ln.cells[at][c] - sum[c]) >= count * kForetoldSmall) return false;
+    }
+    return true;
+  });
+}
+
 // What is not paper, and pictures as whole boxes. Those that run off the scan are added to the sheet. What surrounds
-// the paper's main region is no picture, but a lid or a frame.
-Mask FindObjects(const Mask& paper, std::span<const uint32_t> main, Mask& sheet) {
-  sheet = paper;
+// the paper's main region is no picture, but a lid or a frame. Specks become paper: JPEG keeps colour more coarsely
+// than strokes, so that a dyed sheet's fades beside them, within a cell or two.
+Mask FindObjects(const Ground& ground, std::span<const uint32_t> main, Mask& paper, Mask& sheet) {
   Mask other(paper.rows, paper.columns);
   for (size_t i = 0; i < other.Size(); i++) other.cells[i] = paper.cells[i] == 0;
   const Regions components = Connected(other);
+  for (size_t label = 1; label < components.Labels(); label++) {
+    const std::span<const uint32_t> cells = components.Cells(label);
+    if (cells.size() > kSmall || !IsSpeck(ground, paper, cells, BoxAround(cells, paper))) continue;
+    for (const uint32_t at : cells) {
+      paper.cells[at] = 1;
+      other.cells[at] = 0;
+    }
+  }
+  sheet = paper;
   for (size_t label = 1; label < components.Labels(); label++) {
     const std::span<const uint32_t> cells = components.Cells(label);
     if (cells.size() < kObject) continue;
@@ -340,7 +370,7 @@ void Lay(const Ground& ground, const Mask& smooth, const Mask& fold, Paper& foun
     if (AddFolds(fold, found.paper)) addForetold();
   }
   found.lid = FindLid(ground, regions, main, found.paper);
-  found.object = FindObjects(found.paper, regions.Cells(main), found.sheet);
+  found.object = FindObjects(ground, regions.Cells(main), found.paper, found.sheet);
   found.known = found.paper;
   size_t known = 0;
   for (size_t i = 0; i < found.known.Size(); i++) {
@@ -385,7 +415,8 @@ Paper FindPaper(const Ground& ground) {
   }
   fold = LongParts(Grown(fold)); // a line without gaps
   for (size_t i = 0; i < fold.Size(); i++) {
-    if (edges.edge.cells[i] >= kFoldRough) fold.cells[i] = 0;
+    const float most = std::min(kFoldRough, std::max(found.step, kFoldStepped * edges.fold.cells[i]));
+    if (edges.edge.cells[i] >= most) fold.cells[i] = 0;
   }
   const auto smooth = [&] {
     Mask cells(edge.rows, edge.columns);

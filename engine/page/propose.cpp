@@ -118,6 +118,19 @@ bool IsDyed(const Lie& lie, const Colour& sheet) {
   return tint > kDyed || std::fabs(red - green) > kDyedOffLamps;
 }
 
+// Whether pictures and boxes have colours of their own, beside the sheet's that lies in all of them: what is gray on a
+// dyed sheet was printed in black.
+bool AreObjectsColoured(const Ground& ground, const Paper& paper, const Surface& surface) {
+  Histogram tints(0.0F, 1.0F);
+  for (size_t i = 0; i < paper.object.Size(); i++) {
+    if (paper.object.cells[i] == 0) continue;
+    Colour d = ground.ln.cells[i];
+    for (size_t c = 0; c < 3; c++) d[c] -= std::log(std::max(surface.level.cells[i][c], kDarkest));
+    tints.Add(std::max({d[0], d[1], d[2]}) - std::min({d[0], d[1], d[2]}));
+  }
+  return tints.ShareAbove(kObjectsTint) > kObjectsTinted;
+}
+
 // How sure it is that the paper is what was taken for it: by the share of the page, less where that is noisy.
 double ConfidenceOf(const Figures& figures) {
   const double share = Ramp(figures.known, kPaperLeast, kPaperSure);
@@ -231,7 +244,8 @@ std::optional<Checks> Propose(const ZEP3_BmpInfo& image, const Request& request,
     }
     out.dObjectShadow = std::pow(objects.in / strokes.in, toDisplay);
     out.dObjectGamma = objects.gamma / strokes.gamma;
-    const bool tinted = para.wSubMode == ZEP3_SUB_BACKGROUND_REMOVAL && coloured && !ground.reverse;
+    const bool tinted = para.wSubMode == ZEP3_SUB_BACKGROUND_REMOVAL && coloured && !ground.reverse &&
+                        AreObjectsColoured(ground, paper, surface);
     const double toScan = PowerFor(out.lScanGamma);
     for (size_t c = 0; c < 3; c++) {
       out.dObjectTint[c] = tinted ? std::pow(static_cast<double>(sheet[c] / lightest), toScan) : 1.0;

@@ -31,9 +31,10 @@ inline constexpr double kAround = 3.0; // cells, standard deviation
 inline constexpr float kStep = 0.05F;
 inline constexpr float kStepMost = 0.12F;
 inline constexpr float kGrainSteps = 5.0F;
-inline constexpr float kFold = 0.06F;      // ln that its bottom lies below both sides
-inline constexpr double kFoldLeast = 0.2;  // of the page's height or width that it runs along
-inline constexpr float kFoldRough = 0.08F; // ln of edges that stains leave there; bars that are printed have more
+inline constexpr float kFold = 0.06F;       // ln that its bottom lies below both sides
+inline constexpr double kFoldLeast = 0.2;   // of the page's height or width that it runs along
+inline constexpr float kFoldRough = 0.08F;  // ln of edges that stains leave there; bars that are printed have more
+inline constexpr float kFoldStepped = 0.7F; // of its depth, at a step: a printed bar has all of it, slopes have none
 
 // The paper: large, light, written on. A region without ink counts this share of one with plenty, which is a third of
 // its cells; light counts by this power, and by so much more where nothing is written: of two blank things the paper is
@@ -170,6 +171,10 @@ inline constexpr double kDyedOffLamps = 0.12;
 // Of warm sheets yellow ones are dyed, not brownish ones: ln red over green is less of green over blue.
 inline constexpr double kDyedWarm = 0.2;
 inline constexpr double kDyedYellow = 0.25;
+// Pictures and boxes on it have colours where so much of their cells differ from a gray on it by so much of ln, from
+// one channel to another. Gray bars have 0.03, at their rims more.
+inline constexpr double kObjectsTint = 0.1;
+inline constexpr double kObjectsTinted = 0.1;
 
 // ---- what is told ----
 

@@ -241,6 +241,34 @@ TEST(Page, APictureInTheFoldStays) {
   }
 }
 
+// A bar as high as the ground of a fold is level lies below both sides as a fold does, but with steps. On a dyed sheet
+// what is gray was printed in black, and comes out gray.
+TEST(Page, GrayBarsStayGray) {
+  for (const Pixel& paper : {Pixel{240, 240, 240}, Pixel{248, 214, 219}}) {
+    Page page(ZEP3_SUB_BACKGROUND_REMOVAL, {}, 0);
+    const auto isBar = [](int x, int y) { return x >= 60 && x < 580 && y >= 20 && y < 44; };
+    page.Fill([&](int x, int y, int c) {
+      return paper[static_cast<size_t>(c)] * (IsText(x, y) ? 0.12 : isBar(x, y) ? 0.93 : 1.0);
+    });
+    page.Finish();
+    for (const int x : {80, 200, 320, 440, 560}) {
+      for (int c = 0; c < 3; c++) EXPECT_NEAR(page.scan.Level(x, 32, c), 0.93 * 255.0, 8.0) << paper[1] << " " << x;
+    }
+  }
+}
+
+// A dyed sheet whose colour has faded over two cells, as JPEG does beside strokes.
+TEST(Page, SpecksOfPaperAreNoPictures) {
+  Page page(ZEP3_SUB_BACKGROUND_REMOVAL, {}, 0);
+  const Pixel yellow = {250, 239, 175}, faded = {245, 234, 185};
+  const auto isFaded = [](int x, int y) { return x >= 400 && x < 416 && y >= 200 && y < 216; };
+  page.Fill([&](int x, int y, int c) {
+    return (isFaded(x, y) ? faded : yellow)[static_cast<size_t>(c)] * (IsText(x, y) ? 0.12 : 1.0);
+  });
+  page.Finish();
+  EXPECT_GE(page.Range(2, [](int x, int y) { return x >= 380 && x < 440 && y >= 180 && y < 240; }).first, 250);
+}
+
 // Whitening takes the soft edges of a pale box: that is no lost stroke.
 TEST(Page, PaleBoxesAreNoLostMarks) {
   Page page(ZEP3_SUB_BACKGROUND_REMOVAL, {}, 0);
