@@ -218,6 +218,12 @@ TEST_F(Pages, GrayDarkensLightStrokes) {
     EXPECT_GT(light, 60);
     EXPECT_NEAR(at(gray, 962, 87), 255 * std::pow(light / 255, 1.3), 8);
   }
+  // Letters of a scan that is no larger than a pre-scan would run together.
+  Save(Gray(sheet).shrink(2, 2).cast(VIPS_FORMAT_UCHAR), "small.png");
+  ExpectDone("-k background small.png -o plain.png");
+  ExpectDone("-k background --gray small.png -o gray/");
+  EXPECT_EQ(Load("gray/small.png").subtract(Load("plain.png")).abs().max(), 0);
+  EXPECT_LT(Load("gray/small.png").getpoint(481, 43)[0], 230);
 }
 
 } // namespace
