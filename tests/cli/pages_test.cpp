@@ -1,7 +1,5 @@
 // Documents as a user finishes them: evened by their paper's surface by every way that pixels take, repeated, by tables
 // alone, as gray.
-#include <cmath>
-
 #include "page/encoding.h"
 #include "program.h"
 
@@ -191,39 +189,6 @@ TEST_F(Pages, GrayIsTheResultsLuma) {
     if (!file.ends_with("ppm")) EXPECT_EQ(FindEncoding(gray, {}, {}).input, ZEP3_GAMMA_SRGB_CURVE);
   }
   EXPECT_TRUE(Read("gray/scan.ppm").starts_with("P5"));
-}
-
-// Light strokes are darker in gray than their luma, whether the scan was gray or not; black ones, paper and pictures
-// are their luma.
-TEST_F(Pages, GrayDarkensLightStrokes) {
-  VImage sheet = Sheet();
-  const VImage isLight = (sheet[1] < 100) & (VImage::xyz(kPageWidth, kPageHeight)[0] > 700);
-  sheet = isLight.ifthenelse(sheet * 0.5 + std::vector<double>{100, 95, 83}, sheet).cast(VIPS_FORMAT_UCHAR);
-  Save(sheet, "page.png");
-  Save(Gray(sheet), "one.png");
-  ExpectDone("-k background page.png -o colours.png");
-  ExpectDone("-k background one.png -o own.png");
-  ExpectDone("-k background --gray page.png one.png -o gray/");
-  const VImage colours = Load("colours.png");
-  const VImage luma = colours[0] * 0.2126 + colours[1] * 0.7152 + colours[2] * 0.0722;
-  const struct {
-    VImage gray, luma;
-  } cases[] = {{Load("gray/page.png")[0], luma}, {Load("gray/one.png")[0], Load("own.png")[0]}};
-  for (const auto& [gray, before] : cases) {
-    const auto at = [](const VImage& image, int x, int y) { return image.getpoint(x, y)[0]; };
-    EXPECT_NEAR(at(gray, 600, 30), at(before, 600, 30), 1);   // paper
-    EXPECT_NEAR(at(gray, 360, 340), at(before, 360, 340), 3); // the picture
-    EXPECT_NEAR(at(gray, 98, 87), at(before, 98, 87), 8);     // a black stroke
-    const double light = at(before, 962, 87);
-    EXPECT_GT(light, 60);
-    EXPECT_NEAR(at(gray, 962, 87), 255 * std::pow(light / 255, 1.3), 8);
-  }
-  // Letters of a scan that is no larger than a pre-scan would run together.
-  Save(Gray(sheet).shrink(2, 2).cast(VIPS_FORMAT_UCHAR), "small.png");
-  ExpectDone("-k background small.png -o plain.png");
-  ExpectDone("-k background --gray small.png -o gray/");
-  EXPECT_EQ(Load("gray/small.png").subtract(Load("plain.png")).abs().max(), 0);
-  EXPECT_LT(Load("gray/small.png").getpoint(481, 43)[0], 230);
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 #include "page/finish.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <iterator>
 #include <memory>
@@ -23,19 +22,6 @@ std::vector<uint16_t> SameValues(size_t entries) {
   return table;
 }
 
-// Programs that read choose one level for a page, below which everything is ink: light text lies above it beside black.
-// Strokes that become gray are darkened by this power; pictures keep their grays. Not in scans as small as a pre-scan:
-// their letters are a pixel apart, and would run together.
-constexpr double kReadingPower = 1.3;
-
-void DarkenStrokes(ZEP3_PARA& para, ZEP3_SURFACE& surface) {
-  if (surface.lFound != ZEP3_SURFACE_PAPER) return;
-  for (ZEP3_POINTS& points : para.ic.ch) {
-    points.lGamma = std::llround(static_cast<double>(points.lGamma) / kReadingPower);
-  }
-  surface.dObjectGamma *= kReadingPower;
-}
-
 // What an image of a scan is sent through. Of any thread.
 class Finish {
  public:
@@ -44,14 +30,10 @@ class Finish {
     const Correction& correction = corrected.correction;
     if (correction.paper) {
       m_paper = correction.paper->Scaled(shape.width, shape.height, scale.across, scale.down);
-      ZEP3_PARA para = correction.record.para;
-      ZEP3_SURFACE surface = m_paper->Record();
-      const auto scanWidth = static_cast<int64_t>(static_cast<double>(shape.width) * scale.across);
-      const auto scanHeight = static_cast<int64_t>(static_cast<double>(shape.height) * scale.down);
-      if (corrected.gray && GetZEP3PrescanShrink(scanWidth, scanHeight) > 1) DarkenStrokes(para, surface);
+      const ZEP3_SURFACE surface = m_paper->Record();
       const int64_t entries = shape.deep ? int64_t{ZEP3_PAGE_ENTRIES_16} : int64_t{ZEP3_PAGE_ENTRIES_8};
       m_table.resize(static_cast<size_t>(7 * entries));
-      if (!MakeZEP3PageLUT(&para, &surface, entries, m_table.data())) {
+      if (!MakeZEP3PageLUT(&correction.record.para, &surface, entries, m_table.data())) {
         throw Failure("not enough memory for the tables");
       }
       if (m_chroma != 1) m_asIs = SameValues(shape.deep ? 65536 : 256);

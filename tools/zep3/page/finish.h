@@ -12,7 +12,7 @@ struct Scale {
 };
 
 // The corrected image, to be computed as it is written. Bands behind the colours pass through. Gray scans have no
-// chroma, and are not converted where the result is to be gray.
+// chroma, and are as they are where the result is to be gray.
 vips::VImage ApplyCorrection(const vips::VImage& image, const CorrectedPage& corrected, const Scale& scale = {});
 
 // True when ApplyCorrection only changes the values of red, green and blue, each by itself or by its place.
