@@ -18,7 +18,11 @@ mount -t proc proc "$root/proc"
 trap 'umount "$root/proc"' EXIT
 
 # Without standard input, which holds the names of the tests that are still to come.
-in_root() { chroot "$root" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 TMPDIR=/tmp "$@" </dev/null; }
+# Without the compiler launchers of the machine outside, which the root has not.
+in_root() {
+  chroot "$root" env -u CMAKE_C_COMPILER_LAUNCHER -u CMAKE_CXX_COMPILER_LAUNCHER DEBIAN_FRONTEND=noninteractive \
+    LC_ALL=C.UTF-8 TMPDIR=/tmp "$@" </dev/null
+}
 install() { in_root apt-get install -q -y --no-install-recommends "$@" >"$root.log" 2>&1 || { tail -n 40 "$root.log"; exit 1; }; }
 in_root apt-get update -q >"$root.log"
 
