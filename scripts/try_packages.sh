@@ -17,8 +17,8 @@ echo 'deb [trusted=yes] file:/packages ./' >"$root/etc/apt/sources.list.d/zep3.l
 mount -t proc proc "$root/proc"
 trap 'umount "$root/proc"' EXIT
 
-# Without standard input, which holds the names of the tests that are still to come.
-# Without the compiler launchers of the machine outside, which the root has not.
+# Without standard input, which holds the names of the tests that are still to come, and without the compiler launchers
+# of the machine outside, which the root has not.
 in_root() {
   chroot "$root" env -u CMAKE_C_COMPILER_LAUNCHER -u CMAKE_CXX_COMPILER_LAUNCHER DEBIAN_FRONTEND=noninteractive \
     LC_ALL=C.UTF-8 TMPDIR=/tmp "$@" </dev/null

@@ -206,6 +206,12 @@ Regions Connected(const Mask& mask) {
   return regions;
 }
 
+Mask Inverted(const Mask& mask) {
+  Mask inverted(mask.rows, mask.columns);
+  for (size_t i = 0; i < mask.Size(); i++) inverted.cells[i] = mask.cells[i] == 0;
+  return inverted;
+}
+
 Mask Grown(const Mask& mask) {
   Mask across = mask, grown = mask;
   const auto columns = static_cast<size_t>(mask.columns);

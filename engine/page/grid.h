@@ -72,6 +72,9 @@ Regions Connected(const Mask& mask);
 // Cells next to the mask's (8 neighbours) and its own.
 Mask Grown(const Mask& mask);
 
+// What is not in it.
+Mask Inverted(const Mask& mask);
+
 // Of the cells at the grid's edge, those of the mask.
 double ShareOfBorder(const Mask& mask);
 

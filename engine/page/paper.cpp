@@ -273,21 +273,20 @@ bool IsSpeck(const Ground& ground, const Mask& paper, std::span<const uint32_t> 
   });
 }
 
-// What is not paper, and pictures as whole boxes. Those that run off the scan are added to the sheet. What surrounds
-// the paper's main region is no picture, but a lid or a frame. Specks become paper: JPEG keeps colour more coarsely
-// than strokes, so that a dyed sheet's fades beside them, within a cell or two.
-Mask FindObjects(const Ground& ground, std::span<const uint32_t> main, Mask& paper, Mask& sheet) {
-  Mask other(paper.rows, paper.columns);
-  for (size_t i = 0; i < other.Size(); i++) other.cells[i] = paper.cells[i] == 0;
-  const Regions components = Connected(other);
+// Specks become paper: JPEG keeps colour more coarsely than strokes, so that a dyed sheet's fades beside them, within a
+// cell or two. `components`: of what is not paper.
+void AddSpecks(const Ground& ground, const Regions& components, Mask& paper) {
   for (size_t label = 1; label < components.Labels(); label++) {
     const std::span<const uint32_t> cells = components.Cells(label);
     if (cells.size() > kSmall || !IsSpeck(ground, paper, cells, BoxAround(cells, paper))) continue;
-    for (const uint32_t at : cells) {
-      paper.cells[at] = 1;
-      other.cells[at] = 0;
-    }
+    for (const uint32_t at : cells) paper.cells[at] = 1;
   }
+}
+
+// What is not paper, and pictures as whole boxes. Those that run off the scan are added to the sheet. What surrounds
+// the paper's main region is no picture, but a lid or a frame. `components`: of what is not paper, specks among them.
+Mask FindObjects(const Mask& paper, const Regions& components, std::span<const uint32_t> main, Mask& sheet) {
+  Mask other = Inverted(paper);
   sheet = paper;
   for (size_t label = 1; label < components.Labels(); label++) {
     const std::span<const uint32_t> cells = components.Cells(label);
@@ -370,7 +369,9 @@ void Lay(const Ground& ground, const Mask& smooth, const Mask& fold, Paper& foun
     if (AddFolds(fold, found.paper)) addForetold();
   }
   found.lid = FindLid(ground, regions, main, found.paper);
-  found.object = FindObjects(ground, regions.Cells(main), found.paper, found.sheet);
+  const Regions components = Connected(Inverted(found.paper));
+  AddSpecks(ground, components, found.paper);
+  found.object = FindObjects(found.paper, components, regions.Cells(main), found.sheet);
   found.known = found.paper;
   size_t known = 0;
   for (size_t i = 0; i < found.known.Size(); i++) {

@@ -111,8 +111,7 @@ Surface MeasureSurface(const Planes& planes, const Levels& levels, const Ground&
   Surface surface = {Filled(local, paper.known), paper.known, paper.known};
   Blur(surface.level, kSmooth);
 
-  Mask large(rows, columns);
-  for (size_t i = 0; i < large.Size(); i++) large.cells[i] = paper.known.cells[i] == 0;
+  Mask large = Inverted(paper.known);
   const Regions regions = Connected(large);
   for (size_t label = 1; label < regions.Labels(); label++) {
     if (regions.Cells(label).size() >= kSmall) continue;

@@ -424,7 +424,7 @@ const filesOf = (scans: Scan[]): Scan[] =>
 
 /** One for each file, of all its pages. What fails is told, the others are saved. */
 export async function saveSidecars(scans: Scan[]): Promise<void> {
-  const files: { name: string; blob: Blob }[] = [];
+  const files: Saved[] = [];
   const failed: string[] = [];
   for (const scan of filesOf(scans)) {
     try {
@@ -436,16 +436,13 @@ export async function saveSidecars(scans: Scan[]): Promise<void> {
       failed.push(reason(error));
     }
   }
-  const names = distinct(files.map(({ name }) => name));
-  if (files.length === 1) download(files[0]!.blob, names[0]!);
-  if (files.length > 1)
-    download(await zipOf(files.map(({ blob }, i) => ({ name: names[i]!, blob }))), 'corrections.zip');
+  await downloadAll(files, 'corrections.zip').catch((error) => failed.push(reason(error)));
   if (failed.length > 0) say(failed.join('. '));
 }
 
 interface Result {
   name: string;
-  scans: Scan[];
+  scan: Scan;
   /** All pages of a file as one TIFF. */
   whole: boolean;
 }
@@ -458,7 +455,7 @@ function resultsOf(scans: Scan[], target: Target): Result[] {
     const several = pagesOf(scan).length > 1;
     const name = several && !isTiff ? `${stem}-${scan.page + 1}-finished` : `${stem}-finished`;
     const whole = isTiff && (scan.opened?.pageCount ?? 1) > 1;
-    return { name, scans: whole ? pagesOf(scan) : [scan], whole };
+    return { name, scan, whole };
   });
 }
 
@@ -470,18 +467,18 @@ interface Saved {
 /** Of what is being saved: a change says that it was stopped, also when another one has begun since. */
 let saveNumber = 0;
 
-async function finished({ name, scans, whole }: Result, target: Target, isStopped: () => boolean): Promise<Saved> {
-  const [scan] = scans;
-  const pages = await correctionsOf(whole ? allPagesOf(scan!) : scans);
+async function finished({ name, scan, whole }: Result, target: Target, isStopped: () => boolean): Promise<Saved> {
+  const pages = await correctionsOf(whole ? allPagesOf(scan) : [scan]);
   if (isStopped()) throw new Error('stopped');
-  const { blob, extension } = await saver.call('finish', scan!.file, pages, target, whole);
+  const { blob, extension } = await saver.call('finish', scan.file, pages, target, whole);
   return { name: `${name}.${extension}`, blob };
 }
 
-async function downloadAll(made: Saved[], zip: boolean): Promise<void> {
+/** Several as one ZIP of that name, where there is one. */
+async function downloadAll(made: Saved[], zip: string | null): Promise<void> {
   const names = distinct(made.map(({ name }) => name));
   const files = made.map(({ blob }, i) => ({ name: names[i]!, blob }));
-  if (zip && files.length > 1) return download(await zipOf(files), 'finished.zip');
+  if (zip !== null && files.length > 1) return download(await zipOf(files), zip);
   for (const { name, blob } of files) download(blob, name);
 }
 
@@ -495,7 +492,7 @@ export async function save(scans: Scan[], target: Target, zip: boolean): Promise
   const failed: string[] = [];
   const results = resultsOf(corrected, target);
   for (const [done, result] of results.entries()) {
-    const { name } = result.scans[0]!.file;
+    const { name } = result.scan.file;
     change({ saving: { name, done, count: results.length, share: 0 }, message: '' });
     try {
       made.push(await finished(result, target, isStopped));
@@ -505,7 +502,7 @@ export async function save(scans: Scan[], target: Target, zip: boolean): Promise
     if (isStopped()) return;
   }
   saver.stop(); // its memory is as large as the largest scan
-  await downloadAll(made, zip).catch((error) => failed.push(reason(error)));
+  await downloadAll(made, zip ? 'finished.zip' : null).catch((error) => failed.push(reason(error)));
   if (isStopped()) return;
   change({ saving: null, message: failed.join('. ') });
 }

@@ -10,13 +10,15 @@
 // Sent to a worker and back: texts of any bytes.
 using Message = std::vector<std::string>;
 
+// Takes the answer to a job. No answer: the worker died, `death` says how.
+using TakeAnswer =
+    std::function<void(const Message& job, const std::optional<Message>& answer, const std::string& death)>;
+
 struct WorkerEvents {
   // The next job; nothing when there is none.
   std::function<std::optional<Message>()> next;
-  // A job's answer as soon as it is there. No answer: the worker died, `death` says how.
-  std::function<void(const Message& job, const std::optional<Message>& answer, const std::string& death)> answered;
-  // The same once more, in the order of the jobs.
-  std::function<void(const Message& job, const std::optional<Message>& answer, const std::string& death)> done;
+  TakeAnswer answered; // as soon as it is there
+  TakeAnswer done;     // the same once more, in the order of the jobs
   // A worker tells something by the way, see TellParent.
   std::function<void(const Message& note)> note;
   // Called at least twice a second while jobs are under way.
